@@ -1,0 +1,80 @@
+# One function per kind of target. Every target of our own gets the same warnings, the same
+# sanitizers and nothing else implicitly.
+
+add_library(mdc_options INTERFACE)
+target_compile_options(mdc_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_definitions(mdc_options INTERFACE
+    QT_DEPRECATED_WARNINGS)
+if(MDC_SANITIZE)
+    target_compile_options(mdc_options INTERFACE
+        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    target_link_options(mdc_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+set(MDC_FRAMEWORK_DIRECTORY ${PROJECT_SOURCE_DIR}/framework)
+
+# mdc_add_framework_library(<name> SOURCES … LINK …)
+# A shared library of the host framework, included as <lib_name/header.h>.
+function(mdc_add_framework_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_library(${name} SHARED ${arg_SOURCES})
+    string(TOUPPER ${name} upper)
+    # "lib_utilities" is the library's own name: no second "lib" in front of it.
+    set_target_properties(${name} PROPERTIES PREFIX "" DEFINE_SYMBOL ${upper}_BUILD)
+    target_include_directories(${name} PUBLIC ${MDC_FRAMEWORK_DIRECTORY})
+    target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE mdc_options)
+endfunction()
+
+# mdc_add_static_library(<name> SOURCES … LINK …)
+# Code shared by a program and its tests; headers are included relative to the checkout root.
+function(mdc_add_static_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_library(${name} STATIC ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE mdc_options)
+endfunction()
+
+# mdc_add_plugin(<name> SOURCES … LINK …)
+# A plug-in for the host's plug-in folder.
+function(mdc_add_plugin name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_library(${name} MODULE ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${MDC_PLUGIN_DIRECTORY})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
+endfunction()
+
+# mdc_add_program(<name> SOURCES … LINK …)
+function(mdc_add_program name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
+endfunction()
+
+# mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>])
+# A QtTest program, run by ctest off screen. NEEDS names targets that the test loads or starts
+# at run time (plug-ins, programs) and that must be built before it.
+function(mdc_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LINK;DEFINES;NEEDS;LABELS")
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_definitions(${name} PRIVATE
+        MDC_BINARY_DIRECTORY="${PROJECT_BINARY_DIR}" MDC_SOURCE_DIRECTORY="${PROJECT_SOURCE_DIR}"
+        ${arg_DEFINES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Test mdc_options)
+    if(arg_NEEDS)
+        add_dependencies(${name} ${arg_NEEDS})
+    endif()
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${arg_TIMEOUT}
+        LABELS "${arg_LABELS}"
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=1;UBSAN_OPTIONS=print_stacktrace=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp")
+endfunction()

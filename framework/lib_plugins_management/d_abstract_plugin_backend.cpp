@@ -1,0 +1,249 @@
+#include <lib_plugins_management/d_abstract_plugin_backend.h>
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/i_host.h>
+#include <QDebug>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QUuid>
+
+namespace {
+
+const QString c_connected = QStringLiteral("connected");
+
+} // namespace
+
+DAbstractPluginBackend::DAbstractPluginBackend(const QString& name, QObject* parent)
+    : QObject(parent)
+{
+    setObjectName(name);
+}
+
+DAbstractPluginBackend::~DAbstractPluginBackend() = default;
+
+QString DAbstractPluginBackend::name() const
+{
+    return m_name;
+}
+
+void DAbstractPluginBackend::setName(const QString& name)
+{
+    if (m_name == name)
+        return;
+    m_name = name;
+    Q_EMIT nameChanged();
+}
+
+QString DAbstractPluginBackend::objectId() const
+{
+    return m_objectId;
+}
+
+void DAbstractPluginBackend::setObjectId(const QString& objectId)
+{
+    if (m_objectId == objectId)
+        return;
+    m_objectId = objectId;
+    if (m_complete) {
+        detach();
+        attach();
+    }
+    Q_EMIT objectIdChanged();
+}
+
+QString DAbstractPluginBackend::reference() const
+{
+    return m_reference;
+}
+
+void DAbstractPluginBackend::setReference(const QString& reference)
+{
+    if (m_reference == reference)
+        return;
+    m_reference = reference;
+    Q_EMIT referenceChanged();
+}
+
+bool DAbstractPluginBackend::isConnected() const
+{
+    return m_connected;
+}
+
+QSharedPointer<const QVariantMap> DAbstractPluginBackend::configuration() const
+{
+    if (m_plugin.isNull())
+        return {};
+    const QUuid uuid = m_plugin->objectUuid();
+    const QJsonArray objects =
+        m_plugin->getInMainConfig(QStringLiteral("objects"), QJsonArray(), nullptr).toArray();
+    for (const QJsonValue& element : objects) {
+        const QJsonObject object = element.toObject();
+        const QJsonValue config = object.value(QLatin1String("configuration"));
+        if (QUuid::fromString(object.value(QLatin1String("id")).toString()) == uuid && config.isObject())
+            return QSharedPointer<const QVariantMap>(new QVariantMap(config.toObject().toVariantMap()));
+    }
+    return {};
+}
+
+bool DAbstractPluginBackend::queueTreatment(int index, const QString& commandName,
+                                            const QVariantMap& parameters)
+{
+    if (m_queue.size() >= c_queueCapacity)
+        return false;
+    m_queue.append({index, commandName, parameters});
+    scheduleNext();
+    return true;
+}
+
+bool DAbstractPluginBackend::hasPendingTreatments() const
+{
+    return m_running || !m_queue.isEmpty();
+}
+
+quint64 DAbstractPluginBackend::sendAnInstruction(const QString& commandName, const QVariantMap& parameters,
+                                                  ReplyDelegate onReply, int index, ErrorDelegate onError)
+{
+    Q_UNUSED(index)
+    IHost* const host = m_host.isNull() ? IHost::current() : m_host.data();
+    if (host == nullptr)
+        return 0;
+    return host->runCommand(QUuid::fromString(m_objectId), commandName, parameters, 0, this,
+                            [onReply, onError](quint64 id, const DOrderOutcome& outcome) {
+                                if (outcome.ok) {
+                                    onReply(id, outcome.results);
+                                    return;
+                                }
+                                onError(id, outcome.errorCode,
+                                        {{QStringLiteral("errorCode"), outcome.errorCode},
+                                         {QStringLiteral("errorMessage"), outcome.errorMessage}});
+                            });
+}
+
+void DAbstractPluginBackend::applyTreatmentReply(int index, const QString& commandName,
+                                                 const QVariantMap& reply)
+{
+    Q_UNUSED(index)
+    Q_UNUSED(commandName)
+    Q_UNUSED(reply)
+}
+
+void DAbstractPluginBackend::classBegin()
+{}
+
+void DAbstractPluginBackend::componentComplete()
+{
+    m_complete = true;
+    m_host = IHost::current();
+    if (!m_host.isNull()) {
+        connect(m_host, &IHost::instanceAdded, this, [this](const QUuid& uuid) {
+            if (uuid == QUuid::fromString(m_objectId))
+                attach();
+        });
+        connect(m_host, &IHost::instanceAboutToGo, this, [this](const QUuid& uuid) {
+            if (!m_plugin.isNull() && m_plugin->objectUuid() == uuid)
+                detach();
+            else if (!m_driver.isNull() && m_driver->objectUuid() == uuid)
+                setConnected(false);
+            else
+                return;
+        });
+        // A driver may come after its device.
+        connect(m_host, &IHost::instanceAdded, this, [this] { followDriver(); });
+    }
+    attach();
+}
+
+void DAbstractPluginBackend::attach()
+{
+    if (m_host.isNull() || !m_plugin.isNull())
+        return;
+    m_plugin = m_host->findInstance(QUuid::fromString(m_objectId));
+    if (m_plugin.isNull())
+        return;
+    followDriver();
+    Q_EMIT abstractBackendInitialized();
+}
+
+void DAbstractPluginBackend::detach()
+{
+    if (!m_driver.isNull())
+        m_driver->disconnect(this);
+    m_driver.clear();
+    m_plugin.clear();
+    setConnected(false);
+}
+
+void DAbstractPluginBackend::followDriver()
+{
+    if (m_host.isNull() || m_plugin.isNull())
+        return;
+    DAbstractPlugin* const driver = m_host->findTarget(m_plugin->objectUuid(), QStringLiteral("driver"));
+    if (driver == m_driver)
+        return;
+    if (!m_driver.isNull())
+        m_driver->disconnect(this);
+    m_driver = driver;
+    if (driver == nullptr) {
+        setConnected(false);
+        return;
+    }
+    connect(driver, &DAbstractPlugin::sigPropertyChanged, this,
+            [this](const QString& name, const QVariant& value) {
+                if (name == c_connected)
+                    setConnected(value.toBool());
+            });
+    setConnected(driver->getProperty(c_connected, nullptr).toBool());
+}
+
+void DAbstractPluginBackend::setConnected(bool connected)
+{
+    if (m_connected == connected)
+        return;
+    m_connected = connected;
+    Q_EMIT isConnectedChanged();
+}
+
+void DAbstractPluginBackend::scheduleNext()
+{
+    if (m_running || m_scheduled || m_queue.isEmpty())
+        return;
+    m_scheduled = true;
+    QMetaObject::invokeMethod(
+        this, [this] { runNext(); }, Qt::QueuedConnection);
+}
+
+void DAbstractPluginBackend::runNext()
+{
+    m_scheduled = false;
+    if (m_running || m_queue.isEmpty())
+        return;
+    const Treatment treatment = m_queue.takeFirst();
+    m_running = true;
+    if (treatment.commandName.isEmpty()) {
+        const QString message =
+            QStringLiteral("treatment %1 names no command and is released as failed").arg(treatment.index);
+        qWarning().noquote() << objectName() << ":" << message;
+        release(treatment, {false, IMessenger::CeEcUnknownCommand, message, {}});
+        return;
+    }
+    IHost* const host = m_host.isNull() ? IHost::current() : m_host.data();
+    if (host == nullptr) {
+        release(treatment, {false, IMessenger::CeEcUnknownTarget, QStringLiteral("no host is running"), {}});
+        return;
+    }
+    host->runCommand(
+        QUuid::fromString(m_objectId), treatment.commandName, treatment.parameters, 0, this,
+        [this, treatment](quint64, const DOrderOutcome& outcome) { release(treatment, outcome); });
+}
+
+void DAbstractPluginBackend::release(const Treatment& treatment, const DOrderOutcome& outcome)
+{
+    m_running = false;
+    scheduleNext();
+    if (outcome.ok)
+        applyTreatmentReply(treatment.index, treatment.commandName, outcome.results);
+    else if (!treatment.commandName.isEmpty())
+        qWarning().noquote() << objectName() << ": treatment" << treatment.index << treatment.commandName
+                             << "failed:" << outcome.errorMessage;
+    Q_EMIT treatmentReleased(treatment.index, treatment.commandName, outcome.ok);
+}

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <lib_plugins_management/fast_delegate.h>
+#include <lib_plugins_management/i_messenger.h>
+#include <lib_plugins_management/lib_plugins_management_global.h>
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QQmlParserStatus>
+#include <QSharedPointer>
+#include <QString>
+#include <QVariantMap>
+
+class DAbstractPlugin;
+class IHost;
+struct DOrderOutcome;
+
+// Base of the object behind a maintenance page: it finds the page's device instance by `objectId`
+// in the running host, runs that instance's commands one treatment at a time, and follows the
+// driver's link. Created by QML (abstractBackendInitialized() follows the page's completion) and
+// owned by the QML engine; lives on the host's thread. The instance may go and come back.
+class LIB_PLUGINS_MANAGEMENT_EXPORT DAbstractPluginBackend : public QObject, public QQmlParserStatus
+{
+    Q_OBJECT
+    Q_INTERFACES(QQmlParserStatus)
+    Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
+    Q_PROPERTY(QString objectId READ objectId WRITE setObjectId NOTIFY objectIdChanged)
+    Q_PROPERTY(QString reference READ reference WRITE setReference NOTIFY referenceChanged)
+    Q_PROPERTY(bool isConnected READ isConnected NOTIFY isConnectedChanged)
+
+public:
+    using ReplyDelegate = FastDelegate2<quint64, const QVariantMap&, bool>;
+    using ErrorDelegate = FastDelegate3<quint64, IMessenger::EnErrorCode, const QVariantMap&, bool>;
+
+    // Treatments waiting at most; a further one is refused.
+    static constexpr int c_queueCapacity = 256;
+
+    // `name` is the QML module of the derived class; it becomes the Qt object name.
+    explicit DAbstractPluginBackend(const QString& name, QObject* parent = nullptr);
+    ~DAbstractPluginBackend() override;
+
+    QString name() const;
+    void setName(const QString& name);
+    // The text of the instance's UUID.
+    QString objectId() const;
+    void setObjectId(const QString& objectId);
+    QString reference() const;
+    void setReference(const QString& reference);
+    // The link of the instance's driver; false while there is no instance.
+    bool isConnected() const;
+
+    // The instance's own configuration; null when there is none.
+    QSharedPointer<const QVariantMap> configuration() const;
+
+    // Queues one run of the instance's command. `index` is the caller's own: it comes back with
+    // the reply and with treatmentReleased. Treatments run one at a time, in order. False only
+    // while the queue is full. An empty command name is taken and released as failed.
+    bool queueTreatment(int index, const QString& commandName, const QVariantMap& parameters);
+    bool hasPendingTreatments() const;
+    // Runs a command at once, past the queue. Exactly one of the two callbacks is called, from the
+    // event loop, unless this object has gone. Returns the order's identifier, 0 without a host.
+    quint64 sendAnInstruction(const QString& commandName, const QVariantMap& parameters,
+                              ReplyDelegate onReply, int index, ErrorDelegate onError);
+    // A treatment has succeeded; the base does nothing with its results.
+    virtual void applyTreatmentReply(int index, const QString& commandName, const QVariantMap& reply);
+
+    void classBegin() override;
+    void componentComplete() override;
+
+Q_SIGNALS:
+    void nameChanged();
+    void objectIdChanged();
+    void referenceChanged();
+    void isConnectedChanged();
+    // The page is complete and the instance is there; again when it has come back.
+    void abstractBackendInitialized();
+    // The treatment has left the queue; `ok` tells whether its command succeeded.
+    void treatmentReleased(int index, const QString& commandName, bool ok);
+
+private:
+    struct Treatment
+    {
+        int index = 0;
+        QString commandName;
+        QVariantMap parameters;
+    };
+
+    void attach();
+    void detach();
+    void followDriver();
+    void setConnected(bool connected);
+    void scheduleNext();
+    void runNext();
+    void release(const Treatment& treatment, const DOrderOutcome& outcome);
+
+    QString m_name;
+    QString m_objectId;
+    QString m_reference;
+    bool m_connected = false;
+    bool m_complete = false;
+    bool m_running = false;
+    bool m_scheduled = false;
+    QList<Treatment> m_queue;
+    QPointer<IHost> m_host;
+    QPointer<DAbstractPlugin> m_plugin;
+    QPointer<DAbstractPlugin> m_driver;
+};

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <QtGlobal>
+
+#ifdef LIB_PLUGINS_MANAGEMENT_BUILD
+#define LIB_PLUGINS_MANAGEMENT_EXPORT Q_DECL_EXPORT
+#else
+#define LIB_PLUGINS_MANAGEMENT_EXPORT Q_DECL_IMPORT
+#endif

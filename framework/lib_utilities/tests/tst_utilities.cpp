@@ -1,0 +1,164 @@
+#include <lib_utilities/conversions.h>
+#include <lib_utilities/d_object.h>
+#include <lib_utilities/date.h>
+#include <lib_utilities/version.h>
+
+#include <QDateTime>
+#include <QtTest>
+
+#include <limits>
+
+class tst_Utilities : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void versionFromString_data();
+    void versionFromString();
+    void versionSeparator();
+    void versionToString_data();
+    void versionToString();
+    void byteAt_data();
+    void byteAt();
+    void wordAt_data();
+    void wordAt();
+    void mapToString_data();
+    void mapToString();
+    void date();
+    void object();
+};
+
+void tst_Utilities::versionFromString_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<quint64>("version");
+    QTest::newRow("1.0") << "1.0" << true << Q_UINT64_C(0x0001000000000000);
+    QTest::newRow("one component") << "7" << true << Q_UINT64_C(0x0007000000000000);
+    QTest::newRow("four components") << "1.2.3.4" << true << Q_UINT64_C(0x0001000200030004);
+    QTest::newRow("largest") << "65535.65535.65535.65535" << true << ~Q_UINT64_C(0);
+    QTest::newRow("zero is a version") << "0" << true << Q_UINT64_C(0);
+    QTest::newRow("empty") << "" << false << Q_UINT64_C(0);
+    QTest::newRow("empty component") << "1..2" << false << Q_UINT64_C(0);
+    QTest::newRow("trailing separator") << "1." << false << Q_UINT64_C(0);
+    QTest::newRow("five components") << "1.2.3.4.5" << false << Q_UINT64_C(0);
+    QTest::newRow("component too large") << "65536" << false << Q_UINT64_C(0);
+    QTest::newRow("very long component") << "1.99999999999999999999" << false << Q_UINT64_C(0);
+    QTest::newRow("sign") << "-1.0" << false << Q_UINT64_C(0);
+    QTest::newRow("blank") << "1. 0" << false << Q_UINT64_C(0);
+    QTest::newRow("letters") << "v1.0" << false << Q_UINT64_C(0);
+}
+
+void tst_Utilities::versionFromString()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, ok);
+    QFETCH(quint64, version);
+    bool parsed = !ok;
+    QCOMPARE(::versionFromString(text, &parsed), version);
+    QCOMPARE(parsed, ok);
+    QCOMPARE(::versionFromString(text), version);
+}
+
+void tst_Utilities::versionSeparator()
+{
+    bool ok = false;
+    QCOMPARE(::versionFromString("1-2", &ok, '-'), Q_UINT64_C(0x0001000200000000));
+    QVERIFY(ok);
+    QCOMPARE(::versionFromString("1.2", &ok, '-'), Q_UINT64_C(0));
+    QVERIFY(!ok);
+}
+
+void tst_Utilities::versionToString_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("1.0") << "1.0";
+    QTest::newRow("1.2.3") << "1.2.3";
+    QTest::newRow("0.0.0.1") << "0.0.0.1";
+}
+
+void tst_Utilities::versionToString()
+{
+    QFETCH(QString, text);
+    QCOMPARE(::versionToString(::versionFromString(text)), text);
+}
+
+void tst_Utilities::byteAt_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<quint8>("value");
+    QTest::newRow("first") << 0 << quint8(0x01);
+    QTest::newRow("above 127") << 2 << quint8(0xFE);
+    QTest::newRow("behind the end") << 3 << quint8(0);
+    QTest::newRow("before the start") << -1 << quint8(0);
+}
+
+void tst_Utilities::byteAt()
+{
+    QFETCH(int, index);
+    QFETCH(quint8, value);
+    QCOMPARE(convByteArrayToUInt08(QByteArray::fromHex("0102fe"), index), value);
+}
+
+void tst_Utilities::wordAt_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<quint16>("value");
+    QTest::newRow("low byte first") << 0 << quint16(0x0201);
+    QTest::newRow("above 32767") << 1 << quint16(0xFE02);
+    QTest::newRow("last byte has no high byte") << 2 << quint16(0x00FE);
+    QTest::newRow("behind the end") << 3 << quint16(0);
+    QTest::newRow("high byte alone") << -1 << quint16(0x0100);
+    QTest::newRow("smallest index") << std::numeric_limits<int>::min() << quint16(0);
+    QTest::newRow("largest index") << std::numeric_limits<int>::max() << quint16(0);
+}
+
+void tst_Utilities::wordAt()
+{
+    QFETCH(int, index);
+    QFETCH(quint16, value);
+    QCOMPARE(convByteArrayToUInt16(QByteArray::fromHex("0102fe"), index), value);
+}
+
+void tst_Utilities::mapToString_data()
+{
+    QTest::addColumn<QVariantMap>("map");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("empty") << QVariantMap() << "{}";
+    QTest::newRow("keys in order") << QVariantMap{{"b", 1}, {"a", true}} << R"({"a": true, "b": 1})";
+    QTest::newRow("list") << QVariantMap{{"values", QVariantList{1, -2, 1.5}}}
+                          << R"({"values": [1, -2, 1.5]})";
+    QTest::newRow("text is quoted") << QVariantMap{{"t", "a\"b\nc"}} << R"({"t": "a\"b\nc"})";
+    QTest::newRow("bytes") << QVariantMap{{"info", QByteArray::fromHex("00ff")}} << R"({"info": 0x00ff})";
+    QTest::newRow("nested") << QVariantMap{{"m", QVariantMap{{"k", QStringList{"x"}}}}}
+                            << R"({"m": {"k": ["x"]}})";
+    QTest::newRow("invalid") << QVariantMap{{"v", QVariant()}} << R"({"v": null})";
+}
+
+void tst_Utilities::mapToString()
+{
+    QFETCH(QVariantMap, map);
+    QFETCH(QString, text);
+    QCOMPARE(convVariantMapToString(map), text);
+}
+
+void tst_Utilities::date()
+{
+    const QDateTime before = QDateTime::currentDateTime();
+    const QDateTime parsed = QDateTime::fromString(getDate(), "yyyy-MM-dd HH:mm:ss.zzz");
+    QVERIFY(parsed.isValid());
+    QVERIFY(parsed >= before && parsed <= QDateTime::currentDateTime());
+}
+
+void tst_Utilities::object()
+{
+    QObject parent;
+    auto* object = new DObject("DName", &parent);
+    QCOMPARE(object->objectName(), QString("DName"));
+    QCOMPARE(object->parent(), &parent);
+    QVERIFY(object->inherits("QObject"));
+    QCOMPARE(object->metaObject()->className(), "DObject");
+}
+
+QTEST_GUILESS_MAIN(tst_Utilities)
+#include "tst_utilities.moc"
