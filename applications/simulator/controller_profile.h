@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QtGlobal>
+
+#include <optional>
+
+// Which controller the simulator pretends to be.
+struct ControllerProfile
+{
+    // How the identification block is laid out; the value is its length in bytes.
+    enum class Layout { Bytes12 = 12, Bytes13 = 13, Bytes17 = 17 };
+
+    QString name;        // as given on the command line, "mdc32-gen2"
+    QString description; // one line for help texts
+    Layout layout = Layout::Bytes13;
+    quint16 family = 0;   // word 2 of the block
+    quint16 toolCode = 0; // word 4 of the block
+    quint16 firmware = 0; // word 6 of the block; above 3999 means generation 2
+    quint8 familyByte = 0; // byte 10 of the 17-byte layout, where it doubles as a serial byte
+    QString reference;     // what a device object's "reference" must be for its tool table ("MDC", "MDTC", "BM")
+
+    int generation() const { return firmware > 3999 ? 2 : 1; }
+
+    // Every bundled profile: the MDC-22, MDC-26, MDC-32 and BM families, generation 1 in both
+    // register layouts (firmware 1.x and later) and generation 2.
+    static QList<ControllerProfile> all();
+    static std::optional<ControllerProfile> byName(const QString& name);
+};

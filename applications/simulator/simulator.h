@@ -1,0 +1,51 @@
+#pragma once
+
+#include "applications/simulator/controller_profile.h"
+#include "applications/simulator/fault_plan.h"
+
+#include <QJsonObject>
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class SimulatedController;
+
+// A controller that is not there: the register model and identification of one profile, reachable
+// over Modbus TCP (loopback only), a serial device, or a pseudo-terminal pair. All transports show
+// the same registers and share the fault plan. Needs an event loop; one thread.
+class Simulator : public QObject
+{
+    Q_OBJECT
+
+public:
+    // `deviceConfiguration` is the "configuration" of the device object (its "channels" and
+    // "parameters"): registers get their meaning from the same entries as the plug-in's.
+    Simulator(const QJsonObject& deviceConfiguration, const ControllerProfile& profile,
+              QObject* parent = nullptr);
+    ~Simulator() override;
+
+    // Port 0 takes a free one. False with a text when the port cannot be had.
+    bool listenTcp(quint16 port = 0, QString* error = nullptr);
+    quint16 tcpPort() const;
+    // Serves a serial device of the machine.
+    bool listenSerial(const QString& device, int baudRate, char parity, QString* error = nullptr);
+    // Makes a pseudo-terminal and serves it; returns the device name for the client ("/dev/pts/…"),
+    // empty with a text on failure.
+    QString openPseudoTerminal(QString* error = nullptr);
+    // Modbus unit id answered, 1 unless set. Set before listening.
+    void setUnitId(int unitId);
+    // Drops every client and closes every transport.
+    void close();
+
+    SimulatedController& controller();
+    FaultPlan& faults();
+
+Q_SIGNALS:
+    // One line per event that a person at the console wants to see (client came, write, fault).
+    void message(const QString& text);
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};
