@@ -1,0 +1,215 @@
+#include <lib_host/configuration.h>
+
+#include <lib_host/schema_check.h>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+const QString c_channels = QStringLiteral("channels");
+const QString c_parameters = QStringLiteral("parameters");
+const QString c_configuration = QStringLiteral("configuration");
+const QString c_configurationFiles = QStringLiteral("configurationFiles");
+const QString c_id = QStringLiteral("id");
+const QString c_benchSchema = QStringLiteral("bench.schema.json");
+const QString c_deviceSchema = QStringLiteral("device_configuration.schema.json");
+
+// A device's configuration has channels and parameters; a driver's has keys of its own.
+bool isDeviceConfiguration(const QJsonObject& object)
+{
+    const QJsonObject configuration = object.value(c_configuration).toObject();
+    return object.contains(c_configurationFiles) || configuration.contains(c_channels) ||
+           configuration.contains(c_parameters);
+}
+
+// "line 3, column 7" of a byte offset.
+QString position(const QByteArray& text, int offset)
+{
+    const QByteArray before = text.left(offset);
+    const int line = before.count('\n') + 1;
+    const int column = offset - (before.lastIndexOf('\n') + 1) + 1;
+    return QStringLiteral("line %1, column %2").arg(line).arg(column);
+}
+
+class Loader
+{
+public:
+    DLoadedConfiguration load(const QString& path)
+    {
+        DLoadedConfiguration loaded;
+        const QJsonObject root = readFile(path, c_benchSchema);
+        if (m_errors.isEmpty())
+            loaded.configuration = resolveObjects(root, path);
+        if (!m_errors.isEmpty())
+            loaded.configuration = {};
+        loaded.errors = m_errors;
+        return loaded;
+    }
+
+private:
+    // Where a channel or parameter was first given.
+    using Origins = QHash<QString, QString>;
+
+    void fail(const QString& file, const QString& path, const QString& message)
+    {
+        m_errors.append({file, path, message});
+    }
+
+    QJsonObject readFile(const QString& path, const QString& schemaName)
+    {
+        QFile file(path);
+        if (QFileInfo(path).isDir()) {
+            fail(path, {}, QStringLiteral("is a folder; a file is needed"));
+            return {};
+        }
+        if (!file.open(QIODevice::ReadOnly)) {
+            fail(path, {}, QStringLiteral("cannot be read: %1").arg(file.errorString()));
+            return {};
+        }
+        const QByteArray text = file.readAll();
+        QJsonParseError parseError;
+        const QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
+        if (document.isNull()) {
+            fail(path, {},
+                 QStringLiteral("is no JSON: %1 at %2")
+                     .arg(parseError.errorString(), position(text, parseError.offset)));
+            return {};
+        }
+        const QJsonValue value =
+            document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
+        const QList<DSchemaError> errors = checkAgainstSchema(value, schema(schemaName));
+        for (const DSchemaError& error : errors)
+            fail(path, error.path, error.message);
+        return document.object();
+    }
+
+    static QJsonObject schema(const QString& name)
+    {
+        QFile file(QStringLiteral(":/lib_host/") + name);
+        // Compiled in: a failure here is a fault of the build, and the tests load every schema.
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("schema %s is not compiled in", qPrintable(name));
+        return QJsonDocument::fromJson(file.readAll()).object();
+    }
+
+    QJsonObject resolveObjects(QJsonObject root, const QString& path)
+    {
+        const QDir folder = QFileInfo(path).dir();
+        const QString objectsKey = QStringLiteral("objects");
+        QJsonArray objects = root.value(objectsKey).toArray();
+        Origins ids;
+        Origins names;
+        for (int i = 0; i < objects.size(); ++i) {
+            const QString objectPath = QStringLiteral("/objects/%1").arg(i);
+            QJsonObject object = objects.at(i).toObject();
+            refuseRepeated(ids, object.value(c_id).toString().toLower(), path,
+                           objectPath + QStringLiteral("/id"), QStringLiteral("id"));
+            refuseRepeated(names, object.value(QLatin1String("name")).toString(), path,
+                           objectPath + QStringLiteral("/name"), QStringLiteral("name"));
+            if (isDeviceConfiguration(object)) {
+                object.insert(c_configuration, joinedConfiguration(object, folder, path, objectPath));
+                object.remove(c_configurationFiles);
+            }
+            objects.replace(i, object);
+        }
+        root.insert(objectsKey, objects);
+        root.remove(QStringLiteral("$schema"));
+        return root;
+    }
+
+    void refuseRepeated(Origins& origins, const QString& value, const QString& file, const QString& path,
+                        const QString& what)
+    {
+        if (origins.contains(value))
+            fail(file, path,
+                 QStringLiteral("%1 \"%2\" is given twice, first at %3")
+                     .arg(what, value, origins.value(value)));
+        else
+            origins.insert(value, path);
+    }
+
+    QJsonObject joinedConfiguration(const QJsonObject& object, const QDir& folder, const QString& file,
+                                    const QString& objectPath)
+    {
+        const QString ownPath = objectPath + QStringLiteral("/configuration");
+        const QJsonObject own = object.value(c_configuration).toObject();
+        const QList<DSchemaError> errors = checkAgainstSchema(own, schema(c_deviceSchema));
+        for (const DSchemaError& error : errors)
+            fail(file, ownPath + error.path, error.message);
+        QJsonObject joined;
+        Origins origins;
+        join(joined, own, origins, file, ownPath);
+
+        const QJsonArray files = object.value(c_configurationFiles).toArray();
+        for (const QJsonValue& name : files) {
+            const QString part = QDir::cleanPath(folder.filePath(name.toString()));
+            join(joined, readFile(part, c_deviceSchema), origins, part, {});
+        }
+        return joined;
+    }
+
+    // Adds the members of `part` to `joined`; a name that is taken is an error that names both places.
+    void join(QJsonObject& joined, const QJsonObject& part, Origins& origins, const QString& file,
+              const QString& path)
+    {
+        QJsonArray channels = joined.value(c_channels).toArray();
+        const QJsonArray partChannels = part.value(c_channels).toArray();
+        for (int i = 0; i < partChannels.size(); ++i) {
+            const QString id = partChannels.at(i).toObject().value(c_id).toString();
+            const QString place = QStringLiteral("%1/channels/%2").arg(path).arg(i);
+            if (take(origins, QStringLiteral("channel \"%1\"").arg(id), file, place)) {
+                channels.append(partChannels.at(i));
+                refuseRepeatedEntries(partChannels.at(i).toObject(), file, place);
+            }
+        }
+        QJsonObject parameters = joined.value(c_parameters).toObject();
+        const QJsonObject partParameters = part.value(c_parameters).toObject();
+        for (auto it = partParameters.begin(); it != partParameters.end(); ++it) {
+            const QString place = QStringLiteral("%1/parameters/%2").arg(path, it.key());
+            if (take(origins, QStringLiteral("parameter \"%1\"").arg(it.key()), file, place))
+                parameters.insert(it.key(), it.value());
+        }
+        joined.insert(c_channels, channels);
+        joined.insert(c_parameters, parameters);
+    }
+
+    bool take(Origins& origins, const QString& what, const QString& file, const QString& place)
+    {
+        if (origins.contains(what)) {
+            fail(file, place,
+                 QStringLiteral("%1 is given twice, first in %2").arg(what, origins.value(what)));
+            return false;
+        }
+        origins.insert(what, file + QStringLiteral(" at ") + place);
+        return true;
+    }
+
+    void refuseRepeatedEntries(const QJsonObject& channel, const QString& file, const QString& place)
+    {
+        Origins entries;
+        const QJsonArray values = channel.value(QLatin1String("value")).toArray();
+        for (int i = 0; i < values.size(); ++i) {
+            refuseRepeated(entries, values.at(i).toObject().value(c_id).toString(), file,
+                           QStringLiteral("%1/value/%2/id").arg(place).arg(i), QStringLiteral("id"));
+        }
+    }
+
+    QList<DConfigurationError> m_errors;
+};
+
+} // namespace
+
+QString DConfigurationError::toString() const
+{
+    return path.isEmpty() ? QStringLiteral("%1: %2").arg(file, message)
+                          : QStringLiteral("%1: %2: %3").arg(file, path, message);
+}
+
+DLoadedConfiguration loadConfiguration(const QString& path)
+{
+    return Loader().load(path);
+}

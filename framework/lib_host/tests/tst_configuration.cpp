@@ -1,0 +1,371 @@
+#include <lib_host/configuration.h>
+#include <lib_host/schema_check.h>
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QJsonObject objectFrom(const char* json)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (document.isNull())
+        qFatal("test data is no JSON: %s", qPrintable(error.errorString()));
+    return document.object();
+}
+
+// Takes apart "name=value" paths so that a test row can damage one place of a good document.
+QJsonValue replaced(const QJsonValue& node, QStringList path, const QJsonValue& value)
+{
+    if (path.isEmpty())
+        return value;
+    const QString token = path.takeFirst();
+    if (node.isArray()) {
+        QJsonArray array = node.toArray();
+        const int index = token.toInt();
+        array.replace(index, replaced(array.at(index), path, value));
+        return array;
+    }
+    QJsonObject object = node.toObject();
+    if (path.isEmpty() && value.isUndefined())
+        object.remove(token);
+    else
+        object.insert(token, replaced(object.value(token), path, value));
+    return object;
+}
+
+const char* const c_bench = R"({
+  "version": 1,
+  "objects": [
+    {"id": "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}", "name": "modbus",
+     "plugin": "{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}",
+     "configuration": {"transport": "tcp", "port": 1502}},
+    {"id": "{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f22}", "name": "mdc",
+     "plugin": "{5b1e07c4-3d9a-4f62-a8b7-91c2e4d0f3a6}", "reference": "MDC",
+     "driver": "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}",
+     "configurationFiles": ["map.json"],
+     "configuration": {"channels": [{"id": "own", "value": [{"id": "register", "value": 1}]}],
+                       "parameters": {"p": 1}}}
+  ]
+})";
+
+const char* const c_map = R"({
+  "description": "d",
+  "channels": [
+    {"id": "directionChange", "name": "n",
+     "value": [{"id": "register", "value": 5001}, {"id": "writeRegisterType", "value": "singleRegister"}]}
+  ],
+  "parameters": {"q": [1, 2]}
+})";
+
+} // namespace
+
+class tst_Configuration : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void bundledIsGood();
+    void joinsFiles();
+    void refuses_data();
+    void refuses();
+    void everyKeyMisspelt();
+    void missingFile();
+    void folder();
+    void noJson();
+    void missingPart();
+    void duplicates();
+    void schemaCheck();
+
+private:
+    void write(const QString& name, const QByteArray& text);
+    QString path(const QString& name) const { return m_folder->filePath(name); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void tst_Configuration::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_folder->isValid());
+    write("bench.json", c_bench);
+    write("map.json", c_map);
+}
+
+void tst_Configuration::write(const QString& name, const QByteArray& text)
+{
+    QFile file(path(name));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(text), qint64(text.size()));
+}
+
+void tst_Configuration::bundledIsGood()
+{
+    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    for (const DConfigurationError& error : loaded.errors)
+        qWarning("%s", qPrintable(error.toString()));
+    QVERIFY(loaded.errors.isEmpty());
+    const QJsonArray objects = loaded.configuration.value("objects").toArray();
+    QCOMPARE(objects.size(), 2);
+    QVERIFY(objects.at(1).toObject().value("configuration").toObject().value("channels").toArray().size() >
+            10);
+}
+
+void tst_Configuration::joinsFiles()
+{
+    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    QVERIFY(loaded.errors.isEmpty());
+    const QJsonObject device = loaded.configuration.value("objects").toArray().at(1).toObject();
+    QVERIFY(!device.contains("configurationFiles"));
+    const QJsonObject configuration = device.value("configuration").toObject();
+    const QJsonArray channels = configuration.value("channels").toArray();
+    QCOMPARE(channels.size(), 2);
+    QCOMPARE(channels.at(0).toObject().value("id").toString(), QString("own"));
+    QCOMPARE(channels.at(1).toObject().value("id").toString(), QString("directionChange"));
+    QCOMPARE(configuration.value("parameters").toObject().keys(), (QStringList{"p", "q"}));
+    QVERIFY(!configuration.contains("description"));
+    // The driver's part is untouched.
+    QCOMPARE(
+        loaded.configuration.value("objects").toArray().at(0).toObject().value("configuration").toObject(),
+        objectFrom(R"({"transport": "tcp", "port": 1502})"));
+}
+
+void tst_Configuration::refuses_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("place");
+    QTest::addColumn<QJsonValue>("value");
+    QTest::addColumn<QString>("errorPath");
+    QTest::addColumn<QString>("errorText");
+
+    const QJsonValue gone(QJsonValue::Undefined);
+    QTest::newRow("version missing") << "bench.json"
+                                     << "version" << gone << ""
+                                     << "\"version\" is missing; needed is the number 1";
+    QTest::newRow("version 2") << "bench.json"
+                               << "version" << QJsonValue(2) << "/version"
+                               << "2 is not allowed; needed is the number 1";
+    QTest::newRow("objects no list") << "bench.json"
+                                     << "objects" << QJsonValue(5) << "/objects"
+                                     << "5 is not allowed; needed is a list of objects";
+    QTest::newRow("id no UUID") << "bench.json"
+                                << "objects/0/id" << QJsonValue("x") << "/objects/0/id"
+                                << "\"x\" is not allowed; needed is a UUID in braces";
+    QTest::newRow("name missing") << "bench.json"
+                                  << "objects/0/name" << gone << "/objects/0"
+                                  << "\"name\" is missing; needed is a text that is not empty";
+    QTest::newRow("name empty") << "bench.json"
+                                << "objects/0/name" << QJsonValue("") << "/objects/0/name"
+                                << "\"\" is not allowed";
+    QTest::newRow("name a number") << "bench.json"
+                                   << "objects/0/name" << QJsonValue(7) << "/objects/0/name"
+                                   << "7 is not allowed";
+    QTest::newRow("unknown key") << "bench.json"
+                                 << "objects/0/nmae" << QJsonValue("x") << "/objects/0/nmae"
+                                 << "unknown key \"nmae\"; allowed are configuration, configurationFiles, "
+                                    "driver, id, name, plugin, reference";
+    QTest::newRow("port too large") << "bench.json"
+                                    << "objects/0/configuration/port" << QJsonValue(65536)
+                                    << "/objects/0/configuration/port"
+                                    << "65536 is not allowed; needed is a whole number from 1 to 65535";
+    QTest::newRow("port a text") << "bench.json"
+                                 << "objects/0/configuration/port" << QJsonValue("1502")
+                                 << "/objects/0/configuration/port"
+                                 << "\"1502\" is not allowed";
+    QTest::newRow("port with fraction")
+        << "bench.json"
+        << "objects/0/configuration/port" << QJsonValue(1.5) << "/objects/0/configuration/port"
+        << "1.5 is not allowed";
+    QTest::newRow("unknown driver key")
+        << "bench.json"
+        << "objects/0/configuration/prot" << QJsonValue(1) << "/objects/0/configuration/prot"
+        << "unknown key \"prot\"; allowed are addressOffset";
+    QTest::newRow("transport missing")
+        << "bench.json"
+        << "objects/0/configuration/transport" << gone << "/objects/0/configuration"
+        << "\"transport\" is missing; needed is \"tcp\" or \"rtu\"";
+    QTest::newRow("register too large")
+        << "map.json"
+        << "channels/0/value/0/value" << QJsonValue(65536) << "/channels/0/value/0/value"
+        << "65536 is not allowed; needed is for \"register\" a whole number from 0 to 65535";
+    QTest::newRow("register a text") << "map.json"
+                                     << "channels/0/value/0/value" << QJsonValue("5001")
+                                     << "/channels/0/value/0/value"
+                                     << "\"5001\" is not allowed";
+    QTest::newRow("write type read-only")
+        << "map.json"
+        << "channels/0/value/1/value" << QJsonValue("inputRegisters") << "/channels/0/value/1/value"
+        << "\"inputRegisters\" is not allowed";
+    QTest::newRow("entry without value") << "map.json"
+                                         << "channels/0/value/0/value" << gone << "/channels/0/value/0"
+                                         << "\"value\" is missing";
+    QTest::newRow("channel id empty") << "map.json"
+                                      << "channels/0/id" << QJsonValue("") << "/channels/0/id"
+                                      << "\"\" is not allowed";
+    QTest::newRow("unknown part key")
+        << "map.json"
+        << "chanels" << QJsonValue(QJsonArray()) << "/chanels"
+        << "unknown key \"chanels\"; allowed are channels, description, parameters";
+    QTest::newRow("own channel wrong") << "bench.json"
+                                       << "objects/1/configuration/channels/0/value/0/value" << QJsonValue(-1)
+                                       << "/objects/1/configuration/channels/0/value/0/value"
+                                       << "-1 is not allowed";
+    QTest::newRow("parameters a list") << "map.json"
+                                       << "parameters" << QJsonValue(QJsonArray()) << "/parameters"
+                                       << "[] is not allowed; needed is a map";
+}
+
+void tst_Configuration::refuses()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, place);
+    QFETCH(QJsonValue, value);
+    QFETCH(QString, errorPath);
+    QFETCH(QString, errorText);
+    const QJsonObject good = objectFrom(file == "map.json" ? c_map : c_bench);
+    const QJsonObject bad = replaced(good, place.split('/'), value).toObject();
+    QVERIFY(bad != good);
+    write(file, QJsonDocument(bad).toJson());
+
+    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    QVERIFY(loaded.configuration.isEmpty());
+    QStringList all;
+    for (const DConfigurationError& error : loaded.errors)
+        all.append(error.toString());
+    QVERIFY2(loaded.errors.size() == 1, qPrintable(all.join('\n')));
+    QCOMPARE(loaded.errors.at(0).file, path(file));
+    QCOMPARE(loaded.errors.at(0).path, errorPath);
+    QVERIFY2(loaded.errors.at(0).message.contains(errorText), qPrintable(all.join('\n')));
+}
+
+// Renames each key of each bundled file in turn: something must say so, naming the new key or the
+// missing one. Free maps ("parameters") are the only place where any key is allowed.
+void tst_Configuration::everyKeyMisspelt()
+{
+    int tried = 0;
+    for (const QString& file : {QString("bench.json"), QString("map.json")}) {
+        const QJsonObject good = objectFrom(file == "map.json" ? c_map : c_bench);
+        QList<QStringList> places;
+        const std::function<void(const QJsonValue&, const QStringList&)> collect =
+            [&](const QJsonValue& node, const QStringList& at) {
+                if (node.isArray()) {
+                    for (int i = 0; i < node.toArray().size(); ++i)
+                        collect(node.toArray().at(i), at + QStringList{QString::number(i)});
+                } else if (node.isObject()) {
+                    const QJsonObject object = node.toObject();
+                    for (auto it = object.begin(); it != object.end(); ++it) {
+                        if (!at.contains("parameters"))
+                            places.append(at + QStringList{it.key()});
+                        collect(it.value(), at + QStringList{it.key()});
+                    }
+                }
+            };
+        collect(good, {});
+        for (const QStringList& place : qAsConst(places)) {
+            QStringList parent = place;
+            const QString key = parent.takeLast();
+            QJsonValue node = good;
+            for (const QString& token : parent)
+                node = node.isArray() ? node.toArray().at(token.toInt()) : node.toObject().value(token);
+            QJsonObject object = node.toObject();
+            object.insert(key + "X", object.take(key));
+            write(file, QJsonDocument(replaced(good, parent, object).toObject()).toJson());
+            const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+            QVERIFY2(!loaded.errors.isEmpty(), qPrintable(place.join('/')));
+            bool named = false;
+            for (const DConfigurationError& error : loaded.errors)
+                named = named || error.toString().contains(key + "X");
+            QVERIFY2(named, qPrintable(place.join('/') + " -> " + loaded.errors.at(0).toString()));
+            ++tried;
+        }
+        write(file, QJsonDocument(good).toJson());
+    }
+    QVERIFY(tried > 30);
+}
+
+void tst_Configuration::missingFile()
+{
+    const DLoadedConfiguration loaded = loadConfiguration(path("none.json"));
+    QCOMPARE(loaded.errors.size(), 1);
+    QCOMPARE(loaded.errors.at(0).file, path("none.json"));
+    QVERIFY(loaded.errors.at(0).message.contains("cannot be read"));
+}
+
+void tst_Configuration::folder()
+{
+    const DLoadedConfiguration loaded = loadConfiguration(m_folder->path());
+    QCOMPARE(loaded.errors.size(), 1);
+    QVERIFY(loaded.errors.at(0).message.contains("folder"));
+}
+
+void tst_Configuration::noJson()
+{
+    write("bench.json", "{\n  \"version\": 1,\n  oops\n}");
+    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    QCOMPARE(loaded.errors.size(), 1);
+    QVERIFY2(loaded.errors.at(0).message.contains("line 3"), qPrintable(loaded.errors.at(0).message));
+    write("bench.json", "[]");
+    QVERIFY(!loadConfiguration(path("bench.json")).errors.isEmpty());
+    write("bench.json", "");
+    QVERIFY(!loadConfiguration(path("bench.json")).errors.isEmpty());
+}
+
+void tst_Configuration::missingPart()
+{
+    QVERIFY(QFile::remove(path("map.json")));
+    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    QCOMPARE(loaded.errors.size(), 1);
+    QCOMPARE(loaded.errors.at(0).file, path("map.json"));
+}
+
+void tst_Configuration::duplicates()
+{
+    QJsonObject map = objectFrom(c_map);
+    QJsonArray channels = map.value("channels").toArray();
+    QJsonObject again = channels.at(0).toObject();
+    channels.append(again);
+    again.insert("id", "own");
+    channels.append(again);
+    map.insert("channels", channels);
+    map.insert("parameters", QJsonObject{{"p", 2}});
+    write("map.json", QJsonDocument(map).toJson());
+    const QList<DConfigurationError> errors = loadConfiguration(path("bench.json")).errors;
+    QCOMPARE(errors.size(), 3);
+    QCOMPARE(errors.at(0).path, QString("/channels/1"));
+    QVERIFY(errors.at(0).message.contains("channel \"directionChange\" is given twice, first in " +
+                                          path("map.json")));
+    QCOMPARE(errors.at(1).path, QString("/channels/2"));
+    QVERIFY(errors.at(1).message.contains("first in " + path("bench.json")));
+    QCOMPARE(errors.at(2).path, QString("/parameters/p"));
+
+    QJsonObject bench = objectFrom(c_bench);
+    write("map.json", c_map);
+    bench = replaced(bench, {"objects", "1", "id"}, "{7D0F6F0E-3C55-4B5D-9A51-6A3B8C0F2D11}").toObject();
+    bench = replaced(bench, {"objects", "1", "name"}, "modbus").toObject();
+    write("bench.json", QJsonDocument(bench).toJson());
+    const QList<DConfigurationError> objectErrors = loadConfiguration(path("bench.json")).errors;
+    QCOMPARE(objectErrors.size(), 2);
+    QCOMPARE(objectErrors.at(0).path, QString("/objects/1/id"));
+    QCOMPARE(objectErrors.at(1).path, QString("/objects/1/name"));
+}
+
+void tst_Configuration::schemaCheck()
+{
+    const QJsonObject schema = objectFrom(
+        R"({"type": "object", "properties": {"a": {"type": "integer", "description": "a number"}}})");
+    QVERIFY(checkAgainstSchema(QJsonObject{{"a", 1}}, schema).isEmpty());
+    const QList<DSchemaError> errors = checkAgainstSchema(QJsonObject{{"a", true}}, schema);
+    QCOMPARE(errors.size(), 1);
+    QCOMPARE(errors.at(0).path, QString("/a"));
+    QCOMPARE(errors.at(0).message, QString("true is not allowed; needed is a number"));
+    QCOMPARE(checkAgainstSchema(QJsonValue("text"), schema).at(0).path, QString());
+}
+
+QTEST_GUILESS_MAIN(tst_Configuration)
+#include "tst_configuration.moc"

@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building, running and testing need, and nothing else.
+# Safe to run again: what is there already is left alone.
+set -euo pipefail
+
+packages=(
+  # build
+  g++ cmake ninja-build
+  qtbase5-dev            # Qt Core, Network, Test
+  qtdeclarative5-dev     # Qt Qml
+  libqt5serialbus5-dev   # Modbus
+  libqt5serialport5-dev  # serial lines
+  libcli11-dev           # command lines
+  libvalijson-dev        # JSON schema
+  # tests
+  mbpoll                 # an independent Modbus master
+  python3 python3-pymodbus  # an independent Modbus server
+  clang-format clang-tidy
+)
+
+installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
+
+missing=()
+for package in "${packages[@]}"; do
+  installed "$package" || missing+=("$package")
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "setup: all ${#packages[@]} packages are installed"
+  exit 0
+fi
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  if ! command -v sudo >/dev/null; then
+    echo "setup: not root and no sudo; install as root: apt-get install --no-install-recommends ${missing[*]}" >&2
+    exit 1
+  fi
+  as_root=(sudo)
+fi
+
+echo "setup: installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+for package in "${missing[@]}"; do
+  installed "$package" || { echo "setup: $package could not be installed" >&2; exit 1; }
+done
+echo "setup: done"

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs what is missing, checks formatting and code, builds with warnings as errors and runs all
+# tests: plain, then under AddressSanitizer and UndefinedBehaviorSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+step() { printf '\n=== %s (%s)\n' "$*" "$(date +%H:%M:%S)"; }
+
+step "packages"
+scripts/setup.sh
+
+step "formatting"
+git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
+echo "formatted: $(git ls-files '*.h' '*.cpp' | wc -l) files"
+
+step "build, warnings as errors"
+cmake --preset dev >/dev/null
+cmake --build --preset dev
+
+step "clang-tidy"
+scripts/tidy.sh build/dev
+
+step "tests"
+ctest --preset dev
+
+step "build with sanitizers"
+cmake --preset asan >/dev/null
+cmake --build --preset asan
+
+step "tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+ctest --preset asan
