@@ -1,0 +1,55 @@
+#include "p_device_mdc.h"
+
+#include "d_cmd_getInfo.h"
+#include "d_cmd_getRegister.h"
+#include "d_cmd_resetAlarm.h"
+#include "d_cmd_setDirection.h"
+#include "d_cmd_setProgram.h"
+
+#include <lib_utilities/version.h>
+
+PDeviceMdc::PDeviceMdc(const QUuid& objectUuid, QObject* parent)
+    : DAbstractPlugin(getPluginId(), QLatin1String(getPluginName()), getPluginType(),
+                      versionFromString(QStringLiteral("1.0"), nullptr, QLatin1Char('.')), objectUuid, parent,
+                      false)
+{
+    setProperty(QStringLiteral("typeName"), PDeviceMdc::pluginSubTypeName(), false);
+}
+
+PDeviceMdc::~PDeviceMdc() = default;
+
+QUuid PDeviceMdc::getPluginId()
+{
+    return {0x5b1e07c4, 0x3d9a, 0x4f62, 0xa8, 0xb7, 0x91, 0xc2, 0xe4, 0xd0, 0xf3, 0xa6};
+}
+
+const char* PDeviceMdc::getPluginName()
+{
+    return "Plugin Device MDC";
+}
+
+IPlugin::Type PDeviceMdc::getPluginType()
+{
+    return IPlugin::CeTypeDevice;
+}
+
+QString PDeviceMdc::pluginSubTypeName() const
+{
+    return QLatin1String("");
+}
+
+void PDeviceMdc::initPluginCommands()
+{
+    DAbstractPlugin::initAbstractCommands();
+    declareInstructionCommand(new DCmdGetInfo(this));
+    declareInstructionCommand(new DCmdSetDirection(this));
+    declareInstructionCommand(new DCmdSetProgram(this));
+    declareInstructionCommand(new DCmdResetAlarm(this));
+    declareInstructionCommand(new DCmdGetRegister(this));
+    Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());
+}
+
+IPlugin* PDeviceMdc::createInstance(const QUuid& objectUuid) const
+{
+    return new PDeviceMdc(objectUuid, nullptr);
+}

@@ -1,0 +1,57 @@
+#include "register_map.h"
+
+#include "log_line.h"
+#include "p_device_mdc.h"
+
+#include <lib_plugins_management/d_abstract_command.h>
+
+namespace {
+
+RegisterEntry registerEntry(const DAbstractCommand& command, const QString& channel, const QString& typeInfo)
+{
+    const QVariant address =
+        command.getInfoFromChannel(channel, QStringLiteral("register"), QMetaType::UInt, QVariant());
+    const QVariant type = command.getInfoFromChannel(channel, typeInfo, QMetaType::QString, QVariant());
+    return {static_cast<int>(address.toUInt() & 0xFFFFU), type.toString()};
+}
+
+} // namespace
+
+QString generationSuffix(const QVariant& softwareVersion)
+{
+    const auto generation = static_cast<quint16>(softwareVersion.toUInt());
+    return generation > 1 ? QLatin1Char('V') + QString::number(generation) : QString();
+}
+
+QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& command,
+                              const SourcePlace& place)
+{
+    const QVariant softwareVersion = plugin.getProperty(QStringLiteral("softwareVersion"), nullptr);
+    if (softwareVersion.isNull()) {
+        logCritical(&command, place) << "ERROR: version number is not found. using version 1";
+        return {};
+    }
+    return generationSuffix(softwareVersion);
+}
+
+RegisterEntry registerForRead(const DAbstractCommand& command, const QString& channel)
+{
+    return registerEntry(command, channel, QStringLiteral("readRegisterType"));
+}
+
+RegisterEntry registerForWrite(const DAbstractCommand& command, const QString& channel)
+{
+    return registerEntry(command, channel, QStringLiteral("writeRegisterType"));
+}
+
+QVariantMap readArguments(const RegisterEntry& entry)
+{
+    return {{QStringLiteral("register"), entry.address}, {QStringLiteral("registerType"), entry.type}};
+}
+
+QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data)
+{
+    return {{QStringLiteral("register"), entry.address},
+            {QStringLiteral("data"), data},
+            {QStringLiteral("registerType"), entry.type}};
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "source_place.h"
+
+#include <QString>
+#include <QVariant>
+#include <QVariantMap>
+
+class DAbstractCommand;
+class PDeviceMdc;
+
+// Milliseconds that an instruction may take until its reply.
+constexpr int c_instructionTimeout = 3000;
+
+// What a register description of the configuration says about one kind of access. A missing entry
+// reads as address 0 and an empty type: the driver then refuses the instruction and says why.
+struct RegisterEntry
+{
+    int address = 0; // 0…65535; a larger configured number is taken modulo 65536
+    QString type;    // passed to the driver as it stands
+};
+
+// The ending of a register description's name for a software generation: "V" and the number for a
+// generation above 1, nothing for 0 and 1. Only the low 16 bits of the number count.
+QString generationSuffix(const QVariant& softwareVersion);
+
+// The ending for the connected controller, from the plug-in's property "softwareVersion". As long as
+// the controller has not been identified, this logs so in the name of `command` and answers as for
+// generation 1.
+QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& command,
+                              const SourcePlace& place = SourcePlace::current());
+
+// The register description `channel`, with the register type that it names for reading or writing.
+RegisterEntry registerForRead(const DAbstractCommand& command, const QString& channel);
+RegisterEntry registerForWrite(const DAbstractCommand& command, const QString& channel);
+
+// The argument maps of the driver's instructions "read" and "write".
+QVariantMap readArguments(const RegisterEntry& entry);
+QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data);
