@@ -27,15 +27,15 @@ class Generic
 // Multiple inheritance: the code pointer and a 32-bit adjustment behind it.
 struct MemberParts
 {
-    std::uintptr_t code = 0;
-    std::ptrdiff_t adjustment = 0;
+    std::uintptr_t code;
+    std::ptrdiff_t adjustment;
 };
 
 template <class Member>
 MemberParts split(Member member)
 {
     static_assert(sizeof(Member) <= 2 * sizeof(void*), "no virtual inheritance in a delegate's class");
-    MemberParts parts;
+    MemberParts parts{};
     std::memcpy(&parts.code, &member, sizeof parts.code);
     if constexpr (sizeof(Member) > sizeof(void*)) {
         std::int32_t adjustment = 0;
@@ -57,15 +57,15 @@ Member join(std::uintptr_t code)
 // Itanium C++ ABI, 2.3: {code pointer, or 1 + vtable offset; adjustment of this}.
 struct MemberParts
 {
-    std::uintptr_t code = 0;
-    std::ptrdiff_t adjustment = 0;
+    std::uintptr_t code;
+    std::ptrdiff_t adjustment;
 };
 
 template <class Member>
 MemberParts split(Member member)
 {
     static_assert(sizeof(Member) == sizeof(MemberParts));
-    MemberParts parts;
+    MemberParts parts{};
     std::memcpy(&parts, &member, sizeof parts);
     return parts;
 }
