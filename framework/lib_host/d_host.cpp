@@ -1,0 +1,688 @@
+#include <lib_host/d_host.h>
+
+#include <lib_host/d_order.h>
+#include <lib_host/plugin_loader.h>
+#include <lib_host/properties_file.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QDebug>
+#include <QJsonArray>
+#include <QPointer>
+#include <QThread>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// Orders in flight at most, counted apart for those of callers and those placed as instructions:
+// what keeps a command that places itself from filling the memory.
+constexpr int c_orderCapacity = 1024;
+
+const QString c_targetDriver = QStringLiteral("driver");
+const QString c_targetMyself = QStringLiteral("myself");
+
+// One object of the configuration that has been found good.
+struct ObjectEntry
+{
+    QUuid uuid;
+    QString name;
+    QUuid kind;
+    QUuid driver;
+};
+
+} // namespace
+
+class DHost::Private final : public DOrderKeeper
+{
+public:
+    explicit Private(DHost* host)
+        : q(host)
+    {}
+
+    struct Instance
+    {
+        ObjectEntry entry;
+        QPointer<DAbstractPlugin> plugin;
+    };
+
+    // Who waits for an order that has no caller.
+    struct Waiter
+    {
+        bool announced = false; // by the host's signals
+        bool hasContext = false;
+        QPointer<QObject> context;
+        EndHandler onEnd;
+    };
+
+    DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
+                             const QVariantMap& arguments, int timeout) override;
+    int stopOrders(const DAbstractPlugin* plugin, const QString& stopName, const DOrder* stopOrder) override;
+    void orderDelivered(const DOrder& order, const QVariantMap& results) override;
+    void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
+                           const QString& message) override;
+    void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) override;
+    void orderRetired(DOrder& order) override;
+
+    bool isOwnThread(const char* operation) const;
+    DAbstractPlugin* instance(const QUuid& uuid) const;
+    DAbstractPlugin* target(const QUuid& uuid, const QString& name) const;
+    QString nameOf(const DAbstractPlugin* plugin) const;
+    DOrder* makeOrder(quint64 id, DOrder* caller, DOrderRequest request);
+    void place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
+               int timeout, Waiter waiter);
+    void tellOutcome(quint64 id, const Waiter& waiter, const DOrderOutcome& outcome);
+
+    bool addRoot(DAbstractPlugin* root, QString* error);
+    QList<ObjectEntry> checkObjects(const QJsonArray& objects, QStringList& errors) const;
+    bool makeInstance(const ObjectEntry& entry, QString* error);
+    void endOrdersOf(const DAbstractPlugin* plugin);
+    void instanceGoes(DAbstractPlugin* plugin);
+    // Forgets the instance; true when there was one.
+    bool forget(const DAbstractPlugin* plugin);
+    void removePlugin(DAbstractPlugin* plugin);
+    bool isBusy(const DAbstractPlugin* plugin) const;
+
+    void propertyChanged(const QUuid& uuid, const QString& name, const QVariant& value, bool persistent);
+    void saveProperties();
+
+    DHost* const q;
+    bool going = false;
+    QList<DPluginReport> reports;
+    QHash<QUuid, DAbstractPlugin*> roots;
+    QSharedPointer<QJsonObject> config{new QJsonObject};
+    QList<Instance> instances;
+    // Removed while one of their commands was running: deleted when it has returned.
+    QList<QPointer<DAbstractPlugin>> leaving;
+    QHash<quint64, DOrder*> orders; // running
+    QHash<quint64, DOrder*> ended;  // not deleted yet
+    QHash<quint64, Waiter> waiters;
+    int instructionCount = 0;
+    DPropertiesFile properties;
+    bool saveScheduled = false;
+};
+
+DOrder* DHost::Private::placeInstruction(DOrder& caller, const QString& targetName,
+                                         const QString& instruction, const QVariantMap& arguments,
+                                         int timeout)
+{
+    if (going || instructionCount >= c_orderCapacity)
+        return nullptr;
+    DAbstractPlugin* plugin = nullptr;
+    if (caller.plugin() != nullptr)
+        plugin = target(caller.plugin()->objectUuid(), targetName);
+    const QString title =
+        plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(targetName) : nameOf(plugin);
+    return makeOrder(DOrder::nextId(), &caller, {plugin, title, instruction, arguments, timeout});
+}
+
+int DHost::Private::stopOrders(const DAbstractPlugin* plugin, const QString& stopName,
+                               const DOrder* stopOrder)
+{
+    QList<QPointer<DOrder>> found;
+    for (DOrder* const order : std::as_const(orders)) {
+        if (order != stopOrder && order->plugin() == plugin && order->stopName() == stopName)
+            found.append(order);
+    }
+    int stopped = 0;
+    for (const QPointer<DOrder>& order : std::as_const(found)) {
+        if (!order.isNull() && order->stop(QStringLiteral("stopped by \"%1\"").arg(stopName)))
+            ++stopped;
+    }
+    return stopped;
+}
+
+void DHost::Private::orderDelivered(const DOrder& order, const QVariantMap& results)
+{
+    const quint64 id = order.orderId();
+    if (!waiters.value(id).announced)
+        return;
+    QMetaObject::invokeMethod(
+        q, [host = q, id, results] { Q_EMIT host->orderUpdated(id, results); }, Qt::QueuedConnection);
+}
+
+void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
+                                       const QString& message)
+{
+    const quint64 id = order.orderId();
+    if (!waiters.value(id).announced)
+        return;
+    QMetaObject::invokeMethod(
+        q, [host = q, id, code, message] { Q_EMIT host->orderFailureReported(id, code, message); },
+        Qt::QueuedConnection);
+}
+
+void DHost::Private::orderOutcome(const DOrder& order, const DOrderOutcome& outcome)
+{
+    tellOutcome(order.orderId(), waiters.take(order.orderId()), outcome);
+}
+
+void DHost::Private::orderRetired(DOrder& order)
+{
+    const quint64 id = order.orderId();
+    if (orders.remove(id) > 0) {
+        if (order.hasCaller())
+            --instructionCount;
+        ended.insert(id, &order);
+    }
+    order.deleteLater();
+    for (int i = leaving.size() - 1; i >= 0; --i) {
+        DAbstractPlugin* const plugin = leaving.at(i);
+        if (plugin != nullptr && isBusy(plugin))
+            continue;
+        leaving.removeAt(i);
+        if (plugin != nullptr)
+            plugin->deleteLater();
+    }
+}
+
+bool DHost::Private::isOwnThread(const char* operation) const
+{
+    if (QThread::currentThread() == q->thread())
+        return true;
+    qCritical() << "DHost:" << operation << "is refused: it was called from another thread than the host's";
+    return false;
+}
+
+DAbstractPlugin* DHost::Private::instance(const QUuid& uuid) const
+{
+    for (const Instance& candidate : instances) {
+        if (candidate.entry.uuid == uuid)
+            return candidate.plugin;
+    }
+    return nullptr;
+}
+
+DAbstractPlugin* DHost::Private::target(const QUuid& uuid, const QString& name) const
+{
+    if (name == c_targetMyself)
+        return instance(uuid);
+    if (name != c_targetDriver)
+        return nullptr;
+    for (const Instance& candidate : instances) {
+        if (candidate.entry.uuid == uuid)
+            return candidate.entry.driver.isNull() ? nullptr : instance(candidate.entry.driver);
+    }
+    return nullptr;
+}
+
+QString DHost::Private::nameOf(const DAbstractPlugin* plugin) const
+{
+    for (const Instance& candidate : instances) {
+        if (candidate.plugin == plugin)
+            return QStringLiteral("\"%1\"").arg(candidate.entry.name);
+    }
+    return plugin->objectUuid().toString();
+}
+
+DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest request)
+{
+    auto* const order = new DOrder(id, *this, caller, std::move(request));
+    orders.insert(id, order);
+    if (caller != nullptr)
+        ++instructionCount;
+    QObject::connect(order, &QObject::destroyed, q, [this, id] { ended.remove(id); });
+    order->launch();
+    return order;
+}
+
+void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command,
+                           const QVariantMap& arguments, int timeout, Waiter waiter)
+{
+    if (going || orders.size() - instructionCount >= c_orderCapacity) {
+        tellOutcome(id, waiter,
+                    {false,
+                     IMessenger::CeEcQueueFull,
+                     QStringLiteral("command \"%1\": %2 orders are running already")
+                         .arg(command)
+                         .arg(c_orderCapacity),
+                     {}});
+        return;
+    }
+    waiters.insert(id, std::move(waiter));
+    DAbstractPlugin* const plugin = instance(uuid);
+    const QString title = plugin == nullptr ? uuid.toString() : nameOf(plugin);
+    makeOrder(id, nullptr, {plugin, title, command, arguments, timeout});
+}
+
+void DHost::Private::tellOutcome(quint64 id, const Waiter& waiter, const DOrderOutcome& outcome)
+{
+    if (waiter.announced) {
+        QMetaObject::invokeMethod(
+            q, [host = q, id, outcome] { Q_EMIT host->orderFinished(id, outcome); }, Qt::QueuedConnection);
+        return;
+    }
+    if (!waiter.onEnd || (waiter.hasContext && waiter.context.isNull()))
+        return;
+    QObject* const context = waiter.hasContext ? waiter.context.data() : q;
+    QMetaObject::invokeMethod(
+        context, [onEnd = waiter.onEnd, id, outcome] { onEnd(id, outcome); }, Qt::QueuedConnection);
+}
+
+bool DHost::Private::addRoot(DAbstractPlugin* root, QString* error)
+{
+    QString why;
+    if (root == nullptr)
+        why = QStringLiteral("there is no root object");
+    else if (root->pluginUuid().isNull())
+        why = QStringLiteral("the plug-in \"%1\" has no identity").arg(root->pluginName());
+    else if (roots.contains(root->pluginUuid()))
+        why = QStringLiteral("the plug-in kind %1 (\"%2\") is there already")
+                  .arg(root->pluginUuid().toString(), roots.value(root->pluginUuid())->pluginName());
+    if (why.isEmpty())
+        roots.insert(root->pluginUuid(), root);
+    else if (error != nullptr)
+        *error = why;
+    return why.isEmpty();
+}
+
+QList<ObjectEntry> DHost::Private::checkObjects(const QJsonArray& objects, QStringList& errors) const
+{
+    struct Candidate
+    {
+        ObjectEntry entry;
+        QString title;
+        bool good = true;
+    };
+    QList<Candidate> candidates;
+    const auto complain = [&errors](Candidate& candidate, const QString& key, const QString& text) {
+        candidate.good = false;
+        errors.append(QStringLiteral("%1: \"%2\" %3").arg(candidate.title, key, text));
+    };
+    for (int i = 0; i < objects.size(); ++i) {
+        const QJsonObject object = objects.at(i).toObject();
+        Candidate candidate;
+        candidate.entry.name = object.value(QLatin1String("name")).toString();
+        const QString idText = object.value(QLatin1String("id")).toString();
+        candidate.title = QStringLiteral("objects[%1] %2")
+                              .arg(i)
+                              .arg(candidate.entry.name.isEmpty() ? idText : candidate.entry.name)
+                              .trimmed();
+        candidate.entry.uuid = QUuid::fromString(idText);
+        if (candidate.entry.uuid.isNull())
+            complain(candidate, QStringLiteral("id"),
+                     QStringLiteral("must be the UUID of the object, not \"%1\"").arg(idText));
+        if (candidate.entry.name.isEmpty())
+            complain(candidate, QStringLiteral("name"), QStringLiteral("must be a text that is not empty"));
+        for (const Candidate& other : std::as_const(candidates)) {
+            if (!candidate.entry.uuid.isNull() && other.entry.uuid == candidate.entry.uuid)
+                complain(candidate, QStringLiteral("id"),
+                         QStringLiteral("is the same as that of %1").arg(other.title));
+            if (!candidate.entry.name.isEmpty() && other.entry.name == candidate.entry.name)
+                complain(candidate, QStringLiteral("name"),
+                         QStringLiteral("is the same as that of %1").arg(other.title));
+        }
+        const QString kindText = object.value(QLatin1String("plugin")).toString();
+        candidate.entry.kind = QUuid::fromString(kindText);
+        const DAbstractPlugin* const root = roots.value(candidate.entry.kind, nullptr);
+        if (root == nullptr) {
+            complain(
+                candidate, QStringLiteral("plugin"),
+                QStringLiteral("must be the UUID of a plug-in that is loaded, not \"%1\"").arg(kindText));
+        } else if (root->isUnique()) {
+            for (const Candidate& other : std::as_const(candidates)) {
+                if (other.entry.kind == candidate.entry.kind) {
+                    complain(candidate, QStringLiteral("plugin"),
+                             QStringLiteral("allows one object only, and %1 is one").arg(other.title));
+                    break;
+                }
+            }
+        }
+        const QJsonValue reference = object.value(QLatin1String("reference"));
+        if (!reference.isUndefined() && !reference.isString())
+            complain(candidate, QStringLiteral("reference"), QStringLiteral("must be a text"));
+        const QJsonValue configuration = object.value(QLatin1String("configuration"));
+        if (!configuration.isUndefined() && !configuration.isObject())
+            complain(candidate, QStringLiteral("configuration"), QStringLiteral("must be an object"));
+        candidates.append(candidate);
+    }
+
+    for (int i = 0; i < candidates.size(); ++i) {
+        Candidate& candidate = candidates[i];
+        const QJsonValue value = objects.at(i).toObject().value(QLatin1String("driver"));
+        if (value.isUndefined())
+            continue;
+        candidate.entry.driver = QUuid::fromString(value.toString());
+        const auto driver =
+            std::find_if(candidates.cbegin(), candidates.cend(), [&candidate](const Candidate& other) {
+                return other.entry.uuid == candidate.entry.driver;
+            });
+        if (candidate.entry.driver.isNull() || driver == candidates.cend()) {
+            complain(candidate, QStringLiteral("driver"),
+                     QStringLiteral("must be the UUID of another object, not \"%1\"").arg(value.toString()));
+            continue;
+        }
+        const DAbstractPlugin* const driverRoot = roots.value(driver->entry.kind, nullptr);
+        const DAbstractPlugin* const root = roots.value(candidate.entry.kind, nullptr);
+        if (driverRoot == nullptr || root == nullptr)
+            continue; // told already
+        if (driverRoot->pluginType() != IPlugin::CeTypeDriver)
+            complain(candidate, QStringLiteral("driver"),
+                     QStringLiteral("must be a driver, which %1 is not").arg(driver->title));
+        else if (!root->compatiblePlugins().isEmpty() &&
+                 !root->compatiblePlugins().contains(driver->entry.kind))
+            complain(candidate, QStringLiteral("driver"),
+                     QStringLiteral("cannot be %1: %2 does not work with %3")
+                         .arg(driver->title, root->pluginName(), driverRoot->pluginName()));
+    }
+
+    QList<ObjectEntry> good;
+    for (const Candidate& candidate : std::as_const(candidates)) {
+        if (candidate.good)
+            good.append(candidate.entry);
+    }
+    return good;
+}
+
+bool DHost::Private::makeInstance(const ObjectEntry& entry, QString* error)
+{
+    IPlugin* const made = roots.value(entry.kind)->createInstance(entry.uuid);
+    auto* const plugin = dynamic_cast<DAbstractPlugin*>(made);
+    if (plugin == nullptr || plugin->objectUuid() != entry.uuid) {
+        delete made;
+        *error = QStringLiteral("%1: its plug-in \"%2\" made no such instance")
+                     .arg(entry.name, roots.value(entry.kind)->pluginName());
+        return false;
+    }
+    const QVariantMap restored = properties.values(entry.uuid);
+    for (auto it = restored.cbegin(); it != restored.cend(); ++it)
+        plugin->setProperty(it.key(), it.value(), false);
+    QObject::connect(plugin, &DAbstractPlugin::sigAboutToBeDestroyed, q,
+                     [this](DAbstractPlugin* instance) { instanceGoes(instance); });
+    QObject::connect(plugin, &DAbstractPlugin::sigPropertyChanged, q,
+                     [this, uuid = entry.uuid](const QString& name, const QVariant& value, bool persistent) {
+                         propertyChanged(uuid, name, value, persistent);
+                     });
+    plugin->setMainConfig(config);
+    plugin->initPluginCommands();
+    instances.append({entry, plugin});
+    Q_EMIT q->instanceAdded(entry.uuid);
+    return true;
+}
+
+void DHost::Private::endOrdersOf(const DAbstractPlugin* plugin)
+{
+    QList<QPointer<DOrder>> found;
+    for (DOrder* const order : std::as_const(orders)) {
+        if (order->plugin() == plugin)
+            found.append(order);
+    }
+    const QString message = QStringLiteral("%1 has gone").arg(nameOf(plugin));
+    for (const QPointer<DOrder>& order : std::as_const(found)) {
+        if (!order.isNull())
+            order->fail(message);
+    }
+}
+
+// Reached from the destructor of the instance, whoever deletes it: its derived part is gone already.
+void DHost::Private::instanceGoes(DAbstractPlugin* plugin)
+{
+    const QPointer<DHost> self(q);
+    endOrdersOf(plugin);
+    if (self.isNull())
+        return;
+    const QList<DOrder*> running = orders.values();
+    const QList<DOrder*> past = ended.values();
+    for (DOrder* const order : running + past) {
+        if (order->plugin() == plugin)
+            order->dropCommand();
+    }
+    const QUuid uuid = plugin->objectUuid();
+    if (forget(plugin))
+        Q_EMIT q->instanceAboutToGo(uuid);
+}
+
+bool DHost::Private::forget(const DAbstractPlugin* plugin)
+{
+    for (int i = 0; i < instances.size(); ++i) {
+        if (instances.at(i).plugin == plugin) {
+            instances.removeAt(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+void DHost::Private::removePlugin(DAbstractPlugin* plugin)
+{
+    const QPointer<DHost> self(q);
+    const QPointer<DAbstractPlugin> guard(plugin);
+    const QUuid uuid = plugin->objectUuid();
+    endOrdersOf(plugin);
+    if (self.isNull() || guard.isNull() || !forget(plugin))
+        return;
+    Q_EMIT q->instanceAboutToGo(uuid);
+    if (self.isNull() || guard.isNull())
+        return;
+    if (isBusy(plugin))
+        leaving.append(plugin);
+    else
+        delete plugin;
+}
+
+bool DHost::Private::isBusy(const DAbstractPlugin* plugin) const
+{
+    const auto busy = [plugin](const DOrder* order) { return order->plugin() == plugin && order->isBusy(); };
+    return std::any_of(orders.cbegin(), orders.cend(), busy) ||
+           std::any_of(ended.cbegin(), ended.cend(), busy);
+}
+
+void DHost::Private::propertyChanged(const QUuid& uuid, const QString& name, const QVariant& value,
+                                     bool persistent)
+{
+    if (!persistent || (!properties.isOpen() && properties.refusal().isEmpty()))
+        return;
+    if (!properties.set(uuid, name, value) || saveScheduled)
+        return;
+    saveScheduled = true;
+    QMetaObject::invokeMethod(
+        q, [this] { saveProperties(); }, Qt::QueuedConnection);
+}
+
+void DHost::Private::saveProperties()
+{
+    if (!saveScheduled)
+        return;
+    saveScheduled = false;
+    QString error;
+    if (properties.save(&error))
+        return;
+    qCritical().noquote() << "persistent properties are not saved:" << error;
+    Q_EMIT q->propertiesNotSaved(error);
+}
+
+DHost::DHost(QObject* parent)
+    : IHost(parent)
+    , d(std::make_unique<Private>(this))
+{
+    qRegisterMetaType<DOrderOutcome>();
+}
+
+DHost::~DHost()
+{
+    d->going = true;
+    const QList<DOrder*> running = d->orders.values();
+    QList<QPointer<DOrder>> found;
+    for (DOrder* const order : running)
+        found.append(order);
+    for (const QPointer<DOrder>& order : std::as_const(found)) {
+        if (!order.isNull())
+            order->fail(QStringLiteral("the host has gone"));
+    }
+    while (!d->instances.isEmpty()) {
+        const QPointer<DAbstractPlugin> plugin = d->instances.constLast().plugin;
+        if (plugin.isNull())
+            d->instances.removeLast();
+        else
+            delete plugin;
+    }
+    for (const QPointer<DAbstractPlugin>& plugin : std::exchange(d->leaving, {}))
+        delete plugin;
+    d->saveProperties();
+    const QList<DOrder*> left = d->orders.values() + d->ended.values();
+    for (DOrder* const order : left)
+        delete order;
+}
+
+QList<DPluginReport> DHost::loadPlugins(const QString& folder)
+{
+    QList<DPluginReport> made;
+    if (!d->isOwnThread("loadPlugins"))
+        return made;
+    const QList<DLoadedPlugin> plugins = loadPluginFolder(folder);
+    for (const DLoadedPlugin& plugin : plugins) {
+        DPluginReport report;
+        report.file = plugin.file;
+        report.error = plugin.error;
+        QString why;
+        if (plugin.root != nullptr && !d->addRoot(plugin.root, &why))
+            report.error = QStringLiteral("%1: %2").arg(plugin.file, why);
+        if (report.error.isEmpty()) {
+            report.pluginUuid = plugin.root->pluginUuid();
+            report.name = plugin.root->pluginName();
+            report.version = plugin.root->pluginVersion();
+            report.type = plugin.root->pluginType();
+        }
+        made.append(report);
+    }
+    d->reports += made;
+    return made;
+}
+
+QList<DPluginReport> DHost::pluginReports() const
+{
+    return d->reports;
+}
+
+bool DHost::addPlugin(DAbstractPlugin* root, QString* error)
+{
+    return d->isOwnThread("addPlugin") && d->addRoot(root, error);
+}
+
+bool DHost::setPropertiesFile(const QString& path, QString* error)
+{
+    return d->isOwnThread("setPropertiesFile") && d->properties.open(path, error);
+}
+
+QStringList DHost::configure(const QJsonObject& configuration)
+{
+    if (!d->isOwnThread("configure"))
+        return {QStringLiteral("configure was called from another thread than the host's")};
+    const QList<QUuid> present = objectUuids();
+    for (const QUuid& uuid : present)
+        removeInstance(uuid);
+    d->config = QSharedPointer<QJsonObject>(new QJsonObject(configuration));
+    const QJsonValue objects = configuration.value(QLatin1String("objects"));
+    if (!objects.isArray())
+        return {QStringLiteral("the configuration: \"objects\" must be a list")};
+    QStringList errors;
+    const QList<ObjectEntry> entries = d->checkObjects(objects.toArray(), errors);
+    for (const ObjectEntry& entry : entries) {
+        QString error;
+        if (!d->makeInstance(entry, &error))
+            errors.append(error);
+    }
+    return errors;
+}
+
+QSharedPointer<QJsonObject> DHost::configuration() const
+{
+    return d->config;
+}
+
+QList<QUuid> DHost::objectUuids() const
+{
+    QList<QUuid> uuids;
+    for (const Private::Instance& instance : std::as_const(d->instances))
+        uuids.append(instance.entry.uuid);
+    return uuids;
+}
+
+DAbstractPlugin* DHost::findObject(const QString& idOrName) const
+{
+    const QUuid uuid = QUuid::fromString(idOrName);
+    for (const Private::Instance& instance : std::as_const(d->instances)) {
+        if ((!uuid.isNull() && instance.entry.uuid == uuid) || instance.entry.name == idOrName)
+            return instance.plugin;
+    }
+    return nullptr;
+}
+
+bool DHost::removeInstance(const QUuid& objectUuid)
+{
+    if (!d->isOwnThread("removeInstance"))
+        return false;
+    DAbstractPlugin* const plugin = d->instance(objectUuid);
+    if (plugin == nullptr)
+        return false;
+    d->removePlugin(plugin);
+    return true;
+}
+
+DAbstractPlugin* DHost::findInstance(const QUuid& objectUuid) const
+{
+    return d->isOwnThread("findInstance") ? d->instance(objectUuid) : nullptr;
+}
+
+DAbstractPlugin* DHost::findTarget(const QUuid& objectUuid, const QString& target) const
+{
+    return d->isOwnThread("findTarget") ? d->target(objectUuid, target) : nullptr;
+}
+
+quint64 DHost::startOrder(const QUuid& objectUuid, const QString& command, const QVariantMap& arguments,
+                          int timeout)
+{
+    const quint64 id = DOrder::nextId();
+    Private::Waiter waiter;
+    waiter.announced = true;
+    if (QThread::currentThread() == thread()) {
+        d->place(id, objectUuid, command, arguments, timeout, waiter);
+        return id;
+    }
+    // Instances and their commands live on the host's thread: the order is placed there.
+    QMetaObject::invokeMethod(
+        this,
+        [this, id, objectUuid, command, arguments, timeout, waiter] {
+            d->place(id, objectUuid, command, arguments, timeout, waiter);
+        },
+        Qt::QueuedConnection);
+    return id;
+}
+
+quint64 DHost::runCommand(const QUuid& objectUuid, const QString& command, const QVariantMap& arguments,
+                          int timeout, QObject* context, EndHandler onEnd)
+{
+    const quint64 id = DOrder::nextId();
+    Private::Waiter waiter;
+    waiter.hasContext = context != nullptr;
+    waiter.context = context;
+    waiter.onEnd = std::move(onEnd);
+    if (d->isOwnThread("runCommand")) {
+        d->place(id, objectUuid, command, arguments, timeout, std::move(waiter));
+        return id;
+    }
+    // `context` may live and die on the calling thread, so the host's must not keep it.
+    d->tellOutcome(
+        id, waiter,
+        {false,
+         IMessenger::CeEcInternal,
+         QStringLiteral("command \"%1\": it was run from another thread than the host's").arg(command),
+         {}});
+    return id;
+}
+
+bool DHost::stopOrder(quint64 orderId)
+{
+    if (!d->isOwnThread("stopOrder"))
+        return false;
+    DOrder* const order = d->orders.value(orderId, nullptr);
+    return order != nullptr && order->stop(QStringLiteral("the order was stopped"));
+}
+
+int DHost::runningOrderCount() const
+{
+    int count = 0;
+    for (const DOrder* const order : std::as_const(d->orders))
+        count += order->isOpen() ? 1 : 0;
+    return count;
+}

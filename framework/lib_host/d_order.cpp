@@ -1,0 +1,485 @@
+#include <lib_host/d_order.h>
+
+#include <lib_plugins_management/d_abstract_command.h>
+
+#include <QDebug>
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <utility>
+
+namespace {
+
+// Updates that wait for a handler that does not return; older ones are dropped.
+constexpr int c_inboxCapacity = 1024;
+
+// How long after its deadline an order is given up. A command that watches the deadline itself
+// ends first, with a code that says what became of its request.
+qint64 giveUpAfter(int timeout)
+{
+    return qint64{timeout} + std::max(1, timeout / 40);
+}
+
+QDeadlineTimer deadlineIn(int timeout)
+{
+    return timeout > 0 ? QDeadlineTimer(timeout, Qt::PreciseTimer) : QDeadlineTimer(QDeadlineTimer::Forever);
+}
+
+QVariantMap failureNotice(IMessenger::EnErrorCode code, const QString& message)
+{
+    return {{QStringLiteral("errorCode"), static_cast<int>(code)}, {QStringLiteral("errorMessage"), message}};
+}
+
+void merge(QVariantMap& into, const QVariantMap& from)
+{
+    for (auto it = from.cbegin(); it != from.cend(); ++it)
+        into.insert(it.key(), it.value());
+}
+
+} // namespace
+
+DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request)
+    : m_id(id)
+    , m_keeper(keeper)
+    , m_caller(caller)
+    , m_callerId(caller == nullptr ? 0 : caller->orderId())
+    , m_plugin(std::move(request.plugin))
+    , m_targetName(std::move(request.targetName))
+    , m_commandName(std::move(request.command))
+    , m_arguments(std::move(request.arguments))
+    , m_timeout(request.timeout)
+{
+    if (!m_plugin.isNull()) {
+        if (const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName)) {
+            m_recurrent = prototype->isRecurrent();
+            m_stopName = prototype->stopCommandName();
+        }
+    }
+    restartTimeout();
+}
+
+DOrder::~DOrder() = default;
+
+quint64 DOrder::nextId()
+{
+    static std::atomic<quint64> s_last{0};
+    return ++s_last;
+}
+
+void DOrder::launch()
+{
+    QMetaObject::invokeMethod(
+        this, [this] { start(); }, Qt::QueuedConnection);
+}
+
+bool DOrder::stop(const QString& reason)
+{
+    if (m_ended)
+        return false;
+    // Whether it listens shows when it has placed its instructions; none of them is sent before the
+    // event loop runs again, so nothing happens that the stop should have prevented.
+    if (!m_started && m_recurrent)
+        m_stopRequested = true;
+    else
+        endByStop(reason);
+    return true;
+}
+
+void DOrder::abandon()
+{
+    const QString reason = QStringLiteral("%1: the order that placed it has ended").arg(title());
+    if (m_started)
+        endByStop(reason);
+    else
+        end(false, IMessenger::CeEcStopped, reason);
+}
+
+void DOrder::dropCommand()
+{
+    if (m_command.isNull())
+        return;
+    m_abstractCommand->setParent(nullptr);
+    if (m_busy > 0)
+        return;
+    m_abstractCommand = nullptr;
+    m_command.reset();
+}
+
+quint64 DOrder::orderId() const
+{
+    return m_id;
+}
+
+quint64 DOrder::callerOrderId() const
+{
+    return m_callerId;
+}
+
+bool DOrder::isOpen() const
+{
+    return !m_ended;
+}
+
+QDeadlineTimer DOrder::deadline() const
+{
+    return m_deadline;
+}
+
+quint64 DOrder::addInstruction(const QString& target, const QString& instruction,
+                               const QVariantMap& arguments, int timeout)
+{
+    if (m_ended || m_failing)
+        return 0;
+    DOrder* const order = m_keeper.placeInstruction(*this, target, instruction, arguments, timeout);
+    if (order == nullptr) {
+        m_instructionRefused = true;
+        return 0;
+    }
+    m_inFlight.insert(order->orderId(), {instruction, order, order->m_recurrent});
+    return order->orderId();
+}
+
+bool DOrder::updateResults(const QVariantMap& results)
+{
+    if (m_ended)
+        return false;
+    publish(results);
+    return true;
+}
+
+bool DOrder::setReply(const QVariantMap& reply)
+{
+    if (m_ended)
+        return false;
+    publish(reply);
+    return true;
+}
+
+bool DOrder::finish(bool ok, IMessenger::EnErrorCode code, const QString& message)
+{
+    const bool refused = ok && m_failing;
+    return end(ok, code, message) && !refused;
+}
+
+bool DOrder::reportFailure(IMessenger::EnErrorCode code, const QString& message)
+{
+    if (m_ended || !m_recurrent)
+        return false;
+    if (m_callerId != 0)
+        restartTimeout();
+    if (m_outageTold)
+        return true;
+    m_outageTold = true;
+    if (m_callerId == 0)
+        m_keeper.orderMissedAReply(*this, code, message);
+    else if (!m_caller.isNull())
+        m_caller->receive({m_id, Delivery::Outage, failureNotice(code, message), code, message});
+    return true;
+}
+
+void DOrder::timerEvent(QTimerEvent* event)
+{
+    if (event->timerId() != m_timer.timerId()) {
+        QObject::timerEvent(event);
+        return;
+    }
+    const QString message = QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout);
+    if (m_recurrent && m_callerId != 0) {
+        reportFailure(IMessenger::CeEcTimeout, message);
+        return;
+    }
+    m_timer.stop();
+    end(false, IMessenger::CeEcTimeout, message);
+}
+
+void DOrder::start()
+{
+    if (m_ended || m_started)
+        return;
+    m_started = true;
+    if (m_plugin.isNull()) {
+        end(false, IMessenger::CeEcUnknownTarget, QStringLiteral("%1: there is no such target").arg(title()));
+        return;
+    }
+    if (m_plugin->commandPrototype(m_commandName) == nullptr) {
+        if (!m_commandName.isEmpty() && m_plugin->getFunctions(true).contains(m_commandName)) {
+            const int stopped = m_keeper.stopOrders(m_plugin, m_commandName, this);
+            publish({{QStringLiteral("stopped"), stopped}});
+            end(true, IMessenger::CeEcNone, {});
+            return;
+        }
+        end(false, IMessenger::CeEcUnknownCommand,
+            QStringLiteral("%1: %2 has no such command").arg(title(), m_plugin->pluginName()));
+        return;
+    }
+    if (!execute())
+        return;
+    if (m_stopRequested)
+        endByStop(QStringLiteral("%1: stopped").arg(title()));
+    else
+        settle();
+}
+
+// False when the order has ended or has gone.
+bool DOrder::execute()
+{
+    m_command = m_plugin->commandPrototype(m_commandName)->createCommand(m_arguments);
+    m_abstractCommand = dynamic_cast<DAbstractCommand*>(m_command.data());
+    if (m_abstractCommand == nullptr) {
+        m_command.reset();
+        end(false, IMessenger::CeEcInternal, QStringLiteral("%1: the command makes no clone").arg(title()));
+        return false;
+    }
+    m_recurrent = m_abstractCommand->isRecurrent();
+    m_stopName = m_abstractCommand->stopCommandName();
+    bool accepted = false;
+    const bool open = callCommand(
+        [this](DAbstractCommand& command) {
+            command.linkWithItsOrder(this);
+            return command.commandExecute();
+        },
+        accepted);
+    if (!open)
+        return false;
+    if (!accepted) {
+        end(false, m_instructionRefused ? IMessenger::CeEcQueueFull : IMessenger::CeEcInternal,
+            QStringLiteral("%1: the command did not start").arg(title()));
+        return false;
+    }
+    return true;
+}
+
+void DOrder::receive(Delivery delivery)
+{
+    if (m_ended || !m_inFlight.contains(delivery.instructionId))
+        return;
+    if (delivery.kind == Delivery::Update && m_inbox.size() >= c_inboxCapacity) {
+        const auto sameUpdate = [&delivery](const Delivery& waiting) {
+            return waiting.kind == Delivery::Update && waiting.instructionId == delivery.instructionId;
+        };
+        const auto oldest = std::find_if(m_inbox.begin(), m_inbox.end(), sameUpdate);
+        if (oldest != m_inbox.end())
+            m_inbox.erase(oldest);
+        if (!m_updatesDropped)
+            qWarning().noquote() << title()
+                                 << ": updates are dropped, their handler does not keep up with them";
+        m_updatesDropped = true;
+    }
+    m_inbox.append(std::move(delivery));
+    scheduleDelivery();
+}
+
+void DOrder::scheduleDelivery()
+{
+    if (m_ended || m_deliveryScheduled || m_busy > 0 || m_inbox.isEmpty())
+        return;
+    m_deliveryScheduled = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_deliveryScheduled = false;
+            deliverNext();
+        },
+        Qt::QueuedConnection);
+}
+
+void DOrder::deliverNext()
+{
+    // A command that runs a nested event loop meets its next reply when it has returned.
+    if (m_ended || m_busy > 0 || m_inbox.isEmpty())
+        return;
+    const QPointer<DOrder> self(this);
+    deliver(m_inbox.takeFirst());
+    if (!self.isNull())
+        scheduleDelivery();
+}
+
+void DOrder::deliver(const Delivery& delivery)
+{
+    const auto instruction = m_inFlight.constFind(delivery.instructionId);
+    if (instruction == m_inFlight.cend())
+        return;
+    const quint64 id = delivery.instructionId;
+    const QString name = instruction->name;
+    const bool over = delivery.kind != Delivery::Update && delivery.kind != Delivery::Outage;
+    if (over)
+        m_inFlight.erase(instruction);
+    if (delivery.kind == Delivery::Failure) {
+        m_failing = true;
+        m_failureCode = delivery.code;
+        m_failureMessage = delivery.message;
+    }
+    bool accepted = true;
+    if (delivery.kind != Delivery::Over) {
+        const bool open = callCommand(
+            [&delivery](DAbstractCommand& command) {
+                return command.setReply(delivery.instructionId, delivery.map);
+            },
+            accepted);
+        if (!open)
+            return;
+    }
+    if (over)
+        m_abstractCommand->forgetInstruction(id);
+    switch (delivery.kind) {
+    case Delivery::Update:
+        m_outageTold = false;
+        break;
+    case Delivery::Outage:
+        reportFailure(delivery.code, delivery.message);
+        return;
+    case Delivery::Failure:
+        end(false, delivery.code, delivery.message);
+        return;
+    case Delivery::Reply:
+        if (!accepted) {
+            end(false, m_instructionRefused ? IMessenger::CeEcQueueFull : IMessenger::CeEcInternal,
+                QStringLiteral("%1: the reply to \"%2\" was not accepted").arg(title(), name));
+            return;
+        }
+        break;
+    case Delivery::Over:
+        break;
+    }
+    settle();
+}
+
+template <class Call>
+bool DOrder::callCommand(Call call, bool& verdict)
+{
+    // The command, this order, the instance and the host may all go while it runs.
+    const QSharedPointer<ICommand> keep = m_command;
+    const QPointer<DOrder> self(this);
+    ++m_busy;
+    verdict = call(*m_abstractCommand);
+    if (self.isNull())
+        return false;
+    --m_busy;
+    if (m_ended && m_busy == 0)
+        m_keeper.orderRetired(*this);
+    return !m_ended;
+}
+
+// Ends an order that waits for nothing any more.
+void DOrder::settle()
+{
+    if (m_ended || m_busy > 0 || !m_inFlight.isEmpty() || m_abstractCommand->endsByItself())
+        return;
+    if (m_instructionRefused)
+        end(false, IMessenger::CeEcQueueFull,
+            QStringLiteral("%1: too many instructions are in flight").arg(title()));
+    else
+        end(true, IMessenger::CeEcNone, {});
+}
+
+bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
+{
+    if (m_ended)
+        return false;
+    m_ended = true;
+    m_timer.stop();
+    DOrderOutcome outcome{ok, IMessenger::CeEcNone, {}, m_results};
+    if (m_failing) {
+        outcome.ok = false;
+        outcome.errorCode = m_failureCode;
+        outcome.errorMessage = m_failureMessage;
+    } else if (!ok) {
+        outcome.errorCode = code == IMessenger::CeEcNone ? IMessenger::CeEcInternal : code;
+        outcome.errorMessage = message.isEmpty() ? QStringLiteral("%1: failed").arg(title()) : message;
+    }
+    m_inbox.clear();
+    const QHash<quint64, Instruction> inFlight = std::exchange(m_inFlight, {});
+    tellOutcome(outcome);
+
+    // What follows runs command code: this order may be gone after each step.
+    const QPointer<DOrder> self(this);
+    const QSharedPointer<ICommand> keep = m_command;
+    ++m_busy;
+    for (const Instruction& instruction : inFlight) {
+        if (!instruction.order.isNull())
+            instruction.order->abandon();
+    }
+    if (!self.isNull() && m_abstractCommand != nullptr)
+        m_abstractCommand->orderEnded(outcome.ok);
+    if (self.isNull())
+        return true;
+    --m_busy;
+    if (m_busy == 0)
+        m_keeper.orderRetired(*this);
+    return true;
+}
+
+void DOrder::endByStop(const QString& reason)
+{
+    if (isListening())
+        end(true, IMessenger::CeEcNone, {});
+    else
+        end(false, IMessenger::CeEcStopped, reason);
+}
+
+bool DOrder::isListening() const
+{
+    if (m_abstractCommand == nullptr)
+        return false;
+    if (m_recurrent && m_abstractCommand->endsByItself())
+        return true;
+    return !m_inFlight.isEmpty() && std::all_of(m_inFlight.cbegin(), m_inFlight.cend(),
+                                                [](const Instruction& i) { return i.listening; });
+}
+
+void DOrder::publish(const QVariantMap& results)
+{
+    merge(m_results, results);
+    if (!m_recurrent)
+        return;
+    m_outageTold = false;
+    if (m_callerId == 0) {
+        m_keeper.orderDelivered(*this, results);
+        return;
+    }
+    restartTimeout();
+    if (!m_caller.isNull())
+        m_caller->receive({m_id, Delivery::Update, results, IMessenger::CeEcNone, {}});
+}
+
+void DOrder::tellOutcome(const DOrderOutcome& outcome)
+{
+    if (m_callerId == 0) {
+        m_keeper.orderOutcome(*this, outcome);
+        return;
+    }
+    if (m_caller.isNull())
+        return;
+    if (outcome.ok) {
+        m_caller->receive({m_id,
+                           m_recurrent ? Delivery::Over : Delivery::Reply,
+                           outcome.results,
+                           IMessenger::CeEcNone,
+                           {}});
+        return;
+    }
+    QVariantMap notice = failureNotice(outcome.errorCode, outcome.errorMessage);
+    // A refusal is an answer of the device, so what it answered belongs to it.
+    if (outcome.errorCode == IMessenger::CeEcRefused) {
+        QVariantMap results = outcome.results;
+        merge(results, notice);
+        notice = results;
+    }
+    m_caller->receive({m_id, Delivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
+}
+
+void DOrder::restartTimeout()
+{
+    m_deadline = deadlineIn(m_timeout);
+    if (m_timeout <= 0 || m_ended)
+        return;
+    const qint64 interval = std::min<qint64>(giveUpAfter(m_timeout), std::numeric_limits<int>::max());
+    m_timer.start(static_cast<int>(interval), Qt::PreciseTimer, this);
+}
+
+QString DOrder::title() const
+{
+    return QStringLiteral("command \"%1\" of %2").arg(m_commandName, m_targetName);
+}

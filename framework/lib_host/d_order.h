@@ -1,0 +1,172 @@
+#pragma once
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/i_host.h>
+#include <lib_plugins_management/i_order.h>
+
+#include <QBasicTimer>
+#include <QDeadlineTimer>
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QSharedPointer>
+
+class DAbstractCommand;
+class DOrder;
+class ICommand;
+
+// What one order needs from whoever keeps all of them.
+class DOrderKeeper
+{
+public:
+    // Makes the order of an instruction and queues its start; null when no more are taken.
+    virtual DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
+                                     const QVariantMap& arguments, int timeout) = 0;
+    // Ends the running orders of the instance that have this stop name, `stopOrder` excepted.
+    virtual int stopOrders(const DAbstractPlugin* plugin, const QString& stopName,
+                           const DOrder* stopOrder) = 0;
+    // The three are told for orders without a caller only; they must not run anything at once.
+    virtual void orderDelivered(const DOrder& order, const QVariantMap& results) = 0;
+    virtual void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
+                                   const QString& message) = 0;
+    virtual void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) = 0;
+    // The order has ended and runs no command code any more; it is deleted from the event loop.
+    virtual void orderRetired(DOrder& order) = 0;
+
+protected:
+    ~DOrderKeeper() = default;
+};
+
+// What an order is to do; fixed when it is placed.
+struct DOrderRequest
+{
+    // The instance; null when the target is unknown.
+    QPointer<DAbstractPlugin> plugin;
+    // How messages name the instance, or the target that means nothing.
+    QString targetName;
+    QString command;
+    QVariantMap arguments;
+    // Milliseconds to the end, or for a listening instruction to each reply; 0 or less for none.
+    int timeout = 0;
+};
+
+// One run of one command of one instance: clones the prototype, executes the clone, hands it the
+// replies to its instructions one at a time from the event loop, and ends once.
+//
+// The clone is kept until the order is deleted, which happens from the event loop and never while
+// the clone runs; it is let go earlier only when its instance goes (dropCommand).
+class DOrder : public QObject, public IOrder
+{
+    Q_OBJECT
+    Q_INTERFACES(IOrder)
+
+public:
+    // The time allowed starts now. `caller` is null for an order that is no instruction.
+    DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request);
+    ~DOrder() override;
+
+    // Unique in the process, never 0. May be called from any thread.
+    static quint64 nextId();
+
+    // Queues the start.
+    void launch();
+    // Ends a listening order as succeeded, any other as failed (CeEcStopped). False when it has ended.
+    bool stop(const QString& reason);
+    // Ends it because nobody waits for it any more; one that has not started never does.
+    void abandon();
+    // Fails it: `message` says what its surroundings did to it.
+    void fail(const QString& message) { end(false, IMessenger::CeEcInternal, message); }
+    // Lets the clone go before its parent does; one that runs right now dies when it returns.
+    void dropCommand();
+
+    const DAbstractPlugin* plugin() const { return m_plugin; }
+    const QString& stopName() const { return m_stopName; }
+    bool hasCaller() const { return m_callerId != 0; }
+    bool isBusy() const { return m_busy > 0; }
+
+    quint64 orderId() const override;
+    quint64 callerOrderId() const override;
+    bool isOpen() const override;
+    QDeadlineTimer deadline() const override;
+    quint64 addInstruction(const QString& target, const QString& instruction, const QVariantMap& arguments,
+                           int timeout) override;
+    bool updateResults(const QVariantMap& results) override;
+    bool setReply(const QVariantMap& reply) override;
+    bool finish(bool ok, IMessenger::EnErrorCode code, const QString& message) override;
+    bool reportFailure(IMessenger::EnErrorCode code, const QString& message) override;
+
+protected:
+    void timerEvent(QTimerEvent* event) override;
+
+private:
+    struct Instruction
+    {
+        QString name;
+        QPointer<DOrder> order;
+        bool listening = false;
+    };
+
+    // What an instruction tells its caller.
+    struct Delivery
+    {
+        enum Kind { Reply, Update, Outage, Over, Failure };
+        quint64 instructionId = 0;
+        Kind kind = Reply;
+        QVariantMap map;
+        IMessenger::EnErrorCode code = IMessenger::CeEcNone;
+        QString message;
+    };
+
+    void start();
+    bool execute();
+    void receive(Delivery delivery);
+    void scheduleDelivery();
+    void deliverNext();
+    void deliver(const Delivery& delivery);
+    // Runs command code; false when this order is gone afterwards or has ended, `verdict` aside.
+    template <class Call>
+    bool callCommand(Call call, bool& verdict);
+    void settle();
+    bool end(bool ok, IMessenger::EnErrorCode code, const QString& message);
+    void endByStop(const QString& reason);
+    bool isListening() const;
+    void publish(const QVariantMap& results);
+    void tellOutcome(const DOrderOutcome& outcome);
+    void restartTimeout();
+    QString title() const;
+
+    const quint64 m_id;
+    DOrderKeeper& m_keeper;
+    const QPointer<DOrder> m_caller;
+    const quint64 m_callerId;
+    const QPointer<DAbstractPlugin> m_plugin;
+    const QString m_targetName;
+    const QString m_commandName;
+    const QVariantMap m_arguments;
+    const int m_timeout;
+    QString m_stopName;
+    QDeadlineTimer m_deadline;
+    QBasicTimer m_timer;
+
+    QSharedPointer<ICommand> m_command;
+    DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
+    QHash<quint64, Instruction> m_inFlight;
+    QList<Delivery> m_inbox;
+    QVariantMap m_results;
+
+    // Set while the handler hears of a failure that ends the order whatever it answers.
+    bool m_failing = false;
+    IMessenger::EnErrorCode m_failureCode = IMessenger::CeEcNone;
+    QString m_failureMessage;
+
+    int m_busy = 0; // depth of calls into the command
+    bool m_recurrent = false;
+    bool m_started = false;
+    bool m_ended = false;
+    bool m_stopRequested = false;
+    bool m_instructionRefused = false;
+    bool m_outageTold = false;
+    bool m_deliveryScheduled = false;
+    bool m_updatesDropped = false;
+};
