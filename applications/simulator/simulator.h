@@ -35,6 +35,9 @@ public:
     QString openPseudoTerminal(QString* error = nullptr);
     // Modbus unit id answered, 1 unless set. Set before listening.
     void setUnitId(int unitId);
+    // The controller goes down for so long (ms): clients are dropped, new ones refused, the serial
+    // line is silent. Registers keep their values.
+    void restart(int milliseconds);
     // Drops every client and closes every transport.
     void close();
 

@@ -1,0 +1,283 @@
+#include "applications/simulator/fault_plan.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+const FaultDescription& description(FaultKind kind)
+{
+    const QList<FaultDescription>& all = faultDescriptions();
+    const auto found = std::find_if(all.cbegin(), all.cend(),
+                                    [kind](const FaultDescription& one) { return one.kind == kind; });
+    Q_ASSERT(found != all.cend());
+    return *found;
+}
+
+std::optional<int> number(const QString& text, int minimum, int maximum)
+{
+    // Digits only: toInt() alone accepts blanks and signs.
+    static const QRegularExpression decimal(QStringLiteral("^[0-9]+$"));
+    static const QRegularExpression hexadecimal(QStringLiteral("^0x[0-9a-fA-F]+$"));
+    bool ok = false;
+    int value = 0;
+    if (decimal.match(text).hasMatch())
+        value = text.toInt(&ok, 10);
+    else if (hexadecimal.match(text).hasMatch())
+        value = text.mid(2).toInt(&ok, 16);
+    if (!ok || value < minimum || value > maximum)
+        return std::nullopt;
+    return value;
+}
+
+std::optional<QList<Fault::Range>> parseRequests(const QString& text)
+{
+    QList<Fault::Range> ranges;
+    const QStringList parts = text.split(QLatin1Char(','));
+    for (const QString& part : parts) {
+        const int dash = static_cast<int>(part.indexOf(QLatin1Char('-')));
+        const auto first = number(part.left(dash), 1, std::numeric_limits<int>::max());
+        const auto last = dash < 0 ? first : number(part.mid(dash + 1), 1, std::numeric_limits<int>::max());
+        if (!first || !last || *last < *first)
+            return std::nullopt;
+        ranges.append({*first, *last});
+    }
+    return ranges;
+}
+
+QString allowedNames()
+{
+    QStringList names;
+    for (const FaultDescription& one : faultDescriptions())
+        names.append(QString::fromLatin1(one.name));
+    return names.join(QStringLiteral(", "));
+}
+
+std::nullopt_t failed(QString* error, const QString& text)
+{
+    if (error != nullptr)
+        *error = text;
+    return std::nullopt;
+}
+
+bool isOver(const Fault& fault, int seen)
+{
+    switch (fault.when) {
+    case Fault::When::Always:
+        return false;
+    case Fault::When::Once:
+        return seen > 0;
+    case Fault::When::AtRequests:
+        return std::all_of(fault.requests.cbegin(), fault.requests.cend(),
+                           [seen](Fault::Range range) { return range.last <= seen; });
+    }
+    return false;
+}
+
+// A lasting refusal has no request to wait for: it refuses the connections that requests would come over.
+bool refusesAtOnce(const Fault& fault)
+{
+    return fault.kind == FaultKind::Refuse && fault.when == Fault::When::Always && !fault.function;
+}
+
+bool strikes(const Fault& fault, int seen)
+{
+    return fault.when != Fault::When::AtRequests ||
+           std::any_of(fault.requests.cbegin(), fault.requests.cend(),
+                       [seen](Fault::Range range) { return range.first <= seen && seen <= range.last; });
+}
+
+} // namespace
+
+const QList<FaultDescription>& faultDescriptions()
+{
+    static const QList<FaultDescription> descriptions = {
+        {FaultKind::NoAnswer, "no-answer", nullptr, 0, 0,
+         "the request is carried out and its answer is lost"},
+        {FaultKind::Lost, "lost", nullptr, 0, 0, "the request never reaches the controller"},
+        {FaultKind::Late, "late", "ms", 1, 3600000,
+         "the answer comes after so many milliseconds, later answers behind it"},
+        {FaultKind::Twice, "twice", nullptr, 0, 0, "the answer comes twice"},
+        {FaultKind::CutHeader, "cut-header", nullptr, 0, 0,
+         "only the header of the answer comes (TCP: 7 bytes; serial line: unit and function)"},
+        {FaultKind::CutMiddle, "cut-middle", nullptr, 0, 0,
+         "the answer ends in the middle of what follows the header"},
+        {FaultKind::Exception, "exception", "code", 1, 255,
+         "the request is not carried out and answered with this exception code"},
+        {FaultKind::Close, "close", nullptr, 0, 0,
+         "the request is carried out, then the connection closes instead of an answer (serial line: no "
+         "answer)"},
+        {FaultKind::Reset, "reset", nullptr, 0, 0,
+         "as close, with a connection reset (serial line: no answer)"},
+        {FaultKind::Refuse, "refuse", nullptr, 0, 0,
+         "new connections are refused from now or from the named request on; open ones stay (serial line: "
+         "silence)"},
+        {FaultKind::Restart, "restart", "ms", 1, 3600000,
+         "the controller goes down without carrying the request out and is back after so many milliseconds "
+         "(serial line: silence meanwhile)"},
+    };
+    return descriptions;
+}
+
+std::optional<Fault> Fault::parse(const QString& text, QString* error)
+{
+    static const QRegularExpression form(
+        QStringLiteral("^([^=@/]*)(=([^=@/]*))?(@([^=@/]*))?(/([^=@/]*))?$"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (!match.hasMatch()) {
+        return failed(error, QStringLiteral("\"%1\" is no fault: it reads name[=value][@when][/function], as "
+                                            "\"late=4000@3\" or \"exception=2@once/0x06\"")
+                                 .arg(text));
+    }
+
+    const QString name = match.captured(1);
+    const QList<FaultDescription>& all = faultDescriptions();
+    const auto found = std::find_if(all.cbegin(), all.cend(), [&name](const FaultDescription& one) {
+        return name == QLatin1String(one.name);
+    });
+    if (found == all.cend()) {
+        return failed(error, QStringLiteral("\"%1\" is no fault: the name \"%2\" is not one of %3")
+                                 .arg(text, name, allowedNames()));
+    }
+
+    Fault fault;
+    fault.kind = found->kind;
+    const bool hasValue = match.capturedStart(2) >= 0;
+    if (found->valueName == nullptr) {
+        if (hasValue)
+            return failed(error, QStringLiteral("\"%1\": %2 takes no value").arg(text, name));
+    } else {
+        const auto value = number(match.captured(3), found->minimum, found->maximum);
+        if (!value) {
+            return failed(error, QStringLiteral("\"%1\": %2 needs a value \"%2=%3\" from %4 to %5")
+                                     .arg(text, name, QString::fromLatin1(found->valueName))
+                                     .arg(found->minimum)
+                                     .arg(found->maximum));
+        }
+        fault.value = *value;
+    }
+
+    if (match.capturedStart(4) >= 0) {
+        const QString when = match.captured(5);
+        if (when == QLatin1String("once")) {
+            fault.when = When::Once;
+        } else {
+            const auto requests = parseRequests(when);
+            if (!requests) {
+                return failed(error,
+                              QStringLiteral("\"%1\": what follows \"@\" is \"once\" or request numbers "
+                                             "from 1, as \"3\" or \"5-7,9\"")
+                                  .arg(text));
+            }
+            fault.when = When::AtRequests;
+            fault.requests = *requests;
+        }
+    }
+
+    if (match.capturedStart(6) >= 0) {
+        const auto function = number(match.captured(7), 1, 127);
+        if (!function) {
+            return failed(error,
+                          QStringLiteral("\"%1\": what follows \"/\" is a function code from 1 to 127, as "
+                                         "\"6\" or \"0x06\"")
+                              .arg(text));
+        }
+        fault.function = static_cast<quint8>(*function);
+    }
+    return fault;
+}
+
+QString Fault::toText() const
+{
+    const FaultDescription& what = description(kind);
+    QString text = QString::fromLatin1(what.name);
+    if (what.valueName != nullptr)
+        text += QStringLiteral("=%1").arg(value);
+    if (when == When::Once) {
+        text += QStringLiteral("@once");
+    } else if (when == When::AtRequests) {
+        QStringList parts;
+        for (const Range& range : requests) {
+            parts.append(range.first == range.last
+                             ? QString::number(range.first)
+                             : QStringLiteral("%1-%2").arg(range.first).arg(range.last));
+        }
+        text += QLatin1Char('@') + parts.join(QLatin1Char(','));
+    }
+    if (function)
+        text += QStringLiteral("/0x%1").arg(*function, 2, 16, QLatin1Char('0'));
+    return text;
+}
+
+void FaultPlan::add(const Fault& fault)
+{
+    m_entries.append({fault, 0});
+    if (refusesAtOnce(fault))
+        setRefusing(true);
+}
+
+bool FaultPlan::add(const QString& text, QString* error)
+{
+    const auto fault = Fault::parse(text, error);
+    if (fault)
+        add(*fault);
+    return fault.has_value();
+}
+
+void FaultPlan::clear()
+{
+    m_entries.clear();
+    setRefusing(false);
+}
+
+QList<Fault> FaultPlan::faults() const
+{
+    QList<Fault> result;
+    for (const Entry& entry : m_entries)
+        result.append(entry.fault);
+    return result;
+}
+
+std::optional<Fault> FaultPlan::next(quint8 function)
+{
+    ++m_requestCount;
+    std::optional<Fault> hit;
+    for (Entry& entry : m_entries) {
+        const Fault& fault = entry.fault;
+        if (fault.function && *fault.function != function)
+            continue;
+        if (refusesAtOnce(fault))
+            continue;
+        // A one-shot that stands behind another fault waits for a request of its own.
+        if (hit && fault.when == Fault::When::Once)
+            continue;
+        // A lasting fault has no number to reach; counting it would only run over.
+        if (fault.when != Fault::When::Always)
+            ++entry.seen;
+        if (!hit && strikes(fault, entry.seen))
+            hit = fault;
+    }
+    m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(),
+                                   [](const Entry& entry) { return isOver(entry.fault, entry.seen); }),
+                    m_entries.end());
+    if (hit) {
+        ++m_hitCount;
+        m_hits.append({m_requestCount, function, *hit});
+        if (m_hits.size() > c_maximumHits)
+            m_hits.removeFirst();
+        if (hit->kind == FaultKind::Refuse)
+            setRefusing(true);
+    }
+    return hit;
+}
+
+void FaultPlan::setRefusing(bool refusing)
+{
+    if (m_refusing == refusing)
+        return;
+    m_refusing = refusing;
+    if (m_refusalObserver)
+        m_refusalObserver();
+}

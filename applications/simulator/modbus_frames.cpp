@@ -1,0 +1,135 @@
+#include "applications/simulator/modbus_frames.h"
+
+#include <QModbusPdu>
+
+namespace {
+
+constexpr int c_maximumPduSize = 253;
+constexpr int c_maximumRtuSize = 256;
+constexpr quint8 c_exceptionBit = 0x80;
+
+quint16 word(const QByteArray& bytes, int offset)
+{
+    return static_cast<quint16>(static_cast<quint8>(bytes[offset]) << 8 |
+                                static_cast<quint8>(bytes[offset + 1]));
+}
+
+QModbusPdu::FunctionCode functionOf(const QByteArray& rtuFrame)
+{
+    return static_cast<QModbusPdu::FunctionCode>(static_cast<quint8>(rtuFrame[1]));
+}
+
+// `dataSize` is that of the PDU behind its function code; negative as long as it cannot be told.
+FrameScan takeRtuFrame(QByteArray& buffer, int dataSize, QByteArray* frame)
+{
+    const int size = dataSize + c_rtuHeaderSize + 2;
+    if (dataSize < 0 || buffer.size() < size)
+        return buffer.size() < c_maximumRtuSize ? FrameScan::Incomplete : FrameScan::Garbage;
+    const QByteArray candidate = buffer.left(size);
+    const quint16 sum = rtuChecksum(candidate.left(size - 2));
+    if (static_cast<quint8>(candidate[size - 2]) != (sum & 0xFF) ||
+        static_cast<quint8>(candidate[size - 1]) != (sum >> 8))
+        return FrameScan::Garbage;
+    buffer.remove(0, size);
+    *frame = candidate;
+    return FrameScan::Complete;
+}
+
+} // namespace
+
+FrameScan takeTcpFrame(QByteArray& buffer, QByteArray* frame)
+{
+    if (buffer.size() >= 4 && word(buffer, 2) != 0)
+        return FrameScan::Garbage;
+    if (buffer.size() < 6)
+        return FrameScan::Incomplete;
+    // The length counts the unit and the PDU.
+    const int length = word(buffer, 4);
+    if (length < 2 || length > c_maximumPduSize + 1)
+        return FrameScan::Garbage;
+    const int size = 6 + length;
+    if (buffer.size() < size)
+        return FrameScan::Incomplete;
+    *frame = buffer.left(size);
+    buffer.remove(0, size);
+    return FrameScan::Complete;
+}
+
+FrameScan takeRtuRequest(QByteArray& buffer, QByteArray* frame)
+{
+    if (buffer.size() < c_rtuHeaderSize)
+        return FrameScan::Incomplete;
+    const QModbusRequest pdu(functionOf(buffer), buffer.mid(c_rtuHeaderSize));
+    return takeRtuFrame(buffer, QModbusRequest::calculateDataSize(pdu), frame);
+}
+
+FrameScan takeRtuResponse(QByteArray& buffer, QByteArray* frame)
+{
+    if (buffer.size() < c_rtuHeaderSize)
+        return FrameScan::Incomplete;
+    const bool isException = (static_cast<quint8>(buffer[1]) & c_exceptionBit) != 0;
+    const QModbusResponse pdu(functionOf(buffer), buffer.mid(c_rtuHeaderSize));
+    return takeRtuFrame(buffer, isException ? 1 : QModbusResponse::calculateDataSize(pdu), frame);
+}
+
+quint16 rtuChecksum(const QByteArray& bytes)
+{
+    quint16 sum = 0xFFFF;
+    for (const char byte : bytes) {
+        sum = static_cast<quint16>(sum ^ static_cast<quint8>(byte));
+        for (int bit = 0; bit < 8; ++bit) {
+            const bool carry = (sum & 1) != 0;
+            sum = static_cast<quint16>(sum >> 1);
+            if (carry)
+                sum = static_cast<quint16>(sum ^ 0xA001);
+        }
+    }
+    return sum;
+}
+
+QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code)
+{
+    QByteArray answer = request.left(c_tcpHeaderSize + 1);
+    answer[4] = 0;
+    answer[5] = 3;
+    answer[7] = static_cast<char>(static_cast<quint8>(answer[7]) | c_exceptionBit);
+    answer.append(static_cast<char>(code));
+    return answer;
+}
+
+QByteArray rtuExceptionAnswer(const QByteArray& request, quint8 code)
+{
+    QByteArray answer = request.left(c_rtuHeaderSize);
+    answer[1] = static_cast<char>(static_cast<quint8>(answer[1]) | c_exceptionBit);
+    answer.append(static_cast<char>(code));
+    const quint16 sum = rtuChecksum(answer);
+    answer.append(static_cast<char>(sum & 0xFF));
+    answer.append(static_cast<char>(sum >> 8));
+    return answer;
+}
+
+Delivery bendAnswer(const Fault& fault, const QByteArray& answer, int headerSize)
+{
+    switch (fault.kind) {
+    case FaultKind::NoAnswer:
+        return {};
+    case FaultKind::Late:
+        return {answer, fault.value, Delivery::Ending::Open};
+    case FaultKind::Twice:
+        return {answer + answer, 0, Delivery::Ending::Open};
+    case FaultKind::CutHeader:
+        return {answer.left(headerSize), 0, Delivery::Ending::Open};
+    case FaultKind::CutMiddle:
+        return {answer.left(headerSize + (answer.size() - headerSize) / 2), 0, Delivery::Ending::Open};
+    case FaultKind::Close:
+        return {{}, 0, Delivery::Ending::Close};
+    case FaultKind::Reset:
+        return {{}, 0, Delivery::Ending::Reset};
+    case FaultKind::Lost:
+    case FaultKind::Exception:
+    case FaultKind::Refuse:
+    case FaultKind::Restart:
+        break;
+    }
+    return {answer, 0, Delivery::Ending::Open};
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "applications/simulator/fault_plan.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QtGlobal>
+
+// Modbus frames as bytes: cutting them out of a stream and bending them. Pure.
+
+enum class FrameScan {
+    Incomplete, // more bytes must come
+    Complete,   // a frame was taken from the buffer
+    Garbage     // what comes next is no frame; the buffer is untouched
+};
+
+// Header of a TCP frame: transaction, protocol, length (two bytes each, high byte first), unit.
+constexpr int c_tcpHeaderSize = 7;
+// Unit and function code; a serial line's frame has no header, this is the part before its data.
+constexpr int c_rtuHeaderSize = 2;
+
+FrameScan takeTcpFrame(QByteArray& buffer, QByteArray* frame);
+
+// Serial frames say how long they are only by their function code and byte counts; the check sum
+// confirms it. Garbage: the check sum is wrong, or the frame is longer than any can be.
+FrameScan takeRtuRequest(QByteArray& buffer, QByteArray* frame);
+FrameScan takeRtuResponse(QByteArray& buffer, QByteArray* frame);
+
+quint16 rtuChecksum(const QByteArray& bytes);
+
+// The answer that refuses `request` with an exception code.
+QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code);
+QByteArray rtuExceptionAnswer(const QByteArray& request, quint8 code);
+
+// What goes on the wire instead of an answer.
+struct Delivery
+{
+    enum class Ending { Open, Close, Reset };
+
+    QByteArray bytes;
+    int delay = 0; // milliseconds
+    Ending ending = Ending::Open;
+};
+
+// `answer` as the fault leaves it. Faults that act on the request (lost, exception, refuse, restart)
+// leave the answer alone.
+Delivery bendAnswer(const Fault& fault, const QByteArray& answer, int headerSize);

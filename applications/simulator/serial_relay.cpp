@@ -1,0 +1,111 @@
+#include "applications/simulator/serial_relay.h"
+
+namespace {
+
+constexpr quint8 c_broadcastUnit = 0;
+// A frame that does not go on for so long (ms) is over. Far more than the 3.5 characters of the
+// protocol: USB converters deliver a frame in pieces up to 16 ms apart.
+constexpr int c_frameGap = 50;
+
+} // namespace
+
+SerialRelay::SerialRelay(QIODevice* line, QIODevice* inner, const RelayContext& context, QObject* parent)
+    : QObject(parent)
+    , m_line(line)
+    , m_inner(inner)
+    , m_context(context)
+{
+    m_line->setParent(this);
+    m_inner->setParent(this);
+    m_gap.setSingleShot(true);
+    m_gap.setInterval(c_frameGap);
+    connect(&m_gap, &QTimer::timeout, this, &SerialRelay::discardPartial);
+    connect(m_line, &QIODevice::readyRead, this, &SerialRelay::readLine);
+    connect(m_inner, &QIODevice::readyRead, this, &SerialRelay::readInner);
+    connect(&m_queue, &DeliveryQueue::due, this,
+            [this](const Delivery& delivery) { m_line->write(delivery.bytes); });
+}
+
+void SerialRelay::setSilent(bool silent)
+{
+    m_silent = silent;
+    if (silent) {
+        m_queue.clear();
+        m_pending.clear();
+    }
+}
+
+void SerialRelay::readLine()
+{
+    m_fromLine += m_line->readAll();
+    QByteArray frame;
+    FrameScan scan = FrameScan::Complete;
+    while ((scan = takeRtuRequest(m_fromLine, &frame)) == FrameScan::Complete)
+        handleRequest(frame);
+    if (scan == FrameScan::Garbage)
+        discardPartial();
+    if (m_fromLine.isEmpty())
+        m_gap.stop();
+    else
+        m_gap.start();
+}
+
+void SerialRelay::discardPartial()
+{
+    m_context.message(QStringLiteral("serial line: %1 bytes are no Modbus request, discarded: %2")
+                          .arg(m_fromLine.size())
+                          .arg(QString::fromLatin1(m_fromLine.left(16).toHex(' '))));
+    m_fromLine.clear();
+}
+
+void SerialRelay::handleRequest(const QByteArray& frame)
+{
+    const auto unit = static_cast<quint8>(frame[0]);
+    const auto function = static_cast<quint8>(frame[1]);
+    if (m_silent)
+        return;
+    if (unit == c_broadcastUnit) {
+        // Carried out by all, answered by none.
+        m_inner->write(frame);
+        return;
+    }
+    // What is meant for another unit does not count.
+    if (unit != m_context.unitId)
+        return;
+    const auto fault = m_context.plan->next(function);
+    if (fault) {
+        m_context.message(faultMessage(*m_context.plan, function, *fault));
+        if (fault->kind == FaultKind::Lost || fault->kind == FaultKind::Refuse)
+            return;
+        if (fault->kind == FaultKind::Restart) {
+            m_context.restart(fault->value);
+            return;
+        }
+        if (fault->kind == FaultKind::Exception) {
+            const auto code = static_cast<quint8>(fault->value);
+            m_context.refused(QStringLiteral("rtu"), frame.mid(1, frame.size() - 3), code);
+            m_queue.add({rtuExceptionAnswer(frame, code), 0, Delivery::Ending::Open});
+            return;
+        }
+    }
+    m_pending.enqueue(fault);
+    m_inner->write(frame);
+}
+
+void SerialRelay::readInner()
+{
+    m_fromInner += m_inner->readAll();
+    QByteArray frame;
+    FrameScan scan = FrameScan::Complete;
+    while ((scan = takeRtuResponse(m_fromInner, &frame)) == FrameScan::Complete) {
+        if (m_pending.isEmpty())
+            continue;
+        const auto fault = m_pending.dequeue();
+        const Delivery delivery =
+            fault ? bendAnswer(*fault, frame, c_rtuHeaderSize) : Delivery{frame, 0, Delivery::Ending::Open};
+        if (!delivery.bytes.isEmpty())
+            m_queue.add(delivery);
+    }
+    if (scan == FrameScan::Garbage)
+        m_fromInner.clear();
+}

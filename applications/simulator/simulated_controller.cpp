@@ -1,0 +1,388 @@
+#include "applications/simulator/simulated_controller.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+#include <QSet>
+
+#include <limits>
+
+namespace {
+
+using RegisterType = QModbusDataUnit::RegisterType;
+
+// A channel that means something to the controller.
+struct KnownChannel
+{
+    const char* name;
+    bool versioned;
+    bool toWrite;
+    // Values a client may write; a maximum of 0 stands for the number of programs.
+    quint16 minimum;
+    quint16 maximum;
+    // The status channel that shows a write; null for none.
+    const char* target;
+    bool clearsTarget;
+    // Value at power-on.
+    quint16 initial;
+};
+
+// Status channels stand before the channels that act on them.
+const KnownChannel c_knownChannels[] = {
+    {"direction", true, false, 0, 0, nullptr, false, 0},
+    {"motorRun", true, false, 0, 0, nullptr, false, 0},
+    {"currentPreset", true, false, 0, 0, nullptr, false, 1},
+    {"alarm", true, false, 0, 0, nullptr, false, 0},
+    {"directionChange", true, true, 0, 1, "direction", false, 0},
+    {"presetChange", true, true, 1, 0, "currentPreset", false, 1},
+    {"alarmReset", false, true, 1, 1, "alarm", true, 0},
+};
+
+constexpr char c_presets[] = "presets";
+constexpr int c_addressCount = 0x10000;
+
+std::optional<RegisterType> tableOf(const QString& registerType)
+{
+    static const QHash<QString, RegisterType> tables = {
+        {QStringLiteral("holdingRegisters"), QModbusDataUnit::HoldingRegisters},
+        {QStringLiteral("singleRegister"), QModbusDataUnit::HoldingRegisters},
+        {QStringLiteral("inputRegisters"), QModbusDataUnit::InputRegisters},
+        {QStringLiteral("coils"), QModbusDataUnit::Coils},
+        {QStringLiteral("discreteInputs"), QModbusDataUnit::DiscreteInputs},
+    };
+    const auto found = tables.constFind(registerType);
+    if (found == tables.cend())
+        return std::nullopt;
+    return *found;
+}
+
+bool isBitTable(RegisterType table)
+{
+    return table == QModbusDataUnit::Coils || table == QModbusDataUnit::DiscreteInputs;
+}
+
+bool isWritableTable(RegisterType table)
+{
+    return table == QModbusDataUnit::HoldingRegisters || table == QModbusDataUnit::Coils;
+}
+
+// Channel entries by id, each with its values by id.
+QHash<QString, QJsonObject> channelsOf(const QJsonObject& deviceConfiguration)
+{
+    QHash<QString, QJsonObject> result;
+    const QJsonArray channels = deviceConfiguration.value(QStringLiteral("channels")).toArray();
+    for (const QJsonValue& channel : channels) {
+        QJsonObject values;
+        const QJsonArray entries = channel[QStringLiteral("value")].toArray();
+        for (const QJsonValue& entry : entries)
+            values.insert(entry[QStringLiteral("id")].toString(), entry[QStringLiteral("value")]);
+        result.insert(channel[QStringLiteral("id")].toString(), values);
+    }
+    return result;
+}
+
+// A whole number from 0 on, written as a number or as a text of digits.
+std::optional<qint64> wholeNumber(const QJsonValue& value)
+{
+    bool ok = value.isDouble();
+    const double number = value.isString() ? value.toString().toUInt(&ok, 10) : value.toDouble(-1);
+    if (!ok || number < 0 || number > std::numeric_limits<quint32>::max())
+        return std::nullopt;
+    return static_cast<qint64>(number);
+}
+
+// "V2" of "directionV2"; empty for a name of generation 1, "lockScreenGen1V1" among them.
+QString suffixOf(const QString& channel)
+{
+    static const QRegularExpression suffix(QStringLiteral("V([2-9]|[1-9][0-9]+)$"));
+    return suffix.match(channel).captured(0);
+}
+
+// Looks like a tightening program and differs from its neighbours, so that a value read from the wrong
+// place is noticed.
+quint16 presetValue(int program, int position)
+{
+    switch (position) {
+    case 0:
+        return 1;
+    case 1:
+        return static_cast<quint16>(100 + 5 * program);
+    default:
+        return static_cast<quint16>((37 * program + 11 * position) % 1000);
+    }
+}
+
+} // namespace
+
+QString ControllerWrite::toText() const
+{
+    QStringList parts;
+    for (const quint16 value : values)
+        parts.append(QString::number(value));
+    QString text = QStringLiteral("%1: %2%3 = %4")
+                       .arg(transport, table == QModbusDataUnit::Coils ? QStringLiteral("coil ") : QString())
+                       .arg(address)
+                       .arg(parts.join(QLatin1Char(' ')));
+    if (!isAccepted())
+        text += QStringLiteral(": refused with exception %1").arg(exception);
+    return text;
+}
+
+SimulatedController::SimulatedController(const QJsonObject& deviceConfiguration,
+                                         const ControllerProfile& profile, QObject* parent)
+    : QObject(parent)
+    , m_profile(profile)
+{
+    const QHash<QString, QJsonObject> channels = channelsOf(deviceConfiguration);
+    const QString suffix =
+        profile.generation() > 1 ? QStringLiteral("V%1").arg(profile.generation()) : QString();
+    // The number of programs bounds what presetChange accepts.
+    definePresets(channels, suffix);
+    defineKnownChannels(channels, suffix);
+    defineOtherChannels(channels, suffix);
+}
+
+void SimulatedController::definePresets(const QHash<QString, QJsonObject>& channels, const QString& suffix)
+{
+    const QString sizeName = QStringLiteral("currentPreset") + suffix;
+    const QString countName = QLatin1String(c_presets) + suffix;
+    const auto size = wholeNumber(channels.value(sizeName).value(QStringLiteral("size")));
+    const auto count = wholeNumber(channels.value(countName).value(QStringLiteral("size")));
+    if (!size || *size == 0)
+        m_problems.append(
+            QStringLiteral("channel \"%1\" has no \"size\" (registers of one program): no stored "
+                           "programs")
+                .arg(sizeName));
+    if (!count || *count == 0)
+        m_problems.append(
+            QStringLiteral("channel \"%1\" has no \"size\" (number of programs): no stored programs")
+                .arg(countName));
+    if (!size || !count || *size == 0 || *count == 0)
+        return;
+    if (*size * *count >= c_addressCount) {
+        m_problems.append(
+            QStringLiteral("channels \"%1\" and \"%2\": %3 programs of %4 registers do not fit: "
+                           "no stored programs")
+                .arg(sizeName, countName)
+                .arg(*count)
+                .arg(*size));
+        return;
+    }
+    const QString type =
+        channels.value(countName).value(QStringLiteral("readRegisterType")).toString(QString());
+    const auto table = tableOf(type);
+    if (!table) {
+        m_problems.append(QStringLiteral("channel \"%1\": unknown \"readRegisterType\" \"%2\": no stored "
+                                         "programs")
+                              .arg(countName, type));
+        return;
+    }
+    m_presetSize = static_cast<int>(*size);
+    m_presetCount = static_cast<int>(*count);
+    for (int program = 1; program <= m_presetCount; ++program) {
+        for (int position = 0; position < m_presetSize; ++position) {
+            Register content;
+            content.value = presetValue(program, position);
+            content.writable = isWritableTable(*table);
+            const int address = (program - 1) * m_presetSize + position + 1;
+            define(countName, {*table, static_cast<quint16>(address)}, content);
+        }
+    }
+}
+
+void SimulatedController::defineKnownChannels(const QHash<QString, QJsonObject>& channels,
+                                              const QString& suffix)
+{
+    for (const KnownChannel& known : c_knownChannels) {
+        const QString base = QLatin1String(known.name);
+        const QString name = known.versioned ? base + suffix : base;
+        const auto entry = channels.constFind(name);
+        if (entry == channels.cend()) {
+            m_problems.append(QStringLiteral("no channel \"%1\" in the configuration").arg(name));
+            continue;
+        }
+        const auto place = placeOf(name, *entry, known.toWrite);
+        if (!place)
+            continue;
+        Register content;
+        content.value = known.initial;
+        content.writable = known.toWrite;
+        content.minimum = known.minimum;
+        if (known.toWrite) {
+            content.maximum = known.maximum != 0 ? known.maximum : static_cast<quint16>(m_presetCount);
+            content.target = QLatin1String(known.target);
+            content.clearsTarget = known.clearsTarget;
+        }
+        content.channel = base;
+        if (define(name, *place, content))
+            m_places.insert(base, *place);
+    }
+}
+
+void SimulatedController::defineOtherChannels(const QHash<QString, QJsonObject>& channels,
+                                              const QString& suffix)
+{
+    QSet<QString> done = {QLatin1String(c_presets) + suffix};
+    for (const KnownChannel& known : c_knownChannels)
+        done.insert(known.versioned ? QLatin1String(known.name) + suffix : QLatin1String(known.name));
+
+    // Sorted: which of two channels wins a register is the same in every run.
+    QStringList names = channels.keys();
+    names.sort();
+    for (const QString& name : qAsConst(names)) {
+        const QJsonObject& entry = *channels.constFind(name);
+        if (done.contains(name) || suffixOf(name) != suffix || !entry.contains(QStringLiteral("register")))
+            continue;
+        const bool toWrite = entry.contains(QStringLiteral("writeRegisterType"));
+        const auto place = placeOf(name, entry, toWrite);
+        if (!place)
+            continue;
+        const qint64 size = wholeNumber(entry.value(QStringLiteral("size"))).value_or(1);
+        for (qint64 position = 0; position < qMin<qint64>(size, c_addressCount); ++position) {
+            Register content;
+            content.writable = toWrite;
+            if (isBitTable(place->table))
+                content.maximum = 1;
+            const Place here{place->table, static_cast<quint16>(place->address + position)};
+            if (!define(name, here, content))
+                break;
+        }
+    }
+}
+
+std::optional<SimulatedController::Place> SimulatedController::placeOf(const QString& name,
+                                                                       const QJsonObject& entry, bool toWrite)
+{
+    const auto address = wholeNumber(entry.value(QStringLiteral("register")));
+    if (!address) {
+        m_problems.append(QStringLiteral("channel \"%1\" has no \"register\"").arg(name));
+        return std::nullopt;
+    }
+    const QString key = toWrite ? QStringLiteral("writeRegisterType") : QStringLiteral("readRegisterType");
+    const QString type = entry.value(key).toString();
+    const auto table = tableOf(type);
+    if (!table || (toWrite && !isWritableTable(*table))) {
+        m_problems.append(
+            QStringLiteral("channel \"%1\": \"%2\" is \"%3\", which is not one of %4")
+                .arg(name, key, type,
+                     toWrite
+                         ? QStringLiteral("singleRegister, holdingRegisters, coils")
+                         : QStringLiteral(
+                               "holdingRegisters, singleRegister, inputRegisters, coils, discreteInputs")));
+        return std::nullopt;
+    }
+    return Place{*table, static_cast<quint16>(*address & 0xFFFF)};
+}
+
+bool SimulatedController::define(const QString& name, const Place& place, const Register& content)
+{
+    Table& table = m_tables[place.table];
+    const auto existing = table.constFind(place.address);
+    if (existing != table.cend()) {
+        m_problems.append(QStringLiteral("channel \"%1\": register %2 is taken already%3")
+                              .arg(name)
+                              .arg(place.address)
+                              .arg(existing->channel.isEmpty()
+                                       ? QString()
+                                       : QStringLiteral(" by \"%1\"").arg(existing->channel)));
+        return false;
+    }
+    table.insert(place.address, content);
+    return true;
+}
+
+quint8 SimulatedController::read(RegisterType table, quint16 address, int count,
+                                 QVector<quint16>* values) const
+{
+    const Table& registers = m_tables.value(table);
+    QVector<quint16> result;
+    result.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        // Behind the last address nothing is defined: no wrap to 0.
+        const auto found = address + i < c_addressCount
+                               ? registers.constFind(static_cast<quint16>(address + i))
+                               : registers.cend();
+        if (found == registers.cend())
+            return c_illegalAddress;
+        result.append(found->value);
+    }
+    if (count < 1)
+        return c_illegalAddress;
+    *values = result;
+    return c_accepted;
+}
+
+quint8 SimulatedController::checkWrite(RegisterType table, quint16 address,
+                                       const QVector<quint16>& values) const
+{
+    const Table& registers = m_tables.value(table);
+    quint8 result = values.isEmpty() ? c_illegalValue : c_accepted;
+    for (int i = 0; i < values.size(); ++i) {
+        const auto found = address + i < c_addressCount
+                               ? registers.constFind(static_cast<quint16>(address + i))
+                               : registers.cend();
+        // The address comes before the value, wherever in the block it is.
+        if (found == registers.cend() || !found->writable)
+            return c_illegalAddress;
+        if (values[i] < found->minimum || values[i] > found->maximum)
+            result = c_illegalValue;
+    }
+    return result;
+}
+
+quint8 SimulatedController::write(RegisterType table, quint16 address, const QVector<quint16>& values)
+{
+    const quint8 exception = checkWrite(table, address, values);
+    if (exception != c_accepted)
+        return exception;
+    for (int i = 0; i < values.size(); ++i) {
+        Register& content = m_tables[table][static_cast<quint16>(address + i)];
+        content.value = values[i];
+        const QString target = content.target;
+        const quint16 shown = content.clearsTarget ? quint16(0) : values[i];
+        if (!target.isEmpty())
+            setValue(target, shown);
+    }
+    return c_accepted;
+}
+
+void SimulatedController::noteWrite(const ControllerWrite& write)
+{
+    if (write.isAccepted())
+        ++m_acceptedWriteCount;
+    else
+        ++m_refusedWriteCount;
+    m_writes.append(write);
+    if (m_writes.size() > c_maximumWrites)
+        m_writes.removeFirst();
+    Q_EMIT writeNoted(write);
+}
+
+std::optional<quint16> SimulatedController::value(const QString& channel) const
+{
+    const auto place = m_places.constFind(channel);
+    if (place == m_places.cend())
+        return std::nullopt;
+    return m_tables.value(place->table).value(place->address).value;
+}
+
+bool SimulatedController::setValue(const QString& channel, quint16 value)
+{
+    const auto found = m_places.constFind(channel);
+    if (found == m_places.cend())
+        return false;
+    Register& content = m_tables[found->table][found->address];
+    // A bit table holds only whether.
+    const quint16 kept = isBitTable(found->table) ? quint16(value != 0 ? 1 : 0) : value;
+    if (content.value == kept)
+        return true;
+    content.value = kept;
+    Q_EMIT valueChanged(channel, kept);
+    return true;
+}
+
+void SimulatedController::clearWrites()
+{
+    m_writes.clear();
+    m_acceptedWriteCount = 0;
+    m_refusedWriteCount = 0;
+}

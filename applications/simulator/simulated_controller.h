@@ -1,0 +1,137 @@
+#pragma once
+
+#include "applications/simulator/controller_profile.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QJsonObject>
+#include <QList>
+#include <QModbusDataUnit>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <optional>
+
+// One write that reached the controller, carried out or not.
+struct ControllerWrite
+{
+    QDateTime time;
+    QString transport; // "tcp", "rtu"
+    QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
+    quint16 address = 0;
+    QVector<quint16> values; // a coil is 0 or 1
+    quint8 exception = 0;    // the Modbus exception code of a refusal, 0 when accepted
+
+    bool isAccepted() const { return exception == 0; }
+    // "tcp: 5001 = 1", "rtu: 5101 = 7 7: refused with exception 2"
+    QString toText() const;
+};
+
+// The registers of one controller and what writing them does. Registers take their place and type
+// from the channel entries of a device configuration, by the names of the profile's generation
+// ("direction", for generation 2 "directionV2"), so that it and the plug-in read one map.
+//
+// Defined registers: the known channels (direction, motorRun, currentPreset, alarm, directionChange,
+// presetChange, alarmReset); the stored programs from register 1 on; every other channel of the
+// generation that names a register and a type, without a meaning of its own (to write: any value).
+// Of "size": registers of one program for currentPreset, number of programs for presets, number of
+// registers for the others. Addresses are taken to 16 bits.
+class SimulatedController : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Modbus exception codes that a controller answers by itself; 0 is none.
+    static constexpr quint8 c_accepted = 0;
+    static constexpr quint8 c_illegalAddress = 2;
+    static constexpr quint8 c_illegalValue = 3;
+    // The newest writes that writes() keeps.
+    static constexpr int c_maximumWrites = 10000;
+
+    SimulatedController(const QJsonObject& deviceConfiguration, const ControllerProfile& profile,
+                        QObject* parent = nullptr);
+
+    const ControllerProfile& profile() const { return m_profile; }
+    // What is missing or wrong in the configuration, one line each; the registers concerned are not
+    // defined.
+    QStringList problems() const { return m_problems; }
+
+    // What a client sees. All `count` registers must be defined, else c_illegalAddress.
+    quint8 read(QModbusDataUnit::RegisterType table, quint16 address, int count,
+                QVector<quint16>* values) const;
+    // Whether a client may write this: c_illegalAddress for undefined and read-only registers,
+    // c_illegalValue for a value without a meaning.
+    quint8 checkWrite(QModbusDataUnit::RegisterType table, quint16 address,
+                      const QVector<quint16>& values) const;
+    // Writes as a client does: everything or, with an exception code, nothing. Not logged: who
+    // answers the client reports with noteWrite() what it answered.
+    quint8 write(QModbusDataUnit::RegisterType table, quint16 address, const QVector<quint16>& values);
+    void noteWrite(const ControllerWrite& write);
+
+    // The value behind a channel's base name ("direction", "currentPreset"); nothing when the
+    // configuration does not define it.
+    std::optional<quint16> value(const QString& channel) const;
+    // What happens at the controller itself: no read-only check. False when not defined.
+    bool setValue(const QString& channel, quint16 value);
+
+    quint16 direction() const { return value(QStringLiteral("direction")).value_or(0); }
+    quint16 currentPreset() const { return value(QStringLiteral("currentPreset")).value_or(0); }
+    quint16 alarm() const { return value(QStringLiteral("alarm")).value_or(0); }
+    bool isMotorRunning() const { return value(QStringLiteral("motorRun")).value_or(0) != 0; }
+    void setMotorRunning(bool running) { setValue(QStringLiteral("motorRun"), running ? 1 : 0); }
+    // The alarm stays until a client resets it; 0 is none.
+    void raiseAlarm(quint16 code) { setValue(QStringLiteral("alarm"), code); }
+
+    int presetCount() const { return m_presetCount; }
+    // Registers of one program; program p (from 1) begins at register (p - 1) × size + 1.
+    int presetSize() const { return m_presetSize; }
+
+    // Accepted and refused writes, oldest first.
+    QList<ControllerWrite> writes() const { return m_writes; }
+    qint64 acceptedWriteCount() const { return m_acceptedWriteCount; }
+    qint64 refusedWriteCount() const { return m_refusedWriteCount; }
+    void clearWrites();
+
+Q_SIGNALS:
+    void writeNoted(const ControllerWrite& write);
+    void valueChanged(const QString& channel, quint16 value);
+
+private:
+    struct Register
+    {
+        quint16 value = 0;
+        bool writable = false;
+        // Values a client may write.
+        quint16 minimum = 0;
+        quint16 maximum = 0xFFFF;
+        // Base name of the known channel here; empty for the others.
+        QString channel;
+        // What a write does besides: this known channel gets the value, or 0.
+        QString target;
+        bool clearsTarget = false;
+    };
+    struct Place
+    {
+        QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
+        quint16 address = 0;
+    };
+    using Table = QHash<quint16, Register>;
+
+    void definePresets(const QHash<QString, QJsonObject>& channels, const QString& suffix);
+    void defineKnownChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
+    void defineOtherChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
+    bool define(const QString& name, const Place& place, const Register& content);
+    std::optional<Place> placeOf(const QString& name, const QJsonObject& entry, bool toWrite);
+
+    ControllerProfile m_profile;
+    QHash<int, Table> m_tables;
+    QHash<QString, Place> m_places;
+    QStringList m_problems;
+    QList<ControllerWrite> m_writes;
+    qint64 m_acceptedWriteCount = 0;
+    qint64 m_refusedWriteCount = 0;
+    int m_presetCount = 0;
+    int m_presetSize = 0;
+};

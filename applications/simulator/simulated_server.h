@@ -1,0 +1,72 @@
+#pragma once
+
+#include "applications/simulator/simulated_controller.h"
+
+#include <QModbusPdu>
+#include <QModbusServer>
+
+#include <optional>
+
+// A request that writes, taken apart.
+struct WriteRequest
+{
+    QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
+    quint16 address = 0;
+    QVector<quint16> values;
+};
+
+// The writing functions 0x05, 0x06, 0x0F and 0x10; nothing for others and for malformed ones.
+std::optional<WriteRequest> decodeWrite(const QModbusPdu& request);
+
+// The answer when it is not the library server's to give: Report Server ID, functions that the
+// controller does not know, writes that the controller refuses.
+std::optional<QModbusResponse> answerByController(const SimulatedController& controller,
+                                                  const QModbusPdu& request);
+
+// Adds a write to the controller's log; nothing for a request that does not write.
+void noteWrite(SimulatedController& controller, const QString& transport, const QModbusPdu& request,
+               quint8 exception);
+
+// One of the library's servers whose registers are the controller's.
+template <typename LibraryServer>
+class SimulatedServer : public LibraryServer
+{
+public:
+    SimulatedServer(SimulatedController& controller, QString transport)
+        : m_controller(controller)
+        , m_transport(std::move(transport))
+    {}
+
+protected:
+    QModbusResponse processRequest(const QModbusPdu& request) override
+    {
+        const auto own = answerByController(m_controller, request);
+        const QModbusResponse response = own ? *own : LibraryServer::processRequest(request);
+        // Here and not in dataWritten: that signal is silent for a value that does not change.
+        noteWrite(m_controller, m_transport, request,
+                  response.isException() ? static_cast<quint8>(response.exceptionCode()) : quint8(0));
+        return response;
+    }
+
+    bool readData(QModbusDataUnit* data) const override
+    {
+        QVector<quint16> values;
+        if (data->startAddress() < 0 ||
+            m_controller.read(data->registerType(), static_cast<quint16>(data->startAddress()),
+                              static_cast<int>(data->valueCount()),
+                              &values) != SimulatedController::c_accepted)
+            return false;
+        data->setValues(values);
+        return true;
+    }
+
+    bool writeData(const QModbusDataUnit& data) override
+    {
+        return m_controller.write(data.registerType(), static_cast<quint16>(data.startAddress()),
+                                  data.values()) == SimulatedController::c_accepted;
+    }
+
+private:
+    SimulatedController& m_controller;
+    QString m_transport;
+};

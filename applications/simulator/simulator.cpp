@@ -1,0 +1,246 @@
+#include "applications/simulator/simulator.h"
+
+#include "applications/simulator/pseudo_terminal.h"
+#include "applications/simulator/serial_relay.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulated_server.h"
+#include "applications/simulator/tcp_relay.h"
+
+#include <QModbusRtuSerialSlave>
+#include <QModbusTcpServer>
+#include <QSerialPort>
+#include <QTcpServer>
+#include <QTimer>
+
+#include <utility>
+#include <vector>
+
+namespace {
+
+std::optional<QSerialPort::Parity> parityOf(char letter)
+{
+    switch (letter) {
+    case 'n':
+    case 'N':
+        return QSerialPort::NoParity;
+    case 'e':
+    case 'E':
+        return QSerialPort::EvenParity;
+    case 'o':
+    case 'O':
+        return QSerialPort::OddParity;
+    default:
+        return std::nullopt;
+    }
+}
+
+void setText(QString* error, const QString& text)
+{
+    if (error != nullptr)
+        *error = text;
+}
+
+} // namespace
+
+class Simulator::Private
+{
+public:
+    struct SerialTransport
+    {
+        // The server goes first: it holds the far end of the relay's inner pseudo-terminal.
+        std::unique_ptr<SerialRelay> relay;
+        std::unique_ptr<SimulatedServer<QModbusRtuSerialSlave>> server;
+    };
+
+    Private(Simulator* owner, const QJsonObject& deviceConfiguration, const ControllerProfile& profile)
+        : q(owner)
+        , controller(deviceConfiguration, profile)
+    {}
+
+    bool isOff() const { return isDown || plan.isRefusing(); }
+    void applyState();
+    void goDown(int milliseconds);
+    bool serve(std::unique_ptr<QIODevice> line, QString* error);
+
+    Simulator* q;
+    SimulatedController controller;
+    FaultPlan plan;
+    RelayContext context;
+    std::unique_ptr<SimulatedServer<QModbusTcpServer>> tcpServer;
+    std::unique_ptr<TcpRelay> tcpRelay;
+    std::vector<SerialTransport> serial;
+    QTimer backUp;
+    bool isDown = false;
+};
+
+void Simulator::Private::applyState()
+{
+    if (tcpRelay)
+        tcpRelay->setRefusing(isOff());
+    for (const SerialTransport& transport : serial)
+        transport.relay->setSilent(isOff());
+}
+
+void Simulator::Private::goDown(int milliseconds)
+{
+    isDown = true;
+    applyState();
+    if (tcpRelay)
+        tcpRelay->dropClients();
+    backUp.start(milliseconds);
+    Q_EMIT q->message(QStringLiteral("controller down for %1 ms").arg(milliseconds));
+}
+
+bool Simulator::Private::serve(std::unique_ptr<QIODevice> line, QString* error)
+{
+    auto inner = std::make_unique<PseudoTerminal>();
+    const QString innerName = inner->openPair(error);
+    if (innerName.isEmpty())
+        return false;
+    SerialTransport transport;
+    transport.server =
+        std::make_unique<SimulatedServer<QModbusRtuSerialSlave>>(controller, QStringLiteral("rtu"));
+    transport.server->setServerAddress(context.unitId);
+    transport.server->setConnectionParameter(QModbusDevice::SerialPortNameParameter, innerName);
+    transport.server->setConnectionParameter(QModbusDevice::SerialBaudRateParameter, QSerialPort::Baud115200);
+    transport.server->setConnectionParameter(QModbusDevice::SerialParityParameter, QSerialPort::NoParity);
+    if (!transport.server->connectDevice()) {
+        setText(error, QStringLiteral("the serial server cannot use %1: %2")
+                           .arg(innerName, transport.server->errorString()));
+        return false;
+    }
+    transport.relay = std::make_unique<SerialRelay>(line.release(), inner.release(), context);
+    transport.relay->setSilent(isOff());
+    serial.push_back(std::move(transport));
+    return true;
+}
+
+Simulator::Simulator(const QJsonObject& deviceConfiguration, const ControllerProfile& profile,
+                     QObject* parent)
+    : QObject(parent)
+    , d(std::make_unique<Private>(this, deviceConfiguration, profile))
+{
+    d->context.plan = &d->plan;
+    d->context.message = [this](const QString& text) { Q_EMIT message(text); };
+    d->context.refused = [this](const QString& transport, const QByteArray& pdu, quint8 code) {
+        const QModbusRequest request(static_cast<QModbusPdu::FunctionCode>(static_cast<quint8>(pdu[0])),
+                                     pdu.mid(1));
+        noteWrite(d->controller, transport, request, code);
+    };
+    d->context.restart = [this](int milliseconds) {
+        // Queued: the relay that calls is in the middle of a request of a client that goes.
+        QMetaObject::invokeMethod(
+            this, [this, milliseconds] { d->goDown(milliseconds); }, Qt::QueuedConnection);
+    };
+    d->plan.setRefusalObserver([this] { d->applyState(); });
+    d->backUp.setSingleShot(true);
+    d->backUp.setTimerType(Qt::PreciseTimer);
+    connect(&d->backUp, &QTimer::timeout, this, [this] {
+        d->isDown = false;
+        d->applyState();
+        Q_EMIT message(QStringLiteral("controller up again"));
+    });
+    connect(&d->controller, &SimulatedController::writeNoted, this,
+            [this](const ControllerWrite& write) { Q_EMIT message(write.toText()); });
+}
+
+Simulator::~Simulator()
+{
+    // Nobody listens to what a half-gone object says.
+    blockSignals(true);
+    close();
+}
+
+bool Simulator::listenTcp(quint16 port, QString* error)
+{
+    if (d->tcpRelay) {
+        setText(error, QStringLiteral("listening on port %1 already").arg(d->tcpRelay->port()));
+        return false;
+    }
+    auto server = std::make_unique<SimulatedServer<QModbusTcpServer>>(d->controller, QStringLiteral("tcp"));
+    server->setServerAddress(d->context.unitId);
+    server->setConnectionParameter(QModbusDevice::NetworkAddressParameter, QStringLiteral("127.0.0.1"));
+    server->setConnectionParameter(QModbusDevice::NetworkPortParameter, 0);
+    const bool isConnected = server->connectDevice();
+    // The library server does not tell its port.
+    const auto* listener = server->findChild<QTcpServer*>();
+    if (!isConnected || listener == nullptr || listener->serverPort() == 0) {
+        setText(error, QStringLiteral("the TCP server does not start: %1").arg(server->errorString()));
+        return false;
+    }
+    auto relay = std::make_unique<TcpRelay>(listener->serverPort(), d->context);
+    if (!relay->listen(port, error))
+        return false;
+    d->tcpServer = std::move(server);
+    d->tcpRelay = std::move(relay);
+    d->applyState();
+    return true;
+}
+
+quint16 Simulator::tcpPort() const
+{
+    return d->tcpRelay ? d->tcpRelay->port() : quint16(0);
+}
+
+bool Simulator::listenSerial(const QString& device, int baudRate, char parity, QString* error)
+{
+    const auto qtParity = parityOf(parity);
+    if (!qtParity) {
+        setText(error, QStringLiteral("parity '%1' is not one of N, E, O").arg(QLatin1Char(parity)));
+        return false;
+    }
+    auto port = std::make_unique<QSerialPort>();
+    port->setPortName(device);
+    if (!port->setBaudRate(baudRate) || !port->setParity(*qtParity) || !port->open(QIODevice::ReadWrite)) {
+        setText(error, QStringLiteral("cannot open %1: %2").arg(device, port->errorString()));
+        return false;
+    }
+    auto* line = port.get();
+    connect(line, &QSerialPort::errorOccurred, this, [this, line, device](QSerialPort::SerialPortError code) {
+        if (code != QSerialPort::ResourceError)
+            return;
+        Q_EMIT message(QStringLiteral("%1 is gone: %2").arg(device, line->errorString()));
+        // An unplugged device reports itself without end; queued, for the port is in its own signal.
+        QMetaObject::invokeMethod(
+            line, [line] { line->close(); }, Qt::QueuedConnection);
+    });
+    return d->serve(std::move(port), error);
+}
+
+QString Simulator::openPseudoTerminal(QString* error)
+{
+    auto terminal = std::make_unique<PseudoTerminal>();
+    const QString name = terminal->openPair(error);
+    if (name.isEmpty() || !d->serve(std::move(terminal), error))
+        return {};
+    return name;
+}
+
+void Simulator::setUnitId(int unitId)
+{
+    d->context.unitId = unitId;
+}
+
+void Simulator::restart(int milliseconds)
+{
+    d->goDown(milliseconds);
+}
+
+void Simulator::close()
+{
+    d->backUp.stop();
+    d->isDown = false;
+    d->tcpRelay.reset();
+    d->tcpServer.reset();
+    d->serial.clear();
+}
+
+SimulatedController& Simulator::controller()
+{
+    return d->controller;
+}
+
+FaultPlan& Simulator::faults()
+{
+    return d->plan;
+}
