@@ -1,0 +1,121 @@
+#include "applications/bench/console.h"
+
+#include "applications/bench/log_line.h"
+
+#include <QtGlobal>
+
+#include <cstdio>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+Console* s_console = nullptr;
+
+bool isTerminal(FILE* stream)
+{
+#ifdef Q_OS_WIN
+    return _isatty(_fileno(stream)) != 0;
+#else
+    return isatty(fileno(stream)) != 0;
+#endif
+}
+
+bool wantsColour(FILE* stream)
+{
+    return isTerminal(stream) && qEnvironmentVariableIsEmpty("NO_COLOR");
+}
+
+QString withColour(const QString& text, Console::Tint tint)
+{
+    switch (tint) {
+    case Console::Tint::Good:
+        return QStringLiteral("\x1b[32m%1\x1b[0m").arg(text);
+    case Console::Tint::Doubtful:
+        return QStringLiteral("\x1b[33m%1\x1b[0m").arg(text);
+    case Console::Tint::Bad:
+        return QStringLiteral("\x1b[31m%1\x1b[0m").arg(text);
+    case Console::Tint::None:
+        break;
+    }
+    return text;
+}
+
+void write(FILE* stream, const QByteArray& bytes)
+{
+    // A full disk or a closed pipe shows in the reader's hands; there is nowhere left to tell it.
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+Console::Console(bool verbose, bool quiet)
+    : m_verbose(verbose)
+    , m_quiet(quiet)
+    , m_outColour(wantsColour(stdout))
+    , m_errorColour(wantsColour(stderr))
+    , m_previousHandler(qInstallMessageHandler(&Console::handleLogMessage))
+{
+    s_console = this;
+}
+
+Console::~Console()
+{
+    qInstallMessageHandler(m_previousHandler);
+    s_console = nullptr;
+}
+
+void Console::out(const QString& text)
+{
+    write(stdout, text.toUtf8());
+}
+
+void Console::out(const QByteArray& utf8)
+{
+    write(stdout, utf8);
+}
+
+QString Console::tinted(const QString& text, Tint tint) const
+{
+    return m_outColour ? withColour(text, tint) : text;
+}
+
+void Console::error(const QString& text)
+{
+    message(QStringLiteral("error: "), Tint::Bad, text);
+}
+
+void Console::warning(const QString& text)
+{
+    if (!m_quiet)
+        message(QStringLiteral("warning: "), Tint::Doubtful, text);
+}
+
+void Console::note(const QString& text)
+{
+    if (m_verbose)
+        message({}, Tint::None, text);
+}
+
+void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    Q_UNUSED(context)
+    if (s_console == nullptr || !showsLogLine(type, s_console->m_verbose, s_console->m_quiet))
+        return;
+    const Tint tint = type == QtCriticalMsg || type == QtFatalMsg ? Tint::Bad
+                      : type == QtWarningMsg                      ? Tint::Doubtful
+                                                                  : Tint::None;
+    s_console->message(QStringLiteral("log: "), tint, readableLogLine(message, s_console->m_verbose));
+}
+
+void Console::message(const QString& kind, Tint tint, const QString& text)
+{
+    write(stderr, QStringLiteral("mdc-bench: %1%2\n")
+                      .arg(m_errorColour ? withColour(kind, tint) : kind, text)
+                      .toUtf8());
+}

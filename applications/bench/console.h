@@ -1,0 +1,39 @@
+#pragma once
+
+#include "applications/bench/output_format.h"
+
+#include <QString>
+
+// Where the program speaks: results to standard output, messages to standard error, each written at
+// once. While it lives, Qt's log goes to standard error too, one readable line per message.
+// Colour only on a terminal and not with the environment variable NO_COLOR (set and not empty).
+class Console
+{
+public:
+    enum class Tint { None, Good, Doubtful, Bad };
+
+    Console(bool verbose, bool quiet);
+    ~Console();
+    Q_DISABLE_COPY(Console)
+
+    void out(const QString& text);
+    void out(const QByteArray& utf8);
+    // The text coloured for standard output.
+    QString tinted(const QString& text, Tint tint) const;
+    // Each one line "mdc-bench: …" to standard error.
+    void error(const QString& text);
+    void warning(const QString& text); // not when quiet
+    void note(const QString& text);    // verbose only
+
+    bool verbose() const { return m_verbose; }
+
+private:
+    static void handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message);
+    void message(const QString& kind, Tint tint, const QString& text);
+
+    bool m_verbose;
+    bool m_quiet;
+    bool m_outColour;
+    bool m_errorColour;
+    QtMessageHandler m_previousHandler;
+};
