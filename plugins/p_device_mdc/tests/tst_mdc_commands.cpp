@@ -1,0 +1,907 @@
+#include "fake_order.h"
+#include "log_capture.h"
+
+#include "d_cmd_getInfo.h"
+#include "d_cmd_getRegister.h"
+#include "d_cmd_resetAlarm.h"
+#include "d_cmd_setDirection.h"
+#include "d_cmd_setProgram.h"
+#include "identification_block.h"
+#include "log_line.h"
+#include "p_device_mdc.h"
+#include "register_map.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+// A plug-in of another kind, as the parent that a device command must not have.
+class ForeignPlugin : public DAbstractPlugin
+{
+    Q_OBJECT
+
+public:
+    ForeignPlugin()
+        : DAbstractPlugin(QUuid(), QStringLiteral("foreign"), IPlugin::CeTypeDriver, 0, QUuid(), nullptr,
+                          false)
+    {}
+    void initPluginCommands() override {}
+    IPlugin* createInstance(const QUuid&) const override { return nullptr; }
+    QString pluginSubTypeName() const override { return {}; }
+};
+
+enum Parent { CeDevice, CeForeign, CeNoParent };
+
+struct Register
+{
+    const char* channel;
+    const char* typeInfo;
+    double address; // a configuration may hold numbers that no register has
+    const char* type;
+};
+
+void configure(DAbstractPlugin& plugin)
+{
+    const Register c_registers[] = {
+        {"directionChange", "writeRegisterType", 5001, "singleRegister"},
+        {"directionChangeV2", "writeRegisterType", 6001, "holdingRegisters"},
+        {"directionChangeV65535", "writeRegisterType", 70001, "singleRegister"},
+        {"presetChange", "writeRegisterType", 5002, "singleRegister"},
+        {"presetChangeV2", "writeRegisterType", 6002, "singleRegister"},
+        {"presetChangeV3", "writeRegisterType", 7002, "singleRegister"},
+        {"alarmReset", "writeRegisterType", 5003, "singleRegister"},
+        {"alarmResetV2", "writeRegisterType", 1, "wrong"},
+        {"alarmResetV3", "writeRegisterType", 1, "wrong"},
+        {"direction", "readRegisterType", 5101, "holdingRegisters"},
+        {"directionV2", "readRegisterType", 6101, "inputRegisters"},
+        {"pressure", "readRegisterType", 70000, "holdingRegisters"},
+        {"pressureV3", "readRegisterType", 65535, "coils"},
+        {"last", "readRegisterType", 65536, "holdingRegisters"},
+    };
+    QJsonArray channels;
+    for (const Register& entry : c_registers) {
+        channels.append(
+            QJsonObject{{"id", entry.channel},
+                        {"value", QJsonArray{QJsonObject{{"id", "register"}, {"value", entry.address}},
+                                             QJsonObject{{"id", entry.typeInfo}, {"value", entry.type}}}}});
+    }
+    plugin.setInPluginConfig(QStringLiteral("channels"), channels);
+}
+
+std::unique_ptr<DAbstractCommand> prototype(const QString& name, QObject* parent)
+{
+    if (name == QLatin1String("getInfo"))
+        return std::make_unique<DCmdGetInfo>(parent);
+    if (name == QLatin1String("setDirection"))
+        return std::make_unique<DCmdSetDirection>(parent);
+    if (name == QLatin1String("setProgram"))
+        return std::make_unique<DCmdSetProgram>(parent);
+    if (name == QLatin1String("resetAlarm"))
+        return std::make_unique<DCmdResetAlarm>(parent);
+    if (name == QLatin1String("getRegister"))
+        return std::make_unique<DCmdGetRegister>(parent);
+    return nullptr;
+}
+
+QString sourceOf(const QString& command)
+{
+    return QStringLiteral("plugins/p_device_mdc/source/d_cmd_") + command;
+}
+
+// One command, made for an order as the host makes it, with what it needs around it.
+class Bench
+{
+public:
+    Bench(const QString& command, const QVariantMap& arguments, Parent parent = CeDevice)
+        : m_name(command)
+    {
+        configure(m_device);
+        configure(m_foreign);
+        QObject* const owner = parent == CeDevice    ? static_cast<QObject*>(&m_device)
+                               : parent == CeForeign ? static_cast<QObject*>(&m_foreign)
+                                                     : nullptr;
+        const std::unique_ptr<DAbstractCommand> declared = prototype(command, owner);
+        m_pointer = declared->createCommand(arguments);
+        m_command = dynamic_cast<DAbstractCommand*>(m_pointer.data());
+        m_command->linkWithItsOrder(&m_order);
+    }
+
+    PDeviceMdc& device() { return m_device; }
+    FakeOrder& order() { return m_order; }
+    DAbstractCommand& command() { return *m_command; }
+    bool reply(const QVariantMap& reply) { return m_command->setReply(m_order.lastInstruction(), reply); }
+    QStringList logged() const { return LogCapture::messages(sourceOf(m_name), m_command); }
+
+private:
+    QString m_name;
+    LogCapture m_log;
+    PDeviceMdc m_device;
+    ForeignPlugin m_foreign;
+    FakeOrder m_order;
+    QSharedPointer<ICommand> m_pointer;
+    DAbstractCommand* m_command = nullptr;
+};
+
+// Words stand in the block low byte first.
+QByteArray block(int length, quint16 family, quint16 tool, quint16 version, const QByteArray& serial)
+{
+    QByteArray bytes(2, '\xEE');
+    for (const quint16 word : {family, tool, version}) {
+        bytes.append(static_cast<char>(word & 0xFFU));
+        bytes.append(static_cast<char>(word >> 8U));
+    }
+    bytes.append(serial);
+    return bytes.leftJustified(length, '\x55', true);
+}
+
+QByteArray bytes(std::initializer_list<int> values)
+{
+    QByteArray result;
+    for (const int value : values)
+        result.append(static_cast<char>(value));
+    return result;
+}
+
+QVariantMap informationReply(const QByteArray& info)
+{
+    return {{"deviceInformation", QVariantMap{{"info", info}}}};
+}
+
+QString recordText(const QString& controller, const QString& tool, const QString& version,
+                   const QString& serial, int generation)
+{
+    return QStringLiteral(
+               "[{id=QString:controllerModel, name=QString:DCmdGetInfo_Controller_model, value=QString:%1}, "
+               "{id=QString:screwdriverModel, name=QString:DCmdGetInfo_Screwdriver_model, value=QString:%2}, "
+               "{id=QString:version, name=QString:DCmdGetInfo_Version, value=QString:%3}, "
+               "{id=QString:screwdriverSN, name=QString:DCmdGetInfo_Screwdriver_S_N, value=QString:%4}, "
+               "{id=QString:softwareVersion, name=QString:DCmdGetInfo_Software_version, value=int:%5}]")
+        .arg(controller, tool, version, serial, QString::number(generation));
+}
+
+const char* const c_noVersion = "ERROR: version number is not found. using version 1";
+
+} // namespace
+
+class TestMdcCommands : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void declarations_data();
+    void declarations();
+    void copies_data();
+    void copies();
+    void executes_data();
+    void executes();
+    void replies_data();
+    void replies();
+    void resultsAfterTheEnd_data();
+    void resultsAfterTheEnd();
+    void generationSuffixes_data();
+    void generationSuffixes();
+    void logSourceNames_data();
+    void logSourceNames();
+    void toolModels_data();
+    void toolModels();
+    void blocks_data();
+    void blocks();
+    void blockLengths();
+    void versionTexts_data();
+    void versionTexts();
+    void references_data();
+    void references();
+    void informationSetsProperties();
+    void informationKeepsTheLastReference();
+    void informationWithoutADeviceParent();
+};
+
+void TestMdcCommands::declarations_data()
+{
+    QTest::addColumn<QString>("description");
+    QTest::addColumn<QStringList>("parameters");
+    QTest::addColumn<QStringList>("results");
+
+    QTest::newRow("getInfo") << "Get the connected device information"
+                             << QStringList{"reference|strg|Channel of the first gpio|QString:"}
+                             << QStringList{"deviceInformation|varL|Return device information|invalid"};
+    QTest::newRow("setDirection")
+        << "Set the direction of rotation of the screwdriver"
+        << QStringList{"direction|ui16|Direction of rotation of the screwdriver (0: Forward 1: Loosening)|"
+                       "QString:"}
+        << QStringList{"doneOk|bool|lock done|invalid"};
+    QTest::newRow("setProgram") << "Set the tightening program by its number"
+                                << QStringList{"program|ui16|Program number|invalid"}
+                                << QStringList{"doneOk|bool|lock done|invalid"};
+    QTest::newRow("resetAlarm") << "Set the lock state of the screwdriver Driver Lock" << QStringList{}
+                                << QStringList{};
+    QTest::newRow("getRegister") << "Return the mesured value on GPIO pins"
+                                 << QStringList{"channel|strg|Channel name|invalid"}
+                                 << QStringList{"values|vart|Return register data values|invalid"};
+}
+
+void TestMdcCommands::declarations()
+{
+    QFETCH(QString, description);
+    QFETCH(QStringList, parameters);
+    QFETCH(QStringList, results);
+    const QString name = QTest::currentDataTag();
+
+    PDeviceMdc device;
+    device.initPluginCommands();
+    QCOMPARE(device.getFunctionDescription(name), description);
+    const auto entries = [&](const QString& kind) {
+        QStringList texts;
+        const QVariantList list = device.getCommandParameters(name).value(kind).toList();
+        for (const QVariant& item : list) {
+            const QVariantMap entry = item.toMap();
+            texts.append(entry.value("id").toString() + '|' + entry.value("type").toString() + '|' +
+                         entry.value("description").toString() + '|' + typedText(entry.value("default")));
+        }
+        return texts;
+    };
+    QCOMPARE(entries("parameters"), parameters);
+    QCOMPARE(entries("results"), results);
+
+    const std::unique_ptr<DAbstractCommand> command = prototype(name, &device);
+    QCOMPARE(command->commandName(), name);
+    QCOMPARE(command->stopCommandName(), QString());
+    QVERIFY(command->isValid());
+    QVERIFY(!command->isRecurrent());
+    QCOMPARE(command->commandArguments(), QVariantMap());
+}
+
+void TestMdcCommands::copies_data()
+{
+    QTest::addColumn<QByteArray>("className");
+    QTest::newRow("getInfo") << QByteArray("DCmdGetInfo");
+    QTest::newRow("setDirection") << QByteArray("DCmdSetDirection");
+    QTest::newRow("setProgram") << QByteArray("DCmdSetProgram");
+    QTest::newRow("resetAlarm") << QByteArray("DCmdResetAlarm");
+    QTest::newRow("getRegister") << QByteArray("DCmdGetRegister");
+}
+
+void TestMdcCommands::copies()
+{
+    QFETCH(QByteArray, className);
+    PDeviceMdc device;
+    const QVariantMap arguments{{"key", 7}};
+    const std::unique_ptr<DAbstractCommand> original = prototype(QTest::currentDataTag(), &device);
+    QSharedPointer<ICommand> copy = original->createCommand(arguments);
+    QCOMPARE(copy->commandArguments(), arguments);
+    const QPointer<QObject> object = dynamic_cast<QObject*>(copy.data());
+    QVERIFY(!object.isNull());
+    QCOMPARE(QByteArray(object->metaObject()->className()), className);
+    QCOMPARE(object->parent(), &device);
+    copy.clear();
+    QVERIFY2(object.isNull(), "the pointer owns the command although it has a parent");
+}
+
+void TestMdcCommands::executes_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QVariantMap>("arguments");
+    QTest::addColumn<QVariant>("softwareVersion");
+    QTest::addColumn<int>("parent");
+    QTest::addColumn<bool>("open");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("sent");
+    QTest::addColumn<QStringList>("logged");
+
+    const QVariant none;
+    const QStringList nothing;
+    const auto write = [](const char* data, int address, const char* type = "singleRegister") {
+        return QStringList{
+            QStringLiteral("driver write {data=%1, register=int:%2, registerType=QString:%3} 3000")
+                .arg(data, QString::number(address), type)};
+    };
+    const auto read = [](int address, const char* type = "holdingRegisters") {
+        return QStringList{QStringLiteral("driver read {register=int:%1, registerType=QString:%2} 3000")
+                               .arg(QString::number(address), type)};
+    };
+    const auto row = [](const char* title, const char* command, const QVariantMap& arguments,
+                        const QVariant& version, Parent parent, bool open, bool ok, const QStringList& sent,
+                        const QStringList& logged) {
+        QTest::addRow("%s: %s", command, title)
+            << QString(command) << arguments << version << int(parent) << open << ok << sent << logged;
+    };
+
+    const QStringList information{"driver deviceInformation {} 3000"};
+    row("good", "getInfo", {}, none, CeDevice, true, true, information, {});
+    row("sends before the base refuses", "getInfo", {}, none, CeDevice, false, false, information, {});
+    row("foreign parent", "getInfo", {}, none, CeForeign, true, true, information, {});
+    row("no parent", "getInfo", {}, none, CeNoParent, true, true, information, {});
+
+    const QVariantMap direction{{"direction", 1u}};
+    const char* const c_direction = "setDirection";
+    row("good", c_direction, direction, 1, CeDevice, true, true, write("uint:1", 5001), {});
+    row("data as text goes unchanged", c_direction, {{"direction", "1"}}, 1, CeDevice, true, true,
+        write("QString:1", 5001), {});
+    row("data out of range goes unchanged", c_direction, {{"direction", -5}}, 1, CeDevice, true, true,
+        write("int:-5", 5001), {});
+    row("no argument: the declared default", c_direction, {}, 1, CeDevice, true, true,
+        write("QString:", 5001), {});
+    row("base refuses", c_direction, direction, 1, CeDevice, false, false, nothing, {});
+    row("base refuses before the parent counts", c_direction, direction, 1, CeForeign, false, false, nothing,
+        {});
+    row("foreign parent", c_direction, direction, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdSetDirection: parent is not PDeviceMdc"});
+    row("no parent", c_direction, direction, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdSetDirection: parent is not PDeviceMdc"});
+    row("no version", c_direction, direction, none, CeDevice, true, true, write("uint:1", 5001),
+        {c_noVersion});
+    row("null text as version", c_direction, direction, QString(), CeDevice, true, true,
+        write("uint:1", 5001), {c_noVersion});
+    row("version 0", c_direction, direction, 0, CeDevice, true, true, write("uint:1", 5001), {});
+    row("version 2", c_direction, direction, 2, CeDevice, true, true,
+        write("uint:1", 6001, "holdingRegisters"), {});
+    row("version 2 as text", c_direction, direction, "2", CeDevice, true, true,
+        write("uint:1", 6001, "holdingRegisters"), {});
+    row("version 65538 is 2", c_direction, direction, 65538, CeDevice, true, true,
+        write("uint:1", 6001, "holdingRegisters"), {});
+    row("version 65537 is 1", c_direction, direction, 65537, CeDevice, true, true, write("uint:1", 5001), {});
+    row("version 65536 is 0", c_direction, direction, 65536, CeDevice, true, true, write("uint:1", 5001), {});
+    row("address 70001 is 4465", c_direction, direction, 65535, CeDevice, true, true, write("uint:1", 4465),
+        {});
+    row("no entry for the version", c_direction, direction, 9, CeDevice, true, true, write("uint:1", 0, ""),
+        {});
+
+    const QVariantMap program{{"program", 12u}};
+    const char* const c_program = "setProgram";
+    row("good", c_program, program, 1, CeDevice, true, true, write("uint:12", 5002), {});
+    row("no argument", c_program, {}, 1, CeDevice, true, true, write("invalid", 5002), {});
+    row("base refuses", c_program, program, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent", c_program, program, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdSetProgram: parent is not PDeviceMdc"});
+    row("no parent", c_program, program, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdSetProgram: parent is not PDeviceMdc"});
+    row("no version", c_program, program, none, CeDevice, true, true, write("uint:12", 5002), {c_noVersion});
+    row("version 2", c_program, program, 2, CeDevice, true, true, write("uint:12", 6002), {});
+    row("version 3", c_program, program, 3, CeDevice, true, true, write("uint:12", 7002), {});
+    row("no entry for the version", c_program, program, 9, CeDevice, true, true, write("uint:12", 0, ""), {});
+
+    const char* const c_alarm = "resetAlarm";
+    row("good", c_alarm, {}, 1, CeDevice, true, true, write("int:1", 5003), {});
+    row("base refuses", c_alarm, {}, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent does not matter", c_alarm, {}, 1, CeForeign, true, true, write("int:1", 5003), {});
+    row("no parent: no entry", c_alarm, {}, 1, CeNoParent, true, true, write("int:1", 0, ""), {});
+    row("no version: not asked for", c_alarm, {}, none, CeDevice, true, true, write("int:1", 5003), {});
+    row("version 2: never versioned", c_alarm, {}, 2, CeDevice, true, true, write("int:1", 5003), {});
+    row("version 3: never versioned", c_alarm, {}, 3, CeDevice, true, true, write("int:1", 5003), {});
+
+    const QVariantMap channel{{"channel", "direction"}};
+    const QVariantMap pressure{{"channel", "pressure"}};
+    const char* const c_read = "getRegister";
+    row("good", c_read, channel, 1, CeDevice, true, true, read(5101), {});
+    row("base refuses", c_read, channel, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent", c_read, channel, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdGetRegister: parent is not PDeviceMdc"});
+    row("no parent", c_read, channel, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdGetRegister: parent is not PDeviceMdc"});
+    row("no version", c_read, channel, none, CeDevice, true, true, read(5101), {c_noVersion});
+    row("version 2", c_read, channel, 2, CeDevice, true, true, read(6101, "inputRegisters"), {});
+    row("address 70000 is 4464", c_read, pressure, 1, CeDevice, true, true, read(4464), {});
+    row("version 3", c_read, pressure, 3, CeDevice, true, true, read(65535, "coils"), {});
+    row("address 65536 is 0", c_read, {{"channel", "last"}}, 1, CeDevice, true, true, read(0), {});
+    row("unknown channel", c_read, {{"channel", "nowhere"}}, 1, CeDevice, true, true, read(0, ""), {});
+    row("no argument", c_read, {}, 1, CeDevice, true, true, read(0, ""), {});
+}
+
+void TestMdcCommands::executes()
+{
+    QFETCH(QString, command);
+    QFETCH(QVariantMap, arguments);
+    QFETCH(QVariant, softwareVersion);
+    QFETCH(int, parent);
+    QFETCH(bool, open);
+    QFETCH(bool, ok);
+    QFETCH(QStringList, sent);
+    QFETCH(QStringList, logged);
+
+    Bench bench(command, arguments, static_cast<Parent>(parent));
+    if (softwareVersion.isValid())
+        bench.device().setProperty("softwareVersion", softwareVersion, false);
+    bench.order().setOpen(open);
+    QCOMPARE(bench.command().commandExecute(), ok);
+    QCOMPARE(bench.order().sent(), sent);
+    QCOMPARE(bench.order().published(), QStringList());
+    QCOMPARE(bench.logged(), logged);
+}
+
+void TestMdcCommands::replies_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QVariantMap>("reply");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QStringList>("published");
+    QTest::addColumn<QStringList>("logged");
+
+    const auto values = [](const QVariantList& list) { return QVariantMap{{"values", list}}; };
+    const QVariantMap empty;
+    const QVariantMap number{{"values", 5}};
+    const QVariantMap text{{"values", "1"}};
+    const QVariantMap null{{"values", QVariant()}};
+    const QVariantMap map{{"values", QVariantMap{{"values", QVariantList{1}}}}};
+    const QVariantMap timedOut{{"errorCode", 1}, {"errorMessage", "no answer"}};
+    const QVariantMap refused{{"errorCode", 5}, {"errorMessage", "refused"}, {"values", QVariantList{0}}};
+    const QStringList nothing;
+    const auto row = [](const char* title, const char* command, const QVariantMap& reply, bool ok,
+                        const QStringList& published, const QStringList& logged) {
+        QTest::addRow("%s: %s", command, title) << QString(command) << reply << ok << published << logged;
+    };
+    const QStringList done{"results {doneOk=bool:true}"};
+    const QStringList notDone{"results {doneOk=bool:false}"};
+
+    const QStringList notApplied{"ERROR: Direction not applied"};
+    const char* const c_direction = "setDirection";
+    row("acknowledged", c_direction, values({1}), true, done, {});
+    row("any other number", c_direction, values({2}), true, done, {});
+    row("negative", c_direction, values({-1}), true, done, {});
+    row("as bool", c_direction, values({true}), true, done, {});
+    row("more than one", c_direction, values({1, 0}), true, done, {});
+    row("first is 0 of more", c_direction, values({0, 1}), false, nothing, notApplied);
+    row("0", c_direction, values({0}), false, nothing, notApplied);
+    row("no number", c_direction, values({"yes"}), false, nothing, notApplied);
+    row("null element", c_direction, values({QVariant()}), false, nothing, notApplied);
+    row("empty list", c_direction, values({}), false, nothing, notApplied);
+    row("a number, no list", c_direction, number, false, nothing, notApplied);
+    row("a text, no list", c_direction, text, false, nothing, notApplied);
+    row("a map, no list", c_direction, map, false, nothing, notApplied);
+    row("null", c_direction, null, false, nothing, notApplied);
+    row("no values", c_direction, empty, true, nothing, {});
+    row("failure notice", c_direction, timedOut, true, nothing, {});
+    row("refused", c_direction, refused, false, nothing, notApplied);
+
+    const QStringList noValues{"ERROR: Reply data is not in the correct format"};
+    const QStringList noList{"ERROR: Values list in reply data is not in the correct format"};
+    const QStringList noElement{"ERROR: Reply Values list is empty"};
+    const char* const c_program = "setProgram";
+    row("acknowledged", c_program, values({1}), true, done, {});
+    row("any other number", c_program, values({12}), true, done, {});
+    row("more than one", c_program, values({1, 0}), true, done, {});
+    row("0", c_program, values({0}), true, notDone, {});
+    row("null element", c_program, values({QVariant()}), true, notDone, {});
+    row("empty list", c_program, values({}), false, nothing, noElement);
+    row("a number, no list", c_program, number, false, nothing, noList);
+    row("a text, no list", c_program, text, false, nothing, noList);
+    row("a map, no list", c_program, map, false, nothing, noList);
+    row("null", c_program, null, false, nothing, noList);
+    row("no values", c_program, empty, false, nothing, noValues);
+    row("failure notice", c_program, timedOut, false, nothing, noValues);
+    row("refused", c_program, refused, true, notDone, {});
+
+    const QStringList ended{"reply {}"};
+    const char* const c_alarm = "resetAlarm";
+    row("acknowledged", c_alarm, values({1}), true, ended, {});
+    row("0", c_alarm, values({0}), true, ended, {});
+    row("more than one", c_alarm, values({1, 2}), true, ended, {});
+    row("empty list", c_alarm, values({}), true, nothing, noElement);
+    row("a number, no list", c_alarm, number, true, nothing, noList);
+    row("a map, no list", c_alarm, map, true, nothing, noList);
+    row("null", c_alarm, null, true, nothing, noList);
+    row("no values", c_alarm, empty, true, nothing, noValues);
+    row("failure notice", c_alarm, timedOut, true, nothing, noValues);
+    row("refused", c_alarm, refused, true, ended, {});
+
+    const QStringList noKey{"ERROR: Reply does not contain values key"};
+    const char* const c_read = "getRegister";
+    row("one word", c_read, values({7}), true, {"results {values=[int:7]}"}, {});
+    row("four words", c_read, values({1, 2u, 3, 65535}), true,
+        {"results {values=[int:1, uint:2, int:3, int:65535]}"}, {});
+    row("empty list", c_read, values({}), true, {"results {values=[]}"}, {});
+    row("a number, no list", c_read, number, true, {"results {values=int:5}"}, {});
+    row("a map, no list", c_read, map, true, {"results {values={values=[int:1]}}"}, {});
+    row("null", c_read, null, true, {"results {values=invalid}"}, {});
+    row("no values", c_read, empty, false, nothing, noKey);
+    row("failure notice", c_read, timedOut, false, nothing, noKey);
+    row("refused", c_read, refused, true, {"results {values=[int:0]}"}, {});
+
+    const QStringList unknown{QStringLiteral("results {deviceInformation=%1}")
+                                  .arg(recordText("????", "????", QString(), QString(), 1))};
+    const char* const c_info = "getInfo";
+    row("13 bytes", c_info, informationReply(block(13, 2, 7, 4005, bytes({42, 0, 15, 7, 19}))), true,
+        {QStringLiteral("results {deviceInformation=%1}")
+             .arg(recordText("MDC-32", "MDC-32", "4.00.5", "1907150042", 2))},
+        {});
+    row("short block", c_info, informationReply(block(11, 2, 7, 4005, bytes({42, 0, 15}))), true, unknown,
+        {});
+    row("empty block", c_info, informationReply({}), true, unknown, {});
+    row("no block", c_info, {{"deviceInformation", QVariantMap()}}, true, unknown, {});
+    row("no map", c_info, {{"deviceInformation", 5}}, true, unknown, {});
+    row("null", c_info, {{"deviceInformation", QVariant()}}, true, unknown, {});
+    row("no information", c_info, empty, true, nothing, {});
+    row("values instead", c_info, values({1}), true, nothing, {});
+    row("failure notice", c_info, timedOut, true, nothing, {});
+}
+
+void TestMdcCommands::replies()
+{
+    QFETCH(QString, command);
+    QFETCH(QVariantMap, reply);
+    QFETCH(bool, ok);
+    QFETCH(QStringList, published);
+    QFETCH(QStringList, logged);
+
+    Bench bench(command, {});
+    bench.device().setProperty("softwareVersion", 1, false);
+    QVERIFY(bench.command().commandExecute());
+    QCOMPARE(bench.order().sent().size(), 1);
+    QCOMPARE(bench.reply(reply), ok);
+    QCOMPARE(bench.order().published(), published);
+    QCOMPARE(bench.logged(), logged);
+    QVERIFY2(bench.order().sent().size() == 1, "a reply sends nothing more");
+}
+
+// A command whose order has ended cannot publish any more; most say so, one does not look.
+void TestMdcCommands::resultsAfterTheEnd_data()
+{
+    QTest::addColumn<QVariantMap>("reply");
+    QTest::addColumn<bool>("ok");
+    const QVariantMap acknowledged{{"values", QVariantList{1}}};
+    QTest::newRow("setDirection") << acknowledged << true;
+    QTest::newRow("setProgram") << acknowledged << false;
+    QTest::newRow("resetAlarm") << acknowledged << false;
+    QTest::newRow("getRegister") << acknowledged << false;
+    QTest::newRow("getInfo") << informationReply({}) << false;
+}
+
+void TestMdcCommands::resultsAfterTheEnd()
+{
+    QFETCH(QVariantMap, reply);
+    QFETCH(bool, ok);
+    Bench bench(QTest::currentDataTag(), {});
+    bench.device().setProperty("softwareVersion", 1, false);
+    QVERIFY(bench.command().commandExecute());
+    bench.order().setOpen(false);
+    QCOMPARE(bench.reply(reply), ok);
+    QCOMPARE(bench.order().published(), QStringList());
+}
+
+void TestMdcCommands::generationSuffixes_data()
+{
+    QTest::addColumn<QVariant>("version");
+    QTest::addColumn<QString>("suffix");
+    QTest::newRow("0") << QVariant(0) << "";
+    QTest::newRow("1") << QVariant(1) << "";
+    QTest::newRow("2") << QVariant(2) << "V2";
+    QTest::newRow("2 unsigned") << QVariant(2u) << "V2";
+    QTest::newRow("10") << QVariant(10) << "V10";
+    QTest::newRow("65535") << QVariant(65535) << "V65535";
+    QTest::newRow("65536") << QVariant(65536) << "";
+    QTest::newRow("65537") << QVariant(65537) << "";
+    QTest::newRow("65538") << QVariant(65538) << "V2";
+    QTest::newRow("text") << QVariant("3") << "V3";
+    QTest::newRow("no number") << QVariant("three") << "";
+    QTest::newRow("invalid") << QVariant() << "";
+}
+
+void TestMdcCommands::generationSuffixes()
+{
+    QFETCH(QVariant, version);
+    QFETCH(QString, suffix);
+    QCOMPARE(generationSuffix(version), suffix);
+}
+
+void TestMdcCommands::logSourceNames_data()
+{
+    QTest::addColumn<QByteArray>("path");
+    QTest::addColumn<QString>("name");
+    const QString lock = QStringLiteral("plugins/p_device_mdc/source/d_cmd_setLock");
+    QTest::newRow("absolute") << QByteArray("/home/x/plugins/p_device_mdc/source/d_cmd_setLock.cpp") << lock;
+    QTest::newRow("from the root") << QByteArray("plugins/p_device_mdc/source/d_cmd_setLock.cpp") << lock;
+    QTest::newRow("from a build folder")
+        << QByteArray("../../plugins/p_device_mdc/source/d_cmd_setLock.cpp") << lock;
+    QTest::newRow("from its folder") << QByteArray("d_cmd_setLock.cpp") << lock;
+    QTest::newRow("Windows") << QByteArray("C:\\work\\plugins\\p_device_mdc\\source\\d_cmd_setLock.cpp")
+                             << lock;
+    QTest::newRow("mixed") << QByteArray("C:\\work/plugins\\p_device_mdc/source\\d_cmd_setLock.cpp") << lock;
+    QTest::newRow("dots in folders") << QByteArray("/x.y/plugins/p_device_mdc/source/d_cmd_setLock") << lock;
+}
+
+void TestMdcCommands::logSourceNames()
+{
+    QFETCH(QByteArray, path);
+    QFETCH(QString, name);
+    QCOMPARE(logSourceName(path.constData()), name);
+}
+
+void TestMdcCommands::toolModels_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("mdc");
+    QTest::addColumn<QString>("mdtc");
+    QTest::addColumn<QString>("bm");
+    const char* const u = "????";
+    const struct
+    {
+        int code;
+        const char* mdc;
+        const char* mdtc;
+        const char* bm;
+    } c_rows[] = {
+        {0, u, u, u},
+        {1, "MD2601", "T2604", "3201"},
+        {2, "MD2602", "T2611", "3202"},
+        {3, "MD2604", "T2616", "3204"},
+        {4, "MD2611", "T3204", "3206"},
+        {5, "MD2616", "T3211", "3211"},
+        {6, "MD3201", "T3216", "3216"},
+        {7, "MD3202", "T3228", "3224"},
+        {8, "MD3204", "T3258", "3236"},
+        {9, "MD3211", "TP3204", "3245"},
+        {10, "MD3216", "TP3206", "3264"},
+        {11, "MD3236", "TP3211", u},
+        {12, "MD3264", "TP3216", u},
+        {13, "MD2201", "TP3220", u},
+        {14, "MD3208", "TP3224", u},
+        {15, "MD3210", "TP3236", u},
+        {16, "MD2203", "TP3245", u},
+        {17, "MD2202", "TP3264", u},
+        {18, "MD3203", "T3208", u},
+        {19, u, "T3243", u},
+        {20, u, "T2628", u},
+        {21, u, "TP3280", u},
+        {22, u, u, u},
+        {256, u, u, u},
+        {65535, u, u, u},
+    };
+    for (const auto& row : c_rows)
+        QTest::addRow("%d", row.code) << row.code << QString(row.mdc) << QString(row.mdtc) << QString(row.bm);
+}
+
+void TestMdcCommands::toolModels()
+{
+    QFETCH(int, code);
+    QFETCH(QString, mdc);
+    QFETCH(QString, mdtc);
+    QFETCH(QString, bm);
+    const QByteArray info = block(13, 1, static_cast<quint16>(code), 4000, bytes({0, 0, 0, 0, 0}));
+    QCOMPARE(decodeIdentification(info, &mdcToolModels()).toolModel, mdc);
+    QCOMPARE(decodeIdentification(info, &mdtcToolModels()).toolModel, mdtc);
+    QCOMPARE(decodeIdentification(info, &bmToolModels()).toolModel, bm);
+    QCOMPARE(decodeIdentification(info, nullptr).toolModel, QStringLiteral("MDC-26"));
+}
+
+void TestMdcCommands::blocks_data()
+{
+    QTest::addColumn<QByteArray>("info");
+    QTest::addColumn<QString>("controller");
+    QTest::addColumn<QString>("tool");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("generation");
+
+    // Byte by byte, to hold the order of the bytes of a word: 0x0FA5 is 4005.
+    QTest::newRow("13, golden") << QByteArray::fromHex("0000 0200 0700 a50f 2a000f0713") << "MDC-32"
+                                << "MD3202"
+                                << "4.00.5"
+                                << "1907150042" << 4005 << 2;
+    QTest::newRow("12, golden") << QByteArray::fromHex("ffff 0100 0d00 210c 7d000307") << "MDC-26"
+                                << "MD2201"
+                                << "3.10.5"
+                                << "07.03.0125" << 3105 << 1;
+    QTest::newRow("17, golden") << QByteArray::fromHex("0000 0100 0100 ac0f 01020f040506070809") << "MDT"
+                                << "MD2601"
+                                << "4.01.2"
+                                << "0504150201" << 4012 << 2;
+
+    QTest::newRow("12, family 2") << block(12, 2, 1, 1, bytes({0, 0, 0, 0})) << "MDC-32"
+                                  << "MD2601"
+                                  << "0.00.1"
+                                  << "00.00.0000" << 1 << 1;
+    QTest::newRow("12, family 3") << block(12, 3, 1, 1, bytes({0, 0, 0, 0})) << "????"
+                                  << "MD2601"
+                                  << "0.00.1"
+                                  << "00.00.0000" << 1 << 1;
+    QTest::newRow("12, family 0") << block(12, 0, 1, 1, bytes({0, 0, 0, 0})) << "????"
+                                  << "MD2601"
+                                  << "0.00.1"
+                                  << "00.00.0000" << 1 << 1;
+    QTest::newRow("12, family 256") << block(12, 256, 1, 1, bytes({0, 0, 0, 0})) << "????"
+                                    << "MD2601"
+                                    << "0.00.1"
+                                    << "00.00.0000" << 1 << 1;
+    QTest::newRow("12, wide serial") << block(12, 1, 1, 1, bytes({255, 255, 100, 255})) << "MDC-26"
+                                     << "MD2601"
+                                     << "0.00.1"
+                                     << "255.100.65535" << 1 << 1;
+    QTest::newRow("13, family 1") << block(13, 1, 1, 1, bytes({1, 2, 3, 4, 5})) << "MDC-26"
+                                  << "MD2601"
+                                  << "0.00.1"
+                                  << "0504030201" << 1 << 1;
+    QTest::newRow("13, family 3") << block(13, 3, 1, 1, bytes({1, 2, 3, 4, 5})) << "MDC-22"
+                                  << "MD2601"
+                                  << "0.00.1"
+                                  << "0504030201" << 1 << 1;
+    QTest::newRow("13, family 4") << block(13, 4, 1, 1, bytes({1, 2, 3, 4, 5})) << "????"
+                                  << "MD2601"
+                                  << "0.00.1"
+                                  << "0504030201" << 1 << 1;
+    QTest::newRow("13, wide serial") << block(13, 1, 1, 1, bytes({99, 100, 255, 9, 10})) << "MDC-26"
+                                     << "MD2601"
+                                     << "0.00.1"
+                                     << "100925510099" << 1 << 1;
+    QTest::newRow("13, unknown tool") << block(13, 1, 19, 1, bytes({1, 2, 3, 4, 5})) << "MDC-26"
+                                      << "????"
+                                      << "0.00.1"
+                                      << "0504030201" << 1 << 1;
+
+    const struct
+    {
+        int family;
+        int byte;
+        const char* controller;
+    } c_long[] = {
+        {1, 1, "MD"},    {1, 2, "AD"},   {1, 10, "BM"},    {1, 15, "MDT"}, {1, 19, "BMT"},
+        {1, 0, ""},      {1, 3, ""},     {1, 255, ""},     {2, 1, "????"}, {2, 15, "????"},
+        {3, 10, "????"}, {0, 1, "????"}, {257, 1, "????"},
+    };
+    for (const auto& row : c_long) {
+        QTest::addRow("17, family %d, byte %d", row.family, row.byte)
+            << block(17, static_cast<quint16>(row.family), 2, 3999, bytes({1, 2, row.byte, 4, 5}))
+            << QString(row.controller) << "MD2602"
+            << "3.99.9"
+            << "0504" + QString::number(row.byte).rightJustified(2, '0') + "0201" << 3999 << 1;
+    }
+}
+
+void TestMdcCommands::blocks()
+{
+    QFETCH(QByteArray, info);
+    QFETCH(QString, controller);
+    QFETCH(QString, tool);
+    QFETCH(QString, version);
+    QFETCH(QString, serial);
+    QFETCH(int, number);
+    QFETCH(int, generation);
+
+    const Identification found = decodeIdentification(info, &mdcToolModels());
+    QCOMPARE(found.controllerModel, controller);
+    QCOMPARE(found.toolModel, tool);
+    QCOMPARE(found.version, version);
+    QCOMPARE(found.serial, serial);
+    QCOMPARE(int(found.versionNumber), number);
+    QCOMPARE(found.generation, generation);
+    QCOMPARE(decodeIdentification(info, nullptr).toolModel, controller);
+}
+
+void TestMdcCommands::blockLengths()
+{
+    const QByteArray longest = block(64, 1, 1, 4000, bytes({1, 2, 1, 4, 5}));
+    for (int length = 0; length <= longest.size(); ++length) {
+        const Identification found = decodeIdentification(longest.left(length), &mdcToolModels());
+        const bool known = length == 12 || length == 13 || length == 17;
+        const QByteArray place = QByteArray::number(length) + " bytes";
+        QVERIFY2(found.controllerModel == (length == 17 ? "MD" : known ? "MDC-26" : "????"), place);
+        QVERIFY2(found.toolModel == (known ? "MD2601" : "????"), place);
+        QVERIFY2(found.version == (known ? "4.00.0" : ""), place);
+        QVERIFY2(found.serial == (length == 12 ? "04.01.0513" : known ? "0504010201" : ""), place);
+        QVERIFY2(found.versionNumber == (known ? 4000 : 0), place);
+        QVERIFY2(found.generation == (known ? 2 : 1), place);
+        QVERIFY2(known || decodeIdentification(longest.left(length), nullptr).toolModel == "????", place);
+    }
+}
+
+void TestMdcCommands::versionTexts_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("generation");
+    QTest::newRow("0") << 0 << "0.00.0" << 1;
+    QTest::newRow("9") << 9 << "0.00.9" << 1;
+    QTest::newRow("315") << 315 << "0.31.5" << 1;
+    QTest::newRow("3105") << 3105 << "3.10.5" << 1;
+    QTest::newRow("3999") << 3999 << "3.99.9" << 1;
+    QTest::newRow("4000") << 4000 << "4.00.0" << 2;
+    QTest::newRow("4012") << 4012 << "4.01.2" << 2;
+    QTest::newRow("65535") << 65535 << "65.53.5" << 2;
+}
+
+void TestMdcCommands::versionTexts()
+{
+    QFETCH(int, number);
+    QFETCH(QString, text);
+    QFETCH(int, generation);
+    for (const int length : {12, 13, 17}) {
+        const Identification found = decodeIdentification(
+            block(length, 1, 1, static_cast<quint16>(number), bytes({0, 0, 0, 0, 0})), nullptr);
+        QCOMPARE(found.version, text);
+        QCOMPARE(int(found.versionNumber), number);
+        QCOMPARE(found.generation, generation);
+    }
+}
+
+void TestMdcCommands::references_data()
+{
+    QTest::addColumn<QString>("tool");
+    QTest::newRow("MDC") << "MD3202";
+    QTest::newRow("MDTC") << "T3228";
+    QTest::newRow("BM") << "3224";
+    QTest::newRow("MDTC and BM") << "T3228";
+    QTest::newRow("BM, MDC") << "MD3202";
+    QTest::newRow("MDC before MDTC") << "T3228";
+    QTest::newRow("xMDCx") << "MD3202";
+    QTest::newRow("mdc mdtc bm") << "MDC-32";
+    QTest::newRow("MD TC") << "MDC-32";
+    QTest::newRow("") << "MDC-32";
+}
+
+void TestMdcCommands::references()
+{
+    QFETCH(QString, tool);
+    Bench bench("getInfo", {{"reference", QString(QTest::currentDataTag())}});
+    QVERIFY(bench.command().commandExecute());
+    QVERIFY(bench.reply(informationReply(block(13, 2, 7, 4005, bytes({42, 0, 15, 7, 19})))));
+    QCOMPARE(bench.order().published(),
+             QStringList{QStringLiteral("results {deviceInformation=%1}")
+                             .arg(recordText("MDC-32", tool, "4.00.5", "1907150042", 2))});
+    QCOMPARE(bench.logged(), QStringList());
+}
+
+void TestMdcCommands::informationSetsProperties()
+{
+    Bench bench("getInfo", {{"reference", "MDC"}});
+    QSignalSpy changed(&bench.device(), &DAbstractPlugin::sigPropertyChanged);
+    QVERIFY(bench.command().commandExecute());
+    const auto changes = [&changed] {
+        QStringList texts;
+        while (!changed.isEmpty()) {
+            const QVariantList change = changed.takeFirst();
+            texts.append(change.at(0).toString() + ' ' + typedText(change.at(1).value<QVariant>()) + ' ' +
+                         (change.at(2).toBool() ? "persistent" : "session"));
+        }
+        return texts;
+    };
+
+    QVERIFY(bench.reply(informationReply(block(13, 2, 7, 4005, bytes({42, 0, 15, 7, 19})))));
+    QCOMPARE(changes(), (QStringList{"softwareVersion int:2 session", "version int:4005 session",
+                                     "controllerModel QString:MDC-32 session"}));
+    QVERIFY(bench.reply({}));
+    QCOMPARE(changes(), QStringList());
+    QCOMPARE(bench.device().getProperty("softwareVersion", nullptr), QVariant(2));
+    // A block that cannot be read is an answer as well: nothing is known any more.
+    QVERIFY(bench.reply(informationReply("short")));
+    QCOMPARE(changes(), (QStringList{"softwareVersion int:1 session", "version int:0 session",
+                                     "controllerModel QString:???? session"}));
+}
+
+void TestMdcCommands::informationKeepsTheLastReference()
+{
+    PDeviceMdc device;
+    FakeOrder order;
+    DCmdGetInfo command({{"reference", "BM"}}, &device);
+    command.linkWithItsOrder(&order);
+    const QVariantMap reply = informationReply(block(13, 2, 7, 4005, bytes({0, 0, 0, 0, 0})));
+    QVERIFY(command.rplGetInfo(1, reply));
+    QVERIFY(order.published().constLast().contains("id=QString:screwdriverModel, name=QString:"
+                                                   "DCmdGetInfo_Screwdriver_model, value=QString:MDC-32"));
+    QVERIFY(command.commandExecute());
+    QVERIFY(command.rplGetInfo(1, reply));
+    QVERIFY(order.published().constLast().contains("id=QString:screwdriverModel, name=QString:"
+                                                   "DCmdGetInfo_Screwdriver_model, value=QString:3224"));
+}
+
+void TestMdcCommands::informationWithoutADeviceParent()
+{
+    for (const Parent parent : {CeForeign, CeNoParent}) {
+        Bench bench("getInfo", {{"reference", "MDC"}}, parent);
+        QVERIFY(bench.command().commandExecute());
+        QVERIFY(bench.reply(informationReply(block(13, 2, 7, 4005, bytes({42, 0, 15, 7, 19})))));
+        QCOMPARE(bench.logged(), QStringList{"DCmdGetInfo::rplGetInfodeviceInfo: parent is not PDeviceMdc"});
+        QCOMPARE(bench.order().published(),
+                 QStringList{QStringLiteral("results {deviceInformation=%1}")
+                                 .arg(recordText("MDC-32", "MD3202", "4.00.5", "1907150042", 2))});
+    }
+}
+
+QTEST_GUILESS_MAIN(TestMdcCommands)
+#include "tst_mdc_commands.moc"
