@@ -1,0 +1,59 @@
+#include "plugins/p_driver_modbus/source/d_cmd_read.h"
+
+#include "plugins/p_driver_modbus/source/driver_of.h"
+#include "plugins/p_driver_modbus/source/p_driver_modbus.h"
+
+DCmdRead::DCmdRead(const QVariantMap& arguments, QObject* parent)
+    : DAbstractCommand(QStringLiteral("read"), arguments, parent)
+{
+    setDescription(QStringLiteral("Reads consecutive registers or bits of the controller."));
+    declareAParameter(QStringLiteral("register"), QStringLiteral("ui16"),
+                      QStringLiteral("Protocol address of the first register or bit (0 to 65535)"));
+    declareAParameter(
+        QStringLiteral("registerType"), QStringLiteral("strg"),
+        QStringLiteral("holdingRegisters, singleRegister, inputRegisters, coils or discreteInputs"));
+    declareAParameter(QStringLiteral("dataSize"), QStringLiteral("ui16"),
+                      QStringLiteral("Number of registers or bits (1 to 125)"), 1);
+    declareAResult(QStringLiteral("values"), QStringLiteral("varL"),
+                   QStringLiteral("Values in address order: 0 to 65535 for a register, 0 or 1 for a bit"));
+    setEndsByItself(true);
+    connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { m_ticket.withdraw(); });
+}
+
+DCmdRead::DCmdRead(QObject* parent)
+    : DCmdRead(QVariantMap(), parent)
+{}
+
+QSharedPointer<ICommand> DCmdRead::createCommand(const QVariantMap& arguments) const
+{
+    return QSharedPointer<DCmdRead>(new DCmdRead(arguments, parent()));
+}
+
+bool DCmdRead::commandExecute()
+{
+    if (!DAbstractCommand::commandExecute())
+        return false;
+    const PDriverModbus* const driver = driverOf(*this);
+    if (driver == nullptr)
+        return false;
+    QString error;
+    const std::optional<ModbusRequest> request =
+        readRequest(commandArguments(), driver->link()->configuration().addressOffset, &error);
+    if (!request) {
+        failTheCommand(IMessenger::CeEcInvalidArguments, error);
+        return false;
+    }
+    m_ticket.submit(driver->link(), *request, RequestPriority::Read, deadline(),
+                    [this](const ModbusOutcome& outcome) { onEnd(outcome); });
+    return true;
+}
+
+void DCmdRead::onEnd(const ModbusOutcome& outcome)
+{
+    if (!outcome.ok()) {
+        failTheCommand(outcome.code, outcome.message);
+        return;
+    }
+    bool ok = commandUpdateResult(QStringLiteral("values"), outcome.values);
+    finishTheCommand(ok);
+}

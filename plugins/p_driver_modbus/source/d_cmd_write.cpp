@@ -1,0 +1,67 @@
+#include "plugins/p_driver_modbus/source/d_cmd_write.h"
+
+#include "plugins/p_driver_modbus/source/driver_of.h"
+#include "plugins/p_driver_modbus/source/p_driver_modbus.h"
+
+DCmdWrite::DCmdWrite(const QVariantMap& arguments, QObject* parent)
+    : DAbstractCommand(QStringLiteral("write"), arguments, parent)
+{
+    setDescription(QStringLiteral("Writes consecutive registers or a coil of the controller."));
+    declareAParameter(QStringLiteral("register"), QStringLiteral("ui16"),
+                      QStringLiteral("Protocol address of the first register or of the coil (0 to 65535)"));
+    declareAParameter(
+        QStringLiteral("registerType"), QStringLiteral("strg"),
+        QStringLiteral("holdingRegisters (1 to 123 values), singleRegister or coils (one value)"));
+    declareAParameter(QStringLiteral("dataSize"), QStringLiteral("ui16"),
+                      QStringLiteral("Number of values; when given, as many as \"data\" has"), 1);
+    declareAParameter(
+        QStringLiteral("data"), QStringLiteral("vart"),
+        QStringLiteral("A value or a list of values: 0 to 65535 for a register, 0 or 1 for a coil"));
+    declareAResult(
+        QStringLiteral("values"), QStringLiteral("varL"),
+        QStringLiteral("1 when the controller has acknowledged the write, 0 when it has refused it"));
+    setEndsByItself(true);
+    connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { m_ticket.withdraw(); });
+}
+
+DCmdWrite::DCmdWrite(QObject* parent)
+    : DCmdWrite(QVariantMap(), parent)
+{}
+
+QSharedPointer<ICommand> DCmdWrite::createCommand(const QVariantMap& arguments) const
+{
+    return QSharedPointer<DCmdWrite>(new DCmdWrite(arguments, parent()));
+}
+
+bool DCmdWrite::commandExecute()
+{
+    if (!DAbstractCommand::commandExecute())
+        return false;
+    const PDriverModbus* const driver = driverOf(*this);
+    if (driver == nullptr)
+        return false;
+    QString error;
+    const std::optional<ModbusRequest> request =
+        writeRequest(commandArguments(), driver->link()->configuration().addressOffset, &error);
+    if (!request) {
+        failTheCommand(IMessenger::CeEcInvalidArguments, error);
+        return false;
+    }
+    m_ticket.submit(driver->link(), *request, RequestPriority::Write, deadline(),
+                    [this](const ModbusOutcome& outcome) { onEnd(outcome); });
+    return true;
+}
+
+void DCmdWrite::onEnd(const ModbusOutcome& outcome)
+{
+    const QString values = QStringLiteral("values");
+    if (!outcome.ok()) {
+        // A refusal is the controller's answer; in every other case there is none.
+        if (outcome.code == IMessenger::CeEcRefused)
+            commandUpdateResult(values, QVariantList{0});
+        failTheCommand(outcome.code, outcome.message);
+        return;
+    }
+    bool ok = commandUpdateResult(values, outcome.values);
+    finishTheCommand(ok);
+}

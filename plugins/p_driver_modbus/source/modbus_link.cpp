@@ -1,0 +1,549 @@
+#include "plugins/p_driver_modbus/source/modbus_link.h"
+
+#include "plugins/p_driver_modbus/source/answer_check.h"
+
+#include <QDebug>
+#include <QModbusReply>
+#include <QModbusRtuSerialMaster>
+#include <QModbusTcpClient>
+#include <QRandomGenerator>
+#include <QSerialPort>
+#include <QTcpSocket>
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+// The client's own timer is out of use: it repeats requests and does not fire on half an answer.
+constexpr int c_noClientTimeout = 24 * 60 * 60 * 1000;
+constexpr int c_graceTime = 250;
+constexpr int c_firstPause = 250;
+constexpr int c_longestPause = 5000;
+// A connection that stood this long was a good one, whatever ended it.
+constexpr int c_provenTime = 5000;
+// An answer on a serial line does not tell which request it belongs to. After a missed one the line
+// is listened to for as long as the request had, within these bounds, before the next is sent.
+constexpr int c_shortestDrain = 100;
+constexpr int c_longestDrain = 1000;
+
+// Pause before the next attempt after so many failures in a row. Somewhat shorter at random, so
+// that several hosts do not meet at a controller that comes back.
+int pauseAfter(int failures)
+{
+    if (failures <= 0)
+        return 0;
+    constexpr int c_doublings = 5;
+    const int pause = std::min(c_firstPause << std::min(failures - 1, c_doublings), c_longestPause);
+    return pause - static_cast<int>(QRandomGenerator::global()->bounded(pause / 5 + 1));
+}
+
+QByteArray pduOf(const QModbusResponse& response)
+{
+    auto function = static_cast<quint8>(response.functionCode());
+    if (response.isException())
+        function |= QModbusPdu::ExceptionByte;
+    return static_cast<char>(function) + response.data();
+}
+
+QSerialPort::Parity parityOf(ModbusConfiguration::Parity parity)
+{
+    switch (parity) {
+    case ModbusConfiguration::Parity::None:
+        return QSerialPort::NoParity;
+    case ModbusConfiguration::Parity::Even:
+        return QSerialPort::EvenParity;
+    case ModbusConfiguration::Parity::Odd:
+        break;
+    }
+    return QSerialPort::OddParity;
+}
+
+} // namespace
+
+ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent)
+    : QObject(parent)
+    , m_configuration(configuration)
+    , m_trace(configuration.frameTrace)
+    , m_queue(configuration.queueCapacity)
+{
+    for (QTimer* timer :
+         {&m_connectTimer, &m_reopenTimer, &m_graceTimer, &m_settleTimer, &m_pauseTimer, &m_deadlineTimer}) {
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+    }
+    connect(&m_connectTimer, &QTimer::timeout, this, [this] {
+        loseClient(QStringLiteral("no connection within %1 ms").arg(m_configuration.connectTimeout));
+    });
+    connect(&m_reopenTimer, &QTimer::timeout, this, &ModbusLink::openClient);
+    connect(&m_graceTimer, &QTimer::timeout, this, [this] {
+        m_requestsMayWait = false;
+        failWaiting();
+    });
+    connect(&m_settleTimer, &QTimer::timeout, this, &ModbusLink::onSettled);
+    connect(&m_pauseTimer, &QTimer::timeout, this, &ModbusLink::sendNext);
+    connect(&m_deadlineTimer, &QTimer::timeout, this, &ModbusLink::onDeadline);
+}
+
+ModbusLink::~ModbusLink()
+{
+    discardClient();
+}
+
+void ModbusLink::start()
+{
+    if (m_state != State::Stopped)
+        return;
+    m_requestsMayWait = true;
+    setState(State::Waiting);
+    openClient();
+}
+
+quint64 ModbusLink::submit(const ModbusRequest& request, RequestPriority priority, QDeadlineTimer deadline,
+                           OutcomeHandler onEnd)
+{
+    PendingRequest pending{++m_lastId, request, priority, deadline, std::move(onEnd)};
+    const quint64 id = pending.id;
+    const bool ready = m_state == State::Connected || m_state == State::Settling;
+    if (!ready && !m_requestsMayWait) {
+        end(std::move(pending), notConnected());
+        return id;
+    }
+    PendingRequest copy = pending;
+    if (!m_queue.push(std::move(pending))) {
+        ModbusOutcome outcome;
+        outcome.code = IMessenger::CeEcQueueFull;
+        outcome.message = QStringLiteral("%1 requests to %2 are waiting already: %3 is not sent")
+                              .arg(m_configuration.queueCapacity)
+                              .arg(m_configuration.address(), request.text());
+        end(std::move(copy), outcome);
+        return id;
+    }
+    sendNext();
+    armDeadline();
+    return id;
+}
+
+void ModbusLink::withdraw(quint64 id)
+{
+    if (m_queue.remove(id)) {
+        armDeadline();
+        return;
+    }
+    if (m_inFlight && m_inFlight->id == id) {
+        m_inFlight->onEnd = nullptr;
+        return;
+    }
+    std::erase_if(m_ended, [id](const EndedRequest& ended) { return ended.id == id; });
+}
+
+void ModbusLink::shutDown()
+{
+    const QString reason = QStringLiteral("the driver instance is ended");
+    m_requestsMayWait = false;
+    if (m_inFlight)
+        failInFlight(reason);
+    discardClient();
+    setState(State::Stopped);
+    m_lossReason = reason;
+    for (QTimer* timer :
+         {&m_connectTimer, &m_reopenTimer, &m_graceTimer, &m_settleTimer, &m_pauseTimer, &m_deadlineTimer})
+        timer->stop();
+    failWaiting();
+    deliverOutcomes();
+}
+
+bool ModbusLink::isConnected() const
+{
+    return m_state == State::Connected;
+}
+
+QModbusClient* ModbusLink::makeClient()
+{
+    QModbusClient* client = nullptr;
+    if (m_configuration.transport == ModbusConfiguration::Transport::Tcp) {
+        client = new QModbusTcpClient(this);
+        client->setConnectionParameter(QModbusDevice::NetworkAddressParameter, m_configuration.host);
+        client->setConnectionParameter(QModbusDevice::NetworkPortParameter, m_configuration.port);
+    } else {
+        client = new QModbusRtuSerialMaster(this);
+        client->setConnectionParameter(QModbusDevice::SerialPortNameParameter, m_configuration.serialPort);
+        client->setConnectionParameter(QModbusDevice::SerialBaudRateParameter, m_configuration.baudRate);
+        client->setConnectionParameter(QModbusDevice::SerialParityParameter,
+                                       parityOf(m_configuration.parity));
+        client->setConnectionParameter(QModbusDevice::SerialDataBitsParameter, m_configuration.dataBits);
+        client->setConnectionParameter(QModbusDevice::SerialStopBitsParameter, m_configuration.stopBits);
+    }
+    client->setTimeout(c_noClientTimeout);
+    client->setNumberOfRetries(0);
+    return client;
+}
+
+void ModbusLink::setState(State state)
+{
+    if (m_state == state)
+        return;
+    const bool wasConnected = isConnected();
+    m_state = state;
+    if (wasConnected != isConnected())
+        Q_EMIT connectedChanged(isConnected());
+}
+
+void ModbusLink::openClient()
+{
+    if (m_state == State::Stopped)
+        return;
+    // A serial port cannot be opened while the last client still has it.
+    if (!m_dyingClient.isNull()) {
+        connect(m_dyingClient, &QObject::destroyed, &m_reopenTimer, [this] { m_reopenTimer.start(0); });
+        return;
+    }
+    setState(State::Connecting);
+    QModbusClient* const client = makeClient();
+    m_client = client;
+    connect(client, &QModbusClient::stateChanged, this, &ModbusLink::onClientState);
+    connect(client, &QModbusClient::errorOccurred, this,
+            [this, client] { loseClient(client->errorString()); });
+    m_connectTimer.start(m_configuration.connectTimeout);
+    if (!client->connectDevice() && m_client == client)
+        loseClient(client->errorString());
+}
+
+// Deleted from the event loop only: this may be called from inside one of its signals.
+void ModbusLink::discardClient()
+{
+    if (m_reply != nullptr) {
+        m_reply->disconnect(this);
+        m_reply->deleteLater();
+        m_reply = nullptr;
+    }
+    m_answer.reset();
+    m_received.clear();
+    if (m_client.isNull())
+        return;
+    m_client->disconnect(this);
+    if (m_client->device() != nullptr)
+        m_client->device()->disconnect(this);
+    m_client->deleteLater();
+    m_dyingClient = m_client;
+    m_client = nullptr;
+}
+
+void ModbusLink::onClientState(QModbusDevice::State state)
+{
+    if (state == QModbusDevice::UnconnectedState) {
+        // The socket knows the reason before its client does.
+        loseClient(m_client->device() == nullptr ? m_client->errorString()
+                                                 : m_client->device()->errorString());
+        return;
+    }
+    if (state != QModbusDevice::ConnectedState)
+        return;
+    m_connectTimer.stop();
+    m_connectedSince.start();
+    ++m_statistics.connections;
+
+    // The client reads inside a transaction, so that its bytes can be read once more behind it.
+    QIODevice* const device = m_client->device();
+    if (auto* const socket = qobject_cast<QTcpSocket*>(device)) {
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+    }
+    device->startTransaction();
+    connect(device, &QIODevice::readyRead, this, &ModbusLink::onBytes);
+
+    m_lineWasNoisy = false;
+    setState(State::Settling);
+    m_graceTimer.stop();
+    m_settleTimer.start(std::max(m_configuration.settleDelay, m_drainTime));
+}
+
+void ModbusLink::onSettled()
+{
+    if (m_lineWasNoisy) {
+        // A late answer, or the beginning of one, is in the client's buffer.
+        m_drainTime = c_shortestDrain;
+        discardClient();
+        openClient();
+        return;
+    }
+    m_drainTime = 0;
+    m_lastLoggedReason.clear();
+    qInfo().noquote() << QStringLiteral("connected to %1").arg(m_configuration.address());
+    setState(State::Connected);
+    sendNext();
+}
+
+void ModbusLink::loseClient(const QString& reason)
+{
+    if (m_client.isNull())
+        return;
+    // The peer may have answered and closed in one breath.
+    settleAnswer();
+    m_connectTimer.stop();
+    m_settleTimer.stop();
+    m_pauseTimer.stop();
+    m_graceTimer.stop();
+    m_lossReason = reason;
+    if (m_inFlight)
+        failInFlight(reason);
+    const bool wasOpen = m_state == State::Connected || m_state == State::Settling;
+    discardClient();
+
+    if (wasOpen && m_connectedSince.hasExpired(c_provenTime))
+        m_failuresInARow = 0;
+    if (!wasOpen) {
+        ++m_statistics.failedOpenings;
+        m_failuresInARow = std::max(m_failuresInARow, 1);
+    }
+    const int pause = pauseAfter(m_failuresInARow);
+    ++m_failuresInARow;
+    // What was waiting was meant for the moment before the loss.
+    m_requestsMayWait = false;
+    setState(State::Waiting);
+    failWaiting();
+    if (m_lastLoggedReason != reason) {
+        m_lastLoggedReason = reason;
+        qWarning().noquote() << notConnected().message;
+    }
+    m_requestsMayWait = pause == 0;
+    if (m_requestsMayWait)
+        m_graceTimer.start(c_graceTime);
+    m_reopenTimer.start(pause);
+}
+
+void ModbusLink::failWaiting()
+{
+    for (PendingRequest& request : m_queue.takeAll())
+        end(std::move(request), notConnected());
+    armDeadline();
+}
+
+void ModbusLink::sendNext()
+{
+    if (m_state != State::Connected || m_inFlight || m_pauseTimer.isActive())
+        return;
+    std::optional<PendingRequest> next = m_queue.takeNext();
+    while (next && next->deadline.hasExpired()) {
+        ModbusOutcome outcome = lateOutcome(*next);
+        end(std::move(*next), std::move(outcome));
+        next = m_queue.takeNext();
+    }
+    if (!next)
+        return;
+    const QByteArray pdu = next->request.pdu();
+    m_received.clear();
+    m_answer.reset();
+    m_inFlight = std::move(next);
+    m_isSent = false;
+    m_allowedTime =
+        static_cast<int>(std::min<qint64>(m_inFlight->deadline.remainingTime(), c_noClientTimeout));
+    m_sentAt.start();
+    QModbusClient* const client = m_client;
+    QModbusReply* const reply = client->sendRawRequest(
+        QModbusRequest(static_cast<QModbusPdu::FunctionCode>(m_inFlight->request.function), pdu.mid(1)),
+        m_configuration.unitId);
+    if (reply == nullptr) {
+        // Nothing has left. Usually the client's error signal has brought this here already.
+        if (m_client == client)
+            loseClient(client->errorString());
+        return;
+    }
+    m_isSent = true;
+    ++m_statistics.sent;
+    m_trace.sent(static_cast<char>(m_configuration.unitId) + pdu);
+    m_reply = reply;
+    connect(reply, &QModbusReply::finished, this, &ModbusLink::onReplyFinished);
+    armDeadline();
+}
+
+// Called from inside the client, before onBytes has seen the bytes: the answer is only noted.
+void ModbusLink::onReplyFinished()
+{
+    if (m_reply == nullptr)
+        return;
+    QModbusReply* const reply = m_reply;
+    m_reply = nullptr;
+    reply->disconnect(this);
+    reply->deleteLater();
+    // Without a result it was aborted: the loss of the link, or else the deadline, follows.
+    if (reply->rawResult().isValid())
+        m_answer = pduOf(reply->rawResult());
+}
+
+void ModbusLink::onBytes()
+{
+    if (m_client.isNull() || m_client->device() == nullptr || !m_client->device()->isTransactionStarted())
+        return;
+    QIODevice* const device = m_client->device();
+    device->rollbackTransaction();
+    const QByteArray bytes = device->read(device->bytesAvailable());
+    device->commitTransaction();
+    device->startTransaction();
+    if (bytes.isEmpty())
+        return;
+    m_trace.received(bytes);
+    const bool isTcp = m_configuration.transport == ModbusConfiguration::Transport::Tcp;
+    if (m_state == State::Settling && !isTcp) {
+        m_lineWasNoisy = true;
+        return;
+    }
+    if (!m_inFlight) {
+        ++m_statistics.malformed;
+        m_drainTime = isTcp ? 0 : c_shortestDrain;
+        loseClient(QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size()));
+        return;
+    }
+    m_received += bytes;
+    const QString brokenHeader = isTcp ? brokenTcpHeader(m_received) : QString();
+    const QString problem = brokenHeader.isEmpty() ? settleAnswer() : invalidAnswer(brokenHeader);
+    if (!problem.isEmpty()) {
+        ++m_statistics.malformed;
+        m_drainTime = isTcp ? 0 : c_shortestDrain;
+        loseClient(problem);
+    } else if (!m_inFlight) {
+        if (m_configuration.interFrameDelay > 0)
+            m_pauseTimer.start(m_configuration.interFrameDelay);
+        sendNext();
+    }
+}
+
+QString ModbusLink::settleAnswer()
+{
+    if (!m_answer || !m_inFlight)
+        return {};
+    const QByteArray pdu = *m_answer;
+    m_answer.reset();
+    const AnswerCheck check = m_configuration.transport == ModbusConfiguration::Transport::Tcp
+                                  ? checkTcpAnswer(m_received, m_configuration.unitId, pdu)
+                                  : checkRtuAnswer(m_received, m_configuration.unitId, pdu);
+    if (!check.confirmed)
+        return invalidAnswer(check.problem);
+    const ModbusAnswer answer = decodeAnswer(m_inFlight->request, pdu);
+    if (answer.kind == ModbusAnswer::Malformed)
+        return invalidAnswer(answer.text);
+    m_statistics.addRoundTrip(m_sentAt.nsecsElapsed());
+    m_failuresInARow = 0;
+    ModbusOutcome outcome;
+    if (answer.kind == ModbusAnswer::Values) {
+        ++m_statistics.answered;
+        outcome.values = answer.values;
+        outcome.information = answer.information;
+    } else {
+        ++m_statistics.refused;
+        outcome.code = IMessenger::CeEcRefused;
+        outcome.message = QStringLiteral("%1 refused the %2: %3")
+                              .arg(m_configuration.address(), m_inFlight->request.text(), answer.text);
+    }
+    finishInFlight(std::move(outcome));
+    return check.problem;
+}
+
+QString ModbusLink::invalidAnswer(const QString& problem) const
+{
+    return QStringLiteral("the answer to the %1 is not valid: %2").arg(m_inFlight->request.text(), problem);
+}
+
+void ModbusLink::finishInFlight(ModbusOutcome outcome)
+{
+    PendingRequest request = std::move(*m_inFlight);
+    m_inFlight.reset();
+    m_received.clear();
+    end(std::move(request), std::move(outcome));
+    armDeadline();
+}
+
+void ModbusLink::failInFlight(const QString& problem)
+{
+    ModbusOutcome outcome;
+    const bool write = m_inFlight->request.isWrite() && m_isSent;
+    outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcNotConnected;
+    outcome.message = QStringLiteral("the connection to %1 was lost during the %2: %3")
+                          .arg(m_configuration.address(), m_inFlight->request.text(), problem);
+    if (write)
+        outcome.message += QStringLiteral("; the write may have been done");
+    finishInFlight(std::move(outcome));
+}
+
+void ModbusLink::onDeadline()
+{
+    for (PendingRequest& request : m_queue.takeExpired()) {
+        ModbusOutcome outcome = lateOutcome(request);
+        end(std::move(request), std::move(outcome));
+    }
+    if (!m_inFlight || !m_inFlight->deadline.hasExpired()) {
+        armDeadline();
+        return;
+    }
+    ++m_statistics.timedOut;
+    const bool write = m_inFlight->request.isWrite();
+    const QString reason =
+        QStringLiteral("no answer to the %1 within %2 ms").arg(m_inFlight->request.text()).arg(m_allowedTime);
+    ModbusOutcome outcome;
+    outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcTimeout;
+    outcome.message = QStringLiteral("%1: %2").arg(m_configuration.address(), reason);
+    if (write)
+        outcome.message += QStringLiteral("; the write may have been done");
+    if (m_configuration.transport == ModbusConfiguration::Transport::Rtu)
+        m_drainTime = std::clamp(m_allowedTime, c_shortestDrain, c_longestDrain);
+    m_answer.reset();
+    finishInFlight(std::move(outcome));
+    loseClient(reason);
+}
+
+void ModbusLink::armDeadline()
+{
+    QDeadlineTimer earliest = m_queue.earliestDeadline();
+    if (m_inFlight)
+        earliest = std::min(earliest, m_inFlight->deadline);
+    if (earliest.isForever()) {
+        m_deadlineTimer.stop();
+        return;
+    }
+    m_deadlineTimer.start(
+        static_cast<int>(std::min<qint64>(earliest.remainingTime(), std::numeric_limits<int>::max())));
+}
+
+void ModbusLink::end(PendingRequest request, ModbusOutcome outcome)
+{
+    if (!request.onEnd)
+        return;
+    m_ended.push_back({request.id, std::move(request.onEnd), std::move(outcome)});
+    if (m_deliveryIsQueued)
+        return;
+    m_deliveryIsQueued = true;
+    QMetaObject::invokeMethod(this, &ModbusLink::deliverOutcomes, Qt::QueuedConnection);
+}
+
+void ModbusLink::deliverOutcomes()
+{
+    m_deliveryIsQueued = false;
+    const QPointer<ModbusLink> self(this);
+    // A handler may place and withdraw requests, open an event loop or delete this link.
+    for (std::size_t count = m_ended.size(); count > 0 && !m_ended.empty(); --count) {
+        const EndedRequest ended = std::move(m_ended.front());
+        m_ended.pop_front();
+        ended.onEnd(ended.outcome);
+        if (self.isNull())
+            return;
+    }
+}
+
+ModbusOutcome ModbusLink::notConnected() const
+{
+    ModbusOutcome outcome;
+    outcome.code = IMessenger::CeEcNotConnected;
+    outcome.message = QStringLiteral("not connected to %1: %2")
+                          .arg(m_configuration.address(),
+                               m_lossReason.isEmpty() ? QStringLiteral("not opened yet") : m_lossReason);
+    return outcome;
+}
+
+ModbusOutcome ModbusLink::lateOutcome(const PendingRequest& request) const
+{
+    ModbusOutcome outcome;
+    outcome.code = IMessenger::CeEcTimeout;
+    outcome.message = QStringLiteral("%1: the %2 was not sent: the link did not become free in time")
+                          .arg(m_configuration.address(), request.request.text());
+    return outcome;
+}

@@ -1,0 +1,132 @@
+#pragma once
+
+#include "plugins/p_driver_modbus/source/frame_trace.h"
+#include "plugins/p_driver_modbus/source/link_statistics.h"
+#include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/request_queue.h"
+
+#include <QElapsedTimer>
+#include <QModbusDevice>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+
+#include <deque>
+#include <optional>
+
+class QModbusClient;
+class QModbusReply;
+
+// The connection to one controller, kept up as long as this object lives.
+//
+// One request is in flight at a time, and none is ever sent twice. Each has exactly one outcome,
+// told from the event loop and by its deadline, whatever the peer does:
+//   CeEcNone         answered as asked
+//   CeEcRefused      the controller's exception
+//   CeEcUncertain    a write was sent, and no answer to it came or could be trusted
+//   CeEcTimeout      a read was not answered in time, or nothing could be sent in time
+//   CeEcNotConnected nothing was sent, or a read lost its connection
+//   CeEcQueueFull    more is waiting than the configuration allows
+// After anything but a proper answer the connection is closed and a new one made, at once at first
+// and then with growing pauses: what still comes on the old one could be taken for a later answer.
+//
+// Requests wait for the first connection after start(), and for at most 250 ms for one that is made
+// again at once. In every other state without a connection they fail immediately.
+class ModbusLink : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ModbusLink(const ModbusConfiguration& configuration, QObject* parent = nullptr);
+    ~ModbusLink() override;
+
+    void start();
+
+    // Returns the request's identifier, never 0. `onEnd` is never called from inside this call.
+    quint64 submit(const ModbusRequest& request, RequestPriority priority, QDeadlineTimer deadline,
+                   OutcomeHandler onEnd);
+    // A waiting request is not sent any more; the answer to one in flight is dropped. Either way its
+    // handler is not called. Does nothing for an identifier that has ended.
+    void withdraw(quint64 id);
+    // Closes for good and gives every request its outcome before it returns.
+    void shutDown();
+
+    bool isConnected() const;
+    const ModbusConfiguration& configuration() const { return m_configuration; }
+    LinkStatistics& statistics() { return m_statistics; }
+    const LinkStatistics& statistics() const { return m_statistics; }
+
+Q_SIGNALS:
+    void connectedChanged(bool connected);
+
+private:
+    enum class State { Stopped, Connecting, Settling, Connected, Waiting };
+
+    struct EndedRequest
+    {
+        quint64 id = 0;
+        OutcomeHandler onEnd;
+        ModbusOutcome outcome;
+    };
+
+    QModbusClient* makeClient();
+    void setState(State state);
+    void openClient();
+    void discardClient();
+    void onClientState(QModbusDevice::State state);
+    void onSettled();
+    void loseClient(const QString& reason);
+    void failWaiting();
+
+    void sendNext();
+    void onReplyFinished();
+    void onBytes();
+    // Ends the request in flight when its answer is there and can be trusted. Returns why the
+    // connection cannot be used any longer; empty when it can.
+    QString settleAnswer();
+    QString invalidAnswer(const QString& problem) const;
+    void finishInFlight(ModbusOutcome outcome);
+    void failInFlight(const QString& problem);
+    void onDeadline();
+    void armDeadline();
+
+    void end(PendingRequest request, ModbusOutcome outcome);
+    void deliverOutcomes();
+    ModbusOutcome notConnected() const;
+    ModbusOutcome lateOutcome(const PendingRequest& request) const;
+
+    ModbusConfiguration m_configuration;
+    LinkStatistics m_statistics;
+    FrameTrace m_trace;
+    RequestQueue m_queue;
+    quint64 m_lastId = 0;
+
+    State m_state = State::Stopped;
+    QPointer<QModbusClient> m_client;
+    QPointer<QModbusClient> m_dyingClient;
+    QString m_lossReason;
+    QString m_lastLoggedReason;
+    int m_failuresInARow = 0;
+    bool m_requestsMayWait = false;
+    QElapsedTimer m_connectedSince;
+    int m_drainTime = 0;
+    bool m_lineWasNoisy = false;
+
+    std::optional<PendingRequest> m_inFlight;
+    bool m_isSent = false;
+    int m_allowedTime = 0;
+    QPointer<QModbusReply> m_reply;
+    QElapsedTimer m_sentAt;
+    QByteArray m_received;
+    std::optional<QByteArray> m_answer;
+
+    std::deque<EndedRequest> m_ended;
+    bool m_deliveryIsQueued = false;
+
+    QTimer m_connectTimer;
+    QTimer m_reopenTimer;
+    QTimer m_graceTimer;
+    QTimer m_settleTimer;
+    QTimer m_pauseTimer;
+    QTimer m_deadlineTimer;
+};

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantList>
+#include <QVariantMap>
+#include <QVector>
+
+#include <optional>
+
+// One Modbus request of this driver, and what its answer means. No input or output happens here.
+
+// Most registers that one request may read, and write (Modbus application protocol, 6.3 and 6.12).
+constexpr int c_mostReadValues = 125;
+constexpr int c_mostWrittenValues = 123;
+
+struct ModbusRequest
+{
+    enum Function : quint8 {
+        ReadCoils = 0x01,
+        ReadDiscreteInputs = 0x02,
+        ReadHoldingRegisters = 0x03,
+        ReadInputRegisters = 0x04,
+        WriteSingleCoil = 0x05,
+        WriteSingleRegister = 0x06,
+        WriteMultipleRegisters = 0x10,
+        ReportServerId = 0x11,
+    };
+
+    Function function = ReadHoldingRegisters;
+    quint16 start = 0; // as sent, offset included
+    quint16 count = 0;
+    QVector<quint16> data; // what a write writes; a coil is 0 or 1
+
+    bool isWrite() const;
+    // The protocol data unit: function code and data.
+    QByteArray pdu() const;
+    // For messages: "read of 10 registers from 5101 (function 0x03)".
+    QString text() const;
+
+    // Same function and same range: one read serves both.
+    bool readsTheSame(const ModbusRequest& other) const;
+};
+
+// From the arguments of an instruction: "register", "registerType", "dataSize" and, to write,
+// "data". Nothing, with `error`, when they cannot be sent as they are: an unknown or read-only
+// register type, a size outside 1…125 (1…123 to write), a value outside 0…65535 (0…1 for a coil), a
+// range that leaves 0…65535. `addressOffset` is added to the register.
+std::optional<ModbusRequest> readRequest(const QVariantMap& arguments, int addressOffset, QString* error);
+std::optional<ModbusRequest> writeRequest(const QVariantMap& arguments, int addressOffset, QString* error);
+ModbusRequest deviceInformationRequest();
+
+struct ModbusAnswer
+{
+    enum Kind {
+        Values,    // `values` of a read or {1} of a write, `information` of Report Server ID
+        Refused,   // the controller's exception, in words, is `text`
+        Malformed, // no answer to this request; why is `text`
+    };
+
+    Kind kind = Malformed;
+    QVariantList values;
+    QByteArray information;
+    QString text;
+};
+
+// Judges the protocol data unit of an answer. Only an answer of exactly the right length, with the
+// request's function and, for a write, its start and value or count, is one.
+ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu);
+
+// "illegal data address (2)"
+QString exceptionText(int code);

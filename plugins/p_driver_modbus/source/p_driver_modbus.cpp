@@ -1,0 +1,141 @@
+#include "plugins/p_driver_modbus/source/p_driver_modbus.h"
+
+#include "plugins/p_driver_modbus/source/d_cmd_deviceInformation.h"
+#include "plugins/p_driver_modbus/source/d_cmd_listen.h"
+#include "plugins/p_driver_modbus/source/d_cmd_read.h"
+#include "plugins/p_driver_modbus/source/d_cmd_write.h"
+#include "plugins/p_driver_modbus/source/modbus_link.h"
+#include "plugins/p_driver_modbus/source/poll_schedule.h"
+
+#include <lib_utilities/version.h>
+#include <QDebug>
+#include <QJsonArray>
+
+namespace {
+
+const QString c_connected = QStringLiteral("connected");
+const QString c_address = QStringLiteral("address");
+const QString c_configurationErrors = QStringLiteral("configurationErrors");
+const QString c_statistics = QStringLiteral("statistics");
+
+} // namespace
+
+PDriverModbus::PDriverModbus(const QUuid& objectUuid, QObject* parent)
+    : DAbstractPlugin(getPluginId(), QString::fromLatin1(getPluginName()), getPluginType(),
+                      versionFromString(QStringLiteral("1.0")), objectUuid, parent, false)
+{
+    setProperty(c_connected, false, false);
+}
+
+PDriverModbus::~PDriverModbus()
+{
+    closeLink();
+}
+
+QUuid PDriverModbus::getPluginId()
+{
+    return QUuid(QStringLiteral("{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}"));
+}
+
+const char* PDriverModbus::getPluginName()
+{
+    return "Plugin Driver Modbus";
+}
+
+IPlugin::Type PDriverModbus::getPluginType()
+{
+    return IPlugin::CeTypeDriver;
+}
+
+void PDriverModbus::initPluginCommands()
+{
+    closeLink();
+    initAbstractCommands();
+    declareInstructionCommand(new DCmdRead(this));
+    declareInstructionCommand(new DCmdWrite(this));
+    declareInstructionCommand(new DCmdListen(this));
+    declareInstructionCommand(new DCmdDeviceInformation(this));
+
+    QStringList errors;
+    const ModbusConfiguration configuration = parseModbusConfiguration(ownConfiguration(), &errors);
+    setProperty(c_configurationErrors, errors, false);
+    setProperty(c_address, errors.isEmpty() ? configuration.address() : QString(), false);
+    if (errors.isEmpty()) {
+        m_link = std::make_unique<ModbusLink>(configuration);
+        m_schedule = std::make_unique<PollSchedule>(m_link.get());
+        connect(m_link.get(), &ModbusLink::connectedChanged, this,
+                [this](bool connected) { setProperty(c_connected, connected, false); });
+        m_link->start();
+    } else {
+        for (const QString& error : errors)
+            qCritical().noquote() << getDebugIdentification() << ": configuration:" << error;
+    }
+    Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());
+}
+
+IPlugin* PDriverModbus::createInstance(const QUuid& objectUuid) const
+{
+    return new PDriverModbus(objectUuid, nullptr);
+}
+
+QString PDriverModbus::pluginSubTypeName() const
+{
+    return {};
+}
+
+QVariant PDriverModbus::getProperty(const QString& name, bool* found) const
+{
+    if (name != c_statistics || m_link == nullptr)
+        return DAbstractPlugin::getProperty(name, found);
+    if (found != nullptr)
+        *found = true;
+    return m_link->statistics().toMap();
+}
+
+QVariant PDriverModbus::getProperty(const QString& name, const QVariant& defaultValue) const
+{
+    if (name != c_statistics || m_link == nullptr)
+        return DAbstractPlugin::getProperty(name, defaultValue);
+    return m_link->statistics().toMap();
+}
+
+ModbusLink* PDriverModbus::link() const
+{
+    return m_link.get();
+}
+
+PollSchedule* PDriverModbus::schedule() const
+{
+    return m_schedule.get();
+}
+
+QString PDriverModbus::unusableReason() const
+{
+    const QStringList errors = getProperty(c_configurationErrors, nullptr).toStringList();
+    if (errors.isEmpty())
+        return QStringLiteral("the driver instance is not initialized");
+    return QStringLiteral("the configuration of \"%1\" is refused: %2")
+        .arg(getName(), errors.join(QLatin1String("; ")));
+}
+
+// The whole object, because the keys that nobody asks for are the misspelt ones.
+QJsonObject PDriverModbus::ownConfiguration() const
+{
+    const QJsonArray objects = getInMainConfig(QStringLiteral("objects"), {}, nullptr).toArray();
+    for (const QJsonValue& value : objects) {
+        const QJsonObject object = value.toObject();
+        const QString id = object.value(QLatin1String("id")).toString();
+        if (!id.isEmpty() && QUuid::fromString(id) == objectUuid())
+            return object.value(QLatin1String("configuration")).toObject();
+    }
+    return {};
+}
+
+void PDriverModbus::closeLink()
+{
+    if (m_link == nullptr)
+        return;
+    m_link->shutDown();
+    m_schedule.reset();
+    m_link.reset();
+}

@@ -1,0 +1,76 @@
+#include "plugins/p_driver_modbus/source/request_queue.h"
+
+#include <algorithm>
+
+RequestQueue::RequestQueue(int capacity)
+    : m_capacity(capacity)
+{}
+
+bool RequestQueue::push(PendingRequest request)
+{
+    if (size() >= m_capacity)
+        return false;
+    m_requests.at(static_cast<std::size_t>(request.priority)).push_back(std::move(request));
+    return true;
+}
+
+std::optional<PendingRequest> RequestQueue::takeNext()
+{
+    for (std::deque<PendingRequest>& requests : m_requests) {
+        if (requests.empty())
+            continue;
+        PendingRequest request = std::move(requests.front());
+        requests.pop_front();
+        return request;
+    }
+    return std::nullopt;
+}
+
+bool RequestQueue::remove(quint64 id)
+{
+    return std::any_of(m_requests.begin(), m_requests.end(), [id](std::deque<PendingRequest>& requests) {
+        return std::erase_if(requests, [id](const PendingRequest& request) { return request.id == id; }) > 0;
+    });
+}
+
+std::vector<PendingRequest> RequestQueue::takeExpired()
+{
+    std::vector<PendingRequest> expired;
+    for (std::deque<PendingRequest>& requests : m_requests) {
+        for (auto it = requests.begin(); it != requests.end();) {
+            if (it->deadline.hasExpired()) {
+                expired.push_back(std::move(*it));
+                it = requests.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+    return expired;
+}
+
+std::vector<PendingRequest> RequestQueue::takeAll()
+{
+    std::vector<PendingRequest> all;
+    while (std::optional<PendingRequest> request = takeNext())
+        all.push_back(std::move(*request));
+    return all;
+}
+
+QDeadlineTimer RequestQueue::earliestDeadline() const
+{
+    QDeadlineTimer earliest(QDeadlineTimer::Forever);
+    for (const std::deque<PendingRequest>& requests : m_requests) {
+        for (const PendingRequest& request : requests)
+            earliest = std::min(earliest, request.deadline);
+    }
+    return earliest;
+}
+
+int RequestQueue::size() const
+{
+    std::size_t count = 0;
+    for (const std::deque<PendingRequest>& requests : m_requests)
+        count += requests.size();
+    return static_cast<int>(count);
+}

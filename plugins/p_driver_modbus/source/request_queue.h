@@ -1,0 +1,61 @@
+#pragma once
+
+#include "plugins/p_driver_modbus/source/modbus_request.h"
+
+#include <lib_plugins_management/i_messenger.h>
+#include <QDeadlineTimer>
+
+#include <array>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <vector>
+
+// How a request ended. `values` and `information` as in ModbusAnswer, when `code` is CeEcNone.
+struct ModbusOutcome
+{
+    IMessenger::EnErrorCode code = IMessenger::CeEcNone;
+    QString message;
+    QVariantList values;
+    QByteArray information;
+
+    bool ok() const { return code == IMessenger::CeEcNone; }
+};
+
+using OutcomeHandler = std::function<void(const ModbusOutcome& outcome)>;
+
+// What an operator ordered goes before what he asked, and both before what repeats itself anyway.
+enum class RequestPriority { Write, Read, Poll };
+
+struct PendingRequest
+{
+    quint64 id = 0;
+    ModbusRequest request;
+    RequestPriority priority = RequestPriority::Read;
+    QDeadlineTimer deadline;
+    OutcomeHandler onEnd; // empty once it is withdrawn
+};
+
+// Requests waiting for the link, in their order within each priority.
+class RequestQueue
+{
+public:
+    // `capacity` counts the requests of all priorities.
+    explicit RequestQueue(int capacity);
+
+    // False when the queue is full.
+    bool push(PendingRequest request);
+    std::optional<PendingRequest> takeNext();
+    bool remove(quint64 id);
+    // Those whose deadline has passed; all.
+    std::vector<PendingRequest> takeExpired();
+    std::vector<PendingRequest> takeAll();
+    // "Forever" when nothing waits.
+    QDeadlineTimer earliestDeadline() const;
+    int size() const;
+    bool isEmpty() const { return size() == 0; }
+
+private:
+    int m_capacity;
+    std::array<std::deque<PendingRequest>, 3> m_requests;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "plugins/p_driver_modbus/source/modbus_link.h"
+
+#include <QPointer>
+
+// Holds a command's request at the link and withdraws it when it goes out of existence.
+class RequestTicket
+{
+public:
+    RequestTicket() = default;
+    ~RequestTicket() { withdraw(); }
+    Q_DISABLE_COPY_MOVE(RequestTicket)
+
+    // A request held before is withdrawn. A deadline that never comes becomes 3000 ms from now.
+    void submit(ModbusLink* link, const ModbusRequest& request, RequestPriority priority,
+                QDeadlineTimer deadline, OutcomeHandler onEnd);
+    void withdraw();
+
+private:
+    QPointer<ModbusLink> m_link;
+    quint64 m_id = 0;
+};
+
+// How long a caller who does not say waits for an answer, in milliseconds.
+constexpr int c_defaultAnswerTime = 3000;
