@@ -1,18 +1,40 @@
 #include "p_device_mdc.h"
 
+#include "be_maintenance_plugin.h"
 #include "d_cmd_getInfo.h"
 #include "d_cmd_getRegister.h"
 #include "d_cmd_resetAlarm.h"
 #include "d_cmd_setDirection.h"
 #include "d_cmd_setProgram.h"
+#include "d_mdc_channel.h"
 
 #include <lib_utilities/version.h>
+
+#include <QtQml>
+
+namespace {
+
+// What the maintenance page imports. Once per load of the library: a repeated registration is kept
+// beside the first one, and there is an instance per device.
+void registerQmlTypes()
+{
+    static const bool c_registered = [] {
+        const char* const module = "PlgLibDeviceMdc";
+        qmlRegisterType<BeMaintenanceDeviceMdc>(module, 1, 0, "BeMaintenanceDeviceMdc");
+        qmlRegisterType<DMdcChannel>(module, 1, 0, "DMdcChannel");
+        return true;
+    }();
+    Q_UNUSED(c_registered)
+}
+
+} // namespace
 
 PDeviceMdc::PDeviceMdc(const QUuid& objectUuid, QObject* parent)
     : DAbstractPlugin(getPluginId(), QLatin1String(getPluginName()), getPluginType(),
                       versionFromString(QStringLiteral("1.0"), nullptr, QLatin1Char('.')), objectUuid, parent,
                       false)
 {
+    registerQmlTypes();
     setProperty(QStringLiteral("typeName"), PDeviceMdc::pluginSubTypeName(), false);
 }
 
