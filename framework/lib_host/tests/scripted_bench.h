@@ -1,0 +1,83 @@
+#pragma once
+
+#include "framework/lib_host/tests/scripted_plugin.h"
+
+#include <lib_host/d_host.h>
+
+#include <QHash>
+#include <QJsonArray>
+#include <QList>
+
+#include <memory>
+
+const QUuid c_deviceKind("{11111111-0000-0000-0000-000000000001}");
+const QUuid c_driverKind("{11111111-0000-0000-0000-000000000002}");
+const QUuid c_device("{22222222-0000-0000-0000-000000000001}");
+const QUuid c_driver("{22222222-0000-0000-0000-000000000002}");
+const QUuid c_lonely("{22222222-0000-0000-0000-000000000003}");
+
+// A host with a device "mdc", its driver "link", and a device "lonely" without a driver, and what
+// the host's signals said.
+class ScriptedBench : public QObject
+{
+    Q_OBJECT
+
+public:
+    ScriptedBench(const Scripts& device, const Scripts& driver, const QString& propertiesFile = {})
+        : m_deviceRoot(c_deviceKind, IPlugin::CeTypeDevice, device)
+        , m_driverRoot(c_driverKind, IPlugin::CeTypeDriver, driver)
+        , host(std::make_unique<DHost>())
+    {
+        host->addPlugin(&m_deviceRoot);
+        host->addPlugin(&m_driverRoot);
+        if (!propertiesFile.isEmpty())
+            host->setPropertiesFile(propertiesFile, &propertiesError);
+        connect(host.get(), &DHost::orderUpdated, this,
+                [this](quint64 id, const QVariantMap& results) { updates[id].append(results); });
+        connect(host.get(), &DHost::orderFailureReported, this,
+                [this](quint64 id, int code, const QString&) { missed[id].append(code); });
+        connect(host.get(), &DHost::orderFinished, this, [this](quint64 id, const DOrderOutcome& outcome) {
+            ++finished[id];
+            outcomes[id] = outcome;
+        });
+        errors = host->configure(configuration());
+        commandsAtRest = ScriptedCommand::alive();
+    }
+
+    static QJsonObject object(const QUuid& id, const QString& name, const QUuid& kind,
+                              const QUuid& driver = {})
+    {
+        QJsonObject object{{"id", id.toString()}, {"name", name}, {"plugin", kind.toString()}};
+        if (!driver.isNull())
+            object.insert("driver", driver.toString());
+        return object;
+    }
+
+    static QJsonObject configuration()
+    {
+        return {{"version", 1},
+                {"objects", QJsonArray{object(c_driver, "link", c_driverKind),
+                                       object(c_device, "mdc", c_deviceKind, c_driver),
+                                       object(c_lonely, "lonely", c_deviceKind)}}};
+    }
+
+    quint64 start(const QString& command, const QVariantMap& arguments = {}, int timeout = 0)
+    {
+        return host->startOrder(c_device, command, arguments, timeout);
+    }
+    bool isFinished(quint64 id) const { return finished.value(id) > 0; }
+
+private:
+    ScriptedPlugin m_deviceRoot;
+    ScriptedPlugin m_driverRoot;
+
+public:
+    std::unique_ptr<DHost> host;
+    QStringList errors;
+    QString propertiesError;
+    int commandsAtRest = 0;
+    QHash<quint64, QList<QVariantMap>> updates;
+    QHash<quint64, QList<int>> missed;
+    QHash<quint64, int> finished;
+    QHash<quint64, DOrderOutcome> outcomes;
+};
