@@ -1,0 +1,6 @@
+#include <QtGlobal>
+
+Q_DECL_EXPORT int answerOfMissingLibrary()
+{
+    return 42;
+}
