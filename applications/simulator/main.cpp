@@ -1,0 +1,121 @@
+#include "applications/simulator/device_object.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+#include "applications/simulator/simulator_options.h"
+#include "applications/simulator/termination_signal.h"
+
+#include <lib_host/configuration.h>
+
+#include <QCoreApplication>
+#include <QTextStream>
+#include <QTime>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int c_failure = 1;
+
+void printLine(FILE* file, const QString& text)
+{
+    QTextStream stream(file);
+    stream << text << '\n';
+    stream.flush();
+}
+
+// Where it was listened on, one text per transport; empty with a message when one cannot be had.
+QStringList listen(Simulator& simulator, const SimulatorOptions& options, QString* error)
+{
+    QStringList places;
+    if (options.port) {
+        if (!simulator.listenTcp(*options.port, error))
+            return {};
+        places.append(QStringLiteral("127.0.0.1:%1").arg(simulator.tcpPort()));
+    }
+    if (!options.serialDevice.isEmpty()) {
+        if (!simulator.listenSerial(options.serialDevice, options.baudRate, options.parity, error))
+            return {};
+        places.append(options.serialDevice);
+    }
+    if (options.pseudoTerminal) {
+        const QString name = simulator.openPseudoTerminal(error);
+        if (name.isEmpty())
+            return {};
+        places.append(name);
+    }
+    return places;
+}
+
+QString summary(Simulator& simulator)
+{
+    return QStringLiteral("%1 requests, %2 of them hit by faults, %3 writes accepted, %4 refused")
+        .arg(simulator.faults().requestCount())
+        .arg(simulator.faults().hitCount())
+        .arg(simulator.controller().acceptedWriteCount())
+        .arg(simulator.controller().refusedWriteCount());
+}
+
+int run(const SimulatorOptions& options)
+{
+    const DLoadedConfiguration loaded = loadConfiguration(options.configuration);
+    for (const DConfigurationError& error : loaded.errors)
+        printLine(stderr, error.toString());
+    if (!loaded.errors.isEmpty())
+        return c_failure;
+    QString error;
+    const auto device = findDeviceObject(loaded.configuration, options.object, &error);
+    if (!device) {
+        printLine(stderr, QStringLiteral("%1: %2").arg(options.configuration, error));
+        return c_failure;
+    }
+    const QString reference = device->value(QStringLiteral("reference")).toString();
+    if (!options.quiet && !reference.contains(options.profile.reference)) {
+        printLine(stderr, QStringLiteral("note: the device's reference is \"%1\"; the tool of profile %2 is "
+                                         "only recognised with \"%3\" in it")
+                              .arg(reference, options.profile.name, options.profile.reference));
+    }
+
+    Simulator simulator(device->value(QStringLiteral("configuration")).toObject(), options.profile);
+    for (const QString& problem : simulator.controller().problems())
+        printLine(stderr, QStringLiteral("note: %1; these registers are not simulated").arg(problem));
+    if (!options.quiet) {
+        QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
+            const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+            printLine(stderr, QStringLiteral("%1 %2").arg(time, text));
+        });
+    }
+    simulator.setUnitId(options.unitId);
+    simulator.controller().setMotorRunning(options.motorRunning);
+    simulator.controller().raiseAlarm(options.alarm);
+    for (const Fault& fault : options.faults)
+        simulator.faults().add(fault);
+
+    TerminationSignal termination;
+    QObject::connect(&termination, &TerminationSignal::received, qApp, &QCoreApplication::quit);
+
+    const QStringList places = listen(simulator, options, &error);
+    if (places.isEmpty()) {
+        printLine(stderr, error);
+        return c_failure;
+    }
+    for (const QString& place : places) {
+        printLine(stdout, QStringLiteral("listening on %1, unit %2, %3")
+                              .arg(place)
+                              .arg(options.unitId)
+                              .arg(options.profile.title()));
+    }
+    const int result = QCoreApplication::exec();
+    if (!options.quiet)
+        printLine(stdout, summary(simulator));
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    int exitCode = 0;
+    const auto options = parseCommandLine(argc, argv, &exitCode);
+    return options ? run(*options) : exitCode;
+}

@@ -1,0 +1,131 @@
+#include "applications/simulator/simulator_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int c_usageError = 2;
+constexpr quint16 c_defaultPort = 1502;
+
+std::string profileTable()
+{
+    std::string table;
+    const QList<ControllerProfile> profiles = ControllerProfile::all();
+    for (const ControllerProfile& profile : profiles) {
+        table += QStringLiteral("  %1 %2; reference \"%3\"\n")
+                     .arg(profile.name, -14)
+                     .arg(profile.description, profile.reference)
+                     .toStdString();
+    }
+    return table;
+}
+
+std::string faultTable()
+{
+    std::string table =
+        "A fault is written name[=value][@when][/function]. Without \"@\" it hits every request,\n"
+        "\"@once\" the next one, \"@3\" or \"@5-7,9\" those numbers, counted from the start;\n"
+        "\"/6\" or \"/0x06\" lets it see only requests with that function code.\n\n";
+    for (const FaultDescription& fault : faultDescriptions()) {
+        QString name = QString::fromLatin1(fault.name);
+        if (fault.valueName != nullptr)
+            name += QLatin1Char('=') + QString::fromLatin1(fault.valueName);
+        table +=
+            QStringLiteral("  %1 %2\n").arg(name, -15).arg(QString::fromLatin1(fault.meaning)).toStdString();
+    }
+    return table;
+}
+
+// A CLI11 check: the text says what is wrong, an empty one that nothing is.
+std::string checkFault(const std::string& text)
+{
+    QString error;
+    Fault::parse(QString::fromStdString(text), &error);
+    return error.toStdString();
+}
+
+std::string checkProfile(const std::string& name)
+{
+    if (ControllerProfile::byName(QString::fromStdString(name)))
+        return {};
+    return "\"" + name + "\" is no profile; there are\n" + profileTable();
+}
+
+} // namespace
+
+std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* argv, int* exitCode)
+{
+    SimulatorOptions options;
+    std::string configuration = options.configuration.toStdString();
+    std::string object;
+    std::string profile = "mdc32-gen2";
+    std::string serialDevice;
+    std::string parity = "even";
+    std::vector<std::string> faults;
+    quint16 port = c_defaultPort;
+    bool listProfiles = false;
+    bool listFaults = false;
+
+    CLI::App app{"A simulated MDC controller: answers Modbus TCP on 127.0.0.1, on a serial device or on a\n"
+                 "pseudo-terminal, and misbehaves on demand.",
+                 "mdc-simulator"};
+    app.add_option("--config", configuration,
+                   "Bench configuration whose register map the controller follows (the bundled sample)");
+    app.add_option("--object", object, "Name of the device object in it (needed when there are several)");
+    app.add_option("--profile", profile, "Which controller to be, see --list-profiles")
+        ->check(CLI::Validator(checkProfile, "NAME"))
+        ->capture_default_str();
+    app.add_option("--unit", options.unitId, "Modbus unit id")
+        ->check(CLI::Range(1, 247))
+        ->capture_default_str();
+    auto* portOption = app.add_option(
+        "--port", port, "TCP port, 0 takes a free one (1502 unless --pty or --serial is given)");
+    app.add_flag("--pty", options.pseudoTerminal, "Serve a pseudo-terminal; its name is printed");
+    auto* serialOption = app.add_option("--serial", serialDevice, "Serve this serial device");
+    app.add_option("--baud", options.baudRate, "Baud rate of --serial")
+        ->needs(serialOption)
+        ->check(CLI::Range(50, 4000000))
+        ->capture_default_str();
+    app.add_option("--parity", parity, "Parity of --serial: even, odd or none")
+        ->needs(serialOption)
+        ->check(CLI::IsMember({"even", "odd", "none"}))
+        ->capture_default_str();
+    app.add_option("--fault", faults, "A fault, see --list-faults; may be given several times")
+        ->check(CLI::Validator(checkFault, "FAULT"))
+        ->expected(1)
+        ->take_all();
+    app.add_flag("--motor-run", options.motorRunning, "The motor runs");
+    app.add_option("--alarm", options.alarm, "An alarm with this code is active");
+    app.add_flag("--quiet", options.quiet, "Print nothing but where it listens, and errors");
+    app.add_flag("--list-profiles", listProfiles, "List the profiles and end");
+    app.add_flag("--list-faults", listFaults, "List the faults and end");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        const int code = app.exit(error, std::cout, std::cerr);
+        *exitCode = code == 0 ? 0 : c_usageError;
+        return std::nullopt;
+    }
+    if (listProfiles || listFaults) {
+        std::cout << (listProfiles ? profileTable() : std::string())
+                  << (listFaults ? faultTable() : std::string());
+        *exitCode = 0;
+        return std::nullopt;
+    }
+
+    options.configuration = QString::fromStdString(configuration);
+    options.object = QString::fromStdString(object);
+    options.profile = *ControllerProfile::byName(QString::fromStdString(profile));
+    options.serialDevice = QString::fromStdString(serialDevice);
+    options.parity = static_cast<char>(std::toupper(static_cast<unsigned char>(parity.front())));
+    for (const std::string& text : faults)
+        options.faults.append(*Fault::parse(QString::fromStdString(text)));
+    if (portOption->count() > 0 || (!options.pseudoTerminal && serialDevice.empty()))
+        options.port = port;
+    return options;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "applications/simulator/controller_profile.h"
+#include "applications/simulator/fault_plan.h"
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+// What the command line of the simulator asks for.
+struct SimulatorOptions
+{
+    QString configuration = QStringLiteral(":/configurations/bench.json");
+    QString object; // empty: the only device object
+    ControllerProfile profile;
+    int unitId = 1;
+    std::optional<quint16> port; // none: no TCP
+    bool pseudoTerminal = false;
+    QString serialDevice; // empty: none
+    int baudRate = 19200;
+    char parity = 'E';
+    QList<Fault> faults;
+    bool motorRunning = false;
+    quint16 alarm = 0;
+    bool quiet = false;
+};
+
+// Reads the command line. Without a value the program ends with `exitCode`: 0 after a list or a help
+// text on standard output, 2 after a message on standard error.
+std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* argv, int* exitCode);

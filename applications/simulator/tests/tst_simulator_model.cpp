@@ -1,0 +1,946 @@
+#include "applications/simulator/controller_profile.h"
+#include "applications/simulator/delivery_queue.h"
+#include "applications/simulator/device_object.h"
+#include "applications/simulator/fault_plan.h"
+#include "applications/simulator/modbus_frames.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulated_server.h"
+#include "applications/simulator/tests/sample_configuration.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using RegisterType = QModbusDataUnit::RegisterType;
+Q_DECLARE_METATYPE(FaultKind)
+Q_DECLARE_METATYPE(FrameScan)
+Q_DECLARE_METATYPE(Delivery::Ending)
+using Words = QVector<quint16>;
+
+namespace {
+
+constexpr quint8 c_readFunction = 0x03;
+constexpr quint8 c_writeFunction = 0x06;
+
+ControllerProfile profileOfGeneration(int generation)
+{
+    return *ControllerProfile::byName(generation == 1 ? QStringLiteral("mdc22-gen1v2")
+                                                      : QStringLiteral("mdc32-gen2"));
+}
+
+QByteArray bytes(const char* hex)
+{
+    return QByteArray::fromHex(hex);
+}
+
+} // namespace
+
+class TestSimulatorModel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void identificationBlocks_data();
+    void identificationBlocks();
+    void profilesAreDistinct();
+
+    void parsesFault_data();
+    void parsesFault();
+    void refusesFaultText_data();
+    void refusesFaultText();
+    void everyFaultNameIsParsed();
+    void planHits_data();
+    void planHits();
+    void planTakesTheFirstOfSeveral();
+    void planKeepsCountingWhenCleared();
+    void planRefuses();
+    void planKeepsTheNewestHits();
+
+    void takesTcpFrame_data();
+    void takesTcpFrame();
+    void takesRtuRequest_data();
+    void takesRtuRequest();
+    void takesRtuResponse_data();
+    void takesRtuResponse();
+    void checksum();
+    void exceptionAnswers();
+    void bendsAnswer_data();
+    void bendsAnswer();
+    void deliversInOrder();
+
+    void reads_data();
+    void reads();
+    void writes_data();
+    void writes();
+    void writesAllOrNothing();
+    void alarmIsReset();
+    void storedProgramsDiffer();
+    void storedProgramIsRewritten();
+    void registerTypesFollowTheEntry();
+    void otherChannelsAreDefined();
+    void addressIsTakenTo16Bits();
+    void missingEntryIsSaid_data();
+    void missingEntryIsSaid();
+    void wrongEntryIsSaid_data();
+    void wrongEntryIsSaid();
+    void writeLogKeepsTheNewest();
+    void decodesWrite_data();
+    void decodesWrite();
+    void findsDeviceObject_data();
+    void findsDeviceObject();
+};
+
+void TestSimulatorModel::identificationBlocks_data()
+{
+    QTest::addColumn<QByteArray>("block");
+    QTest::addColumn<int>("generation");
+    QTest::addColumn<QString>("title");
+
+    QTest::newRow("mdc26-gen1v1") << bytes("0100 0100 0400 DC05 7D00 03 07") << 1 << "MDC-26 generation 1";
+    QTest::newRow("mdc26-gen1v2") << bytes("0100 0100 0400 C409 7D00 03 07") << 1 << "MDC-26 generation 1";
+    QTest::newRow("mdc22-gen1v2") << bytes("0100 0300 0D00 210C 2A00 0F 07 13") << 1 << "MDC-22 generation 1";
+    QTest::newRow("mdc32-gen2") << bytes("0100 0200 0700 AC0F 2A00 0F 07 13") << 2 << "MDC-32 generation 2";
+    QTest::newRow("mdc22-gen2") << bytes("0100 0300 1100 0410 2A00 0F 07 13") << 2 << "MDC-22 generation 2";
+    QTest::newRow("mdc26-gen2") << bytes("0100 0100 0400 6B10 2A00 01 07 13 00000000") << 2
+                                << "MDC-26 generation 2";
+    QTest::newRow("bm-gen1v1") << bytes("0100 0100 0500 CE04 2A00 0A 07 13 00000000") << 1
+                               << "BM generation 1";
+    QTest::newRow("bm-gen2") << bytes("0100 0100 0600 CD10 2A00 0A 07 13 00000000") << 2 << "BM generation 2";
+}
+
+void TestSimulatorModel::identificationBlocks()
+{
+    QFETCH(QByteArray, block);
+    QFETCH(int, generation);
+    QFETCH(QString, title);
+    const auto profile = ControllerProfile::byName(QString::fromLatin1(QTest::currentDataTag()));
+    QVERIFY(profile.has_value());
+    QCOMPARE(profile->identificationBlock().toHex(), block.toHex());
+    QCOMPARE(profile->generation(), generation);
+    QCOMPARE(profile->title(), title);
+}
+
+void TestSimulatorModel::profilesAreDistinct()
+{
+    QSet<QString> names;
+    QSet<QByteArray> blocks;
+    const QList<ControllerProfile> profiles = ControllerProfile::all();
+    for (const ControllerProfile& profile : profiles) {
+        names.insert(profile.name);
+        blocks.insert(profile.identificationBlock());
+        QVERIFY2(!profile.description.isEmpty(), qPrintable(profile.name));
+        QVERIFY2(!profile.reference.isEmpty(), qPrintable(profile.name));
+    }
+    QCOMPARE(profiles.size(), 8);
+    QCOMPARE(names.size(), profiles.size());
+    QCOMPARE(blocks.size(), profiles.size());
+    QVERIFY(!ControllerProfile::byName(QStringLiteral("mdc99-gen9")).has_value());
+}
+
+void TestSimulatorModel::parsesFault_data()
+{
+    QTest::addColumn<FaultKind>("kind");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("again");
+
+    QTest::newRow("no-answer") << FaultKind::NoAnswer << 0 << "no-answer";
+    QTest::newRow("lost@once") << FaultKind::Lost << 0 << "lost@once";
+    QTest::newRow("late=4000@3") << FaultKind::Late << 4000 << "late=4000@3";
+    QTest::newRow("twice@2/0x06") << FaultKind::Twice << 0 << "twice@2/0x06";
+    QTest::newRow("twice@2/6") << FaultKind::Twice << 0 << "twice@2/0x06";
+    QTest::newRow("cut-header/17") << FaultKind::CutHeader << 0 << "cut-header/0x11";
+    QTest::newRow("cut-middle@1,3") << FaultKind::CutMiddle << 0 << "cut-middle@1,3";
+    QTest::newRow("exception=2@5-7") << FaultKind::Exception << 2 << "exception=2@5-7";
+    QTest::newRow("exception=0x0B@5-7,9") << FaultKind::Exception << 11 << "exception=11@5-7,9";
+    QTest::newRow("close@once/0x10") << FaultKind::Close << 0 << "close@once/0x10";
+    QTest::newRow("reset@4-4") << FaultKind::Reset << 0 << "reset@4";
+    QTest::newRow("refuse") << FaultKind::Refuse << 0 << "refuse";
+    QTest::newRow("restart=250@2") << FaultKind::Restart << 250 << "restart=250@2";
+}
+
+void TestSimulatorModel::parsesFault()
+{
+    QFETCH(FaultKind, kind);
+    QFETCH(int, value);
+    QFETCH(QString, again);
+    QString error;
+    const auto fault = Fault::parse(QString::fromLatin1(QTest::currentDataTag()), &error);
+    QVERIFY2(fault.has_value(), qPrintable(error));
+    QCOMPARE(fault->kind, kind);
+    QCOMPARE(fault->value, value);
+    QCOMPARE(fault->toText(), again);
+    const auto reread = Fault::parse(again, &error);
+    QVERIFY2(reread.has_value(), qPrintable(error));
+    QCOMPARE(reread->toText(), again);
+}
+
+void TestSimulatorModel::refusesFaultText_data()
+{
+    QTest::addColumn<QString>("named"); // what the message must name
+
+    QTest::newRow("") << "no-answer, lost, late";
+    QTest::newRow("slow") << "\"slow\" is not one of no-answer, lost, late, twice, cut-header, cut-middle, "
+                             "exception, close, reset, refuse, restart";
+    QTest::newRow("Late=5") << "\"Late\" is not one of";
+    QTest::newRow("late") << "\"late=ms\" from 1 to 3600000";
+    QTest::newRow("late=") << "from 1 to";
+    QTest::newRow("late=0") << "from 1 to";
+    QTest::newRow("late=3600001") << "from 1 to";
+    QTest::newRow("late= 5") << "from 1 to";
+    QTest::newRow("late=+5") << "from 1 to";
+    QTest::newRow("exception=256") << "from 1 to 255";
+    QTest::newRow("exception=99999999999") << "from 1 to 255";
+    QTest::newRow("close=1") << "close takes no value";
+    QTest::newRow("close=") << "close takes no value";
+    QTest::newRow("close@") << "\"once\" or request numbers";
+    QTest::newRow("close@0") << "\"once\" or request numbers";
+    QTest::newRow("close@7-5") << "\"once\" or request numbers";
+    QTest::newRow("close@5-") << "\"once\" or request numbers";
+    QTest::newRow("close@-5") << "\"once\" or request numbers";
+    QTest::newRow("close@1,,2") << "\"once\" or request numbers";
+    QTest::newRow("close@twice") << "\"once\" or request numbers";
+    QTest::newRow("close/0") << "function code from 1 to 127";
+    QTest::newRow("close/128") << "function code from 1 to 127";
+    QTest::newRow("close/") << "function code from 1 to 127";
+    QTest::newRow("close/3@1") << "name[=value][@when][/function]";
+    QTest::newRow("close@1@2") << "name[=value][@when][/function]";
+}
+
+void TestSimulatorModel::refusesFaultText()
+{
+    QFETCH(QString, named);
+    FaultPlan plan;
+    QString error;
+    QVERIFY(!plan.add(QString::fromLatin1(QTest::currentDataTag()), &error));
+    QVERIFY2(error.contains(named), qPrintable(error));
+    QVERIFY(plan.faults().isEmpty());
+    QVERIFY(!Fault::parse(QString::fromLatin1(QTest::currentDataTag())).has_value());
+}
+
+void TestSimulatorModel::everyFaultNameIsParsed()
+{
+    for (const FaultDescription& one : faultDescriptions()) {
+        Fault fault;
+        fault.kind = one.kind;
+        fault.value = one.valueName != nullptr ? one.minimum : 0;
+        const auto reread = Fault::parse(fault.toText());
+        QVERIFY2(reread.has_value(), one.name);
+        QCOMPARE(reread->kind, one.kind);
+        QVERIFY2(*one.meaning != '\0', one.name);
+    }
+}
+
+void TestSimulatorModel::planHits_data()
+{
+    QTest::addColumn<QString>("fault");
+    // One letter per request: r reads, w writes; capital: hit.
+    QTest::addColumn<QString>("requests");
+
+    QTest::newRow("lasting") << "no-answer"
+                             << "RWRW";
+    QTest::newRow("once") << "no-answer@once"
+                          << "Rwr";
+    QTest::newRow("third") << "no-answer@3"
+                           << "rrRrr";
+    QTest::newRow("several") << "no-answer@2-3,5"
+                             << "rRRrRr";
+    QTest::newRow("first of 1-1") << "no-answer@1-1"
+                                  << "Rr";
+    QTest::newRow("overlapping") << "no-answer@2-4,3"
+                                 << "rRRRr";
+    QTest::newRow("only writes") << "no-answer/0x06"
+                                 << "rWrWr";
+    QTest::newRow("next write") << "no-answer@once/6"
+                                << "rrWrw";
+    QTest::newRow("second write") << "no-answer@2/6"
+                                  << "rwrrWrw";
+    QTest::newRow("other function") << "no-answer/0x10"
+                                    << "rwrw";
+}
+
+void TestSimulatorModel::planHits()
+{
+    QFETCH(QString, fault);
+    QFETCH(QString, requests);
+    FaultPlan plan;
+    QVERIFY(plan.add(fault));
+    QString seen;
+    for (const QChar request : requests) {
+        const bool reads = request.toLower() == QLatin1Char('r');
+        const auto hit = plan.next(reads ? c_readFunction : c_writeFunction);
+        const QChar letter = reads ? QLatin1Char('r') : QLatin1Char('w');
+        seen += hit ? letter.toUpper() : letter;
+        if (hit)
+            QCOMPARE(plan.hits().last().request, qint64(seen.size()));
+    }
+    QCOMPARE(seen, requests);
+    QCOMPARE(plan.requestCount(), qint64(requests.size()));
+    QCOMPARE(plan.hitCount(), qint64(plan.hits().size()));
+}
+
+void TestSimulatorModel::planTakesTheFirstOfSeveral()
+{
+    FaultPlan plan;
+    QVERIFY(plan.add(QStringLiteral("twice@1")));
+    QVERIFY(plan.add(QStringLiteral("close@once")));
+    QVERIFY(plan.add(QStringLiteral("lost@3")));
+    QCOMPARE(plan.next(c_readFunction)->kind, FaultKind::Twice);
+    // The one-shot has waited; the numbered one has counted.
+    QCOMPARE(plan.next(c_readFunction)->kind, FaultKind::Close);
+    QCOMPARE(plan.next(c_readFunction)->kind, FaultKind::Lost);
+    QVERIFY(!plan.next(c_readFunction).has_value());
+    QVERIFY(plan.faults().isEmpty());
+}
+
+void TestSimulatorModel::planKeepsCountingWhenCleared()
+{
+    FaultPlan plan;
+    QVERIFY(plan.add(QStringLiteral("no-answer")));
+    QVERIFY(plan.next(c_readFunction).has_value());
+    plan.clear();
+    QVERIFY(!plan.next(c_readFunction).has_value());
+    QCOMPARE(plan.requestCount(), qint64(2));
+    QCOMPARE(plan.hitCount(), qint64(1));
+    // A number counts from where its fault was added.
+    QVERIFY(plan.add(QStringLiteral("twice@2")));
+    QVERIFY(!plan.next(c_readFunction).has_value());
+    QVERIFY(plan.next(c_readFunction).has_value());
+    QCOMPARE(plan.hits().last().request, qint64(4));
+    QCOMPARE(plan.hits().last().function, c_readFunction);
+}
+
+void TestSimulatorModel::planRefuses()
+{
+    FaultPlan plan;
+    int changes = 0;
+    plan.setRefusalObserver([&changes] { ++changes; });
+    QVERIFY(plan.add(QStringLiteral("refuse")));
+    QVERIFY(plan.isRefusing());
+    // Who is connected already is not hit.
+    QVERIFY(!plan.next(c_readFunction).has_value());
+    plan.clear();
+    QVERIFY(!plan.isRefusing());
+    QCOMPARE(changes, 2);
+
+    QVERIFY(plan.add(QStringLiteral("refuse@2")));
+    QVERIFY(!plan.next(c_readFunction).has_value());
+    QVERIFY(!plan.isRefusing());
+    QVERIFY(plan.next(c_readFunction).has_value());
+    QVERIFY(plan.isRefusing());
+    // The numbered fault is over, what it did is not.
+    QVERIFY(plan.faults().isEmpty());
+    QVERIFY(plan.isRefusing());
+    plan.clear();
+    QVERIFY(!plan.isRefusing());
+    QCOMPARE(changes, 4);
+}
+
+void TestSimulatorModel::planKeepsTheNewestHits()
+{
+    FaultPlan plan;
+    QVERIFY(plan.add(QStringLiteral("twice")));
+    for (int i = 0; i < FaultPlan::c_maximumHits + 5; ++i)
+        QVERIFY(plan.next(c_readFunction).has_value());
+    QCOMPARE(plan.hits().size(), FaultPlan::c_maximumHits);
+    QCOMPARE(plan.hits().first().request, qint64(6));
+    QCOMPARE(plan.hitCount(), qint64(FaultPlan::c_maximumHits + 5));
+}
+
+void TestSimulatorModel::takesTcpFrame_data()
+{
+    QTest::addColumn<QByteArray>("buffer");
+    QTest::addColumn<FrameScan>("scan");
+    QTest::addColumn<QByteArray>("rest");
+
+    const QByteArray read = bytes("0001 0000 0006 01 03 1771 0001");
+    QTest::newRow("nothing") << QByteArray() << FrameScan::Incomplete << QByteArray();
+    QTest::newRow("whole") << read << FrameScan::Complete << QByteArray();
+    QTest::newRow("one short") << read.chopped(1) << FrameScan::Incomplete << read.chopped(1);
+    QTest::newRow("one more") << read + '\x02' << FrameScan::Complete << QByteArray(1, '\x02');
+    QTest::newRow("two") << read + read << FrameScan::Complete << read;
+    QTest::newRow("length not there") << read.left(5) << FrameScan::Incomplete << read.left(5);
+    QTest::newRow("shortest") << bytes("0001 0000 0002 01 11") << FrameScan::Complete << QByteArray();
+    QTest::newRow("length 1") << bytes("0001 0000 0001 01") << FrameScan::Garbage
+                              << bytes("0001 0000 0001 01");
+    QTest::newRow("length 0") << bytes("0001 0000 0000") << FrameScan::Garbage << bytes("0001 0000 0000");
+    QTest::newRow("longest") << bytes("0001 0000 00FE") + QByteArray(254, '\x01') << FrameScan::Complete
+                             << QByteArray();
+    QTest::newRow("too long") << bytes("0001 0000 00FF") << FrameScan::Garbage << bytes("0001 0000 00FF");
+    QTest::newRow("protocol") << bytes("0001 0001") << FrameScan::Garbage << bytes("0001 0001");
+    QTest::newRow("http") << QByteArray("GET / HTTP/1.1") << FrameScan::Garbage
+                          << QByteArray("GET / HTTP/1.1");
+}
+
+void TestSimulatorModel::takesTcpFrame()
+{
+    QFETCH(QByteArray, buffer);
+    QFETCH(FrameScan, scan);
+    QFETCH(QByteArray, rest);
+    const QByteArray all = buffer;
+    QByteArray frame;
+    QCOMPARE(takeTcpFrame(buffer, &frame), scan);
+    QCOMPARE(buffer.toHex(), rest.toHex());
+    QCOMPARE((frame + buffer).toHex(), all.toHex());
+}
+
+void TestSimulatorModel::takesRtuRequest_data()
+{
+    QTest::addColumn<QByteArray>("buffer");
+    QTest::addColumn<FrameScan>("scan");
+    QTest::addColumn<QByteArray>("rest");
+
+    const QByteArray read = bytes("01 03 0000 000A C5CD");
+    QTest::newRow("unit only") << bytes("01") << FrameScan::Incomplete << bytes("01");
+    QTest::newRow("read") << read << FrameScan::Complete << QByteArray();
+    QTest::newRow("one short") << read.chopped(1) << FrameScan::Incomplete << read.chopped(1);
+    QTest::newRow("one more") << read + '\x01' << FrameScan::Complete << QByteArray(1, '\x01');
+    QTest::newRow("wrong sum") << bytes("01 03 0000 000A C5CE") << FrameScan::Garbage
+                               << bytes("01 03 0000 000A C5CE");
+    QTest::newRow("server id") << bytes("01 11 C02C") << FrameScan::Complete << QByteArray();
+    QTest::newRow("block write") << bytes("01 10 0001 0002 04 000A 0102 9230") << FrameScan::Complete
+                                 << QByteArray();
+}
+
+void TestSimulatorModel::takesRtuRequest()
+{
+    QFETCH(QByteArray, buffer);
+    QFETCH(FrameScan, scan);
+    QFETCH(QByteArray, rest);
+    QByteArray frame;
+    QCOMPARE(takeRtuRequest(buffer, &frame), scan);
+    QCOMPARE(buffer.toHex(), rest.toHex());
+}
+
+void TestSimulatorModel::takesRtuResponse_data()
+{
+    QTest::addColumn<QByteArray>("pdu");
+
+    QTest::newRow("read") << bytes("01 03 04 0001 0002");
+    QTest::newRow("write") << bytes("01 06 1771 0001");
+    QTest::newRow("exception") << bytes("01 83 02");
+    QTest::newRow("server id 12") << bytes("01 11 0C") + QByteArray(12, '\x05');
+    QTest::newRow("server id 17") << bytes("01 11 11") + QByteArray(17, '\x05');
+}
+
+void TestSimulatorModel::takesRtuResponse()
+{
+    QFETCH(QByteArray, pdu);
+    const quint16 sum = rtuChecksum(pdu);
+    const QByteArray whole = pdu + static_cast<char>(sum & 0xFF) + static_cast<char>(sum >> 8);
+    QByteArray frame;
+    for (int size = 0; size < whole.size(); ++size) {
+        QByteArray part = whole.left(size);
+        QCOMPARE(takeRtuResponse(part, &frame), FrameScan::Incomplete);
+    }
+    QByteArray more = whole + "x";
+    QCOMPARE(takeRtuResponse(more, &frame), FrameScan::Complete);
+    QCOMPARE(frame.toHex(), whole.toHex());
+    QCOMPARE(more, QByteArray("x"));
+}
+
+void TestSimulatorModel::checksum()
+{
+    // The published check value of this polynomial.
+    QCOMPARE(rtuChecksum("123456789"), quint16(0x4B37));
+    QCOMPARE(rtuChecksum(QByteArray()), quint16(0xFFFF));
+}
+
+void TestSimulatorModel::exceptionAnswers()
+{
+    QCOMPARE(tcpExceptionAnswer(bytes("0107 0000 0006 01 03 1771 0001"), 2).toHex(),
+             bytes("0107 0000 0003 01 83 02").toHex());
+    QCOMPARE(rtuExceptionAnswer(bytes("0A 01 04A1 0001 AC63"), 2).toHex(), bytes("0A 81 02 B053").toHex());
+}
+
+void TestSimulatorModel::bendsAnswer_data()
+{
+    QTest::addColumn<QByteArray>("bent");
+    QTest::addColumn<int>("delay");
+    QTest::addColumn<Delivery::Ending>("ending");
+    using Ending = Delivery::Ending;
+
+    QTest::newRow("no-answer") << QByteArray() << 0 << Ending::Open;
+    QTest::newRow("late=50") << QByteArray("1234567abcd") << 50 << Ending::Open;
+    QTest::newRow("twice") << QByteArray("1234567abcd1234567abcd") << 0 << Ending::Open;
+    QTest::newRow("cut-header") << QByteArray("1234567") << 0 << Ending::Open;
+    QTest::newRow("cut-middle") << QByteArray("1234567ab") << 0 << Ending::Open;
+    QTest::newRow("close") << QByteArray() << 0 << Ending::Close;
+    QTest::newRow("reset") << QByteArray() << 0 << Ending::Reset;
+    // These act on the request; a refusal leaves open connections alone.
+    QTest::newRow("lost") << QByteArray("1234567abcd") << 0 << Ending::Open;
+    QTest::newRow("exception=2") << QByteArray("1234567abcd") << 0 << Ending::Open;
+    QTest::newRow("refuse") << QByteArray("1234567abcd") << 0 << Ending::Open;
+    QTest::newRow("restart=5") << QByteArray("1234567abcd") << 0 << Ending::Open;
+}
+
+void TestSimulatorModel::bendsAnswer()
+{
+    QFETCH(QByteArray, bent);
+    QFETCH(int, delay);
+    QFETCH(Delivery::Ending, ending);
+    const auto fault = Fault::parse(QString::fromLatin1(QTest::currentDataTag()));
+    QVERIFY(fault.has_value());
+    const Delivery delivery = bendAnswer(*fault, "1234567abcd", c_tcpHeaderSize);
+    QCOMPARE(delivery.bytes, bent);
+    QCOMPARE(delivery.delay, delay);
+    QCOMPARE(delivery.ending, ending);
+}
+
+void TestSimulatorModel::deliversInOrder()
+{
+    DeliveryQueue queue;
+    QByteArray out;
+    connect(&queue, &DeliveryQueue::due, this, [&out](const Delivery& delivery) { out += delivery.bytes; });
+    queue.add({"a", 0, Delivery::Ending::Open});
+    QCOMPARE(out, QByteArray("a"));
+    QElapsedTimer clock;
+    clock.start();
+    queue.add({"b", 80, Delivery::Ending::Open});
+    queue.add({"c", 0, Delivery::Ending::Open});
+    queue.add({"d", 10, Delivery::Ending::Open});
+    QCOMPARE(out, QByteArray("a"));
+    QTRY_COMPARE(out, QByteArray("abcd"));
+    QVERIFY2(clock.elapsed() >= 80, qPrintable(QString::number(clock.elapsed())));
+    queue.add({"e", 20, Delivery::Ending::Open});
+    queue.clear();
+    queue.add({"f", 0, Delivery::Ending::Open});
+    QCOMPARE(out, QByteArray("abcdf"));
+}
+
+void TestSimulatorModel::reads_data()
+{
+    QTest::addColumn<int>("generation");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<quint8>("exception");
+    QTest::addColumn<Words>("values");
+
+    const quint8 illegal = SimulatedController::c_illegalAddress;
+    QTest::newRow("1: status") << 1 << 5101 << 4 << quint8(0) << Words{0, 1, 1, 77};
+    QTest::newRow("1: one status") << 1 << 5104 << 1 << quint8(0) << Words{77};
+    QTest::newRow("1: before the status") << 1 << 5100 << 1 << illegal << Words{};
+    QTest::newRow("1: into the status") << 1 << 5100 << 2 << illegal << Words{};
+    QTest::newRow("1: over the end") << 1 << 5104 << 2 << illegal << Words{};
+    QTest::newRow("1: to write") << 1 << 5001 << 3 << quint8(0) << Words{0, 1, 0};
+    QTest::newRow("1: behind those to write") << 1 << 5003 << 2 << illegal << Words{};
+    QTest::newRow("1: other generation") << 1 << 6101 << 1 << illegal << Words{};
+    QTest::newRow("1: register 0") << 1 << 0 << 1 << illegal << Words{};
+    QTest::newRow("1: register 0 and on") << 1 << 0 << 2 << illegal << Words{};
+    QTest::newRow("1: first program") << 1 << 1 << 3 << quint8(0) << Words{1, 105, 59};
+    QTest::newRow("1: last programmed") << 1 << 600 << 1 << quint8(0) << Words{319};
+    QTest::newRow("1: over the programs") << 1 << 600 << 2 << illegal << Words{};
+    QTest::newRow("1: behind the programs") << 1 << 601 << 1 << illegal << Words{};
+    QTest::newRow("2: status") << 2 << 6101 << 4 << quint8(0) << Words{0, 1, 1, 77};
+    QTest::newRow("2: to write") << 2 << 6001 << 2 << quint8(0) << Words{0, 1};
+    QTest::newRow("2: alarm reset keeps its place") << 2 << 5003 << 1 << quint8(0) << Words{0};
+    QTest::newRow("2: other generation") << 2 << 5101 << 1 << illegal << Words{};
+    QTest::newRow("2: last programmed") << 2 << 2000 << 1 << quint8(0) << Words{279};
+    QTest::newRow("2: behind the programs") << 2 << 2001 << 1 << illegal << Words{};
+    QTest::newRow("2: last address") << 2 << 65535 << 2 << illegal << Words{};
+    QTest::newRow("2: nothing") << 2 << 6101 << 0 << illegal << Words{};
+}
+
+void TestSimulatorModel::reads()
+{
+    QFETCH(int, generation);
+    QFETCH(int, address);
+    QFETCH(int, count);
+    QFETCH(quint8, exception);
+    QFETCH(Words, values);
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+    QCOMPARE(controller.problems(), QStringList());
+    controller.setMotorRunning(true);
+    controller.raiseAlarm(77);
+    Words read;
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(address), count, &read),
+             exception);
+    QCOMPARE(read, values);
+    QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, static_cast<quint16>(address), count, &read),
+             SimulatedController::c_illegalAddress);
+}
+
+void TestSimulatorModel::writes_data()
+{
+    QTest::addColumn<int>("generation");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<quint8>("exception");
+    QTest::addColumn<int>("direction");
+    QTest::addColumn<int>("preset");
+
+    const quint8 address = SimulatedController::c_illegalAddress;
+    const quint8 value = SimulatedController::c_illegalValue;
+    for (const int generation : {1, 2}) {
+        const int base = generation == 1 ? 5000 : 6000;
+        const int last = generation == 1 ? 30 : 50;
+        const auto row = [generation](const char* name) -> QTestData& {
+            return QTest::addRow("%d: %s", generation, name) << generation;
+        };
+        row("direction 0") << base + 1 << 0 << quint8(0) << 0 << 1;
+        row("direction 1") << base + 1 << 1 << quint8(0) << 1 << 1;
+        row("direction 2") << base + 1 << 2 << value << 0 << 1;
+        row("direction 65535") << base + 1 << 65535 << value << 0 << 1;
+        row("program 0") << base + 2 << 0 << value << 0 << 1;
+        row("program 1") << base + 2 << 1 << quint8(0) << 0 << 1;
+        row("last program") << base + 2 << last << quint8(0) << 0 << last;
+        row("program too many") << base + 2 << last + 1 << value << 0 << 1;
+        row("alarm reset 0") << 5003 << 0 << value << 0 << 1;
+        row("alarm reset 2") << 5003 << 2 << value << 0 << 1;
+        row("alarm reset 1") << 5003 << 1 << quint8(0) << 0 << 1;
+        for (int status = 101; status <= 104; ++status)
+            row(qPrintable(QStringLiteral("status %1").arg(status)))
+                << base + status << 1 << address << 0 << 1;
+        row("undefined") << base << 1 << address << 0 << 1;
+        row("other generation") << 11000 - base + 1 << 1 << address << 0 << 1;
+    }
+}
+
+void TestSimulatorModel::writes()
+{
+    QFETCH(int, generation);
+    QFETCH(int, address);
+    QFETCH(int, value);
+    QFETCH(quint8, exception);
+    QFETCH(int, direction);
+    QFETCH(int, preset);
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+    const Words words{static_cast<quint16>(value)};
+    const auto place = static_cast<quint16>(address);
+    QCOMPARE(controller.checkWrite(QModbusDataUnit::HoldingRegisters, place, words), exception);
+    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, place, words), exception);
+    QCOMPARE(int(controller.direction()), direction);
+    QCOMPARE(int(controller.currentPreset()), preset);
+    Words read;
+    const bool isReadable = controller.read(QModbusDataUnit::HoldingRegisters, place, 1, &read) == 0;
+    if (exception == 0) {
+        QVERIFY(isReadable);
+        QCOMPARE(read, words);
+    }
+    QCOMPARE(controller.write(QModbusDataUnit::InputRegisters, place, words),
+             SimulatedController::c_illegalAddress);
+}
+
+void TestSimulatorModel::writesAllOrNothing()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(1));
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    QCOMPARE(controller.write(holding, 5001, {1, 99}), SimulatedController::c_illegalValue);
+    QCOMPARE(controller.direction(), quint16(0));
+    QCOMPARE(controller.write(holding, 5001, {7, 99, 1, 1}), SimulatedController::c_illegalAddress);
+    QCOMPARE(controller.write(holding, 5001, {}), SimulatedController::c_illegalValue);
+    controller.raiseAlarm(5);
+    QCOMPARE(controller.write(holding, 5001, {1, 9, 1}), SimulatedController::c_accepted);
+    QCOMPARE(controller.direction(), quint16(1));
+    QCOMPARE(controller.currentPreset(), quint16(9));
+    QCOMPARE(controller.alarm(), quint16(0));
+    QCOMPARE(controller.write(holding, 65535, {1, 1}), SimulatedController::c_illegalAddress);
+}
+
+void TestSimulatorModel::alarmIsReset()
+{
+    for (const int generation : {1, 2}) {
+        SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+        QSignalSpy changes(&controller, &SimulatedController::valueChanged);
+        controller.raiseAlarm(12);
+        QCOMPARE(controller.alarm(), quint16(12));
+        QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 5003, {2}),
+                 SimulatedController::c_illegalValue);
+        QCOMPARE(controller.alarm(), quint16(12));
+        QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 5003, {1}), quint8(0));
+        QCOMPARE(controller.alarm(), quint16(0));
+        QCOMPARE(changes.size(), 2);
+        QCOMPARE(changes.last().first().toString(), QStringLiteral("alarm"));
+    }
+}
+
+void TestSimulatorModel::storedProgramsDiffer()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(2));
+    QCOMPARE(controller.presetCount(), 50);
+    QCOMPARE(controller.presetSize(), 40);
+    QSet<Words> programs;
+    for (int program = 1; program <= 50; ++program) {
+        Words words;
+        const int first = (program - 1) * 40 + 1;
+        QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(first), 40, &words),
+                 quint8(0));
+        programs.insert(words);
+    }
+    QCOMPARE(programs.size(), 50);
+}
+
+void TestSimulatorModel::storedProgramIsRewritten()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(1));
+    // The first registers of program 15.
+    const Words trigger{1, 100, 0, 1, 0, 3};
+    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 281, trigger), quint8(0));
+    Words read;
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 281, 6, &read), quint8(0));
+    QCOMPARE(read, trigger);
+    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 600, {1, 2}),
+             SimulatedController::c_illegalAddress);
+}
+
+void TestSimulatorModel::registerTypesFollowTheEntry()
+{
+    const QJsonArray channels{writeEntry("directionChange", 10, "coils"),
+                              readEntry("direction", 11, "discreteInputs"),
+                              readEntry("motorRun", 12, "coils"),
+                              readEntry("alarm", 33, "inputRegisters"),
+                              writeEntry("presetChange", 14, "holdingRegisters"),
+                              readEntry("currentPreset", 15, "singleRegister", 20),
+                              writeEntry("alarmReset", 16),
+                              readEntry("presets", 1, "inputRegisters", 1)};
+    SimulatedController controller(configurationOf(channels), profileOfGeneration(1));
+    QCOMPARE(controller.problems(), QStringList());
+    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 10, {1}), quint8(2));
+    QCOMPARE(controller.write(QModbusDataUnit::Coils, 10, {1}), quint8(0));
+    QCOMPARE(controller.write(QModbusDataUnit::Coils, 12, {1}), quint8(2));
+    controller.setMotorRunning(true);
+    controller.raiseAlarm(300);
+    Words read;
+    QCOMPARE(controller.read(QModbusDataUnit::DiscreteInputs, 11, 1, &read), quint8(0));
+    QCOMPARE(read, Words{1});
+    QCOMPARE(controller.read(QModbusDataUnit::Coils, 12, 1, &read), quint8(0));
+    QCOMPARE(read, Words{1});
+    QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 33, 1, &read), quint8(0));
+    QCOMPARE(read, Words{300});
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 33, 1, &read), quint8(2));
+    // Programs that are only read.
+    QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 1, 12, &read), quint8(0));
+    QCOMPARE(controller.write(QModbusDataUnit::InputRegisters, 1, {1}), quint8(2));
+}
+
+void TestSimulatorModel::otherChannelsAreDefined()
+{
+    QJsonArray channels = sampleChannels();
+    channels.append(readEntry("eventData", 7000, "holdingRegisters", 3));
+    channels.append(writeEntry("lockChange", 7010));
+    channels.append(writeEntry("lockScreenGen1V1", 7011));
+    channels.append(readEntry("eventDataV2", 8000, "holdingRegisters", 5));
+    SimulatedController first(configurationOf(channels), profileOfGeneration(1));
+    QCOMPARE(first.problems(), QStringList());
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    Words read;
+    QCOMPARE(first.read(holding, 7000, 3, &read), quint8(0));
+    QCOMPARE(first.read(holding, 7000, 4, &read), quint8(2));
+    QCOMPARE(first.write(holding, 7000, {1}), quint8(2));
+    QCOMPARE(first.write(holding, 7010, {65535, 2}), quint8(0));
+    QCOMPARE(first.read(holding, 8000, 1, &read), quint8(2));
+    SimulatedController second(configurationOf(channels), profileOfGeneration(2));
+    QCOMPARE(second.read(holding, 8000, 5, &read), quint8(0));
+    QCOMPARE(second.read(holding, 7000, 1, &read), quint8(2));
+    QCOMPARE(second.read(holding, 7011, 1, &read), quint8(2));
+}
+
+void TestSimulatorModel::addressIsTakenTo16Bits()
+{
+    QJsonArray channels = without(sampleChannels(), QStringLiteral("direction"));
+    channels.append(readEntry("direction", 65536 + 5101));
+    SimulatedController controller(configurationOf(channels), profileOfGeneration(1));
+    QCOMPARE(controller.problems(), QStringList());
+    Words read;
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 5101, 1, &read), quint8(0));
+}
+
+void TestSimulatorModel::missingEntryIsSaid_data()
+{
+    QTest::addColumn<int>("generation");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<int>("problems");
+
+    QTest::newRow("directionChange") << 1 << 5001 << 1;
+    QTest::newRow("presetChange") << 1 << 5002 << 1;
+    QTest::newRow("alarmReset") << 1 << 5003 << 1;
+    QTest::newRow("direction") << 1 << 5101 << 1;
+    QTest::newRow("motorRun") << 1 << 5102 << 1;
+    QTest::newRow("alarm") << 1 << 5104 << 1;
+    QTest::newRow("presets") << 1 << 1 << 1;
+    // Its size is the programs' size: they go with it.
+    QTest::newRow("currentPreset") << 1 << 5103 << 2;
+    QTest::newRow("directionChangeV2") << 2 << 6001 << 1;
+    QTest::newRow("directionV2") << 2 << 6101 << 1;
+    QTest::newRow("currentPresetV2") << 2 << 1 << 2;
+}
+
+void TestSimulatorModel::missingEntryIsSaid()
+{
+    QFETCH(int, generation);
+    QFETCH(int, address);
+    QFETCH(int, problems);
+    const QString missing = QString::fromLatin1(QTest::currentDataTag());
+    SimulatedController controller(configurationOf(without(sampleChannels(), missing)),
+                                   profileOfGeneration(generation));
+    QCOMPARE(controller.problems().size(), problems);
+    QVERIFY2(controller.problems().first().contains(QLatin1Char('"') + missing + QLatin1Char('"')),
+             qPrintable(controller.problems().first()));
+    Words read;
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(address), 1, &read),
+             SimulatedController::c_illegalAddress);
+    // Writing what shows in a status that is missing still works.
+    if (missing == QLatin1String("direction"))
+        QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 5001, {1}), quint8(0));
+    SimulatedController other(configurationOf(without(sampleChannels(), missing)),
+                              profileOfGeneration(3 - generation));
+    QCOMPARE(other.problems().size(), missing == QLatin1String("alarmReset") ? 1 : 0);
+}
+
+void TestSimulatorModel::wrongEntryIsSaid_data()
+{
+    QTest::addColumn<QJsonObject>("entry");
+    QTest::addColumn<QString>("named");
+
+    QTest::newRow("no register") << channel("direction", {{QStringLiteral("readRegisterType"),
+                                                           QStringLiteral("holdingRegisters")}})
+                                 << "\"direction\" has no \"register\"";
+    QTest::newRow("negative register") << readEntry("direction", -1) << "\"direction\" has no \"register\"";
+    QTest::newRow("no type") << channel("direction", {{QStringLiteral("register"), 5}})
+                             << "\"readRegisterType\" is \"\", which is not one of holdingRegisters";
+    QTest::newRow("unknown type") << readEntry("direction", 5, "words") << "\"words\", which is not one of";
+    QTest::newRow("write to inputs") << writeEntry("directionChange", 5, "inputRegisters")
+                                     << "\"inputRegisters\", which is not one of singleRegister";
+    QTest::newRow("taken") << readEntry("direction", 5102) << "register 5102 is taken already";
+    QTest::newRow("taken by a program") << readEntry("direction", 600) << "register 600 is taken already";
+    QTest::newRow("no programs") << readEntry("presets", 1) << "\"presets\" has no \"size\"";
+    QTest::newRow("programs without type")
+        << channel("presets", {{QStringLiteral("size"), 30}}) << "unknown \"readRegisterType\" \"\"";
+    QTest::newRow("too many programs")
+        << readEntry("presets", 1, "holdingRegisters", 4000) << "4000 programs of 20 registers do not fit";
+}
+
+void TestSimulatorModel::wrongEntryIsSaid()
+{
+    QFETCH(QJsonObject, entry);
+    QFETCH(QString, named);
+    QJsonArray channels = without(sampleChannels(), entry[QStringLiteral("id")].toString());
+    channels.append(entry);
+    SimulatedController controller(configurationOf(channels), profileOfGeneration(1));
+    QCOMPARE(controller.problems().size(), 1);
+    QVERIFY2(controller.problems().first().contains(named), qPrintable(controller.problems().first()));
+}
+
+void TestSimulatorModel::writeLogKeepsTheNewest()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(1));
+    int noted = 0;
+    connect(&controller, &SimulatedController::writeNoted, this, [&noted] { ++noted; });
+    ControllerWrite write;
+    write.transport = QStringLiteral("tcp");
+    for (int i = 0; i < SimulatedController::c_maximumWrites + 3; ++i) {
+        write.address = static_cast<quint16>(i);
+        write.values = {1, 2};
+        write.exception = i % 2 == 0 ? 0 : 2;
+        controller.noteWrite(write);
+    }
+    QCOMPARE(noted, SimulatedController::c_maximumWrites + 3);
+    QCOMPARE(controller.writes().size(), SimulatedController::c_maximumWrites);
+    QCOMPARE(controller.writes().first().toText(), QStringLiteral("tcp: 3 = 1 2: refused with exception 2"));
+    QCOMPARE(controller.acceptedWriteCount() + controller.refusedWriteCount(),
+             qint64(SimulatedController::c_maximumWrites + 3));
+    controller.clearWrites();
+    QCOMPARE(controller.writes().size(), 0);
+    QCOMPARE(controller.acceptedWriteCount(), qint64(0));
+}
+
+void TestSimulatorModel::decodesWrite_data()
+{
+    QTest::addColumn<QByteArray>("pdu");
+    QTest::addColumn<bool>("writes");
+    QTest::addColumn<RegisterType>("table");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<Words>("values");
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    const auto coils = QModbusDataUnit::Coils;
+    const auto none = QModbusDataUnit::Invalid;
+
+    QTest::newRow("read") << bytes("03 0001 0001") << false << none << 0 << Words{};
+    QTest::newRow("register") << bytes("06 1389 0102") << true << holding << 5001 << Words{258};
+    QTest::newRow("register, short") << bytes("06 1389 01") << false << none << 0 << Words{};
+    QTest::newRow("register, long") << bytes("06 1389 0102 03") << false << none << 0 << Words{};
+    QTest::newRow("coil on") << bytes("05 0007 FF00") << true << coils << 7 << Words{1};
+    QTest::newRow("coil off") << bytes("05 0007 0000") << true << coils << 7 << Words{0};
+    QTest::newRow("coil neither") << bytes("05 0007 0001") << false << none << 0 << Words{};
+    QTest::newRow("registers") << bytes("10 0001 0002 04 000A 0102") << true << holding << 1
+                               << Words{10, 258};
+    QTest::newRow("registers, short") << bytes("10 0001 0002 04 000A 01") << false << none << 0 << Words{};
+    QTest::newRow("registers, long") << bytes("10 0001 0002 04 000A 0102 00") << false << none << 0
+                                     << Words{};
+    QTest::newRow("registers, count") << bytes("10 0001 0003 04 000A 0102") << false << none << 0 << Words{};
+    QTest::newRow("registers, none") << bytes("10 0001 0000 00") << false << none << 0 << Words{};
+    QTest::newRow("coils") << bytes("0F 0013 000A 02 CD01") << true << coils << 19
+                           << Words{1, 0, 1, 1, 0, 0, 1, 1, 1, 0};
+    QTest::newRow("coils, short") << bytes("0F 0013 000A 02 CD") << false << none << 0 << Words{};
+}
+
+void TestSimulatorModel::decodesWrite()
+{
+    QFETCH(QByteArray, pdu);
+    QFETCH(bool, writes);
+    QFETCH(RegisterType, table);
+    QFETCH(int, address);
+    QFETCH(Words, values);
+    const QModbusRequest request(static_cast<QModbusPdu::FunctionCode>(pdu.at(0)), pdu.mid(1));
+    const auto write = decodeWrite(request);
+    QCOMPARE(write.has_value(), writes);
+    if (!write)
+        return;
+    QCOMPARE(write->table, table);
+    QCOMPARE(int(write->address), address);
+    QCOMPARE(write->values, values);
+}
+
+void TestSimulatorModel::findsDeviceObject_data()
+{
+    QTest::addColumn<QStringList>("devices");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("found");
+    QTest::addColumn<QString>("error");
+
+    const QStringList one{QStringLiteral("left")};
+    const QStringList two{QStringLiteral("left"), QStringLiteral("right")};
+    QTest::newRow("the only one") << one << ""
+                                  << "left"
+                                  << "";
+    QTest::newRow("by name") << two << "right"
+                             << "right"
+                             << "";
+    QTest::newRow("several") << two << ""
+                             << ""
+                             << "--object: left, right";
+    QTest::newRow("unknown") << two << "top"
+                             << ""
+                             << "no device \"top\"; there is left, right";
+    QTest::newRow("a driver's name") << one << "modbus"
+                                     << ""
+                                     << "no device \"modbus\"; there is left";
+    QTest::newRow("none") << QStringList() << ""
+                          << ""
+                          << "no object of the kind {5b1e07c4";
+}
+
+void TestSimulatorModel::findsDeviceObject()
+{
+    QFETCH(QStringList, devices);
+    QFETCH(QString, name);
+    QFETCH(QString, found);
+    QFETCH(QString, error);
+    QJsonArray objects{
+        QJsonObject{{QStringLiteral("name"), QStringLiteral("modbus")},
+                    {QStringLiteral("plugin"), QStringLiteral("{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}")}}};
+    for (const QString& device : devices) {
+        objects.append(QJsonObject{
+            {QStringLiteral("name"), device},
+            {QStringLiteral("plugin"), QStringLiteral("{5b1e07c4-3d9a-4f62-a8b7-91c2e4d0f3a6}")}});
+    }
+    QString text;
+    const auto object = findDeviceObject({{QStringLiteral("objects"), objects}}, name, &text);
+    QCOMPARE(object.has_value(), !found.isEmpty());
+    if (object)
+        QCOMPARE(object->value(QStringLiteral("name")).toString(), found);
+    QVERIFY2(text.contains(error), qPrintable(text));
+}
+
+QTEST_GUILESS_MAIN(TestSimulatorModel)
+#include "tst_simulator_model.moc"
