@@ -38,9 +38,13 @@ int pauseAfter(int failures)
     return pause - static_cast<int>(QRandomGenerator::global()->bounded(pause / 5 + 1));
 }
 
+// Empty when the client could not make sense of the frame, or was closed. It calls an exception
+// invalid, so that its isValid() cannot be asked.
 QByteArray pduOf(const QModbusResponse& response)
 {
     auto function = static_cast<quint8>(response.functionCode());
+    if (function == QModbusPdu::Invalid)
+        return {};
     if (response.isException())
         function |= QModbusPdu::ExceptionByte;
     return static_cast<char>(function) + response.data();
@@ -353,7 +357,9 @@ void ModbusLink::sendNext()
     ++m_statistics.sent;
     m_trace.sent(static_cast<char>(m_configuration.unitId) + pdu);
     m_reply = reply;
+    // An exception is told as an error before it counts as finished.
     connect(reply, &QModbusReply::finished, this, &ModbusLink::onReplyFinished);
+    connect(reply, &QModbusReply::errorOccurred, this, &ModbusLink::onReplyFinished);
     armDeadline();
 }
 
@@ -366,9 +372,7 @@ void ModbusLink::onReplyFinished()
     m_reply = nullptr;
     reply->disconnect(this);
     reply->deleteLater();
-    // Without a result it was aborted: the loss of the link, or else the deadline, follows.
-    if (reply->rawResult().isValid())
-        m_answer = pduOf(reply->rawResult());
+    m_answer = pduOf(reply->rawResult());
 }
 
 void ModbusLink::onBytes()

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QTcpServer>
+
+class QTcpSocket;
+
+// A Modbus TCP controller on the loopback that answers as it is told, wrongly included. A register
+// reads as its own address until it is written; the identification is 13 bytes 1…13.
+class ScriptedPeer : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum Fault {
+        None,
+        NoAnswer,
+        LateAnswer,     // after lateBy milliseconds
+        Exception,      // 2, illegal data address
+        HalfFrame,      // the first half of the answer
+        HeaderOnly,     // the seven bytes before the function code
+        Close,          // in an orderly way
+        Reset,          // TCP reset
+        LengthZero,     // in the header
+        LengthTooLarge, // in the header
+        WrongUnit,
+        WrongFunction,
+        WrongProtocol,
+        WrongTransaction,
+        TooShortThenGood, // a frame without its last byte, followed by a good one
+        TooLong,          // one register more than asked
+        Duplicate,        // the answer twice
+        Chatter,          // the answer, and later a frame that nobody asked for
+    };
+
+    explicit ScriptedPeer(QObject* parent = nullptr);
+    ~ScriptedPeer() override;
+
+    // Port 0 takes a free one; the port that was had is kept when it listens again.
+    bool listen();
+    // Refuses connections from now on and drops those there are.
+    void refuse();
+    quint16 port() const { return m_port; }
+
+    // The next `times` requests meet the fault; negative for all that follow.
+    void setFault(Fault fault, int times = 1);
+    // Every answer comes so many milliseconds after its request.
+    void setAnswerDelay(int delay) { m_answerDelay = delay; }
+    // Closes every connection as soon as it is made.
+    void setCloseOnConnect(bool close) { m_closeOnConnect = close; }
+
+    int lateBy = 0;
+    QList<QByteArray> requests; // unit and protocol data unit
+    QList<qint64> requestTimes; // milliseconds since the peer was made
+    int connections = 0;
+
+    int openConnections() const { return static_cast<int>(m_sockets.size()); }
+    // Bytes on every connection, out of turn.
+    void chatter(const QByteArray& bytes);
+
+Q_SIGNALS:
+    void requested();
+
+private:
+    void onConnection();
+    void onBytes(QTcpSocket* socket);
+    void answer(QTcpSocket* socket, const QByteArray& request);
+    QByteArray goodPdu(const QByteArray& request);
+
+    QTcpServer m_server;
+    quint16 m_port = 0;
+    QList<QTcpSocket*> m_sockets;
+    Fault m_fault = None;
+    int m_faultsLeft = 0;
+    int m_answerDelay = 0;
+    bool m_closeOnConnect = false;
+    QMap<int, int> m_registers;
+    QElapsedTimer m_clock;
+};

@@ -1,0 +1,543 @@
+#include "plugins/p_driver_modbus/source/answer_check.h"
+#include "plugins/p_driver_modbus/source/frame_trace.h"
+#include "plugins/p_driver_modbus/source/link_statistics.h"
+#include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/modbus_request.h"
+#include "plugins/p_driver_modbus/source/request_queue.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+// What can be decided without a line: configuration, arguments, bytes, order of requests.
+class TestModbusCodec : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void configuration_data();
+    void configuration();
+    void configurationDefaults();
+    void request_data();
+    void request();
+    void answer_data();
+    void answer();
+    void exceptionNames();
+    void tcpStream_data();
+    void tcpStream();
+    void rtuStream_data();
+    void rtuStream();
+    void queueOrder();
+    void queueBounds();
+    void statistics();
+    void trace();
+};
+
+namespace {
+
+QJsonObject json(const QByteArray& text)
+{
+    return QJsonDocument::fromJson(text).object();
+}
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(text);
+}
+
+ModbusRequest readOf(ModbusRequest::Function function, quint16 start, quint16 count)
+{
+    ModbusRequest request;
+    request.function = function;
+    request.start = start;
+    request.count = count;
+    return request;
+}
+
+ModbusRequest writeOf(ModbusRequest::Function function, quint16 start, const QVector<quint16>& data)
+{
+    ModbusRequest request = readOf(function, start, static_cast<quint16>(data.size()));
+    request.data = data;
+    return request;
+}
+
+QVariantList numbers(int count, int value)
+{
+    QVariantList list;
+    for (int i = 0; i < count; ++i)
+        list.append(value);
+    return list;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(ModbusRequest)
+
+void TestModbusCodec::configuration_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("error"); // empty: accepted
+
+    const auto row = [](const char* name, const char* text, const char* error) {
+        QTest::newRow(name) << QByteArray(text) << QString::fromLatin1(error);
+    };
+    row("least tcp", R"({"transport":"tcp"})", "");
+    row("full tcp",
+        R"({"transport":"tcp","host":"10.0.0.2","port":1502,"unitId":0,"addressOffset":-1,"interFrameDelay":5,
+            "settleDelay":20,"connectTimeout":500,"queueCapacity":8,"frameTrace":"trace.txt"})",
+        "");
+    row("full rtu",
+        R"({"transport":"rtu","serialPort":"COM3","baudRate":115200,"parity":"none","dataBits":8,"stopBits":2,"unitId":247})",
+        "");
+    row("no transport", "{}", R"("transport" is missing: one of "tcp", "rtu" is needed)");
+    row("unknown transport", R"({"transport":"udp"})",
+        R"("transport": "udp" is refused, one of "tcp", "rtu" is needed)");
+    row("transport no text", R"({"transport":1})",
+        R"("transport": 1 is refused, one of "tcp", "rtu" is needed)");
+    row("unknown key", R"({"transport":"tcp","prot":502})", R"("prot": 502 is refused, the key is unknown)");
+    row("empty host", R"({"transport":"tcp","host":" "})",
+        R"("host": " " is refused, a text that is not empty is needed)");
+    row("port 0", R"({"transport":"tcp","port":0})",
+        R"("port": 0 is refused, a whole number from 1 to 65535 is needed)");
+    row("port 1", R"({"transport":"tcp","port":1})", "");
+    row("port 65535", R"({"transport":"tcp","port":65535})", "");
+    row("port 65536", R"({"transport":"tcp","port":65536})",
+        R"("port": 65536 is refused, a whole number from 1)");
+    row("port text", R"({"transport":"tcp","port":"502"})",
+        R"("port": "502" is refused, a whole number from 1)");
+    row("port fraction", R"({"transport":"tcp","port":502.5})",
+        R"("port": 502.5 is refused, a whole number)");
+    row("port null", R"({"transport":"tcp","port":null})", R"("port": null is refused, a whole number)");
+    row("port list", R"({"transport":"tcp","port":[502]})", R"("port": [502] is refused, a whole number)");
+    row("rtu without port", R"({"transport":"rtu"})", R"("serialPort" is missing)");
+    row("rtu unit 0", R"({"transport":"rtu","serialPort":"COM3","unitId":0})",
+        R"("unitId": 0 is refused, a whole number from 1 to 247)");
+    row("unit -1", R"({"transport":"tcp","unitId":-1})",
+        R"("unitId": -1 is refused, a whole number from 0 to 247)");
+    row("unit 248", R"({"transport":"tcp","unitId":248})",
+        R"("unitId": 248 is refused, a whole number from 0 to 247)");
+    row("offset 1", R"({"transport":"tcp","addressOffset":1})",
+        R"("addressOffset": 1 is refused, a whole number from -1 to 0)");
+    row("offset -2", R"({"transport":"tcp","addressOffset":-2})", R"("addressOffset": -2 is refused)");
+    row("parity", R"({"transport":"tcp","parity":"mark"})",
+        R"("parity": "mark" is refused, one of "none", "even", "odd" is needed)");
+    row("data bits", R"({"transport":"tcp","dataBits":7})", R"("dataBits": 7 is refused, only 8 is allowed)");
+    row("stop bits", R"({"transport":"tcp","stopBits":3})",
+        R"("stopBits": 3 is refused, a whole number from 1 to 2)");
+    row("baud rate", R"({"transport":"tcp","baudRate":0})",
+        R"("baudRate": 0 is refused, a whole number from 300)");
+    row("connect timeout", R"({"transport":"tcp","connectTimeout":0})", R"("connectTimeout": 0 is refused)");
+    row("queue capacity", R"({"transport":"tcp","queueCapacity":0})", R"("queueCapacity": 0 is refused)");
+    row("settle delay", R"({"transport":"tcp","settleDelay":-1})", R"("settleDelay": -1 is refused)");
+    row("frame delay", R"({"transport":"tcp","interFrameDelay":10001})",
+        R"("interFrameDelay": 10001 is refused)");
+    row("trace", R"({"transport":"tcp","frameTrace":true})", R"("frameTrace": true is refused)");
+}
+
+void TestModbusCodec::configuration()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, error);
+    QStringList errors;
+    parseModbusConfiguration(json(text), &errors);
+    if (error.isEmpty()) {
+        QCOMPARE(errors, QStringList());
+        return;
+    }
+    QCOMPARE(errors.size(), 1);
+    QVERIFY2(errors.first().startsWith(error), qPrintable(errors.first()));
+}
+
+void TestModbusCodec::configurationDefaults()
+{
+    QStringList errors;
+    const ModbusConfiguration least = parseModbusConfiguration(json(R"({"transport":"tcp"})"), &errors);
+    QCOMPARE(least.address(), QStringLiteral("127.0.0.1:502"));
+    QCOMPARE(least.unitId, 1);
+    QCOMPARE(least.addressOffset, 0);
+    QCOMPARE(least.interFrameDelay, 0);
+    QCOMPARE(least.settleDelay, 0);
+    QCOMPARE(least.connectTimeout, 3000);
+    QCOMPARE(least.queueCapacity, 64);
+    QCOMPARE(least.baudRate, 19200);
+    QVERIFY(least.parity == ModbusConfiguration::Parity::Even);
+    QCOMPARE(least.dataBits, 8);
+    QCOMPARE(least.stopBits, 1);
+    QCOMPARE(least.frameTrace, QString());
+
+    const ModbusConfiguration rtu = parseModbusConfiguration(
+        json(
+            R"({"transport":"rtu","serialPort":"COM3","parity":"odd","stopBits":2,"unitId":7,"baudRate":9600})"),
+        &errors);
+    QVERIFY(rtu.transport == ModbusConfiguration::Transport::Rtu);
+    QCOMPARE(rtu.address(), QStringLiteral("COM3"));
+    QVERIFY(rtu.parity == ModbusConfiguration::Parity::Odd);
+    QCOMPARE(rtu.stopBits, 2);
+    QCOMPARE(rtu.unitId, 7);
+    QCOMPARE(rtu.baudRate, 9600);
+
+    const ModbusConfiguration v6 =
+        parseModbusConfiguration(json(R"({"transport":"tcp","host":"::1"})"), &errors);
+    QCOMPARE(v6.address(), QStringLiteral("[::1]:502"));
+    QCOMPARE(errors, QStringList());
+
+    // Every error is told, not only the first.
+    parseModbusConfiguration(json(R"({"transport":"x","port":0,"hots":"a","unitId":300})"), &errors);
+    QCOMPARE(errors.size(), 4);
+}
+
+void TestModbusCodec::request_data()
+{
+    QTest::addColumn<bool>("write");
+    QTest::addColumn<QVariantMap>("arguments");
+    QTest::addColumn<int>("offset");
+    QTest::addColumn<QByteArray>("pdu"); // empty: refused
+    QTest::addColumn<QString>("error");
+
+    const auto read = [](const char* name, const QVariant& address, const QVariant& type,
+                         const QVariant& size, int offset, const char* pdu, const char* error) {
+        QVariantMap arguments{{"register", address}, {"registerType", type}};
+        if (size.isValid())
+            arguments.insert("dataSize", size);
+        QTest::addRow("read, %s", name)
+            << false << arguments << offset << hex(pdu) << QString::fromLatin1(error);
+    };
+    const auto write = [](const char* name, const QVariant& address, const QVariant& type,
+                          const QVariant& data, const QVariant& size, int offset, const char* pdu,
+                          const char* error) {
+        QVariantMap arguments{{"register", address}, {"registerType", type}, {"data", data}};
+        if (size.isValid())
+            arguments.insert("dataSize", size);
+        QTest::addRow("write, %s", name)
+            << true << arguments << offset << hex(pdu) << QString::fromLatin1(error);
+    };
+    const QVariant none;
+
+    read("holding, default size", 5101, "holdingRegisters", none, 0, "03 13ed 0001", "");
+    read("single", 5101, "singleRegister", 1, 0, "03 13ed 0001", "");
+    read("input", 0, "inputRegisters", 2, 0, "04 0000 0002", "");
+    read("coils", 65535, "coils", 1, 0, "01 ffff 0001", "");
+    read("discrete", 16, "discreteInputs", 9, 0, "02 0010 0009", "");
+    read("offset -1", 5101, "holdingRegisters", 1, -1, "03 13ec 0001", "");
+    read("offset -1 at 0", 0, "holdingRegisters", 1, -1, "", "\"register\" is 0: with the address offset -1");
+    read("offset -1 at 1", 1, "holdingRegisters", 1, -1, "03 0000 0001", "");
+    read("size 0", 0, "holdingRegisters", 0, 0, "",
+         "\"dataSize\" is 0: a whole number from 1 to 125 is needed");
+    read("size 125", 0, "holdingRegisters", 125, 0, "03 0000 007d", "");
+    read("size 126", 0, "holdingRegisters", 126, 0, "",
+         "\"dataSize\" is 126: a whole number from 1 to 125 is needed");
+    read("size text", 0, "holdingRegisters", "3", 0, "03 0000 0003", "");
+    read("size 65537 does not wrap", 0, "holdingRegisters", 65537, 0, "", "\"dataSize\" is 65537");
+    read("size 1.5", 0, "holdingRegisters", 1.5, 0, "", "\"dataSize\" is 1.5");
+    read("last address", 65535, "holdingRegisters", 1, 0, "03 ffff 0001", "");
+    read("range up to the end", 65411, "holdingRegisters", 125, 0, "03 ff83 007d", "");
+    read("range past the end", 65412, "holdingRegisters", 125, 0, "", "\"register\" is 65412");
+    read("address -1", -1, "holdingRegisters", 1, 0, "",
+         "\"register\" is -1: a whole number from 0 to 65535");
+    read("address 65536 does not wrap", 65536, "holdingRegisters", 1, 0, "", "\"register\" is 65536");
+    read("address 2^32 does not wrap", Q_INT64_C(4294967296), "holdingRegisters", 1, 0, "",
+         "\"register\" is 4294967296");
+    read("address missing", none, "holdingRegisters", 1, 0, "", "\"register\" is ");
+    read("type missing", 1, none, 1, 0, "",
+         "\"registerType\" is nothing: one of holdingRegisters, singleRegister");
+    read("type unknown", 1, "holdingregisters", 1, 0, "", "\"registerType\" is \"holdingregisters\": one of");
+    read("type empty", 1, "", 1, 0, "", "\"registerType\" is \"\": one of");
+    read("type a number", 1, 3, 1, 0, "", "\"registerType\" is 3: one of");
+
+    write("single", 5001, "singleRegister", 1, none, 0, "06 1389 0001", "");
+    write("single with size", 5001, "singleRegister", 65535, 1, 0, "06 1389 ffff", "");
+    write("single true", 5001, "singleRegister", true, 1, 0, "06 1389 0001", "");
+    write("single text", 5001, "singleRegister", "258", 1, 0, "06 1389 0102", "");
+    write("text with leading zero", 5001, "singleRegister", "010", 1, 0, "06 1389 000a", "");
+    write("text with blank", 5001, "singleRegister", " 1", 1, 0, "", "\"data\" is \" 1\": a whole number");
+    write("text with sign", 5001, "singleRegister", "-1", 1, 0, "", "\"data\" is \"-1\": a whole number");
+    write("text hex", 5001, "singleRegister", "0x10", 1, 0, "", "\"data\" is \"0x10\"");
+    write("text empty", 5001, "singleRegister", "", 1, 0, "", "\"data\" is \"\"");
+    write("text too large", 5001, "singleRegister", "65536", 1, 0, "", "\"data\" is \"65536\"");
+    write("text of 30 digits", 5001, "singleRegister", "000000000000000000000000000001", 1, 0, "",
+          "\"data\" is ");
+    write("value 65536 does not wrap", 5001, "singleRegister", 65536, 1, 0, "",
+          "\"data\" is 65536: a whole number from 0 to 65535");
+    write("value -1 does not wrap", 5001, "singleRegister", -1, 1, 0, "", "\"data\" is -1");
+    write("value 1.5", 5001, "singleRegister", 1.5, 1, 0, "", "\"data\" is 1.5");
+    write("value a map", 5001, "singleRegister", QVariantMap(), 1, 0, "", "\"data\" is ");
+    write("no value", 5001, "singleRegister", none, 1, 0, "", "\"data\" is ");
+    write("list of one", 5001, "singleRegister", QVariantList{7}, 1, 0, "06 1389 0007", "");
+    write("single two values", 5001, "singleRegister", QVariantList{7, 8}, 2, 0, "",
+          "\"dataSize\" is 2: a whole number from 1 to 1");
+    write("single two values without size", 5001, "singleRegister", QVariantList{7, 8}, none, 0, "",
+          "\"data\" is a list of 2: \"singleRegister\" takes from 1 to 1 values");
+    write("holding one", 5001, "holdingRegisters", 3, 1, 0, "10 1389 0001 02 0003", "");
+    write("holding list", 5001, "holdingRegisters", QVariantList{1, "2", true}, 3, 0,
+          "10 1389 0003 06 0001 0002 0001", "");
+    write("holding list without size", 5001, "holdingRegisters", QVariantList{1, 2}, none, 0,
+          "10 1389 0002 04 0001 0002", "");
+    write("holding size differs", 5001, "holdingRegisters", QVariantList{1, 2}, 3, 0, "",
+          "\"dataSize\" is 3, but \"data\" has 2 values");
+    write("holding empty list", 5001, "holdingRegisters", QVariantList{}, none, 0, "",
+          "\"data\" is a list of 0");
+    write("holding 123", 0, "holdingRegisters", numbers(123, 0), 123, 0,
+          QByteArray("10 0000 007b f6" + QByteArray(" 0000").repeated(123)).constData(), "");
+    write("holding 124", 0, "holdingRegisters", numbers(124, 0), 124, 0, "",
+          "\"dataSize\" is 124: a whole number from 1 to 123");
+    write("holding bad second", 0, "holdingRegisters", QVariantList{1, 70000}, 2, 0, "", "\"data\" is 70000");
+    write("holding past the end", 65535, "holdingRegisters", QVariantList{1, 2}, 2, 0, "",
+          "\"register\" is 65535");
+    write("coil on", 9, "coils", 1, 1, 0, "05 0009 ff00", "");
+    write("coil off", 9, "coils", false, 1, 0, "05 0009 0000", "");
+    write("coil 2", 9, "coils", 2, 1, 0, "", "\"data\" is 2: a whole number from 0 to 1");
+    write("input", 9, "inputRegisters", 1, 1, 0, "",
+          "\"registerType\" is \"inputRegisters\": that can only be read");
+    write("discrete", 9, "discreteInputs", 1, 1, 0, "",
+          "\"registerType\" is \"discreteInputs\": that can only be read");
+    write("offset", 5001, "singleRegister", 1, 1, -1, "06 1388 0001", "");
+}
+
+void TestModbusCodec::request()
+{
+    QFETCH(bool, write);
+    QFETCH(QVariantMap, arguments);
+    QFETCH(int, offset);
+    QFETCH(QByteArray, pdu);
+    QFETCH(QString, error);
+    QString told;
+    const std::optional<ModbusRequest> request =
+        write ? writeRequest(arguments, offset, &told) : readRequest(arguments, offset, &told);
+    QCOMPARE(request.has_value(), !pdu.isEmpty());
+    QCOMPARE(told.isEmpty(), error.isEmpty());
+    QVERIFY2(error.isEmpty() || told.startsWith(error), qPrintable(told));
+    if (request) {
+        QCOMPARE(request->pdu().toHex(), pdu.toHex());
+        QCOMPARE(request->isWrite(), write);
+    }
+}
+
+void TestModbusCodec::answer_data()
+{
+    QTest::addColumn<ModbusRequest>("request");
+    QTest::addColumn<QByteArray>("pdu");
+    QTest::addColumn<QVariantList>("values"); // of the golden answer
+    QTest::addColumn<QByteArray>("information");
+
+    QTest::newRow("two holding registers")
+        << readOf(ModbusRequest::ReadHoldingRegisters, 1, 2) << hex("03 04 0102 ffff")
+        << QVariantList{258, 65535} << QByteArray();
+    QTest::newRow("an input register") << readOf(ModbusRequest::ReadInputRegisters, 1, 1) << hex("04 02 8000")
+                                       << QVariantList{32768} << QByteArray();
+    QTest::newRow("eight coils") << readOf(ModbusRequest::ReadCoils, 1, 8) << hex("01 01 81")
+                                 << QVariantList{1, 0, 0, 0, 0, 0, 0, 1} << QByteArray();
+    QTest::newRow("nine discrete inputs")
+        << readOf(ModbusRequest::ReadDiscreteInputs, 1, 9) << hex("02 02 00 01")
+        << QVariantList{0, 0, 0, 0, 0, 0, 0, 0, 1} << QByteArray();
+    QTest::newRow("write a coil") << writeOf(ModbusRequest::WriteSingleCoil, 9, {1}) << hex("05 0009 ff00")
+                                  << QVariantList{1} << QByteArray();
+    QTest::newRow("write a register") << writeOf(ModbusRequest::WriteSingleRegister, 5001, {258})
+                                      << hex("06 1389 0102") << QVariantList{1} << QByteArray();
+    QTest::newRow("write registers") << writeOf(ModbusRequest::WriteMultipleRegisters, 5001, {1, 2})
+                                     << hex("10 1389 0002") << QVariantList{1} << QByteArray();
+    QTest::newRow("identification") << deviceInformationRequest() << hex("11 0c 010203040506070809101112")
+                                    << QVariantList() << hex("010203040506070809101112");
+    QTest::newRow("exception") << readOf(ModbusRequest::ReadHoldingRegisters, 1, 2) << hex("83 02")
+                               << QVariantList() << QByteArray();
+}
+
+void TestModbusCodec::answer()
+{
+    QFETCH(ModbusRequest, request);
+    QFETCH(QByteArray, pdu);
+    QFETCH(QVariantList, values);
+    QFETCH(QByteArray, information);
+    const ModbusAnswer good = decodeAnswer(request, pdu);
+    QVERIFY2(good.kind != ModbusAnswer::Malformed, qPrintable(good.text));
+    QCOMPARE(good.kind == ModbusAnswer::Refused, (pdu.at(0) & 0x80) != 0);
+    QCOMPARE(good.values, values);
+    QCOMPARE(good.information, information);
+
+    // Any other length is no answer.
+    for (int size = 0; size < pdu.size(); ++size)
+        QCOMPARE(decodeAnswer(request, pdu.left(size)).kind, ModbusAnswer::Malformed);
+    QCOMPARE(decodeAnswer(request, pdu + '\0').kind, ModbusAnswer::Malformed);
+    // Nor is another function, or another exception's.
+    QByteArray other = pdu;
+    other[0] = static_cast<char>(other.at(0) ^ 0x07);
+    QCOMPARE(decodeAnswer(request, other).kind, ModbusAnswer::Malformed);
+    // A write repeats what was asked: any byte that differs makes it another's.
+    if (request.isWrite()) {
+        for (int i = 1; i < pdu.size(); ++i) {
+            QByteArray changed = pdu;
+            changed[i] = static_cast<char>(changed.at(i) ^ 1);
+            QCOMPARE(decodeAnswer(request, changed).kind, ModbusAnswer::Malformed);
+        }
+    }
+    // A count that fits its bytes but not the request.
+    if (request.function == ModbusRequest::ReadHoldingRegisters && good.kind == ModbusAnswer::Values) {
+        QCOMPARE(decodeAnswer(request, hex("03 02 0102")).kind, ModbusAnswer::Malformed);
+        QCOMPARE(decodeAnswer(request, hex("03 06 0102 0304 0506")).kind, ModbusAnswer::Malformed);
+    }
+}
+
+void TestModbusCodec::exceptionNames()
+{
+    QCOMPARE(decodeAnswer(readOf(ModbusRequest::ReadHoldingRegisters, 1, 2), hex("83 02")).text,
+             QStringLiteral("illegal data address (2)"));
+    QCOMPARE(exceptionText(1), QStringLiteral("illegal function (1)"));
+    QCOMPARE(exceptionText(6), QStringLiteral("server device busy (6)"));
+    QCOMPARE(exceptionText(99), QStringLiteral("exception (99)"));
+}
+
+void TestModbusCodec::tcpStream_data()
+{
+    QTest::addColumn<QByteArray>("received");
+    QTest::addColumn<bool>("confirmed");
+    QTest::addColumn<bool>("inStep");
+    QTest::addColumn<QString>("problem");
+
+    // The client's answer is 03 02 0007 from unit 1.
+    QTest::newRow("good") << hex("0001 0000 0005 01 03020007") << true << true << "";
+    QTest::newRow("one byte short") << hex("0001 0000 0005 01 030200") << false << false
+                                    << "its length field";
+    QTest::newRow("one byte more") << hex("0001 0000 0005 01 03020007 00") << true << false << "more came";
+    QTest::newRow("another unit") << hex("0001 0000 0005 09 03020007") << false << false
+                                  << "it came from unit 9 instead of 1";
+    QTest::newRow("another protocol")
+        << hex("0001 0001 0005 01 03020007") << false << false << "its protocol identifier is 1";
+    QTest::newRow("length 0") << hex("0001 0000 0000 01 03020007") << false << false
+                              << "its length field is 0";
+    QTest::newRow("length 1") << hex("0001 0000 0001 01 03020007") << false << false
+                              << "its length field is 1";
+    QTest::newRow("length 254, incomplete")
+        << hex("0001 0000 00fe 01 03020007") << false << false << "its length field does not";
+    QTest::newRow("length 255") << hex("0001 0000 00ff 01 03020007") << false << false
+                                << "its length field is 255";
+    QTest::newRow("length too small")
+        << hex("0001 0000 0004 01 03020007") << false << false << "its length field";
+    QTest::newRow("twice") << hex("0001 0000 0005 01 03020007 0001 0000 0005 01 03020007") << true << false
+                           << "more came";
+    QTest::newRow("behind another's")
+        << hex("0000 0000 0005 01 03020001 0001 0000 0005 01 03020007") << true << false << "more came";
+    QTest::newRow("nothing") << QByteArray() << false << false << "its length field";
+}
+
+void TestModbusCodec::tcpStream()
+{
+    QFETCH(QByteArray, received);
+    QFETCH(bool, confirmed);
+    QFETCH(bool, inStep);
+    QFETCH(QString, problem);
+    const AnswerCheck check = checkTcpAnswer(received, 1, hex("03020007"));
+    QCOMPARE(check.confirmed, confirmed);
+    QCOMPARE(check.inStep, inStep);
+    QCOMPARE(check.problem.isEmpty(), inStep);
+    QVERIFY2(inStep || check.problem.startsWith(problem), qPrintable(check.problem));
+}
+
+void TestModbusCodec::rtuStream_data()
+{
+    QTest::addColumn<QByteArray>("received");
+    QTest::addColumn<bool>("confirmed");
+    QTest::addColumn<bool>("inStep");
+
+    QTest::newRow("good") << hex("01 03020007 1234") << true << true;
+    QTest::newRow("one byte short") << hex("01 03020007 12") << true << false;
+    QTest::newRow("one byte more") << hex("01 03020007 1234 00") << true << false;
+    QTest::newRow("noise before") << hex("ff 01 03020007 1234") << true << false;
+    QTest::newRow("another unit") << hex("02 03020007 1234") << false << false;
+}
+
+void TestModbusCodec::rtuStream()
+{
+    QFETCH(QByteArray, received);
+    QFETCH(bool, confirmed);
+    QFETCH(bool, inStep);
+    const AnswerCheck check = checkRtuAnswer(received, 1, hex("03020007"));
+    QCOMPARE(check.confirmed, confirmed);
+    QCOMPARE(check.inStep, inStep);
+    QCOMPARE(check.problem.isEmpty(), inStep);
+}
+
+void TestModbusCodec::queueOrder()
+{
+    RequestQueue queue(10);
+    const auto push = [&queue](quint64 id, RequestPriority priority) {
+        return queue.push({id, {}, priority, QDeadlineTimer(QDeadlineTimer::Forever), {}});
+    };
+    QVERIFY(push(1, RequestPriority::Poll));
+    QVERIFY(push(2, RequestPriority::Read));
+    QVERIFY(push(3, RequestPriority::Write));
+    QVERIFY(push(4, RequestPriority::Read));
+    QVERIFY(push(5, RequestPriority::Write));
+    QVERIFY(push(6, RequestPriority::Poll));
+    QVERIFY(queue.remove(4));
+    QVERIFY(!queue.remove(4));
+    QList<quint64> order;
+    while (const std::optional<PendingRequest> next = queue.takeNext())
+        order.append(next->id);
+    QCOMPARE(order, (QList<quint64>{3, 5, 2, 1, 6}));
+}
+
+void TestModbusCodec::queueBounds()
+{
+    RequestQueue queue(2);
+    QVERIFY(queue.earliestDeadline().isForever());
+    QVERIFY(queue.push({1, {}, RequestPriority::Poll, QDeadlineTimer(QDeadlineTimer::Forever), {}}));
+    QVERIFY(queue.push({2, {}, RequestPriority::Read, QDeadlineTimer(0), {}}));
+    QVERIFY(!queue.push({3, {}, RequestPriority::Write, QDeadlineTimer(0), {}}));
+    QCOMPARE(queue.size(), 2);
+    QVERIFY(queue.earliestDeadline().hasExpired());
+    const std::vector<PendingRequest> expired = queue.takeExpired();
+    QCOMPARE(expired.size(), std::size_t{1});
+    QCOMPARE(expired.front().id, quint64{2});
+    QVERIFY(queue.push({4, {}, RequestPriority::Write, QDeadlineTimer(0), {}}));
+    const std::vector<PendingRequest> all = queue.takeAll();
+    QCOMPARE(all.size(), std::size_t{2});
+    QCOMPARE(all.front().id, quint64{4});
+    QVERIFY(queue.isEmpty());
+}
+
+void TestModbusCodec::statistics()
+{
+    LinkStatistics statistics;
+    QCOMPARE(statistics.toMap().value("roundTrips").toInt(), 0);
+    QVERIFY(!statistics.toMap().contains("roundTripMinimum"));
+    for (int i = 1; i <= 100; ++i)
+        statistics.addRoundTrip(i * 1000000LL);
+    QVariantMap map = statistics.toMap();
+    QCOMPARE(map.value("roundTripMinimum").toDouble(), 1.0);
+    QCOMPARE(map.value("roundTripMedian").toDouble(), 50.0);
+    QCOMPARE(map.value("roundTripPercentile99").toDouble(), 99.0);
+    // The window moves on: after as many as it holds, the first ones are forgotten.
+    for (int i = 0; i < 1024; ++i)
+        statistics.addRoundTrip(7000000);
+    map = statistics.toMap();
+    QCOMPARE(map.value("roundTrips").toInt(), 1024);
+    QCOMPARE(map.value("roundTripMinimum").toDouble(), 7.0);
+    QCOMPARE(map.value("roundTripPercentile99").toDouble(), 7.0);
+    statistics.connections = 3;
+    QCOMPARE(statistics.toMap().value("reconnects").toInt(), 2);
+}
+
+void TestModbusCodec::trace()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("trace.txt");
+    {
+        FrameTrace trace(path);
+        trace.sent(hex("0103"));
+        trace.received(hex("018302"));
+    }
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QRegularExpression tx("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} tx 01 03\n$");
+    const QRegularExpression rx("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} rx 01 83 02\n$");
+    QVERIFY(tx.match(file.readLine()).hasMatch());
+    QVERIFY(rx.match(file.readLine()).hasMatch());
+    QVERIFY(file.atEnd());
+
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("frame trace .* cannot be written"));
+    FrameTrace(folder.filePath("none/trace.txt")).sent(hex("01"));
+}
+
+QTEST_GUILESS_MAIN(TestModbusCodec)
+#include "tst_modbus_codec.moc"

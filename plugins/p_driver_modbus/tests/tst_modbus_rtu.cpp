@@ -1,0 +1,407 @@
+#include "plugins/p_driver_modbus/source/p_driver_modbus.h"
+#include "plugins/p_driver_modbus/tests/fake_order.h"
+
+#include <QJsonArray>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <memory>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+// The driver instance over a pseudo-terminal, whose other end is a controller made of a few lines.
+class TestModbusRtu : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void readsAndWrites();
+    void faults_data();
+    void faults();
+    void lateAnswerIsNotTheNextOnes();
+    void silenceAndReturn();
+    void unplugged();
+    void noSuchPort();
+};
+
+namespace {
+
+constexpr int c_timeout = 600;
+constexpr int c_latest = c_timeout + c_timeout / 20;
+const QString c_objectId = QStringLiteral("{11111111-2222-3333-4444-555555555555}");
+
+int wordAt(const QByteArray& bytes, int index)
+{
+    return static_cast<quint8>(bytes.at(index)) << 8 | static_cast<quint8>(bytes.at(index + 1));
+}
+
+QByteArray word(int value)
+{
+    QByteArray bytes(2, '\0');
+    bytes[0] = static_cast<char>(value >> 8);
+    bytes[1] = static_cast<char>(value & 0xFF);
+    return bytes;
+}
+
+// Modbus over serial line, 6.2.2: the low byte goes first.
+QByteArray withChecksum(const QByteArray& bytes)
+{
+    unsigned crc = 0xFFFF;
+    for (const char byte : bytes) {
+        crc ^= static_cast<quint8>(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ 0xA001U : crc >> 1U;
+    }
+    return bytes + static_cast<char>(crc & 0xFFU) + static_cast<char>(crc >> 8U);
+}
+
+// Answers as it is told; a register reads as its own address plus `offset`.
+class SerialPeer : public QObject
+{
+public:
+    enum Fault { None, NoAnswer, LateAnswer, Exception, HalfFrame, WrongChecksum, WrongUnit, Noise };
+
+    SerialPeer()
+    {
+        char name[256] = {};
+        termios settings{};
+        cfmakeraw(&settings);
+        if (openpty(&m_master, &m_slave, name, &settings, nullptr) != 0)
+            return;
+        fcntl(m_master, F_SETFL, O_NONBLOCK);
+        device = QString::fromLocal8Bit(name);
+        m_notifier = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Read);
+        connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] { onBytes(); });
+    }
+
+    ~SerialPeer() override { unplug(); }
+
+    void unplug()
+    {
+        m_notifier.reset();
+        for (int* const descriptor : {&m_slave, &m_master}) {
+            if (*descriptor >= 0)
+                ::close(*descriptor);
+            *descriptor = -1;
+        }
+    }
+
+    void send(const QByteArray& bytes)
+    {
+        if (m_master >= 0)
+            sentAll =
+                ::write(m_master, bytes.constData(), static_cast<std::size_t>(bytes.size())) == bytes.size();
+    }
+
+    QString device;
+    Fault fault = None;
+    int faultsLeft = 0;
+    int lateBy = 0;
+    int offset = 0;
+    bool sentAll = true;
+    QList<QByteArray> requests; // unit and protocol data unit
+
+private:
+    void onBytes()
+    {
+        char buffer[512];
+        const auto count = ::read(m_master, buffer, sizeof buffer);
+        if (count <= 0)
+            return;
+        m_received.append(buffer, static_cast<int>(count));
+        const int function = m_received.size() > 1 ? m_received.at(1) : 0;
+        const int size = function == 0x11                            ? 4
+                         : function == 0x10 && m_received.size() > 6 ? 9 + m_received.at(6)
+                                                                     : 8;
+        if (m_received.size() < size)
+            return;
+        const QByteArray request = m_received.left(size - 2);
+        m_received.clear();
+        requests.append(request);
+        answer(request);
+    }
+
+    void answer(const QByteArray& request)
+    {
+        const QByteArray good = withChecksum(request.left(1) + pdu(request.mid(1)));
+        const Fault now = faultsLeft == 0 ? None : fault;
+        if (faultsLeft > 0)
+            --faultsLeft;
+        switch (now) {
+        case None:
+            send(good);
+            break;
+        case NoAnswer:
+            break;
+        case LateAnswer:
+            QTimer::singleShot(lateBy, Qt::PreciseTimer, this, [this, good] { send(good); });
+            break;
+        case Exception: {
+            QByteArray exception = request.left(2);
+            exception[1] = static_cast<char>(exception.at(1) | 0x80);
+            send(withChecksum(exception + '\x04'));
+            break;
+        }
+        case HalfFrame:
+            send(good.left(good.size() / 2));
+            break;
+        case WrongChecksum: {
+            QByteArray bytes = good;
+            bytes[bytes.size() - 1] = static_cast<char>(bytes.at(bytes.size() - 1) ^ 1);
+            send(bytes);
+            break;
+        }
+        case WrongUnit: {
+            QByteArray bytes = good.left(good.size() - 2);
+            bytes[0] = 9;
+            send(withChecksum(bytes));
+            break;
+        }
+        case Noise:
+            send(good + "\x55");
+            break;
+        }
+    }
+
+    QByteArray pdu(const QByteArray& request) const
+    {
+        const int function = request.at(0);
+        if (function == 0x11)
+            return QByteArray::fromHex("110c") + QByteArray("identity.ok!");
+        if (function == 0x06)
+            return request;
+        if (function == 0x10)
+            return request.left(5);
+        const int count = wordAt(request, 3);
+        QByteArray bytes = request.left(1) + static_cast<char>(2 * count);
+        for (int i = 0; i < count; ++i)
+            bytes.append(word(wordAt(request, 1) + offset + i));
+        return bytes;
+    }
+
+    int m_master = -1;
+    int m_slave = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    QByteArray m_received;
+};
+
+class Bench
+{
+public:
+    void start(const QString& device)
+    {
+        const QJsonObject configuration{
+            {"transport", "rtu"}, {"serialPort", device}, {"baudRate", 115200}, {"parity", "none"}};
+        const QJsonObject object{{"id", c_objectId}, {"configuration", configuration}};
+        driver.setMainConfig(
+            QSharedPointer<QJsonObject>::create(QJsonObject{{"objects", QJsonArray{object}}}));
+        driver.initPluginCommands();
+    }
+
+    bool isConnected() const { return driver.getProperty(QStringLiteral("connected"), nullptr).toBool(); }
+
+    std::unique_ptr<FakeOrder> run(const QString& command, const QVariantMap& arguments,
+                                   int timeout = c_timeout)
+    {
+        auto order = std::make_unique<FakeOrder>(&driver, command, arguments, timeout);
+        order->execute();
+        return order;
+    }
+
+    PDriverModbus driver{QUuid(c_objectId)};
+};
+
+QVariantMap readArguments(int address, int size = 1)
+{
+    return {{"register", address}, {"registerType", "holdingRegisters"}, {"dataSize", size}};
+}
+
+QVariantMap writeArguments(int address, const QVariant& data, const QString& type)
+{
+    return {{"register", address}, {"registerType", type}, {"data", data}};
+}
+
+} // namespace
+
+void TestModbusRtu::initTestCase()
+{
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+        if (type == QtCriticalMsg || type == QtFatalMsg)
+            std::fprintf(stderr, "%s\n", qPrintable(text));
+    });
+}
+
+void TestModbusRtu::readsAndWrites()
+{
+    SerialPeer peer;
+    QVERIFY(!peer.device.isEmpty());
+    Bench bench;
+    bench.start(peer.device);
+    const std::unique_ptr<FakeOrder> read = bench.run("read", readArguments(5101, 2));
+    QTRY_VERIFY(read->ended());
+    QVERIFY2(read->ok, qPrintable(read->message));
+    QCOMPARE(read->values(), (QVariantList{5101, 5102}));
+    const std::unique_ptr<FakeOrder> single = bench.run("write", writeArguments(5001, 2, "singleRegister"));
+    QTRY_VERIFY(single->ended());
+    QCOMPARE(single->values(), QVariantList{1});
+    const std::unique_ptr<FakeOrder> several =
+        bench.run("write", writeArguments(5001, QVariantList{3, 4}, "holdingRegisters"));
+    QTRY_VERIFY(several->ended());
+    QCOMPARE(several->values(), QVariantList{1});
+    const std::unique_ptr<FakeOrder> information = bench.run("deviceInformation", {});
+    QTRY_VERIFY(information->ended());
+    QVERIFY2(information->ok, qPrintable(information->message));
+    QCOMPARE(information->updates.first().value("deviceInformation").toMap().value("info").toByteArray(),
+             QByteArray("identity.ok!"));
+    QCOMPARE(peer.requests, (QList<QByteArray>{QByteArray::fromHex("01 03 13ed 0002"),
+                                               QByteArray::fromHex("01 06 1389 0002"),
+                                               QByteArray::fromHex("01 10 1389 0002 04 0003 0004"),
+                                               QByteArray::fromHex("01 11")}));
+    const std::unique_ptr<FakeOrder> most = bench.run("read", readArguments(0, 125));
+    QTRY_VERIFY(most->ended());
+    QCOMPARE(most->values().size(), 125);
+}
+
+void TestModbusRtu::faults_data()
+{
+    QTest::addColumn<int>("fault");
+    QTest::addColumn<QString>("instruction");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<bool>("prompt");
+    struct Case
+    {
+        const char* name;
+        SerialPeer::Fault fault;
+        IMessenger::EnErrorCode readCode;
+        IMessenger::EnErrorCode writeCode;
+        bool prompt;
+    };
+    const QList<Case> cases{
+        {"no answer", SerialPeer::NoAnswer, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"exception", SerialPeer::Exception, IMessenger::CeEcRefused, IMessenger::CeEcRefused, true},
+        {"half a frame", SerialPeer::HalfFrame, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"wrong checksum", SerialPeer::WrongChecksum, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain,
+         false},
+        {"wrong unit", SerialPeer::WrongUnit, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"a byte too many", SerialPeer::Noise, IMessenger::CeEcNone, IMessenger::CeEcNone, true},
+    };
+    for (const Case& entry : cases) {
+        for (const char* instruction : {"read", "write", "deviceInformation"}) {
+            const bool write = qstrcmp(instruction, "write") == 0;
+            QTest::addRow("%s, %s", entry.name, instruction)
+                << static_cast<int>(entry.fault) << QString(instruction)
+                << static_cast<int>(write ? entry.writeCode : entry.readCode) << entry.prompt;
+        }
+    }
+}
+
+void TestModbusRtu::faults()
+{
+    QFETCH(int, fault);
+    QFETCH(QString, instruction);
+    QFETCH(int, code);
+    QFETCH(bool, prompt);
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = static_cast<SerialPeer::Fault>(fault);
+    peer.faultsLeft = 1;
+    const QVariantMap arguments = instruction == "write"  ? writeArguments(1, 1, "singleRegister")
+                                  : instruction == "read" ? readArguments(1)
+                                                          : QVariantMap();
+    const std::unique_ptr<FakeOrder> order = bench.run(instruction, arguments);
+    QTRY_VERIFY(order->ended());
+    QCOMPARE(static_cast<int>(order->code), code);
+    QVERIFY2(order->endedAfter <= c_latest, qPrintable(QString::number(order->endedAfter)));
+    QCOMPARE(order->endedAfter < c_timeout / 2, prompt);
+
+    // The next one waits until the line has been listened to.
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(100, 2), 5 * c_timeout);
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(next->values(), (QVariantList{100, 101}));
+    QCOMPARE(order->endCount, 1);
+    QCOMPARE(peer.requests.size(), 2);
+}
+
+void TestModbusRtu::lateAnswerIsNotTheNextOnes()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::LateAnswer;
+    peer.faultsLeft = 1;
+    peer.lateBy = 300;
+    const std::unique_ptr<FakeOrder> late = bench.run("read", readArguments(100), 200);
+    QTRY_VERIFY(late->ended());
+    QCOMPARE(late->code, IMessenger::CeEcTimeout);
+    // Same unit, function and count: nothing but the time tells the two answers apart.
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(200), 3000);
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(next->values(), QVariantList{200});
+    QCOMPARE(late->updates.size(), 0);
+}
+
+void TestModbusRtu::silenceAndReturn()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::NoAnswer;
+    peer.faultsLeft = -1;
+    for (int i = 0; i < 3; ++i) {
+        QTRY_VERIFY(bench.isConnected());
+        const std::unique_ptr<FakeOrder> order = bench.run("read", readArguments(1), 150);
+        QTRY_VERIFY(order->ended());
+        QCOMPARE(order->code, IMessenger::CeEcTimeout);
+    }
+    peer.faultsLeft = 0;
+    QTRY_VERIFY(bench.isConnected());
+    const std::unique_ptr<FakeOrder> order = bench.run("read", readArguments(1));
+    QTRY_VERIFY(order->ended());
+    QVERIFY2(order->ok, qPrintable(order->message));
+}
+
+void TestModbusRtu::unplugged()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::NoAnswer;
+    peer.faultsLeft = -1;
+    const std::unique_ptr<FakeOrder> order = bench.run("write", writeArguments(1, 1, "singleRegister"), 3000);
+    QTRY_COMPARE(peer.requests.size(), 1);
+    const QString device = peer.device;
+    peer.unplug();
+    QTRY_VERIFY(order->ended());
+    QCOMPARE(order->code, IMessenger::CeEcUncertain);
+    QVERIFY2(order->endedAfter < 1000, qPrintable(QString::number(order->endedAfter)));
+    QTRY_VERIFY(!bench.isConnected());
+    QTRY_VERIFY(bench.driver.getProperty("statistics", nullptr).toMap().value("failedOpenings").toInt() >= 2);
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(1));
+    QTRY_VERIFY(next->ended());
+    QCOMPARE(next->code, IMessenger::CeEcNotConnected);
+    QVERIFY2(next->message.startsWith("not connected to " + device), qPrintable(next->message));
+}
+
+void TestModbusRtu::noSuchPort()
+{
+    Bench bench;
+    bench.start("/dev/no-such-port");
+    const std::unique_ptr<FakeOrder> order = bench.run("read", readArguments(1));
+    QTRY_VERIFY(order->ended());
+    QCOMPARE(order->code, IMessenger::CeEcNotConnected);
+    QVERIFY2(order->message.startsWith("not connected to /dev/no-such-port: "), qPrintable(order->message));
+}
+
+QTEST_GUILESS_MAIN(TestModbusRtu)
+#include "tst_modbus_rtu.moc"
