@@ -280,7 +280,11 @@ BasePanelMaintenance {
                 height: idChannelRow.height + topGap
 
                 property DMdcChannel currentChannel: modelData
-                readonly property real topGap: idRepeater.beginsGroup(index, currentChannel.type)
+                // The channel goes before its row does when the list is cleared.
+                readonly property int channelType: currentChannel ? currentChannel.type
+                                                                  : DMdcChannel.CeCtUnknown
+                readonly property var channelValue: currentChannel ? currentChannel.value : undefined
+                readonly property real topGap: currentChannel && idRepeater.beginsGroup(index, channelType)
                                                ? Style.baseHeight : 0
 
                 Row {
@@ -307,7 +311,7 @@ BasePanelMaintenance {
                         UiLabel {
                             objectName: idFrameChannelName.objectName + ".idChannelName"
                             anchors.verticalCenter: parent.verticalCenter
-                            text: idChannelItem.currentChannel.name
+                            text: idChannelItem.currentChannel ? idChannelItem.currentChannel.name : ""
                             font.bold: true
                         }
                     }
@@ -322,7 +326,7 @@ BasePanelMaintenance {
                             id: idFrameChannelText
                             objectName: idChannelValue.objectName + ".idFrameChannelText"
                             anchors.fill: parent
-                            visible: idChannelItem.currentChannel.type === DMdcChannel.CeCtString
+                            visible: idChannelItem.channelType === DMdcChannel.CeCtString
                             color: "transparent"
                             border.color: Style.widgetDisabledBorderColor
 
@@ -330,7 +334,7 @@ BasePanelMaintenance {
                                 objectName: idFrameChannelText.objectName + ".idChannelText"
                                 anchors.centerIn: parent
                                 font: Style.fontLabel
-                                text: String(idChannelItem.currentChannel.value)
+                                text: String(idChannelItem.channelValue)
                             }
                         }
 
@@ -339,9 +343,9 @@ BasePanelMaintenance {
                             anchors.centerIn: parent
                             width: height
                             height: parent.height
-                            visible: idChannelItem.currentChannel.type === DMdcChannel.CeCtBool
-                            statusColor: idChannelItem.currentChannel.value === 1 ? Style.toolStatusIn
-                                                                                  : Style.toolStatusInactive
+                            visible: idChannelItem.channelType === DMdcChannel.CeCtBool
+                            statusColor: idChannelItem.channelValue === 1 ? Style.toolStatusIn
+                                                                          : Style.toolStatusInactive
                         }
                     }
                 }

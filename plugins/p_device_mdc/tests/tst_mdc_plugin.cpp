@@ -17,6 +17,9 @@ class TestMdcPlugin : public QObject
 {
     Q_OBJECT
 
+    QPluginLoader m_loader{QStringLiteral(MDC_PLUGIN_FILE)};
+    DAbstractPlugin* m_root = nullptr;
+
 private Q_SLOTS:
     void initTestCase();
     void metaData();
@@ -26,10 +29,6 @@ private Q_SLOTS:
     void commands();
     void page();
     void qmlTypes();
-
-private:
-    QPluginLoader m_loader{QStringLiteral(MDC_PLUGIN_FILE)};
-    DAbstractPlugin* m_root = nullptr;
 };
 
 void TestMdcPlugin::initTestCase()
