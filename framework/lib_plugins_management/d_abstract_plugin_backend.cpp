@@ -240,10 +240,13 @@ void DAbstractPluginBackend::release(const Treatment& treatment, const DOrderOut
 {
     m_running = false;
     scheduleNext();
+    const QPointer<DAbstractPluginBackend> self(this);
     if (outcome.ok)
         applyTreatmentReply(treatment.index, treatment.commandName, outcome.results);
     else if (!treatment.commandName.isEmpty())
         qWarning().noquote() << objectName() << ": treatment" << treatment.index << treatment.commandName
                              << "failed:" << outcome.errorMessage;
-    Q_EMIT treatmentReleased(treatment.index, treatment.commandName, outcome.ok);
+    // The reply may have closed the page.
+    if (!self.isNull())
+        Q_EMIT treatmentReleased(treatment.index, treatment.commandName, outcome.ok);
 }

@@ -142,7 +142,7 @@ QVariant convertToDeclaredType(const QVariant& value, const QString& typeCode, Q
     if (typeCode == QLatin1String("ui16")) {
         converted = convertVariant(value, QMetaType::UShort, {});
         if (converted.isValid())
-            return converted.toUInt();
+            converted = converted.toUInt();
         setError(error, QStringLiteral("a whole number from 0 to 65535 is needed"));
     } else if (typeCode == QLatin1String("int")) {
         converted = convertVariant(value, QMetaType::Int, {});

@@ -1,0 +1,462 @@
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/d_abstract_plugin_backend.h>
+#include <lib_plugins_management/i_host.h>
+
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const QUuid c_device("{66666666-0000-0000-0000-000000000001}");
+const QUuid c_driver("{66666666-0000-0000-0000-000000000002}");
+
+class Plugin : public DAbstractPlugin
+{
+    Q_OBJECT
+
+public:
+    explicit Plugin(const QUuid& objectUuid)
+        : DAbstractPlugin(c_device, "Kind", CeTypeDevice, 1, objectUuid, nullptr, false)
+    {}
+    void initPluginCommands() override { initAbstractCommands(); }
+    IPlugin* createInstance(const QUuid& objectUuid) const override { return new Plugin(objectUuid); }
+    QString pluginSubTypeName() const override { return {}; }
+};
+
+// A host whose orders end when the test says so.
+class FakeHost : public IHost
+{
+    Q_OBJECT
+
+public:
+    struct Run
+    {
+        quint64 id = 0;
+        QUuid uuid;
+        QString command;
+        QVariantMap arguments;
+        QPointer<QObject> context;
+        EndHandler onEnd;
+    };
+
+    DAbstractPlugin* findInstance(const QUuid& uuid) const override { return m_instances.value(uuid); }
+    DAbstractPlugin* findTarget(const QUuid& uuid, const QString& target) const override
+    {
+        return uuid == c_device && target == "driver" ? m_instances.value(c_driver) : nullptr;
+    }
+    quint64 runCommand(const QUuid& uuid, const QString& command, const QVariantMap& arguments, int,
+                       QObject* context, EndHandler onEnd) override
+    {
+        const quint64 id = ++m_lastId;
+        runs.append({id, uuid, command, arguments, context, std::move(onEnd)});
+        return id;
+    }
+
+    void add(const QUuid& uuid)
+    {
+        m_instances.insert(uuid, new Plugin(uuid));
+        Q_EMIT instanceAdded(uuid);
+    }
+    void remove(const QUuid& uuid)
+    {
+        Q_EMIT instanceAboutToGo(uuid);
+        delete m_instances.take(uuid);
+    }
+    void endFirst(bool ok, const QVariantMap& results = {})
+    {
+        const Run run = runs.takeFirst();
+        if (!run.context.isNull())
+            run.onEnd(run.id, {ok, ok ? IMessenger::CeEcNone : IMessenger::CeEcTimeout, ok ? "" : "too late",
+                               results});
+    }
+    ~FakeHost() override { qDeleteAll(m_instances); }
+
+    QList<Run> runs;
+
+private:
+    quint64 m_lastId = 40;
+    QHash<QUuid, DAbstractPlugin*> m_instances;
+};
+
+// One element of a list of lists: QVariantList would take its elements instead.
+QVariant record(const QVariantList& fields)
+{
+    return fields;
+}
+
+class Backend : public DAbstractPluginBackend
+{
+    Q_OBJECT
+
+public:
+    explicit Backend(QObject* parent = nullptr)
+        : DAbstractPluginBackend("Module", parent)
+    {}
+    void applyTreatmentReply(int index, const QString& commandName, const QVariantMap& reply) override
+    {
+        applied.append(record({index, commandName, reply}));
+        if (deleteOnReply)
+            delete this;
+    }
+    bool onReply(quint64 id, const QVariantMap& reply)
+    {
+        answers.append(record({id, reply}));
+        return true;
+    }
+    bool onError(quint64 id, IMessenger::EnErrorCode code, const QVariantMap& map)
+    {
+        errors.append(record({id, int(code), map}));
+        return true;
+    }
+
+    QVariantList applied;
+    QVariantList answers;
+    QVariantList errors;
+    bool deleteOnReply = false;
+};
+
+// A backend of the device, complete.
+std::unique_ptr<Backend> completeBackend()
+{
+    auto backend = std::make_unique<Backend>();
+    backend->classBegin();
+    backend->setObjectId(c_device.toString());
+    backend->componentComplete();
+    return backend;
+}
+
+} // namespace
+
+class tst_Backend : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void oneAtATime();
+    void releaseOfFailures();
+    void nothingRunsInsideQueueTreatment();
+    void queueIsBounded();
+    void emptyName();
+    void handlerQueuesMore();
+    void deletedWhileWaiting();
+    void deletedByItsReply();
+    void withoutHost();
+    void instruction();
+    void connectionFollowsTheDriver();
+    void driverComesLate();
+    void driverGoesAndComesBack();
+    void instanceGoesAndComesBack();
+    void instanceComesLate();
+    void anotherObjectId();
+    void configuration();
+    void madeByQml();
+};
+
+void tst_Backend::oneAtATime()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
+    QVERIFY(!backend->hasPendingTreatments());
+    QVERIFY(backend->queueTreatment(0, "getRegister", {{"channel", "a"}}));
+    QVERIFY(backend->queueTreatment(200, "setProgram", {{"program", 12}}));
+    QVERIFY(backend->hasPendingTreatments());
+    QTRY_COMPARE(host.runs.size(), 1);
+    QCOMPARE(host.runs.first().uuid, c_device);
+    QCOMPARE(host.runs.first().command, QString("getRegister"));
+    QCOMPARE(host.runs.first().arguments, (QVariantMap{{"channel", "a"}}));
+    host.endFirst(true, {{"values", 5}});
+    QCOMPARE(backend->applied, (QVariantList{record({0, "getRegister", QVariantMap{{"values", 5}}})}));
+    QCOMPARE(released.size(), 1);
+    QCOMPARE(released.first(), (QVariantList{0, "getRegister", true}));
+    QVERIFY(host.runs.isEmpty()); // the next one follows from the event loop
+    QTRY_COMPARE(host.runs.size(), 1);
+    QCOMPARE(host.runs.first().command, QString("setProgram"));
+    QVERIFY(backend->hasPendingTreatments());
+    host.endFirst(true);
+    QVERIFY(!backend->hasPendingTreatments());
+    QCOMPARE(released.last(), (QVariantList{200, "setProgram", true}));
+}
+
+void tst_Backend::releaseOfFailures()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
+    backend->queueTreatment(3, "setLock", {});
+    QTRY_COMPARE(host.runs.size(), 1);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("setLock.*too late"));
+    host.endFirst(false, {{"doneOk", false}});
+    QVERIFY(backend->applied.isEmpty());
+    QCOMPARE(released.first(), (QVariantList{3, "setLock", false}));
+    QVERIFY(!backend->hasPendingTreatments());
+}
+
+void tst_Backend::nothingRunsInsideQueueTreatment()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    backend->queueTreatment(0, "a", {});
+    QVERIFY(host.runs.isEmpty());
+    QTRY_COMPARE(host.runs.size(), 1);
+}
+
+void tst_Backend::queueIsBounded()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    for (int i = 0; i < DAbstractPluginBackend::c_queueCapacity; ++i)
+        QVERIFY(backend->queueTreatment(i, "a", {}));
+    QVERIFY(!backend->queueTreatment(999, "a", {}));
+    QTRY_COMPARE(host.runs.size(), 1); // it waits no more
+    QVERIFY(backend->queueTreatment(999, "a", {}));
+    QVERIFY(!backend->queueTreatment(1000, "a", {}));
+}
+
+void tst_Backend::emptyName()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("Module.*treatment 4 names no command"));
+    QVERIFY(backend->queueTreatment(4, "", {{"value", true}}));
+    QVERIFY(backend->queueTreatment(5, "next", {}));
+    QTRY_COMPARE(host.runs.size(), 1);
+    QCOMPARE(released.size(), 1);
+    QCOMPARE(released.first(), (QVariantList{4, "", false}));
+    QVERIFY(backend->applied.isEmpty());
+    QCOMPARE(host.runs.first().command, QString("next"));
+}
+
+void tst_Backend::handlerQueuesMore()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    connect(backend.get(), &DAbstractPluginBackend::treatmentReleased, backend.get(),
+            [&](int index) { backend->queueTreatment(index + 1, "a", {}); });
+    backend->queueTreatment(0, "a", {});
+    for (int i = 0; i < 3; ++i) {
+        QTRY_COMPARE(host.runs.size(), 1);
+        host.endFirst(true);
+    }
+    QCOMPARE(backend->applied.size(), 3);
+    QCOMPARE(backend->applied.last().toList().first(), QVariant(2));
+}
+
+void tst_Backend::deletedWhileWaiting()
+{
+    FakeHost host;
+    host.add(c_device);
+    auto backend = completeBackend();
+    backend->queueTreatment(0, "a", {});
+    QTRY_COMPARE(host.runs.size(), 1);
+    backend.reset();
+    QVERIFY(host.runs.first().context.isNull());
+    host.endFirst(true);
+    host.remove(c_device);
+}
+
+void tst_Backend::deletedByItsReply()
+{
+    FakeHost host;
+    host.add(c_device);
+    QPointer<Backend> backend = completeBackend().release();
+    backend->deleteOnReply = true;
+    backend->queueTreatment(0, "a", {});
+    backend->queueTreatment(1, "a", {});
+    QTRY_COMPARE(host.runs.size(), 1);
+    host.endFirst(true);
+    QVERIFY(backend.isNull());
+    QVERIFY(host.runs.isEmpty());
+}
+
+void tst_Backend::withoutHost()
+{
+    const auto backend = completeBackend();
+    QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
+    QVERIFY(!backend->isConnected());
+    QCOMPARE(backend->sendAnInstruction("getInfo", {}, {}, -1, {}), quint64(0));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("no host is running"));
+    QVERIFY(backend->queueTreatment(1, "a", {}));
+    QTRY_COMPARE(released.size(), 1);
+    QCOMPARE(released.first(), (QVariantList{1, "a", false}));
+}
+
+void tst_Backend::instruction()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    Backend* const raw = backend.get();
+    backend->queueTreatment(0, "waiting", {});
+    const quint64 first = backend->sendAnInstruction("getInfo", {{"reference", "MDC"}},
+                                                     {raw, &Backend::onReply}, -1, {raw, &Backend::onError});
+    QVERIFY(first != 0);
+    QCOMPARE(host.runs.size(), 1); // past the queue
+    QCOMPARE(host.runs.first().uuid, c_device);
+    QCOMPARE(host.runs.first().arguments, (QVariantMap{{"reference", "MDC"}}));
+    host.endFirst(true, {{"deviceInformation", QVariantList{1}}});
+    QCOMPARE(backend->answers,
+             (QVariantList{record({first, QVariantMap{{"deviceInformation", QVariantList{1}}}})}));
+    QVERIFY(backend->errors.isEmpty());
+
+    const quint64 second =
+        backend->sendAnInstruction("getInfo", {}, {raw, &Backend::onReply}, -1, {raw, &Backend::onError});
+    host.endFirst(false);
+    QCOMPARE(backend->answers.size(), 1);
+    QCOMPARE(backend->errors, (QVariantList{record({second, int(IMessenger::CeEcTimeout),
+                                                    QVariantMap{{"errorCode", int(IMessenger::CeEcTimeout)},
+                                                                {"errorMessage", "too late"}}})}));
+    backend->sendAnInstruction("getInfo", {}, {raw, &Backend::onReply}, -1, {});
+    host.endFirst(false); // nobody wants to hear of it
+    QCOMPARE(backend->answers.size(), 1);
+}
+
+void tst_Backend::connectionFollowsTheDriver()
+{
+    FakeHost host;
+    host.add(c_driver);
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QVERIFY(backend->isConnected());
+    QSignalSpy changed(backend.get(), &DAbstractPluginBackend::isConnectedChanged);
+    host.findInstance(c_driver)->setProperty("connected", false, false);
+    QVERIFY(!backend->isConnected());
+    host.findInstance(c_driver)->setProperty("other", true, false);
+    QVERIFY(!backend->isConnected());
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    QVERIFY(backend->isConnected());
+    QCOMPARE(changed.size(), 2);
+}
+
+void tst_Backend::driverComesLate()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QVERIFY(!backend->isConnected());
+    host.add(c_driver);
+    QVERIFY(!backend->isConnected());
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    QVERIFY(backend->isConnected());
+}
+
+void tst_Backend::driverGoesAndComesBack()
+{
+    FakeHost host;
+    host.add(c_driver);
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy initialized(backend.get(), &DAbstractPluginBackend::abstractBackendInitialized);
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    QVERIFY(backend->isConnected());
+    host.remove(c_driver);
+    QVERIFY(!backend->isConnected());
+    host.add(c_driver);
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    QVERIFY(backend->isConnected());
+    QVERIFY(initialized.isEmpty());
+}
+
+void tst_Backend::instanceGoesAndComesBack()
+{
+    FakeHost host;
+    host.add(c_driver);
+    host.add(c_device);
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    const auto backend = completeBackend();
+    QSignalSpy initialized(backend.get(), &DAbstractPluginBackend::abstractBackendInitialized);
+    host.remove(c_device);
+    QVERIFY(!backend->isConnected());
+    QVERIFY(backend->configuration().isNull());
+    host.findInstance(c_driver)->setProperty("connected", false, false);
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    QVERIFY(!backend->isConnected());
+    host.add(c_device);
+    QCOMPARE(initialized.size(), 1);
+    QVERIFY(backend->isConnected());
+    backend->queueTreatment(0, "a", {});
+    QTRY_COMPARE(host.runs.size(), 1);
+}
+
+void tst_Backend::instanceComesLate()
+{
+    FakeHost host;
+    Backend backend;
+    QSignalSpy initialized(&backend, &DAbstractPluginBackend::abstractBackendInitialized);
+    backend.setObjectId(c_device.toString());
+    QVERIFY(initialized.isEmpty());
+    backend.componentComplete();
+    QVERIFY(initialized.isEmpty());
+    host.add(c_driver);
+    QVERIFY(initialized.isEmpty());
+    host.add(c_device);
+    QCOMPARE(initialized.size(), 1);
+}
+
+void tst_Backend::anotherObjectId()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy initialized(backend.get(), &DAbstractPluginBackend::abstractBackendInitialized);
+    backend->setObjectId("nonsense");
+    QVERIFY(initialized.isEmpty());
+    backend->setObjectId(c_device.toString());
+    QCOMPARE(initialized.size(), 1);
+    backend->setObjectId(c_device.toString());
+    QCOMPARE(initialized.size(), 1);
+}
+
+void tst_Backend::configuration()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QVERIFY(backend->configuration().isNull());
+    host.findInstance(c_device)->setInPluginConfig("channels", QJsonArray{"a"});
+    QVERIFY(!backend->configuration().isNull());
+    QCOMPARE(*backend->configuration(), (QVariantMap{{"channels", QVariantList{"a"}}}));
+}
+
+void tst_Backend::madeByQml()
+{
+    FakeHost host;
+    host.add(c_driver);
+    host.add(c_device);
+    host.findInstance(c_driver)->setProperty("connected", true, false);
+    qmlRegisterType<Backend>("BackendTest", 1, 0, "Backend");
+    QQmlEngine engine;
+    QQmlComponent component(&engine);
+    component.setData("import QtQml 2.15\nimport BackendTest 1.0\n"
+                      "Backend { property int initialized: 0; name: \"mdc\"; reference: \"MDC\"\n"
+                      "objectId: \"{66666666-0000-0000-0000-000000000001}\"\n"
+                      "onAbstractBackendInitialized: initialized += 1 }",
+                      QUrl());
+    const std::unique_ptr<QObject> object(component.create());
+    QVERIFY2(object != nullptr, qPrintable(component.errorString()));
+    QCOMPARE(object->property("initialized"), QVariant(1));
+    QCOMPARE(object->property("isConnected"), QVariant(true));
+    const auto* const backend = qobject_cast<Backend*>(object.get());
+    QVERIFY(backend != nullptr);
+    QCOMPARE(backend->name(), QString("mdc"));
+    QCOMPARE(backend->reference(), QString("MDC"));
+    QCOMPARE(backend->objectId(), c_device.toString());
+}
+
+QTEST_GUILESS_MAIN(tst_Backend)
+#include "tst_backend.moc"
