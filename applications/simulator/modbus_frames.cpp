@@ -72,6 +72,34 @@ FrameScan takeRtuResponse(QByteArray& buffer, QByteArray* frame)
     return takeRtuFrame(buffer, isException ? 1 : QModbusResponse::calculateDataSize(pdu), frame);
 }
 
+bool isKnownFunction(quint8 function)
+{
+    switch (function) {
+    case QModbusPdu::ReadCoils:
+    case QModbusPdu::ReadDiscreteInputs:
+    case QModbusPdu::ReadHoldingRegisters:
+    case QModbusPdu::ReadInputRegisters:
+    case QModbusPdu::WriteSingleCoil:
+    case QModbusPdu::WriteSingleRegister:
+    case QModbusPdu::ReadExceptionStatus:
+    case QModbusPdu::Diagnostics:
+    case QModbusPdu::GetCommEventCounter:
+    case QModbusPdu::GetCommEventLog:
+    case QModbusPdu::WriteMultipleCoils:
+    case QModbusPdu::WriteMultipleRegisters:
+    case QModbusPdu::ReportServerId:
+    case QModbusPdu::ReadFileRecord:
+    case QModbusPdu::WriteFileRecord:
+    case QModbusPdu::MaskWriteRegister:
+    case QModbusPdu::ReadWriteMultipleRegisters:
+    case QModbusPdu::ReadFifoQueue:
+    case QModbusPdu::EncapsulatedInterfaceTransport:
+        return true;
+    default:
+        return false;
+    }
+}
+
 quint16 rtuChecksum(const QByteArray& bytes)
 {
     quint16 sum = 0xFFFF;

@@ -26,6 +26,10 @@ FrameScan takeTcpFrame(QByteArray& buffer, QByteArray* frame);
 FrameScan takeRtuRequest(QByteArray& buffer, QByteArray* frame);
 FrameScan takeRtuResponse(QByteArray& buffer, QByteArray* frame);
 
+// Whether the library server knows the function. It stores others as values that no function has, and
+// answers as if 0 had been asked for: they are refused before it.
+bool isKnownFunction(quint8 function);
+
 quint16 rtuChecksum(const QByteArray& bytes);
 
 // The answer that refuses `request` with an exception code.

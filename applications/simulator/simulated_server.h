@@ -41,7 +41,7 @@ protected:
     QModbusResponse processRequest(const QModbusPdu& request) override
     {
         const auto own = answerByController(m_controller, request);
-        const QModbusResponse response = own ? *own : LibraryServer::processRequest(request);
+        QModbusResponse response = own ? *own : LibraryServer::processRequest(request);
         // Here and not in dataWritten: that signal is silent for a value that does not change.
         noteWrite(m_controller, m_transport, request,
                   response.isException() ? static_cast<quint8>(response.exceptionCode()) : quint8(0));

@@ -10,6 +10,7 @@
 #include <QModbusTcpServer>
 #include <QSerialPort>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTimer>
 
 #include <utility>
@@ -210,7 +211,7 @@ bool Simulator::listenSerial(const QString& device, int baudRate, char parity, Q
 QString Simulator::openPseudoTerminal(QString* error)
 {
     auto terminal = std::make_unique<PseudoTerminal>();
-    const QString name = terminal->openPair(error);
+    QString name = terminal->openPair(error);
     if (name.isEmpty() || !d->serve(std::move(terminal), error))
         return {};
     return name;
@@ -231,7 +232,16 @@ void Simulator::close()
     d->backUp.stop();
     d->isDown = false;
     d->tcpRelay.reset();
-    d->tcpServer.reset();
+    if (d->tcpServer) {
+        // The library frees what it keeps for a client with that client's socket, but no longer once
+        // the server itself is being destroyed.
+        const QList<QTcpSocket*> sockets = d->tcpServer->findChildren<QTcpSocket*>();
+        for (QTcpSocket* socket : sockets) {
+            socket->abort();
+            delete socket;
+        }
+        d->tcpServer.reset();
+    }
     d->serial.clear();
 }
 

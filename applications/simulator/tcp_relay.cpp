@@ -6,8 +6,9 @@ namespace {
 
 constexpr int c_unitOffset = 6;
 constexpr int c_functionOffset = 7;
+constexpr quint8 c_illegalFunction = 1;
 // A client that asks and does not read: more than this waiting for it ends its connection.
-constexpr qint64 c_maximumUnread = 256 * 1024;
+constexpr qint64 c_maximumUnread = 0x40000;
 // A port that is not free again after a refusal or a restart is tried for again after so long (ms).
 constexpr int c_listenRetry = 100;
 
@@ -96,6 +97,10 @@ void TcpRelayClient::handleRequest(const QByteArray& frame)
             return;
         }
     }
+    if (!isKnownFunction(function)) {
+        answer(fault, tcpExceptionAnswer(frame, c_illegalFunction));
+        return;
+    }
     m_pending.append({frame.left(2), fault});
     // Not before the first request: a client that only connects costs one socket.
     if (m_inner->state() == QAbstractSocket::UnconnectedState)
@@ -114,9 +119,14 @@ void TcpRelayClient::readInner()
         if (m_pending.isEmpty())
             continue;
         const auto fault = m_pending.takeFirst().fault;
-        m_queue.add(fault ? bendAnswer(*fault, frame, c_tcpHeaderSize)
-                          : Delivery{frame, 0, Delivery::Ending::Open});
+        answer(fault, frame);
     }
+}
+
+void TcpRelayClient::answer(const std::optional<Fault>& fault, const QByteArray& frame)
+{
+    m_queue.add(fault ? bendAnswer(*fault, frame, c_tcpHeaderSize)
+                      : Delivery{frame, 0, Delivery::Ending::Open});
 }
 
 void TcpRelayClient::deliver(const Delivery& delivery)

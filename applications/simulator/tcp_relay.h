@@ -34,6 +34,7 @@ private:
     void readClient();
     void readInner();
     void handleRequest(const QByteArray& frame);
+    void answer(const std::optional<Fault>& fault, const QByteArray& frame);
     void deliver(const Delivery& delivery);
     void finish();
 

@@ -75,6 +75,13 @@ class TestSimulator : public QObject
 {
     Q_OBJECT
 
+    void openLine(const QString& name);
+    QByteArray line() const { return m_fromLine.toHex(); }
+
+    std::unique_ptr<Simulator> m_simulator;
+    std::unique_ptr<QSerialPort> m_line;
+    QByteArray m_fromLine;
+
 private Q_SLOTS:
     void init();
     void cleanup();
@@ -128,14 +135,6 @@ private Q_SLOTS:
     void programRefuses_data();
     void programRefuses();
     void programLists();
-
-private:
-    void openLine(const QString& name);
-    QByteArray line() const { return m_fromLine.toHex(); }
-
-    std::unique_ptr<Simulator> m_simulator;
-    std::unique_ptr<QSerialPort> m_line;
-    QByteArray m_fromLine;
 };
 
 void TestSimulator::init()
@@ -190,6 +189,10 @@ void TestSimulator::answersOverTcp_data()
                           << QByteArray::fromHex("0002 0000 0003 01 85 02");
     QTest::newRow("mask write") << QByteArray::fromHex("0002 0000 0008 01 16 1771 0000 0001")
                                 << QByteArray::fromHex("0002 0000 0003 01 96 01");
+    QTest::newRow("unknown function")
+        << QByteArray::fromHex("0002 0000 0002 01 65") << QByteArray::fromHex("0002 0000 0003 01 E5 01");
+    QTest::newRow("function with the exception bit")
+        << QByteArray::fromHex("0002 0000 0002 01 83") << QByteArray::fromHex("0002 0000 0003 01 83 01");
     QTest::newRow("diagnostics") << QByteArray::fromHex("0002 0000 0006 01 08 0000 0000")
                                  << QByteArray::fromHex("0002 0000 0003 01 88 01");
     QTest::newRow("identification") << c_identify << c_identity;
