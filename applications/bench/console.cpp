@@ -96,6 +96,12 @@ void Console::warning(const QString& text)
         message(QStringLiteral("warning: "), Tint::Doubtful, text);
 }
 
+void Console::hint(const QString& text)
+{
+    if (!m_quiet)
+        message(QStringLiteral("hint: "), Tint::None, text);
+}
+
 void Console::note(const QString& text)
 {
     if (m_verbose)

@@ -23,6 +23,7 @@ public:
     // Each one line "mdc-bench: …" to standard error.
     void error(const QString& text);
     void warning(const QString& text); // not when quiet
+    void hint(const QString& text);    // what to do about an error; not when quiet
     void note(const QString& text);    // verbose only
 
     bool verbose() const { return m_verbose; }

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "applications/bench/command_line.h"
+#include "applications/bench/console.h"
+#include "applications/bench/exit_code.h"
+#include "applications/bench/interrupt.h"
+
+// One function per subcommand: does the work, speaks on the console, returns what the program exits
+// with. Each needs an application object and makes its own bench.
+ExitCode runDemo(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runList(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runCommands(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& interrupt);
