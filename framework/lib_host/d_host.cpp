@@ -70,7 +70,7 @@ public:
     QString nameOf(const DAbstractPlugin* plugin) const;
     DOrder* makeOrder(quint64 id, DOrder* caller, DOrderRequest request);
     void place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
-               int timeout, Waiter waiter);
+               int timeout, const Waiter& waiter);
     void tellOutcome(quint64 id, const Waiter& waiter, const DOrderOutcome& outcome);
 
     bool addRoot(DAbstractPlugin* root, QString* error);
@@ -227,7 +227,7 @@ DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest requ
 }
 
 void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command,
-                           const QVariantMap& arguments, int timeout, Waiter waiter)
+                           const QVariantMap& arguments, int timeout, const Waiter& waiter)
 {
     if (going || orders.size() - instructionCount >= c_orderCapacity) {
         tellOutcome(id, waiter,
@@ -239,7 +239,7 @@ void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command
                      {}});
         return;
     }
-    waiters.insert(id, std::move(waiter));
+    waiters.insert(id, waiter);
     DAbstractPlugin* const plugin = instance(uuid);
     const QString title = plugin == nullptr ? uuid.toString() : nameOf(plugin);
     makeOrder(id, nullptr, {plugin, title, command, arguments, timeout});
@@ -535,13 +535,17 @@ QList<DPluginReport> DHost::loadPlugins(const QString& folder)
         report.file = plugin.file;
         report.error = plugin.error;
         QString why;
-        if (plugin.root != nullptr && !d->addRoot(plugin.root, &why))
-            report.error = QStringLiteral("%1: %2").arg(plugin.file, why);
-        if (report.error.isEmpty()) {
+        if (plugin.root == nullptr) {
+            made.append(report);
+            continue;
+        }
+        if (d->addRoot(plugin.root, &why)) {
             report.pluginUuid = plugin.root->pluginUuid();
             report.name = plugin.root->pluginName();
             report.version = plugin.root->pluginVersion();
             report.type = plugin.root->pluginType();
+        } else {
+            report.error = QStringLiteral("%1: %2").arg(plugin.file, why);
         }
         made.append(report);
     }
@@ -658,7 +662,7 @@ quint64 DHost::runCommand(const QUuid& objectUuid, const QString& command, const
     waiter.context = context;
     waiter.onEnd = std::move(onEnd);
     if (d->isOwnThread("runCommand")) {
-        d->place(id, objectUuid, command, arguments, timeout, std::move(waiter));
+        d->place(id, objectUuid, command, arguments, timeout, waiter);
         return id;
     }
     // `context` may live and die on the calling thread, so the host's must not keep it.

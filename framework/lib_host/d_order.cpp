@@ -251,7 +251,7 @@ bool DOrder::execute()
     return true;
 }
 
-void DOrder::receive(Delivery delivery)
+void DOrder::receive(const Delivery& delivery)
 {
     if (m_ended || !m_inFlight.contains(delivery.instructionId))
         return;
@@ -267,7 +267,7 @@ void DOrder::receive(Delivery delivery)
                                  << ": updates are dropped, their handler does not keep up with them";
         m_updatesDropped = true;
     }
-    m_inbox.append(std::move(delivery));
+    m_inbox.append(delivery);
     scheduleDelivery();
 }
 

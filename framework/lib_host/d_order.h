@@ -120,7 +120,7 @@ private:
 
     void start();
     bool execute();
-    void receive(Delivery delivery);
+    void receive(const Delivery& delivery);
     void scheduleDelivery();
     void deliverNext();
     void deliver(const Delivery& delivery);
