@@ -2,6 +2,7 @@
 
 #include "plugins/p_driver_modbus/source/answer_check.h"
 
+#include <QDataStream>
 #include <QDebug>
 #include <QModbusReply>
 #include <QModbusRtuSerialMaster>
@@ -38,16 +39,15 @@ int pauseAfter(int failures)
     return pause - static_cast<int>(QRandomGenerator::global()->bounded(pause / 5 + 1));
 }
 
-// Empty when the client could not make sense of the frame, or was closed. It calls an exception
-// invalid, so that its isValid() cannot be asked.
+// Empty when the client could not make sense of the frame, or was closed. Written to a stream by the
+// library, because the function code of an exception is a value that its enumeration does not have:
+// neither functionCode() nor isValid() can be asked.
 QByteArray pduOf(const QModbusResponse& response)
 {
-    auto function = static_cast<quint8>(response.functionCode());
-    if (function == QModbusPdu::Invalid)
-        return {};
-    if (response.isException())
-        function |= QModbusPdu::ExceptionByte;
-    return static_cast<char>(function) + response.data();
+    QByteArray pdu;
+    QDataStream stream(&pdu, QIODevice::WriteOnly);
+    stream << response;
+    return pdu.startsWith('\0') ? QByteArray() : pdu;
 }
 
 QSerialPort::Parity parityOf(ModbusConfiguration::Parity parity)
@@ -382,7 +382,6 @@ void ModbusLink::onBytes()
     QIODevice* const device = m_client->device();
     device->rollbackTransaction();
     const QByteArray bytes = device->read(device->bytesAvailable());
-    device->commitTransaction();
     device->startTransaction();
     if (bytes.isEmpty())
         return;

@@ -9,6 +9,9 @@ namespace {
 // A timer may fire a little before its time, and a poll shared with a faster listener is on that
 // one's beat: so much earlier than its own time a listener takes a read for its own.
 constexpr std::chrono::milliseconds c_tolerance{2};
+// A poll that starts shortly before a caller gives up still needs the time of an answer: ending it
+// early would close a good link.
+constexpr int c_leastPollTime = 500;
 
 } // namespace
 
@@ -125,7 +128,7 @@ QDeadlineTimer PollSchedule::deadlineOf(const Range& range)
         if (!deadline.hasExpired())
             earliest = std::min(earliest, deadline);
     }
-    return earliest;
+    return std::max(earliest, QDeadlineTimer(c_leastPollTime, Qt::PreciseTimer));
 }
 
 PollSchedule::Range* PollSchedule::findRange(const ModbusRequest& request) const

@@ -15,7 +15,8 @@
 // Listeners to the same range share its reads, at the interval of the fastest of them; a slower one
 // is given the first read at or after each of its own times. Intervals count from start to start. A
 // poll that is due while its predecessor is still waiting or in flight is skipped and counted.
-// Failures are told to every listener of the range, whatever its interval.
+// Failures are told to every listener of the range, whatever its interval. A poll ends by the
+// earliest deadline of its listeners' callers, but has 500 ms at least.
 class PollSchedule : public QObject
 {
     Q_OBJECT

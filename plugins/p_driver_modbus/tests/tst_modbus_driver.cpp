@@ -48,6 +48,7 @@ private Q_SLOTS:
     void chatterClosesTheLink();
     void listening();
     void listeningSkipsWhatIsLate();
+    void pollNearItsCallersDeadline();
     void listenersShareAPoll();
     void listenersKeepTheirIntervals();
     void listeningSurvivesAnOutage();
@@ -383,7 +384,7 @@ void TestModbusDriver::foreignParent()
 
 void TestModbusDriver::builtPluginLoads()
 {
-    QPluginLoader loader(QStringLiteral(MDC_BINARY_DIRECTORY "/plugins/libp_driver_modbus.so"));
+    QPluginLoader loader(QStringLiteral(MDC_DRIVER_FILE));
     QCOMPARE(loader.metaData().value("className").toString(), QStringLiteral("PDriverModbus"));
     QCOMPARE(loader.metaData().value("IID").toString(), QStringLiteral("org.mdcbench.PDriverModbus"));
     const auto* const root = qobject_cast<IPlugin*>(loader.instance());
@@ -769,6 +770,20 @@ void TestModbusDriver::listeningSkipsWhatIsLate()
     QVERIFY2(bench.statistic("skippedPolls") >= 10,
              qPrintable(QString::number(bench.statistic("skippedPolls"))));
     QCOMPARE(order->failures.size(), 0);
+    order->stop();
+}
+
+void TestModbusDriver::pollNearItsCallersDeadline()
+{
+    Bench bench;
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.setAnswerDelay(60);
+    // The second poll starts some 50 ms before its caller gives up, and needs more.
+    const std::unique_ptr<FakeOrder> order = bench.run("listen", listenArguments(1, 250), 240);
+    QTRY_COMPARE(order->updates.size(), 3);
+    QCOMPARE(order->failures.size(), 0);
+    QCOMPARE(bench.statistic("reconnects"), 0);
     order->stop();
 }
 
