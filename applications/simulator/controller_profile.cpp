@@ -59,8 +59,8 @@ QByteArray ControllerProfile::identificationBlock() const
     putWord(block, 2, family);
     putWord(block, 4, toolCode);
     putWord(block, 6, firmware);
-    // The serial number's bytes, its last group first. The 12-byte layout shows them as
-    // 07.03.0125 (two bytes of the last group make one number), the others as 19071500 42 and so on.
+    // The serial number's bytes, its last group first. The 12-byte layout reads 07.03.0125, its last
+    // group one number of two bytes; the others read 1907150042, or with the family in the middle.
     if (layout == Layout::Bytes12) {
         block[8] = 125;
         block[9] = 0;
