@@ -20,6 +20,8 @@ class TestModbusDriver : public QObject
 {
     Q_OBJECT
 
+    QStringList m_table; // fault × instruction → outcome, printed at the end
+
 private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
@@ -59,9 +61,6 @@ private Q_SLOTS:
     void settlesAfterConnecting();
     void statisticsAndTrace();
     void worksWithAnotherMakesServer();
-
-private:
-    QStringList m_table;
 };
 
 namespace {
@@ -745,7 +744,7 @@ void TestModbusDriver::listening()
         QCOMPARE(update, (QVariantMap{{"values", QVariantList{5101, 5102}}}));
     // From start to start: the time that an answer takes is not added to the interval.
     const qint64 span = bench.peer.requestTimes.at(c_polls) - bench.peer.requestTimes.first();
-    QVERIFY2(qAbs(span - c_polls * c_interval) <= c_interval, qPrintable(QString::number(span)));
+    QVERIFY2(qAbs(span - qint64{c_polls} * c_interval) <= c_interval, qPrintable(QString::number(span)));
     QCOMPARE(bench.driver->schedule()->rangeCount(), 0);
     // Nothing is sent once it has been stopped.
     QTRY_COMPARE(bench.statistic("sent"), bench.statistic("answered"));

@@ -113,10 +113,11 @@ private:
         if (count <= 0)
             return;
         m_received.append(buffer, static_cast<int>(count));
-        const int function = m_received.size() > 1 ? m_received.at(1) : 0;
-        const int size = function == 0x11                            ? 4
-                         : function == 0x10 && m_received.size() > 6 ? 9 + m_received.at(6)
-                                                                     : 8;
+        const int function = m_received.size() > 1 ? static_cast<quint8>(m_received.at(1)) : 0;
+        const int size = function == 0x11 ? 4
+                         : function == 0x10 && m_received.size() > 6
+                             ? 9 + static_cast<quint8>(m_received.at(6))
+                             : 8;
         if (m_received.size() < size)
             return;
         const QByteArray request = m_received.left(size - 2);
@@ -169,7 +170,7 @@ private:
 
     QByteArray pdu(const QByteArray& request) const
     {
-        const int function = request.at(0);
+        const int function = static_cast<quint8>(request.at(0));
         if (function == 0x11)
             return QByteArray::fromHex("110c") + QByteArray("identity.ok!");
         if (function == 0x06)
