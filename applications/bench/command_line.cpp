@@ -62,15 +62,46 @@ constexpr const char* c_checkExamples =
     "  mdc-bench check\n"
     "  mdc-bench --config bench.json check --timeout 1000\n";
 
+constexpr const char* c_generalGroup = "General";
+constexpr std::size_t c_helpColumn = 30;
+
 // Shows the options that hold for every subcommand in the help of each.
 class HelpFormatter : public CLI::Formatter
 {
 public:
+    std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override
+    {
+        std::string text = CLI::Formatter::make_help(app, std::move(name), mode);
+        for (std::size_t at = 0; (at = text.find("\n\n\n", at)) != std::string::npos;)
+            text.erase(at, 1);
+        return text;
+    }
+
     std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode mode) const override
     {
-        if (app->get_parent() == nullptr || mode == CLI::AppFormatMode::Sub)
+        const CLI::App* const parent = app->get_parent();
+        if (parent == nullptr || mode == CLI::AppFormatMode::Sub)
             return CLI::Formatter::make_subcommands(app, mode);
-        return "\n" + make_groups(app->get_parent(), CLI::AppFormatMode::Sub);
+        std::string text;
+        for (const std::string& group : parent->get_groups()) {
+            if (group != c_generalGroup)
+                text +=
+                    "\n" + make_group(group, false, parent->get_options([&group](const CLI::Option* option) {
+                        return option->get_group() == group;
+                    }));
+        }
+        return text;
+    }
+
+    // The type and nothing else: what excludes what is told when it happens.
+    std::string make_option_opts(const CLI::Option* option) const override
+    {
+        return option->get_type_name().empty() ? std::string() : " " + option->get_type_name();
+    }
+
+    std::string make_description(const CLI::App* app) const override
+    {
+        return app->get_description() + "\n\n";
     }
 };
 
@@ -144,17 +175,17 @@ struct Parser
     Parser()
     {
         app.formatter(std::make_shared<HelpFormatter>());
-        app.get_formatter()->column_width(28);
-        app.get_help_ptr()->group("General");
+        app.get_formatter()->column_width(c_helpColumn);
+        app.get_help_ptr()->group(c_generalGroup);
         app.set_version_flag("--version", versionText().toStdString(), "Print the version and exit")
-            ->group("General");
+            ->group(c_generalGroup);
         app.require_subcommand(1);
         app.fallthrough();
         addCommonOptions();
         addSubcommands();
         app.footer(c_examples + exitCodeTable().toStdString());
         for (CLI::App* subcommand : app.get_subcommands({})) {
-            subcommand->get_formatter()->column_width(28);
+            subcommand->get_formatter()->column_width(c_helpColumn);
             subcommand->get_help_ptr()->group("Options");
         }
     }
@@ -169,8 +200,9 @@ struct Parser
         app.add_option("--plugins", raw.plugins, "Folder of the plug-ins [<program>/../plugins]")
             ->type_name("DIR")
             ->group(bench);
-        app.add_option("--properties", raw.properties,
-                       "Where persistent properties are kept [in the user's data folder]")
+        app.add_option(
+               "--properties", raw.properties,
+               "Where persistent properties are kept [in the user's data folder; none when simulated]")
             ->type_name("FILE")
             ->group(bench);
         app.add_option("--trace", raw.trace, "Write every frame that is sent or received to this file")
@@ -389,7 +421,9 @@ ParsedCommandLine parseCommandLine(const QStringList& arguments)
     ParsedCommandLine result;
     if (arguments.isEmpty()) {
         result.exitCode = ExitCode::Usage;
-        result.text = QString::fromStdString(parser.app.help()).trimmed();
+        result.text = QStringLiteral("a subcommand is required: %1\n"
+                                     "Start with \"mdc-bench demo\", or see \"mdc-bench --help\".")
+                          .arg(parser.subcommandNames().join(QStringLiteral(", ")));
         return result;
     }
     // Last argument first, as this overload wants it.

@@ -188,7 +188,12 @@ ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interr
                           : end.outcome.errorMessage);
     if (end.code == ExitCode::CommandFailed && isDevice)
         explainFailure(console, session, *plugin, command, arguments.values);
-    if (!remedyFor(end.code).isEmpty())
+    // The order's own bound cuts off whatever its instructions wait for.
+    if (end.code == ExitCode::TimedOut && options.timeout > 0)
+        console.hint(
+            QStringLiteral("the time of the whole order was up (--timeout); what had been sent by then may "
+                           "have been done"));
+    else if (!remedyFor(end.code).isEmpty())
         console.hint(remedyFor(end.code));
     return end.code;
 }

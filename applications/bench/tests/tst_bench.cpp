@@ -621,7 +621,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("text"); // a part of it
-        QTest::newRow("nothing") << QStringList{} << "Usage: mdc-bench";
+        QTest::newRow("nothing") << QStringList{} << "mdc-bench demo";
         QTest::newRow("subcommand") << QStringList{"lits"} << "did you mean \"list\"?";
         QTest::newRow("no subcommand") << QStringList{"-v"} << "subcommand is required";
         QTest::newRow("option") << QStringList{"list", "--formt", "json"} << "did you mean \"--format\"?";
