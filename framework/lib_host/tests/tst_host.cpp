@@ -468,9 +468,10 @@ void tst_Host::instanceDeletedInsideHandler()
 {
     QFETCH(bool, inReply);
     bool survived = false;
-    const auto suicide = [&survived](ScriptedCommand& command) {
+    const DHost* host = nullptr;
+    const auto suicide = [&survived, &host](ScriptedCommand& command) {
         const QPointer<ScriptedCommand> self(&command);
-        delete command.parent();
+        delete host->findInstance(c_device);
         survived = !self.isNull() && command.parent() == nullptr &&
                    !command.commandUpdateResult("values", 1) && command.place("driver", "read") == 0;
         return true;
@@ -481,6 +482,7 @@ void tst_Host::instanceDeletedInsideHandler()
     };
     script.reply = [=](ScriptedCommand& command, quint64, const QVariantMap&) { return suicide(command); };
     ScriptedBench bench({{"die", script}}, {{"read", answers({})}});
+    host = bench.host.get();
     const quint64 id = bench.start("die");
     QTRY_VERIFY(bench.isFinished(id));
     QVERIFY(survived);

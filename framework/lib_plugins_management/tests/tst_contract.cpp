@@ -114,7 +114,7 @@ public:
         if (!open)
             return 0;
         instructions.append(record({target, instruction, arguments, timeout}));
-        return quint64(100 + instructions.size());
+        return 100 + quint64(instructions.size());
     }
     bool updateResults(const QVariantMap& published) override
     {
