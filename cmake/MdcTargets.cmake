@@ -2,8 +2,13 @@
 # sanitizers and nothing else implicitly.
 
 add_library(mdc_options INTERFACE)
-target_compile_options(mdc_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+if(MSVC)
+    # The sources are UTF-8 without a mark.
+    target_compile_options(mdc_options INTERFACE /utf-8 /W4 /WX /permissive-)
+else()
+    target_compile_options(mdc_options INTERFACE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+endif()
 target_compile_definitions(mdc_options INTERFACE
     QT_DEPRECATED_WARNINGS)
 if(MDC_SANITIZE)

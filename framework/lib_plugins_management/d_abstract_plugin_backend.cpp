@@ -161,6 +161,10 @@ void DAbstractPluginBackend::attach()
     if (m_plugin.isNull())
         return;
     followDriver();
+    // Once: who builds a page from it would build everything a second time.
+    if (m_initialized)
+        return;
+    m_initialized = true;
     Q_EMIT abstractBackendInitialized();
 }
 

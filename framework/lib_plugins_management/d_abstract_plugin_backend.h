@@ -73,7 +73,7 @@ Q_SIGNALS:
     void objectIdChanged();
     void referenceChanged();
     void isConnectedChanged();
-    // The page is complete and the instance is there; again when it has come back.
+    // The page is complete and the instance is there: once, also when the instance goes and comes back.
     void abstractBackendInitialized();
     // The treatment has left the queue; `ok` tells whether its command succeeded.
     void treatmentReleased(int index, const QString& commandName, bool ok);
@@ -99,6 +99,7 @@ private:
     QString m_reference;
     bool m_connected = false;
     bool m_complete = false;
+    bool m_initialized = false;
     bool m_running = false;
     bool m_scheduled = false;
     QList<Treatment> m_queue;

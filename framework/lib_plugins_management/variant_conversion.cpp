@@ -2,11 +2,13 @@
 
 #include <QJsonDocument>
 #include <QJsonParseError>
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <type_traits>
 
 namespace {
 
@@ -35,6 +37,10 @@ std::optional<qint64> wholeNumber(const QVariant& value)
         return static_cast<qint64>(number);
     }
     default: {
+        // toLongLong() would also take blanks around a text and a plus sign.
+        static const QRegularExpression c_plainNumber(QStringLiteral("^-?[0-9]+$"));
+        if (typeOf(value) == QMetaType::QString && !c_plainNumber.match(value.toString()).hasMatch())
+            return std::nullopt;
         bool ok = false;
         const qint64 number = value.toLongLong(&ok);
         return ok ? std::optional<qint64>(number) : std::nullopt;

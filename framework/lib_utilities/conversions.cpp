@@ -64,10 +64,10 @@ quint8 convByteArrayToUInt08(const QByteArray& bytes, int index)
 
 quint16 convByteArrayToUInt16(const QByteArray& bytes, int index)
 {
-    // An index of INT_MAX has no neighbour: the high byte is then outside as well.
-    const quint8 low = convByteArrayToUInt08(bytes, index);
-    const quint8 high = index < bytes.size() ? convByteArrayToUInt08(bytes, index + 1) : quint8{0};
-    return static_cast<quint16>(low | (high << 8));
+    if (index < 0 || index >= bytes.size())
+        return 0;
+    return static_cast<quint16>(convByteArrayToUInt08(bytes, index) |
+                                (convByteArrayToUInt08(bytes, index + 1) << 8));
 }
 
 QString convVariantMapToString(const QVariantMap& map)

@@ -10,7 +10,7 @@
 LIB_UTILITIES_EXPORT quint8 convByteArrayToUInt08(const QByteArray& bytes, int index);
 
 // The 16-bit value at `index`, low byte first (the byte order of the identification block).
-// A byte outside the array counts as 0.
+// 0 when `index` is outside the array; at its last byte the missing high byte counts as 0.
 LIB_UTILITIES_EXPORT quint16 convByteArrayToUInt16(const QByteArray& bytes, int index);
 
 // A one-line form for logs, keys in order: {"info": 0x0102, "values": [1, 2]}.

@@ -387,7 +387,8 @@ void tst_Backend::instanceGoesAndComesBack()
     host.findInstance(c_driver)->setProperty("connected", true, false);
     QVERIFY(!backend->isConnected());
     host.add(c_device);
-    QCOMPARE(initialized.size(), 1);
+    // The page stands already: building it again would double its rows.
+    QVERIFY(initialized.isEmpty());
     QVERIFY(backend->isConnected());
     backend->queueTreatment(0, "a", {});
     QTRY_COMPARE(host.runs.size(), 1);
@@ -416,10 +417,11 @@ void tst_Backend::anotherObjectId()
     QSignalSpy initialized(backend.get(), &DAbstractPluginBackend::abstractBackendInitialized);
     backend->setObjectId("nonsense");
     QVERIFY(initialized.isEmpty());
+    backend->queueTreatment(0, "a", {});
+    QTRY_COMPARE(host.runs.size(), 1);
+    QVERIFY(host.runs.last().uuid.isNull());
     backend->setObjectId(c_device.toString());
-    QCOMPARE(initialized.size(), 1);
-    backend->setObjectId(c_device.toString());
-    QCOMPARE(initialized.size(), 1);
+    QVERIFY(initialized.isEmpty());
 }
 
 void tst_Backend::configuration()

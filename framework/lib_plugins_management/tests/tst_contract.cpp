@@ -447,6 +447,9 @@ void tst_Contract::convert_data()
     QTest::newRow("decimal text") << QVariant("42") << int(QMetaType::UInt) << QVariant(42U);
     QTest::newRow("text with a leading zero") << QVariant("010") << int(QMetaType::UInt) << QVariant(10U);
     QTest::newRow("hexadecimal text") << QVariant("0x10") << int(QMetaType::UInt) << none;
+    QTest::newRow("text with blanks") << QVariant(" 12 ") << int(QMetaType::UInt) << none;
+    QTest::newRow("text with a plus") << QVariant("+5") << int(QMetaType::UInt) << none;
+    QTest::newRow("negative text") << QVariant("-5") << int(QMetaType::Int) << QVariant(-5);
     QTest::newRow("text with a unit") << QVariant("12 V") << int(QMetaType::UInt) << none;
     QTest::newRow("empty text") << QVariant("") << int(QMetaType::UInt) << none;
     QTest::newRow("bool to int") << QVariant(true) << int(QMetaType::Int) << QVariant(1);
