@@ -1,0 +1,100 @@
+#include "plugins/p_driver_modbus/source/modbus_configuration.h"
+
+#include <lib_host/schema_check.h>
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QtTest>
+
+// The driver checks its configuration itself, and the bench's schema checks the file it stands in.
+// Both must say the same of every key, or an integrator is told of an error by one and not by the
+// other.
+class tst_DriverSchema : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void agree_data();
+    void agree();
+
+private:
+    QJsonObject m_schema;
+};
+
+void tst_DriverSchema::initTestCase()
+{
+    QFile file(MDC_SOURCE_DIRECTORY "/configurations/schema/bench.schema.json");
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    m_schema = QJsonDocument::fromJson(file.readAll()).object();
+    QVERIFY(!m_schema.isEmpty());
+}
+
+void tst_DriverSchema::agree_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QJsonValue>("value");
+    QTest::addColumn<bool>("good");
+
+    const auto range = [](const char* key, int least, int most) {
+        QTest::addRow("%s least", key) << QString(key) << QJsonValue(least) << true;
+        QTest::addRow("%s below", key) << QString(key) << QJsonValue(least - 1) << false;
+        QTest::addRow("%s most", key) << QString(key) << QJsonValue(most) << true;
+        QTest::addRow("%s above", key) << QString(key) << QJsonValue(most + 1) << false;
+        QTest::addRow("%s fraction", key) << QString(key) << QJsonValue(least + 0.5) << false;
+        QTest::addRow("%s text", key) << QString(key) << QJsonValue(QString::number(least)) << false;
+        QTest::addRow("%s null", key) << QString(key) << QJsonValue() << false;
+    };
+    range("port", 1, 65535);
+    range("baudRate", 300, 4000000);
+    range("dataBits", 8, 8);
+    range("stopBits", 1, 2);
+    range("unitId", 0, 247);
+    range("addressOffset", -1, 0);
+    range("interFrameDelay", 0, 10000);
+    range("settleDelay", 0, 60000);
+    range("connectTimeout", 10, 60000);
+    range("queueCapacity", 1, 10000);
+    for (const char* const key : {"host", "frameTrace", "serialPort"}) {
+        QTest::addRow("%s text", key) << QString(key) << QJsonValue("x") << true;
+        QTest::addRow("%s empty", key) << QString(key) << QJsonValue("") << false;
+        QTest::addRow("%s number", key) << QString(key) << QJsonValue(1) << false;
+    }
+    for (const char* const parity : {"none", "even", "odd"})
+        QTest::addRow("parity %s", parity) << QString("parity") << QJsonValue(parity) << true;
+    QTest::newRow("parity mark") << QString("parity") << QJsonValue("mark") << false;
+    QTest::newRow("transport udp") << QString("transport") << QJsonValue("udp") << false;
+    QTest::newRow("transport missing") << QString("transport") << QJsonValue(QJsonValue::Undefined) << false;
+    QTest::newRow("unknown key") << QString("prot") << QJsonValue(1502) << false;
+}
+
+void tst_DriverSchema::agree()
+{
+    QFETCH(QString, key);
+    QFETCH(QJsonValue, value);
+    QFETCH(bool, good);
+    QJsonObject configuration{{"transport", "tcp"}};
+    if (value.isUndefined())
+        configuration.remove(key);
+    else
+        configuration.insert(key, value);
+
+    QStringList driverErrors;
+    parseModbusConfiguration(configuration, &driverErrors);
+    QVERIFY2(driverErrors.isEmpty() == good, qPrintable("driver: " + driverErrors.join("; ")));
+
+    const QJsonObject bench{
+        {"version", 1},
+        {"objects", QJsonArray{QJsonObject{{"id", "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}"},
+                                           {"name", "modbus"},
+                                           {"plugin", "{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}"},
+                                           {"configuration", configuration}}}}};
+    QStringList schemaErrors;
+    for (const DSchemaError& error : checkAgainstSchema(bench, m_schema))
+        schemaErrors.append(error.path + ": " + error.message);
+    QVERIFY2(schemaErrors.isEmpty() == good, qPrintable("schema: " + schemaErrors.join("; ")));
+}
+
+QTEST_GUILESS_MAIN(tst_DriverSchema)
+#include "tst_driver_schema.moc"
