@@ -7,11 +7,11 @@
 
 DCmdGetInfo::DCmdGetInfo(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("getInfo"), arguments, parent)
-    , m_controllerModels(
+    , controllerModels(
           {{1, QStringLiteral("MDC-26")}, {2, QStringLiteral("MDC-32")}, {3, QStringLiteral("MDC-22")}})
-    , m_mdcToolModels(mdcToolModels())
-    , m_mdtcToolModels(mdtcToolModels())
-    , m_bmToolModels(bmToolModels())
+    , mdcToolModels(mdcToolTable())
+    , mdtcToolModels(mdtcToolTable())
+    , bmToolModels(bmToolTable())
 {
     setDescription(QStringLiteral("Get the connected device information"));
     declareAParameter(QStringLiteral("reference"), QStringLiteral("strg"),
@@ -32,7 +32,7 @@ QSharedPointer<ICommand> DCmdGetInfo::createCommand(const QVariantMap& arguments
 // The instruction is queued before the base is asked: this command's order of steps is its own.
 bool DCmdGetInfo::commandExecute()
 {
-    m_reference = getParameterValue(QStringLiteral("reference"), QVariant()).toString();
+    reference = getParameterValue(QStringLiteral("reference"), QVariant()).toString();
     addInstruction(QStringLiteral("driver"), QStringLiteral("deviceInformation"), QVariantMap(),
                    c_instructionTimeout, {this, &DCmdGetInfo::rplGetInfo});
     return DAbstractCommand::commandExecute();
@@ -55,12 +55,12 @@ bool DCmdGetInfo::rplGetInfo(quint64 /*instructionId*/, const QVariantMap& reply
 // "MDTC" comes first: a reference may name more than one family.
 const ToolModels* DCmdGetInfo::toolModelsOfReference() const
 {
-    if (m_reference.contains(QLatin1String("MDTC")))
-        return &m_mdtcToolModels;
-    if (m_reference.contains(QLatin1String("MDC")))
-        return &m_mdcToolModels;
-    if (m_reference.contains(QLatin1String("BM")))
-        return &m_bmToolModels;
+    if (reference.contains(QLatin1String("MDTC")))
+        return &mdtcToolModels;
+    if (reference.contains(QLatin1String("MDC")))
+        return &mdcToolModels;
+    if (reference.contains(QLatin1String("BM")))
+        return &bmToolModels;
     return nullptr;
 }
 

@@ -26,10 +26,10 @@ private:
     // What the other commands read of the controller.
     void publishProperties(const Identification& identification);
 
-    QString m_reference;
+    QString reference;
     // Names of the family codes; the decoding has rules of its own for each layout of the block.
-    QMap<quint16, QString> m_controllerModels;
-    ToolModels m_mdcToolModels;
-    ToolModels m_mdtcToolModels;
-    ToolModels m_bmToolModels;
+    QMap<quint16, QString> controllerModels;
+    ToolModels mdcToolModels;
+    ToolModels mdtcToolModels;
+    ToolModels bmToolModels;
 };

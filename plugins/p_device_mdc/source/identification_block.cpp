@@ -124,7 +124,7 @@ QString serialText(const QByteArray& block)
 
 } // namespace
 
-const ToolModels& mdcToolModels()
+const ToolModels& mdcToolTable()
 {
     static const ToolModels c_models = numberedFromOne(
         {"MD2601", "MD2602", "MD2604", "MD2611", "MD2616", "MD3201", "MD3202", "MD3204", "MD3211", "MD3216",
@@ -132,7 +132,7 @@ const ToolModels& mdcToolModels()
     return c_models;
 }
 
-const ToolModels& mdtcToolModels()
+const ToolModels& mdtcToolTable()
 {
     static const ToolModels c_models =
         numberedFromOne({"T2604",  "T2611",  "T2616",  "T3204",  "T3211",  "T3216",  "T3228",
@@ -141,7 +141,7 @@ const ToolModels& mdtcToolModels()
     return c_models;
 }
 
-const ToolModels& bmToolModels()
+const ToolModels& bmToolTable()
 {
     static const ToolModels c_models =
         numberedFromOne({"3201", "3202", "3204", "3206", "3211", "3216", "3224", "3236", "3245", "3264"});

@@ -9,9 +9,9 @@ using ToolModels = QMap<quint16, QString>;
 
 // The three families of tools number their models independently of each other. The codes are the
 // controller's: their order is not the order of the model numbers.
-const ToolModels& mdcToolModels();
-const ToolModels& mdtcToolModels();
-const ToolModels& bmToolModels();
+const ToolModels& mdcToolTable();
+const ToolModels& mdtcToolTable();
+const ToolModels& bmToolTable();
 
 // What an identification block tells; as constructed when it tells nothing.
 struct Identification

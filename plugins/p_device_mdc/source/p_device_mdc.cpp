@@ -2,10 +2,16 @@
 
 #include "be_maintenance_plugin.h"
 #include "d_cmd_getInfo.h"
+#include "d_cmd_getPresetData.h"
 #include "d_cmd_getRegister.h"
+#include "d_cmd_listenEvents.h"
+#include "d_cmd_listenMotorState.h"
 #include "d_cmd_resetAlarm.h"
 #include "d_cmd_setDirection.h"
+#include "d_cmd_setLock.h"
+#include "d_cmd_setLockScreen.h"
 #include "d_cmd_setProgram.h"
+#include "d_cmd_setTriggerProgram.h"
 #include "d_mdc_channel.h"
 
 #include <lib_utilities/version.h>
@@ -66,6 +72,12 @@ void PDeviceMdc::initPluginCommands()
     declareInstructionCommand(new DCmdGetInfo(this));
     declareInstructionCommand(new DCmdSetDirection(this));
     declareInstructionCommand(new DCmdSetProgram(this));
+    declareInstructionCommand(new DCmdSetTriggerProgram(this));
+    declareInstructionCommand(new DCmdSetLock(this));
+    declareInstructionCommand(new DCmdSetLockScreen(this));
+    declareInstructionCommand(new DCmdListenEvents(this));
+    declareInstructionCommand(new DCmdListenMotorRun(this));
+    declareInstructionCommand(new DCmdGetPresetData(this));
     declareInstructionCommand(new DCmdResetAlarm(this));
     declareInstructionCommand(new DCmdGetRegister(this));
     Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());

@@ -49,6 +49,14 @@ QVariantMap readArguments(const RegisterEntry& entry)
     return {{QStringLiteral("register"), entry.address}, {QStringLiteral("registerType"), entry.type}};
 }
 
+QVariantMap listenArguments(const RegisterEntry& entry, int dataSize)
+{
+    QVariantMap arguments = readArguments(entry);
+    arguments.insert(QStringLiteral("dataSize"), dataSize);
+    arguments.insert(QStringLiteral("recurrentInterval"), c_listenInterval);
+    return arguments;
+}
+
 QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data)
 {
     return {{QStringLiteral("register"), entry.address},

@@ -11,6 +11,8 @@ class PDeviceMdc;
 
 // Milliseconds that an instruction may take until its reply.
 constexpr int c_instructionTimeout = 3000;
+// Milliseconds from one reading of a listening instruction to the next.
+constexpr int c_listenInterval = 100;
 
 // What a register description of the configuration says about one kind of access. A missing entry
 // reads as address 0 and an empty type: the driver then refuses the instruction and says why.
@@ -34,6 +36,8 @@ QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& 
 RegisterEntry registerForRead(const DAbstractCommand& command, const QString& channel);
 RegisterEntry registerForWrite(const DAbstractCommand& command, const QString& channel);
 
-// The argument maps of the driver's instructions "read" and "write".
+// The argument maps of the driver's instructions "read", "listen" and "write". Listening reads
+// `dataSize` registers from the entry's address on, every c_listenInterval.
 QVariantMap readArguments(const RegisterEntry& entry);
+QVariantMap listenArguments(const RegisterEntry& entry, int dataSize);
 QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data);

@@ -4,6 +4,8 @@
 #include <QVariantList>
 #include <QVariantMap>
 
+#include <optional>
+
 // What a driver's reply holds under "values". It tells what is there and never whether that is good:
 // commands differ in what they make of a malformed reply.
 class ReplyValues
@@ -27,3 +29,8 @@ private:
     bool m_isList = false;
     QVariantList m_list;
 };
+
+// The words of a block under a reply's "values": the list itself, or what a map holds as "values" or,
+// without that key, as `resultName`, where anything but a list counts as no words. Nothing when
+// `values` is neither a list nor a map.
+std::optional<QVariantList> blockWords(const QVariant& values, const QString& resultName);

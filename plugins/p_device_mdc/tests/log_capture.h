@@ -32,7 +32,8 @@ public:
     static const QList<Line>& taken() { return lines(); }
 
     // The messages of the lines taken, each of which must be a whole critical line of `object` written
-    // from `source` (a path from the checkout root without extension); a line that is not says why.
+    // from `source` (a path from the checkout root without extension); a line that is not says why. A
+    // plain warning is "warning: " and its whole text.
     static QStringList messages(const QString& source, const void* object)
     {
         QStringList found;
@@ -49,6 +50,8 @@ private:
                            "This = (?<object>0x[0-9a-f]+) ;\t (?<source>\\S+) ;\t (?<line>[0-9]+) ;\t "
                            "(?<message>\\S.*)\\z"),
             QRegularExpression::DotMatchesEverythingOption);
+        if (line.type == QtWarningMsg && line.category == QLatin1String("default"))
+            return QStringLiteral("warning: ") + line.text;
         if (line.type != QtCriticalMsg || line.category != QLatin1String("default"))
             return QStringLiteral("not critical or not in the default category: ") + line.text;
         const QRegularExpressionMatch match = c_form.match(line.text);

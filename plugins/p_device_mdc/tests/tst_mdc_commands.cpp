@@ -1,20 +1,10 @@
-#include "fake_order.h"
-#include "log_capture.h"
+#include "command_bench.h"
 
 #include "d_cmd_getInfo.h"
-#include "d_cmd_getRegister.h"
-#include "d_cmd_resetAlarm.h"
-#include "d_cmd_setDirection.h"
-#include "d_cmd_setProgram.h"
 #include "identification_block.h"
 #include "log_line.h"
-#include "p_device_mdc.h"
 #include "register_map.h"
 
-#include <lib_plugins_management/d_abstract_plugin.h>
-
-#include <QJsonArray>
-#include <QJsonObject>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QtTest>
@@ -22,113 +12,6 @@
 #include <memory>
 
 namespace {
-
-// A plug-in of another kind, as the parent that a device command must not have.
-class ForeignPlugin : public DAbstractPlugin
-{
-    Q_OBJECT
-
-public:
-    ForeignPlugin()
-        : DAbstractPlugin(QUuid(), QStringLiteral("foreign"), IPlugin::CeTypeDriver, 0, QUuid(), nullptr,
-                          false)
-    {}
-    void initPluginCommands() override {}
-    IPlugin* createInstance(const QUuid&) const override { return nullptr; }
-    QString pluginSubTypeName() const override { return {}; }
-};
-
-enum Parent { CeDevice, CeForeign, CeNoParent };
-
-struct Register
-{
-    const char* channel;
-    const char* typeInfo;
-    double address; // a configuration may hold numbers that no register has
-    const char* type;
-};
-
-void configure(DAbstractPlugin& plugin)
-{
-    const Register c_registers[] = {
-        {"directionChange", "writeRegisterType", 5001, "singleRegister"},
-        {"directionChangeV2", "writeRegisterType", 6001, "holdingRegisters"},
-        {"directionChangeV65535", "writeRegisterType", 70001, "singleRegister"},
-        {"presetChange", "writeRegisterType", 5002, "singleRegister"},
-        {"presetChangeV2", "writeRegisterType", 6002, "singleRegister"},
-        {"presetChangeV3", "writeRegisterType", 7002, "singleRegister"},
-        {"alarmReset", "writeRegisterType", 5003, "singleRegister"},
-        {"alarmResetV2", "writeRegisterType", 1, "wrong"},
-        {"alarmResetV3", "writeRegisterType", 1, "wrong"},
-        {"direction", "readRegisterType", 5101, "holdingRegisters"},
-        {"directionV2", "readRegisterType", 6101, "inputRegisters"},
-        {"pressure", "readRegisterType", 70000, "holdingRegisters"},
-        {"pressureV3", "readRegisterType", 65535, "coils"},
-        {"last", "readRegisterType", 65536, "holdingRegisters"},
-    };
-    QJsonArray channels;
-    for (const Register& entry : c_registers) {
-        channels.append(
-            QJsonObject{{"id", entry.channel},
-                        {"value", QJsonArray{QJsonObject{{"id", "register"}, {"value", entry.address}},
-                                             QJsonObject{{"id", entry.typeInfo}, {"value", entry.type}}}}});
-    }
-    plugin.setInPluginConfig(QStringLiteral("channels"), channels);
-}
-
-std::unique_ptr<DAbstractCommand> prototype(const QString& name, QObject* parent)
-{
-    if (name == QLatin1String("getInfo"))
-        return std::make_unique<DCmdGetInfo>(parent);
-    if (name == QLatin1String("setDirection"))
-        return std::make_unique<DCmdSetDirection>(parent);
-    if (name == QLatin1String("setProgram"))
-        return std::make_unique<DCmdSetProgram>(parent);
-    if (name == QLatin1String("resetAlarm"))
-        return std::make_unique<DCmdResetAlarm>(parent);
-    if (name == QLatin1String("getRegister"))
-        return std::make_unique<DCmdGetRegister>(parent);
-    return nullptr;
-}
-
-QString sourceOf(const QString& command)
-{
-    return QStringLiteral("plugins/p_device_mdc/source/d_cmd_") + command;
-}
-
-// One command, made for an order as the host makes it, with what it needs around it.
-class Bench
-{
-public:
-    Bench(const QString& command, const QVariantMap& arguments, Parent parent = CeDevice)
-        : m_name(command)
-    {
-        configure(m_device);
-        configure(m_foreign);
-        QObject* const owner = parent == CeDevice    ? static_cast<QObject*>(&m_device)
-                               : parent == CeForeign ? static_cast<QObject*>(&m_foreign)
-                                                     : nullptr;
-        const std::unique_ptr<DAbstractCommand> declared = prototype(command, owner);
-        m_pointer = declared->createCommand(arguments);
-        m_command = dynamic_cast<DAbstractCommand*>(m_pointer.data());
-        m_command->linkWithItsOrder(&m_order);
-    }
-
-    PDeviceMdc& device() { return m_device; }
-    FakeOrder& order() { return m_order; }
-    DAbstractCommand& command() { return *m_command; }
-    bool reply(const QVariantMap& reply) { return m_command->setReply(m_order.lastInstruction(), reply); }
-    QStringList logged() const { return LogCapture::messages(sourceOf(m_name), m_command); }
-
-private:
-    QString m_name;
-    LogCapture m_log;
-    PDeviceMdc m_device;
-    ForeignPlugin m_foreign;
-    FakeOrder m_order;
-    QSharedPointer<ICommand> m_pointer;
-    DAbstractCommand* m_command = nullptr;
-};
 
 // Words stand in the block low byte first.
 QByteArray block(int length, quint16 family, quint16 tool, quint16 version, const QByteArray& serial)
@@ -167,7 +50,14 @@ QString recordText(const QString& controller, const QString& tool, const QString
         .arg(controller, tool, version, serial, QString::number(generation));
 }
 
-const char* const c_noVersion = "ERROR: version number is not found. using version 1";
+// As many words as the bench's generation 1 stores of a preset.
+QVariantList presetWords(int count)
+{
+    QVariantList words;
+    for (int number = 1; number <= count; ++number)
+        words.append(number * 10);
+    return words;
+}
 
 } // namespace
 
@@ -209,23 +99,52 @@ void TestMdcCommands::declarations_data()
     QTest::addColumn<QString>("description");
     QTest::addColumn<QStringList>("parameters");
     QTest::addColumn<QStringList>("results");
+    QTest::addColumn<QString>("stopName");
 
+    const QString notStopped;
+    const QString listened = QStringLiteral("stopListening");
+    const QString changed = QStringLiteral(
+        "Recieving events of the connected device and send a notification when the value changed");
     QTest::newRow("getInfo") << "Get the connected device information"
                              << QStringList{"reference|strg|Channel of the first gpio|QString:"}
-                             << QStringList{"deviceInformation|varL|Return device information|invalid"};
+                             << QStringList{"deviceInformation|varL|Return device information|invalid"}
+                             << notStopped;
     QTest::newRow("setDirection")
         << "Set the direction of rotation of the screwdriver"
         << QStringList{"direction|ui16|Direction of rotation of the screwdriver (0: Forward 1: Loosening)|"
                        "QString:"}
-        << QStringList{"doneOk|bool|lock done|invalid"};
+        << QStringList{"doneOk|bool|lock done|invalid"} << notStopped;
     QTest::newRow("setProgram") << "Set the tightening program by its number"
                                 << QStringList{"program|ui16|Program number|invalid"}
-                                << QStringList{"doneOk|bool|lock done|invalid"};
+                                << QStringList{"doneOk|bool|lock done|invalid"} << notStopped;
+    QTest::newRow("SetTriggerProgram") << "Set the tightening program by its number"
+                                       << QStringList{"resetMode|bool|Reset program 15|bool:false"}
+                                       << QStringList{"doneOk|bool|lock done|invalid"} << notStopped;
+    QTest::newRow("setLock")
+        << "Set the lock state of the screwdriver Driver Lock"
+        << QStringList{"lock|ui16|Lock state (0: Unlock 1: Lock all directions 2: Lock Loosening 3: Lock "
+                       "Fastening)|QString:"}
+        << QStringList{"lockStatus|strg|Chaine de caracters indiquant l'etat du lock|invalid",
+                       "fasteningLocked|bool|Etat du lock en mode serrage|invalid",
+                       "looseningLocked|bool|Etat du lock en mode desserrage|invalid",
+                       "doneOk|bool|lock done|invalid"}
+        << notStopped;
+    QTest::newRow("setLockScreen") << "Set the lock screen" << QStringList{}
+                                   << QStringList{"doneOk|bool|lock done|invalid"} << notStopped;
+    QTest::newRow("listenEventsData") << "Return the mesured value on the GPIO pin" << QStringList{}
+                                      << QStringList{"values|vart|" + changed + "|invalid"} << listened;
+    QTest::newRow("listenMotorRunState") << "Return the mesured value on the GPIO pin" << QStringList{}
+                                         << QStringList{"isRunning|bool|" + changed + "|invalid"} << listened;
+    QTest::newRow("getPresetData") << "Return the mesured value on GPIO pins"
+                                   << QStringList{"preset|int|Channel of the first gpio|invalid"}
+                                   << QStringList{"presetData|varM|Return event data values|invalid"}
+                                   << notStopped;
     QTest::newRow("resetAlarm") << "Set the lock state of the screwdriver Driver Lock" << QStringList{}
-                                << QStringList{};
+                                << QStringList{} << notStopped;
     QTest::newRow("getRegister") << "Return the mesured value on GPIO pins"
                                  << QStringList{"channel|strg|Channel name|invalid"}
-                                 << QStringList{"values|vart|Return register data values|invalid"};
+                                 << QStringList{"values|vart|Return register data values|invalid"}
+                                 << notStopped;
 }
 
 void TestMdcCommands::declarations()
@@ -233,6 +152,7 @@ void TestMdcCommands::declarations()
     QFETCH(QString, description);
     QFETCH(QStringList, parameters);
     QFETCH(QStringList, results);
+    QFETCH(QString, stopName);
     const QString name = QTest::currentDataTag();
 
     PDeviceMdc device;
@@ -253,9 +173,9 @@ void TestMdcCommands::declarations()
 
     const std::unique_ptr<DAbstractCommand> command = prototype(name, &device);
     QCOMPARE(command->commandName(), name);
-    QCOMPARE(command->stopCommandName(), QString());
+    QCOMPARE(command->stopCommandName(), stopName);
     QVERIFY(command->isValid());
-    QVERIFY(!command->isRecurrent());
+    QCOMPARE(command->isRecurrent(), !stopName.isEmpty());
     QCOMPARE(command->commandArguments(), QVariantMap());
 }
 
@@ -265,6 +185,12 @@ void TestMdcCommands::copies_data()
     QTest::newRow("getInfo") << QByteArray("DCmdGetInfo");
     QTest::newRow("setDirection") << QByteArray("DCmdSetDirection");
     QTest::newRow("setProgram") << QByteArray("DCmdSetProgram");
+    QTest::newRow("SetTriggerProgram") << QByteArray("DCmdSetTriggerProgram");
+    QTest::newRow("setLock") << QByteArray("DCmdSetLock");
+    QTest::newRow("setLockScreen") << QByteArray("DCmdSetLockScreen");
+    QTest::newRow("listenEventsData") << QByteArray("DCmdListenEvents");
+    QTest::newRow("listenMotorRunState") << QByteArray("DCmdListenMotorRun");
+    QTest::newRow("getPresetData") << QByteArray("DCmdGetPresetData");
     QTest::newRow("resetAlarm") << QByteArray("DCmdResetAlarm");
     QTest::newRow("getRegister") << QByteArray("DCmdGetRegister");
 }
@@ -393,6 +319,126 @@ void TestMdcCommands::executes_data()
     row("address 65536 is 0", c_read, {{"channel", "last"}}, 1, CeDevice, true, true, read(0), {});
     row("unknown channel", c_read, {{"channel", "nowhere"}}, 1, CeDevice, true, true, read(0, ""), {});
     row("no argument", c_read, {}, 1, CeDevice, true, true, read(0, ""), {});
+
+    const QVariantMap lock{{"lock", 1u}};
+    const char* const c_lock = "setLock";
+    row("good", c_lock, lock, 1, CeDevice, true, true, write("int:1", 5004), {});
+    row("data as text is a number", c_lock, {{"lock", "2"}}, 1, CeDevice, true, true, write("int:2", 5004),
+        {});
+    row("data out of range: its low 16 bits", c_lock, {{"lock", 65539}}, 1, CeDevice, true, true,
+        write("int:3", 5004), {});
+    row("no argument: the declared default is 0", c_lock, {}, 1, CeDevice, true, true, write("int:0", 5004),
+        {});
+    row("base refuses", c_lock, lock, 1, CeDevice, false, false, nothing, {});
+    row("base refuses before the parent counts", c_lock, lock, 1, CeForeign, false, false, nothing, {});
+    row("foreign parent", c_lock, lock, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdSetLock: parent is not PDeviceMdc"});
+    row("no parent", c_lock, lock, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdSetLock: parent is not PDeviceMdc"});
+    row("no version", c_lock, lock, none, CeDevice, true, true, write("int:1", 5004), {c_noVersion});
+    row("version 0", c_lock, lock, 0, CeDevice, true, true, write("int:1", 5004), {});
+    row("version 2", c_lock, lock, 2, CeDevice, true, true, write("int:1", 6004, "holdingRegisters"), {});
+    row("version 65538 is 2", c_lock, lock, 65538, CeDevice, true, true,
+        write("int:1", 6004, "holdingRegisters"), {});
+    row("address 70004 is 4468", c_lock, lock, 3, CeDevice, true, true, write("int:1", 4468), {});
+    row("no entry for the version", c_lock, lock, 9, CeDevice, true, true, write("int:1", 0, ""), {});
+
+    // Without the firmware number, which goes with the version as one answer of the controller.
+    const char* const c_screen = "setLockScreen";
+    row("firmware unknown", c_screen, {}, 1, CeDevice, true, true, write("int:0", 5005), {c_noVersions});
+    row("firmware unknown, version 2", c_screen, {}, 2, CeDevice, true, true, write("int:0", 5005),
+        {c_noVersions});
+    row("no version", c_screen, {}, none, CeDevice, true, true, write("int:0", 5005), {c_noVersions});
+    row("base refuses", c_screen, {}, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent: silence", c_screen, {}, 1, CeForeign, true, false, nothing, {});
+    row("no parent: silence", c_screen, {}, 1, CeNoParent, true, false, nothing, {});
+
+    const auto readOne = [](int address) {
+        return QStringList{QStringLiteral("driver read {dataSize=int:1, register=int:%1, "
+                                          "registerType=QString:holdingRegisters} 3000")
+                               .arg(address)};
+    };
+    const char* const c_trigger = "SetTriggerProgram";
+    row("firmware unknown", c_trigger, {}, 1, CeDevice, true, true, readOne(281), {c_noVersions});
+    row("firmware unknown, version 2", c_trigger, {}, 2, CeDevice, true, true, readOne(281), {c_noVersions});
+    row("no version", c_trigger, {}, none, CeDevice, true, true, readOne(281), {c_noVersions});
+    row("base refuses", c_trigger, {}, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent: silence", c_trigger, {}, 1, CeForeign, true, false, nothing, {});
+    row("no parent: silence", c_trigger, {}, 1, CeNoParent, true, false, nothing, {});
+
+    const auto listen = [](int address, int size, const char* type) {
+        return QStringList{QStringLiteral("driver listen {dataSize=int:%1, recurrentInterval=int:100, "
+                                          "register=int:%2, registerType=QString:%3} 3000")
+                               .arg(QString::number(size), QString::number(address), type)};
+    };
+    const char* const c_events = "listenEventsData";
+    row("good", c_events, {}, 1, CeDevice, true, true, listen(5200, 3, "holdingRegisters"), {});
+    row("base refuses", c_events, {}, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent", c_events, {}, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdListenEvents: parent is not PDeviceMdc"});
+    row("no parent", c_events, {}, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdListenEvents: parent is not PDeviceMdc"});
+    row("no version", c_events, {}, none, CeDevice, true, true, listen(5200, 3, "holdingRegisters"),
+        {c_noVersion});
+    row("version 0", c_events, {}, 0, CeDevice, true, true, listen(5200, 3, "holdingRegisters"), {});
+    row("version 2", c_events, {}, 2, CeDevice, true, true, listen(6200, 12, "inputRegisters"), {});
+    row("version 65538 is 2", c_events, {}, 65538, CeDevice, true, true, listen(6200, 12, "inputRegisters"),
+        {});
+    row("address 70200 is 4664, size 65538 is 2", c_events, {}, 3, CeDevice, true, true,
+        listen(4664, 2, "inputRegisters"), {});
+    row("no entry for the version", c_events, {}, 9, CeDevice, true, true, listen(0, 0, ""), {});
+
+    const char* const c_motor = "listenMotorRunState";
+    row("good", c_motor, {}, 1, CeDevice, true, true, listen(5102, 1, "holdingRegisters"), {});
+    row("base refuses", c_motor, {}, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent", c_motor, {}, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdListenMotorRun: parent is not PDeviceMdc"});
+    row("no parent", c_motor, {}, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdListenMotorRun: parent is not PDeviceMdc"});
+    row("no version", c_motor, {}, none, CeDevice, true, true, listen(5102, 1, "holdingRegisters"),
+        {c_noVersion});
+    row("version 2", c_motor, {}, 2, CeDevice, true, true, listen(6102, 1, "coils"), {});
+    row("version 65538 is 2", c_motor, {}, 65538, CeDevice, true, true, listen(6102, 1, "coils"), {});
+    row("address 70102 is 4566", c_motor, {}, 3, CeDevice, true, true, listen(4566, 1, "coils"), {});
+    row("no entry for the version", c_motor, {}, 9, CeDevice, true, true, listen(0, 1, ""), {});
+
+    const auto readPreset = [](int address, int size, const char* type) {
+        return QStringList{
+            QStringLiteral("driver read {dataSize=int:%1, register=int:%2, registerType=QString:%3} 3000")
+                .arg(QString::number(size), QString::number(address), type)};
+    };
+    const QVariantMap first{{"preset", 1}};
+    const char* const c_preset = "getPresetData";
+    row("good", c_preset, first, 1, CeDevice, true, true, readPreset(1, 20, "holdingRegisters"), {});
+    row("base refuses", c_preset, first, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent", c_preset, first, 1, CeForeign, true, false, nothing,
+        {"ERROR: failure to get device pointer"});
+    row("no parent", c_preset, first, 1, CeNoParent, true, false, nothing,
+        {"ERROR: failure to get device pointer"});
+    row("no version", c_preset, first, none, CeDevice, true, true, readPreset(1, 20, "holdingRegisters"),
+        {c_noVersion});
+    row("version 2", c_preset, first, 2, CeDevice, true, true, readPreset(1, 40, "inputRegisters"), {});
+    row("version 2, third", c_preset, {{"preset", 3}}, 2, CeDevice, true, true,
+        readPreset(81, 40, "inputRegisters"), {});
+    row("version 65538 is 2", c_preset, first, 65538, CeDevice, true, true,
+        readPreset(1, 40, "inputRegisters"), {});
+    row("register 65561 is 25", c_preset, {{"preset", 1640}}, 2, CeDevice, true, true,
+        readPreset(25, 40, "inputRegisters"), {});
+    row("the last", c_preset, {{"preset", 8}}, 1, CeDevice, true, true,
+        readPreset(141, 20, "holdingRegisters"), {});
+    row("as text", c_preset, {{"preset", "3"}}, 1, CeDevice, true, true,
+        readPreset(41, 20, "holdingRegisters"), {});
+    const auto noPreset = [](const char* given) {
+        return QStringList{QStringLiteral("ERROR: failure to get preset value: ") + given};
+    };
+    row("0", c_preset, {{"preset", 0}}, 1, CeDevice, true, false, nothing, noPreset("QVariant(int, 0)"));
+    row("negative", c_preset, {{"preset", -2}}, 1, CeDevice, true, false, nothing,
+        noPreset("QVariant(int, -2)"));
+    row("no number", c_preset, {{"preset", "first"}}, 1, CeDevice, true, false, nothing,
+        noPreset("QVariant(QString, first)"));
+    row("no argument", c_preset, {}, 1, CeDevice, true, false, nothing, noPreset("QVariant(Invalid)"));
+    row("no entry for the version", c_preset, first, 9, CeDevice, true, false, nothing,
+        {"ERROR: failure to get current preset size value"});
 }
 
 void TestMdcCommands::executes()
@@ -423,6 +469,7 @@ void TestMdcCommands::replies_data()
     QTest::addColumn<bool>("ok");
     QTest::addColumn<QStringList>("published");
     QTest::addColumn<QStringList>("logged");
+    QTest::addColumn<int>("sentMore");
 
     const auto values = [](const QVariantList& list) { return QVariantMap{{"values", list}}; };
     const QVariantMap empty;
@@ -434,8 +481,9 @@ void TestMdcCommands::replies_data()
     const QVariantMap refused{{"errorCode", 5}, {"errorMessage", "refused"}, {"values", QVariantList{0}}};
     const QStringList nothing;
     const auto row = [](const char* title, const char* command, const QVariantMap& reply, bool ok,
-                        const QStringList& published, const QStringList& logged) {
-        QTest::addRow("%s: %s", command, title) << QString(command) << reply << ok << published << logged;
+                        const QStringList& published, const QStringList& logged, int sentMore = 0) {
+        QTest::addRow("%s: %s", command, title)
+            << QString(command) << reply << ok << published << logged << sentMore;
     };
     const QStringList done{"results {doneOk=bool:true}"};
     const QStringList notDone{"results {doneOk=bool:false}"};
@@ -520,6 +568,133 @@ void TestMdcCommands::replies_data()
     row("no information", c_info, empty, true, nothing, {});
     row("values instead", c_info, values({1}), true, nothing, {});
     row("failure notice", c_info, timedOut, true, nothing, {});
+
+    const QStringList notLocked{"ERROR: Device is not locked as wanted"};
+    const QStringList wrongReply{"ERROR: Invalid reply format"};
+    const QStringList unlocked{"results {doneOk=bool:true, fasteningLocked=bool:false, "
+                               "lockStatus=QString:unlocked, looseningLocked=bool:false}"};
+    const char* const c_lock = "setLock";
+    row("acknowledged", c_lock, values({1}), true, unlocked, {});
+    row("any other number", c_lock, values({2}), true, unlocked, {});
+    row("negative", c_lock, values({-1}), true, unlocked, {});
+    row("as bool", c_lock, values({true}), true, unlocked, {});
+    row("more than one", c_lock, values({1, 0}), true, unlocked, {});
+    row("first is 0 of more", c_lock, values({0, 1}), false, nothing, notLocked);
+    row("0", c_lock, values({0}), false, nothing, notLocked);
+    row("no number", c_lock, values({"yes"}), false, nothing, notLocked);
+    row("null element", c_lock, values({QVariant()}), false, nothing, notLocked);
+    row("empty list", c_lock, values({}), false, nothing, notLocked);
+    row("a number, no list", c_lock, number, false, nothing, notLocked);
+    row("a text, no list", c_lock, text, false, nothing, notLocked);
+    row("a map, no list", c_lock, map, false, nothing, notLocked);
+    row("null", c_lock, null, false, nothing, notLocked);
+    row("no values", c_lock, empty, false, nothing, wrongReply);
+    row("failure notice", c_lock, timedOut, false, nothing, wrongReply);
+    row("refused", c_lock, refused, false, nothing, notLocked);
+
+    const char* const c_screen = "setLockScreen";
+    const QStringList asIfUnidentified{c_noVersions};
+    const QStringList wrongScreenReply{c_noVersions, "ERROR: Invalid reply format"};
+    row("acknowledged", c_screen, values({1}), true, done, asIfUnidentified);
+    row("any other number", c_screen, values({2}), true, done, asIfUnidentified);
+    row("0", c_screen, values({0}), true, notDone, asIfUnidentified);
+    row("false", c_screen, values({false}), true, notDone, asIfUnidentified);
+    row("null element", c_screen, values({QVariant()}), true, notDone, asIfUnidentified);
+    row("more than one", c_screen, values({1, 2}), true, nothing, wrongScreenReply);
+    row("empty list", c_screen, values({}), true, nothing, wrongScreenReply);
+    row("a number, no list", c_screen, number, true, nothing, wrongScreenReply);
+    row("a text, no list", c_screen, text, true, nothing, wrongScreenReply);
+    row("a map, no list", c_screen, map, true, nothing, wrongScreenReply);
+    row("null", c_screen, null, true, nothing, wrongScreenReply);
+    row("no values", c_screen, empty, true, nothing, wrongScreenReply);
+    row("failure notice", c_screen, timedOut, true, nothing, wrongScreenReply);
+    row("refused", c_screen, refused, true, notDone, asIfUnidentified);
+
+    const QStringList noWord{c_noVersions,
+                             "ERROR: the reply holds no value of register 281 , 0 is saved in its place"};
+    const auto stopped = [](const char* error) {
+        return QStringList{c_noVersions,
+                           QStringLiteral("ERROR: trigger program stopped: the read of register 281 failed "
+                                          "with error %1 ; nothing has been written or saved")
+                               .arg(error)};
+    };
+    const char* const c_trigger = "SetTriggerProgram";
+    row("one word", c_trigger, values({7}), true, nothing, asIfUnidentified, 1);
+    row("0", c_trigger, values({0}), true, nothing, asIfUnidentified, 1);
+    row("more than one", c_trigger, values({7, 8}), true, nothing, asIfUnidentified, 1);
+    row("no number", c_trigger, values({"seven"}), true, nothing, noWord, 1);
+    row("null element", c_trigger, values({QVariant()}), true, nothing, noWord, 1);
+    row("empty list", c_trigger, values({}), true, nothing, noWord, 1);
+    row("a number, no list", c_trigger, number, true, nothing, noWord, 1);
+    row("a map, no list", c_trigger, map, true, nothing, noWord, 1);
+    row("null", c_trigger, null, true, nothing, noWord, 1);
+    row("no values", c_trigger, empty, true, nothing, noWord, 1);
+    row("failure notice", c_trigger, timedOut, false, nothing, stopped("1 no answer"));
+    row("refused", c_trigger, refused, false, nothing, stopped("5 refused"));
+
+    const auto unwaited = [](int count, int size, const char* received) {
+        return QStringLiteral("ERROR: Command returns unwaited number of data : %1 expected %2 , "
+                              "receivedData = %3")
+            .arg(QString::number(count), QString::number(size), received);
+    };
+    const QString notManaged = QStringLiteral("ERROR: Reply data format not managed");
+    const QString oneWord = QStringLiteral("QVariant(QVariantList, (QVariant(int, 1)))");
+    const QString zeroWord = QStringLiteral("QVariant(QVariantList, (QVariant(int, 0)))");
+    const QString oneWordMap =
+        QStringLiteral("QVariant(QVariantMap, QMap((values, QVariant(QVariantList, (QVariant(int, 1))))))");
+    const QStringList noEvent{"results {values=invalid}"};
+    const char* const c_events = "listenEventsData";
+    row("as many as the block", c_events, values({7, 250, 65535u}), true,
+        {"results {values={angle=uint:65535, eventCountNo=int:-1, torque=int:250}}"}, {});
+    row("one word too few", c_events, values({1}), true, noEvent, {unwaited(1, 3, qPrintable(oneWord))});
+    row("empty list", c_events, values({}), true, noEvent, {unwaited(0, 3, "QVariant(QVariantList, ())")});
+    row("a number, no list", c_events, number, true, noEvent,
+        {notManaged, unwaited(0, 3, "QVariant(int, 5)")});
+    row("a text, no list", c_events, text, true, noEvent,
+        {notManaged, unwaited(0, 3, "QVariant(QString, 1)")});
+    row("a map with another number", c_events, map, true, noEvent, {unwaited(1, 3, qPrintable(oneWordMap))});
+    row("null", c_events, null, true, noEvent, {notManaged, unwaited(0, 3, "QVariant(Invalid)")});
+    row("no values", c_events, empty, false, nothing, noKey);
+    row("failure notice", c_events, timedOut, false, nothing, noKey);
+    row("refused", c_events, refused, true, noEvent, {unwaited(1, 3, qPrintable(zeroWord))});
+
+    const QStringList running{"results {isRunning=bool:true}"};
+    const QStringList standing{"results {isRunning=bool:false}"};
+    const char* const c_motor = "listenMotorRunState";
+    row("1", c_motor, values({1}), true, running, {});
+    row("any other number", c_motor, values({512}), true, running, {});
+    row("negative", c_motor, values({-1}), true, running, {});
+    row("as bool", c_motor, values({true}), true, running, {});
+    row("0", c_motor, values({0}), true, standing, {});
+    row("0, unsigned", c_motor, values({0u}), true, standing, {});
+    row("null element", c_motor, values({QVariant()}), true, standing, {});
+    row("two words", c_motor, values({1, 0}), false, nothing, {});
+    row("empty list", c_motor, values({}), false, nothing, {});
+    row("a number, no list", c_motor, number, false, nothing, {});
+    row("a text, no list", c_motor, text, false, nothing, {});
+    row("a map, no list", c_motor, map, false, nothing, {});
+    row("null", c_motor, null, false, nothing, {});
+    row("no values", c_motor, empty, false, nothing, noKey);
+    row("failure notice", c_motor, timedOut, false, nothing, noKey);
+    row("refused", c_motor, refused, true, standing, {});
+
+    QVariantMap preset{{"preset", 0}};
+    for (int place = 1; place <= 20; ++place)
+        preset.insert("p" + QString::number(place), place * 10);
+    const char* const c_preset = "getPresetData";
+    row("as many as a preset", c_preset, values(presetWords(20)), true,
+        {QStringLiteral("results {presetData={presetData=%1}}").arg(typedText(preset))}, {});
+    row("one word too few", c_preset, values({1}), true, nothing, {unwaited(1, 20, qPrintable(oneWord))});
+    row("empty list", c_preset, values({}), true, nothing, {unwaited(0, 20, "QVariant(QVariantList, ())")});
+    row("a number, no list", c_preset, number, true, nothing,
+        {notManaged, unwaited(0, 20, "QVariant(int, 5)")});
+    row("a text, no list", c_preset, text, true, nothing,
+        {notManaged, unwaited(0, 20, "QVariant(QString, 1)")});
+    row("a map with another number", c_preset, map, true, nothing, {unwaited(1, 20, qPrintable(oneWordMap))});
+    row("null", c_preset, null, true, nothing, {notManaged, unwaited(0, 20, "QVariant(Invalid)")});
+    row("no values", c_preset, empty, true, nothing, {});
+    row("failure notice", c_preset, timedOut, true, nothing, {});
+    row("refused", c_preset, refused, true, nothing, {unwaited(1, 20, qPrintable(zeroWord))});
 }
 
 void TestMdcCommands::replies()
@@ -529,18 +704,20 @@ void TestMdcCommands::replies()
     QFETCH(bool, ok);
     QFETCH(QStringList, published);
     QFETCH(QStringList, logged);
+    QFETCH(int, sentMore);
 
-    Bench bench(command, {});
+    // The one argument that a command cannot do without.
+    Bench bench(command, {{"preset", 1}});
     bench.device().setProperty("softwareVersion", 1, false);
     QVERIFY(bench.command().commandExecute());
     QCOMPARE(bench.order().sent().size(), 1);
     QCOMPARE(bench.reply(reply), ok);
     QCOMPARE(bench.order().published(), published);
     QCOMPARE(bench.logged(), logged);
-    QVERIFY2(bench.order().sent().size() == 1, "a reply sends nothing more");
+    QCOMPARE(bench.order().sent().size(), 1 + sentMore);
 }
 
-// A command whose order has ended cannot publish any more; most say so, one does not look.
+// A command whose order has ended cannot publish any more; most say so, some do not look.
 void TestMdcCommands::resultsAfterTheEnd_data()
 {
     QTest::addColumn<QVariantMap>("reply");
@@ -551,13 +728,18 @@ void TestMdcCommands::resultsAfterTheEnd_data()
     QTest::newRow("resetAlarm") << acknowledged << false;
     QTest::newRow("getRegister") << acknowledged << false;
     QTest::newRow("getInfo") << informationReply({}) << false;
+    QTest::newRow("setLock") << acknowledged << true;
+    QTest::newRow("setLockScreen") << acknowledged << true;
+    QTest::newRow("listenEventsData") << acknowledged << false;
+    QTest::newRow("listenMotorRunState") << acknowledged << false;
+    QTest::newRow("getPresetData") << QVariantMap{{"values", presetWords(20)}} << false;
 }
 
 void TestMdcCommands::resultsAfterTheEnd()
 {
     QFETCH(QVariantMap, reply);
     QFETCH(bool, ok);
-    Bench bench(QTest::currentDataTag(), {});
+    Bench bench(QTest::currentDataTag(), {{"preset", 1}});
     bench.device().setProperty("softwareVersion", 1, false);
     QVERIFY(bench.command().commandExecute());
     bench.order().setOpen(false);
@@ -664,9 +846,9 @@ void TestMdcCommands::toolModels()
     QFETCH(QString, mdtc);
     QFETCH(QString, bm);
     const QByteArray info = block(13, 1, static_cast<quint16>(code), 4000, bytes({0, 0, 0, 0, 0}));
-    QCOMPARE(decodeIdentification(info, &mdcToolModels()).toolModel, mdc);
-    QCOMPARE(decodeIdentification(info, &mdtcToolModels()).toolModel, mdtc);
-    QCOMPARE(decodeIdentification(info, &bmToolModels()).toolModel, bm);
+    QCOMPARE(decodeIdentification(info, &mdcToolTable()).toolModel, mdc);
+    QCOMPARE(decodeIdentification(info, &mdtcToolTable()).toolModel, mdtc);
+    QCOMPARE(decodeIdentification(info, &bmToolTable()).toolModel, bm);
     QCOMPARE(decodeIdentification(info, nullptr).toolModel, QStringLiteral("MDC-26"));
 }
 
@@ -764,7 +946,7 @@ void TestMdcCommands::blocks()
     QFETCH(int, number);
     QFETCH(int, generation);
 
-    const Identification found = decodeIdentification(info, &mdcToolModels());
+    const Identification found = decodeIdentification(info, &mdcToolTable());
     QCOMPARE(found.controllerModel, controller);
     QCOMPARE(found.toolModel, tool);
     QCOMPARE(found.version, version);
@@ -778,7 +960,7 @@ void TestMdcCommands::blockLengths()
 {
     const QByteArray longest = block(64, 1, 1, 4000, bytes({1, 2, 1, 4, 5}));
     for (int length = 0; length <= longest.size(); ++length) {
-        const Identification found = decodeIdentification(longest.left(length), &mdcToolModels());
+        const Identification found = decodeIdentification(longest.left(length), &mdcToolTable());
         const bool known = length == 12 || length == 13 || length == 17;
         const QByteArray place = QByteArray::number(length) + " bytes";
         QVERIFY2(found.controllerModel == (length == 17 ? "MD" : known ? "MDC-26" : "????"), place);

@@ -100,7 +100,9 @@ void TestMdcPlugin::instances()
 
 void TestMdcPlugin::commands()
 {
-    const QStringList names{"getInfo", "setDirection", "setProgram", "resetAlarm", "getRegister"};
+    const QStringList names{"getInfo",       "setDirection",  "setProgram",       "SetTriggerProgram",
+                            "setLock",       "setLockScreen", "listenEventsData", "listenMotorRunState",
+                            "getPresetData", "resetAlarm",    "getRegister"};
     const QUuid uuid = QUuid::createUuid();
     const std::unique_ptr<IPlugin> instance(m_root->createInstance(uuid));
     auto* const object = dynamic_cast<DAbstractPlugin*>(instance.get());
@@ -112,7 +114,8 @@ void TestMdcPlugin::commands()
         QCOMPARE(done.constLast().at(0).toUuid(), uuid);
         QCOMPARE(done.constLast().at(1).toStringList(), names);
     }
-    QCOMPARE(object->getFunctions(true), names);
+    QCOMPARE(object->getFunctions(false), names);
+    QCOMPARE(object->getFunctions(true), names + QStringList{"stopListening"});
     QVERIFY2(m_root->commandNames().isEmpty(), "the root object declares nothing until it is asked");
 }
 
