@@ -103,18 +103,58 @@ bool writeFile(const QString& path, const QByteArray& content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
+// A folder of this run, with changed copies of the sample configuration.
+class Samples
+{
+public:
+    bool isValid() const { return m_folder.isValid(); }
+    QString path() const { return m_folder.path(); }
+    QString filePath(const QString& name) const { return m_folder.filePath(name); }
+
+    // A copy with one text replaced in one of its files; the path of its main file, empty when that
+    // cannot be done.
+    QString configuration(const QString& file, const QByteArray& from, const QByteArray& to)
+    {
+        const QString folder = m_folder.filePath(QString::number(++m_copies));
+        if (!QDir().mkpath(folder))
+            return {};
+        const QDir samples(QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations"));
+        const QStringList names = samples.entryList({QStringLiteral("*.json")}, QDir::Files);
+        for (const QString& name : names) {
+            QFile sample(samples.filePath(name));
+            if (!sample.open(QIODevice::ReadOnly))
+                return {};
+            QByteArray content = sample.readAll();
+            if (name == file) {
+                if (!content.contains(from))
+                    return {};
+                content.replace(from, to);
+            }
+            if (!writeFile(folder + QLatin1Char('/') + name, content))
+                return {};
+        }
+        return folder + QStringLiteral("/bench.json");
+    }
+
+private:
+    QTemporaryDir m_folder;
+    int m_copies = 0;
+};
+
 } // namespace
 
 class TstBenchProgram : public QObject
 {
     Q_OBJECT
 
+    Samples m_samples;
+
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(m_folder.isValid());
+        QVERIFY(m_samples.isValid());
         // Nothing of the person who runs the tests, and nothing left behind.
-        qputenv("XDG_DATA_HOME", m_folder.path().toLocal8Bit());
+        qputenv("XDG_DATA_HOME", m_samples.path().toLocal8Bit());
         qunsetenv("NO_COLOR");
     }
 
@@ -187,9 +227,9 @@ private Q_SLOTS:
         QTest::newRow("2 command to tell about") << L{"commands", "getinf"} << 2 << ""
                                                  << "did you mean \"getInfo\"?";
         QTest::newRow("3 no configuration")
-            << L{"run", "getInfo", "--config", m_folder.filePath("absent.json")} << 3 << ""
+            << L{"run", "getInfo", "--config", m_samples.filePath("absent.json")} << 3 << ""
             << "absent.json";
-        QTest::newRow("4 no folder") << L{"run", "getInfo", "--plugins", m_folder.filePath("absent")} << 4
+        QTest::newRow("4 no folder") << L{"run", "getInfo", "--plugins", m_samples.filePath("absent")} << 4
                                      << ""
                                      << "--plugins DIR";
         QTest::newRow("5 refused") << L{"run", "getInfo", "--fault", "refuse"} << 5 << ""
@@ -273,7 +313,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, from);
         QFETCH(QByteArray, to);
         QFETCH(QString, message);
-        const QString path = configuration(file, from, to);
+        const QString path = m_samples.configuration(file, from, to);
         QVERIFY(!path.isEmpty());
         const Ended ended = runProgram({"run", "getInfo", "--config", path, "--simulate", "tcp"});
         QCOMPARE(ended.exitCode, 3);
@@ -286,7 +326,7 @@ private Q_SLOTS:
 
     void ownConfiguration()
     {
-        const QString path = configuration("bench.json", "\"name\": \"mdc\"", "\"name\": \"left\"");
+        const QString path = m_samples.configuration("bench.json", "\"name\": \"mdc\"", "\"name\": \"left\"");
         const Ended ended =
             runProgram({"--config", path, "run", "getInfo", "--simulate", "tcp", "--object", "left"});
         QVERIFY2(ended.exitCode == 0, qPrintable(ended.err));
@@ -296,7 +336,7 @@ private Q_SLOTS:
     void unreachableController()
     {
         // Nobody listens on the port: it is the discard port of this machine.
-        const QString path = configuration("bench.json", "\"port\": 1502", "\"port\": 9");
+        const QString path = m_samples.configuration("bench.json", "\"port\": 1502", "\"port\": 9");
         const Ended ended = runProgram({"run", "getInfo", "--config", path});
         QVERIFY2(ended.exitCode == 5, qPrintable(ended.err));
         QVERIFY(ended.out.isEmpty());
@@ -304,8 +344,8 @@ private Q_SLOTS:
 
     void gapInTheRegisterMap()
     {
-        const QString path =
-            configuration("register_map_generation2.json", "\"directionChangeV2\"", "\"somethingV2\"");
+        const QString path = m_samples.configuration("register_map_generation2.json", "\"directionChangeV2\"",
+                                                     "\"somethingV2\"");
         const Ended connected = runProgram({"check", "--config", path, "--simulate", "tcp"});
         QVERIFY2(connected.exitCode == 3, qPrintable(connected.out + connected.err));
         QVERIFY(connected.out.contains(
@@ -322,7 +362,7 @@ private Q_SLOTS:
 
     void brokenPlugin()
     {
-        const QString folder = m_folder.filePath("broken");
+        const QString folder = m_samples.filePath("broken");
         QVERIFY(QDir().mkpath(folder));
         const Ended empty = runProgram({"run", "getInfo", "--plugins", folder});
         QVERIFY2(empty.exitCode == 4, qPrintable(empty.err));
@@ -425,7 +465,7 @@ private Q_SLOTS:
 
     void trace()
     {
-        const QString path = m_folder.filePath("frames.txt");
+        const QString path = m_samples.filePath("frames.txt");
         const Ended ended = runProgram({"run", "setDirection", "direction=1", "--trace", path});
         QCOMPARE(ended.exitCode, 0);
         QFile file(path);
@@ -436,7 +476,7 @@ private Q_SLOTS:
 
     void unusablePropertiesFile()
     {
-        const Ended ended = runProgram({"run", "getInfo", "--properties", m_folder.path()});
+        const Ended ended = runProgram({"run", "getInfo", "--properties", m_samples.path()});
         QCOMPARE(ended.exitCode, 0);
         QVERIFY2(ended.err.contains("neither restored nor saved"), qPrintable(ended.err));
     }
@@ -518,34 +558,6 @@ private Q_SLOTS:
         QVERIFY(screen.contains("configuration"));
         QTEST(screen.contains("\x1b[32mok"), "coloured");
     }
-
-private:
-    // A copy of the sample configuration with one text replaced in one of its files.
-    QString configuration(const QString& file, const QByteArray& from, const QByteArray& to)
-    {
-        const QString folder = m_folder.filePath(QString::number(++m_copies));
-        if (!QDir().mkpath(folder))
-            return {};
-        const QDir samples(QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations"));
-        const QStringList names = samples.entryList({QStringLiteral("*.json")}, QDir::Files);
-        for (const QString& name : names) {
-            QFile sample(samples.filePath(name));
-            if (!sample.open(QIODevice::ReadOnly))
-                return {};
-            QByteArray content = sample.readAll();
-            if (name == file) {
-                if (!content.contains(from))
-                    return {};
-                content.replace(from, to);
-            }
-            if (!writeFile(folder + QLatin1Char('/') + name, content))
-                return {};
-        }
-        return folder + QStringLiteral("/bench.json");
-    }
-
-    QTemporaryDir m_folder;
-    int m_copies = 0;
 };
 
 QTEST_GUILESS_MAIN(TstBenchProgram)
