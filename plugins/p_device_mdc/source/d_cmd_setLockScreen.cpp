@@ -68,20 +68,19 @@ bool DCmdSetLockScreen::rplSetLockScreen(quint64 /*instructionId*/, const QVaria
 
 QString DCmdSetLockScreen::registerKey(const PDeviceMdc& plugin, bool isBm) const
 {
-    const QString key = QStringLiteral("lockScreen");
+    QString key = QStringLiteral("lockScreen");
     const QVariant softwareVersion = plugin.getProperty(QStringLiteral("softwareVersion"), nullptr);
     const QVariant version = plugin.getProperty(QStringLiteral("version"), nullptr);
     if (softwareVersion.isNull() || version.isNull()) {
         logCritical(this) << "ERROR: software Version number is not found. using version 1";
         return key;
     }
-    switch (static_cast<quint16>(softwareVersion.toUInt())) {
-    case 0:
+    const auto generation = static_cast<quint16>(softwareVersion.toUInt());
+    if (generation == 0)
         logCritical(this) << "ERROR: version number is not found. using version gen 1 V2";
-        return key;
-    case 1:
-        return isBm || isOfLayout1(version) ? key + QStringLiteral("Gen1V1") : key;
-    default:
-        return key + generationSuffix(softwareVersion);
-    }
+    else if (generation == 1 && (isBm || isOfLayout1(version)))
+        key += QLatin1String("Gen1V1");
+    else
+        key += generationSuffix(softwareVersion);
+    return key;
 }
