@@ -77,6 +77,11 @@ QList<QJsonObject> schemasAt(const QJsonObject& schema, const QStringList& path)
                     next.append(resolved(properties.value(token).toObject(), schema));
                 else if (variant.contains(QLatin1String("items")))
                     next.append(resolved(variant.value(QLatin1String("items")).toObject(), schema));
+                const QJsonObject patterns = variant.value(QLatin1String("patternProperties")).toObject();
+                for (auto it = patterns.begin(); it != patterns.end(); ++it) {
+                    if (QRegularExpression(it.key()).match(token).hasMatch())
+                        next.append(resolved(it.value().toObject(), schema));
+                }
             }
         }
         nodes = next;

@@ -63,6 +63,9 @@ const char* const c_map = R"({
   "parameters": {"q": [1, 2]}
 })";
 
+const QJsonObject c_descriptor{
+    {"parameter_name", "torque"}, {"start_address", 6205}, {"end_address", 6206}, {"type", "float"}};
+
 } // namespace
 
 class tst_Configuration : public QObject
@@ -81,6 +84,10 @@ private Q_SLOTS:
     void noJson();
     void missingPart();
     void duplicates();
+    void acceptsParameters_data();
+    void acceptsParameters();
+    void bundledKeyLists_data();
+    void bundledKeyLists();
     void schemaCheck();
 
 private:
@@ -219,6 +226,54 @@ void tst_Configuration::refuses_data()
     QTest::newRow("parameters a list") << "map.json"
                                        << "parameters" << QJsonValue(QJsonArray()) << "/parameters"
                                        << "[] is not allowed; needed is a map";
+
+    const char* const plain = "parameters/eventDataKeys";
+    const QString plainPath = "/parameters/eventDataKeys";
+    QTest::newRow("plain keys an object") << "map.json" << plain << QJsonValue(QJsonObject()) << plainPath
+                                          << "{} is not allowed; needed is a list of names, one for each";
+    QTest::newRow("plain keys with a number")
+        << "map.json" << plain << QJsonValue(QJsonArray{"a", 5}) << plainPath + "/1"
+        << "5 is not allowed; needed is a name that is not empty";
+    QTest::newRow("plain keys with an empty name")
+        << "map.json" << plain << QJsonValue(QJsonArray{"", "b"}) << plainPath + "/0"
+        << "\"\" is not allowed; needed is a name that is not empty";
+    QTest::newRow("plain keys with a descriptor")
+        << "map.json"
+        << "parameters/presetDataKeys" << QJsonValue(QJsonArray{c_descriptor})
+        << "/parameters/presetDataKeys/0"
+        << "is not allowed; needed is a name that is not empty";
+    const auto described = [](const char* row, const char* key, const QJsonValue& value, const QString& place,
+                              const char* text) {
+        QJsonObject descriptor = c_descriptor;
+        if (value.isUndefined())
+            descriptor.remove(key);
+        else
+            descriptor.insert(key, value);
+        QTest::newRow(row) << "map.json"
+                           << "parameters/eventDataKeysV2" << QJsonValue(QJsonArray{c_descriptor, descriptor})
+                           << "/parameters/eventDataKeysV2/1" + place << text;
+    };
+    described("descriptor without name", "parameter_name", gone, "",
+              "key \"parameter_name\" is missing; needed is a name that is not empty");
+    described("descriptor without start", "start_address", gone, "", "key \"start_address\" is missing");
+    described("descriptor without end", "end_address", gone, "", "key \"end_address\" is missing");
+    described("descriptor without type", "type", gone, "",
+              "key \"type\" is missing; needed is \"int\", \"list\" or \"float\"");
+    described("descriptor with one key more", "unit", "Nm", "/unit",
+              "unknown key \"unit\"; allowed are end_address, parameter_name, start_address, type");
+    described("descriptor name empty", "parameter_name", "", "/parameter_name", "\"\" is not allowed");
+    described("descriptor start a text", "start_address", "6201", "/start_address",
+              "\"6201\" is not allowed; needed is a whole number from 0 to 65535");
+    described("descriptor start with fraction", "start_address", 1.5, "/start_address", "1.5 is not allowed");
+    described("descriptor end too large", "end_address", 65536, "/end_address", "65536 is not allowed");
+    described("descriptor end negative", "end_address", -1, "/end_address", "-1 is not allowed");
+    described("descriptor type in capitals", "type", "Int", "/type",
+              "\"Int\" is not allowed; needed is \"int\", \"list\" or \"float\"");
+    QTest::newRow("descriptor keys with a plain name")
+        << "map.json"
+        << "parameters/presetDataKeysV12" << QJsonValue(QJsonArray{"torque"})
+        << "/parameters/presetDataKeysV12/0"
+        << "\"torque\" is not allowed; needed is an object with \"parameter_name\"";
 }
 
 void tst_Configuration::refuses()
@@ -353,6 +408,110 @@ void tst_Configuration::duplicates()
     QCOMPARE(objectErrors.size(), 2);
     QCOMPARE(objectErrors.at(0).path, QString("/objects/1/id"));
     QCOMPARE(objectErrors.at(1).path, QString("/objects/1/name"));
+}
+
+void tst_Configuration::acceptsParameters_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QJsonValue>("value");
+
+    const QJsonValue plain(QJsonArray{"eventCountNo", "torque"});
+    const QJsonValue described(QJsonArray{c_descriptor});
+    QTest::newRow("plain event keys") << "eventDataKeys" << plain;
+    QTest::newRow("plain preset keys") << "presetDataKeys" << plain;
+    QTest::newRow("described event keys") << "eventDataKeysV2" << described;
+    QTest::newRow("described preset keys of a later generation") << "presetDataKeysV12" << described;
+    // What no command of ours reads is left to who does.
+    QTest::newRow("unknown name") << "eventDataKeysX" << QJsonValue(5);
+    QTest::newRow("known name inside") << "myEventDataKeys" << QJsonValue(true);
+    QTest::newRow("suffix without a number") << "eventDataKeysV" << QJsonValue("text");
+}
+
+void tst_Configuration::acceptsParameters()
+{
+    QFETCH(QString, name);
+    QFETCH(QJsonValue, value);
+    QJsonObject map = objectFrom(c_map);
+    map.insert("parameters", QJsonObject{{name, value}});
+    write("map.json", QJsonDocument(map).toJson());
+    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    for (const DConfigurationError& error : loaded.errors)
+        qWarning("%s", qPrintable(error.toString()));
+    QVERIFY(loaded.errors.isEmpty());
+    QCOMPARE(loaded.configuration.value("objects")
+                 .toArray()
+                 .at(1)
+                 .toObject()
+                 .value("configuration")
+                 .toObject()
+                 .value("parameters")
+                 .toObject()
+                 .value(name),
+             value);
+}
+
+void tst_Configuration::bundledKeyLists_data()
+{
+    QTest::addColumn<QString>("channel");
+    QTest::addColumn<bool>("described");
+    // Address or position of the first register; 0 for plain names.
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("size");
+
+    QTest::newRow("eventDataKeys") << "eventData" << false << 0 << 12;
+    QTest::newRow("eventDataKeysV2") << "eventDataV2" << true << 6201 << 16;
+    QTest::newRow("presetDataKeys") << "currentPreset" << false << 0 << 20;
+    QTest::newRow("presetDataKeysV2") << "currentPresetV2" << true << 1 << 40;
+}
+
+// The bundled lists name every register of their block once.
+void tst_Configuration::bundledKeyLists()
+{
+    QFETCH(QString, channel);
+    QFETCH(bool, described);
+    QFETCH(int, first);
+    QFETCH(int, size);
+    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    const QJsonObject configuration =
+        loaded.configuration.value("objects").toArray().at(1).toObject().value("configuration").toObject();
+    int configuredSize = 0;
+    const QJsonArray channels = configuration.value("channels").toArray();
+    for (const QJsonValue& one : channels) {
+        const QJsonArray values = one["value"].toArray();
+        for (const QJsonValue& value : values) {
+            if (one["id"] == channel && value["id"] == QString("size"))
+                configuredSize = value["value"].toInt();
+        }
+    }
+    QCOMPARE(configuredSize, size);
+
+    const QJsonArray keys =
+        configuration.value("parameters").toObject().value(QTest::currentDataTag()).toArray();
+    QSet<QString> names;
+    QSet<QString> types;
+    int next = first;
+    for (const QJsonValue& key : keys) {
+        names.insert(described ? key["parameter_name"].toString() : key.toString());
+        types.insert(key["type"].toString());
+        if (described) {
+            QCOMPARE(key["start_address"].toInt(), next);
+            QVERIFY(key["end_address"].toInt() >= next);
+            QVERIFY(key["type"] != QString("float") || key["end_address"].toInt() == next + 1);
+            next = key["end_address"].toInt() + 1;
+        }
+    }
+    QCOMPARE(names.size(), keys.size());
+    if (described) {
+        QCOMPARE(next, first + size);
+        QCOMPARE(types, (QSet<QString>{"int", "list", "float"}));
+    } else {
+        QCOMPARE(keys.size(), size);
+    }
+    if (channel.startsWith("eventData")) {
+        for (const char* name :
+             {"eventCountNo", "program", "torque", "angle", "duration", "result", "direction"})
+            QVERIFY2(names.contains(name), name);
+    }
 }
 
 void tst_Configuration::schemaCheck()
