@@ -12,6 +12,7 @@ namespace {
 
 const QString c_anyChannel = QStringLiteral("*");
 const QString c_register = QStringLiteral("register");
+const QString c_size = QStringLiteral("size");
 const QString c_readType = QStringLiteral("readRegisterType");
 const QString c_writeType = QStringLiteral("writeRegisterType");
 
@@ -70,6 +71,8 @@ QStringList entryNames(RequiredEntry entry)
         return {c_readType};
     case RequiredEntry::AnyType:
         return {c_readType, c_writeType};
+    case RequiredEntry::Size:
+        return {c_size};
     }
     return {};
 }
@@ -173,16 +176,16 @@ QList<Finding> checkEveryChannel(const CommandRequirement& requirement, const QL
     return findings;
 }
 
-QList<Finding> checkParameters(const CommandRequirement& requirement, const QJsonObject& configuration)
+QList<Finding> checkParameters(const QStringList& names, const QString& subject,
+                               const QJsonObject& configuration, FindingLevel levelWhenMissing)
 {
     QList<Finding> findings;
     const QJsonObject parameters = configuration.value(QLatin1String("parameters")).toObject();
-    for (const QString& name : requirement.parameters) {
+    for (const QString& name : names) {
         if (parameters.contains(name))
-            findings.append(
-                {FindingLevel::Ok, requirement.command, QStringLiteral("parameter \"%1\"").arg(name), {}});
+            findings.append({FindingLevel::Ok, subject, QStringLiteral("parameter \"%1\"").arg(name), {}});
         else
-            findings.append({FindingLevel::Error, requirement.command,
+            findings.append({levelWhenMissing, subject,
                              QStringLiteral("the parameter \"%1\" is missing").arg(name),
                              QStringLiteral("add it to \"parameters\"")});
     }
@@ -190,15 +193,45 @@ QList<Finding> checkParameters(const CommandRequirement& requirement, const QJso
 }
 
 QList<Finding> checkVersioned(const CommandRequirement& requirement, const QList<Channel>& channels,
-                              const QList<int>& generations, std::optional<int> connected)
+                              const QJsonObject& configuration, const QList<int>& generations,
+                              std::optional<int> connected)
 {
     QList<Finding> findings;
     for (const int generation : generations) {
         const FindingLevel level = generation == connected ? FindingLevel::Error : FindingLevel::Warning;
-        findings.append(checkChannel(requirement, requirement.channel + generationSuffix(generation),
-                                     subjectOf(requirement, generation), channels, level));
+        const QString suffix = generationSuffix(generation);
+        const QString subject = subjectOf(requirement, generation);
+        findings.append(checkChannel(requirement, requirement.channel + suffix, subject, channels, level));
+        QStringList names;
+        for (const QString& name : requirement.parameters)
+            names.append(name + suffix);
+        findings += checkParameters(names, subject, configuration, level);
     }
     return findings;
+}
+
+QList<Finding> checkRow(const CommandRequirement& requirement, const QList<Channel>& channels,
+                        const QJsonObject& configuration, const QList<int>& generations,
+                        std::optional<int> connected)
+{
+    if (requirement.versioned)
+        return checkVersioned(requirement, channels, configuration, generations, connected);
+    QList<Finding> findings;
+    if (requirement.someOfGeneration) {
+        if (generations.contains(*requirement.someOfGeneration))
+            findings.append(checkChannel(requirement, requirement.channel,
+                                         QStringLiteral("%1, some controllers of generation %2")
+                                             .arg(requirement.command)
+                                             .arg(*requirement.someOfGeneration),
+                                         channels, FindingLevel::Warning));
+    } else if (requirement.channel == c_anyChannel) {
+        findings += checkEveryChannel(requirement, channels);
+    } else if (!requirement.channel.isEmpty()) {
+        findings.append(checkChannel(requirement, requirement.channel, requirement.command, channels,
+                                     FindingLevel::Error));
+    }
+    return findings +
+           checkParameters(requirement.parameters, requirement.command, configuration, FindingLevel::Error);
 }
 
 } // namespace
@@ -214,6 +247,37 @@ const QList<CommandRequirement>& commandRequirements()
          {E::Register, E::WriteType},
          {}},
         {QStringLiteral("setProgram"), QStringLiteral("presetChange"), true, {E::Register, E::WriteType}, {}},
+        // The number of registers of one program: it counts to the program's first one.
+        {QStringLiteral("SetTriggerProgram"), QStringLiteral("currentPreset"), true, {E::Size}, {}},
+        {QStringLiteral("setLock"), QStringLiteral("lockChange"), true, {E::Register, E::WriteType}, {}},
+        {QStringLiteral("setLockScreen"),
+         QStringLiteral("lockScreen"),
+         true,
+         {E::Register, E::WriteType},
+         {}},
+        // The first of generation 1's two register layouts (BM controllers, firmware 1.x).
+        {QStringLiteral("setLockScreen"),
+         QStringLiteral("lockScreenGen1V1"),
+         false,
+         {E::Register, E::WriteType},
+         {},
+         1},
+        {QStringLiteral("listenEventsData"),
+         QStringLiteral("eventData"),
+         true,
+         {E::Register, E::Size, E::ReadType},
+         {QStringLiteral("eventDataKeys")}},
+        {QStringLiteral("listenMotorRunState"),
+         QStringLiteral("motorRun"),
+         true,
+         {E::Register, E::ReadType},
+         {}},
+        {QStringLiteral("getPresetData"), QStringLiteral("currentPreset"), true, {E::Size}, {}},
+        {QStringLiteral("getPresetData"),
+         QStringLiteral("presets"),
+         true,
+         {E::Size, E::ReadType},
+         {QStringLiteral("presetDataKeys")}},
         {QStringLiteral("resetAlarm"), QStringLiteral("alarmReset"), false, {E::Register, E::WriteType}, {}},
         {QStringLiteral("getRegister"), c_anyChannel, false, {E::Register, E::AnyType}, {}},
     };
@@ -267,14 +331,7 @@ QList<Finding> checkRequirements(const QList<CommandRequirement>& table, const Q
             if (requirement.command != command)
                 continue;
             isKnown = true;
-            if (requirement.channel == c_anyChannel)
-                findings += checkEveryChannel(requirement, channels);
-            else if (requirement.versioned)
-                findings += checkVersioned(requirement, channels, generations, generation);
-            else if (!requirement.channel.isEmpty())
-                findings.append(checkChannel(requirement, requirement.channel, requirement.command, channels,
-                                             FindingLevel::Error));
-            findings += checkParameters(requirement, configuration);
+            findings += checkRow(requirement, channels, configuration, generations, generation);
         }
         if (!isKnown)
             findings.append({FindingLevel::Warning, command,

@@ -15,6 +15,7 @@ enum class RequiredEntry {
     WriteType, // "writeRegisterType"
     ReadType,  // "readRegisterType"
     AnyType,   // one of the two
+    Size,      // "size"
 };
 
 // One row of the table. A command may have several; each declared command has one at least.
@@ -26,8 +27,10 @@ struct CommandRequirement
     // The channel name is followed by the generation's suffix: "" up to 1, "V2", "V3" …
     bool versioned = false;
     QList<RequiredEntry> entries;
-    // Names of the map "parameters" that it reads.
+    // Names of the map "parameters" that it reads, followed by the suffix as well when versioned.
     QStringList parameters;
+    // Set for a channel that only some controllers of this generation use: missing, it is a warning.
+    std::optional<int> someOfGeneration = std::nullopt;
 };
 
 // The rows of all commands known here: a new command adds its rows.

@@ -519,6 +519,25 @@ private Q_SLOTS:
         QTest::newRow("type that can be read")
             << with(complete, channel("input", {{"register", 1}, {"readRegisterType", "discreteInputs"}}))
             << 1 << "getRegister" << QStringList{};
+        QTest::newRow("no size")
+            << with(complete, channel("currentPreset", {{"register", 1}, {"readRegisterType", "coils"}})) << 1
+            << "SetTriggerProgram"
+            << QStringList{
+                   "error: SetTriggerProgram, generation 1: the channel \"currentPreset\" has no \"size\"",
+                   "warning: SetTriggerProgram, generation 2: the channel \"currentPresetV2\" is missing"};
+        QTest::newRow("a list of keys of the generation")
+            << with(with(complete,
+                         channel("eventData", {{"register", 1}, {"size", 2}, {"readRegisterType", "coils"}})),
+                    channel("eventDataV2", {{"register", 1}, {"size", 2}, {"readRegisterType", "coils"}}))
+            << 2 << "listenEventsData"
+            << QStringList{
+                   "warning: listenEventsData, generation 1: the parameter \"eventDataKeys\" is missing",
+                   "error: listenEventsData, generation 2: the parameter \"eventDataKeysV2\" is missing"};
+        QTest::newRow("a channel of some controllers")
+            << with(with(complete, writable("lockScreen", 1)), writable("lockScreenV2", 2)) << 1
+            << "setLockScreen"
+            << QStringList{"warning: setLockScreen, some controllers of generation 1: the channel "
+                           "\"lockScreenGen1V1\" is missing"};
         QTest::newRow("a command of tomorrow")
             << complete << 1 << "polish"
             << QStringList{"warning: polish: what it needs from the configuration is not known here"};
