@@ -821,6 +821,8 @@ void TestMdcOperations::eventCounts_data()
                                     << QStringList{"int:-1", "int:-1", "int:8", "int:8", "int:-1", "int:9"};
     QTest::newRow("from 0") << QVariantList{0, 0, 1} << QStringList{"int:-1", "int:-1", "int:1"};
     QTest::newRow("down") << QVariantList{7, 6} << QStringList{"int:-1", "int:6"};
+    QTest::newRow("over the end") << QVariantList{65535, 65535, 0}
+                                  << QStringList{"int:-1", "int:-1", "int:0"};
     QTest::newRow("unsigned") << QVariantList{7u, 8u} << QStringList{"int:-1", "uint:8"};
     QTest::newRow("as text") << QVariantList{"7", 7, "8"} << QStringList{"int:-1", "int:-1", "QString:8"};
     QTest::newRow("null first") << QVariantList{QVariant(), 7, 8}
