@@ -113,7 +113,8 @@ DOrder* DHost::Private::placeInstruction(DOrder& caller, const QString& targetNa
         plugin = target(caller.plugin()->objectUuid(), targetName);
     const QString title =
         plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(targetName) : nameOf(plugin);
-    return makeOrder(DOrder::nextId(), &caller, {plugin, title, instruction, arguments, timeout});
+    return makeOrder(DOrder::nextId(), &caller,
+                     {plugin, title, instruction, arguments, caller.timeLeftFor(timeout)});
 }
 
 int DHost::Private::stopOrders(const DAbstractPlugin* plugin, const QString& stopName,

@@ -16,10 +16,12 @@ namespace {
 constexpr int c_inboxCapacity = 1024;
 
 // How long after its deadline an order is given up. A command that watches the deadline itself
-// ends first, with a code that says what became of its request.
-qint64 giveUpAfter(int timeout)
+// ends first, with a code that says what became of its request; and what an order has placed with
+// its own deadline ends before the order does.
+qint64 giveUpAfter(int timeout, bool isInstruction)
 {
-    return qint64{timeout} + std::max(1, timeout / 40);
+    const int grace = timeout / 40;
+    return qint64{timeout} + (isInstruction ? std::max(1, grace) : std::max(4, 2 * grace));
 }
 
 QDeadlineTimer deadlineIn(int timeout)
@@ -94,6 +96,15 @@ void DOrder::abandon()
         endByStop(reason);
     else
         end(false, IMessenger::CeEcStopped, reason);
+}
+
+int DOrder::timeLeftFor(int timeout) const
+{
+    // The deadline of a listening instruction is that of its next reply, not its own end.
+    if (m_deadline.isForever() || (m_recurrent && m_callerId != 0))
+        return timeout;
+    const int left = static_cast<int>(std::max<qint64>(1, m_deadline.remainingTime()));
+    return timeout > 0 ? std::min(timeout, left) : left;
 }
 
 void DOrder::dropCommand()
@@ -188,6 +199,12 @@ void DOrder::timerEvent(QTimerEvent* event)
     const QString message = QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout);
     if (m_recurrent && m_callerId != 0) {
         reportFailure(IMessenger::CeEcTimeout, message);
+        return;
+    }
+    if (!m_inbox.isEmpty() && !m_lastWordAwaited) {
+        // What has come already is heard: it may say more than that time is up.
+        m_lastWordAwaited = true;
+        m_timer.start(1, Qt::PreciseTimer, this);
         return;
     }
     m_timer.stop();
@@ -475,7 +492,8 @@ void DOrder::restartTimeout()
     m_deadline = deadlineIn(m_timeout);
     if (m_timeout <= 0 || m_ended)
         return;
-    const qint64 interval = std::min<qint64>(giveUpAfter(m_timeout), std::numeric_limits<int>::max());
+    const qint64 interval =
+        std::min<qint64>(giveUpAfter(m_timeout, m_callerId != 0), std::numeric_limits<int>::max());
     m_timer.start(static_cast<int>(interval), Qt::PreciseTimer, this);
 }
 

@@ -77,6 +77,9 @@ public:
     void abandon();
     // Fails it: `message` says what its surroundings did to it.
     void fail(const QString& message) { end(false, IMessenger::CeEcInternal, message); }
+    // The time-out of an instruction that is allowed so many milliseconds: no longer than this order
+    // itself is. So the target ends first and says what became of its request.
+    int timeLeftFor(int timeout) const;
     // Lets the clone go before its parent does; one that runs right now dies when it returns.
     void dropCommand();
 
@@ -167,6 +170,7 @@ private:
     bool m_stopRequested = false;
     bool m_instructionRefused = false;
     bool m_outageTold = false;
+    bool m_lastWordAwaited = false;
     bool m_deliveryScheduled = false;
     bool m_updatesDropped = false;
 };

@@ -20,6 +20,9 @@ DLoadedPlugin refused(const QString& file, const QString& why)
 DLoadedPlugin loadFile(const QString& file)
 {
     QPluginLoader loader(file);
+    // A function that is missing is found now, by this file's refusal, and not later by the end of
+    // the program. Nothing is ever unloaded: texts and types of a plug-in may outlive its objects.
+    loader.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
     const QJsonObject metaData = loader.metaData();
     if (metaData.isEmpty()) {
         // Loads nothing without metadata, and says whether there is none or another Qt's.

@@ -89,6 +89,7 @@ private Q_SLOTS:
     void timeout();
     void driverEndsByItsDeadline();
     void orderTimeout();
+    void orderTimeoutLeavesTheLastWordToTheDriver();
     void targetGoes_data();
     void targetGoes();
     void repliesAfterTheEnd();
@@ -343,8 +344,28 @@ void tst_Host::orderTimeout()
     const quint64 id = bench.start("ask", {}, 40);
     QTRY_VERIFY(bench.isFinished(id));
     QCOMPARE(bench.outcomes.value(id).errorCode, IMessenger::CeEcTimeout);
-    QVERIFY(heard.isEmpty());
+    // The instruction had no longer than its order, and its handler was told.
+    QCOMPARE(heard.size(), 1);
+    QCOMPARE(codeOf(heard.first()), int(IMessenger::CeEcTimeout));
     QCOMPARE(bench.host->runningOrderCount(), 0);
+}
+
+void tst_Host::orderTimeoutLeavesTheLastWordToTheDriver()
+{
+    Replies heard;
+    Script write;
+    write.endsByItself = true;
+    write.execute = [](ScriptedCommand& command) {
+        QTimer::singleShot(int(command.deadline().remainingTime()), Qt::PreciseTimer, &command, [&command] {
+            command.failTheCommand(IMessenger::CeEcUncertain, "sent and not answered");
+        });
+        return true;
+    };
+    // The instruction would be allowed 3000 ms, the whole order 200.
+    ScriptedBench bench({{"ask", asks("driver", "write", heard)}}, {{"write", write}});
+    const quint64 id = bench.start("ask", {}, 200);
+    QTRY_VERIFY(bench.isFinished(id));
+    QCOMPARE(bench.outcomes.value(id).errorCode, IMessenger::CeEcUncertain);
 }
 
 void tst_Host::targetGoes_data()

@@ -102,6 +102,10 @@ void tst_PluginLoader::refused_data()
                                          << "OtherRoot.*is no plug-in object";
     QTest::newRow("lacks a library") << "tst_needs_missing_library"
                                      << "cannot be loaded.*tst_missing_library";
+#ifndef Q_OS_WIN
+    QTest::newRow("lacks a function") << "tst_undefined_symbol"
+                                      << "cannot be loaded.*defineThisNowhere";
+#endif
 }
 
 void tst_PluginLoader::refused()
