@@ -76,6 +76,13 @@ QByteArray ControllerProfile::identificationBlock() const
     return block;
 }
 
+bool ControllerProfile::hasFirstRegisterLayout() const
+{
+    constexpr quint8 c_familyBm = 10;
+    const bool isBm = layout == Layout::Bytes17 && familyByte == c_familyBm;
+    return generation() == 1 && (isBm || (firmware >= 1000 && firmware <= 1999));
+}
+
 QString ControllerProfile::title() const
 {
     return description.section(QLatin1Char(','), 0, 0).section(QStringLiteral(" ("), 0, 0) +

@@ -24,6 +24,9 @@ struct ControllerProfile
     QString reference; // what a device object's "reference" must be for its tool table ("MDC", "MDTC", "BM")
 
     int generation() const { return firmware > 3999 ? 2 : 1; }
+    // Generation 1 comes in two register layouts, which differ in where the screen lock is; the first
+    // one is that of firmware 1.x and of every BM.
+    bool hasFirstRegisterLayout() const;
     // "MDC-32 generation 2"
     QString title() const;
     // What the controller answers to Report Server ID behind the byte count: 12, 13 or 17 bytes,

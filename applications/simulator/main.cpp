@@ -3,6 +3,7 @@
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/simulator_options.h"
 #include "applications/simulator/termination_signal.h"
+#include "applications/simulator/tightening_cycles.h"
 
 #include <lib_host/configuration.h>
 
@@ -77,7 +78,7 @@ int run(const SimulatorOptions& options)
 
     Simulator simulator(device->value(QStringLiteral("configuration")).toObject(), options.profile);
     for (const QString& problem : simulator.controller().problems())
-        printLine(stderr, QStringLiteral("note: %1; these registers are not simulated").arg(problem));
+        printLine(stderr, QStringLiteral("note: %1; what depends on it is not simulated").arg(problem));
     if (!options.quiet) {
         QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
             const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"));
@@ -87,6 +88,9 @@ int run(const SimulatorOptions& options)
     simulator.setUnitId(options.unitId);
     simulator.controller().setMotorRunning(options.motorRunning);
     simulator.controller().raiseAlarm(options.alarm);
+    simulator.controller().setEventCount(options.eventCount);
+    if (options.tighteningInterval > 0)
+        simulator.tightening().start(options.tighteningInterval);
     for (const Fault& fault : options.faults)
         simulator.faults().add(fault);
 

@@ -13,7 +13,10 @@ using RegisterType = QModbusDataUnit::RegisterType;
 // A channel that means something to the controller.
 struct KnownChannel
 {
+    enum class Layouts { All, NotTheFirst, TheFirst };
+
     const char* name;
+    Layouts layouts;
     bool versioned;
     bool toWrite;
     // Values a client may write; a maximum of 0 stands for the number of programs.
@@ -26,18 +29,30 @@ struct KnownChannel
     quint16 initial;
 };
 
+using Layouts = KnownChannel::Layouts;
+
 // Status channels stand before the channels that act on them.
 const KnownChannel c_knownChannels[] = {
-    {"direction", true, false, 0, 0, nullptr, false, 0},
-    {"motorRun", true, false, 0, 0, nullptr, false, 0},
-    {"currentPreset", true, false, 0, 0, nullptr, false, 1},
-    {"alarm", true, false, 0, 0, nullptr, false, 0},
-    {"directionChange", true, true, 0, 1, "direction", false, 0},
-    {"presetChange", true, true, 1, 0, "currentPreset", false, 1},
-    {"alarmReset", false, true, 1, 1, "alarm", true, 0},
+    {"direction", Layouts::All, true, false, 0, 0, nullptr, false, 0},
+    {"motorRun", Layouts::All, true, false, 0, 0, nullptr, false, 0},
+    {"currentPreset", Layouts::All, true, false, 0, 0, nullptr, false, 1},
+    {"alarm", Layouts::All, true, false, 0, 0, nullptr, false, 0},
+    {"lock", Layouts::All, true, false, 0, 0, nullptr, false, 0},
+    // Not 0 at power-on: 0 and 2 are what a host writes, and both must show.
+    {"screenLock", Layouts::All, true, false, 0, 0, nullptr, false, 1},
+    {"directionChange", Layouts::All, true, true, 0, 1, "direction", false, 0},
+    {"presetChange", Layouts::All, true, true, 1, 0, "currentPreset", false, 1},
+    {"alarmReset", Layouts::All, false, true, 1, 1, "alarm", true, 0},
+    // Values above 3 lock nothing, and are acknowledged like the others.
+    {"lockChange", Layouts::All, true, true, 0, 0xFFFF, "lock", false, 0},
+    {"lockScreen", Layouts::NotTheFirst, true, true, 0, 0xFFFF, "screenLock", false, 1},
+    {"lockScreenGen1V1", Layouts::TheFirst, false, true, 0, 0xFFFF, "screenLock", false, 1},
 };
 
 constexpr char c_presets[] = "presets";
+constexpr char c_eventData[] = "eventData";
+constexpr char c_eventKeys[] = "eventDataKeys";
+constexpr char c_presetKeys[] = "presetDataKeys";
 constexpr int c_addressCount = 0x10000;
 
 std::optional<RegisterType> tableOf(const QString& registerType)
@@ -97,6 +112,24 @@ QString suffixOf(const QString& channel)
     return suffix.match(channel).captured(0);
 }
 
+bool isIn(const KnownChannel& known, const ControllerProfile& profile)
+{
+    return known.layouts == Layouts::All ||
+           (known.layouts == Layouts::TheFirst) == profile.hasFirstRegisterLayout();
+}
+
+// Why the lock keeps the tool from running in a direction; empty when it does not.
+QString lockedText(quint16 lock, quint16 direction)
+{
+    enum Lock : quint16 { Both = 1, Loosening = 2, Fastening = 3 };
+    const bool isFastening = direction == 0;
+    if (lock != Both && lock != (isFastening ? Fastening : Loosening))
+        return {};
+    return QStringLiteral("%1 is locked (lock = %2)")
+        .arg(isFastening ? QStringLiteral("fastening") : QStringLiteral("loosening"))
+        .arg(lock);
+}
+
 // Looks like a tightening program and differs from its neighbours, so that a value read from the wrong
 // place is noticed.
 quint16 presetValue(int program, int position)
@@ -136,12 +169,15 @@ SimulatedController::SimulatedController(const QJsonObject& deviceConfiguration,
     const QString suffix =
         profile.generation() > 1 ? QStringLiteral("V%1").arg(profile.generation()) : QString();
     // The number of programs bounds what presetChange accepts.
-    definePresets(channels, suffix);
+    const QJsonObject parameters = deviceConfiguration.value(QStringLiteral("parameters")).toObject();
+    definePresets(channels, parameters, suffix);
     defineKnownChannels(channels, suffix);
+    defineEvents(channels, parameters, suffix);
     defineOtherChannels(channels, suffix);
 }
 
-void SimulatedController::definePresets(const QHash<QString, QJsonObject>& channels, const QString& suffix)
+void SimulatedController::definePresets(const QHash<QString, QJsonObject>& channels,
+                                        const QJsonObject& parameters, const QString& suffix)
 {
     const QString sizeName = QStringLiteral("currentPreset") + suffix;
     const QString countName = QLatin1String(c_presets) + suffix;
@@ -178,10 +214,19 @@ void SimulatedController::definePresets(const QHash<QString, QJsonObject>& chann
     }
     m_presetSize = static_cast<int>(*size);
     m_presetCount = static_cast<int>(*count);
+    const RegisterLayout layout = presetLayout(parameters, suffix);
     for (int program = 1; program <= m_presetCount; ++program) {
+        QVector<quint16> values(m_presetSize);
+        for (int position = 0; position < m_presetSize; ++position)
+            values[position] = presetValue(program, position);
+        for (const RegisterField& field : layout) {
+            // Quarters: exact as a float, and exact in hundredths.
+            if (field.type == RegisterField::Type::Float)
+                putField(values, field, {0.25 * values.at(field.first)}, 1);
+        }
         for (int position = 0; position < m_presetSize; ++position) {
             Register content;
-            content.value = presetValue(program, position);
+            content.value = values.at(position);
             content.writable = isWritableTable(*table);
             const int address = (program - 1) * m_presetSize + position + 1;
             define(countName, {*table, static_cast<quint16>(address)}, content);
@@ -189,10 +234,72 @@ void SimulatedController::definePresets(const QHash<QString, QJsonObject>& chann
     }
 }
 
+RegisterLayout SimulatedController::presetLayout(const QJsonObject& parameters, const QString& suffix)
+{
+    const QString name = QLatin1String(c_presetKeys) + suffix;
+    const QJsonValue keys = parameters.value(name);
+    // Only descriptors say more than which register is which; without them the programs are as good.
+    if (suffix.isEmpty() || keys.isUndefined())
+        return {};
+    QString error;
+    const auto layout = layoutOfDescriptors(keys, 1, m_presetSize, &error);
+    if (!layout) {
+        m_problems.append(
+            QStringLiteral("parameter \"%1\" %2: no floats in stored programs").arg(name, error));
+        return {};
+    }
+    return *layout;
+}
+
+void SimulatedController::defineEvents(const QHash<QString, QJsonObject>& channels,
+                                       const QJsonObject& parameters, const QString& suffix)
+{
+    const QString name = QLatin1String(c_eventData) + suffix;
+    const auto entry = channels.constFind(name);
+    if (entry == channels.cend()) {
+        m_problems.append(QStringLiteral("no channel \"%1\" in the configuration").arg(name));
+        return;
+    }
+    const auto place = placeOf(name, *entry, false);
+    if (!place)
+        return;
+    if (isBitTable(place->table)) {
+        m_problems.append(QStringLiteral("channel \"%1\": an event needs registers, not bits").arg(name));
+        return;
+    }
+    const auto size = wholeNumber(entry->value(QStringLiteral("size")));
+    if (!size || *size == 0 || place->address + *size > c_addressCount) {
+        m_problems.append(
+            QStringLiteral("channel \"%1\" has no \"size\" (registers of an event, up to address 65535)")
+                .arg(name));
+        return;
+    }
+    EventBlock block{*place, static_cast<int>(*size), {}};
+    for (int position = 0; position < block.size; ++position) {
+        Register content;
+        content.channel = name;
+        if (!define(name, {place->table, static_cast<quint16>(place->address + position)}, content))
+            return;
+    }
+    const QString keysName = QLatin1String(c_eventKeys) + suffix;
+    const QJsonValue keys = parameters.value(keysName);
+    QString error;
+    const auto layout = suffix.isEmpty() ? layoutOfNames(keys, block.size, &error)
+                                         : layoutOfDescriptors(keys, place->address, block.size, &error);
+    if (!layout) {
+        m_problems.append(QStringLiteral("parameter \"%1\" %2: no events").arg(keysName, error));
+        return;
+    }
+    block.layout = *layout;
+    m_eventBlock = block;
+}
+
 void SimulatedController::defineKnownChannels(const QHash<QString, QJsonObject>& channels,
                                               const QString& suffix)
 {
     for (const KnownChannel& known : c_knownChannels) {
+        if (!isIn(known, m_profile))
+            continue;
         const QString base = QLatin1String(known.name);
         const QString name = known.versioned ? base + suffix : base;
         const auto entry = channels.constFind(name);
@@ -221,7 +328,7 @@ void SimulatedController::defineKnownChannels(const QHash<QString, QJsonObject>&
 void SimulatedController::defineOtherChannels(const QHash<QString, QJsonObject>& channels,
                                               const QString& suffix)
 {
-    QSet<QString> done = {QLatin1String(c_presets) + suffix};
+    QSet<QString> done = {QLatin1String(c_presets) + suffix, QLatin1String(c_eventData) + suffix};
     for (const KnownChannel& known : c_knownChannels)
         done.insert(known.versioned ? QLatin1String(known.name) + suffix : QLatin1String(known.name));
 
@@ -378,6 +485,63 @@ bool SimulatedController::setValue(const QString& channel, quint16 value)
     content.value = kept;
     Q_EMIT valueChanged(channel, kept);
     return true;
+}
+
+bool SimulatedController::startCycle(QString* error)
+{
+    const Cycle cycle{currentPreset(), direction()};
+    QString refusal;
+    if (!m_eventBlock)
+        refusal = QStringLiteral("the configuration describes no event block");
+    else if (m_cycle)
+        refusal = QStringLiteral("a tightening cycle is running");
+    else
+        refusal = lockedText(value(QStringLiteral("lock")).value_or(0), cycle.direction);
+    if (!refusal.isEmpty()) {
+        if (error != nullptr)
+            *error = refusal;
+        return false;
+    }
+    m_cycle = cycle;
+    setMotorRunning(true);
+    return true;
+}
+
+bool SimulatedController::finishCycle()
+{
+    if (!m_cycle)
+        return false;
+    const auto count = static_cast<quint16>(m_lastEvent.count + 1);
+    // A copy: who hears of it may run the next cycle at once.
+    const TighteningEvent event =
+        TighteningEvent::ofCount(count, m_cycle->program, m_cycle->direction, m_eventSeed);
+    m_lastEvent = event;
+    m_cycle.reset();
+    showEvent();
+    setMotorRunning(false);
+    Q_EMIT eventPosted(event);
+    return true;
+}
+
+bool SimulatedController::tighten(QString* error)
+{
+    return startCycle(error) && finishCycle();
+}
+
+void SimulatedController::setEventCount(quint16 count)
+{
+    m_lastEvent.count = count;
+    showEvent();
+}
+
+void SimulatedController::showEvent()
+{
+    if (!m_eventBlock)
+        return;
+    const QVector<quint16> words = encodeEvent(m_eventBlock->layout, m_eventBlock->size, m_lastEvent);
+    Table& registers = m_tables[m_eventBlock->place.table];
+    for (int i = 0; i < words.size(); ++i)
+        registers[static_cast<quint16>(m_eventBlock->place.address + i)].value = words.at(i);
 }
 
 void SimulatedController::clearWrites()

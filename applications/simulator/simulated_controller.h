@@ -1,6 +1,8 @@
 #pragma once
 
 #include "applications/simulator/controller_profile.h"
+#include "applications/simulator/register_layout.h"
+#include "applications/simulator/tightening_event.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -33,9 +35,13 @@ struct ControllerWrite
 // from the channel entries of a device configuration, by the names of the profile's generation
 // ("direction", for generation 2 "directionV2"), so that it and the plug-in read one map.
 //
-// Defined registers: the known channels (direction, motorRun, currentPreset, alarm, directionChange,
-// presetChange, alarmReset); the stored programs from register 1 on; every other channel of the
-// generation that names a register and a type, without a meaning of its own (to write: any value).
+// Defined registers: the known channels (direction, motorRun, currentPreset, alarm, lock, screenLock,
+// directionChange, presetChange, alarmReset, lockChange, and for the screen lock lockScreen, in the first
+// register layout of generation 1 lockScreenGen1V1); the event block eventData; the stored programs from
+// register 1 on; every other channel of the generation that names a register and a type, without a
+// meaning of its own (to write: any value). What the event block's registers mean says the key list
+// "eventDataKeys" of "parameters", names in generation 1, descriptors in later ones; descriptors in
+// "presetDataKeys" tell which registers of a stored program are floats.
 // Of "size": registers of one program for currentPreset, number of programs for presets, number of
 // registers for the others. Addresses are taken to 16 bits.
 class SimulatedController : public QObject
@@ -54,8 +60,8 @@ public:
                         QObject* parent = nullptr);
 
     const ControllerProfile& profile() const { return m_profile; }
-    // What is missing or wrong in the configuration, one line each; the registers concerned are not
-    // defined.
+    // What is missing or wrong in the configuration, one line each. Registers without a usable entry are
+    // not defined; an event block without a usable key list is, but never holds an event.
     QStringList problems() const { return m_problems; }
 
     // What a client sees. All `count` registers must be defined, else c_illegalAddress.
@@ -84,6 +90,26 @@ public:
     // The alarm stays until a client resets it; 0 is none.
     void raiseAlarm(quint16 code) { setValue(QStringLiteral("alarm"), code); }
 
+    // The tool's run. startCycle() turns the motor on, for the current program and direction;
+    // finishCycle() turns it off, counts the event and puts it into the event block, all of it before
+    // anybody can read. A cycle is not started, with a text, while one runs, when the lock covers the
+    // direction (fastening: 1 and 3, loosening: 1 and 2) or without an event block. A lock that comes
+    // later leaves the cycle alone.
+    bool startCycle(QString* error = nullptr);
+    // False when no cycle runs.
+    bool finishCycle();
+    bool isCycleRunning() const { return m_cycle.has_value(); }
+    // A whole cycle at once.
+    bool tighten(QString* error = nullptr);
+    // The count of the newest event; after 65535 comes 0. Set, the block shows it.
+    quint16 eventCount() const { return m_lastEvent.count; }
+    void setEventCount(quint16 count);
+    // Chooses the values of the events to come, see TighteningEvent::ofCount().
+    quint32 eventSeed() const { return m_eventSeed; }
+    void setEventSeed(quint32 seed) { m_eventSeed = seed; }
+    // The newest event; of all zeros but the count before the first one.
+    TighteningEvent lastEvent() const { return m_lastEvent; }
+
     int presetCount() const { return m_presetCount; }
     // Registers of one program; program p (from 1) begins at register (p - 1) × size + 1.
     int presetSize() const { return m_presetSize; }
@@ -97,6 +123,7 @@ public:
 Q_SIGNALS:
     void writeNoted(const ControllerWrite& write);
     void valueChanged(const QString& channel, quint16 value);
+    void eventPosted(const TighteningEvent& event);
 
 private:
     struct Register
@@ -119,7 +146,24 @@ private:
     };
     using Table = QHash<quint16, Register>;
 
-    void definePresets(const QHash<QString, QJsonObject>& channels, const QString& suffix);
+    struct EventBlock
+    {
+        Place place;
+        int size = 0;
+        RegisterLayout layout;
+    };
+    struct Cycle
+    {
+        quint16 program = 0;
+        quint16 direction = 0;
+    };
+
+    void definePresets(const QHash<QString, QJsonObject>& channels, const QJsonObject& parameters,
+                       const QString& suffix);
+    RegisterLayout presetLayout(const QJsonObject& parameters, const QString& suffix);
+    void defineEvents(const QHash<QString, QJsonObject>& channels, const QJsonObject& parameters,
+                      const QString& suffix);
+    void showEvent();
     void defineKnownChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
     void defineOtherChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
     bool define(const QString& name, const Place& place, const Register& content);
@@ -134,4 +178,8 @@ private:
     qint64 m_refusedWriteCount = 0;
     int m_presetCount = 0;
     int m_presetSize = 0;
+    std::optional<EventBlock> m_eventBlock;
+    std::optional<Cycle> m_cycle;
+    TighteningEvent m_lastEvent;
+    quint32 m_eventSeed = 1;
 };

@@ -5,6 +5,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulated_server.h"
 #include "applications/simulator/tcp_relay.h"
+#include "applications/simulator/tightening_cycles.h"
 
 #include <QModbusRtuSerialSlave>
 #include <QModbusTcpServer>
@@ -56,6 +57,7 @@ public:
     Private(Simulator* owner, const QJsonObject& deviceConfiguration, const ControllerProfile& profile)
         : q(owner)
         , controller(deviceConfiguration, profile)
+        , tightening(controller)
     {}
 
     bool isOff() const { return isDown || plan.isRefusing(); }
@@ -65,6 +67,7 @@ public:
 
     Simulator* q;
     SimulatedController controller;
+    TighteningCycles tightening;
     FaultPlan plan;
     RelayContext context;
     std::unique_ptr<SimulatedServer<QModbusTcpServer>> tcpServer;
@@ -143,6 +146,10 @@ Simulator::Simulator(const QJsonObject& deviceConfiguration, const ControllerPro
     });
     connect(&d->controller, &SimulatedController::writeNoted, this,
             [this](const ControllerWrite& write) { Q_EMIT message(write.toText()); });
+    connect(&d->controller, &SimulatedController::eventPosted, this,
+            [this](const TighteningEvent& event) { Q_EMIT message(event.toText()); });
+    connect(&d->tightening, &TighteningCycles::refused, this,
+            [this](const QString& text) { Q_EMIT message(QStringLiteral("no tightening: %1").arg(text)); });
 }
 
 Simulator::~Simulator()
@@ -248,6 +255,11 @@ void Simulator::close()
 SimulatedController& Simulator::controller()
 {
     return d->controller;
+}
+
+TighteningCycles& Simulator::tightening()
+{
+    return d->tightening;
 }
 
 FaultPlan& Simulator::faults()

@@ -10,6 +10,7 @@
 #include <memory>
 
 class SimulatedController;
+class TighteningCycles;
 
 // A controller that is not there: the register model and identification of one profile, reachable
 // over Modbus TCP (loopback only), a serial device, or a pseudo-terminal pair. All transports show
@@ -42,10 +43,12 @@ public:
     void close();
 
     SimulatedController& controller();
+    // The tool in somebody's hand: tightening cycles, one or at an interval.
+    TighteningCycles& tightening();
     FaultPlan& faults();
 
 Q_SIGNALS:
-    // One line per event that a person at the console wants to see (client came, write, fault).
+    // One line per event that a person at the console wants to see (client came, write, event, fault).
     void message(const QString& text);
 
 private:

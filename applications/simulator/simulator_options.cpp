@@ -10,6 +10,8 @@ namespace {
 
 constexpr int c_usageError = 2;
 constexpr quint16 c_defaultPort = 1502;
+// One hour, as for the times of faults.
+constexpr int c_longestInterval = 3600000;
 
 std::string profileTable()
 {
@@ -100,6 +102,12 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
         ->take_all();
     app.add_flag("--motor-run", options.motorRunning, "The motor runs");
     app.add_option("--alarm", options.alarm, "An alarm with this code is active");
+    app.add_option("--tightening-interval", options.tighteningInterval,
+                   "Run a tightening cycle every so many ms (none unless given)")
+        ->check(CLI::Range(1, c_longestInterval));
+    app.add_option("--event-count", options.eventCount,
+                   "Where the event counter starts, 0 to 65535; the first event has one more")
+        ->capture_default_str();
     app.add_flag("--quiet", options.quiet, "Print nothing but where it listens, and errors");
     app.add_flag("--list-profiles", listProfiles, "List the profiles and end");
     app.add_flag("--list-faults", listFaults, "List the faults and end");

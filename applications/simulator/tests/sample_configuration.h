@@ -38,6 +38,12 @@ inline QJsonArray sampleChannels()
             readEntry("motorRun", 5102),
             readEntry("currentPreset", 5103, "holdingRegisters", 20),
             readEntry("alarm", 5104),
+            writeEntry("lockChange", 5004),
+            writeEntry("lockScreen", 5005),
+            writeEntry("lockScreenGen1V1", 5006),
+            readEntry("lock", 5105),
+            readEntry("screenLock", 5106),
+            readEntry("eventData", 5201, "holdingRegisters", 12),
             readEntry("presets", 1, "holdingRegisters", 30),
             writeEntry("directionChangeV2", 6001),
             writeEntry("presetChangeV2", 6002),
@@ -45,12 +51,47 @@ inline QJsonArray sampleChannels()
             readEntry("motorRunV2", 6102),
             readEntry("currentPresetV2", 6103, "holdingRegisters", 40),
             readEntry("alarmV2", 6104),
+            writeEntry("lockChangeV2", 6004),
+            writeEntry("lockScreenV2", 6005),
+            readEntry("lockV2", 6105),
+            readEntry("screenLockV2", 6106),
+            readEntry("eventDataV2", 6201, "holdingRegisters", 16),
             readEntry("presetsV2", 1, "holdingRegisters", 50)};
+}
+
+inline QJsonObject descriptor(const char* name, int start, int end, const char* type)
+{
+    return {{QStringLiteral("parameter_name"), QLatin1String(name)},
+            {QStringLiteral("start_address"), start},
+            {QStringLiteral("end_address"), end},
+            {QStringLiteral("type"), QLatin1String(type)}};
+}
+
+inline QJsonArray sampleEventNames()
+{
+    return {"eventCountNo", "program",      "direction",     "result",        "torque",    "angle",
+            "duration",     "targetTorque", "minimumTorque", "maximumTorque", "errorCode", "speed"};
+}
+
+inline QJsonArray sampleEventDescriptors()
+{
+    return {descriptor("eventCountNo", 6201, 6201, "int"), descriptor("program", 6202, 6202, "int"),
+            descriptor("direction", 6203, 6203, "int"),    descriptor("result", 6204, 6204, "int"),
+            descriptor("torque", 6205, 6206, "float"),     descriptor("angle", 6207, 6208, "float"),
+            descriptor("duration", 6209, 6209, "int"),     descriptor("targetTorque", 6210, 6211, "float"),
+            descriptor("torqueTrace", 6212, 6215, "list"), descriptor("errorCode", 6216, 6216, "int")};
 }
 
 inline QJsonObject configurationOf(const QJsonArray& channels)
 {
-    return {{QStringLiteral("channels"), channels}};
+    return {{QStringLiteral("channels"), channels},
+            {QStringLiteral("parameters"),
+             QJsonObject{
+                 {QStringLiteral("eventDataKeys"), sampleEventNames()},
+                 {QStringLiteral("eventDataKeysV2"), sampleEventDescriptors()},
+                 {QStringLiteral("presetDataKeysV2"),
+                  QJsonArray{descriptor("strategy", 1, 1, "int"), descriptor("minimumTorque", 7, 8, "float"),
+                             descriptor("reserved", 34, 40, "list")}}}}};
 }
 
 inline QJsonObject sampleConfiguration()

@@ -3,6 +3,8 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/tests/sample_configuration.h"
+#include "applications/simulator/tightening_cycles.h"
+#include "applications/simulator/tightening_event.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -108,6 +110,11 @@ private Q_SLOTS:
     void restartsAtARequest();
     void faultHitsTheNumberedRequestOfAnyClient();
 
+    void showsEvents_data();
+    void showsEvents();
+    void blockReadsHoldOneEvent();
+    void saysWhatTheToolDoes();
+
     void servesTwoClients();
     void servesBesideStalledClients();
     void listensOnLoopbackOnly();
@@ -168,7 +175,7 @@ void TestSimulator::answersOverTcp_data()
     QTest::addColumn<QByteArray>("answer");
 
     QTest::newRow("read") << c_readStatus << c_status;
-    QTest::newRow("read over the border") << QByteArray::fromHex("0001 0000 0006 01 03 17D5 0005")
+    QTest::newRow("read over the border") << QByteArray::fromHex("0001 0000 0006 01 03 17D5 0007")
                                           << QByteArray::fromHex("0001 0000 0003 01 83 02");
     QTest::newRow("read 126") << QByteArray::fromHex("0001 0000 0006 01 03 0001 007E")
                               << QByteArray::fromHex("0001 0000 0003 01 83 03");
@@ -179,6 +186,18 @@ void TestSimulator::answersOverTcp_data()
                                            << QByteArray::fromHex("0002 0000 0003 01 86 03");
     QTest::newRow("write program 51") << QByteArray::fromHex("0002 0000 0006 01 06 1772 0033")
                                       << QByteArray::fromHex("0002 0000 0003 01 86 03");
+    QTest::newRow("lock with any value") << QByteArray::fromHex("0002 0000 0006 01 06 1774 FFFF")
+                                         << QByteArray::fromHex("0002 0000 0006 01 06 1774 FFFF");
+    QTest::newRow("lock the screen") << QByteArray::fromHex("0002 0000 0006 01 06 1775 0000")
+                                     << QByteArray::fromHex("0002 0000 0006 01 06 1775 0000");
+    QTest::newRow("screen lock of generation 1") << QByteArray::fromHex("0002 0000 0006 01 06 138D 0000")
+                                                 << QByteArray::fromHex("0002 0000 0003 01 86 02");
+    QTest::newRow("register 1 of program 15") << QByteArray::fromHex("0002 0000 0006 01 03 0231 0001")
+                                              << QByteArray::fromHex("0002 0000 0005 01 03 02 0001");
+    QTest::newRow("no event yet") << QByteArray::fromHex("0002 0000 0006 01 03 1839 0010")
+                                  << QByteArray::fromHex("0002 0000 0023 01 03 20") + QByteArray(32, '\0');
+    QTest::newRow("write the event") << QByteArray::fromHex("0002 0000 0006 01 06 1839 0001")
+                                     << QByteArray::fromHex("0002 0000 0003 01 86 02");
     QTest::newRow("write a status") << QByteArray::fromHex("0002 0000 0006 01 06 17D5 0001")
                                     << QByteArray::fromHex("0002 0000 0003 01 86 02");
     QTest::newRow("write two") << QByteArray::fromHex("0002 0000 000B 01 10 1771 0002 04 0001 0005")
@@ -529,6 +548,101 @@ void TestSimulator::faultHitsTheNumberedRequestOfAnyClient()
     QTRY_COMPARE(second.received(), QByteArray::fromHex("0003 0000 0003 01 91 04").toHex());
 }
 
+void TestSimulator::showsEvents_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<QByteArray>("answer");
+
+    // Event 1 of program 1: 5.75 Nm (0x40B80000), 250.25 degrees (0x437A4000), 994 ms, OK, target 5.25
+    // (0x40A80000).
+    QTest::newRow("mdc32-gen2") << QByteArray::fromHex("0001 0000 0006 01 03 1839 0010")
+                                << QByteArray::fromHex("0001 0000 0023 01 03 20 0001 0001 0000 0001"
+                                                       "40B8 0000 437A 4000 03E2 40A8 0000"
+                                                       "0090 0120 01AF 023F 0000");
+    QTest::newRow("mdc22-gen1v2") << QByteArray::fromHex("0001 0000 0006 01 03 1451 000C")
+                                  << QByteArray::fromHex("0001 0000 001B 01 03 18 0001 0001 0000 0001"
+                                                         "023F 61C1 03E2 020D 01A9 0271 0000 0186");
+}
+
+void TestSimulator::showsEvents()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, answer);
+    Simulator simulator(sampleConfiguration(),
+                        *ControllerProfile::byName(QString::fromLatin1(QTest::currentDataTag())));
+    QVERIFY(simulator.listenTcp());
+    RawClient client(simulator.tcpPort());
+    QVERIFY(simulator.tightening().tighten());
+    // The motor runs until the event is there.
+    QVERIFY(simulator.controller().isMotorRunning());
+    QTRY_VERIFY(!simulator.controller().isMotorRunning());
+    client.send(request);
+    QTRY_COMPARE(client.received(), answer.toHex());
+}
+
+// However a read falls between the cycles, what it brings is one event.
+void TestSimulator::blockReadsHoldOneEvent()
+{
+    constexpr int c_events = 1000;
+    constexpr int c_size = 16;
+    const auto layout = layoutOfDescriptors(sampleEventDescriptors(), 6201, c_size, nullptr);
+    QVERIFY(layout.has_value());
+    const QByteArray request = QByteArray::fromHex("0001 0000 0006 01 03 1839 0010");
+    constexpr int c_answerSize = 9 + 2 * c_size;
+    int reads = 0;
+    QSet<quint16> seen;
+    QTcpSocket socket;
+    QByteArray received;
+    connect(&socket, &QTcpSocket::readyRead, this, [&] {
+        received += socket.readAll();
+        if (received.size() < c_answerSize)
+            return;
+        QCOMPARE(received.size(), c_answerSize);
+        QVector<quint16> words;
+        for (int i = 9; i < c_answerSize; i += 2)
+            words.append(static_cast<quint16>((quint8(received.at(i)) << 8) | quint8(received.at(i + 1))));
+        const auto event = TighteningEvent::ofCount(words.first(), 1, 0, 1);
+        QCOMPARE(words, encodeEvent(*layout, c_size, event));
+        seen.insert(words.first());
+        received.clear();
+        ++reads;
+        if (words.first() < c_events)
+            socket.write(request);
+    });
+    m_simulator->tightening().tighten();
+    QTRY_COMPARE(m_simulator->controller().eventCount(), quint16(1));
+    connect(&m_simulator->controller(), &SimulatedController::eventPosted, this,
+            [this](const TighteningEvent& event) {
+                if (event.count == c_events)
+                    m_simulator->tightening().stop();
+            });
+    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), m_simulator->tcpPort());
+    m_simulator->tightening().start(1);
+    socket.write(request);
+    QTRY_VERIFY_WITH_TIMEOUT(seen.contains(c_events), 60000);
+    QVERIFY(!m_simulator->tightening().isActive());
+    QVERIFY2(seen.size() > 20, qPrintable(QString::number(seen.size())));
+    QCOMPARE(m_simulator->controller().eventCount(), quint16(c_events));
+}
+
+void TestSimulator::saysWhatTheToolDoes()
+{
+    QStringList messages;
+    connect(m_simulator.get(), &Simulator::message, this,
+            [&messages](const QString& text) { messages += text; });
+    m_simulator->tightening().start(2);
+    QTRY_VERIFY(messages.size() >= 1);
+    QCOMPARE(messages.first(),
+             QStringLiteral("event 1: program 1, fastening, 5.75 Nm, 250.25 degrees, 994 ms, OK"));
+    RawClient client(m_simulator->tcpPort());
+    client.send(QByteArray::fromHex("0002 0000 0006 01 06 1774 0001"));
+    QTRY_VERIFY(messages.contains(QStringLiteral("no tightening: fastening is locked (lock = 1)")));
+    // The simulator may go while a cycle runs.
+    m_simulator->controller().setValue(QStringLiteral("lock"), 0);
+    QTRY_VERIFY(m_simulator->controller().isCycleRunning());
+    m_simulator.reset();
+}
+
 void TestSimulator::servesTwoClients()
 {
     RawClient first(m_simulator->tcpPort());
@@ -825,8 +939,11 @@ void TestSimulator::mbpollReadsAndWrites_data()
         row("read") << QStringList({"-r", "6101", "-c", "4"}) << QStringList() << true << "[6103]: \t1";
         row("read the programs") << QStringList({"-r", "1", "-c", "40"}) << QStringList() << true
                                  << "[2]: \t105";
-        row("read undefined") << QStringList({"-r", "6105", "-c", "1"}) << QStringList() << false
+        row("read undefined") << QStringList({"-r", "6107", "-c", "1"}) << QStringList() << false
                               << "Illegal data address";
+        row("read the event") << QStringList({"-r", "6201", "-c", "16"}) << QStringList() << true
+                              << "[6216]: \t0";
+        row("lock") << QStringList({"-r", "6004"}) << QStringList({"3"}) << true << "Written 1 references";
         row("write") << QStringList({"-r", "6001"}) << QStringList({"1"}) << true << "Written 1 references";
         row("write two") << QStringList({"-r", "6001"}) << QStringList({"1", "5"}) << true
                          << "Written 2 references";
@@ -886,6 +1003,10 @@ void TestSimulator::programRuns_data()
     QTest::newRow("pseudo-terminal") << QStringList{"--pty"} << SIGTERM
                                      << "^listening on /dev/pts/([0-9]+), unit 1, MDC-32 generation 2\n$"
                                      << true;
+    QTest::newRow("tightening") << port + QStringList{"--tightening-interval", "2", "--event-count", "30000"}
+                                << SIGTERM
+                                << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$"
+                                << true;
     QTest::newRow("object and state")
         << port + QStringList{"--object", "mdc", "--alarm", "12", "--motor-run"} << SIGTERM
         << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$" << true;
@@ -901,8 +1022,13 @@ void TestSimulator::programRuns()
     program.start(QStringLiteral(SIMULATOR), arguments);
     QVERIFY(program.waitForStarted());
     QByteArray output;
-    QTRY_VERIFY2((output += program.readAllStandardOutput()).contains('\n'),
-                 program.readAllStandardError().constData());
+    QByteArray messages;
+    const auto isListening = [&] {
+        output += program.readAllStandardOutput();
+        messages += program.readAllStandardError();
+        return output.contains('\n');
+    };
+    QTRY_VERIFY2(isListening(), messages.constData());
     const QRegularExpressionMatch match = QRegularExpression(line).match(QString::fromLocal8Bit(output));
     QVERIFY2(match.hasMatch(), output.constData());
     const bool isTcp = output.contains("127.0.0.1");
@@ -912,6 +1038,18 @@ void TestSimulator::programRuns()
         request[6] = static_cast<char>(output.contains("unit 7") ? 7 : 1);
         client.send(request);
         QTRY_VERIFY(client.received().size() > 14);
+        if (QByteArray(QTest::currentDataTag()) == "tightening") {
+            // The event counter, on from where it was told to start.
+            const auto count = [&client] {
+                return client.received().size() == 22 ? client.received().right(4).toInt(nullptr, 16) : -1;
+            };
+            do {
+                client.forget();
+                client.send(QByteArray::fromHex("0001 0000 0006 01 03 1839 0001"));
+                QTRY_VERIFY(count() >= 30000);
+            } while (count() == 30000);
+            QVERIFY2(count() < 60000, client.received().constData());
+        }
         if (QByteArray(QTest::currentDataTag()) == "object and state") {
             client.forget();
             client.send(c_readStatus);
@@ -924,7 +1062,9 @@ void TestSimulator::programRuns()
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 0);
     const QByteArray rest = program.readAllStandardOutput();
-    const QByteArray messages = program.readAllStandardError();
+    messages += program.readAllStandardError();
+    // The bundled configuration has all that the controller needs.
+    QVERIFY2(!messages.contains("not simulated"), messages.constData());
     if (summary) {
         QVERIFY2(rest.contains(" requests, 0 of them hit by faults, 0 writes accepted, 0 refused\n"),
                  rest.constData());
@@ -947,6 +1087,10 @@ void TestSimulator::programRefuses_data()
     QTest::newRow("option") << QStringList{"--prot", "5"} << 2 << "--prot";
     QTest::newRow("port") << QStringList{"--port", "70000"} << 2 << "--port";
     QTest::newRow("unit") << QStringList{"--unit", "0"} << 2 << "--unit";
+    QTest::newRow("no interval") << QStringList{"--tightening-interval", "0"} << 2 << "--tightening-interval";
+    QTest::newRow("interval of more than an hour")
+        << QStringList{"--tightening-interval", "3600001"} << 2 << "--tightening-interval";
+    QTest::newRow("event count") << QStringList{"--event-count", "65536"} << 2 << "--event-count";
     QTest::newRow("baud alone") << QStringList{"--baud", "9600"} << 2 << "--serial";
     QTest::newRow("parity") << QStringList{"--serial", "/dev/no-such-line", "--parity", "mark"} << 2
                             << "mark";

@@ -3,9 +3,12 @@
 #include "applications/simulator/device_object.h"
 #include "applications/simulator/fault_plan.h"
 #include "applications/simulator/modbus_frames.h"
+#include "applications/simulator/register_layout.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulated_server.h"
 #include "applications/simulator/tests/sample_configuration.h"
+#include "applications/simulator/tightening_cycles.h"
+#include "applications/simulator/tightening_event.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -80,6 +83,28 @@ private Q_SLOTS:
     void registerTypesFollowTheEntry();
     void otherChannelsAreDefined();
     void addressIsTakenTo16Bits();
+    void layoutOfProfile_data();
+    void layoutOfProfile();
+    void locksShow_data();
+    void locksShow();
+    void programFifteenRegisterByRegister_data();
+    void programFifteenRegisterByRegister();
+    void eventWords_data();
+    void eventWords();
+    void eventIsAFunctionOfItsCount_data();
+    void eventIsAFunctionOfItsCount();
+    void eventsAreConsistent();
+    void postsEvents_data();
+    void postsEvents();
+    void eventCountWraps();
+    void thousandCycles();
+    void lockStopsCycles_data();
+    void lockStopsCycles();
+    void oneCycleAtATime();
+    void cyclesInTime();
+    void cyclesAtAnInterval();
+    void badKeyListIsSaid_data();
+    void badKeyListIsSaid();
     void missingEntryIsSaid_data();
     void missingEntryIsSaid();
     void wrongEntryIsSaid_data();
@@ -521,9 +546,13 @@ void TestSimulatorModel::reads_data()
     QTest::newRow("1: one status") << 1 << 5104 << 1 << quint8(0) << Words{77};
     QTest::newRow("1: before the status") << 1 << 5100 << 1 << illegal << Words{};
     QTest::newRow("1: into the status") << 1 << 5100 << 2 << illegal << Words{};
-    QTest::newRow("1: over the end") << 1 << 5104 << 2 << illegal << Words{};
-    QTest::newRow("1: to write") << 1 << 5001 << 3 << quint8(0) << Words{0, 1, 0};
-    QTest::newRow("1: behind those to write") << 1 << 5003 << 2 << illegal << Words{};
+    QTest::newRow("1: over the end") << 1 << 5106 << 2 << illegal << Words{};
+    QTest::newRow("1: to write") << 1 << 5001 << 5 << quint8(0) << Words{0, 1, 0, 0, 1};
+    QTest::newRow("1: locks") << 1 << 5105 << 2 << quint8(0) << Words{0, 1};
+    QTest::newRow("1: event") << 1 << 5201 << 12 << quint8(0) << Words(12, 0);
+    QTest::newRow("1: over the event") << 1 << 5201 << 13 << illegal << Words{};
+    QTest::newRow("1: before the event") << 1 << 5200 << 12 << illegal << Words{};
+    QTest::newRow("1: behind those to write") << 1 << 5005 << 2 << illegal << Words{};
     QTest::newRow("1: other generation") << 1 << 6101 << 1 << illegal << Words{};
     QTest::newRow("1: register 0") << 1 << 0 << 1 << illegal << Words{};
     QTest::newRow("1: register 0 and on") << 1 << 0 << 2 << illegal << Words{};
@@ -533,6 +562,15 @@ void TestSimulatorModel::reads_data()
     QTest::newRow("1: behind the programs") << 1 << 601 << 1 << illegal << Words{};
     QTest::newRow("2: status") << 2 << 6101 << 4 << quint8(0) << Words{0, 1, 1, 77};
     QTest::newRow("2: to write") << 2 << 6001 << 2 << quint8(0) << Words{0, 1};
+    QTest::newRow("2: locks to write") << 2 << 6004 << 2 << quint8(0) << Words{0, 1};
+    QTest::newRow("2: between those to write") << 2 << 6003 << 1 << illegal << Words{};
+    QTest::newRow("2: locks") << 2 << 6105 << 2 << quint8(0) << Words{0, 1};
+    QTest::newRow("2: over the locks") << 2 << 6106 << 2 << illegal << Words{};
+    QTest::newRow("2: event") << 2 << 6201 << 16 << quint8(0) << Words(16, 0);
+    QTest::newRow("2: over the event") << 2 << 6201 << 17 << illegal << Words{};
+    // The third register is a number, the seventh and eighth are 0.25 × 140 = 35.0.
+    QTest::newRow("2: float of a program")
+        << 2 << 41 + 2 << 7 << quint8(0) << Words{96, 107, 118, 129, 0x420C, 0x0000, 162};
     QTest::newRow("2: alarm reset keeps its place") << 2 << 5003 << 1 << quint8(0) << Words{0};
     QTest::newRow("2: other generation") << 2 << 5101 << 1 << illegal << Words{};
     QTest::newRow("2: last programmed") << 2 << 2000 << 1 << quint8(0) << Words{279};
@@ -588,9 +626,10 @@ void TestSimulatorModel::writes_data()
         row("alarm reset 0") << 5003 << 0 << value << 0 << 1;
         row("alarm reset 2") << 5003 << 2 << value << 0 << 1;
         row("alarm reset 1") << 5003 << 1 << quint8(0) << 0 << 1;
-        for (int status = 101; status <= 104; ++status)
+        for (int status = 101; status <= 106; ++status)
             row(qPrintable(QStringLiteral("status %1").arg(status)))
                 << base + status << 1 << address << 0 << 1;
+        row("event") << base + 201 << 1 << address << 0 << 1;
         row("undefined") << base << 1 << address << 0 << 1;
         row("other generation") << 11000 - base + 1 << 1 << address << 0 << 1;
     }
@@ -627,7 +666,7 @@ void TestSimulatorModel::writesAllOrNothing()
     const auto holding = QModbusDataUnit::HoldingRegisters;
     QCOMPARE(controller.write(holding, 5001, {1, 99}), SimulatedController::c_illegalValue);
     QCOMPARE(controller.direction(), quint16(0));
-    QCOMPARE(controller.write(holding, 5001, {7, 99, 1, 1}), SimulatedController::c_illegalAddress);
+    QCOMPARE(controller.write(holding, 5001, {7, 99, 1, 1, 0, 0}), SimulatedController::c_illegalAddress);
     QCOMPARE(controller.write(holding, 5001, {}), SimulatedController::c_illegalValue);
     controller.raiseAlarm(5);
     QCOMPARE(controller.write(holding, 5001, {1, 9, 1}), SimulatedController::c_accepted);
@@ -685,14 +724,15 @@ void TestSimulatorModel::storedProgramIsRewritten()
 
 void TestSimulatorModel::registerTypesFollowTheEntry()
 {
-    const QJsonArray channels{writeEntry("directionChange", 10, "coils"),
-                              readEntry("direction", 11, "discreteInputs"),
-                              readEntry("motorRun", 12, "coils"),
-                              readEntry("alarm", 33, "inputRegisters"),
-                              writeEntry("presetChange", 14, "holdingRegisters"),
-                              readEntry("currentPreset", 15, "singleRegister", 20),
-                              writeEntry("alarmReset", 16),
-                              readEntry("presets", 1, "inputRegisters", 1)};
+    const QJsonArray channels{
+        writeEntry("directionChange", 10, "coils"), readEntry("direction", 11, "discreteInputs"),
+        readEntry("motorRun", 12, "coils"), readEntry("alarm", 33, "inputRegisters"),
+        writeEntry("presetChange", 14, "holdingRegisters"),
+        readEntry("currentPreset", 15, "singleRegister", 20), writeEntry("alarmReset", 16),
+        writeEntry("lockChange", 17, "coils"), readEntry("lock", 18, "coils"), writeEntry("lockScreen", 19),
+        readEntry("screenLock", 22, "inputRegisters"),
+        // At the very end: the last block of a table.
+        readEntry("eventData", 65524, "inputRegisters", 12), readEntry("presets", 1, "inputRegisters", 1)};
     SimulatedController controller(configurationOf(channels), profileOfGeneration(1));
     QCOMPARE(controller.problems(), QStringList());
     QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 10, {1}), quint8(2));
@@ -708,6 +748,10 @@ void TestSimulatorModel::registerTypesFollowTheEntry()
     QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 33, 1, &read), quint8(0));
     QCOMPARE(read, Words{300});
     QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 33, 1, &read), quint8(2));
+    QVERIFY(controller.tighten());
+    QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 65524, 12, &read), quint8(0));
+    QCOMPARE(read.first(), quint16(1));
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 65524, 1, &read), quint8(2));
     // Programs that are only read.
     QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 1, 12, &read), quint8(0));
     QCOMPARE(controller.write(QModbusDataUnit::InputRegisters, 1, {1}), quint8(2));
@@ -716,10 +760,10 @@ void TestSimulatorModel::registerTypesFollowTheEntry()
 void TestSimulatorModel::otherChannelsAreDefined()
 {
     QJsonArray channels = sampleChannels();
-    channels.append(readEntry("eventData", 7000, "holdingRegisters", 3));
-    channels.append(writeEntry("lockChange", 7010));
-    channels.append(writeEntry("lockScreenGen1V1", 7011));
-    channels.append(readEntry("eventDataV2", 8000, "holdingRegisters", 5));
+    channels.append(readEntry("counters", 7000, "holdingRegisters", 3));
+    channels.append(writeEntry("lampChange", 7010));
+    channels.append(writeEntry("keyGen1V1", 7011));
+    channels.append(readEntry("countersV2", 8000, "holdingRegisters", 5));
     SimulatedController first(configurationOf(channels), profileOfGeneration(1));
     QCOMPARE(first.problems(), QStringList());
     const auto holding = QModbusDataUnit::HoldingRegisters;
@@ -745,6 +789,553 @@ void TestSimulatorModel::addressIsTakenTo16Bits()
     QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 5101, 1, &read), quint8(0));
 }
 
+void TestSimulatorModel::layoutOfProfile_data()
+{
+    QTest::addColumn<int>("firmware");
+    QTest::addColumn<bool>("isBm");
+    QTest::addColumn<bool>("isFirst");
+
+    QTest::newRow("999") << 999 << false << false;
+    QTest::newRow("1000") << 1000 << false << true;
+    QTest::newRow("1999") << 1999 << false << true;
+    QTest::newRow("2000") << 2000 << false << false;
+    QTest::newRow("3999") << 3999 << false << false;
+    QTest::newRow("4000") << 4000 << false << false;
+    QTest::newRow("BM 999") << 999 << true << true;
+    QTest::newRow("BM 2500") << 2500 << true << true;
+    QTest::newRow("BM 4000") << 4000 << true << false;
+}
+
+void TestSimulatorModel::layoutOfProfile()
+{
+    QFETCH(int, firmware);
+    QFETCH(bool, isBm);
+    QFETCH(bool, isFirst);
+    ControllerProfile profile =
+        *ControllerProfile::byName(isBm ? QStringLiteral("bm-gen1v1") : QStringLiteral("mdc26-gen2"));
+    profile.firmware = static_cast<quint16>(firmware);
+    QCOMPARE(profile.hasFirstRegisterLayout(), isFirst);
+    // A serial byte of 10 makes no BM of the other blocks.
+    profile.layout = ControllerProfile::Layout::Bytes13;
+    QCOMPARE(profile.hasFirstRegisterLayout(), firmware >= 1000 && firmware < 2000);
+}
+
+void TestSimulatorModel::locksShow_data()
+{
+    QTest::addColumn<int>("address");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<bool>("isDefined");
+    QTest::addColumn<QString>("status");
+
+    const QList<ControllerProfile> profiles = ControllerProfile::all();
+    for (const ControllerProfile& profile : profiles) {
+        const auto row = [&profile](const char* name) -> QTestData& {
+            return QTest::newRow(qPrintable(profile.name + QLatin1Char(' ') + QLatin1String(name)));
+        };
+        const bool isFirst = profile.name.endsWith(QLatin1String("gen1v1"));
+        const bool isSecond = profile.name.endsWith(QLatin1String("gen1v2"));
+        const int base = isFirst || isSecond ? 5000 : 6000;
+        for (const int value : {0, 1, 2, 3, 4, 65535})
+            row(qPrintable(QStringLiteral("lock %1").arg(value))) << base + 4 << value << true << "lock";
+        for (const int value : {0, 2, 3}) {
+            const QString text = QString::number(value);
+            row(qPrintable("lockScreen " + text)) << 5005 << value << isSecond << "screenLock";
+            row(qPrintable("lockScreenGen1V1 " + text)) << 5006 << value << isFirst << "screenLock";
+            row(qPrintable("lockScreenV2 " + text)) << 6005 << value << (base == 6000) << "screenLock";
+        }
+    }
+}
+
+void TestSimulatorModel::locksShow()
+{
+    QFETCH(int, address);
+    QFETCH(int, value);
+    QFETCH(bool, isDefined);
+    QFETCH(QString, status);
+    const auto profile = ControllerProfile::byName(QString(QTest::currentDataTag()).section(' ', 0, 0));
+    QVERIFY(profile.has_value());
+    SimulatedController controller(sampleConfiguration(), *profile);
+    QCOMPARE(controller.problems(), QStringList());
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    const quint16 before = *controller.value(status);
+    QCOMPARE(int(before), status == QLatin1String("lock") ? 0 : 1);
+    const Words words{static_cast<quint16>(value)};
+    const auto place = static_cast<quint16>(address);
+    QCOMPARE(controller.write(holding, place, words),
+             isDefined ? SimulatedController::c_accepted : SimulatedController::c_illegalAddress);
+    QCOMPARE(*controller.value(status), isDefined ? words.first() : before);
+    Words read;
+    const int statusPlace = (profile->generation() == 1 ? 5105 : 6105) + (status == "lock" ? 0 : 1);
+    QCOMPARE(controller.read(holding, static_cast<quint16>(statusPlace), 1, &read), quint8(0));
+    QCOMPARE(read.first(), *controller.value(status));
+    QCOMPARE(controller.read(holding, place, 1, &read) == SimulatedController::c_accepted, isDefined);
+}
+
+void TestSimulatorModel::programFifteenRegisterByRegister_data()
+{
+    QTest::addColumn<int>("generation");
+    QTest::addColumn<int>("first");
+    QTest::addColumn<Words>("before");
+
+    QTest::newRow("generation 1") << 1 << 14 * 20 + 1 << Words{1, 175, 577, 588, 599, 610};
+    QTest::newRow("generation 2") << 2 << 14 * 40 + 1 << Words{1, 175, 577, 588, 599, 610};
+}
+
+void TestSimulatorModel::programFifteenRegisterByRegister()
+{
+    QFETCH(int, generation);
+    QFETCH(int, first);
+    QFETCH(Words, before);
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    const Words trigger{1, 100, 0, 1, 0, 3};
+    for (const Words& written : {trigger, before}) {
+        for (int i = 0; i < written.size(); ++i) {
+            const auto place = static_cast<quint16>(first + i);
+            Words read;
+            QCOMPARE(controller.read(holding, place, 1, &read), quint8(0));
+            QCOMPARE(read, Words{written == before ? trigger[i] : before[i]});
+            QCOMPARE(controller.write(holding, place, {written[i]}), quint8(0));
+            QCOMPARE(controller.read(holding, place, 1, &read), quint8(0));
+            QCOMPARE(read, Words{written[i]});
+        }
+    }
+    // The neighbours were left alone.
+    Words read;
+    QCOMPARE(controller.read(holding, static_cast<quint16>(first + 6), 1, &read), quint8(0));
+    QCOMPARE(controller.read(holding, static_cast<quint16>(first - 1), 1, &read), quint8(0));
+    SimulatedController untouched(sampleConfiguration(), profileOfGeneration(generation));
+    Words other;
+    QCOMPARE(untouched.read(holding, static_cast<quint16>(first - 1), 1, &other), quint8(0));
+    QCOMPARE(read, other);
+}
+
+void TestSimulatorModel::eventWords_data()
+{
+    QTest::addColumn<QJsonArray>("keys");
+    QTest::addColumn<bool>("described");
+    QTest::addColumn<int>("size");
+    QTest::addColumn<Words>("words");
+
+    QTest::newRow("names") << sampleEventNames() << false << 12
+                           << Words{7, 3, 1, 1, 1250, 9075, 350, 1275, 1175, 1375, 2, 400};
+    // 12.5 is 0x41480000, 90.75 is 0x42B58000, 12.75 is 0x414C0000.
+    QTest::newRow("descriptors") << sampleEventDescriptors() << true << 16
+                                 << Words{7,   3,      1,      1,   0x4148, 0x0000, 0x42B5, 0x8000,
+                                          350, 0x414C, 0x0000, 313, 625,    938,    1250,   2};
+    QTest::newRow("unknown names are 0")
+        << QJsonArray{"temperature", "Torque", "torque"} << false << 3 << Words{0, 0, 1250};
+    QTest::newRow("a name twice") << QJsonArray{"program", "program"} << false << 2 << Words{3, 3};
+    QTest::newRow("gaps are 0") << QJsonArray{descriptor("program", 6202, 6202, "int"),
+                                              descriptor("duration", 6204, 6204, "int")}
+                                << true << 5 << Words{0, 3, 0, 350, 0};
+    QTest::newRow("int over two registers")
+        << QJsonArray{descriptor("torque", 6201, 6202, "int")} << true << 2 << Words{1250, 0};
+    QTest::newRow("list of a single number")
+        << QJsonArray{descriptor("torque", 6201, 6203, "list")} << true << 3 << Words{1250, 0, 0};
+    QTest::newRow("trace cut short") << QJsonArray{descriptor("torqueTrace", 6201, 6202, "list")} << true << 2
+                                     << Words{313, 625};
+    QTest::newRow("count as float") << QJsonArray{descriptor("eventCountNo", 6201, 6202, "float")} << true
+                                    << 2 << Words{0x40E0, 0x0000};
+}
+
+void TestSimulatorModel::eventWords()
+{
+    QFETCH(QJsonArray, keys);
+    QFETCH(bool, described);
+    QFETCH(int, size);
+    QFETCH(Words, words);
+    QString error;
+    const auto layout =
+        described ? layoutOfDescriptors(keys, 6201, size, &error) : layoutOfNames(keys, size, &error);
+    QVERIFY2(layout.has_value(), qPrintable(error));
+    TighteningEvent event;
+    event.count = 7;
+    event.program = 3;
+    event.direction = 1;
+    event.isOk = true;
+    event.errorCode = 2;
+    event.duration = 350;
+    event.speed = 400;
+    event.torque = 12.5;
+    event.angle = 90.75;
+    event.targetTorque = 12.75;
+    event.minimumTorque = 11.75;
+    event.maximumTorque = 13.75;
+    QCOMPARE(encodeEvent(*layout, size, event), words);
+    QCOMPARE(event.toText(),
+             QStringLiteral("event 7: program 3, loosening, 12.50 Nm, 90.75 degrees, 350 ms, OK"));
+}
+
+void TestSimulatorModel::eventIsAFunctionOfItsCount_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("program");
+    QTest::addColumn<int>("direction");
+    QTest::addColumn<uint>("seed");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("errorCode");
+    QTest::addColumn<int>("speed");
+
+    // Computed apart from the code.
+    QTest::newRow("count 1, program 1, direction 0, seed 1")
+        << 1 << 1 << 0 << 1u << "event 1: program 1, fastening, 5.75 Nm, 250.25 degrees, 994 ms, OK" << 0
+        << 390;
+    QTest::newRow("count 2, program 1, direction 0, seed 1")
+        << 2 << 1 << 0 << 1u << "event 2: program 1, fastening, 4.50 Nm, 61.75 degrees, 1536 ms, OK" << 0
+        << 350;
+    QTest::newRow("count 65535, program 30, direction 1, seed 1")
+        << 65535 << 30 << 1 << 1u
+        << "event 65535: program 30, loosening, 12.75 Nm, 212.00 degrees, 1461 ms, OK" << 0 << 340;
+    QTest::newRow("count 0, program 1, direction 0, seed 1")
+        << 0 << 1 << 0 << 1u << "event 0: program 1, fastening, 6.00 Nm, 95.25 degrees, 794 ms, OK" << 0
+        << 440;
+    QTest::newRow("count 1, program 1, direction 0, seed 2")
+        << 1 << 1 << 0 << 2u << "event 1: program 1, fastening, 5.50 Nm, 198.75 degrees, 450 ms, OK" << 0
+        << 490;
+    QTest::newRow("count 12, program 1, direction 0, seed 1")
+        << 12 << 1 << 0 << 1u << "event 12: program 1, fastening, 7.50 Nm, 149.25 degrees, 333 ms, NOK" << 2
+        << 370;
+    QTest::newRow("count 28, program 1, direction 0, seed 1")
+        << 28 << 1 << 0 << 1u << "event 28: program 1, fastening, 3.00 Nm, 154.75 degrees, 1371 ms, NOK" << 1
+        << 350;
+}
+
+void TestSimulatorModel::eventIsAFunctionOfItsCount()
+{
+    QFETCH(int, count);
+    QFETCH(int, program);
+    QFETCH(int, direction);
+    QFETCH(uint, seed);
+    const auto event = TighteningEvent::ofCount(static_cast<quint16>(count), static_cast<quint16>(program),
+                                                static_cast<quint16>(direction), seed);
+    QTEST(event.toText(), "text");
+    QTEST(int(event.errorCode), "errorCode");
+    QTEST(int(event.speed), "speed");
+}
+
+// Over many counts: the result agrees with the torque, and the figures are exact in hundredths.
+void TestSimulatorModel::eventsAreConsistent()
+{
+    int notOk = 0;
+    QSet<quint16> errors;
+    for (int count = 0; count < 2000; ++count) {
+        const auto event = TighteningEvent::ofCount(static_cast<quint16>(count), 4, 0, 1);
+        QCOMPARE(event.targetTorque, 6.0);
+        QCOMPARE(event.isOk, event.torque >= 5.0 && event.torque <= 7.0);
+        QCOMPARE(int(event.errorCode), event.isOk ? 0 : (event.torque < 5.0 ? 1 : 2));
+        QVERIFY(event.angle >= 30 && event.angle <= 360);
+        QVERIFY(event.duration >= 200 && event.duration <= 2000);
+        for (const double number : {event.torque, event.angle}) {
+            QCOMPARE(static_cast<double>(static_cast<float>(number) * 100.0F), number * 100);
+            QCOMPARE(number * 4, static_cast<double>(static_cast<int>(number * 4)));
+        }
+        notOk += event.isOk ? 0 : 1;
+        errors.insert(event.errorCode);
+    }
+    QVERIFY2(notOk > 100 && notOk < 300, qPrintable(QString::number(notOk)));
+    QCOMPARE(errors, (QSet<quint16>{0, 1, 2}));
+}
+
+void TestSimulatorModel::postsEvents_data()
+{
+    QTest::addColumn<int>("generation");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<int>("size");
+
+    QTest::newRow("generation 1") << 1 << 5201 << 12;
+    QTest::newRow("generation 2") << 2 << 6201 << 16;
+}
+
+void TestSimulatorModel::postsEvents()
+{
+    QFETCH(int, generation);
+    QFETCH(int, address);
+    QFETCH(int, size);
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    controller.setValue(QStringLiteral("currentPreset"), 9);
+    controller.setValue(QStringLiteral("direction"), 1);
+    controller.setEventSeed(42);
+    QList<TighteningEvent> events;
+    connect(&controller, &SimulatedController::eventPosted, this, [&](const TighteningEvent& event) {
+        // Nobody hears of an event that cannot be read yet, nor of a motor that runs on.
+        Words read;
+        QCOMPARE(controller.read(holding, static_cast<quint16>(address), 1, &read), quint8(0));
+        QCOMPARE(read.first(), event.count);
+        QVERIFY(!controller.isMotorRunning());
+        events.append(event);
+    });
+
+    QVERIFY(controller.startCycle());
+    QVERIFY(controller.isCycleRunning());
+    QVERIFY(controller.isMotorRunning());
+    Words read;
+    QCOMPARE(controller.read(holding, static_cast<quint16>(address), size, &read), quint8(0));
+    QCOMPARE(read, Words(size, 0));
+    // What is chosen during the run is for the next one.
+    controller.setValue(QStringLiteral("currentPreset"), 10);
+    controller.setValue(QStringLiteral("direction"), 0);
+    QVERIFY(controller.finishCycle());
+    QVERIFY(!controller.isCycleRunning());
+    QVERIFY(!controller.finishCycle());
+    QVERIFY(controller.tighten());
+    QCOMPARE(events.size(), 2);
+    QCOMPARE(events.at(0).toText(), TighteningEvent::ofCount(1, 9, 1, 42).toText());
+    QCOMPARE(events.at(1).toText(), TighteningEvent::ofCount(2, 10, 0, 42).toText());
+    QCOMPARE(controller.lastEvent().toText(), events.at(1).toText());
+
+    QCOMPARE(controller.read(holding, static_cast<quint16>(address), size, &read), quint8(0));
+    const auto layout = generation == 1
+                            ? layoutOfNames(sampleEventNames(), size, nullptr)
+                            : layoutOfDescriptors(sampleEventDescriptors(), address, size, nullptr);
+    QCOMPARE(read, encodeEvent(*layout, size, TighteningEvent::ofCount(2, 10, 0, 42)));
+    QCOMPARE(controller.write(holding, static_cast<quint16>(address), {1}), quint8(2));
+}
+
+void TestSimulatorModel::eventCountWraps()
+{
+    for (const int generation : {1, 2}) {
+        SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+        const auto shown = [&controller, generation] {
+            Words read;
+            controller.read(QModbusDataUnit::HoldingRegisters, generation == 1 ? 5201 : 6201, 1, &read);
+            return read;
+        };
+        controller.setEventCount(65534);
+        QCOMPARE(shown(), Words{65534});
+        for (const quint16 count : {quint16(65535), quint16(0), quint16(1)}) {
+            QVERIFY(controller.tighten());
+            QCOMPARE(controller.eventCount(), count);
+            QCOMPARE(shown(), Words{count});
+        }
+    }
+}
+
+void TestSimulatorModel::thousandCycles()
+{
+    for (const int generation : {1, 2}) {
+        SimulatedController controller(sampleConfiguration(), profileOfGeneration(generation));
+        QSignalSpy changes(&controller, &SimulatedController::valueChanged);
+        QSet<quint16> counts;
+        QSet<QString> values;
+        connect(&controller, &SimulatedController::eventPosted, this, [&](const TighteningEvent& event) {
+            counts.insert(event.count);
+            values.insert(event.toText().section(QStringLiteral(": "), 1));
+        });
+        for (int i = 0; i < 1000; ++i)
+            QVERIFY(controller.tighten());
+        QCOMPARE(controller.eventCount(), quint16(1000));
+        QCOMPARE(counts.size(), 1000);
+        QVERIFY2(values.size() > 990, qPrintable(QString::number(values.size())));
+        // The motor, on and off.
+        QCOMPARE(changes.size(), 2000);
+        QCOMPARE(controller.writes().size(), 0);
+    }
+}
+
+void TestSimulatorModel::lockStopsCycles_data()
+{
+    QTest::addColumn<int>("lock");
+    QTest::addColumn<int>("direction");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("unlocked, fastening") << 0 << 0 << "";
+    QTest::newRow("unlocked, loosening") << 0 << 1 << "";
+    QTest::newRow("both, fastening") << 1 << 0 << "fastening is locked (lock = 1)";
+    QTest::newRow("both, loosening") << 1 << 1 << "loosening is locked (lock = 1)";
+    QTest::newRow("loosening, fastening") << 2 << 0 << "";
+    QTest::newRow("loosening, loosening") << 2 << 1 << "loosening is locked (lock = 2)";
+    QTest::newRow("fastening, fastening") << 3 << 0 << "fastening is locked (lock = 3)";
+    QTest::newRow("fastening, loosening") << 3 << 1 << "";
+    QTest::newRow("no such lock, fastening") << 4 << 0 << "";
+    QTest::newRow("no such lock, loosening") << 65535 << 1 << "";
+}
+
+void TestSimulatorModel::lockStopsCycles()
+{
+    QFETCH(int, lock);
+    QFETCH(int, direction);
+    QFETCH(QString, error);
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(2));
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    QCOMPARE(controller.write(holding, 6001, {static_cast<quint16>(direction)}), quint8(0));
+    QCOMPARE(controller.write(holding, 6004, {static_cast<quint16>(lock)}), quint8(0));
+    QString text;
+    QCOMPARE(controller.tighten(&text), error.isEmpty());
+    QCOMPARE(text, error);
+    QCOMPARE(int(controller.eventCount()), error.isEmpty() ? 1 : 0);
+    QVERIFY(!controller.isMotorRunning());
+    // A lock that comes during the run does not end it.
+    QCOMPARE(controller.write(holding, 6004, {0}), quint8(0));
+    QVERIFY(controller.startCycle());
+    QCOMPARE(controller.write(holding, 6004, {1}), quint8(0));
+    QVERIFY(controller.finishCycle());
+    QCOMPARE(int(controller.eventCount()), error.isEmpty() ? 2 : 1);
+}
+
+void TestSimulatorModel::oneCycleAtATime()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(1));
+    QVERIFY(controller.startCycle());
+    QString text;
+    QVERIFY(!controller.startCycle(&text));
+    QCOMPARE(text, QStringLiteral("a tightening cycle is running"));
+    QVERIFY(!controller.tighten());
+    QVERIFY(controller.finishCycle());
+    QCOMPARE(controller.eventCount(), quint16(1));
+
+    SimulatedController without_(configurationOf(without(sampleChannels(), QStringLiteral("eventData"))),
+                                 profileOfGeneration(1));
+    QVERIFY(!without_.tighten(&text));
+    QCOMPARE(text, QStringLiteral("the configuration describes no event block"));
+    QVERIFY(!without_.finishCycle());
+    without_.setEventCount(5);
+    QCOMPARE(without_.eventCount(), quint16(5));
+}
+
+void TestSimulatorModel::cyclesInTime()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(2));
+    TighteningCycles cycles(controller);
+    cycles.setMotorTime(60);
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(cycles.tighten());
+    QVERIFY(controller.isMotorRunning());
+    QVERIFY(!cycles.isActive());
+    QString text;
+    QVERIFY(!cycles.tighten(&text));
+    QVERIFY2(text.contains(QStringLiteral("running")), qPrintable(text));
+    QTRY_COMPARE(controller.eventCount(), quint16(1));
+    QVERIFY2(clock.elapsed() >= 60, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(!controller.isMotorRunning());
+    // Without motor time the event comes with the event loop.
+    cycles.setMotorTime(0);
+    QVERIFY(cycles.tighten());
+    QCOMPARE(controller.eventCount(), quint16(1));
+    QTRY_COMPARE(controller.eventCount(), quint16(2));
+    QVERIFY(cycles.tighten());
+}
+
+void TestSimulatorModel::cyclesAtAnInterval()
+{
+    SimulatedController controller(sampleConfiguration(), profileOfGeneration(2));
+    TighteningCycles cycles(controller);
+    QSignalSpy refusals(&cycles, &TighteningCycles::refused);
+    // More motor time than the interval has: it is shortened, no cycle is lost.
+    cycles.setMotorTime(100000);
+    cycles.start(4);
+    QVERIFY(cycles.isActive());
+    QTRY_VERIFY(controller.eventCount() >= 5);
+    QCOMPARE(refusals.size(), 0);
+    controller.setValue(QStringLiteral("lock"), 1);
+    QTRY_COMPARE(refusals.size(), 1);
+    QCOMPARE(refusals.first().first().toString(), QStringLiteral("fastening is locked (lock = 1)"));
+    QVERIFY(!controller.isCycleRunning());
+    controller.setValue(QStringLiteral("lock"), 0);
+    const quint16 before = controller.eventCount();
+    QTRY_VERIFY(controller.eventCount() > before);
+    // Said once for the whole lock, and again for the next.
+    QCOMPARE(refusals.size(), 1);
+    controller.setValue(QStringLiteral("lock"), 3);
+    QTRY_COMPARE(refusals.size(), 2);
+    controller.setValue(QStringLiteral("lock"), 0);
+    QTRY_VERIFY(controller.isCycleRunning());
+    const quint16 running = controller.eventCount();
+    cycles.stop();
+    QVERIFY(!cycles.isActive());
+    QTRY_COMPARE(controller.eventCount(), quint16(running + 1));
+}
+
+void TestSimulatorModel::badKeyListIsSaid_data()
+{
+    QTest::addColumn<QString>("list");
+    QTest::addColumn<QJsonValue>("keys");
+    QTest::addColumn<QString>("named");
+
+    const QJsonValue missing(QJsonValue::Undefined);
+    const QString plain = QStringLiteral("eventDataKeys");
+    const auto row = [](const char* name, const QString& list, const QJsonValue& keys, const char* named) {
+        QTest::newRow(name) << list << keys << named;
+    };
+    QJsonArray names = sampleEventNames();
+    row("no names", plain, missing, "is no list of names");
+    row("names of an object", plain, QJsonObject(), "is no list of names");
+    names.removeLast();
+    row("a name too few", plain, names, "has 11 names for 12 registers");
+    row("a name too many", plain, names + QJsonValue("a") + QJsonValue("b"), "has 13 names for 12 registers");
+    row("no name at all", plain, QJsonArray(), "has 0 names for 12 registers");
+    row("an empty name", plain, names + QJsonValue(""), "entry 12 is no name");
+    row("a number as name", plain, names + QJsonValue(5), "entry 12 is no name");
+    row("descriptors for names", plain, sampleEventDescriptors(), "entry 1 is no name");
+
+    for (const bool isEvent : {true, false}) {
+        const QString list = isEvent ? QStringLiteral("eventDataKeysV2") : QStringLiteral("presetDataKeysV2");
+        const int first = isEvent ? 6201 : 1;
+        const int last = isEvent ? 6216 : 40;
+        const auto described = [&](const char* name, const QJsonValue& keys, const QString& named) {
+            QTest::newRow(qPrintable(list + ' ' + name)) << list << keys << named;
+        };
+        const auto one = [](const char* name, int start, int end, const char* type) {
+            return QJsonArray{descriptor(name, start, end, type)};
+        };
+        if (isEvent)
+            described("missing", missing, "is no list of descriptors");
+        described("a text", "x", "is no list of descriptors");
+        described("names for descriptors", QJsonArray{"torque"}, "entry 1 (\"\") has no \"parameter_name\"");
+        described("no name", one("", first, first, "int"), "has no \"parameter_name\"");
+        described("type", one("a", first, first, "Int"),
+                  "entry 1 (\"a\") has the type \"Int\", which is not one of int, list, float");
+        described("before the block", one("a", first - 1, first, "list"),
+                  QStringLiteral("is at %1 to %2, which is not in the block's %2 to %3")
+                      .arg(first - 1)
+                      .arg(first)
+                      .arg(last));
+        described("behind the block", one("a", last, last + 1, "float"), "which is not in the block's");
+        described("backwards", one("a", first + 1, first, "list"), "which is not in the block's");
+        described("float of one", one("a", first, first, "float"), "is a float of 1 registers");
+        described("float of three", one("a", first, first + 2, "float"), "is a float of 3 registers");
+        described("overlap",
+                  QJsonArray{descriptor("a", first, first + 2, "list"),
+                             descriptor("b", first + 2, first + 3, "float")},
+                  QStringLiteral("entry 2 (\"b\") overlaps \"a\" at %1").arg(first + 2));
+        QJsonObject broken = descriptor("a", first, first, "int");
+        broken.remove(QStringLiteral("end_address"));
+        described("no end", QJsonArray{broken}, "has no \"start_address\" and \"end_address\"");
+        broken.insert(QStringLiteral("end_address"), first + 0.5);
+        described("end with a fraction", QJsonArray{broken}, "has no \"start_address\" and \"end_address\"");
+    }
+}
+
+void TestSimulatorModel::badKeyListIsSaid()
+{
+    QFETCH(QString, list);
+    QFETCH(QJsonValue, keys);
+    QFETCH(QString, named);
+    QJsonObject configuration = sampleConfiguration();
+    QJsonObject parameters = configuration.value(QStringLiteral("parameters")).toObject();
+    parameters.insert(list, keys);
+    configuration.insert(QStringLiteral("parameters"), parameters);
+    const int generation = list.endsWith(QLatin1String("V2")) ? 2 : 1;
+    SimulatedController controller(configuration, profileOfGeneration(generation));
+    QCOMPARE(controller.problems().size(), 1);
+    const QString problem = controller.problems().first();
+    QVERIFY2(problem.startsWith(QStringLiteral("parameter \"%1\" ").arg(list)), qPrintable(problem));
+    QVERIFY2(problem.contains(named), qPrintable(problem));
+    // The registers are there all the same.
+    Words read;
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    QCOMPARE(controller.read(holding, generation == 1 ? 5201 : 6201, 12, &read), quint8(0));
+    QCOMPARE(read, Words(12, 0));
+    QCOMPARE(controller.read(holding, 1, 20, &read), quint8(0));
+    QCOMPARE(controller.tighten(), list.startsWith(QLatin1String("preset")));
+    // It is of no concern to the other generation.
+    SimulatedController other(configuration, profileOfGeneration(3 - generation));
+    QCOMPARE(other.problems(), QStringList());
+    QVERIFY(other.tighten());
+}
+
 void TestSimulatorModel::missingEntryIsSaid_data()
 {
     QTest::addColumn<int>("generation");
@@ -760,6 +1351,14 @@ void TestSimulatorModel::missingEntryIsSaid_data()
     QTest::newRow("presets") << 1 << 1 << 1;
     // Its size is the programs' size: they go with it.
     QTest::newRow("currentPreset") << 1 << 5103 << 2;
+    QTest::newRow("lock") << 1 << 5105 << 1;
+    QTest::newRow("screenLock") << 1 << 5106 << 1;
+    QTest::newRow("lockChange") << 1 << 5004 << 1;
+    QTest::newRow("lockScreen") << 1 << 5005 << 1;
+    QTest::newRow("eventData") << 1 << 5201 << 1;
+    QTest::newRow("lockChangeV2") << 2 << 6004 << 1;
+    QTest::newRow("lockScreenV2") << 2 << 6005 << 1;
+    QTest::newRow("eventDataV2") << 2 << 6201 << 1;
     QTest::newRow("directionChangeV2") << 2 << 6001 << 1;
     QTest::newRow("directionV2") << 2 << 6101 << 1;
     QTest::newRow("currentPresetV2") << 2 << 1 << 2;
@@ -803,6 +1402,13 @@ void TestSimulatorModel::wrongEntryIsSaid_data()
                                      << "\"inputRegisters\", which is not one of singleRegister";
     QTest::newRow("taken") << readEntry("direction", 5102) << "register 5102 is taken already";
     QTest::newRow("taken by a program") << readEntry("direction", 600) << "register 600 is taken already";
+    QTest::newRow("event without size") << readEntry("eventData", 7000) << "\"eventData\" has no \"size\"";
+    QTest::newRow("event over the end")
+        << readEntry("eventData", 65525, "holdingRegisters", 12) << "\"eventData\" has no \"size\"";
+    QTest::newRow("event of bits") << readEntry("eventData", 7000, "coils", 12)
+                                   << "\"eventData\": an event needs registers";
+    QTest::newRow("event over a status")
+        << readEntry("eventData", 5100, "holdingRegisters", 12) << "register 5101 is taken already";
     QTest::newRow("no programs") << readEntry("presets", 1) << "\"presets\" has no \"size\"";
     QTest::newRow("programs without type")
         << channel("presets", {{QStringLiteral("size"), 30}}) << "unknown \"readRegisterType\" \"\"";
