@@ -63,7 +63,7 @@ DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, int las
     if (type == QLatin1String("float")) {
         if (lastIndex - firstIndex != 1) {
             return fault(DecodedValue::CeFloatLengthFault,
-                         QStringLiteral("Erreur : type float nécessite exactement deux registres."));
+                         QStringLiteral("Erreur : type float n\u00E9cessite exactement deux registres."));
         }
         return {hundredths(words.at(firstIndex).toUInt(), words.at(lastIndex).toUInt()),
                 DecodedValue::CeNoFault, QString()};
