@@ -455,10 +455,16 @@ void DHost::Private::removePlugin(DAbstractPlugin* plugin)
     Q_EMIT q->instanceAboutToGo(uuid);
     if (self.isNull() || guard.isNull())
         return;
-    if (isBusy(plugin))
-        leaving.append(plugin);
-    else
-        delete plugin;
+    const QList<DOrder*> all = orders.values() + ended.values();
+    for (DOrder* const order : all) {
+        if (order->plugin() == plugin && !order->isBusy())
+            order->dropCommand();
+    }
+    // From the event loop only: the call may come from one of its commands or notices. While a
+    // command runs, even a nested loop must not delete it; orderRetired() does it then.
+    leaving.append(plugin);
+    if (!isBusy(plugin))
+        plugin->deleteLater();
 }
 
 bool DHost::Private::isBusy(const DAbstractPlugin* plugin) const
@@ -473,7 +479,8 @@ void DHost::Private::propertyChanged(const QUuid& uuid, const QString& name, con
 {
     if (!persistent || (!properties.isOpen() && properties.refusal().isEmpty()))
         return;
-    if (!properties.set(uuid, name, value) || saveScheduled)
+    properties.set(uuid, name, value);
+    if (!properties.isDirty() || saveScheduled)
         return;
     saveScheduled = true;
     QMetaObject::invokeMethod(
@@ -482,9 +489,9 @@ void DHost::Private::propertyChanged(const QUuid& uuid, const QString& name, con
 
 void DHost::Private::saveProperties()
 {
-    if (!saveScheduled)
-        return;
     saveScheduled = false;
+    if (!properties.isDirty())
+        return;
     QString error;
     if (properties.save(&error))
         return;
@@ -615,7 +622,7 @@ DAbstractPlugin* DHost::findObject(const QString& idOrName) const
 
 bool DHost::removeInstance(const QUuid& objectUuid)
 {
-    if (!d->isOwnThread("removeInstance"))
+    if (!d->isOwnThread("removeInstance") || d->going)
         return false;
     DAbstractPlugin* const plugin = d->instance(objectUuid);
     if (plugin == nullptr)

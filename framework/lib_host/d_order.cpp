@@ -20,9 +20,14 @@ constexpr int c_inboxCapacity = 1024;
 // its own deadline ends before the order does.
 qint64 giveUpAfter(int timeout, bool isInstruction)
 {
-    const int grace = timeout / 40;
-    return qint64{timeout} + (isInstruction ? std::max(1, grace) : std::max(4, 2 * grace));
+    return qint64{timeout} + (isInstruction ? std::max(1, timeout / 50) : std::max(10, timeout / 25));
 }
+
+// A last wait for an outcome that is on its way, ms. After a busy loop the deadline of a command and
+// that of its order are over in one and the same pass of the loop, and the outcome is a posted event.
+// An order waits longer than the instructions that it has placed.
+constexpr int c_lastWordOfCommand = 5;
+constexpr int c_lastWordOfInstructions = 20;
 
 QDeadlineTimer deadlineIn(int timeout)
 {
@@ -80,12 +85,18 @@ bool DOrder::stop(const QString& reason)
 {
     if (m_ended)
         return false;
-    // Whether it listens shows when it has placed its instructions; none of them is sent before the
-    // event loop runs again, so nothing happens that the stop should have prevented.
-    if (!m_started && m_recurrent)
-        m_stopRequested = true;
-    else
+    if (!m_started && m_recurrent) {
+        const DAbstractCommand* const prototype =
+            m_plugin.isNull() ? nullptr : m_plugin->commandPrototype(m_commandName);
+        if (prototype != nullptr && prototype->endsByItself())
+            end(true, IMessenger::CeEcNone, {});
+        else
+            // Whether it listens shows when it has placed its instructions; none of them is sent
+            // before the event loop runs again, so that the stop still comes before all of them.
+            m_stopRequested = true;
+    } else {
         endByStop(reason);
+    }
     return true;
 }
 
@@ -196,15 +207,17 @@ void DOrder::timerEvent(QTimerEvent* event)
         QObject::timerEvent(event);
         return;
     }
+    const bool instructionsMayEnd = !m_inFlight.isEmpty() || !m_inbox.isEmpty();
+    const bool commandMayEnd = m_abstractCommand != nullptr && m_abstractCommand->endsByItself();
+    if ((instructionsMayEnd || commandMayEnd) && !m_lastWordAwaited) {
+        m_lastWordAwaited = true;
+        m_timer.start(instructionsMayEnd ? c_lastWordOfInstructions : c_lastWordOfCommand, Qt::PreciseTimer,
+                      this);
+        return;
+    }
     const QString message = QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout);
     if (m_recurrent && m_callerId != 0) {
         reportFailure(IMessenger::CeEcTimeout, message);
-        return;
-    }
-    if (!m_inbox.isEmpty() && !m_lastWordAwaited) {
-        // What has come already is heard: it may say more than that time is up.
-        m_lastWordAwaited = true;
-        m_timer.start(1, Qt::PreciseTimer, this);
         return;
     }
     m_timer.stop();
@@ -489,6 +502,7 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
 
 void DOrder::restartTimeout()
 {
+    m_lastWordAwaited = false;
     m_deadline = deadlineIn(m_timeout);
     if (m_timeout <= 0 || m_ended)
         return;

@@ -95,6 +95,7 @@ bool DPropertiesFile::open(const QString& path, QString* error)
     m_path.clear();
     m_refusal.clear();
     m_objects.clear();
+    m_dirty = false;
     QFile file(path);
     if (!path.isEmpty() && !file.exists()) {
         m_path = path;
@@ -126,19 +127,21 @@ QVariantMap DPropertiesFile::values(const QUuid& objectUuid) const
     return m_objects.value(objectUuid);
 }
 
-bool DPropertiesFile::set(const QUuid& objectUuid, const QString& name, const QVariant& value)
+void DPropertiesFile::set(const QUuid& objectUuid, const QString& name, const QVariant& value)
 {
     QVariantMap& values = m_objects[objectUuid];
-    if (!value.isValid())
-        return values.remove(name) > 0;
+    if (!value.isValid()) {
+        m_dirty = values.remove(name) > 0 || m_dirty;
+        return;
+    }
     const auto it = values.constFind(name);
     if (it != values.cend() && QJsonValue::fromVariant(it.value()) == QJsonValue::fromVariant(value))
-        return false;
+        return;
     values.insert(name, value);
-    return true;
+    m_dirty = true;
 }
 
-bool DPropertiesFile::save(QString* error) const
+bool DPropertiesFile::save(QString* error)
 {
     if (!isOpen())
         return fail(error, m_refusal);
@@ -167,5 +170,6 @@ bool DPropertiesFile::save(QString* error) const
     QFile check(m_path);
     if (!check.open(QIODevice::ReadOnly) || check.readAll() != bytes)
         return fail(error, QStringLiteral("%1: does not hold what was written to it").arg(m_path));
+    m_dirty = false;
     return true;
 }

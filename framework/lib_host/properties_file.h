@@ -19,13 +19,16 @@ public:
     QString refusal() const { return m_refusal; }
 
     QVariantMap values(const QUuid& objectUuid) const;
-    // True when there is something new to save. An invalid value removes the name.
-    bool set(const QUuid& objectUuid, const QString& name, const QVariant& value);
+    // An invalid value removes the name.
+    void set(const QUuid& objectUuid, const QString& name, const QVariant& value);
+    // Something was set that the file does not hold yet.
+    bool isDirty() const { return m_dirty; }
     // Replaces the file, or leaves it as it was and says why.
-    bool save(QString* error) const;
+    bool save(QString* error);
 
 private:
     QString m_path;
     QString m_refusal;
     QMap<QUuid, QVariantMap> m_objects;
+    bool m_dirty = false;
 };

@@ -90,6 +90,12 @@ private Q_SLOTS:
     void driverEndsByItsDeadline();
     void orderTimeout();
     void orderTimeoutLeavesTheLastWordToTheDriver();
+    void busyLoopLeavesTheLastWordToTheDriver_data();
+    void busyLoopLeavesTheLastWordToTheDriver();
+    void stopBeforeTheStartSendsNothing();
+    void instanceRemovedByItsOwnNotice();
+    void removalWhileTheHostGoes();
+    void failedSaveIsTriedAgain();
     void targetGoes_data();
     void targetGoes();
     void repliesAfterTheEnd();
@@ -366,6 +372,119 @@ void tst_Host::orderTimeoutLeavesTheLastWordToTheDriver()
     const quint64 id = bench.start("ask", {}, 200);
     QTRY_VERIFY(bench.isFinished(id));
     QCOMPARE(bench.outcomes.value(id).errorCode, IMessenger::CeEcUncertain);
+}
+
+void tst_Host::busyLoopLeavesTheLastWordToTheDriver_data()
+{
+    QTest::addColumn<bool>("acknowledged");
+    QTest::newRow("not answered") << false;
+    QTest::newRow("answered while the loop was busy") << true;
+}
+
+// Both the driver's deadline and the host's are over when the loop comes back: the driver's outcome
+// is a posted event, and must still be the one that counts.
+void tst_Host::busyLoopLeavesTheLastWordToTheDriver()
+{
+    QFETCH(bool, acknowledged);
+    Replies heard;
+    Script write;
+    write.endsByItself = true;
+    write.execute = [acknowledged](ScriptedCommand& command) {
+        const auto answer = [&command, acknowledged] {
+            if (acknowledged) {
+                command.commandUpdateResult("values", QVariantList{1});
+                command.finish(true);
+            } else {
+                command.failTheCommand(IMessenger::CeEcUncertain, "sent and not answered");
+            }
+        };
+        QTimer::singleShot(int(command.deadline().remainingTime()), Qt::PreciseTimer, &command,
+                           [&command, answer] { QTimer::singleShot(0, &command, answer); });
+        return true;
+    };
+    ScriptedBench bench({{"ask", asks("driver", "write", heard, 100)}}, {{"write", write}});
+    const quint64 id = bench.start("ask");
+    bool wasBusy = false;
+    QTimer::singleShot(50, Qt::PreciseTimer, this, [&wasBusy] {
+        const QDeadlineTimer busy(100, Qt::PreciseTimer);
+        while (!busy.hasExpired())
+            wasBusy = true;
+    });
+    QTRY_VERIFY(bench.isFinished(id));
+    QVERIFY(wasBusy);
+    QCOMPARE(bench.outcomes.value(id).ok, acknowledged);
+    QCOMPARE(bench.outcomes.value(id).errorCode,
+             acknowledged ? IMessenger::CeEcNone : IMessenger::CeEcUncertain);
+}
+
+void tst_Host::stopBeforeTheStartSendsNothing()
+{
+    int executions = 0;
+    Script listen;
+    listen.endsByItself = true;
+    listen.stopName = "stopListening";
+    listen.execute = [&executions](ScriptedCommand&) {
+        ++executions;
+        return true;
+    };
+    ScriptedBench bench({}, {{"listen", listen}});
+    const quint64 id = bench.host->startOrder(c_driver, "listen", {});
+    QVERIFY(bench.host->stopOrder(id));
+    QTRY_VERIFY(bench.isFinished(id));
+    QVERIFY(bench.outcomes.value(id).ok);
+    QCOMPARE(executions, 0);
+}
+
+void tst_Host::instanceRemovedByItsOwnNotice()
+{
+    ScriptedBench bench({}, {});
+    QPointer<DAbstractPlugin> driver = bench.host->findInstance(c_driver);
+    connect(driver.data(), &DAbstractPlugin::sigPropertyChanged, this,
+            [&bench] { QVERIFY(bench.host->removeInstance(c_driver)); });
+    driver->setProperty("connected", true, false);
+    // The instance is still on the call stack here: it is forgotten, and goes when the loop runs.
+    QVERIFY(!driver.isNull());
+    QVERIFY(bench.host->findInstance(c_driver) == nullptr);
+    QTRY_VERIFY(driver.isNull());
+}
+
+void tst_Host::removalWhileTheHostGoes()
+{
+    QPointer<ScriptedCommand> running;
+    ScriptedBench bench({}, {{"read", waits(running)}});
+    QPointer<DAbstractPlugin> driver = bench.host->findInstance(c_driver);
+    DHost* const host = bench.host.get();
+    bench.host->startOrder(c_driver, "read", {});
+    QTRY_VERIFY(!running.isNull());
+    bool removed = true;
+    connect(running.data(), &DAbstractCommand::sigCommandFinished, this,
+            [host, &removed] { removed = host->removeInstance(c_driver); });
+    bench.host.reset();
+    // The host that goes takes its instances along, each once.
+    QVERIFY(!removed);
+    QVERIFY(driver.isNull());
+}
+
+void tst_Host::failedSaveIsTriedAgain()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("later/properties.json");
+    ScriptedBench bench({}, {}, path);
+    QSignalSpy notSaved(bench.host.get(), &DHost::propertiesNotSaved);
+    bench.host->findInstance(c_device)->setProperty("kept", 5, true);
+    QTRY_COMPARE(notSaved.size(), 1);
+    QVERIFY(QDir(folder.path()).mkdir("later"));
+    // The same value again is no change of the property, but it is not saved yet.
+    bench.host->findInstance(c_device)->setProperty("kept", 5, true);
+    QTRY_VERIFY(QFile::exists(path));
+
+    QVERIFY(QFile::remove(path));
+    QVERIFY(QDir(folder.path()).rmdir("later"));
+    bench.host->findInstance(c_device)->setProperty("kept", 6, true);
+    QTRY_COMPARE(notSaved.size(), 2);
+    QVERIFY(QDir(folder.path()).mkdir("later"));
+    bench.host.reset();
+    QVERIFY(QFile::exists(path));
 }
 
 void tst_Host::targetGoes_data()
