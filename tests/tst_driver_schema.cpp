@@ -66,6 +66,11 @@ void tst_DriverSchema::agree_data()
     QTest::newRow("parity mark") << QString("parity") << QJsonValue("mark") << false;
     QTest::newRow("transport udp") << QString("transport") << QJsonValue("udp") << false;
     QTest::newRow("transport missing") << QString("transport") << QJsonValue(QJsonValue::Undefined) << false;
+    // "rtu:" puts the key into a configuration of a serial line instead.
+    QTest::newRow("rtu") << QString("rtu:unitId") << QJsonValue(1) << true;
+    QTest::newRow("rtu broadcast") << QString("rtu:unitId") << QJsonValue(0) << false;
+    QTest::newRow("rtu without a port")
+        << QString("rtu:serialPort") << QJsonValue(QJsonValue::Undefined) << false;
     QTest::newRow("unknown key") << QString("prot") << QJsonValue(1502) << false;
 }
 
@@ -75,6 +80,10 @@ void tst_DriverSchema::agree()
     QFETCH(QJsonValue, value);
     QFETCH(bool, good);
     QJsonObject configuration{{"transport", "tcp"}};
+    if (key.startsWith("rtu:")) {
+        configuration = {{"transport", "rtu"}, {"serialPort", "x"}};
+        key.remove(0, 4);
+    }
     if (value.isUndefined())
         configuration.remove(key);
     else

@@ -18,12 +18,13 @@ const QString c_id = QStringLiteral("id");
 const QString c_benchSchema = QStringLiteral("bench.schema.json");
 const QString c_deviceSchema = QStringLiteral("device_configuration.schema.json");
 
-// A device's configuration has channels and parameters; a driver's has keys of its own.
+// A device is reached through a driver and has channels and parameters; a driver's configuration has
+// keys of its own.
 bool isDeviceConfiguration(const QJsonObject& object)
 {
     const QJsonObject configuration = object.value(c_configuration).toObject();
-    return object.contains(c_configurationFiles) || configuration.contains(c_channels) ||
-           configuration.contains(c_parameters);
+    return object.contains(QLatin1String("driver")) || object.contains(c_configurationFiles) ||
+           configuration.contains(c_channels) || configuration.contains(c_parameters);
 }
 
 // "line 3, column 7" of a byte offset.

@@ -84,6 +84,7 @@ private Q_SLOTS:
     void noJson();
     void missingPart();
     void duplicates();
+    void deviceWithoutChannels();
     void acceptsParameters_data();
     void acceptsParameters();
     void bundledKeyLists_data();
@@ -103,6 +104,20 @@ void tst_Configuration::init()
     QVERIFY(m_folder->isValid());
     write("bench.json", c_bench);
     write("map.json", c_map);
+}
+
+// A device whose only key is misspelt looks like any other object but for its driver.
+void tst_Configuration::deviceWithoutChannels()
+{
+    QJsonObject bench = replaced(objectFrom(c_bench), {"objects", "1", "configuration"},
+                                 QJsonObject{{"chanels", QJsonArray()}})
+                            .toObject();
+    bench =
+        replaced(bench, {"objects", "1", "configurationFiles"}, QJsonValue(QJsonValue::Undefined)).toObject();
+    write("bench.json", QJsonDocument(bench).toJson());
+    const QList<DConfigurationError> errors = loadConfiguration(path("bench.json")).errors;
+    QCOMPARE(errors.size(), 1);
+    QCOMPARE(errors.at(0).path, QString("/objects/1/configuration/chanels"));
 }
 
 void tst_Configuration::write(const QString& name, const QByteArray& text)
@@ -223,6 +238,18 @@ void tst_Configuration::refuses_data()
                                        << "objects/1/configuration/channels/0/value/0/value" << QJsonValue(-1)
                                        << "/objects/1/configuration/channels/0/value/0/value"
                                        << "-1 is not allowed";
+    QTest::newRow("unknown device key")
+        << "bench.json"
+        << "objects/1/configuration/x" << QJsonValue(3) << "/objects/1/configuration/x"
+        << "unknown key \"x\"; allowed are channels";
+    QTest::newRow("UUID in capitals")
+        << "bench.json"
+        << "objects/0/plugin" << QJsonValue("{C7A3F1DE-52B8-4A0E-9C64-1F0D8E2B7A95}") << "/objects/0/plugin"
+        << "needed is the UUID of a plug-in kind, in braces and small letters";
+    QTest::newRow("rtu without a port")
+        << "bench.json"
+        << "objects/0/configuration/transport" << QJsonValue("rtu") << "/objects/0/configuration"
+        << "key \"serialPort\" is missing; needed is the name of a serial device";
     QTest::newRow("parameters a list") << "map.json"
                                        << "parameters" << QJsonValue(QJsonArray()) << "/parameters"
                                        << "[] is not allowed; needed is a map";
@@ -401,7 +428,7 @@ void tst_Configuration::duplicates()
 
     QJsonObject bench = objectFrom(c_bench);
     write("map.json", c_map);
-    bench = replaced(bench, {"objects", "1", "id"}, "{7D0F6F0E-3C55-4B5D-9A51-6A3B8C0F2D11}").toObject();
+    bench = replaced(bench, {"objects", "1", "id"}, "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}").toObject();
     bench = replaced(bench, {"objects", "1", "name"}, "modbus").toObject();
     write("bench.json", QJsonDocument(bench).toJson());
     const QList<DConfigurationError> objectErrors = loadConfiguration(path("bench.json")).errors;
