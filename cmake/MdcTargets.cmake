@@ -13,7 +13,8 @@ target_compile_definitions(mdc_options INTERFACE
     QT_DEPRECATED_WARNINGS)
 if(MDC_SANITIZE)
     target_compile_options(mdc_options INTERFACE
-        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+        -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=undefined,float-cast-overflow
+        -fno-omit-frame-pointer
         # GCC reports values of the standard library as uninitialised once its checks are woven in.
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(mdc_options INTERFACE -fsanitize=address,undefined)

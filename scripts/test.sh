@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks formatting and code, builds with warnings as errors and runs all
-# tests: plain, then under AddressSanitizer and UndefinedBehaviorSanitizer.
+# tests: the release, as the demo runs it, then under AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -13,15 +13,15 @@ step "formatting"
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
 echo "formatted: $(git ls-files '*.h' '*.cpp' | wc -l) files"
 
-step "build, warnings as errors"
-cmake --preset dev >/dev/null
-cmake --build --preset dev
+step "build of the release, warnings as errors"
+cmake --preset release >/dev/null
+cmake --build --preset release
 
 step "clang-tidy"
-scripts/tidy.sh build/dev
+scripts/tidy.sh build/release
 
-step "tests"
-ctest --preset dev
+step "tests of the release"
+ctest --preset release
 
 step "build with sanitizers"
 cmake --preset asan >/dev/null
