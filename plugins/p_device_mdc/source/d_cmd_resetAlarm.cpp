@@ -7,7 +7,7 @@
 DCmdResetAlarm::DCmdResetAlarm(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("resetAlarm"), arguments, parent)
 {
-    // The text of the lock command, which hosts know this one by.
+    // The same text as the lock command's: hosts show it as it stands.
     setDescription(QStringLiteral("Set the lock state of the screwdriver Driver Lock"));
 }
 

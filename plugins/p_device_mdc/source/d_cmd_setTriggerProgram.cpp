@@ -24,7 +24,7 @@ QVariantList triggerProgram()
 DCmdSetTriggerProgram::DCmdSetTriggerProgram(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("SetTriggerProgram"), arguments, parent)
 {
-    // The text of "setProgram", which hosts know this one by.
+    // The same text as that of "setProgram": hosts show it as it stands.
     setDescription(QStringLiteral("Set the tightening program by its number"));
     declareAParameter(QStringLiteral("resetMode"), QStringLiteral("bool"), QStringLiteral("Reset program 15"),
                       false);

@@ -10,7 +10,7 @@
 #include <QVariantMap>
 
 // One live value of the maintenance page: an entry of the configuration's "channels" and the value that
-// was last read for it. Lives on the page's thread; owned by shared pointers, never by QML.
+// was last read for it. Lives on the page's thread; owned by shared pointers in the model.
 class DMdcChannel : public DObject
 {
     Q_OBJECT

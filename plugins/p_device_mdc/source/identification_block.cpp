@@ -77,7 +77,8 @@ QString familyOfLongBlock(quint16 family, quint8 familyByte)
     case 19:
         return QStringLiteral("BMT");
     default:
-        return {};
+        // Known to be nothing: a null text would read as a property that was never set.
+        return QLatin1String("");
     }
 }
 

@@ -18,8 +18,8 @@ struct Identification
 {
     QString controllerModel = QStringLiteral("????");
     QString toolModel = QStringLiteral("????");
-    QString version; // "4.01.2"
-    QString serial;
+    QString version = QLatin1String(""); // "4.01.2"
+    QString serial = QLatin1String("");
     quint16 versionNumber = 0; // 4012
     int generation = 1;        // of the register map: 1 or 2
 };

@@ -22,6 +22,8 @@ public:
     quint64 addInstruction(const QString& target, const QString& instruction, const QVariantMap& arguments,
                            int timeout) override
     {
+        if (!m_takesInstructions)
+            return 0;
         m_sent.append(QStringLiteral("%1 %2 %3 %4")
                           .arg(target, instruction, typedText(arguments), QString::number(timeout)));
         return ++m_lastInstruction;
@@ -40,6 +42,8 @@ public:
     bool reportFailure(IMessenger::EnErrorCode, const QString&) override { return m_open; }
 
     void setOpen(bool open) { m_open = open; }
+    // An open order refuses instructions while it hears of a failure, or when too many are in flight.
+    void setTakesInstructions(bool takes) { m_takesInstructions = takes; }
     quint64 lastInstruction() const { return m_lastInstruction; }
     // "driver write {data=int:1, …} 3000", in the order of sending.
     QStringList sent() const { return m_sent; }
@@ -48,6 +52,7 @@ public:
 
 private:
     bool m_open = true;
+    bool m_takesInstructions = true;
     quint64 m_lastInstruction = 0;
     QStringList m_sent;
     QStringList m_published;

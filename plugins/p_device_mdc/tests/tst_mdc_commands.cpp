@@ -72,6 +72,8 @@ private Q_SLOTS:
     void copies();
     void executes_data();
     void executes();
+    void refusedInstruction_data();
+    void refusedInstruction();
     void replies_data();
     void replies();
     void resultsAfterTheEnd_data();
@@ -460,6 +462,29 @@ void TestMdcCommands::executes()
     QCOMPARE(bench.order().sent(), sent);
     QCOMPARE(bench.order().published(), QStringList());
     QCOMPARE(bench.logged(), logged);
+}
+
+void TestMdcCommands::refusedInstruction_data()
+{
+    PDeviceMdc device;
+    device.initPluginCommands();
+    const QStringList names = device.commandNames();
+    QTest::addColumn<QString>("command");
+    for (const QString& name : names) {
+        if (prototype(name, nullptr))
+            QTest::newRow(qPrintable(name)) << name;
+    }
+}
+
+// Whether the instruction was taken is not this command's to judge: its order knows.
+void TestMdcCommands::refusedInstruction()
+{
+    QFETCH(QString, command);
+    Bench bench(command, {{"preset", 1}});
+    bench.identify(1, 3000, "MDC-32");
+    bench.order().setTakesInstructions(false);
+    QVERIFY(bench.command().commandExecute());
+    QVERIFY(bench.order().published().isEmpty());
 }
 
 void TestMdcCommands::replies_data()
@@ -954,6 +979,10 @@ void TestMdcCommands::blocks()
     QCOMPARE(int(found.versionNumber), number);
     QCOMPARE(found.generation, generation);
     QCOMPARE(decodeIdentification(info, nullptr).toolModel, controller);
+    // Empty is a value: a reader of the properties takes null for "never set".
+    QVERIFY(!found.controllerModel.isNull());
+    QVERIFY(!decodeIdentification({}, nullptr).version.isNull());
+    QVERIFY(!decodeIdentification({}, nullptr).serial.isNull());
 }
 
 void TestMdcCommands::blockLengths()

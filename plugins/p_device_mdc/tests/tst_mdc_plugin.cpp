@@ -61,7 +61,8 @@ void TestMdcPlugin::rootObject()
     bool found = false;
     const QVariant typeName = m_root->getProperty("typeName", &found);
     QVERIFY(found);
-    QCOMPARE(typeName, QVariant(QString()));
+    QCOMPARE(typeName.toString(), QString());
+    QVERIFY(!typeName.isNull());
     QCOMPARE(typeName.userType(), int(QMetaType::QString));
     QVERIFY(m_root->getProperty("softwareVersion", nullptr).isNull());
     QCOMPARE(m_root->properties().keys(), QStringList{"typeName"});
