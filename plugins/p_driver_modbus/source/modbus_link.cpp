@@ -185,12 +185,21 @@ QModbusClient* ModbusLink::makeClient()
 
 void ModbusLink::setState(State state)
 {
-    if (m_state == state)
-        return;
-    const bool wasConnected = isConnected();
     m_state = state;
-    if (wasConnected != isConnected())
-        Q_EMIT connectedChanged(isConnected());
+    if (m_tellingIsQueued || m_toldConnected == isConnected())
+        return;
+    m_tellingIsQueued = true;
+    QMetaObject::invokeMethod(this, &ModbusLink::tellConnected, Qt::QueuedConnection);
+}
+
+void ModbusLink::tellConnected()
+{
+    m_tellingIsQueued = false;
+    if (m_state == State::Stopped || m_toldConnected == isConnected())
+        return;
+    m_toldConnected = isConnected();
+    Q_EMIT connectedChanged(m_toldConnected);
+    // Nothing may follow: this may be gone.
 }
 
 void ModbusLink::openClient()

@@ -57,6 +57,8 @@ public:
     const LinkStatistics& statistics() const { return m_statistics; }
 
 Q_SIGNALS:
+    // Told from the event loop, once per change that lasts until then: a listener may delete the link.
+    // Not told of the end by shutDown().
     void connectedChanged(bool connected);
 
 private:
@@ -71,6 +73,7 @@ private:
 
     QModbusClient* makeClient();
     void setState(State state);
+    void tellConnected();
     void openClient();
     void discardClient();
     void onClientState(QModbusDevice::State state);
@@ -102,6 +105,8 @@ private:
     quint64 m_lastId = 0;
 
     State m_state = State::Stopped;
+    bool m_toldConnected = false;
+    bool m_tellingIsQueued = false;
     QPointer<QModbusClient> m_client;
     QPointer<QModbusClient> m_dyingClient;
     QString m_lossReason;

@@ -10,6 +10,7 @@
 #include <lib_utilities/version.h>
 #include <QDebug>
 #include <QJsonArray>
+#include <QPointer>
 
 namespace {
 
@@ -49,7 +50,11 @@ IPlugin::Type PDriverModbus::getPluginType()
 
 void PDriverModbus::initPluginCommands()
 {
+    const QPointer<PDriverModbus> self(this);
     closeLink();
+    // Whoever was told of an outcome may have ended the instance.
+    if (self.isNull())
+        return;
     initAbstractCommands();
     declareInstructionCommand(new DCmdRead(this));
     declareInstructionCommand(new DCmdWrite(this));
@@ -58,19 +63,19 @@ void PDriverModbus::initPluginCommands()
 
     QStringList errors;
     const ModbusConfiguration configuration = parseModbusConfiguration(ownConfiguration(), &errors);
-    setProperty(c_configurationErrors, errors, false);
-    setProperty(c_address, errors.isEmpty() ? configuration.address() : QString(), false);
     if (errors.isEmpty()) {
         m_link = std::make_unique<ModbusLink>(configuration);
         m_schedule = std::make_unique<PollSchedule>(m_link.get());
         connect(m_link.get(), &ModbusLink::connectedChanged, this,
-                [this](bool connected) { setProperty(c_connected, connected, false); });
+                [this](bool connected) { tell(c_connected, connected); });
         m_link->start();
     } else {
         for (const QString& error : errors)
             qCritical().noquote() << getDebugIdentification() << ": configuration:" << error;
     }
-    Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());
+    if (tell(c_connected, false) && tell(c_configurationErrors, errors) &&
+        tell(c_address, errors.isEmpty() ? configuration.address() : QString()))
+        Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());
 }
 
 IPlugin* PDriverModbus::createInstance(const QUuid& objectUuid) const
@@ -133,9 +138,16 @@ QJsonObject PDriverModbus::ownConfiguration() const
 
 void PDriverModbus::closeLink()
 {
-    if (m_link == nullptr)
-        return;
-    m_link->shutDown();
-    m_schedule.reset();
-    m_link.reset();
+    // Taken out first: whoever is told of an outcome may end the instance, which closes again.
+    const std::unique_ptr<ModbusLink> link = std::move(m_link);
+    const std::unique_ptr<PollSchedule> schedule = std::move(m_schedule);
+    if (link != nullptr)
+        link->shutDown();
+}
+
+bool PDriverModbus::tell(const QString& name, const QVariant& value)
+{
+    const QPointer<PDriverModbus> self(this);
+    setProperty(name, value, false);
+    return !self.isNull();
 }

@@ -13,7 +13,8 @@ class PollSchedule;
 // Properties for the session: "connected" (bool), "address" (text for people: "127.0.0.1:502"),
 // "configurationErrors" (list of texts; only when the configuration is refused, in which case no
 // link is opened and every command fails with them) and "statistics" (map, computed when it is
-// read; see LinkStatistics).
+// read; see LinkStatistics). Whoever is told of a property may delete the instance there and then;
+// an instance that goes tells of none any more.
 class PDriverModbus : public DAbstractPlugin
 {
     Q_OBJECT
@@ -45,6 +46,8 @@ public:
 private:
     QJsonObject ownConfiguration() const;
     void closeLink();
+    // Returns false when a listener has deleted this instance.
+    bool tell(const QString& name, const QVariant& value);
 
     std::unique_ptr<ModbusLink> m_link;
     std::unique_ptr<PollSchedule> m_schedule;

@@ -56,6 +56,9 @@ private Q_SLOTS:
     void listeningSurvivesAnOutage();
     void stopWhileAPollIsOut();
     void instanceGoesWithRequestsOut();
+    void instanceGoesWhenItTellsOfItsLink_data();
+    void instanceGoesWhenItTellsOfItsLink();
+    void instanceGoesWhenItStartsAfresh();
     void startsAfresh();
     void pausesBetweenFrames();
     void settlesAfterConnecting();
@@ -893,6 +896,67 @@ void TestModbusDriver::instanceGoesWithRequestsOut()
     QCOMPARE(listener->endCount, 1);
     QCOMPARE(listener->code, IMessenger::CeEcInternal);
     // The connection is closed, not left behind.
+    QTRY_COMPARE(bench.peer.openConnections(), 0);
+}
+
+void TestModbusDriver::instanceGoesWhenItTellsOfItsLink_data()
+{
+    QTest::addColumn<bool>("connected");
+    QTest::newRow("connected") << true;
+    QTest::newRow("lost") << false;
+}
+
+// Whoever is told of a property may remove the instance there and then.
+void TestModbusDriver::instanceGoesWhenItTellsOfItsLink()
+{
+    QFETCH(bool, connected);
+    Bench bench;
+    bench.start();
+    const std::unique_ptr<FakeOrder> waiting = bench.run("read", readArguments(1));
+    int told = 0;
+    connect(bench.driver.get(), &DAbstractPlugin::sigPropertyChanged, this,
+            [&](const QString& name, const QVariant& value) {
+                if (name != "connected")
+                    return;
+                ++told;
+                if (value.toBool() == connected)
+                    bench.driver.reset();
+            });
+    if (!connected) {
+        QTRY_COMPARE(told, 1);
+        QTRY_VERIFY(waiting->ended());
+        bench.peer.refuse();
+    }
+    QTRY_VERIFY(bench.driver == nullptr);
+    // An instance on its way out tells no more.
+    QCOMPARE(told, connected ? 1 : 2);
+    QTRY_COMPARE(waiting->endCount, 1);
+    QTRY_COMPARE(bench.peer.openConnections(), 0);
+}
+
+void TestModbusDriver::instanceGoesWhenItStartsAfresh()
+{
+    Bench bench;
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    connect(bench.driver.get(), &DAbstractPlugin::sigPropertyChanged, this,
+            [&](const QString& name, const QVariant&) {
+                if (name == "connected")
+                    bench.driver.reset();
+            });
+    bench.driver->initPluginCommands();
+    QVERIFY(bench.driver == nullptr);
+    QTRY_COMPARE(bench.peer.openConnections(), 0);
+
+    // The same from the outcome of a request that the old link still has.
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.setFault(ScriptedPeer::NoAnswer);
+    const std::unique_ptr<FakeOrder> order = bench.run("read", readArguments(1));
+    connect(order.get(), &FakeOrder::orderEnded, this, [&bench] { bench.driver.reset(); });
+    bench.driver->initPluginCommands();
+    QVERIFY(bench.driver == nullptr);
+    QCOMPARE(order->endCount, 1);
     QTRY_COMPARE(bench.peer.openConnections(), 0);
 }
 
