@@ -89,7 +89,8 @@ bool DCmdGetPresetData::rplGetPresetData(quint64 /*instructionId*/, const QVaria
     if (!managed)
         logCritical(this) << "ERROR: Reply data format not managed";
     const QVariantList words = managed.value_or(QVariantList());
-    const QVariant keys = getParametersSection(QStringLiteral("parameters")).value(keyListName());
+    const QVariantList keys =
+        getParametersSection(QStringLiteral("parameters")).value(keyListName()).toList();
     const double presetSize = getInfoFromChannel(QStringLiteral("currentPreset") + m_versionSuffix, c_size,
                                                  QMetaType::Double, QVariant())
                                   .toDouble();
@@ -98,11 +99,9 @@ bool DCmdGetPresetData::rplGetPresetData(quint64 /*instructionId*/, const QVaria
         logCritical(this) << "ERROR: Command returns unwaited number of data :" << words.size() << "expected"
                           << presetSize << ", receivedData =" << *values;
     } else if (m_versionSuffix.isEmpty()) {
-        nameWords(words, result, keys.toList());
-    } else if (!keys.canConvert(QMetaType::QVariantList)) {
-        logCritical(this) << "ERROR: the configuration's \"parameters\" hold no list" << keyListName();
+        nameWords(words, result, keys);
     } else {
-        decodeParameters(words, result, keys.toList());
+        decodeParameters(words, result, keys);
     }
     return result.isEmpty() || commandUpdateResult(QStringLiteral("presetData"), result);
 }
@@ -124,10 +123,6 @@ void DCmdGetPresetData::decodeParameters(const QVariantList& words, QVariantMap&
                                          const QVariantList& parameterList) const
 {
     for (const QVariant& entry : parameterList) {
-        if (!entry.canConvert(QMetaType::QVariantMap)) {
-            logCritical(this) << "ERROR: the configuration's list" << keyListName()
-                              << "holds what is no parameter:" << entry;
-        }
         const BlockParameter parameter = blockParameter(entry);
         result.insert(parameter.name,
                       decodeModbusValue(words, blockIndex(parameter.startAddress, c_firstAddress),

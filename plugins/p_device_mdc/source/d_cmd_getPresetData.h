@@ -10,9 +10,9 @@
 // and an empty map for a preset beyond the last one, of which the controller is not asked. A reply that
 // gives no values publishes nothing and is no failure.
 //
-// Faults of the configuration are critical lines of the log that name the list: one with fewer names
-// than a preset has registers (the reply then counts as one of a wrong size), one of parameters that is
-// missing, and an entry of it that is no map (its value is null).
+// A list with fewer names than a preset has registers is a fault of the configuration: a critical line
+// of the log names it with both lengths, and the reply counts as one of a wrong size. A missing list of
+// parameters holds none, and an entry of it that is no map is a parameter that cannot be decoded.
 class DCmdGetPresetData : public DAbstractCommand
 {
     Q_OBJECT

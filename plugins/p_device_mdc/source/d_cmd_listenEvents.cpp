@@ -62,7 +62,8 @@ bool DCmdListenEvents::rplListenEvents(quint64 /*instructionId*/, const QVariant
     if (!managed)
         logCritical(this) << "ERROR: Reply data format not managed";
     const QVariantList words = managed.value_or(QVariantList());
-    const QVariant keys = getParametersSection(QStringLiteral("parameters")).value(keyListName());
+    const QVariantList keys =
+        getParametersSection(QStringLiteral("parameters")).value(keyListName()).toList();
     const double size =
         getInfoFromChannel(m_registerKey, QStringLiteral("size"), QMetaType::Double, QVariant()).toDouble();
     QVariantMap result;
@@ -70,11 +71,9 @@ bool DCmdListenEvents::rplListenEvents(quint64 /*instructionId*/, const QVariant
         logCritical(this) << "ERROR: Command returns unwaited number of data :" << words.size() << "expected"
                           << size << ", receivedData =" << *values;
     } else if (m_versionSuffix.isEmpty()) {
-        nameWords(words, result, keys.toList());
-    } else if (!keys.canConvert(QMetaType::QVariantList)) {
-        logCritical(this) << "ERROR: the configuration's \"parameters\" hold no list" << keyListName();
+        nameWords(words, result, keys);
     } else {
-        decodeParameters(words, result, keys.toList());
+        decodeParameters(words, result, keys);
     }
     return commandUpdateResult(QStringLiteral("values"), result.isEmpty() ? QVariant() : QVariant(result));
 }
@@ -93,15 +92,14 @@ void DCmdListenEvents::decodeParameters(const QVariantList& words, QVariantMap& 
                                         const QVariantList& parameterList)
 {
     for (const QVariant& entry : parameterList) {
-        if (!entry.canConvert(QMetaType::QVariantMap)) {
-            logCritical(this) << "ERROR: the configuration's list" << keyListName()
-                              << "holds what is no parameter:" << entry;
-        }
         const BlockParameter parameter = blockParameter(entry);
         const QVariant value =
             decodeModbusValue(words, blockIndex(parameter.startAddress, m_blockBase),
                               blockIndex(parameter.endAddress, m_blockBase), parameter.type);
-        result.insert(parameter.name, parameter.name == c_eventCount ? changedCount(value) : value);
+        // A count that moved keeps its decoded value.
+        const bool isUnchangedCount =
+            parameter.name == c_eventCount && value.isValid() && !countMoved(value.toInt());
+        result.insert(parameter.name, isUnchangedCount ? c_unchanged : value);
     }
 }
 
@@ -115,26 +113,23 @@ void DCmdListenEvents::nameWords(const QVariantList& words, QVariantMap& result,
     for (int position = 0; position < words.size(); ++position) {
         const QString name = names.at(position).toString();
         const QVariant& word = words.at(position);
-        result.insert(name, name == c_eventCount ? changedCount(word) : word);
+        if (name == c_eventCount && word.isValid()) {
+            const qint32 count = word.toInt();
+            result.insert(name, countMoved(count) ? QVariant(count) : c_unchanged);
+        } else {
+            result.insert(name, word);
+        }
     }
 }
 
 // One-sided on purpose: a count that has moved is reported with every reply until the remembered one
 // comes again, so that a listener that missed a reply still learns of the change.
-QVariant DCmdListenEvents::changedCount(const QVariant& count)
+bool DCmdListenEvents::countMoved(qint32 count)
 {
-    bool isNumber = false;
-    const qint32 number = count.toInt(&isNumber);
-    if (!isNumber) {
-        // What could not be decoded has its log line already.
-        if (count.isValid())
-            logCritical(this) << "ERROR:" << c_eventCount << "is no number:" << count;
-        return count;
-    }
-    if (m_lastEventCount != -1 && m_lastEventCount != number)
-        return count;
-    m_lastEventCount = number;
-    return c_unchanged;
+    if (m_lastEventCount != -1 && m_lastEventCount != count)
+        return true;
+    m_lastEventCount = count;
+    return false;
 }
 
 QString DCmdListenEvents::keyListName() const

@@ -8,12 +8,11 @@
 // register addresses); invalid when a reply gives no values.
 //
 // The value "eventCountNo" tells of a change: -1 as long as the count is the one first seen, else the
-// count. What is no number there (a value that cannot be decoded, a list) is delivered as it is and
-// leaves the count seen alone.
+// count. One that cannot be decoded, or a null word, stays null and leaves the count seen alone.
 //
-// Faults of the configuration are critical lines of the log that name the list: one with fewer names
-// than the block has registers (the reply then counts as one of a wrong size), one of parameters that
-// is missing, and an entry of it that is no map (its value is null).
+// A list with fewer names than the block has registers is a fault of the configuration: a critical line
+// of the log names it with both lengths, and the reply counts as one of a wrong size. A missing list of
+// parameters holds none, and an entry of it that is no map is a parameter that cannot be decoded.
 class DCmdListenEvents : public DAbstractCommand
 {
     Q_OBJECT
@@ -36,8 +35,8 @@ public:
 
 private:
     void nameWords(const QVariantList& words, QVariantMap& result, const QVariantList& names);
-    // What is reported of a count, and remembers it as the rule wants.
-    QVariant changedCount(const QVariant& count);
+    // Whether the count differs from the one remembered; remembers it when it does not, or is the first.
+    bool countMoved(qint32 count);
     QString keyListName() const;
 
     qint32 m_lastEventCount = -1; // -1: none seen yet; outlives an execution

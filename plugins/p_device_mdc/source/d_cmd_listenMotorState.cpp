@@ -9,7 +9,7 @@ DCmdListenMotorRun::DCmdListenMotorRun(const QVariantMap& arguments, QObject* pa
     : DAbstractCommand(QStringLiteral("listenMotorRunState"), QStringLiteral("stopListening"), arguments,
                        parent)
 {
-    // The texts of "listenEventsData", which hosts know this one by.
+    // The same texts as those of "listenEventsData": hosts show them as they stand.
     setDescription(QStringLiteral("Return the mesured value on the GPIO pin"));
     declareAResult(QStringLiteral("isRunning"), QStringLiteral("bool"),
                    QStringLiteral("Recieving events of the connected device and send a notification when the "

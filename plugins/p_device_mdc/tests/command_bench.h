@@ -77,7 +77,7 @@ inline void configure(DAbstractPlugin& plugin)
         "lockScreen": {"register": 5005, "writeRegisterType": "singleRegister"},
         "lockScreenGen1V1": {"register": 5006, "writeRegisterType": "holdingRegisters"},
         "lockScreenV2": {"register": 6005, "writeRegisterType": "singleRegister"},
-        "lockScreenV3": {"register": 7005, "writeRegisterType": "singleRegister"},
+        "lockScreenV3": {"register": 72541, "writeRegisterType": "singleRegister"},
         "lockScreenV0": {"register": 1, "writeRegisterType": "wrong"},
         "lockScreenV1": {"register": 1, "writeRegisterType": "wrong"},
         "direction": {"register": 5101, "readRegisterType": "holdingRegisters"},

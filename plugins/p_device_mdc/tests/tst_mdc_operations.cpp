@@ -114,6 +114,7 @@ private Q_SLOTS:
     void triggerFailures();
     void triggerResetFailures_data();
     void triggerResetFailures();
+    void triggerWriteAnsweredWithZero();
     void triggerOldInstruction();
     void triggerAnswersWithoutANumber_data();
     void triggerAnswersWithoutANumber();
@@ -407,14 +408,15 @@ void TestMdcOperations::lockStates()
 
 void TestMdcOperations::lockExecutedTwice()
 {
-    // The arguments of a command never change: what changes is how many of its executions send.
-    Bench bench("setLock", {{"lock", 1u}, {"unlockLoosening", true}});
+    Bench bench("setLock", {{"lock", 1u}});
     bench.identify(1);
     QVERIFY(bench.command().commandExecute());
+    // The arguments of an object never change; a default for what was not given does, and 1 becomes 3.
+    bench.command().declareAParameter("unlockLoosening", "bool", QString(), true);
     QVERIFY(bench.command().commandExecute());
     QCOMPARE(bench.order().sent().size(), 1);
     QCOMPARE(bench.logged(),
-             QStringList{"WARNING: The lock status is not available for change; old wanted = 3, new = 3"});
+             QStringList{"WARNING: The lock status is not available for change; old wanted = 1, new = 3"});
     QVERIFY(bench.replyWords({1}));
     QVERIFY2(bench.command().commandExecute(), "the acknowledgement frees nothing");
     QCOMPARE(bench.order().sent().size(), 1);
@@ -464,7 +466,8 @@ void TestMdcOperations::screenRegisters_data()
     row("generation 2 of layout 1's number", 2, 1500, mdc, 6005, 0);
     row("generation 2, BM", 2, 4005, "BM", 6005, 2);
     row("generation 65538 is 2", 65538, 4005, mdc, 6005, 0);
-    row("generation 3", 3, 5000, mdc, 7005, 0);
+    row("generation 3, address 72541 is 7005", 3, 5000, mdc, 7005, 0);
+    row("no entry for the generation", 9, 5000, mdc, 0, 0);
     row("no version", 1, none, mdc, layout2, 0, missing);
     row("no version, generation 2", 2, none, mdc, layout2, 0, missing);
     row("no version, BM", 1, none, "BM", layout2, 2, missing);
@@ -490,7 +493,9 @@ void TestMdcOperations::screenRegisters()
         QStringList{QStringLiteral("driver write {data=int:%1, register=int:%2, registerType=QString:%3} "
                                    "3000")
                         .arg(QString::number(data), QString::number(address),
-                             address == 5006 ? "holdingRegisters" : "singleRegister")});
+                             address == 5006 ? "holdingRegisters"
+                             : address == 0  ? ""
+                                             : "singleRegister")});
     QCOMPARE(bench.logged(), logged);
 }
 
@@ -724,23 +729,47 @@ void TestMdcOperations::triggerFailures()
 void TestMdcOperations::triggerResetFailures_data()
 {
     QTest::addColumn<int>("failing");
-    for (int step = 0; step < 6; ++step)
-        QTest::addRow("step %d", step) << step;
+    QTest::addColumn<QVariantMap>("notice");
+    QTest::addColumn<QString>("error");
+    for (int step = 0; step < 6; ++step) {
+        QTest::addRow("step %d, no answer", step) << step << c_timedOut << "1 no answer";
+        QTest::addRow("step %d, refused", step) << step << c_refused << "5 refused";
+    }
 }
 
 void TestMdcOperations::triggerResetFailures()
 {
     QFETCH(int, failing);
+    QFETCH(QVariantMap, notice);
+    QFETCH(QString, error);
     TriggerBench bench(true);
     bench.save(c_program15);
     QVERIFY(bench.command().commandExecute());
     for (int step = 0; step < failing; ++step)
         QVERIFY(bench.replyWords({1}));
-    QVERIFY(!bench.reply(c_refused));
+    QVERIFY(!bench.reply(notice));
     QCOMPARE(bench.saved(), c_program15Text);
     QCOMPARE(bench.order().sent().size(), failing + 1);
     QCOMPARE(bench.order().published(), QStringList());
-    QCOMPARE(bench.logged().size(), 1);
+    QCOMPARE(
+        bench.logged(),
+        QStringList{QStringLiteral("ERROR: trigger program stopped: the write of register %1 failed with "
+                                   "error %2 ; program 15 is incomplete, resetMode restores the saved "
+                                   "values")
+                        .arg(QString::number(281 + failing), error)});
+}
+
+// Whatever a write is answered with, short of a failure, is no matter for the sequence.
+void TestMdcOperations::triggerWriteAnsweredWithZero()
+{
+    TriggerBench bench(false);
+    QVERIFY(bench.command().commandExecute());
+    for (int step = 0; step < 6; ++step)
+        QVERIFY(bench.answer(step));
+    for (int step = 6; step < 12; ++step)
+        QVERIFY(bench.replyWords({0}));
+    QCOMPARE(bench.order().sent(), c_triggerSequence);
+    QCOMPARE(bench.order().published(), QStringList{"results {doneOk=bool:true}"});
 }
 
 void TestMdcOperations::triggerOldInstruction()
@@ -823,8 +852,13 @@ void TestMdcOperations::eventCounts_data()
     QTest::newRow("down") << QVariantList{7, 6} << QStringList{"int:-1", "int:6"};
     QTest::newRow("over the end") << QVariantList{65535, 65535, 0}
                                   << QStringList{"int:-1", "int:-1", "int:0"};
-    QTest::newRow("unsigned") << QVariantList{7u, 8u} << QStringList{"int:-1", "uint:8"};
-    QTest::newRow("as text") << QVariantList{"7", 7, "8"} << QStringList{"int:-1", "int:-1", "QString:8"};
+    // "named/decoded": a named count is published as the integer that it is taken for, a decoded one
+    // as it was decoded.
+    QTest::newRow("unsigned") << QVariantList{7u, 8u} << QStringList{"int:-1", "int:8/uint:8"};
+    QTest::newRow("as text") << QVariantList{"7", 7, "8"}
+                             << QStringList{"int:-1", "int:-1", "int:8/QString:8"};
+    QTest::newRow("no number counts as 0")
+        << QVariantList{"x", 0, 5, "x"} << QStringList{"int:-1", "int:-1", "int:5", "int:-1"};
     QTest::newRow("null first") << QVariantList{QVariant(), 7, 8}
                                 << QStringList{"invalid", "int:-1", "int:8"};
     QTest::newRow("null between") << QVariantList{7, QVariant(), 0, 7}
@@ -852,8 +886,10 @@ void TestMdcOperations::eventCounts()
         QStringList expected;
         for (int reply = 0; reply < counts.size(); ++reply) {
             QVERIFY(bench.replyWords({reply, counts.at(reply)}));
+            const QStringList forms = reported.at(reply).split('/');
             expected.append(QStringLiteral("results {values={eventCountNo=%1, torque=int:%2}}")
-                                .arg(reported.at(reply), QString::number(reply)));
+                                .arg(way.suffix.isEmpty() ? forms.constFirst() : forms.constLast(),
+                                     QString::number(reply)));
         }
         QCOMPARE(bench.order().published(), expected);
         QCOMPARE(bench.logged(), QStringList());
@@ -901,7 +937,7 @@ void TestMdcOperations::eventBlocks_data()
     row("named", v1, 2, names, two, "{a=int:10, b=uint:20}");
     row("in a map", v1, 2, names, QVariantMap{{"values", two}}, "{a=int:10, b=uint:20}");
     row("a name twice: the later", v1, 2, QJsonArray{"a", "a"}, two, "{a=uint:20}");
-    row("the count twice", v1, 2, QJsonArray{"eventCountNo", "eventCountNo"}, two, "{eventCountNo=uint:20}");
+    row("the count twice", v1, 2, QJsonArray{"eventCountNo", "eventCountNo"}, two, "{eventCountNo=int:20}");
     row("more names than words", v1, 2, QJsonArray{"a", "b", "c"}, two, "{a=int:10, b=uint:20}");
     row("names that are numbers", v1, 2, QJsonArray{1, 2}, two, "{1=int:10, 2=uint:20}");
     row("too few names", v1, 2, QJsonArray{"a"}, two, none,
@@ -956,21 +992,14 @@ void TestMdcOperations::eventBlocks_data()
         {c_badIndex});
     row("count that cannot be decoded", v2, 12, QJsonArray{descriptor("eventCountNo", 99, 99, "int")}, twelve,
         "{eventCountNo=invalid}", {c_badIndex});
-    row("count as a list", v2, 12, QJsonArray{descriptor("eventCountNo", 100, 101, "list")}, twelve,
-        "{eventCountNo=[int:1000, int:1001]}",
-        {"ERROR: eventCountNo is no number: QVariant(QVariantList, (QVariant(int, 1000), QVariant(int, "
-         "1001)))"});
+    row("count as a list is taken for 0", v2, 12, QJsonArray{descriptor("eventCountNo", 100, 101, "list")},
+        twelve, "{eventCountNo=int:-1}");
     row("what is no parameter", v2, 12, QJsonArray{"torque", descriptor("b", 100, 100, "int")}, twelve,
-        "{=invalid, b=int:1000}",
-        {"ERROR: the configuration's list eventDataKeysV2 holds what is no parameter: QVariant(QString, "
-         "torque)",
-         c_badIndex});
+        "{=invalid, b=int:1000}", {c_badIndex});
     row("empty parameter", v2, 12, QJsonArray{QJsonObject()}, twelve, "{=invalid}", {c_badIndex});
     row("no parameters", v2, 12, QJsonArray(), twelve, none);
-    row("no list of parameters", v2, 12, missing, twelve, none,
-        {"ERROR: the configuration's \"parameters\" hold no list eventDataKeysV2"});
-    row("parameters that are no list", v2, 12, "torque", twelve, none,
-        {"ERROR: the configuration's \"parameters\" hold no list eventDataKeysV2"});
+    row("no list of parameters", v2, 12, missing, twelve, none);
+    row("parameters that are no list", v2, 12, "torque", twelve, none);
     row("too few words to decode", v2, 3, QJsonArray{descriptor("a", 100, 100, "int")}, two, none,
         {wrongCount(2, "3", twoText)});
 }
@@ -1168,13 +1197,9 @@ void TestMdcOperations::presetBlocks_data()
     row("a count is a value like others", v2, 40, QJsonArray{descriptor("eventCountNo", 3, 3, "int")}, forty,
         "{eventCountNo=int:1000}");
     row("what is no parameter", v2, 40, QJsonArray{"torque", descriptor("b", 3, 3, "int")}, forty,
-        "{=invalid, b=int:1000}",
-        {"ERROR: the configuration's list presetDataKeysV2 holds what is no parameter: QVariant(QString, "
-         "torque)",
-         c_badIndex});
+        "{=invalid, b=int:1000}", {c_badIndex});
     row("no parameters", v2, 40, QJsonArray(), forty, none);
-    row("no list of parameters", v2, 40, missing, forty, none,
-        {"ERROR: the configuration's \"parameters\" hold no list presetDataKeysV2"});
+    row("no list of parameters", v2, 40, missing, forty, none);
 }
 
 void TestMdcOperations::presetBlocks()
