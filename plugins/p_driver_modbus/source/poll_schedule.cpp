@@ -6,9 +6,6 @@
 
 namespace {
 
-// A timer may fire a little before its time, and a poll shared with a faster listener is on that
-// one's beat: so much earlier than its own time a listener takes a read for its own.
-constexpr std::chrono::milliseconds c_tolerance{2};
 // A poll that starts shortly before a caller gives up still needs the time of an answer: ending it
 // early would close a good link.
 constexpr int c_leastPollTime = 500;
@@ -26,22 +23,23 @@ quint64 PollSchedule::subscribe(const ModbusRequest& request, int interval, Dead
                                 OutcomeHandler onPoll)
 {
     Range* range = findRange(request);
-    const bool isNew = range == nullptr;
-    if (isNew) {
+    if (range == nullptr) {
         m_ranges.push_back(std::make_unique<Range>());
         range = m_ranges.back().get();
         range->request = request;
+        range->timer.setSingleShot(true);
         range->timer.setTimerType(Qt::PreciseTimer);
         connect(&range->timer, &QTimer::timeout, this, [this, range] { poll(range); });
     }
-    range->listeners.push_back({++m_lastId, interval, Clock::now(), std::move(deadline), std::move(onPoll)});
-    const quint64 id = m_lastId;
-    const int fastest = fastestInterval(*range);
-    if (isNew || range->timer.interval() != fastest)
-        range->timer.start(fastest);
-    if (isNew)
-        poll(range);
-    return id;
+    Listener listener;
+    listener.id = ++m_lastId;
+    listener.times = joinedAt(PollTimes::Clock::now(), std::chrono::milliseconds(interval), range->last);
+    listener.takesRunningPoll = range->last && range->last->isRunning;
+    listener.deadline = std::move(deadline);
+    listener.onPoll = std::move(onPoll);
+    range->listeners.push_back(std::move(listener));
+    arm(*range);
+    return m_lastId;
 }
 
 void PollSchedule::unsubscribe(quint64 id)
@@ -52,8 +50,8 @@ void PollSchedule::unsubscribe(quint64 id)
             continue;
         if (range.listeners.empty())
             m_ranges.erase(it);
-        else if (range.timer.interval() != fastestInterval(range))
-            range.timer.start(fastestInterval(range));
+        else
+            arm(range);
         return;
     }
 }
@@ -63,35 +61,49 @@ int PollSchedule::rangeCount() const
     return static_cast<int>(m_ranges.size());
 }
 
+void PollSchedule::arm(Range& range)
+{
+    std::vector<PollTimes> times;
+    times.reserve(range.listeners.size());
+    for (const Listener& listener : range.listeners)
+        times.push_back(listener.times);
+    // Rounded up: a timer that fires before its time would be armed again for nothing.
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextRead(times) - PollTimes::Clock::now());
+    range.timer.start(std::max(wait, std::chrono::milliseconds(0)));
+}
+
 void PollSchedule::poll(Range* range)
 {
-    if (range->isRunning) {
+    const PollTimes::Clock::time_point now = PollTimes::Clock::now();
+    if (range->last && range->last->isRunning) {
         ++m_link->statistics().skippedPolls;
+        for (Listener& listener : range->listeners) {
+            if (listener.times.due <= now)
+                listener.times = afterRead(listener.times, now);
+        }
+        arm(*range);
         return;
     }
-    range->isRunning = true;
-    range->startedAt = Clock::now();
+    range->last = LastRead{now, true};
+    for (Listener& listener : range->listeners) {
+        listener.takesRunningPoll = takesRead(listener.times, now);
+        if (listener.takesRunningPoll)
+            listener.times = afterRead(listener.times, now);
+    }
     // The ticket withdraws the request when the range goes, so the pointer cannot outlive it.
     range->ticket.submit(m_link, range->request, RequestPriority::Poll, deadlineOf(*range),
                          [this, range](const ModbusOutcome& outcome) { onPolled(range, outcome); });
+    arm(*range);
 }
 
 void PollSchedule::onPolled(Range* range, const ModbusOutcome& outcome)
 {
-    range->isRunning = false;
+    range->last->isRunning = false;
     // Handlers may end any listener, this range or the whole schedule: they are called by
     // identifier, and only while they are there.
     std::vector<quint64> ids;
-    for (Listener& listener : range->listeners) {
-        const bool due = listener.due <= range->startedAt + c_tolerance;
-        if (due) {
-            const std::chrono::milliseconds interval(listener.interval);
-            listener.due += interval;
-            // After a gap the beat starts anew instead of catching up.
-            if (listener.due <= range->startedAt)
-                listener.due = range->startedAt + interval;
-        }
-        if (due || !outcome.ok())
+    for (const Listener& listener : range->listeners) {
+        if (listener.takesRunningPoll || !outcome.ok())
             ids.push_back(listener.id);
     }
     const ModbusRequest request = range->request;
@@ -109,14 +121,6 @@ void PollSchedule::onPolled(Range* range, const ModbusOutcome& outcome)
         if (self.isNull())
             return;
     }
-}
-
-int PollSchedule::fastestInterval(const Range& range)
-{
-    int fastest = range.listeners.front().interval;
-    for (const Listener& listener : range.listeners)
-        fastest = std::min(fastest, listener.interval);
-    return fastest;
 }
 
 QDeadlineTimer PollSchedule::deadlineOf(const Range& range)

@@ -3,6 +3,7 @@
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
 #include "plugins/p_driver_modbus/source/modbus_request.h"
+#include "plugins/p_driver_modbus/source/poll_times.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
 
 #include <QJsonArray>
@@ -29,6 +30,11 @@ private Q_SLOTS:
     void tcpStream();
     void rtuStream_data();
     void rtuStream();
+    void joinedPollTimes_data();
+    void joinedPollTimes();
+    void pollTimesAfterRead_data();
+    void pollTimesAfterRead();
+    void pollTimesWhileAnotherComesAndGoes();
     void queueOrder();
     void queueBounds();
     void statistics();
@@ -455,6 +461,119 @@ void TestModbusCodec::rtuStream()
     QCOMPARE(check.confirmed, confirmed);
     QCOMPARE(check.inStep, inStep);
     QCOMPARE(check.problem.isEmpty(), inStep);
+}
+
+namespace {
+
+// Times of the following tables are milliseconds from here.
+constexpr PollTimes::Clock::time_point c_start{std::chrono::hours(1)};
+
+PollTimes::Clock::time_point at(int milliseconds)
+{
+    return c_start + std::chrono::milliseconds(milliseconds);
+}
+
+int millisecondsOf(PollTimes::Clock::time_point time)
+{
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(time - c_start).count());
+}
+
+} // namespace
+
+void TestModbusCodec::joinedPollTimes_data()
+{
+    QTest::addColumn<int>("now");
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<int>("lastStart"); // negative: never read
+    QTest::addColumn<bool>("isRunning");
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("due");
+    QTest::newRow("a new range is read now") << 500 << 100 << -1 << false << 500 << 500;
+    QTest::newRow("not read for an interval") << 500 << 100 << 400 << false << 500 << 500;
+    QTest::newRow("not read for long") << 500 << 100 << 1 << false << 500 << 500;
+    QTest::newRow("read just now") << 500 << 100 << 499 << false << 500 << 599;
+    QTest::newRow("read within the interval") << 500 << 100 << 401 << false << 500 << 501;
+    QTest::newRow("being read") << 500 << 100 << 490 << true << 590 << 590;
+    QTest::newRow("being read for longer than an interval") << 500 << 100 << 350 << true << 450 << 450;
+}
+
+void TestModbusCodec::joinedPollTimes()
+{
+    QFETCH(int, now);
+    QFETCH(int, interval);
+    QFETCH(int, lastStart);
+    QFETCH(bool, isRunning);
+    std::optional<LastRead> last;
+    if (lastStart >= 0)
+        last = LastRead{at(lastStart), isRunning};
+    const PollTimes times = joinedAt(at(now), std::chrono::milliseconds(interval), last);
+    QTEST(millisecondsOf(times.from), "from");
+    QTEST(millisecondsOf(times.due), "due");
+    QCOMPARE(static_cast<int>(times.interval.count()), interval);
+}
+
+void TestModbusCodec::pollTimesAfterRead_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("due");
+    QTest::addColumn<int>("start");
+    QTest::addColumn<bool>("takes");
+    QTest::addColumn<int>("next"); // of a listener with an interval of 100
+    QTest::newRow("in time") << 500 << 500 << 500 << true << 600;
+    QTest::newRow("a little late: the beat is kept") << 500 << 500 << 507 << true << 600;
+    QTest::newRow("nearly an interval late") << 500 << 500 << 599 << true << 600;
+    QTest::newRow("an interval late: the beat starts anew") << 500 << 500 << 600 << true << 700;
+    QTest::newRow("after a long gap") << 500 << 500 << 5030 << true << 5130;
+    QTest::newRow("within the tolerance") << 500 << 500 << 498 << true << 600;
+    QTest::newRow("before its time") << 500 << 500 << 497 << false << 597;
+    QTest::newRow("joined, taken before it is due") << 450 << 500 << 460 << true << 560;
+}
+
+void TestModbusCodec::pollTimesAfterRead()
+{
+    QFETCH(int, from);
+    QFETCH(int, due);
+    QFETCH(int, start);
+    QFETCH(bool, takes);
+    const PollTimes times{std::chrono::milliseconds(100), at(from), at(due)};
+    QCOMPARE(takesRead(times, at(start)), takes);
+    const PollTimes next = afterRead(times, at(start));
+    QTEST(millisecondsOf(next.due), "next");
+    QVERIFY(next.from == next.due);
+    QCOMPARE(static_cast<int>(next.interval.count()), 100);
+}
+
+// A listener of 1000 ms and one of 990 ms that comes and goes every 800 ms.
+void TestModbusCodec::pollTimesWhileAnotherComesAndGoes()
+{
+    const std::chrono::milliseconds slowInterval(1000);
+    PollTimes slow = joinedAt(at(0), slowInterval, std::nullopt);
+    std::optional<PollTimes> fast;
+    std::optional<LastRead> last;
+    int longestGap = 0;
+    int reads = 0;
+    constexpr int c_end = 20000;
+    for (int now = 0; now < c_end; ++now) {
+        if (now % 800 == 200)
+            fast = joinedAt(at(now), std::chrono::milliseconds(990), last);
+        if (now % 800 == 600)
+            fast.reset();
+        const std::vector<PollTimes> all = fast ? std::vector<PollTimes>{slow, *fast} : std::vector{slow};
+        if (nextRead(all) > at(now))
+            continue;
+        if (last)
+            longestGap = std::max(longestGap, now - millisecondsOf(last->startedAt));
+        last = LastRead{at(now), false};
+        ++reads;
+        if (takesRead(slow, at(now)))
+            slow = afterRead(slow, at(now));
+        if (fast && takesRead(*fast, at(now)))
+            fast = afterRead(*fast, at(now));
+        QVERIFY2(slow.due <= at(now) + slowInterval, qPrintable(QString::number(now)));
+    }
+    QVERIFY2(longestGap <= 1000, qPrintable(QString::number(longestGap)));
+    // Nor does who comes and goes cause a read each time.
+    QVERIFY2(reads <= 2 * c_end / 1000, qPrintable(QString::number(reads)));
 }
 
 void TestModbusCodec::queueOrder()

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void pollNearItsCallersDeadline();
     void listenersShareAPoll();
     void listenersKeepTheirIntervals();
+    void listenerIsNotStarvedByOthers();
     void listeningSurvivesAnOutage();
     void stopWhileAPollIsOut();
     void instanceGoesWithRequestsOut();
@@ -831,6 +832,38 @@ void TestModbusDriver::listenersKeepTheirIntervals()
     const auto before = slow->updates.size();
     QTRY_VERIFY(slow->updates.size() >= before + 3);
     QVERIFY(bench.peer.requests.size() - requests <= 5);
+    slow->stop();
+}
+
+void TestModbusDriver::listenerIsNotStarvedByOthers()
+{
+    Bench bench;
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    constexpr int c_interval = 150;
+    constexpr int c_updates = 6;
+    const std::unique_ptr<FakeOrder> slow = bench.run("listen", listenArguments(1, c_interval));
+    std::unique_ptr<FakeOrder> other;
+    int changes = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] {
+        ++changes;
+        if (other != nullptr)
+            other->stop();
+        other = changes % 2 == 0 ? nullptr : bench.run("listen", listenArguments(1, c_interval - 10));
+    });
+    timer.start(c_interval / 3);
+    QTRY_VERIFY(slow->updates.size() >= c_updates);
+    timer.stop();
+    QVERIFY2(changes >= c_updates, qPrintable(QString::number(changes)));
+    const QList<qint64> reads = bench.peer.requestTimes;
+    for (int i = 1; i < reads.size(); ++i)
+        QVERIFY2(reads.at(i) - reads.at(i - 1) <= c_interval + c_interval / 3,
+                 qPrintable(QString::number(reads.at(i) - reads.at(i - 1))));
+    const qint64 span = slow->updateTimes.at(c_updates - 1) - slow->updateTimes.first();
+    QVERIFY2(span <= c_interval * c_updates, qPrintable(QString::number(span)));
+    if (other != nullptr)
+        other->stop();
     slow->stop();
 }
 
