@@ -631,7 +631,7 @@ void TestSimulator::saysWhatTheToolDoes()
     connect(m_simulator.get(), &Simulator::message, this,
             [&messages](const QString& text) { messages += text; });
     m_simulator->tightening().start(2);
-    QTRY_VERIFY(messages.size() >= 1);
+    QTRY_VERIFY(!messages.isEmpty());
     QCOMPARE(messages.first(),
              QStringLiteral("event 1: program 1, fastening, 5.75 Nm, 250.25 degrees, 994 ms, OK"));
     RawClient client(m_simulator->tcpPort());

@@ -1185,13 +1185,13 @@ void TestSimulatorModel::oneCycleAtATime()
     QVERIFY(controller.finishCycle());
     QCOMPARE(controller.eventCount(), quint16(1));
 
-    SimulatedController without_(configurationOf(without(sampleChannels(), QStringLiteral("eventData"))),
-                                 profileOfGeneration(1));
-    QVERIFY(!without_.tighten(&text));
+    SimulatedController eventless(configurationOf(without(sampleChannels(), QStringLiteral("eventData"))),
+                                  profileOfGeneration(1));
+    QVERIFY(!eventless.tighten(&text));
     QCOMPARE(text, QStringLiteral("the configuration describes no event block"));
-    QVERIFY(!without_.finishCycle());
-    without_.setEventCount(5);
-    QCOMPARE(without_.eventCount(), quint16(5));
+    QVERIFY(!eventless.finishCycle());
+    eventless.setEventCount(5);
+    QCOMPARE(eventless.eventCount(), quint16(5));
 }
 
 void TestSimulatorModel::cyclesInTime()
