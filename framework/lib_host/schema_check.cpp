@@ -93,7 +93,7 @@ QString allowedAt(const QJsonObject& schema, const QStringList& path)
 {
     const QList<QJsonObject> nodes = schemasAt(schema, path);
     for (const QJsonObject& node : nodes) {
-        const QString description = node.value(QLatin1String("description")).toString();
+        QString description = node.value(QLatin1String("description")).toString();
         if (!description.isEmpty())
             return description;
     }
