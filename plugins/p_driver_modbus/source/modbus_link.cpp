@@ -1,6 +1,7 @@
 #include "plugins/p_driver_modbus/source/modbus_link.h"
 
 #include "plugins/p_driver_modbus/source/answer_check.h"
+#include "plugins/p_driver_modbus/source/line_drain.h"
 
 #include <QDataStream>
 #include <QDebug>
@@ -23,10 +24,8 @@ constexpr int c_firstPause = 250;
 constexpr int c_longestPause = 5000;
 // A connection that stood this long was a good one, whatever ended it.
 constexpr int c_provenTime = 5000;
-// An answer on a serial line does not tell which request it belongs to. After a missed one the line
-// is listened to for as long as the request had, within these bounds, before the next is sent.
-constexpr int c_shortestDrain = 100;
-constexpr int c_longestDrain = 1000;
+// The client keeps what it hears before the first request: so much, and it is replaced.
+constexpr int c_mostHeard = 64 * 1024;
 
 // Pause before the next attempt after so many failures in a row. Somewhat shorter at random, so
 // that several hosts do not meet at a controller that comes back.
@@ -77,7 +76,8 @@ ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent
         timer->setTimerType(Qt::PreciseTimer);
     }
     connect(&m_connectTimer, &QTimer::timeout, this, [this] {
-        loseClient(QStringLiteral("no connection within %1 ms").arg(m_configuration.connectTimeout));
+        loseClient(Cause::Transport,
+                   QStringLiteral("no connection within %1 ms").arg(m_configuration.connectTimeout));
     });
     connect(&m_reopenTimer, &QTimer::timeout, this, &ModbusLink::openClient);
     connect(&m_graceTimer, &QTimer::timeout, this, [this] {
@@ -216,10 +216,10 @@ void ModbusLink::openClient()
     m_client = client;
     connect(client, &QModbusClient::stateChanged, this, &ModbusLink::onClientState);
     connect(client, &QModbusClient::errorOccurred, this,
-            [this, client] { loseClient(client->errorString()); });
+            [this, client] { loseClient(Cause::Transport, client->errorString()); });
     m_connectTimer.start(m_configuration.connectTimeout);
     if (!client->connectDevice() && m_client == client)
-        loseClient(client->errorString());
+        loseClient(Cause::Transport, client->errorString());
 }
 
 // Deleted from the event loop only: this may be called from inside one of its signals.
@@ -246,8 +246,8 @@ void ModbusLink::onClientState(QModbusDevice::State state)
 {
     if (state == QModbusDevice::UnconnectedState) {
         // The socket knows the reason before its client does.
-        loseClient(m_client->device() == nullptr ? m_client->errorString()
-                                                 : m_client->device()->errorString());
+        loseClient(Cause::Transport, m_client->device() == nullptr ? m_client->errorString()
+                                                                   : m_client->device()->errorString());
         return;
     }
     if (state != QModbusDevice::ConnectedState)
@@ -265,7 +265,7 @@ void ModbusLink::onClientState(QModbusDevice::State state)
     device->startTransaction();
     connect(device, &QIODevice::readyRead, this, &ModbusLink::onBytes);
 
-    m_lineWasNoisy = false;
+    m_heardWhileSettling = 0;
     setState(State::Settling);
     m_graceTimer.stop();
     m_settleTimer.start(std::max(m_configuration.settleDelay, m_drainTime));
@@ -273,9 +273,10 @@ void ModbusLink::onClientState(QModbusDevice::State state)
 
 void ModbusLink::onSettled()
 {
-    if (m_lineWasNoisy) {
+    if (m_heardWhileSettling > 0) {
         // A late answer, or the beginning of one, is in the client's buffer.
-        m_drainTime = c_shortestDrain;
+        m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
+        m_settleTimer.stop();
         discardClient();
         openClient();
         return;
@@ -287,7 +288,7 @@ void ModbusLink::onSettled()
     sendNext();
 }
 
-void ModbusLink::loseClient(const QString& reason)
+void ModbusLink::loseClient(Cause cause, const QString& reason)
 {
     if (m_client.isNull())
         return;
@@ -309,8 +310,11 @@ void ModbusLink::loseClient(const QString& reason)
         ++m_statistics.failedOpenings;
         m_failuresInARow = std::max(m_failuresInARow, 1);
     }
-    const int pause = pauseAfter(m_failuresInARow);
-    ++m_failuresInARow;
+    // To drain the line is a pause already.
+    const bool drains = isRtu() && wasOpen && cause == Cause::Answer;
+    const int pause = drains ? 0 : pauseAfter(m_failuresInARow);
+    if (!drains)
+        ++m_failuresInARow;
     // What was waiting was meant for the moment before the loss.
     m_requestsMayWait = false;
     setState(State::Waiting);
@@ -338,7 +342,7 @@ void ModbusLink::sendNext()
         return;
     std::optional<PendingRequest> next = m_queue.takeNext();
     while (next && next->deadline.hasExpired()) {
-        ModbusOutcome outcome = lateOutcome(*next);
+        ModbusOutcome outcome = unsentOutcome(*next);
         end(std::move(*next), std::move(outcome));
         next = m_queue.takeNext();
     }
@@ -359,7 +363,7 @@ void ModbusLink::sendNext()
     if (reply == nullptr) {
         // Nothing has left. Usually the client's error signal has brought this here already.
         if (m_client == client)
-            loseClient(client->errorString());
+            loseClient(Cause::Transport, client->errorString());
         return;
     }
     m_isSent = true;
@@ -395,24 +399,28 @@ void ModbusLink::onBytes()
     if (bytes.isEmpty())
         return;
     m_trace.received(bytes);
-    const bool isTcp = m_configuration.transport == ModbusConfiguration::Transport::Tcp;
-    if (m_state == State::Settling && !isTcp) {
-        m_lineWasNoisy = true;
+    if (m_state == State::Settling && isRtu()) {
+        m_heardWhileSettling += static_cast<int>(bytes.size());
+        m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
+        m_settleTimer.start(m_drainTime);
+        if (m_heardWhileSettling > c_mostHeard)
+            onSettled();
         return;
     }
     if (!m_inFlight) {
         ++m_statistics.malformed;
-        m_drainTime = isTcp ? 0 : c_shortestDrain;
-        loseClient(QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size()));
+        m_drainTime = isRtu() ? c_quietTime : 0;
+        loseClient(Cause::Answer, QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size()));
         return;
     }
     m_received += bytes;
-    const QString brokenHeader = isTcp ? brokenTcpHeader(m_received) : QString();
+    const QString brokenHeader = isRtu() ? QString() : brokenTcpHeader(m_received);
     const QString problem = brokenHeader.isEmpty() ? settleAnswer() : invalidAnswer(brokenHeader);
     if (!problem.isEmpty()) {
         ++m_statistics.malformed;
-        m_drainTime = isTcp ? 0 : c_shortestDrain;
-        loseClient(problem);
+        if (isRtu() && !m_inFlight)
+            m_drainTime = c_quietTime;
+        loseClient(Cause::Answer, problem);
     } else if (!m_inFlight) {
         if (m_configuration.interFrameDelay > 0)
             m_pauseTimer.start(m_configuration.interFrameDelay);
@@ -474,13 +482,15 @@ void ModbusLink::failInFlight(const QString& problem)
                           .arg(m_configuration.address(), m_inFlight->request.text(), problem);
     if (write)
         outcome.message += QStringLiteral("; the write may have been done");
+    if (isRtu())
+        m_drainTime = drainTimeAfter(m_allowedTime);
     finishInFlight(std::move(outcome));
 }
 
 void ModbusLink::onDeadline()
 {
     for (PendingRequest& request : m_queue.takeExpired()) {
-        ModbusOutcome outcome = lateOutcome(request);
+        ModbusOutcome outcome = unsentOutcome(request);
         end(std::move(request), std::move(outcome));
     }
     if (!m_inFlight || !m_inFlight->deadline.hasExpired()) {
@@ -496,11 +506,11 @@ void ModbusLink::onDeadline()
     outcome.message = QStringLiteral("%1: %2").arg(m_configuration.address(), reason);
     if (write)
         outcome.message += QStringLiteral("; the write may have been done");
-    if (m_configuration.transport == ModbusConfiguration::Transport::Rtu)
-        m_drainTime = std::clamp(m_allowedTime, c_shortestDrain, c_longestDrain);
+    if (isRtu())
+        m_drainTime = drainTimeAfter(m_allowedTime);
     m_answer.reset();
     finishInFlight(std::move(outcome));
-    loseClient(reason);
+    loseClient(Cause::Answer, reason);
 }
 
 void ModbusLink::armDeadline()
@@ -551,11 +561,14 @@ ModbusOutcome ModbusLink::notConnected() const
     return outcome;
 }
 
-ModbusOutcome ModbusLink::lateOutcome(const PendingRequest& request) const
+ModbusOutcome ModbusLink::unsentOutcome(const PendingRequest& request) const
 {
+    const bool drains = m_state == State::Settling && m_drainTime > 0;
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcTimeout;
-    outcome.message = QStringLiteral("%1: the %2 was not sent: the link did not become free in time")
-                          .arg(m_configuration.address(), request.request.text());
+    outcome.message = QStringLiteral("%1: the %2 was not sent: %3")
+                          .arg(m_configuration.address(), request.request.text(),
+                               drains ? QStringLiteral("the line is being drained after a missed answer")
+                                      : QStringLiteral("the link did not become free in time"));
     return outcome;
 }

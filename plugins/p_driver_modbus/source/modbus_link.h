@@ -30,8 +30,9 @@ class QModbusReply;
 // After anything but a proper answer the connection is closed and a new one made, at once at first
 // and then with growing pauses: what still comes on the old one could be taken for a later answer.
 //
-// Requests wait for the first connection after start(), and for at most 250 ms for one that is made
-// again at once. In every other state without a connection they fail immediately.
+// Requests wait for the first connection after start(), for at most 250 ms for one that is made again
+// at once, and while a serial line is drained. In every other state without a connection they fail
+// immediately.
 class ModbusLink : public QObject
 {
     Q_OBJECT
@@ -63,6 +64,8 @@ Q_SIGNALS:
 
 private:
     enum class State { Stopped, Connecting, Settling, Connected, Waiting };
+    // What ended a connection: the transport, or this side because of what came or did not come.
+    enum class Cause { Transport, Answer };
 
     struct EndedRequest
     {
@@ -78,7 +81,7 @@ private:
     void discardClient();
     void onClientState(QModbusDevice::State state);
     void onSettled();
-    void loseClient(const QString& reason);
+    void loseClient(Cause cause, const QString& reason);
     void failWaiting();
 
     void sendNext();
@@ -96,7 +99,8 @@ private:
     void end(PendingRequest request, ModbusOutcome outcome);
     void deliverOutcomes();
     ModbusOutcome notConnected() const;
-    ModbusOutcome lateOutcome(const PendingRequest& request) const;
+    ModbusOutcome unsentOutcome(const PendingRequest& request) const;
+    bool isRtu() const { return m_configuration.transport == ModbusConfiguration::Transport::Rtu; }
 
     ModbusConfiguration m_configuration;
     LinkStatistics m_statistics;
@@ -114,8 +118,8 @@ private:
     int m_failuresInARow = 0;
     bool m_requestsMayWait = false;
     QElapsedTimer m_connectedSince;
-    int m_drainTime = 0;
-    bool m_lineWasNoisy = false;
+    int m_drainTime = 0; // to listen to the next connection before a request is sent; serial lines only
+    int m_heardWhileSettling = 0;
 
     std::optional<PendingRequest> m_inFlight;
     bool m_isSent = false;

@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/source/answer_check.h"
 #include "plugins/p_driver_modbus/source/frame_trace.h"
+#include "plugins/p_driver_modbus/source/line_drain.h"
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
 #include "plugins/p_driver_modbus/source/modbus_request.h"
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void tcpStream();
     void rtuStream_data();
     void rtuStream();
+    void drainTimes();
     void joinedPollTimes_data();
     void joinedPollTimes();
     void pollTimesAfterRead_data();
@@ -461,6 +463,18 @@ void TestModbusCodec::rtuStream()
     QCOMPARE(check.confirmed, confirmed);
     QCOMPARE(check.inStep, inStep);
     QCOMPARE(check.problem.isEmpty(), inStep);
+}
+
+void TestModbusCodec::drainTimes()
+{
+    QCOMPARE(drainTimeAfter(1), 100);
+    QCOMPARE(drainTimeAfter(100), 100);
+    QCOMPARE(drainTimeAfter(101), 101);
+    QCOMPARE(drainTimeAfter(3000), 3000);
+    QCOMPARE(drainTimeAfter(60000), 60000);
+    QCOMPARE(drainTimeAfterByte(0), 100);
+    QCOMPARE(drainTimeAfterByte(99), 100);
+    QCOMPARE(drainTimeAfterByte(2000), 2000);
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 #include "plugins/p_driver_modbus/tests/fake_order.h"
 
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -23,6 +24,9 @@ private Q_SLOTS:
     void faults_data();
     void faults();
     void lateAnswerIsNotTheNextOnes();
+    void lateAnswerBeyondASecond();
+    void lateAnswerInPieces();
+    void requestWhileTheLineIsDrained();
     void silenceAndReturn();
     void unplugged();
     void noSuchPort();
@@ -348,6 +352,86 @@ void TestModbusRtu::lateAnswerIsNotTheNextOnes()
     QVERIFY2(next->ok, qPrintable(next->message));
     QCOMPARE(next->values(), QVariantList{200});
     QCOMPARE(late->updates.size(), 0);
+}
+
+// A request that had long leaves the line as long to its answer.
+void TestModbusRtu::lateAnswerBeyondASecond()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::LateAnswer;
+    peer.faultsLeft = 2;
+    constexpr int c_allowed = 1200;
+    peer.lateBy = 2 * c_allowed - 100;
+    const std::unique_ptr<FakeOrder> late = bench.run("read", readArguments(100), c_allowed);
+    QTRY_VERIFY(late->ended());
+    QCOMPARE(late->code, IMessenger::CeEcTimeout);
+    // The peer is as slow with the next one, so the first answer has the time to be taken for it.
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(200), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(next->ended(), 6000);
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(next->values(), QVariantList{200});
+}
+
+// Each byte that is heard asks for silence anew.
+void TestModbusRtu::lateAnswerInPieces()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::NoAnswer;
+    peer.faultsLeft = 1;
+    const QByteArray answer = withChecksum(QByteArray::fromHex("0103020064"));
+    QTimer pieces;
+    QElapsedTimer lastPiece;
+    int sent = 0;
+    connect(&pieces, &QTimer::timeout, this, [&] {
+        peer.send(answer.mid(sent, 1));
+        lastPiece.start();
+        if (++sent == answer.size())
+            pieces.stop();
+    });
+    pieces.setInterval(60);
+    const std::unique_ptr<FakeOrder> late = bench.run("read", readArguments(100), 100);
+    connect(late.get(), &FakeOrder::orderEnded, &pieces, [&pieces] { pieces.start(); });
+    QTRY_VERIFY(late->ended());
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(200), 3000);
+    QTRY_COMPARE(peer.requests.size(), 2);
+    const qint64 silence = lastPiece.elapsed();
+    QCOMPARE(sent, static_cast<int>(answer.size()));
+    QVERIFY2(silence >= 99, qPrintable(QString::number(silence)));
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(next->values(), QVariantList{200});
+}
+
+void TestModbusRtu::requestWhileTheLineIsDrained()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::NoAnswer;
+    peer.faultsLeft = -1;
+    // More than once: a silent controller makes no difference to the line.
+    for (int i = 0; i < 3; ++i) {
+        const std::unique_ptr<FakeOrder> missed = bench.run("read", readArguments(1), 300);
+        QTRY_VERIFY(missed->ended());
+        QCOMPARE(missed->code, IMessenger::CeEcTimeout);
+        QVERIFY2(missed->message.contains("no answer to the read"), qPrintable(missed->message));
+        const std::unique_ptr<FakeOrder> write =
+            bench.run("write", writeArguments(1, 1, "singleRegister"), 120);
+        QTRY_VERIFY(write->ended());
+        QCOMPARE(write->code, IMessenger::CeEcTimeout);
+        QVERIFY2(write->endedAfter >= 119, qPrintable(QString::number(write->endedAfter)));
+        QVERIFY2(write->message.contains("was not sent: the line is being drained after a missed answer"),
+                 qPrintable(write->message));
+        QCOMPARE(peer.requests.size(), i + 1);
+        QTRY_VERIFY(bench.isConnected());
+    }
 }
 
 void TestModbusRtu::silenceAndReturn()
