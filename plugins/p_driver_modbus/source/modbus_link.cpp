@@ -451,9 +451,12 @@ QString ModbusLink::settleAnswer()
         outcome.information = answer.information;
     } else {
         ++m_statistics.refused;
-        outcome.code = IMessenger::CeEcRefused;
-        outcome.message = QStringLiteral("%1 refused the %2: %3")
-                              .arg(m_configuration.address(), m_inFlight->request.text(), answer.text);
+        const bool uncertain = answer.kind == ModbusAnswer::Undecided;
+        outcome.code = uncertain ? IMessenger::CeEcUncertain : IMessenger::CeEcRefused;
+        const QString form = uncertain
+                                 ? QStringLiteral("%1 answered the %2 with %3; the write may have been done")
+                                 : QStringLiteral("%1 refused the %2: %3");
+        outcome.message = form.arg(m_configuration.address(), m_inFlight->request.text(), answer.text);
     }
     finishInFlight(std::move(outcome));
     return check.problem;

@@ -23,7 +23,7 @@ class QModbusReply;
 // told from the event loop and by its deadline, whatever the peer does:
 //   CeEcNone         answered as asked
 //   CeEcRefused      the controller's exception
-//   CeEcUncertain    a write was sent, and no answer to it came or could be trusted
+//   CeEcUncertain    a write was sent, and no answer to it came, could be trusted or decided it
 //   CeEcTimeout      a read was not answered in time, or nothing could be sent in time
 //   CeEcNotConnected nothing was sent, or a read lost its connection
 //   CeEcQueueFull    more is waiting than the configuration allows

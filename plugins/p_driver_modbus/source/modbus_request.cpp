@@ -332,7 +332,8 @@ ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu)
         if (pdu.size() != 2)
             return malformed(QStringLiteral("an exception has 2 bytes, not %1").arg(pdu.size()));
         ModbusAnswer answer;
-        answer.kind = ModbusAnswer::Refused;
+        const bool denies = !request.isWrite() || exceptionDeniesWrite(byteAt(pdu, 1));
+        answer.kind = denies ? ModbusAnswer::Refused : ModbusAnswer::Undecided;
         answer.text = exceptionText(byteAt(pdu, 1));
         return answer;
     }
@@ -359,6 +360,14 @@ ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu)
     }
     }
     return malformed(QStringLiteral("its function is not one of this driver's"));
+}
+
+bool exceptionDeniesWrite(int code)
+{
+    constexpr int c_deviceFailure = 4;
+    constexpr int c_acknowledge = 5;
+    constexpr int c_gatewayTargetSilent = 11;
+    return code != c_deviceFailure && code != c_acknowledge && code != c_gatewayTargetSilent;
 }
 
 QString exceptionText(int code)

@@ -55,6 +55,7 @@ struct ModbusAnswer
     enum Kind {
         Values,    // `values` of a read or {1} of a write, `information` of Report Server ID
         Refused,   // the controller's exception, in words, is `text`
+        Undecided, // likewise, but the exception does not say that the write is not done
         Malformed, // no answer to this request; why is `text`
     };
 
@@ -67,6 +68,11 @@ struct ModbusAnswer
 // Judges the protocol data unit of an answer. Only an answer of exactly the right length, with the
 // request's function and, for a write, its start and value or count, is one.
 ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu);
+
+// Whether the controller says with this exception that it does not do a write. Those do not that tell
+// of a failure on the way (4), of a write that is being carried out (5), and of a device behind a
+// gateway that got it and did not answer (11): Modbus application protocol, 7.
+bool exceptionDeniesWrite(int code);
 
 // "illegal data address (2)"
 QString exceptionText(int code);

@@ -148,7 +148,7 @@ void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
         break;
     case Exception: {
         QByteArray exception(1, static_cast<char>(pdu.at(0) | 0x80));
-        socket->write(frame(transaction, 0, unit, exception + '\x02'));
+        socket->write(frame(transaction, 0, unit, exception + static_cast<char>(exceptionCode)));
         break;
     }
     case HalfFrame:

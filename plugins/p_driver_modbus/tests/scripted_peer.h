@@ -20,7 +20,7 @@ public:
         None,
         NoAnswer,
         LateAnswer,     // after lateBy milliseconds
-        Exception,      // 2, illegal data address
+        Exception,      // of exceptionCode
         HalfFrame,      // the first half of the answer
         HeaderOnly,     // the seven bytes before the function code
         Close,          // in an orderly way
@@ -54,6 +54,7 @@ public:
     void setCloseOnConnect(bool close) { m_closeOnConnect = close; }
 
     int lateBy = 0;
+    int exceptionCode = 2;      // illegal data address
     QList<QByteArray> requests; // unit and protocol data unit
     QList<qint64> requestTimes; // milliseconds since the peer was made
     int connections = 0;

@@ -27,6 +27,8 @@ private Q_SLOTS:
     void answer_data();
     void answer();
     void exceptionNames();
+    void exceptionOnAWrite_data();
+    void exceptionOnAWrite();
     void tcpStream_data();
     void tcpStream();
     void rtuStream_data();
@@ -393,6 +395,42 @@ void TestModbusCodec::exceptionNames()
     QCOMPARE(exceptionText(1), QStringLiteral("illegal function (1)"));
     QCOMPARE(exceptionText(6), QStringLiteral("server device busy (6)"));
     QCOMPARE(exceptionText(99), QStringLiteral("exception (99)"));
+}
+
+void TestModbusCodec::exceptionOnAWrite_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<bool>("denies");
+    QTest::newRow("illegal function") << 1 << true;
+    QTest::newRow("illegal data address") << 2 << true;
+    QTest::newRow("illegal data value") << 3 << true;
+    QTest::newRow("server device failure: may have happened on the way") << 4 << false;
+    QTest::newRow("acknowledge: is being carried out") << 5 << false;
+    QTest::newRow("server device busy") << 6 << true;
+    QTest::newRow("negative acknowledge") << 7 << true;
+    QTest::newRow("memory parity error") << 8 << true;
+    QTest::newRow("gateway path unavailable: not delivered") << 10 << true;
+    QTest::newRow("gateway target failed to respond: delivered, perhaps") << 11 << false;
+    QTest::newRow("a controller's own") << 99 << true;
+}
+
+void TestModbusCodec::exceptionOnAWrite()
+{
+    QFETCH(int, code);
+    QFETCH(bool, denies);
+    const char byte = static_cast<char>(code);
+    for (const ModbusRequest& request : {writeOf(ModbusRequest::WriteSingleRegister, 1, {2}),
+                                         writeOf(ModbusRequest::WriteMultipleRegisters, 1, {2, 3}),
+                                         writeOf(ModbusRequest::WriteSingleCoil, 1, {1})}) {
+        const QByteArray pdu(1, static_cast<char>(request.function | 0x80));
+        const ModbusAnswer answer = decodeAnswer(request, pdu + byte);
+        QCOMPARE(answer.kind, denies ? ModbusAnswer::Refused : ModbusAnswer::Undecided);
+        QCOMPARE(answer.text, exceptionText(code));
+    }
+    // There is nothing uncertain about a read.
+    QCOMPARE(decodeAnswer(readOf(ModbusRequest::ReadHoldingRegisters, 1, 2), hex("83") + byte).kind,
+             ModbusAnswer::Refused);
+    QCOMPARE(decodeAnswer(deviceInformationRequest(), hex("91") + byte).kind, ModbusAnswer::Refused);
 }
 
 void TestModbusCodec::tcpStream_data()

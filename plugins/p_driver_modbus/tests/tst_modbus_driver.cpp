@@ -27,6 +27,8 @@ private Q_SLOTS:
     void cleanupTestCase();
     void faults_data();
     void faults();
+    void exceptionThatDecidesNothing_data();
+    void exceptionThatDecidesNothing();
     void declarations();
     void foreignParent();
     void builtPluginLoads();
@@ -340,6 +342,39 @@ void TestModbusDriver::faults()
         QCOMPARE(order->failures.size(), succeeds ? 0 : 1);
         order->stop();
     }
+}
+
+void TestModbusDriver::exceptionThatDecidesNothing_data()
+{
+    QTest::addColumn<int>("exception");
+    QTest::addColumn<bool>("uncertain");
+    QTest::newRow("device failure") << 4 << true;
+    QTest::newRow("acknowledge") << 5 << true;
+    QTest::newRow("busy") << 6 << false;
+    QTest::newRow("gateway path") << 10 << false;
+    QTest::newRow("gateway target") << 11 << true;
+}
+
+void TestModbusDriver::exceptionThatDecidesNothing()
+{
+    QFETCH(int, exception);
+    QFETCH(bool, uncertain);
+    Bench bench;
+    bench.start();
+    bench.peer.exceptionCode = exception;
+    bench.peer.setFault(ScriptedPeer::Exception, 2);
+    const std::unique_ptr<FakeOrder> write = bench.run("write", writeArguments(1, 1));
+    const std::unique_ptr<FakeOrder> read = bench.run("read", readArguments(1));
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(2));
+    QTRY_VERIFY(write->ended() && read->ended() && next->ended());
+    QCOMPARE(write->code, uncertain ? IMessenger::CeEcUncertain : IMessenger::CeEcRefused);
+    QCOMPARE(write->updates.isEmpty(), uncertain);
+    QVERIFY2(write->message.contains(QStringLiteral("(%1)").arg(exception)), qPrintable(write->message));
+    QCOMPARE(write->message.endsWith("the write may have been done"), uncertain);
+    QCOMPARE(read->code, IMessenger::CeEcRefused);
+    // It is an answer all the same: the connection stays.
+    QVERIFY(next->ok);
+    QCOMPARE(bench.statistic("connections"), 1);
 }
 
 void TestModbusDriver::declarations()
