@@ -281,6 +281,8 @@ void ModbusLink::onSettled()
         openClient();
         return;
     }
+    // Before anything can be sent: what expires now had no connection, not a busy one.
+    endExpired();
     m_drainTime = 0;
     m_lastLoggedReason.clear();
     qInfo().noquote() << QStringLiteral("connected to %1").arg(m_configuration.address());
@@ -490,12 +492,17 @@ void ModbusLink::failInFlight(const QString& problem)
     finishInFlight(std::move(outcome));
 }
 
-void ModbusLink::onDeadline()
+void ModbusLink::endExpired()
 {
     for (PendingRequest& request : m_queue.takeExpired()) {
         ModbusOutcome outcome = unsentOutcome(request);
         end(std::move(request), std::move(outcome));
     }
+}
+
+void ModbusLink::onDeadline()
+{
+    endExpired();
     if (!m_inFlight || !m_inFlight->deadline.hasExpired()) {
         armDeadline();
         return;
@@ -556,17 +563,23 @@ void ModbusLink::deliverOutcomes()
 
 ModbusOutcome ModbusLink::notConnected() const
 {
+    QString reason = m_lossReason;
+    if (m_state == State::Settling)
+        reason = QStringLiteral("the pause of %1 ms after connecting is not over")
+                     .arg(m_configuration.settleDelay);
+    else if (reason.isEmpty())
+        reason = QStringLiteral("no answer to the first attempt yet");
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcNotConnected;
-    outcome.message = QStringLiteral("not connected to %1: %2")
-                          .arg(m_configuration.address(),
-                               m_lossReason.isEmpty() ? QStringLiteral("not opened yet") : m_lossReason);
+    outcome.message = QStringLiteral("not connected to %1: %2").arg(m_configuration.address(), reason);
     return outcome;
 }
 
 ModbusOutcome ModbusLink::unsentOutcome(const PendingRequest& request) const
 {
     const bool drains = m_state == State::Settling && m_drainTime > 0;
+    if (!drains && !isConnected())
+        return notConnected();
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcTimeout;
     outcome.message = QStringLiteral("%1: the %2 was not sent: %3")

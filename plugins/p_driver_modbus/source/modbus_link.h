@@ -24,8 +24,10 @@ class QModbusReply;
 //   CeEcNone         answered as asked
 //   CeEcRefused      the controller's exception
 //   CeEcUncertain    a write was sent, and no answer to it came, could be trusted or decided it
-//   CeEcTimeout      a read was not answered in time, or nothing could be sent in time
-//   CeEcNotConnected nothing was sent, or a read lost its connection
+//   CeEcTimeout      a read was not answered in time, or a request not sent in time on a link that was busy
+//   or
+//                    being drained
+//   CeEcNotConnected nothing was sent for want of a connection, or a read lost its own
 //   CeEcQueueFull    more is waiting than the configuration allows
 // After anything but a proper answer the connection is closed and a new one made, at once at first
 // and then with growing pauses: what still comes on the old one could be taken for a later answer.
@@ -93,6 +95,7 @@ private:
     QString invalidAnswer(const QString& problem) const;
     void finishInFlight(ModbusOutcome outcome);
     void failInFlight(const QString& problem);
+    void endExpired();
     void onDeadline();
     void armDeadline();
 

@@ -9,11 +9,19 @@
 #include <QPluginLoader>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <array>
 #include <cstdio>
 #include <memory>
+
+#ifdef Q_OS_LINUX
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#endif
 
 // The driver instance against a peer that does as it is told, over TCP on the loopback.
 class TestModbusDriver : public QObject
@@ -40,6 +48,8 @@ private Q_SLOTS:
     void firstConnectionIsWaitedFor();
     void firstConnectionIsWaitedForUntilItFails();
     void failsAtOnceWhileThereIsNoConnection();
+    void deadlineBeforeThereIsAConnection_data();
+    void deadlineBeforeThereIsAConnection();
     void pausesGrowBetweenAttempts();
     void comesBackByItself();
     void waitingRequestsFailWithTheLink();
@@ -145,6 +155,47 @@ public:
     ScriptedPeer peer;
     std::unique_ptr<PDriverModbus> driver;
     bool listening = false;
+};
+
+// A port where nothing answers a connection any more: its few places are taken. Linux only; the port
+// is 0 elsewhere.
+class FullServer
+{
+public:
+    FullServer()
+    {
+#ifdef Q_OS_LINUX
+        m_descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        auto* const raw = reinterpret_cast<sockaddr*>(&address);
+        if (::bind(m_descriptor, raw, size) != 0 || ::listen(m_descriptor, 0) != 0 ||
+            ::getsockname(m_descriptor, raw, &size) != 0)
+            return;
+        port = ntohs(address.sin_port);
+        for (QTcpSocket& socket : m_places) {
+            socket.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port));
+            socket.waitForConnected(50);
+        }
+#endif
+    }
+
+    ~FullServer()
+    {
+#ifdef Q_OS_LINUX
+        ::close(m_descriptor);
+#endif
+    }
+
+    Q_DISABLE_COPY_MOVE(FullServer)
+
+    int port = 0;
+
+private:
+    int m_descriptor = -1;
+    std::array<QTcpSocket, 3> m_places;
 };
 
 const char* codeName(IMessenger::EnErrorCode code)
@@ -571,6 +622,39 @@ void TestModbusDriver::failsAtOnceWhileThereIsNoConnection()
         QCOMPARE(order->updates.size(), 0);
     }
     QCOMPARE(bench.statistic("sent"), 0);
+}
+
+void TestModbusDriver::deadlineBeforeThereIsAConnection_data()
+{
+    QTest::addColumn<bool>("settles");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("settling") << true << "the pause of 5000 ms after connecting is not over";
+    QTest::newRow("first connection not answered") << false << "no answer to the first attempt yet";
+}
+
+// Nothing was sent because there is no connection to send it on: that is what the caller is told.
+void TestModbusDriver::deadlineBeforeThereIsAConnection()
+{
+    QFETCH(bool, settles);
+    QFETCH(QString, reason);
+    Bench bench;
+    const FullServer full;
+    if (!settles && full.port == 0)
+        QSKIP("the system accepts connections for a server that does not");
+    const int port = settles ? bench.peer.port() : full.port;
+    bench.start({{"port", port}, {"connectTimeout", 10000}, {"settleDelay", settles ? 5000 : 0}});
+    if (settles)
+        QTRY_COMPARE(bench.statistic("connections"), 1);
+    const std::unique_ptr<FakeOrder> read = bench.run("read", readArguments(1), 150);
+    const std::unique_ptr<FakeOrder> write = bench.run("write", writeArguments(1, 1), 150);
+    for (const FakeOrder* const order : {read.get(), write.get()}) {
+        QTRY_VERIFY(order->ended());
+        QCOMPARE(order->code, IMessenger::CeEcNotConnected);
+        QCOMPARE(order->message, QStringLiteral("not connected to 127.0.0.1:%1: %2").arg(port).arg(reason));
+        QVERIFY2(order->endedAfter >= 149 && order->endedAfter <= 200,
+                 qPrintable(QString::number(order->endedAfter)));
+    }
+    QCOMPARE(bench.peer.requests.size(), 0);
 }
 
 void TestModbusDriver::pausesGrowBetweenAttempts()
