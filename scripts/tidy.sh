@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs clang-tidy over our own sources. Usage: scripts/tidy.sh BUILD_FOLDER [FILE…]
-# Without files: every source that the build folder compiles from this checkout.
+# Without files: every source of this checkout; the build folder must have been configured.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,10 +11,14 @@ if [ $# -eq 0 ]; then
 else
   files=("$@")
 fi
-printf '%s\0' "${files[@]}" |
-  xargs -0 -P "$(nproc)" -n 2 clang-tidy --quiet -p "$build" 2>&1 |
-  { grep -vE '^[0-9]+ warnings? (generated|treated)|^Suppressed|^Use -header-filter' || true; }
-if [ "${PIPESTATUS[1]}" -ne 0 ]; then
+echo "clang-tidy: checking ${#files[@]} files, which takes some minutes for all"
+
+# One process per file, as many at a time as there are processors; each one's findings stay together.
+# shellcheck disable=SC2016  # the inner shell expands its own arguments
+check='out=$(clang-tidy --quiet -p "$0" "$1" 2>&1) && exit 0
+printf "%s\n" "$out" | grep -vE "^[0-9]+ warnings? (generated|treated)|^Suppressed|^Use -header-filter"
+exit 1'
+if ! printf '%s\0' "${files[@]}" | xargs -0 -P "$(nproc)" -n 1 bash -c "$check" "$build"; then
   echo "clang-tidy: see above" >&2
   exit 1
 fi
