@@ -17,13 +17,13 @@ int wordAt(const QByteArray& bytes, int index)
     return static_cast<quint8>(bytes.at(index)) << 8 | static_cast<quint8>(bytes.at(index + 1));
 }
 
-// Size of the frame at `offset`; 0 while it is not complete.
-int frameSize(const QByteArray& bytes, int offset)
+// Size of the first frame; 0 while it is not complete.
+int frameSize(const QByteArray& bytes)
 {
-    if (bytes.size() - offset < c_headerSize)
+    if (bytes.size() < c_headerSize)
         return 0;
-    const int size = c_unitAt + wordAt(bytes, offset + c_lengthAt);
-    return bytes.size() - offset < size ? 0 : size;
+    const int size = c_unitAt + wordAt(bytes, c_lengthAt);
+    return bytes.size() < size ? 0 : size;
 }
 
 } // namespace
@@ -34,25 +34,17 @@ AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteAr
     check.problem = brokenTcpHeader(received);
     if (!check.problem.isEmpty())
         return check;
-    int frames = 0;
-    int offset = 0;
-    check.problem = QStringLiteral("its length field does not fit what it holds");
-    for (int size = frameSize(received, 0); size > 0; size = frameSize(received, offset)) {
-        ++frames;
-        const QByteArray framePdu = received.mid(offset + c_headerSize, size - c_headerSize);
-        const int frameUnit = static_cast<quint8>(received.at(offset + c_unitAt));
-        offset += size;
-        if (check.confirmed || framePdu != pdu)
-            continue;
-        if (frameUnit == unitId) {
-            check.confirmed = true;
-            check.problem.clear();
-        } else {
-            check.problem = QStringLiteral("it came from unit %1 instead of %2").arg(frameUnit).arg(unitId);
-        }
+    const int size = frameSize(received);
+    if (size == 0 || received.mid(c_headerSize, size - c_headerSize) != pdu) {
+        check.problem =
+            QStringLiteral("its length field does not fit what it holds, or another frame stands before it");
+        return check;
     }
-    check.inStep = check.confirmed && frames == 1 && offset == received.size();
-    if (check.confirmed && !check.inStep)
+    const int unit = static_cast<quint8>(received.at(c_unitAt));
+    check.confirmed = unit == unitId;
+    if (!check.confirmed)
+        check.problem = QStringLiteral("it came from unit %1 instead of %2").arg(unit).arg(unitId);
+    else if (received.size() > size)
         check.problem = QStringLiteral("more came than the answer to one request");
     return check;
 }
@@ -62,28 +54,30 @@ AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteAr
     AnswerCheck check;
     const QByteArray expected = static_cast<char>(unitId) + pdu;
     check.confirmed = received.contains(expected);
-    check.inStep = received.startsWith(expected) && received.size() == expected.size() + c_checksumSize;
     if (!check.confirmed)
         check.problem = QStringLiteral("it came from another unit than %1").arg(unitId);
-    else if (!check.inStep)
+    else if (!received.startsWith(expected) || received.size() != expected.size() + c_checksumSize)
         check.problem = QStringLiteral("more came than the answer to one request");
     return check;
 }
 
 QString brokenTcpHeader(const QByteArray& received)
 {
-    int offset = 0;
-    while (received.size() - offset >= c_unitAt) {
-        const int protocol = wordAt(received, offset + c_protocolAt);
-        if (protocol != 0)
-            return QStringLiteral("its protocol identifier is %1 instead of 0").arg(protocol);
-        const int length = wordAt(received, offset + c_lengthAt);
-        if (length < c_leastLength || length > c_mostLength)
-            return QStringLiteral("its length field is %1 instead of %2…%3")
-                .arg(length)
-                .arg(c_leastLength)
-                .arg(c_mostLength);
-        offset += c_unitAt + length;
-    }
+    if (received.size() < c_unitAt)
+        return {};
+    const int protocol = wordAt(received, c_protocolAt);
+    if (protocol != 0)
+        return QStringLiteral("its protocol identifier is %1 instead of 0").arg(protocol);
+    const int length = wordAt(received, c_lengthAt);
+    if (length < c_leastLength || length > c_mostLength)
+        return QStringLiteral("its length field is %1 instead of %2…%3")
+            .arg(length)
+            .arg(c_leastLength)
+            .arg(c_mostLength);
     return {};
+}
+
+bool holdsTcpFrame(const QByteArray& received)
+{
+    return frameSize(received) > 0;
 }

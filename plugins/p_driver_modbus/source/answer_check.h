@@ -10,16 +10,20 @@ struct AnswerCheck
 {
     // The answer stood in a frame of its own, from the unit that was asked.
     bool confirmed = false;
-    // Nothing but that frame came: the next answer will be the next request's.
-    bool inStep = false;
-    // Why not, for a message.
+    // Why it is not, or why nothing that follows can be trusted; empty when that frame is all that
+    // came.
     QString problem;
 };
 
+// The answer must be the first frame: the connection has had no other since its request.
 AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteArray& pdu);
 // The checksum has been verified by the client.
 AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& pdu);
 
-// What is wrong with a frame header of the bytes received so far, none of whose followers can be
-// trusted then; empty when nothing is, or when too little has come.
+// What is wrong with the first frame's header; empty when nothing is, or when too little has come.
 QString brokenTcpHeader(const QByteArray& received);
+// Whether the first frame is complete.
+bool holdsTcpFrame(const QByteArray& received);
+
+// Modbus over serial line, 4.1: unit, protocol data unit and checksum.
+constexpr int c_mostRtuBytes = 256;

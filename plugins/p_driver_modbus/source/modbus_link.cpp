@@ -24,6 +24,9 @@ constexpr int c_firstPause = 250;
 constexpr int c_longestPause = 5000;
 // A connection that stood this long was a good one, whatever ended it.
 constexpr int c_provenTime = 5000;
+// Read at once at most. The longest frame has 260 bytes; a peer that sends without an end must not keep
+// the client busy with what has come already.
+constexpr int c_pieceSize = 1024;
 // The client keeps what it hears before the first request: so much, and it is replaced.
 constexpr int c_mostHeard = 64 * 1024;
 
@@ -261,6 +264,9 @@ void ModbusLink::onClientState(QModbusDevice::State state)
     if (auto* const socket = qobject_cast<QTcpSocket*>(device)) {
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+        socket->setReadBufferSize(c_pieceSize);
+    } else if (auto* const serial = qobject_cast<QSerialPort*>(device)) {
+        serial->setReadBufferSize(c_pieceSize);
     }
     device->startTransaction();
     connect(device, &QIODevice::readyRead, this, &ModbusLink::onBytes);
@@ -416,8 +422,8 @@ void ModbusLink::onBytes()
         return;
     }
     m_received += bytes;
-    const QString brokenHeader = isRtu() ? QString() : brokenTcpHeader(m_received);
-    const QString problem = brokenHeader.isEmpty() ? settleAnswer() : invalidAnswer(brokenHeader);
+    const QString broken = brokenStream();
+    const QString problem = broken.isEmpty() ? settleAnswer() : invalidAnswer(broken);
     if (!problem.isEmpty()) {
         ++m_statistics.malformed;
         if (isRtu() && !m_inFlight)
@@ -428,6 +434,21 @@ void ModbusLink::onBytes()
             m_pauseTimer.start(m_configuration.interFrameDelay);
         sendNext();
     }
+}
+
+// Judged with each piece, so that no more is ever kept than an answer and a piece.
+QString ModbusLink::brokenStream() const
+{
+    if (isRtu()) {
+        if (m_answer || m_received.size() <= c_mostRtuBytes)
+            return {};
+        return QStringLiteral("it has more than %1 bytes").arg(c_mostRtuBytes);
+    }
+    const QString brokenHeader = brokenTcpHeader(m_received);
+    // The client reads every frame, and takes those of the transaction that it has open.
+    if (brokenHeader.isEmpty() && !m_answer && holdsTcpFrame(m_received))
+        return QStringLiteral("its transaction number is another request's");
+    return brokenHeader;
 }
 
 QString ModbusLink::settleAnswer()

@@ -89,6 +89,8 @@ private:
     void sendNext();
     void onReplyFinished();
     void onBytes();
+    // What of the bytes so far makes an answer impossible; empty while nothing does.
+    QString brokenStream() const;
     // Ends the request in flight when its answer is there and can be trusted. Returns why the
     // connection cannot be used any longer; empty when it can.
     QString settleAnswer();

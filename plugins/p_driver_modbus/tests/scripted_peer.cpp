@@ -191,6 +191,11 @@ void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
     case WrongTransaction:
         socket->write(frame(word(wordAt(transaction, 0) ^ 0x4000), 0, unit, pdu));
         break;
+    case Flood: {
+        constexpr int c_frames = 300000;
+        socket->write(frame(word(wordAt(transaction, 0) ^ 0x4000), 0, unit, pdu).repeated(c_frames));
+        break;
+    }
     case TooShortThenGood: {
         QByteArray bytes = good.left(good.size() - 1);
         bytes[5] = static_cast<char>(bytes.at(5) - 1);

@@ -31,6 +31,7 @@ public:
         WrongFunction,
         WrongProtocol,
         WrongTransaction,
+        Flood,            // megabytes of frames of another transaction
         TooShortThenGood, // a frame without its last byte, followed by a good one
         TooLong,          // one register more than asked
         Duplicate,        // the answer twice

@@ -235,7 +235,7 @@ void TestModbusDriver::initTestCase()
 
 void TestModbusDriver::cleanupTestCase()
 {
-    std::printf("fault                 instruction        outcome          after\n");
+    std::printf("fault                   instruction        outcome          after\n");
     for (const QString& line : qAsConst(m_table))
         std::printf("%s\n", qPrintable(line));
     std::fflush(stdout);
@@ -277,8 +277,10 @@ void TestModbusDriver::faults_data()
          IMessenger::CeEcUncertain, true},
         {"wrong protocol", ScriptedPeer::WrongProtocol, IMessenger::CeEcNotConnected,
          IMessenger::CeEcUncertain, true},
-        {"wrong transaction", ScriptedPeer::WrongTransaction, IMessenger::CeEcTimeout,
-         IMessenger::CeEcUncertain, false},
+        {"wrong transaction", ScriptedPeer::WrongTransaction, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"flood of others' frames", ScriptedPeer::Flood, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
         {"short, then good", ScriptedPeer::TooShortThenGood, IMessenger::CeEcNotConnected,
          IMessenger::CeEcUncertain, true},
         {"too long", ScriptedPeer::TooLong, IMessenger::CeEcNotConnected, IMessenger::CeEcUncertain, true},
@@ -345,7 +347,7 @@ void TestModbusDriver::faults()
         after = order->failureTimes.first();
     }
     m_table.append(QStringLiteral("%1%2%3%4 ms")
-                       .arg(QString(QTest::currentDataTag()).section(',', 0, -2), -22)
+                       .arg(QString(QTest::currentDataTag()).section(',', 0, -2), -24)
                        .arg(instruction, -19)
                        .arg(QLatin1String(codeName(told)), -17)
                        .arg(after));
