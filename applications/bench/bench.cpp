@@ -91,6 +91,9 @@ int runBench(const QStringList& arguments)
     case BenchOptions::Subcommand::Run:
         code = runRun(options, console, interrupt);
         break;
+    case BenchOptions::Subcommand::Results:
+        code = runResults(options, console, interrupt);
+        break;
     case BenchOptions::Subcommand::Check:
         code = runCheck(options, console, interrupt);
         break;

@@ -1,6 +1,7 @@
 #include "applications/bench/bench_session.h"
 
 #include "applications/bench/command_requirements.h"
+#include "applications/bench/outage.h"
 #include "applications/bench/suggestion.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
@@ -289,7 +290,7 @@ bool BenchSession::isSettled(const DAbstractPlugin& driver) const
 }
 
 OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command, const QVariantMap& arguments,
-                                int timeout, const UpdateHandler& onUpdate)
+                                int timeout, const UpdateHandler& onUpdate, int duration)
 {
     const DAbstractCommand* const prototype = plugin.commandPrototype(command);
     const QString stopName = prototype == nullptr ? QString() : prototype->stopCommandName();
@@ -303,7 +304,10 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     OrderEnd end;
     bool wasInterrupted = m_interrupt.requested();
     quint64 id = 0;
-    const auto stop = [this, &id, &uuid, &stopName] {
+    bool isStopped = false;
+    Outage outage;
+    const auto stop = [this, &id, &uuid, &stopName, &isStopped] {
+        isStopped = true;
         if (stopName.isEmpty())
             m_host.stopOrder(id);
         else
@@ -311,14 +315,20 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     };
     // Queued signals: none of them comes before startOrder has returned the identifier.
     connect(&m_host, &DHost::orderUpdated, &loop,
-            [&id, &onUpdate](quint64 order, const QVariantMap& results) {
-                if (order == id && onUpdate)
-                    onUpdate(results);
+            [this, &id, &onUpdate, &outage, &isStopped, &stop](quint64 order, const QVariantMap& results) {
+                if (order != id || isStopped)
+                    return;
+                const QString news = outage.answered();
+                if (!news.isEmpty())
+                    m_console.warning(news);
+                if (onUpdate && !onUpdate(results))
+                    stop();
             });
     connect(&m_host, &DHost::orderFailureReported, &loop,
-            [this, &id](quint64 order, int, const QString& message) {
-                if (order == id)
-                    m_console.warning(QStringLiteral("%1; listening goes on").arg(message));
+            [this, &id, &outage](quint64 order, int, const QString& message) {
+                const QString news = order == id ? outage.missed(message) : QString();
+                if (!news.isEmpty())
+                    m_console.warning(news);
             });
     connect(&m_host, &DHost::orderFinished, &loop,
             [&id, &end, &loop](quint64 order, const DOrderOutcome& outcome) {
@@ -334,6 +344,11 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     id = m_host.startOrder(uuid, command, arguments, timeout);
     if (wasInterrupted)
         stop();
+    if (duration > 0 && !stopName.isEmpty())
+        QTimer::singleShot(duration, Qt::PreciseTimer, &loop, [&stop, &isStopped] {
+            if (!isStopped)
+                stop();
+        });
     loop.exec();
 
     end.code = exitCodeFor(end.outcome);

@@ -75,11 +75,15 @@ public:
     // Until each link is up or its first attempt has failed, `milliseconds` at most.
     void waitForLinks(int milliseconds);
 
-    using UpdateHandler = std::function<void(const QVariantMap& results)>;
+    // Of a listening order. False when it has seen enough: the stop command is sent and no further
+    // update handed on.
+    using UpdateHandler = std::function<bool(const QVariantMap& results)>;
     // Runs one order to its end. Ctrl-C sends the stop command to a listening order, which then ends
-    // as it does otherwise; any other order is stopped and its code is Interrupted.
+    // as it does otherwise; any other order is stopped and its code is Interrupted. A listening order is
+    // stopped after `duration` ms as well, 0 for no such bound; that the controller does not answer it
+    // is told once, and that it answers again.
     OrderEnd runOrder(DAbstractPlugin& plugin, const QString& command, const QVariantMap& arguments,
-                      int timeout = 0, const UpdateHandler& onUpdate = {});
+                      int timeout = 0, const UpdateHandler& onUpdate = {}, int duration = 0);
     // Runs "getInfo" with the object's configured "reference": the commands that read the register
     // map choose it by the generation found here.
     OrderEnd identify(DAbstractPlugin& plugin);

@@ -12,6 +12,9 @@
 namespace {
 
 constexpr int c_defaultLinkWait = 3000; // ms, as the driver allows for a connection by default
+constexpr int c_defaultKeptFiles = 5;
+constexpr double c_millisecondsPerSecond = 1000;
+constexpr double c_longestListening = 2000000; // s; in milliseconds it fits an int
 
 constexpr const char* c_description =
     "Run commands of device plug-ins at a test bench, or try them without any device:\n"
@@ -46,14 +49,26 @@ constexpr const char* c_commandsExamples =
 
 constexpr const char* c_runExamples =
     "Values are converted to the declared type: whole numbers, true or false, text, JSON lists and\n"
-    "objects. A command that listens prints each update until Ctrl-C, which ends it with exit code 0.\n"
+    "objects. A command that listens prints each update until Ctrl-C, --count or --seconds, which end\n"
+    "it with exit code 0.\n"
     "\n"
     "Examples:\n"
     "  mdc-bench run getInfo\n"
     "  mdc-bench run getRegister channel=direction --format jsonl\n"
+    "  mdc-bench run listenMotorRunState --changes --seconds 60\n"
     "  mdc-bench --config bench.json run setProgram program=3 --object mdc --timeout 2000\n"
     "  mdc-bench run setDirection -- direction=1    whatever follows -- is no option\n"
     "  mdc-bench run setDirection direction=1 --fault help    which faults can be simulated\n";
+
+constexpr const char* c_resultsExamples =
+    "One line per tightening, and one for every gap: each event is told once, over lost links and\n"
+    "restarts of this program too when --output names a file. Ctrl-C, --count and --seconds end it with\n"
+    "exit code 0.\n"
+    "\n"
+    "Examples:\n"
+    "  mdc-bench --config bench.json results\n"
+    "  mdc-bench --config bench.json results --output tightenings.jsonl --rotate-size 10000000\n"
+    "  mdc-bench --config bench.json results --format csv --output tightenings.csv\n";
 
 constexpr const char* c_checkExamples =
     "Exit code 0 when nothing worse than a warning was found, else the code of the first error.\n"
@@ -123,13 +138,20 @@ struct RawOptions
     std::string profile;
     std::string trace;
     std::string simulate;
-    std::string format = "table";
+    std::string format;
     std::vector<std::string> faults;
     std::string object;
     std::string command;
     std::vector<std::string> arguments;
     int linkWait = c_defaultLinkWait;
     int orderTimeout = 0;
+    int count = 0;
+    double seconds = 0;
+    bool changes = false;
+    std::string output;
+    qint64 rotateSize = 0;
+    int keep = c_defaultKeptFiles;
+    std::string programName = "program";
     bool verbose = false;
     bool quiet = false;
     bool noIdentify = false;
@@ -170,6 +192,7 @@ struct Parser
     CLI::App* list = nullptr;
     CLI::App* commands = nullptr;
     CLI::App* run = nullptr;
+    CLI::App* results = nullptr;
     CLI::App* check = nullptr;
 
     Parser()
@@ -224,9 +247,9 @@ struct Parser
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
             ->group(simulation);
         const std::string output = "Output";
-        app.add_option("--format", raw.format, "Form of the results [table]")
-            ->type_name("table|json|jsonl")
-            ->check(CLI::IsMember({"table", "json", "jsonl", "markdown"}).description(""))
+        app.add_option("--format", raw.format, "Form of the results [table; jsonl for \"results\"]")
+            ->type_name("table|json|jsonl|csv")
+            ->check(CLI::IsMember({"table", "json", "jsonl", "markdown", "csv"}).description(""))
             ->group(output);
         CLI::Option* verbose =
             app.add_flag("-v,--verbose", raw.verbose, "Tell what is done, show the whole log")->group(output);
@@ -258,6 +281,27 @@ struct Parser
             ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
         run->add_flag("--no-identify", raw.noIdentify,
                       "Do not read the device information first (the registers of generation 1 are used)");
+        addListeningBounds(run, "Listening: end after so many printed updates [none]");
+        run->add_flag("--changes", raw.changes, "Listening: print only what differs from the update before");
+
+        results = add("results", "Log the tightenings of a controller as they happen", c_resultsExamples);
+        addObject(results, "Device whose tightenings they are [the first device]");
+        results->add_option("--output", raw.output, "Append to this file [standard output]")
+            ->type_name("FILE");
+        results
+            ->add_option("--rotate-size", raw.rotateSize,
+                         "Begin a new file before it would hold more bytes; the full one becomes FILE.1 "
+                         "[never]")
+            ->type_name("BYTES")
+            ->check(CLI::PositiveNumber.description(""));
+        results
+            ->add_option("--keep", raw.keep,
+                         "How many full files are kept [" + std::to_string(c_defaultKeptFiles) + "]")
+            ->type_name("N")
+            ->check(CLI::Range(0, 1000).description(""));
+        results->add_option("--program-value", raw.programName, "Value that tells the program [program]")
+            ->type_name("NAME");
+        addListeningBounds(results, "End after so many events [none]");
 
         check = add("check", "Look over configuration, plug-ins, links and register map", c_checkExamples);
         addObject(check, "Only this device");
@@ -274,6 +318,16 @@ struct Parser
     void addObject(CLI::App* subcommand, const char* description)
     {
         subcommand->add_option("--object", raw.object, description)->type_name("NAME");
+    }
+
+    void addListeningBounds(CLI::App* subcommand, const char* ofCount)
+    {
+        subcommand->add_option("--count", raw.count, ofCount)
+            ->type_name("N")
+            ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
+        subcommand->add_option("--seconds", raw.seconds, "Listening: end after so many seconds [none]")
+            ->type_name("S")
+            ->check(CLI::Range(0.001, c_longestListening).description(""));
     }
 
     void addLinkWait(CLI::App* subcommand)
@@ -361,7 +415,8 @@ BenchOptions toOptions(const Parser& parser)
     options.traceFile = QString::fromStdString(raw.trace);
     options.faults = toStringList(raw.faults);
     options.simulation = simulationOf(raw);
-    options.format = outputFormatByName(QString::fromStdString(raw.format)).value_or(OutputFormat::Table);
+    options.format = outputFormatByName(QString::fromStdString(raw.format))
+                         .value_or(parser.results->parsed() ? OutputFormat::JsonLines : OutputFormat::Table);
     options.verbose = raw.verbose;
     options.quiet = raw.quiet;
     options.object = QString::fromStdString(raw.object);
@@ -371,12 +426,21 @@ BenchOptions toOptions(const Parser& parser)
     options.demoTcp = raw.tcp || !raw.rtu;
     options.demoRtu = raw.rtu || !raw.tcp;
     options.timeout = raw.linkWait;
+    options.count = raw.count;
+    options.duration = static_cast<int>(raw.seconds * c_millisecondsPerSecond);
+    options.changesOnly = raw.changes;
+    options.outputFile = QString::fromStdString(raw.output);
+    options.rotateSize = raw.rotateSize;
+    options.keptFiles = raw.keep;
+    options.programName = QString::fromStdString(raw.programName);
     if (parser.demo->parsed())
         options.subcommand = BenchOptions::Subcommand::Demo;
     else if (parser.list->parsed())
         options.subcommand = BenchOptions::Subcommand::List;
     else if (parser.commands->parsed())
         options.subcommand = BenchOptions::Subcommand::Commands;
+    else if (parser.results->parsed())
+        options.subcommand = BenchOptions::Subcommand::Results;
     else if (parser.check->parsed())
         options.subcommand = BenchOptions::Subcommand::Check;
     else {
@@ -392,12 +456,19 @@ QString contradiction(const BenchOptions& options)
     const bool isDemo = options.subcommand == BenchOptions::Subcommand::Demo;
     if (options.format == OutputFormat::Markdown && options.subcommand != BenchOptions::Subcommand::Commands)
         return QStringLiteral("--format markdown is for \"commands\" only");
+    const bool isResults = options.subcommand == BenchOptions::Subcommand::Results;
+    if (options.format == OutputFormat::Csv && !isResults)
+        return QStringLiteral("--format csv is for \"results\" only");
+    if (isResults && options.format != OutputFormat::JsonLines && options.format != OutputFormat::Csv)
+        return QStringLiteral("\"results\" writes --format jsonl or csv");
+    if (isResults && options.rotateSize > 0 && options.outputFile.isEmpty())
+        return QStringLiteral("--rotate-size needs --output FILE");
     if (isDemo && options.format != OutputFormat::Table)
         return QStringLiteral("\"demo\" is for reading and has no --format; \"run\" has");
     if (isDemo && !options.configFile.isEmpty())
         return QStringLiteral("\"demo\" shows the bundled configuration and takes no --config; use \"run\"");
     if (!isDemo && options.simulation == BenchOptions::Simulation::None && options.configFile.isEmpty() &&
-        (options.subcommand == BenchOptions::Subcommand::Run ||
+        (options.subcommand == BenchOptions::Subcommand::Run || isResults ||
          options.subcommand == BenchOptions::Subcommand::Check))
         return QStringLiteral("--simulate none needs --config FILE: there is no controller otherwise");
     if (options.simulation == BenchOptions::Simulation::None && !options.faults.isEmpty())

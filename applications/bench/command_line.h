@@ -11,7 +11,7 @@
 // What a call of the program asks for.
 struct BenchOptions
 {
-    enum class Subcommand { Demo, List, Commands, Run, Check };
+    enum class Subcommand { Demo, List, Commands, Run, Results, Check };
     enum class Simulation { None, Tcp, Rtu };
 
     Subcommand subcommand = Subcommand::List;
@@ -32,7 +32,7 @@ struct BenchOptions
     bool verbose = false;
     bool quiet = false;
 
-    // Object name or identity; empty: the first device object. (run, check, commands)
+    // Object name or identity; empty: the first device object. (run, results, check, commands)
     QString object;
     // run: the whole order, 0 for no bound of its own; list, check: the wait for the links. Milliseconds.
     int timeout = 0;
@@ -42,6 +42,19 @@ struct BenchOptions
     QStringList arguments;
     // run: read the device information before the command.
     bool identify = true;
+    // run with a command that listens: end after so many printed updates or milliseconds, 0 for no
+    // bound; results: after so many events or milliseconds.
+    int count = 0;
+    int duration = 0;
+    // run with a command that listens: only what differs from the update before.
+    bool changesOnly = false;
+    // results: empty for standard output.
+    QString outputFile;
+    // results: bytes that a file holds at most, 0 for no bound; full files that are kept.
+    qint64 rotateSize = 0;
+    int keptFiles = 0;
+    // results: the value that tells the program.
+    QString programName;
     // demo: which transports to show.
     bool demoTcp = true;
     bool demoRtu = true;

@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 #include <cstdio>
+#include <utility>
 
 #ifdef Q_OS_WIN
 #include <io.h>
@@ -66,6 +67,7 @@ Console::Console(bool verbose, bool quiet)
 
 Console::~Console()
 {
+    tellRepeats();
     qInstallMessageHandler(m_previousHandler);
     s_console = nullptr;
 }
@@ -116,11 +118,26 @@ void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context
     const Tint tint = type == QtCriticalMsg || type == QtFatalMsg ? Tint::Bad
                       : type == QtWarningMsg                      ? Tint::Doubtful
                                                                   : Tint::None;
-    s_console->message(QStringLiteral("log: "), tint, readableLogLine(message, s_console->m_verbose));
+    const QString line = readableLogLine(message, s_console->m_verbose);
+    if (line == s_console->m_lastLogLine) {
+        ++s_console->m_repeats;
+        return;
+    }
+    s_console->message(QStringLiteral("log: "), tint, line);
+    s_console->m_lastLogLine = line;
+}
+
+void Console::tellRepeats()
+{
+    const int repeats = std::exchange(m_repeats, 0);
+    m_lastLogLine.clear();
+    if (repeats > 0)
+        message(QStringLiteral("log: "), Tint::None, QStringLiteral("the same %1 times more").arg(repeats));
 }
 
 void Console::message(const QString& kind, Tint tint, const QString& text)
 {
+    tellRepeats();
     write(stderr, QStringLiteral("mdc-bench: %1%2\n")
                       .arg(m_errorColour ? withColour(kind, tint) : kind, text)
                       .toUtf8());

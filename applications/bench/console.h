@@ -5,7 +5,8 @@
 #include <QString>
 
 // Where the program speaks: results to standard output, messages to standard error, each written at
-// once. While it lives, Qt's log goes to standard error too, one readable line per message.
+// once. While it lives, Qt's log goes to standard error too, one readable line per message; a message
+// that repeats the one before is counted, and the count told when another line comes.
 // Colour only on a terminal and not with the environment variable NO_COLOR (set and not empty).
 class Console
 {
@@ -32,9 +33,13 @@ private:
     static void handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message);
     void message(const QString& kind, Tint tint, const QString& text);
 
+    void tellRepeats();
+
     bool m_verbose;
     bool m_quiet;
     bool m_outColour;
     bool m_errorColour;
+    QString m_lastLogLine;
+    int m_repeats = 0;
     QtMessageHandler m_previousHandler;
 };

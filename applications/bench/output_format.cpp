@@ -63,6 +63,8 @@ std::optional<OutputFormat> outputFormatByName(const QString& name)
         return OutputFormat::JsonLines;
     if (name == QLatin1String("markdown"))
         return OutputFormat::Markdown;
+    if (name == QLatin1String("csv"))
+        return OutputFormat::Csv;
     return std::nullopt;
 }
 

@@ -16,9 +16,10 @@ enum class OutputFormat {
     Json,      // one document
     JsonLines, // one object per line and value, as they come
     Markdown,  // the reference page of the commands only
+    Csv,       // the log of tightenings only
 };
 
-// "table", "json", "jsonl", "markdown".
+// "table", "json", "jsonl", "markdown", "csv".
 std::optional<OutputFormat> outputFormatByName(const QString& name);
 
 // Version of the JSON documents and lines, their member "v". Members may be added without raising

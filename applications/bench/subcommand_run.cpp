@@ -1,4 +1,5 @@
 #include "applications/bench/bench_session.h"
+#include "applications/bench/changed_values.h"
 #include "applications/bench/command_requirements.h"
 #include "applications/bench/order_arguments.h"
 #include "applications/bench/result_writer.h"
@@ -122,6 +123,13 @@ ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interr
     }
     // Null for a stop command, which has no declaration of its own.
     const DAbstractCommand* const prototype = plugin->commandPrototype(command);
+    const bool isListening = prototype != nullptr && prototype->isRecurrent();
+    if (!isListening && (options.count > 0 || options.duration > 0 || options.changesOnly)) {
+        console.error(QStringLiteral("\"%1\" does not listen: --count, --seconds and --changes are for "
+                                     "commands that do")
+                          .arg(command));
+        return ExitCode::Usage;
+    }
     OrderArguments arguments = parseOrderArguments(
         command, options.arguments, prototype == nullptr ? QList<DCommandValue>() : prototype->parameters());
     for (const QString& error : std::as_const(arguments.errors))
@@ -155,10 +163,19 @@ ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interr
     session.startFaults();
 
     ResultWriter writer(console, options.format);
-    const bool isListening = prototype != nullptr && prototype->isRecurrent();
-    const OrderEnd end = session.runOrder(
-        *plugin, command, arguments.values, options.timeout,
-        [&writer, prototype](const QVariantMap& results) { writer.update(ordered(results, prototype)); });
+    int updates = 0;
+    QVariantMap previous;
+    const auto onUpdate = [&](const QVariantMap& results) {
+        const QVariantMap shown = options.changesOnly ? changedValues(previous, results) : results;
+        previous = results;
+        if (options.changesOnly && shown.isEmpty())
+            return true;
+        writer.update(ordered(shown, prototype));
+        ++updates;
+        return options.count == 0 || updates < options.count;
+    };
+    const OrderEnd end =
+        session.runOrder(*plugin, command, arguments.values, options.timeout, onUpdate, options.duration);
     const QList<NamedValue> values =
         isListening ? QList<NamedValue>() : ordered(end.outcome.results, prototype);
     writer.results(values);
@@ -175,6 +192,8 @@ ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interr
     writer.document(document);
 
     if (end.code == ExitCode::Done) {
+        if (isListening && updates == 0)
+            console.warning(QStringLiteral("\"%1\" gave no update").arg(command));
         if (options.format == OutputFormat::Table && values.isEmpty() && !isListening)
             console.out(QStringLiteral("%1: done\n").arg(command));
         return end.code;

@@ -11,4 +11,5 @@ ExitCode runDemo(const BenchOptions& options, Console& console, Interrupt& inter
 ExitCode runList(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runCommands(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runResults(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& interrupt);
