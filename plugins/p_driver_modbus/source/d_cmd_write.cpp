@@ -13,7 +13,7 @@ DCmdWrite::DCmdWrite(const QVariantMap& arguments, QObject* parent)
         QStringLiteral("registerType"), QStringLiteral("strg"),
         QStringLiteral("holdingRegisters (1 to 123 values), singleRegister or coils (one value)"));
     declareAParameter(QStringLiteral("dataSize"), QStringLiteral("ui16"),
-                      QStringLiteral("Number of values; when given, as many as \"data\" has"), 1);
+                      QStringLiteral("Number of values: as many as \"data\" has, also when absent"));
     declareAParameter(
         QStringLiteral("data"), QStringLiteral("vart"),
         QStringLiteral("A value or a list of values: 0 to 65535 for a register, 0 or 1 for a coil"));

@@ -3,15 +3,12 @@
 #include <lib_utilities/date.h>
 #include <QDebug>
 
-FrameTrace::FrameTrace(const QString& path)
+FrameTrace::FrameTrace(const QString& path, qint64 limit)
     : m_file(path)
+    , m_limit(limit)
 {
-    if (path.isEmpty())
-        return;
-    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
-        qWarning().noquote()
-            << QStringLiteral("frame trace \"%1\" cannot be written: %2").arg(path, m_file.errorString());
-    }
+    if (!path.isEmpty() && !open())
+        giveUp(QStringLiteral("cannot be written"));
 }
 
 void FrameTrace::sent(const QByteArray& bytes)
@@ -29,9 +26,27 @@ void FrameTrace::write(const char* direction, const QByteArray& bytes)
     if (!m_file.isOpen())
         return;
     const QByteArray line = getDate().toLatin1() + ' ' + direction + ' ' + bytes.toHex(' ') + '\n';
-    if (m_file.write(line) == line.size())
-        return;
+    if (m_file.size() > 0 && m_file.size() + line.size() > m_limit) {
+        const QString older = m_file.fileName() + QStringLiteral(".1");
+        m_file.close();
+        QFile::remove(older);
+        if (!QFile::rename(m_file.fileName(), older) || !open()) {
+            giveUp(QStringLiteral("ends here, it cannot be renamed and begun anew"));
+            return;
+        }
+    }
+    if (m_file.write(line) != line.size())
+        giveUp(QStringLiteral("ends here"));
+}
+
+bool FrameTrace::open()
+{
+    return m_file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
+}
+
+void FrameTrace::giveUp(const QString& problem)
+{
     qWarning().noquote()
-        << QStringLiteral("frame trace \"%1\" ends here: %2").arg(m_file.fileName(), m_file.errorString());
+        << QStringLiteral("frame trace \"%1\" %2: %3").arg(m_file.fileName(), problem, m_file.errorString());
     m_file.close();
 }

@@ -5,12 +5,13 @@
 #include <QString>
 
 // Appends what goes over a link to a text file, a line "date time tx|rx hex" each. A file that
-// cannot be written is told once, and the link goes on without a trace.
+// cannot be written is told once, and the link goes on without a trace. A file that would grow beyond
+// its limit is renamed to its name and ".1", in place of the one before, and a new one begun.
 class FrameTrace
 {
 public:
-    // Empty for no trace.
-    explicit FrameTrace(const QString& path);
+    // `path` is empty for no trace; `limit` in bytes, of one file.
+    explicit FrameTrace(const QString& path, qint64 limit = Q_INT64_C(16) * 1024 * 1024);
 
     // Unit and protocol data unit of a request, without the transport's frame around it.
     void sent(const QByteArray& bytes);
@@ -19,6 +20,9 @@ public:
 
 private:
     void write(const char* direction, const QByteArray& bytes);
+    bool open();
+    void giveUp(const QString& problem);
 
     QFile m_file;
+    qint64 m_limit;
 };

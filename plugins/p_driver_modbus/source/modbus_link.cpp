@@ -149,7 +149,7 @@ void ModbusLink::shutDown()
     const QString reason = QStringLiteral("the driver instance is ended");
     m_requestsMayWait = false;
     if (m_inFlight)
-        failInFlight(reason);
+        failInFlight(Cause::Transport, reason);
     discardClient();
     setState(State::Stopped);
     m_lossReason = reason;
@@ -308,7 +308,7 @@ void ModbusLink::loseClient(Cause cause, const QString& reason)
     m_graceTimer.stop();
     m_lossReason = reason;
     if (m_inFlight)
-        failInFlight(reason);
+        failInFlight(cause, reason);
     const bool wasOpen = m_state == State::Connected || m_state == State::Settling;
     discardClient();
 
@@ -499,13 +499,15 @@ void ModbusLink::finishInFlight(ModbusOutcome outcome)
     armDeadline();
 }
 
-void ModbusLink::failInFlight(const QString& problem)
+void ModbusLink::failInFlight(Cause cause, const QString& problem)
 {
     ModbusOutcome outcome;
     const bool write = m_inFlight->request.isWrite() && m_isSent;
     outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcNotConnected;
-    outcome.message = QStringLiteral("the connection to %1 was lost during the %2: %3")
-                          .arg(m_configuration.address(), m_inFlight->request.text(), problem);
+    outcome.message = cause == Cause::Answer
+                          ? QStringLiteral("%1: %2").arg(m_configuration.address(), problem)
+                          : QStringLiteral("the connection to %1 was lost during the %2: %3")
+                                .arg(m_configuration.address(), m_inFlight->request.text(), problem);
     if (write)
         outcome.message += QStringLiteral("; the write may have been done");
     if (isRtu())

@@ -96,7 +96,7 @@ private:
     QString settleAnswer();
     QString invalidAnswer(const QString& problem) const;
     void finishInFlight(ModbusOutcome outcome);
-    void failInFlight(const QString& problem);
+    void failInFlight(Cause cause, const QString& problem);
     void endExpired();
     void onDeadline();
     void armDeadline();
@@ -127,6 +127,8 @@ private:
     int m_heardWhileSettling = 0;
 
     std::optional<PendingRequest> m_inFlight;
+    // Handed to the client. On a serial line that may still keep it for the pause between two frames; a
+    // loss within it says "uncertain" of a write that was not sent, which is the safe side.
     bool m_isSent = false;
     int m_allowedTime = 0;
     QPointer<QModbusReply> m_reply;

@@ -53,7 +53,6 @@ public:
     // "Forever" when nothing waits.
     QDeadlineTimer earliestDeadline() const;
     int size() const;
-    bool isEmpty() const { return size() == 0; }
 
 private:
     int m_capacity;

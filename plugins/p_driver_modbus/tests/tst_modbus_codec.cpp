@@ -7,6 +7,8 @@
 #include "plugins/p_driver_modbus/source/poll_times.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -43,6 +45,7 @@ private Q_SLOTS:
     void queueBounds();
     void statistics();
     void trace();
+    void traceIsBounded();
 };
 
 namespace {
@@ -667,7 +670,7 @@ void TestModbusCodec::queueBounds()
     const std::vector<PendingRequest> all = queue.takeAll();
     QCOMPARE(all.size(), std::size_t{2});
     QCOMPARE(all.front().id, quint64{4});
-    QVERIFY(queue.isEmpty());
+    QCOMPARE(queue.size(), 0);
 }
 
 void TestModbusCodec::statistics()
@@ -711,6 +714,36 @@ void TestModbusCodec::trace()
 
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("frame trace .* cannot be written"));
     FrameTrace(folder.filePath("none/trace.txt")).sent(hex("01"));
+}
+
+void TestModbusCodec::traceIsBounded()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("trace.txt");
+    constexpr qint64 c_limit = 1000;
+    {
+        FrameTrace trace(path, c_limit);
+        for (int i = 0; i < 200; ++i)
+            trace.sent(QByteArray(1, static_cast<char>(i)));
+    }
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files), (QStringList{"trace.txt", "trace.txt.1"}));
+    QByteArray kept;
+    for (const char* suffix : {".1", ""}) {
+        QFile file(path + QLatin1String(suffix));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.size() > 0 && file.size() <= c_limit);
+        kept += file.readAll();
+    }
+    // The last ones, in their order and without a gap.
+    QList<QByteArray> lines = kept.trimmed().split('\n');
+    for (int i = 200; !lines.isEmpty(); lines.removeLast())
+        QVERIFY(lines.last().endsWith(" tx " + QByteArray(1, static_cast<char>(--i)).toHex()));
+
+    // A trace that goes on counts what was there before.
+    FrameTrace(path, 1).sent(hex("01"));
+    QFile last(path);
+    QVERIFY(last.open(QIODevice::ReadOnly));
+    QCOMPARE(last.readAll().count('\n'), 1);
 }
 
 QTEST_GUILESS_MAIN(TestModbusCodec)
