@@ -1,0 +1,31 @@
+#pragma once
+
+#include "applications/simulator/simulator.h"
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+// How a bench program ended.
+struct BenchEnd
+{
+    // -1 when it crashed or had to be killed.
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+// The device object's "configuration" of the sample bench, with the files it names merged.
+QJsonObject sampleDeviceConfiguration();
+
+// Writes the sample bench for the simulator's TCP port to a file; false when that is not possible.
+bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path);
+
+// "mdc-bench" with these arguments, started.
+std::unique_ptr<QProcess> startBench(const QStringList& arguments);
+// Waits for its end.
+BenchEnd endOf(QProcess& process, int waitMs = 30000);
+// Presses Ctrl-C and waits for its end.
+BenchEnd interrupted(QProcess& process);
