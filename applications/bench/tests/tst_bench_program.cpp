@@ -270,7 +270,7 @@ private Q_SLOTS:
             << L{"demo", "--rtu", "--profile", "mdc22-gen1v2"} << 0 << "5 orders, all as expected"
             << "";
         QTest::newRow("demo that fails")
-            << L{"demo", "--tcp", "--fault", "exception=4/0x06"} << 7 << "refused with exception 4"
+            << L{"demo", "--tcp", "--fault", "exception=3/0x06"} << 7 << "refused with exception 3"
             << "\"setDirection\" failed";
     }
 
