@@ -38,7 +38,7 @@ private Q_SLOTS:
 
 namespace {
 
-constexpr int c_timeout = 250;
+constexpr int c_timeout = 150;
 // A poll has that at least, however soon its caller gives up.
 constexpr int c_pollTimeout = 500;
 constexpr int c_slack = 40;
@@ -429,12 +429,13 @@ void TestModbusRtu::lateAnswerBeyondASecond()
     QTRY_VERIFY(bench.isConnected());
     peer.fault = SerialPeer::LateAnswer;
     peer.faultsLeft = 2;
-    constexpr int c_allowed = 1200;
-    peer.lateBy = 2 * c_allowed - 100;
+    constexpr int c_allowed = 1100;
+    peer.lateBy = 2 * c_allowed - 50;
     const std::unique_ptr<FakeOrder> late = bench.run("read", readArguments(100), c_allowed);
     QTRY_VERIFY(late->ended());
     QCOMPARE(late->code, IMessenger::CeEcTimeout);
-    // The peer is as slow with the next one, so the first answer has the time to be taken for it.
+    // The peer is slow with the next one too, so that the first answer has the time to be taken for it.
+    peer.lateBy = 200;
     const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(200), 5000);
     QTRY_VERIFY_WITH_TIMEOUT(next->ended(), 6000);
     QVERIFY2(next->ok, qPrintable(next->message));
