@@ -444,7 +444,7 @@ QString ModbusLink::brokenStream() const
             return {};
         return QStringLiteral("it has more than %1 bytes").arg(c_mostRtuBytes);
     }
-    const QString brokenHeader = brokenTcpHeader(m_received);
+    QString brokenHeader = brokenTcpHeader(m_received);
     // The client reads every frame, and takes those of the transaction that it has open.
     if (brokenHeader.isEmpty() && !m_answer && holdsTcpFrame(m_received))
         return QStringLiteral("its transaction number is another request's");

@@ -1000,7 +1000,7 @@ void TestModbusDriver::listenerIsNotStarvedByOthers()
         QVERIFY2(reads.at(i) - reads.at(i - 1) <= c_interval + c_interval / 3,
                  qPrintable(QString::number(reads.at(i) - reads.at(i - 1))));
     const qint64 span = slow->updateTimes.at(c_updates - 1) - slow->updateTimes.first();
-    QVERIFY2(span <= c_interval * c_updates, qPrintable(QString::number(span)));
+    QVERIFY2(span <= qint64{c_interval} * c_updates, qPrintable(QString::number(span)));
     if (other != nullptr)
         other->stop();
     slow->stop();
