@@ -1,5 +1,7 @@
 #include "applications/bench/command_requirements.h"
 
+#include "applications/bench/key_list_check.h"
+
 #include <lib_plugins_management/variant_conversion.h>
 
 #include <QHash>
@@ -106,6 +108,16 @@ QList<Finding> checkValues(const QList<Channel>& channels)
                          .arg(value.isString() ? QStringLiteral("a text") : value.toVariant().toString()),
                      QStringLiteral("give a whole number from 0 to 65535, the protocol address")});
         }
+        if (channel.entries.contains(c_size)) {
+            const QJsonValue value = channel.entries.value(c_size);
+            const QVariant size = convertVariant(value.toVariant(), QMetaType::UShort, {});
+            if (!value.isDouble() || !size.isValid() || size.toUInt() == 0)
+                findings.append(
+                    {FindingLevel::Error, subject,
+                     QStringLiteral("\"size\" is %1")
+                         .arg(value.isString() ? QStringLiteral("a text") : value.toVariant().toString()),
+                     QStringLiteral("give a whole number from 1 on")});
+        }
         for (const QString& name : {c_readType, c_writeType}) {
             if (!channel.entries.contains(name))
                 continue;
@@ -135,19 +147,23 @@ QString subjectOf(const CommandRequirement& requirement, int generation)
 Finding checkChannel(const CommandRequirement& requirement, const QString& channelName,
                      const QString& subject, const QList<Channel>& channels, FindingLevel levelWhenMissing)
 {
+    const QString consequence =
+        requirement.consequence.isEmpty() ? QString() : QStringLiteral(": ") + requirement.consequence;
     const Channel* const channel = find(channels, channelName);
     if (channel == nullptr) {
         QStringList names;
         for (const RequiredEntry entry : requirement.entries)
             names.append(entryNames(entry).constFirst());
-        return {levelWhenMissing, subject, QStringLiteral("the channel \"%1\" is missing").arg(channelName),
+        return {levelWhenMissing, subject,
+                QStringLiteral("the channel \"%1\" is missing").arg(channelName) + consequence,
                 QStringLiteral("add it to \"channels\" with %1").arg(quoted(names))};
     }
     const QStringList missing = missingEntries(requirement, channel->entries);
     if (!missing.isEmpty())
         return {levelWhenMissing, subject,
                 QStringLiteral("the channel \"%1\" has no %2")
-                    .arg(channelName, missing.join(QStringLiteral(", "))),
+                        .arg(channelName, missing.join(QStringLiteral(", "))) +
+                    consequence,
                 QStringLiteral("add it to the list \"value\" of that channel")};
     return {FindingLevel::Ok, subject, QStringLiteral("channel \"%1\"").arg(channelName), {}};
 }
@@ -248,7 +264,13 @@ const QList<CommandRequirement>& commandRequirements()
          {}},
         {QStringLiteral("setProgram"), QStringLiteral("presetChange"), true, {E::Register, E::WriteType}, {}},
         // The number of registers of one program: it counts to the program's first one.
-        {QStringLiteral("SetTriggerProgram"), QStringLiteral("currentPreset"), true, {E::Size}, {}},
+        {QStringLiteral("SetTriggerProgram"),
+         QStringLiteral("currentPreset"),
+         true,
+         {E::Size},
+         {},
+         std::nullopt,
+         QStringLiteral("it would overwrite registers 1 to 6, those of program 1")},
         {QStringLiteral("setLock"), QStringLiteral("lockChange"), true, {E::Register, E::WriteType}, {}},
         {QStringLiteral("setLockScreen"),
          QStringLiteral("lockScreen"),
@@ -338,5 +360,5 @@ QList<Finding> checkRequirements(const QList<CommandRequirement>& table, const Q
                              QStringLiteral("what it needs from the configuration is not known here"),
                              QStringLiteral("compare the configuration with the command's documentation")});
     }
-    return findings;
+    return findings + checkBlocks(commands, configuration, generations, generation);
 }

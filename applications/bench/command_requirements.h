@@ -1,5 +1,7 @@
 #pragma once
 
+#include "applications/bench/finding.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -31,22 +33,12 @@ struct CommandRequirement
     QStringList parameters;
     // Set for a channel that only some controllers of this generation use: missing, it is a warning.
     std::optional<int> someOfGeneration = std::nullopt;
+    // What the command does when an entry is missing, where that is worse than a refusal.
+    QString consequence = QString();
 };
 
 // The rows of all commands known here: a new command adds its rows.
 const QList<CommandRequirement>& commandRequirements();
-
-enum class FindingLevel { Ok, Warning, Error };
-
-struct Finding
-{
-    FindingLevel level = FindingLevel::Ok;
-    // What was looked at: "setDirection, generation 2".
-    QString subject;
-    QString message;
-    // What to do about it; empty when all is well.
-    QString remedy;
-};
 
 // "" for generations 0 and 1, "V2" for 2 …
 QString generationSuffix(int generation);
@@ -60,6 +52,6 @@ QList<int> describedGenerations(const QList<CommandRequirement>& table, const QJ
 // What the connected controller's generation lacks is an error. What another generation lacks is a
 // warning when the configuration describes that generation at all. Without `generation` (nothing
 // identified) the described generations count, as warnings. A value that no register can have is an
-// error wherever it stands.
+// error wherever it stands. Key lists and blocks are checked as checkBlocks() says.
 QList<Finding> checkRequirements(const QList<CommandRequirement>& table, const QStringList& commands,
                                  const QJsonObject& configuration, std::optional<int> generation);

@@ -1,5 +1,6 @@
 #include "applications/bench/event_source.h"
 
+#include "applications/bench/channel_entry.h"
 #include "applications/bench/command_requirements.h"
 
 #include <QJsonArray>
@@ -10,25 +11,8 @@ namespace {
 
 const QString c_counter = QStringLiteral("eventCountNo");
 const QString c_block = QStringLiteral("eventData");
-
-QJsonValue entryOf(const QJsonObject& channel, const char* id)
-{
-    const QJsonArray entries = channel.value(QLatin1String("value")).toArray();
-    for (const QJsonValue& entry : entries) {
-        if (entry.toObject().value(QLatin1String("id")).toString() == QLatin1String(id))
-            return entry.toObject().value(QLatin1String("value"));
-    }
-    return QJsonValue::Undefined;
-}
-
-QJsonObject channelOf(const QJsonArray& channels, const QString& id)
-{
-    for (const QJsonValue& channel : channels) {
-        if (channel.toObject().value(QLatin1String("id")).toString() == id)
-            return channel.toObject();
-    }
-    return {};
-}
+const QString c_register = QStringLiteral("register");
+const QString c_type = QStringLiteral("readRegisterType");
 
 // Address of the counter's register; nothing with an error.
 std::optional<int> counterAddress(const QJsonArray& keys, const QString& listName, int base, bool areNames,
@@ -67,26 +51,25 @@ EventSource eventSource(const QJsonObject& configuration, int generation)
     EventSource source;
     const QString suffix = generationSuffix(generation);
     const QJsonArray channels = configuration.value(QLatin1String("channels")).toArray();
-    const QJsonObject block = channelOf(channels, c_block + suffix);
-    if (!entryOf(block, "register").isDouble()) {
+    const QString block = c_block + suffix;
+    const QJsonValue base = channelEntry(configuration, block, c_register);
+    if (!base.isDouble()) {
         source.errors.append(
-            QStringLiteral("the channel \"%1\" has no \"register\": describe the event block")
-                .arg(c_block + suffix));
+            QStringLiteral("the channel \"%1\" has no \"register\": describe the event block").arg(block));
         return source;
     }
     const QString listName = QStringLiteral("eventDataKeys") + suffix;
     const QJsonArray keys =
         configuration.value(QLatin1String("parameters")).toObject().value(listName).toArray();
-    const std::optional<int> address =
-        counterAddress(keys, listName, entryOf(block, "register").toInt(), suffix.isEmpty(), source);
+    const std::optional<int> address = counterAddress(keys, listName, base.toInt(), suffix.isEmpty(), source);
     if (!address)
         return source;
-    const QString type = entryOf(block, "readRegisterType").toString();
+    const QString type = channelEntry(configuration, block, c_type).toString();
     for (const QJsonValue& element : channels) {
         const QJsonObject channel = element.toObject();
         const QString id = channel.value(QLatin1String("id")).toString();
-        if (id.endsWith(suffix) && entryOf(channel, "register").toInt(-1) == *address &&
-            entryOf(channel, "readRegisterType").toString() == type) {
+        if (id.endsWith(suffix) && channelEntry(channel, c_register).toInt(-1) == *address &&
+            channelEntry(channel, c_type).toString() == type) {
             source.counterChannel = id.chopped(suffix.size());
             return source;
         }

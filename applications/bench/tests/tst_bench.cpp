@@ -523,8 +523,18 @@ private Q_SLOTS:
             << with(complete, channel("currentPreset", {{"register", 1}, {"readRegisterType", "coils"}})) << 1
             << "SetTriggerProgram"
             << QStringList{
-                   "error: SetTriggerProgram, generation 1: the channel \"currentPreset\" has no \"size\"",
-                   "warning: SetTriggerProgram, generation 2: the channel \"currentPresetV2\" is missing"};
+                   "error: SetTriggerProgram, generation 1: the channel \"currentPreset\" has no \"size\": "
+                   "it "
+                   "would overwrite registers 1 to 6, those of program 1",
+                   "warning: SetTriggerProgram, generation 2: the channel \"currentPresetV2\" is missing: it "
+                   "would overwrite registers 1 to 6, those of program 1"};
+        QTest::newRow("size 0") << with(complete, channel("currentPreset", {{"register", 1}, {"size", 0}}))
+                                << 1 << "resetAlarm"
+                                << QStringList{"error: channel currentPreset: \"size\" is 0"};
+        QTest::newRow("size a text") << with(complete,
+                                             channel("currentPreset", {{"register", 1}, {"size", "20"}}))
+                                     << 1 << "resetAlarm"
+                                     << QStringList{"error: channel currentPreset: \"size\" is a text"};
         QTest::newRow("a list of keys of the generation")
             << with(with(complete,
                          channel("eventData", {{"register", 1}, {"size", 2}, {"readRegisterType", "coils"}})),
