@@ -15,7 +15,7 @@ packages=(
   # tests
   mbpoll                 # an independent Modbus master
   python3 python3-pymodbus  # an independent Modbus server
-  clang-format clang-tidy
+  clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
 )
 
 installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
