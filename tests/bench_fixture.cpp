@@ -6,8 +6,9 @@
 #include <QJsonArray>
 #include <QSignalSpy>
 
-bool BenchFixture::start(const QString& profile, Transport transport)
+bool BenchFixture::start(const QString& profile, Transport transport, const QString& propertiesFile)
 {
+    m_propertiesFile = propertiesFile;
     m_host.reset();
     m_simulator.reset();
     const auto known = ControllerProfile::byName(profile);
@@ -44,8 +45,16 @@ bool BenchFixture::start(const QString& profile, Transport transport)
     objects.replace(0, driver);
     objects.replace(1, device);
     root.insert("objects", objects);
+    m_configuration = root;
+    return restartHost();
+}
 
+bool BenchFixture::restartHost()
+{
+    m_host.reset();
     m_host = std::make_unique<DHost>();
+    if (!m_propertiesFile.isEmpty() && !m_host->setPropertiesFile(m_propertiesFile, &m_error))
+        return false;
     const QList<DPluginReport> reports = m_host->loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
     for (const DPluginReport& report : reports) {
         if (!report.error.isEmpty()) {
@@ -53,7 +62,7 @@ bool BenchFixture::start(const QString& profile, Transport transport)
             return false;
         }
     }
-    const QStringList errors = m_host->configure(root);
+    const QStringList errors = m_host->configure(m_configuration);
     m_error = errors.join('\n');
     return errors.isEmpty();
 }

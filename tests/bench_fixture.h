@@ -17,8 +17,10 @@ class BenchFixture
 public:
     enum class Transport { Tcp, Rtu };
 
-    // False with a text in error().
-    bool start(const QString& profile, Transport transport);
+    // False with a text in error(). Persistent properties are kept in the file when one is given.
+    bool start(const QString& profile, Transport transport, const QString& propertiesFile = QString());
+    // Ends the host and starts another one on the same controller, as after an end of the program.
+    bool restartHost();
     QString error() const { return m_error; }
 
     // Runs an order to its end; waits at most `waitMs`. An outcome of CeEcInternal with the text
@@ -37,5 +39,7 @@ private:
     ControllerProfile m_profile;
     std::unique_ptr<Simulator> m_simulator;
     std::unique_ptr<DHost> m_host;
+    QJsonObject m_configuration;
+    QString m_propertiesFile;
     QString m_error;
 };
