@@ -638,6 +638,19 @@ private Q_SLOTS:
         QCOMPARE(run.options->simulation, BenchOptions::Simulation::Tcp);
         QCOMPARE(run.options->timeout, 0);
         QCOMPARE(run.options->format, OutputFormat::Table);
+        const ParsedCommandLine listening =
+            parseCommandLine({"run", "listenEventsData", "--count", "3", "--seconds", "1.5", "--changes"});
+        QVERIFY(listening.options.has_value());
+        QCOMPARE(listening.options->count, 3);
+        QCOMPARE(listening.options->duration, 1500);
+        QVERIFY(listening.options->changesOnly);
+        const ParsedCommandLine results =
+            parseCommandLine({"results", "--output", "x", "--rotate-size", "9"});
+        QVERIFY(results.options.has_value());
+        QCOMPARE(results.options->format, OutputFormat::JsonLines);
+        QCOMPARE(results.options->rotateSize, qint64(9));
+        QCOMPARE(results.options->keptFiles, 5);
+        QCOMPARE(results.options->programName, QStringLiteral("program"));
         const ParsedCommandLine demo = parseCommandLine({"demo"});
         QVERIFY(demo.options.has_value());
         QVERIFY(demo.options->demoTcp && demo.options->demoRtu);
@@ -673,6 +686,17 @@ private Q_SLOTS:
         QTest::newRow("profile without simulation")
             << QStringList{"check", "--config", "x", "--profile", "bm-gen2"} << "--simulate";
         QTest::newRow("demo with a configuration") << QStringList{"demo", "--config", "x"} << "--config";
+        QTest::newRow("count 0") << QStringList{"run", "listenEventsData", "--count", "0"} << "--count";
+        QTest::newRow("seconds 0") << QStringList{"run", "listenEventsData", "--seconds", "0"} << "--seconds";
+        QTest::newRow("csv of another subcommand")
+            << QStringList{"run", "getInfo", "--format", "csv"} << "\"results\" only";
+        QTest::newRow("results as a table") << QStringList{"results", "--format", "table"} << "jsonl or csv";
+        QTest::newRow("rotation without a file")
+            << QStringList{"results", "--rotate-size", "1000"} << "--output FILE";
+        QTest::newRow("rotation at nothing")
+            << QStringList{"results", "--output", "x", "--rotate-size", "0"} << "--rotate-size";
+        QTest::newRow("results without a controller")
+            << QStringList{"results", "--simulate", "none"} << "--config";
         QTest::newRow("demo for machines") << QStringList{"demo", "--format", "json"} << "--format";
     }
 

@@ -256,6 +256,29 @@ private Q_SLOTS:
         QTest::newRow("9 write without an answer")
             << L{"run", "setProgram", "program=3", "--fault", "no-answer"} << 9 << ""
             << "read the state back before repeating it";
+        QTest::newRow("2 count of a command that does not listen")
+            << L{"run", "getRegister", "channel=direction", "--count", "1"} << 2 << ""
+            << "does not listen";
+        QTest::newRow("0 listening for a number of updates")
+            << L{"run", "listenMotorRunState", "--count", "2"} << 0 << "isRunning  false"
+            << "";
+        QTest::newRow("0 listening for a time")
+            << L{"run", "listenMotorRunState", "--seconds", "0.4", "--changes"} << 0 << "isRunning  false"
+            << "";
+        QTest::newRow("0 listening for a time that is too short")
+            << L{"run", "listenMotorRunState", "--seconds", "0.3", "--fault", "exception=2"} << 0 << ""
+            << "gave no update";
+        QTest::newRow("0 results for a time")
+            << L{"results", "--seconds", "0.4"} << 0 << R"("kind":"sequence")"
+            << "";
+        QTest::newRow("2 results of an object without events")
+            << L{"results", "--object", "modbus"} << 2 << ""
+            << "name a device with --object";
+        QTest::newRow("1 results nowhere to be written")
+            << L{"results", "--output", m_samples.filePath("absent/log")} << 1 << ""
+            << "absent/log.lock cannot be made";
+        QTest::newRow("5 results out of reach") << L{"results", "--fault", "refuse"} << 5 << ""
+                                                << "nothing was sent";
         QTest::newRow("check: all is well") << L{"check"} << 0 << "errors: 0"
                                             << "";
         QTest::newRow("check: out of reach") << L{"check", "--fault", "refuse"} << 5 << "cannot be reached"

@@ -1,0 +1,281 @@
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+#include "applications/simulator/tightening_cycles.h"
+
+#include <lib_host/configuration.h>
+#include <lib_host/d_host.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QProcess>
+#include <QSet>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <QUuid>
+
+#include <cstdio>
+#include <memory>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
+
+// Devices that each listen to events and to the motor at 10 Hz, all in this process, against simulated
+// controllers in another one. Prints the updates per second and the share of one processor that this
+// process takes, next to the same reads asked of the drivers alone, measured in the same run in turn.
+
+namespace {
+
+constexpr double c_millisecondsPerSecond = 1000;
+constexpr double c_microsecondsPerSecond = 1e6;
+constexpr int c_listenInterval = 100;
+constexpr int c_listenersPerDevice = 2;
+constexpr int c_identifyTimeout = 20000;
+constexpr int c_tighteningInterval = 1000;
+
+QJsonObject sampleBench()
+{
+    return loadConfiguration(QStringLiteral(":/configurations/bench.json")).configuration;
+}
+
+double processorSeconds()
+{
+    struct rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / c_microsecondsPerSecond;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// The other process: prints one port per line and ends when its standard input does.
+int serve(int count)
+{
+    const QJsonObject device = sampleBench().value(QLatin1String("objects")).toArray().at(1).toObject();
+    std::vector<std::unique_ptr<Simulator>> simulators;
+    for (int i = 0; i < count; ++i) {
+        simulators.push_back(
+            std::make_unique<Simulator>(device.value(QLatin1String("configuration")).toObject(),
+                                        *ControllerProfile::byName(QStringLiteral("mdc32-gen2"))));
+        if (!simulators.back()->listenTcp())
+            return 1;
+        simulators.back()->controller().setValue(QStringLiteral("currentPreset"), 1);
+        simulators.back()->tightening().start(c_tighteningInterval);
+        std::printf("%d\n", simulators.back()->tcpPort());
+    }
+    std::fflush(stdout);
+    QSocketNotifier end(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
+    return QCoreApplication::exec();
+}
+
+QString newId()
+{
+    return QUuid::createUuid().toString();
+}
+
+// A driver and a device per port.
+QJsonObject benchFor(const QList<int>& ports)
+{
+    const QJsonArray sample = sampleBench().value(QLatin1String("objects")).toArray();
+    QJsonArray objects;
+    for (const int port : ports) {
+        QJsonObject driver = sample.at(0).toObject();
+        QJsonObject device = sample.at(1).toObject();
+        driver.insert(QStringLiteral("id"), newId());
+        driver.insert(QStringLiteral("name"), QStringLiteral("driver %1").arg(port));
+        driver.insert(QStringLiteral("configuration"),
+                      QJsonObject{{QStringLiteral("transport"), QStringLiteral("tcp")},
+                                  {QStringLiteral("port"), port}});
+        device.insert(QStringLiteral("id"), newId());
+        device.insert(QStringLiteral("name"), QStringLiteral("device %1").arg(port));
+        device.insert(QStringLiteral("driver"), driver.value(QLatin1String("id")));
+        objects.append(driver);
+        objects.append(device);
+    }
+    QJsonObject bench = sampleBench();
+    bench.insert(QStringLiteral("objects"), objects);
+    return bench;
+}
+
+struct Rate
+{
+    double updates = 0; // per second
+    double share = 0;   // of one processor
+};
+
+class Measurement
+{
+public:
+    explicit Measurement(DHost& host)
+        : m_host(host)
+    {
+        const QList<QUuid> uuids = host.objectUuids();
+        for (const QUuid& uuid : uuids)
+            (host.findInstance(uuid)->pluginType() == IPlugin::CeTypeDevice ? m_devices : m_drivers)
+                .append(uuid);
+    }
+
+    // False when not every device could be identified.
+    bool identify()
+    {
+        QEventLoop loop;
+        int open = static_cast<int>(m_devices.size());
+        bool isGood = true;
+        for (const QUuid& device : m_devices)
+            m_host.runCommand(device, QStringLiteral("getInfo"),
+                              {{QStringLiteral("reference"), QStringLiteral("MDC")}}, c_identifyTimeout,
+                              &loop, [&](quint64, const DOrderOutcome& outcome) {
+                                  isGood = isGood && outcome.ok;
+                                  if (--open == 0)
+                                      loop.quit();
+                              });
+        loop.exec();
+        return isGood;
+    }
+
+    Rate withDevices(double seconds)
+    {
+        for (const QUuid& device : m_devices) {
+            m_host.startOrder(device, QStringLiteral("listenEventsData"), {});
+            m_host.startOrder(device, QStringLiteral("listenMotorRunState"), {});
+        }
+        return measure(seconds, m_devices);
+    }
+
+    // The same two blocks of registers.
+    Rate withDriversAlone(double seconds)
+    {
+        const auto block = [](int address, int size) {
+            return QVariantMap{{QStringLiteral("register"), address},
+                               {QStringLiteral("dataSize"), size},
+                               {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")},
+                               {QStringLiteral("recurrentInterval"), c_listenInterval}};
+        };
+        for (const QUuid& driver : m_drivers) {
+            m_host.startOrder(driver, QStringLiteral("listen"), block(6201, 16));
+            m_host.startOrder(driver, QStringLiteral("listen"), block(6102, 1));
+        }
+        return measure(seconds, m_drivers);
+    }
+
+private:
+    static void runFor(double seconds)
+    {
+        QEventLoop loop;
+        QTimer::singleShot(static_cast<int>(seconds * c_millisecondsPerSecond), Qt::PreciseTimer, &loop,
+                           &QEventLoop::quit);
+        loop.exec();
+    }
+
+    Rate measure(double seconds, const QList<QUuid>& objects)
+    {
+        // The beginning, with all requests at once, is not what goes on.
+        runFor(1);
+        qint64 updates = 0;
+        const auto connection = QObject::connect(&m_host, &DHost::orderUpdated, &m_host,
+                                                 [&updates](quint64, const QVariantMap&) { ++updates; });
+        QElapsedTimer clock;
+        clock.start();
+        const double before = processorSeconds();
+        runFor(seconds);
+        const double used = processorSeconds() - before;
+        const double elapsed = static_cast<double>(clock.elapsed()) / c_millisecondsPerSecond;
+        QObject::disconnect(connection);
+        for (const QUuid& object : objects)
+            m_host.startOrder(object, QStringLiteral("stopListening"), {});
+        while (m_host.runningOrderCount() > 0)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        return {static_cast<double>(updates) / elapsed, used / elapsed};
+    }
+
+    DHost& m_host;
+    QList<QUuid> m_drivers;
+    QList<QUuid> m_devices;
+};
+
+void print(const char* what, const Rate& rate, int listeners)
+{
+    std::printf("%-16s %8.1f updates/s  %6.1f %% of what is asked for  CPU %5.1f %%\n", what, rate.updates,
+                100 * rate.updates / (listeners * c_millisecondsPerSecond / c_listenInterval),
+                100 * rate.share);
+    std::fflush(stdout);
+}
+
+int run(int devices, double seconds, int rounds)
+{
+    QProcess other;
+    other.start(QCoreApplication::applicationFilePath(),
+                {QStringLiteral("--serve"), QString::number(devices)});
+    QList<int> ports;
+    while (ports.size() < devices) {
+        if (!other.canReadLine() && !other.waitForReadyRead()) {
+            std::fprintf(stderr, "the simulated controllers did not start\n");
+            return 1;
+        }
+        while (other.canReadLine())
+            ports.append(other.readLine().trimmed().toInt());
+    }
+    int result = 0;
+    {
+        DHost host;
+        host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
+        const QStringList errors = host.configure(benchFor(ports));
+        for (const QString& error : errors)
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+        Measurement measurement(host);
+        if (!errors.isEmpty() || !measurement.identify()) {
+            std::fprintf(stderr, "not every controller could be identified\n");
+            result = 1;
+        }
+        double sumOfDevices = 0;
+        double sumOfDrivers = 0;
+        for (int round = 0; result == 0 && round < rounds; ++round) {
+            const Rate alone = measurement.withDriversAlone(seconds);
+            print("drivers alone", alone, devices * c_listenersPerDevice);
+            const Rate whole = measurement.withDevices(seconds);
+            print("devices", whole, devices * c_listenersPerDevice);
+            sumOfDevices += whole.share;
+            sumOfDrivers += alone.share;
+        }
+        if (result == 0 && sumOfDrivers > 0)
+            std::printf("CPU of devices to CPU of drivers alone: %.2f\n", sumOfDevices / sumOfDrivers);
+    }
+    other.closeWriteChannel();
+    other.waitForFinished();
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Devices that listen to events and motor state at 10 Hz: updates per second and CPU share."));
+    parser.addHelpOption();
+    const QCommandLineOption devices(QStringLiteral("devices"), QStringLiteral("How many"),
+                                     QStringLiteral("N"), QStringLiteral("32"));
+    const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Of each measurement"),
+                                     QStringLiteral("S"), QStringLiteral("10"));
+    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of both measurements"),
+                                    QStringLiteral("N"), QStringLiteral("3"));
+    QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
+                              QStringLiteral("N"));
+    served.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({devices, seconds, rounds, served});
+    parser.process(application);
+    // Connections and events by the hundred are no news here.
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
+        if (type != QtInfoMsg && type != QtDebugMsg)
+            std::fprintf(stderr, "%s\n", qPrintable(message));
+    });
+    if (parser.isSet(served))
+        return serve(parser.value(served).toInt());
+    return run(qMax(1, parser.value(devices).toInt()), qMax(1.0, parser.value(seconds).toDouble()),
+               qMax(1, parser.value(rounds).toInt()));
+}
