@@ -75,7 +75,7 @@ std::optional<TighteningLedger::State> TighteningLog::newestState(const QByteArr
 {
     const QList<QByteArray> lines = content.split('\n');
     for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
-        const std::optional<TighteningLedger::State> state = tighteningState(*it, m_layout.format);
+        std::optional<TighteningLedger::State> state = tighteningState(*it, m_layout.format);
         if (state)
             return state;
     }
