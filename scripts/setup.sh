@@ -14,7 +14,7 @@ packages=(
   libvalijson-dev        # JSON schema
   # tests
   mbpoll                 # an independent Modbus master
-  python3 python3-pymodbus  # an independent Modbus server
+  python3 python3-pymodbus python3-serial  # an independent Modbus server, and what it imports
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
 )
 

@@ -295,7 +295,8 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     const BenchEnd end = interrupted(*bench);
     QVERIFY2(end.exitCode == 0, qPrintable(end.err));
     QVERIFY2(end.err.contains("another controller answers"), qPrintable(end.err));
-    QCOMPARE(end.err.count("listening goes on"), 1);
+    // Told once at most: a link that is back before the next poll has missed nothing.
+    QVERIFY2(end.err.count("listening goes on") <= 1, qPrintable(end.err));
 }
 
 void tst_ResultsStream::withoutCounterChannel()

@@ -452,8 +452,9 @@ QString remedyFor(ExitCode code)
 {
     switch (code) {
     case ExitCode::NotConnected:
-        return QStringLiteral("nothing was sent; check the cable, the address and that the controller is on "
-                              "(\"mdc-bench list\" shows the links)");
+        return QStringLiteral(
+            "nothing was written; check the cable, the address and that the controller is on "
+            "(\"mdc-bench list\" shows the links)");
     case ExitCode::TimedOut:
         return QStringLiteral("check that the controller is on and answers to this unit id");
     case ExitCode::Refused:

@@ -8,7 +8,7 @@ const QList<ExitCodeDescription>& exitCodeDescriptions()
         {ExitCode::Usage, "wrong usage: unknown option, command, object or parameter value"},
         {ExitCode::Configuration, "the configuration is wrong"},
         {ExitCode::Plugin, "a plug-in cannot be loaded"},
-        {ExitCode::NotConnected, "the controller cannot be reached; nothing was sent"},
+        {ExitCode::NotConnected, "the controller cannot be reached or makes no sense; nothing was written"},
         {ExitCode::TimedOut, "the controller did not answer in time"},
         {ExitCode::Refused, "the controller refused"},
         {ExitCode::Uncertain, "a write was sent and not answered: it may have been done"},

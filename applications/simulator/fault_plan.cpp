@@ -104,6 +104,8 @@ const QList<FaultDescription>& faultDescriptions()
          "only the header of the answer comes (TCP: 7 bytes; serial line: unit and function)"},
         {FaultKind::CutMiddle, "cut-middle", nullptr, 0, 0,
          "the answer ends in the middle of what follows the header"},
+        {FaultKind::Short, "short", nullptr, 0, 0,
+         "the answer is a proper frame with too little in it: a register, or a byte, is missing"},
         {FaultKind::Exception, "exception", "code", 1, 255,
          "the request is not carried out and answered with this exception code"},
         {FaultKind::Close, "close", nullptr, 0, 0,

@@ -17,6 +17,7 @@ enum class FaultKind {
     Twice,
     CutHeader,
     CutMiddle,
+    Short,
     Exception,
     Close,
     Reset,

@@ -35,6 +35,59 @@ FrameScan takeRtuFrame(QByteArray& buffer, int dataSize, QByteArray* frame)
     return FrameScan::Complete;
 }
 
+void appendChecksum(QByteArray& frame)
+{
+    const quint16 sum = rtuChecksum(frame);
+    frame.append(static_cast<char>(sum & 0xFF));
+    frame.append(static_cast<char>(sum >> 8));
+}
+
+// How much of an answer's data one value is, and whether a byte count stands before the data.
+struct AnswerShape
+{
+    int valueSize = 1;
+    bool isCounted = false;
+};
+
+AnswerShape shapeOf(quint8 function)
+{
+    switch (function) {
+    case QModbusPdu::ReadHoldingRegisters:
+    case QModbusPdu::ReadInputRegisters:
+        return {2, true};
+    case QModbusPdu::ReadCoils:
+    case QModbusPdu::ReadDiscreteInputs:
+    case QModbusPdu::ReportServerId:
+        return {1, true};
+    default:
+        return {};
+    }
+}
+
+// The answer without its last value, framed as if that were all of it. An exception is left alone.
+QByteArray shortened(const QByteArray& answer, int headerSize)
+{
+    const bool isTcp = headerSize == c_tcpHeaderSize;
+    const int functionAt = isTcp ? c_tcpHeaderSize : 1;
+    QByteArray frame = isTcp ? answer : answer.left(answer.size() - 2);
+    const auto function = static_cast<quint8>(frame[functionAt]);
+    const AnswerShape shape = shapeOf(function);
+    const int dataAt = functionAt + (shape.isCounted ? 2 : 1);
+    if ((function & c_exceptionBit) != 0 || frame.size() - dataAt < shape.valueSize)
+        return answer;
+    frame.chop(shape.valueSize);
+    if (shape.isCounted)
+        frame[functionAt + 1] = static_cast<char>(frame.size() - dataAt);
+    if (isTcp) {
+        const int length = frame.size() - 6;
+        frame[4] = static_cast<char>(length >> 8);
+        frame[5] = static_cast<char>(length & 0xFF);
+    } else {
+        appendChecksum(frame);
+    }
+    return frame;
+}
+
 } // namespace
 
 FrameScan takeTcpFrame(QByteArray& buffer, QByteArray* frame)
@@ -130,9 +183,7 @@ QByteArray rtuExceptionAnswer(const QByteArray& request, quint8 code)
     QByteArray answer = request.left(c_rtuHeaderSize);
     answer[1] = static_cast<char>(static_cast<quint8>(answer[1]) | c_exceptionBit);
     answer.append(static_cast<char>(code));
-    const quint16 sum = rtuChecksum(answer);
-    answer.append(static_cast<char>(sum & 0xFF));
-    answer.append(static_cast<char>(sum >> 8));
+    appendChecksum(answer);
     return answer;
 }
 
@@ -149,6 +200,8 @@ Delivery bendAnswer(const Fault& fault, const QByteArray& answer, int headerSize
         return {answer.left(headerSize), 0, Delivery::Ending::Open};
     case FaultKind::CutMiddle:
         return {answer.left(headerSize + (answer.size() - headerSize) / 2), 0, Delivery::Ending::Open};
+    case FaultKind::Short:
+        return {shortened(answer, headerSize), 0, Delivery::Ending::Open};
     case FaultKind::Close:
         return {{}, 0, Delivery::Ending::Close};
     case FaultKind::Reset:

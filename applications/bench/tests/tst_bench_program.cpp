@@ -233,7 +233,7 @@ private Q_SLOTS:
                                      << ""
                                      << "--plugins DIR";
         QTest::newRow("5 refused") << L{"run", "getInfo", "--fault", "refuse"} << 5 << ""
-                                   << "nothing was sent";
+                                   << "nothing was written";
         QTest::newRow("5 refused before the command")
             << L{"run", "setDirection", "direction=1", "--fault", "refuse"} << 5 << ""
             << "could not be identified";
@@ -278,7 +278,7 @@ private Q_SLOTS:
             << L{"results", "--output", m_samples.filePath("absent/log")} << 1 << ""
             << "absent/log.lock cannot be made";
         QTest::newRow("5 results out of reach") << L{"results", "--fault", "refuse"} << 5 << ""
-                                                << "nothing was sent";
+                                                << "nothing was written";
         QTest::newRow("check: all is well") << L{"check"} << 0 << "errors: 0"
                                             << "";
         QTest::newRow("check: out of reach") << L{"check", "--fault", "refuse"} << 5 << "cannot be reached"

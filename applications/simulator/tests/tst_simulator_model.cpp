@@ -70,6 +70,8 @@ private Q_SLOTS:
     void exceptionAnswers();
     void bendsAnswer_data();
     void bendsAnswer();
+    void shortAnswers_data();
+    void shortAnswers();
     void deliversInOrder();
 
     void reads_data();
@@ -176,6 +178,7 @@ void TestSimulatorModel::parsesFault_data()
     QTest::newRow("twice@2/6") << FaultKind::Twice << 0 << "twice@2/0x06";
     QTest::newRow("cut-header/17") << FaultKind::CutHeader << 0 << "cut-header/0x11";
     QTest::newRow("cut-middle@1,3") << FaultKind::CutMiddle << 0 << "cut-middle@1,3";
+    QTest::newRow("short") << FaultKind::Short << 0 << "short";
     QTest::newRow("exception=2@5-7") << FaultKind::Exception << 2 << "exception=2@5-7";
     QTest::newRow("exception=0x0B@5-7,9") << FaultKind::Exception << 11 << "exception=11@5-7,9";
     QTest::newRow("close@once/0x10") << FaultKind::Close << 0 << "close@once/0x10";
@@ -206,7 +209,7 @@ void TestSimulatorModel::refusesFaultText_data()
 
     QTest::newRow("") << "no-answer, lost, late";
     QTest::newRow("slow") << "\"slow\" is not one of no-answer, lost, late, twice, cut-header, cut-middle, "
-                             "exception, close, reset, refuse, restart";
+                             "short, exception, close, reset, refuse, restart";
     QTest::newRow("Late=5") << "\"Late\" is not one of";
     QTest::newRow("late") << "\"late=ms\" from 1 to 3600000";
     QTest::newRow("late=") << "from 1 to";
@@ -510,6 +513,40 @@ void TestSimulatorModel::bendsAnswer()
     QCOMPARE(delivery.bytes, bent);
     QCOMPARE(delivery.delay, delay);
     QCOMPARE(delivery.ending, ending);
+}
+
+void TestSimulatorModel::shortAnswers_data()
+{
+    QTest::addColumn<int>("headerSize");
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QByteArray>("shortened");
+    // The check sums are another program's.
+    QTest::newRow("tcp, two registers") << c_tcpHeaderSize << bytes("0001 0000 0007 01 03 04 0011 0022")
+                                        << bytes("0001 0000 0005 01 03 02 0011");
+    QTest::newRow("tcp, one register")
+        << c_tcpHeaderSize << bytes("0001 0000 0005 01 04 02 0011") << bytes("0001 0000 0003 01 04 00");
+    QTest::newRow("tcp, coils") << c_tcpHeaderSize << bytes("0001 0000 0004 01 01 01 03")
+                                << bytes("0001 0000 0003 01 01 00");
+    QTest::newRow("tcp, write") << c_tcpHeaderSize << bytes("0001 0000 0006 01 06 1772 0003")
+                                << bytes("0001 0000 0005 01 06 1772 00");
+    QTest::newRow("tcp, identification")
+        << c_tcpHeaderSize << bytes("0001 0000 0005 01 11 02 AABB") << bytes("0001 0000 0004 01 11 01 AA");
+    QTest::newRow("tcp, exception") << c_tcpHeaderSize << bytes("0001 0000 0003 01 83 02")
+                                    << bytes("0001 0000 0003 01 83 02");
+    QTest::newRow("rtu, two registers")
+        << c_rtuHeaderSize << bytes("01 03 04 0011 0022 2A2F") << bytes("01 03 02 0011 7848");
+    QTest::newRow("rtu, write") << c_rtuHeaderSize << bytes("01 06 1772 0003 6C64")
+                                << bytes("01 06 1772 00 8DEC");
+}
+
+void TestSimulatorModel::shortAnswers()
+{
+    QFETCH(int, headerSize);
+    QFETCH(QByteArray, answer);
+    QFETCH(QByteArray, shortened);
+    const auto fault = Fault::parse(QStringLiteral("short"));
+    QVERIFY(fault.has_value());
+    QCOMPARE(bendAnswer(*fault, answer, headerSize).bytes.toHex(), shortened.toHex());
 }
 
 void TestSimulatorModel::deliversInOrder()
