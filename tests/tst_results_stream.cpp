@@ -284,6 +284,10 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     const QString serial = lines().last().value("serial").toString();
     const quint16 port = m_simulator->tcpPort();
     m_simulator.reset();
+    // The other one comes when the first has been missed: a link that is back before the next poll is
+    // no outage.
+    QString told;
+    QTRY_VERIFY((told += bench->readAllStandardError()).contains("listening goes on"));
     m_simulator =
         std::make_unique<Simulator>(sampleDeviceConfiguration(), *ControllerProfile::byName("mdc22-gen1v2"));
     m_simulator->controller().setEventCount(1);
@@ -294,9 +298,9 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     QTRY_COMPARE(textOf(lines()), QString("sequence 0; event 1; sequence 1; event 2"));
     const BenchEnd end = interrupted(*bench);
     QVERIFY2(end.exitCode == 0, qPrintable(end.err));
-    QVERIFY2(end.err.contains("another controller answers"), qPrintable(end.err));
-    // Told once at most: a link that is back before the next poll has missed nothing.
-    QVERIFY2(end.err.count("listening goes on") <= 1, qPrintable(end.err));
+    told += end.err;
+    QVERIFY2(told.contains("another controller answers"), qPrintable(told));
+    QCOMPARE(told.count("listening goes on"), 1);
 }
 
 void tst_ResultsStream::withoutCounterChannel()
