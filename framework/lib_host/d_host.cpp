@@ -7,6 +7,7 @@
 
 #include <QDebug>
 #include <QJsonArray>
+#include <QMetaMethod>
 #include <QPointer>
 #include <QThread>
 
@@ -62,6 +63,8 @@ public:
     void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
                            const QString& message) override;
     void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) override;
+    void instructionOutcome(const DOrder& caller, const QString& instruction, const QVariantMap& arguments,
+                            const DOrderOutcome& outcome) override;
     void orderRetired(DOrder& order) override;
 
     bool isOwnThread(const char* operation) const;
@@ -156,6 +159,21 @@ void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorC
 void DHost::Private::orderOutcome(const DOrder& order, const DOrderOutcome& outcome)
 {
     tellOutcome(order.orderId(), waiters.take(order.orderId()), outcome);
+}
+
+void DHost::Private::instructionOutcome(const DOrder& caller, const QString& instruction,
+                                        const QVariantMap& arguments, const DOrderOutcome& outcome)
+{
+    static const QMetaMethod c_signal = QMetaMethod::fromSignal(&DHost::instructionFinished);
+    const quint64 id = caller.orderId();
+    if (!waiters.value(id).announced || !q->isSignalConnected(c_signal))
+        return;
+    QMetaObject::invokeMethod(
+        q,
+        [host = q, id, instruction, arguments, outcome] {
+            Q_EMIT host->instructionFinished(id, instruction, arguments, outcome);
+        },
+        Qt::QueuedConnection);
 }
 
 void DHost::Private::orderRetired(DOrder& order)

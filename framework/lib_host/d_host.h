@@ -93,6 +93,10 @@ Q_SIGNALS:
     // A listening order missed a reply and goes on.
     void orderFailureReported(quint64 orderId, int errorCode, const QString& errorMessage);
     void orderFinished(quint64 orderId, const DOrderOutcome& outcome);
+    // An instruction that such an order placed has ended, and how; told before the order's handler hears
+    // of it. An order that is stopped from here comes to place its next instruction, but not to start it.
+    void instructionFinished(quint64 orderId, const QString& instruction, const QVariantMap& arguments,
+                             const DOrderOutcome& outcome);
     // Persistent properties could not be saved; what the file held is still there.
     void propertiesNotSaved(const QString& error);
 

@@ -482,6 +482,8 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
     }
     if (m_caller.isNull())
         return;
+    if (!m_caller->m_ended && m_caller->m_inFlight.contains(m_id))
+        m_keeper.instructionOutcome(*m_caller, m_commandName, m_arguments, outcome);
     if (outcome.ok) {
         m_caller->receive({m_id,
                            m_recurrent ? Delivery::Over : Delivery::Reply,

@@ -31,6 +31,9 @@ public:
     virtual void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
                                    const QString& message) = 0;
     virtual void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) = 0;
+    // The caller waits for it and hears of it after this has returned. Must not run anything at once.
+    virtual void instructionOutcome(const DOrder& caller, const QString& instruction,
+                                    const QVariantMap& arguments, const DOrderOutcome& outcome) = 0;
     // The order has ended and runs no command code any more; it is deleted from the event loop.
     virtual void orderRetired(DOrder& order) = 0;
 

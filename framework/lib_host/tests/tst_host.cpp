@@ -124,6 +124,8 @@ private Q_SLOTS:
     void stopAtTheDriver();
     void stopBeforeWorkIsDone();
     void stopBeforeTheStart();
+    void instructionsAreTold();
+    void stopBetweenInstructions();
     void callerEndsListening();
     void myself();
     void recursionIsBounded();
@@ -1087,6 +1089,73 @@ void tst_Host::stopBeforeWorkIsDone()
     QTRY_COMPARE(bench.outcomes.value(stop).results, (QVariantMap{{"stopped", 1}}));
     QTRY_VERIFY(running.isNull());
     QVERIFY(heard.isEmpty());
+}
+
+void tst_Host::instructionsAreTold()
+{
+    Replies heard;
+    QStringList told;
+    Script refuses;
+    refuses.endsByItself = true;
+    refuses.execute = [](ScriptedCommand& command) {
+        return command.failTheCommand(IMessenger::CeEcRefused, "no");
+    };
+    // "ask" is an instruction of "outer": what it asks itself is nobody's business.
+    ScriptedBench bench({{"ask", asks("driver", "read", heard)},
+                         {"outer", asks("myself", "ask", heard)},
+                         {"write", executes([](ScriptedCommand& command) {
+                              return command.place("driver", "refuse", {{"register", 7}}) != 0;
+                          })}},
+                        {{"read", answers({{"values", QVariantList{1}}})}, {"refuse", refuses}});
+    connect(bench.host.get(), &DHost::instructionFinished, this,
+            [&](quint64 order, const QString& instruction, const QVariantMap& arguments,
+                const DOrderOutcome& outcome) {
+                told.append(QString("%1 %2 %3 %4 %5")
+                                .arg(order)
+                                .arg(instruction, arguments.value("register").toString())
+                                .arg(int(outcome.errorCode))
+                                .arg(outcome.results.value("values").toList().size()));
+                QVERIFY(!bench.isFinished(order));
+            });
+    const quint64 outer = bench.start("outer");
+    QTRY_VERIFY(bench.isFinished(outer));
+    const quint64 write = bench.start("write");
+    QTRY_VERIFY(bench.isFinished(write));
+    QCOMPARE(told, (QStringList{QString("%1 ask  0 0").arg(outer),
+                                QString("%1 refuse 7 %2 0").arg(write).arg(int(IMessenger::CeEcRefused))}));
+    QVERIFY(bench.outcomes.value(outer).ok);
+}
+
+// What has ended when the stop command is sent is heard of; what its handler places then is not started.
+void tst_Host::stopBetweenInstructions()
+{
+    int started = 0;
+    int heard = 0;
+    Script write;
+    write.execute = [&started](ScriptedCommand& command) {
+        ++started;
+        return command.commandUpdateResults({{"values", QVariantList{1}}});
+    };
+    Script restore;
+    restore.stopName = "stop";
+    restore.execute = [](ScriptedCommand& command) { return command.place("driver", "write") != 0; };
+    restore.reply = [&heard](ScriptedCommand& command, quint64, const QVariantMap&) {
+        ++heard;
+        return command.place("driver", "write") != 0;
+    };
+    ScriptedBench bench({{"restore", restore}}, {{"write", write}});
+    int told = 0;
+    connect(bench.host.get(), &DHost::instructionFinished, this, [&] {
+        if (++told == 3)
+            bench.start("stop");
+    });
+    const quint64 id = bench.start("restore");
+    QTRY_VERIFY(bench.isFinished(id));
+    QCOMPARE(bench.outcomes.value(id).errorCode, IMessenger::CeEcStopped);
+    QTRY_COMPARE(bench.host->runningOrderCount(), 0);
+    QCOMPARE(started, 3);
+    QCOMPARE(heard, 3);
+    QCOMPARE(told, 3);
 }
 
 void tst_Host::stopBeforeTheStart()
