@@ -8,6 +8,7 @@ packages=(
   g++ cmake ninja-build
   qtbase5-dev            # Qt Core, Network, Test
   qtdeclarative5-dev     # Qt Qml
+  qttools5-dev qttools5-dev-tools  # translations
   libqt5serialbus5-dev   # Modbus
   libqt5serialport5-dev  # serial lines
   libcli11-dev           # command lines

@@ -4,6 +4,7 @@
 #include "applications/bench/console.h"
 #include "applications/bench/interrupt.h"
 #include "applications/bench/subcommands.h"
+#include "applications/bench/translations.h"
 #include "applications/simulator/controller_profile.h"
 #include "applications/simulator/fault_plan.h"
 
@@ -76,6 +77,7 @@ int runBench(const QStringList& arguments)
         console.error(error);
         return static_cast<int>(ExitCode::Usage);
     }
+    useLanguage(options.language);
     Interrupt interrupt;
     ExitCode code = ExitCode::Done;
     switch (options.subcommand) {

@@ -1,6 +1,7 @@
 #include "applications/bench/command_line.h"
 
 #include "applications/bench/suggestion.h"
+#include "applications/bench/translations.h"
 
 #include <CLI/CLI.hpp>
 
@@ -139,6 +140,7 @@ struct RawOptions
     std::string trace;
     std::string simulate;
     std::string format;
+    std::string language;
     std::vector<std::string> faults;
     std::string object;
     std::string command;
@@ -250,6 +252,9 @@ struct Parser
         app.add_option("--format", raw.format, "Form of the results [table; jsonl for \"results\"]")
             ->type_name("table|json|jsonl|csv")
             ->check(CLI::IsMember({"table", "json", "jsonl", "markdown", "csv"}).description(""))
+            ->group(output);
+        app.add_option("--language", raw.language, "Language of the plug-ins' texts [the system's, else en]")
+            ->type_name(availableLanguages().join(QLatin1Char('|')).toStdString())
             ->group(output);
         CLI::Option* verbose =
             app.add_flag("-v,--verbose", raw.verbose, "Tell what is done, show the whole log")->group(output);
@@ -417,6 +422,7 @@ BenchOptions toOptions(const Parser& parser)
     options.simulation = simulationOf(raw);
     options.format = outputFormatByName(QString::fromStdString(raw.format))
                          .value_or(parser.results->parsed() ? OutputFormat::JsonLines : OutputFormat::Table);
+    options.language = QString::fromStdString(raw.language);
     options.verbose = raw.verbose;
     options.quiet = raw.quiet;
     options.object = QString::fromStdString(raw.object);
@@ -453,6 +459,10 @@ BenchOptions toOptions(const Parser& parser)
 // Combinations that the parser's rules cannot tell; empty when there is nothing to complain about.
 QString contradiction(const BenchOptions& options)
 {
+    const QStringList languages = availableLanguages();
+    if (!options.language.isEmpty() && !languages.contains(options.language))
+        return QStringLiteral("there are no texts in the language \"%1\"; there are: %2")
+            .arg(options.language, languages.join(QStringLiteral(", ")));
     const bool isDemo = options.subcommand == BenchOptions::Subcommand::Demo;
     if (options.format == OutputFormat::Markdown && options.subcommand != BenchOptions::Subcommand::Commands)
         return QStringLiteral("--format markdown is for \"commands\" only");

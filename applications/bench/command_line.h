@@ -29,6 +29,8 @@ struct BenchOptions
     QStringList faults;
     Simulation simulation = Simulation::None;
     OutputFormat format = OutputFormat::Table;
+    // Of the plug-ins' texts; empty: the system's.
+    QString language;
     bool verbose = false;
     bool quiet = false;
 
