@@ -83,11 +83,9 @@ QString inconsistency(const RegisterLine& line, const BackupFile& file)
 {
     if (file.values.isEmpty() && line.position < 1)
         return QStringLiteral("position %1 is no register number").arg(line.position);
-    if (!file.values.isEmpty() && line.position != file.firstPosition + file.values.size()) {
-        return QStringLiteral("position %1 stands where %2 was expected")
-            .arg(line.position)
-            .arg(file.firstPosition + file.values.size());
-    }
+    const qint64 expected = qint64{file.firstPosition} + file.values.size();
+    if (!file.values.isEmpty() && line.position != expected)
+        return QStringLiteral("position %1 stands where %2 was expected").arg(line.position).arg(expected);
     if (line.value < 0 || line.value > c_registerMaximum)
         return QStringLiteral("%1 is no value of a register (0 to %2)")
             .arg(line.value)
@@ -178,6 +176,9 @@ QString backupFilePath(const QString& folderPath, const QString& model, const QS
 bool saveBackup(const QString& filePath, const QString& text, QString* error)
 {
     const QString path = filePath.isEmpty() ? QStringLiteral("backup.csv") : filePath;
+    // Qt would take another name in its place.
+    if (path.contains(QChar(0)))
+        return fail(error, QStringLiteral("%1: a zero character is no part of a file name").arg(path));
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
         return fail(error, QStringLiteral("%1: %2").arg(path, file.errorString()));

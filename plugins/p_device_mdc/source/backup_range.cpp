@@ -122,7 +122,8 @@ RestoreGroups restoreGroups(const QList<BackupRangeItem>& items, int firstRegist
     return result;
 }
 
-QList<int> registersToRestore(const RegisterGroups& groups, int startPreset, int endPreset, bool withExtras)
+std::optional<QList<int>> registersToRestore(const RegisterGroups& groups, int startPreset, int endPreset,
+                                             bool withExtras)
 {
     QList<int> registers;
     for (auto it = groups.cbegin(); it != groups.cend(); ++it) {
@@ -132,6 +133,8 @@ QList<int> registersToRestore(const RegisterGroups& groups, int startPreset, int
         else if (withExtras && isExtraGroup(it.key()))
             registers.append(it.value());
     }
+    if (registers.size() > c_restoreRegistersLimit)
+        return std::nullopt;
     std::sort(registers.begin(), registers.end());
     return registers;
 }

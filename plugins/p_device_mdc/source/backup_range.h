@@ -22,6 +22,8 @@ constexpr int c_backupRegistersLimit = 65535;
 // all addresses is allowed, a slip of the finger that lists two thousand million of them is not.
 constexpr int c_groupRangeLimit = 65536;
 constexpr int c_groupRegistersLimit = 1000000;
+// The most writes of one restore.
+constexpr int c_restoreRegistersLimit = 131072;
 
 // A number that int cannot hold reads as 0 and makes the item unreadable.
 struct RegisterSpan
@@ -84,8 +86,10 @@ RestoreGroups restoreGroups(const QList<BackupRangeItem>& items, int firstRegist
 
 // The registers that a restore writes, in ascending order; a register of two groups is there twice.
 // Of each group whose name is "preset" and a number from `startPreset` to `endPreset`, and, when
-// `withExtras`, of each group whose name begins with "extra".
-QList<int> registersToRestore(const RegisterGroups& groups, int startPreset, int endPreset, bool withExtras);
+// `withExtras`, of each group whose name begins with "extra". Nothing when that are more than
+// c_restoreRegistersLimit: groups overlap in a way that nobody can have meant.
+std::optional<QList<int>> registersToRestore(const RegisterGroups& groups, int startPreset, int endPreset,
+                                             bool withExtras);
 // The number N of a name "presetN"; 0 when there is none to read. Nothing for a name that is not split
 // into two parts by one leading "preset".
 std::optional<int> presetNumber(const QString& groupName);

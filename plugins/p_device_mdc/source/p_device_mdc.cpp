@@ -1,12 +1,14 @@
 #include "p_device_mdc.h"
 
 #include "be_maintenance_plugin.h"
+#include "d_cmd_backup.h"
 #include "d_cmd_getInfo.h"
 #include "d_cmd_getPresetData.h"
 #include "d_cmd_getRegister.h"
 #include "d_cmd_listenEvents.h"
 #include "d_cmd_listenMotorState.h"
 #include "d_cmd_resetAlarm.h"
+#include "d_cmd_restore.h"
 #include "d_cmd_setDirection.h"
 #include "d_cmd_setLock.h"
 #include "d_cmd_setLockScreen.h"
@@ -78,6 +80,8 @@ void PDeviceMdc::initPluginCommands()
     declareInstructionCommand(new DCmdListenEvents(this));
     declareInstructionCommand(new DCmdListenMotorRun(this));
     declareInstructionCommand(new DCmdGetPresetData(this));
+    declareInstructionCommand(new DCmdBackup(this));
+    declareInstructionCommand(new DCmdRestore(this));
     declareInstructionCommand(new DCmdResetAlarm(this));
     declareInstructionCommand(new DCmdGetRegister(this));
     Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());

@@ -3,12 +3,14 @@
 #include "fake_order.h"
 #include "log_capture.h"
 
+#include "d_cmd_backup.h"
 #include "d_cmd_getInfo.h"
 #include "d_cmd_getPresetData.h"
 #include "d_cmd_getRegister.h"
 #include "d_cmd_listenEvents.h"
 #include "d_cmd_listenMotorState.h"
 #include "d_cmd_resetAlarm.h"
+#include "d_cmd_restore.h"
 #include "d_cmd_setDirection.h"
 #include "d_cmd_setLock.h"
 #include "d_cmd_setLockScreen.h"
@@ -135,6 +137,10 @@ inline std::unique_ptr<DAbstractCommand> prototype(const QString& name, QObject*
         return std::make_unique<DCmdListenMotorRun>(parent);
     if (name == QLatin1String("getPresetData"))
         return std::make_unique<DCmdGetPresetData>(parent);
+    if (name == QLatin1String("backup"))
+        return std::make_unique<DCmdBackup>(parent);
+    if (name == QLatin1String("restoreBackup"))
+        return std::make_unique<DCmdRestore>(parent);
     if (name == QLatin1String("resetAlarm"))
         return std::make_unique<DCmdResetAlarm>(parent);
     if (name == QLatin1String("getRegister"))
@@ -146,7 +152,8 @@ inline QString sourceOf(const QString& command)
 {
     const QMap<QString, QString> c_otherNames{{"SetTriggerProgram", "setTriggerProgram"},
                                               {"listenEventsData", "listenEvents"},
-                                              {"listenMotorRunState", "listenMotorState"}};
+                                              {"listenMotorRunState", "listenMotorState"},
+                                              {"restoreBackup", "restore"}};
     return QStringLiteral("plugins/p_device_mdc/source/d_cmd_") + c_otherNames.value(command, command);
 }
 

@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <utility>
+
 // An order without a host: it takes down what its command sends and publishes.
 class FakeOrder : public QObject, public IOrder
 {
@@ -38,7 +40,11 @@ public:
         m_published.append(QStringLiteral("reply ") + typedText(reply));
         return m_open;
     }
-    bool finish(bool, IMessenger::EnErrorCode, const QString&) override { return m_open; }
+    bool finish(bool ok, IMessenger::EnErrorCode, const QString&) override
+    {
+        m_published.append(ok ? QStringLiteral("ended") : QStringLiteral("failed"));
+        return std::exchange(m_open, false);
+    }
     bool reportFailure(IMessenger::EnErrorCode, const QString&) override { return m_open; }
 
     void setOpen(bool open) { m_open = open; }
@@ -47,7 +53,8 @@ public:
     quint64 lastInstruction() const { return m_lastInstruction; }
     // "driver write {data=int:1, …} 3000", in the order of sending.
     QStringList sent() const { return m_sent; }
-    // "results {doneOk=bool:true}" or "reply {}", in the order of publishing.
+    // "results {doneOk=bool:true}" or "reply {}" in the order of publishing, "ended" or "failed" last when
+    // the command has ended its order.
     QStringList published() const { return m_published; }
 
 private:

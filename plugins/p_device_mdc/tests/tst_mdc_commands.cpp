@@ -141,6 +141,21 @@ void TestMdcCommands::declarations_data()
                                    << QStringList{"preset|int|Channel of the first gpio|invalid"}
                                    << QStringList{"presetData|varM|Return event data values|invalid"}
                                    << notStopped;
+    QTest::newRow("backup") << "Backup all mdc registers"
+                            << QStringList{"backupName|strg|Backup name|invalid",
+                                           "folderPath|strg|Folder path|invalid"}
+                            << QStringList{"filePath|strg|full path of the written file|invalid",
+                                           "doneOk|bool|backup status|invalid",
+                                           "errorMessage|strg|translated failure text|invalid"}
+                            << notStopped;
+    QTest::newRow("restoreBackup") << "Restore mdc registers"
+                                   << QStringList{"filePath|strg|Backup file path|QString:",
+                                                  "startPreset|int|Start preset|int:0",
+                                                  "endPreset|int|End preset|int:0",
+                                                  "loadControllerParams|bool|Load controller parameters|"
+                                                  "invalid"}
+                                   << QStringList{"statusData|vart|Restoring progress/status|invalid"}
+                                   << listened;
     QTest::newRow("resetAlarm") << "Set the lock state of the screwdriver Driver Lock" << QStringList{}
                                 << QStringList{} << notStopped;
     QTest::newRow("getRegister") << "Return the mesured value on GPIO pins"
@@ -193,6 +208,8 @@ void TestMdcCommands::copies_data()
     QTest::newRow("listenEventsData") << QByteArray("DCmdListenEvents");
     QTest::newRow("listenMotorRunState") << QByteArray("DCmdListenMotorRun");
     QTest::newRow("getPresetData") << QByteArray("DCmdGetPresetData");
+    QTest::newRow("backup") << QByteArray("DCmdBackup");
+    QTest::newRow("restoreBackup") << QByteArray("DCmdRestore");
     QTest::newRow("resetAlarm") << QByteArray("DCmdResetAlarm");
     QTest::newRow("getRegister") << QByteArray("DCmdGetRegister");
 }
@@ -441,6 +458,24 @@ void TestMdcCommands::executes_data()
     row("no argument", c_preset, {}, 1, CeDevice, true, false, nothing, noPreset("QVariant(Invalid)"));
     row("no entry for the version", c_preset, first, 9, CeDevice, true, false, nothing,
         {"ERROR: failure to get current preset size value"});
+
+    const QStringList askItself{"myself getInfo {} 3000"};
+    const char* const c_backup = "backup";
+    row("good", c_backup, {}, 1, CeDevice, true, true, askItself, {});
+    row("no version: it is about to be read", c_backup, {}, none, CeDevice, true, true, askItself, {});
+    row("base refuses", c_backup, {}, 1, CeDevice, false, false, nothing, {});
+    row("base refuses before the parent counts", c_backup, {}, 1, CeForeign, false, false, nothing, {});
+    row("foreign parent", c_backup, {}, 1, CeForeign, true, false, nothing,
+        {"ERROR: DCmdBackup: parent is not PDeviceMdc"});
+    row("no parent", c_backup, {}, 1, CeNoParent, true, false, nothing,
+        {"ERROR: DCmdBackup: parent is not PDeviceMdc"});
+
+    const char* const c_restore = "restoreBackup";
+    row("good", c_restore, {}, 1, CeDevice, true, true, askItself, {});
+    row("no version: it is about to be read", c_restore, {}, none, CeDevice, true, true, askItself, {});
+    row("base refuses", c_restore, {}, 1, CeDevice, false, false, nothing, {});
+    row("foreign parent does not matter", c_restore, {}, 1, CeForeign, true, true, askItself, {});
+    row("no parent does not matter", c_restore, {}, 1, CeNoParent, true, true, askItself, {});
 }
 
 void TestMdcCommands::executes()
@@ -720,6 +755,30 @@ void TestMdcCommands::replies_data()
     row("no values", c_preset, empty, true, nothing, {});
     row("failure notice", c_preset, timedOut, true, nothing, {});
     row("refused", c_preset, refused, true, nothing, {unwaited(1, 20, qPrintable(zeroWord))});
+
+    const QStringList noBackup{"results {doneOk=bool:false, errorMessage=QString:"
+                               "DCmdBackup_deviceMdc_dev_info_data_incorrect_error}",
+                               "failed"};
+    const QStringList notIdentified{"ERROR: device information is incorrect "};
+    const char* const c_backup = "backup";
+    row("no information", c_backup, empty, false, noBackup, notIdentified);
+    row("values instead", c_backup, values({1}), false, noBackup, notIdentified);
+    row("no list", c_backup, {{"deviceInformation", 5}}, false, noBackup, notIdentified);
+    row("null", c_backup, {{"deviceInformation", QVariant()}}, false, noBackup, notIdentified);
+    row("failure notice", c_backup, timedOut, false, noBackup,
+        {"ERROR: device information is incorrect no answer"});
+
+    const QStringList noRestore{"results {statusData={doneOk=int:3, message=QString:"
+                                "DCmdRestore_device_info_empty}}",
+                                "failed"};
+    const QStringList noInformation{"ERROR: device information is empty "};
+    const char* const c_restore = "restoreBackup";
+    row("no information", c_restore, empty, false, noRestore, noInformation);
+    row("values instead", c_restore, values({1}), false, noRestore, noInformation);
+    row("no list", c_restore, {{"deviceInformation", 5}}, false, noRestore, noInformation);
+    row("null", c_restore, {{"deviceInformation", QVariant()}}, false, noRestore, noInformation);
+    row("failure notice", c_restore, timedOut, false, noRestore,
+        {"ERROR: device information is empty no answer"});
 }
 
 void TestMdcCommands::replies()

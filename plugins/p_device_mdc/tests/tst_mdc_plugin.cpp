@@ -103,7 +103,8 @@ void TestMdcPlugin::commands()
 {
     const QStringList names{"getInfo",       "setDirection",  "setProgram",       "SetTriggerProgram",
                             "setLock",       "setLockScreen", "listenEventsData", "listenMotorRunState",
-                            "getPresetData", "resetAlarm",    "getRegister"};
+                            "getPresetData", "backup",        "restoreBackup",    "resetAlarm",
+                            "getRegister"};
     const QUuid uuid = QUuid::createUuid();
     const std::unique_ptr<IPlugin> instance(m_root->createInstance(uuid));
     auto* const object = dynamic_cast<DAbstractPlugin*>(instance.get());
