@@ -301,6 +301,14 @@ void tst_Configuration::refuses_data()
         << "parameters/presetDataKeysV12" << QJsonValue(QJsonArray{"torque"})
         << "/parameters/presetDataKeysV12/0"
         << "\"torque\" is not allowed; needed is an object with \"parameter_name\"";
+    QTest::newRow("backup ranges a list")
+        << "map.json"
+        << "parameters/MDgen2_config" << QJsonValue(QJsonArray{"torque"}) << "/parameters/MDgen2_config"
+        << "needed is a text that names the registers of a backup";
+    QTest::newRow("backup ranges empty")
+        << "map.json"
+        << "parameters/MDC-26_config" << QJsonValue("") << "/parameters/MDC-26_config"
+        << "\"\" is not allowed; needed is a text that names the registers";
 }
 
 void tst_Configuration::refuses()
@@ -452,6 +460,8 @@ void tst_Configuration::acceptsParameters_data()
     QTest::newRow("unknown name") << "eventDataKeysX" << QJsonValue(5);
     QTest::newRow("known name inside") << "myEventDataKeys" << QJsonValue(true);
     QTest::newRow("suffix without a number") << "eventDataKeysV" << QJsonValue("text");
+    QTest::newRow("backup ranges") << "MDgen2_config" << QJsonValue("\"backup_range\": [1-2040];");
+    QTest::newRow("backup ranges, other name") << "MDgen2_configuration" << QJsonValue(5);
 }
 
 void tst_Configuration::acceptsParameters()
