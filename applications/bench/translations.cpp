@@ -51,7 +51,7 @@ QString bestLanguage(const QStringList& preferred)
     const QStringList available = availableLanguages();
     for (const QString& name : preferred) {
         // "fr-CA" of QLocale, "fr_CA" of the environment.
-        const QString language =
+        QString language =
             QString(name).replace(QLatin1Char('-'), QLatin1Char('_')).section(QLatin1Char('_'), 0, 0);
         if (available.contains(language))
             return language;
