@@ -1,7 +1,9 @@
 #include "applications/bench/bench_session.h"
 #include "applications/bench/command_requirements.h"
+#include "applications/bench/range_check.h"
 #include "applications/bench/result_writer.h"
 #include "applications/bench/subcommands.h"
+#include "plugins/p_device_mdc/source/device_information.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_utilities/version.h>
@@ -192,6 +194,19 @@ std::optional<int> reportIdentification(Report& report, BenchSession& session, D
     return generation;
 }
 
+// By which name an identified device's configuration is looked up; empty for a model without a text.
+QString configurationNameOf(const DAbstractPlugin& device, int generation)
+{
+    // The firmware as one number, 4012 of "4.01.2".
+    const int firmware = device.getProperty(QStringLiteral("version"), QVariant(0)).toInt();
+    DeviceInformation information;
+    information.controllerModel =
+        device.getProperty(QStringLiteral("controllerModel"), QVariant()).toString();
+    information.version = QString::number(firmware / 1000);
+    information.softwareVersion = generation;
+    return configurationModelName(information).value_or(QString());
+}
+
 } // namespace
 
 ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& interrupt)
@@ -249,9 +264,13 @@ ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& inte
         if (interrupt.requested())
             break;
         const std::optional<int> generation = reportIdentification(report, session, *device);
+        const QJsonObject configuration = session.describe(*device).configuration;
+        std::optional<QString> name;
+        if (generation)
+            name = configurationNameOf(*device, *generation);
         const QList<Finding> findings =
-            checkRequirements(commandRequirements(), device->commandNames(),
-                              session.describe(*device).configuration, generation);
+            checkRequirements(commandRequirements(), device->commandNames(), configuration, generation) +
+            checkRanges(device->commandNames(), configuration, name);
         for (const Finding& finding : findings)
             report.add(finding);
     }
