@@ -20,6 +20,14 @@ if(MDC_SANITIZE)
     target_link_options(mdc_options INTERFACE -fsanitize=address,undefined)
 endif()
 
+if(MDC_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        message(FATAL_ERROR "MDC_FUZZ needs clang: configure with the preset \"fuzz\"")
+    endif()
+    target_compile_options(mdc_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(mdc_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 set(MDC_FRAMEWORK_DIRECTORY ${PROJECT_SOURCE_DIR}/framework)
 
 # mdc_add_framework_library(<name> SOURCES … LINK …)
@@ -85,4 +93,22 @@ function(mdc_add_test name)
         TIMEOUT ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=1;UBSAN_OPTIONS=print_stacktrace=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp")
+endfunction()
+
+# mdc_add_fuzz_target(<name> SOURCES … LINK … CORPUS <folder>)
+# A program around LLVMFuzzerTestOneInput. With MDC_FUZZ libFuzzer drives it; otherwise it is a test that
+# runs the files of the corpus folder and changes of them.
+function(mdc_add_fuzz_target name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/fuzz)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Core mdc_options)
+    if(MDC_FUZZ)
+        target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    else()
+        target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp)
+        add_test(NAME ${name} COMMAND ${name} ${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS})
+        set_tests_properties(${name} PROPERTIES TIMEOUT 120)
+    endif()
 endfunction()
