@@ -290,7 +290,7 @@ bool BenchSession::isSettled(const DAbstractPlugin& driver) const
 }
 
 OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command, const QVariantMap& arguments,
-                                int timeout, const UpdateHandler& onUpdate, int duration)
+                                const OrderTerms& terms)
 {
     const DAbstractCommand* const prototype = plugin.commandPrototype(command);
     const QString stopName = prototype == nullptr ? QString() : prototype->stopCommandName();
@@ -315,13 +315,13 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     };
     // Queued signals: none of them comes before startOrder has returned the identifier.
     connect(&m_host, &DHost::orderUpdated, &loop,
-            [this, &id, &onUpdate, &outage, &isStopped, &stop](quint64 order, const QVariantMap& results) {
+            [this, &id, &terms, &outage, &isStopped, &stop](quint64 order, const QVariantMap& results) {
                 if (order != id || isStopped)
                     return;
                 const QString news = outage.answered();
                 if (!news.isEmpty())
                     m_console.warning(news);
-                if (onUpdate && !onUpdate(results))
+                if (terms.onUpdate && !terms.onUpdate(results))
                     stop();
             });
     connect(&m_host, &DHost::orderFailureReported, &loop,
@@ -337,15 +337,28 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
                 end.outcome = outcome;
                 loop.quit();
             });
-    connect(&m_interrupt, &Interrupt::interrupted, &loop, [&wasInterrupted, &stop] {
+    if (terms.onInstruction || terms.stopsBetweenInstructions) {
+        connect(&m_host, &DHost::instructionFinished, &loop,
+                [&](quint64 order, const QString& instruction, const QVariantMap& itsArguments,
+                    const DOrderOutcome& outcome) {
+                    if (order != id)
+                        return;
+                    if (terms.onInstruction)
+                        terms.onInstruction(instruction, itsArguments, outcome);
+                    if (wasInterrupted && !isStopped)
+                        stop();
+                });
+    }
+    connect(&m_interrupt, &Interrupt::interrupted, &loop, [&wasInterrupted, &terms, &stop] {
         wasInterrupted = true;
-        stop();
+        if (!terms.stopsBetweenInstructions)
+            stop();
     });
-    id = m_host.startOrder(uuid, command, arguments, timeout);
+    id = m_host.startOrder(uuid, command, arguments, terms.timeout);
     if (wasInterrupted)
         stop();
-    if (duration > 0 && !stopName.isEmpty())
-        QTimer::singleShot(duration, Qt::PreciseTimer, &loop, [&stop, &isStopped] {
+    if (terms.duration > 0 && !stopName.isEmpty())
+        QTimer::singleShot(terms.duration, Qt::PreciseTimer, &loop, [&stop, &isStopped] {
             if (!isStopped)
                 stop();
         });

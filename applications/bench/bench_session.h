@@ -27,6 +27,24 @@ struct BenchProblem
     QString hint = QString(); // what to do; may be empty
 };
 
+// How an order is run, besides what it is.
+struct OrderTerms
+{
+    // Of a listening order. False when it has seen enough: the stop command is sent and no further
+    // update handed on.
+    using UpdateHandler = std::function<bool(const QVariantMap& results)>;
+    // Each instruction of the order that has ended.
+    using InstructionHandler = std::function<void(const QString& instruction, const QVariantMap& arguments,
+                                                  const DOrderOutcome& outcome)>;
+
+    int timeout = 0; // ms of the whole order, 0 for no bound
+    UpdateHandler onUpdate = {};
+    int duration = 0; // ms after which a listening order is stopped, 0 for no bound
+    InstructionHandler onInstruction = {};
+    // On Ctrl-C the instruction under way comes to its end before the order is stopped.
+    bool stopsBetweenInstructions = false;
+};
+
 // How an order ended at the bench.
 struct OrderEnd
 {
@@ -75,15 +93,11 @@ public:
     // Until each link is up or its first attempt has failed, `milliseconds` at most.
     void waitForLinks(int milliseconds);
 
-    // Of a listening order. False when it has seen enough: the stop command is sent and no further
-    // update handed on.
-    using UpdateHandler = std::function<bool(const QVariantMap& results)>;
     // Runs one order to its end. Ctrl-C sends the stop command to a listening order, which then ends
-    // as it does otherwise; any other order is stopped and its code is Interrupted. A listening order is
-    // stopped after `duration` ms as well, 0 for no such bound; that the controller does not answer it
-    // is told once, and that it answers again.
+    // as it does otherwise; any other order is stopped and its code is Interrupted. That the controller
+    // does not answer a listening order is told once, and that it answers again.
     OrderEnd runOrder(DAbstractPlugin& plugin, const QString& command, const QVariantMap& arguments,
-                      int timeout = 0, const UpdateHandler& onUpdate = {}, int duration = 0);
+                      const OrderTerms& terms = {});
     // Runs "getInfo" with the object's configured "reference": the commands that read the register
     // map choose it by the generation found here.
     OrderEnd identify(DAbstractPlugin& plugin);

@@ -10,6 +10,7 @@
 #ifdef Q_OS_WIN
 #include <io.h>
 #else
+#include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
@@ -58,6 +59,7 @@ void write(FILE* stream, const QByteArray& bytes)
 Console::Console(bool verbose, bool quiet)
     : m_verbose(verbose)
     , m_quiet(quiet)
+    , m_errorTerminal(isTerminal(stderr))
     , m_outColour(wantsColour(stdout))
     , m_errorColour(wantsColour(stderr))
     , m_previousHandler(qInstallMessageHandler(&Console::handleLogMessage))
@@ -67,6 +69,7 @@ Console::Console(bool verbose, bool quiet)
 
 Console::~Console()
 {
+    clearProgress();
     tellRepeats();
     qInstallMessageHandler(m_previousHandler);
     s_console = nullptr;
@@ -74,11 +77,13 @@ Console::~Console()
 
 void Console::out(const QString& text)
 {
+    clearProgress();
     write(stdout, text.toUtf8());
 }
 
 void Console::out(const QByteArray& utf8)
 {
+    clearProgress();
     write(stdout, utf8);
 }
 
@@ -110,6 +115,37 @@ void Console::note(const QString& text)
         message({}, Tint::None, text);
 }
 
+void Console::progress(const QString& text)
+{
+    if (m_quiet)
+        return;
+    if (!m_errorTerminal) {
+        message({}, Tint::None, text);
+        return;
+    }
+    // Blanks and no control sequence: every terminal knows them.
+    write(stderr, QStringLiteral("\r%1").arg(text.leftJustified(m_progressLength)).toUtf8());
+    m_progressLength = text.size();
+}
+
+void Console::clearProgress()
+{
+    const int length = std::exchange(m_progressLength, 0);
+    if (length > 0)
+        write(stderr, QByteArray("\r") + QByteArray(length, ' ') + "\r");
+}
+
+int Console::errorColumns()
+{
+    constexpr int c_commonColumns = 80;
+#ifndef Q_OS_WIN
+    winsize size{};
+    if (ioctl(fileno(stderr), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+#endif
+    return c_commonColumns;
+}
+
 void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
     Q_UNUSED(context)
@@ -137,6 +173,7 @@ void Console::tellRepeats()
 
 void Console::message(const QString& kind, Tint tint, const QString& text)
 {
+    clearProgress();
     tellRepeats();
     write(stderr, QStringLiteral("mdc-bench: %1%2\n")
                       .arg(m_errorColour ? withColour(kind, tint) : kind, text)

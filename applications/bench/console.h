@@ -29,6 +29,14 @@ public:
 
     bool verbose() const { return m_verbose; }
 
+    // Progress goes to standard error: on a terminal it stays on one line, which the next text of any
+    // kind wipes out; else it is a line like the others. Not when quiet.
+    void progress(const QString& text);
+    void clearProgress();
+    bool isErrorTerminal() const { return m_errorTerminal; }
+    // Of the terminal; a common number when it does not tell.
+    static int errorColumns();
+
 private:
     static void handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message);
     void message(const QString& kind, Tint tint, const QString& text);
@@ -37,6 +45,8 @@ private:
 
     bool m_verbose;
     bool m_quiet;
+    bool m_errorTerminal;
+    int m_progressLength = 0; // characters of progress that stand on the terminal
     bool m_outColour;
     bool m_errorColour;
     QString m_lastLogLine;

@@ -175,7 +175,7 @@ ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interr
         return options.count == 0 || updates < options.count;
     };
     const OrderEnd end =
-        session.runOrder(*plugin, command, arguments.values, options.timeout, onUpdate, options.duration);
+        session.runOrder(*plugin, command, arguments.values, {options.timeout, onUpdate, options.duration});
     const QList<NamedValue> values =
         isListening ? QList<NamedValue>() : ordered(end.outcome.results, prototype);
     writer.results(values);
