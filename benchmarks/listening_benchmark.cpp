@@ -1,8 +1,8 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/tightening_cycles.h"
+#include "benchmarks/served_controllers.h"
 
-#include <lib_host/configuration.h>
 #include <lib_host/d_host.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -10,18 +10,11 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QJsonArray>
-#include <QProcess>
-#include <QSet>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <QUuid>
 
 #include <cstdio>
-#include <memory>
 #include <sys/resource.h>
-#include <unistd.h>
-#include <vector>
 
 // Devices that each listen to events and to the motor at 10 Hz, all in this process, against simulated
 // controllers in another one. Prints the updates per second and the share of one processor that this
@@ -36,11 +29,6 @@ constexpr int c_listenersPerDevice = 2;
 constexpr int c_identifyTimeout = 20000;
 constexpr int c_tighteningInterval = 1000;
 
-QJsonObject sampleBench()
-{
-    return loadConfiguration(QStringLiteral(":/configurations/bench.json")).configuration;
-}
-
 double processorSeconds()
 {
     struct rusage usage = {};
@@ -49,56 +37,6 @@ double processorSeconds()
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / c_microsecondsPerSecond;
     };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-// The other process: prints one port per line and ends when its standard input does.
-int serve(int count)
-{
-    const QJsonObject device = sampleBench().value(QLatin1String("objects")).toArray().at(1).toObject();
-    std::vector<std::unique_ptr<Simulator>> simulators;
-    for (int i = 0; i < count; ++i) {
-        simulators.push_back(
-            std::make_unique<Simulator>(device.value(QLatin1String("configuration")).toObject(),
-                                        *ControllerProfile::byName(QStringLiteral("mdc32-gen2"))));
-        if (!simulators.back()->listenTcp())
-            return 1;
-        simulators.back()->controller().setValue(QStringLiteral("currentPreset"), 1);
-        simulators.back()->tightening().start(c_tighteningInterval);
-        std::printf("%d\n", simulators.back()->tcpPort());
-    }
-    std::fflush(stdout);
-    QSocketNotifier end(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&end, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    return QCoreApplication::exec();
-}
-
-QString newId()
-{
-    return QUuid::createUuid().toString();
-}
-
-// A driver and a device per port.
-QJsonObject benchFor(const QList<int>& ports)
-{
-    const QJsonArray sample = sampleBench().value(QLatin1String("objects")).toArray();
-    QJsonArray objects;
-    for (const int port : ports) {
-        QJsonObject driver = sample.at(0).toObject();
-        QJsonObject device = sample.at(1).toObject();
-        driver.insert(QStringLiteral("id"), newId());
-        driver.insert(QStringLiteral("name"), QStringLiteral("driver %1").arg(port));
-        driver.insert(QStringLiteral("configuration"),
-                      QJsonObject{{QStringLiteral("transport"), QStringLiteral("tcp")},
-                                  {QStringLiteral("port"), port}});
-        device.insert(QStringLiteral("id"), newId());
-        device.insert(QStringLiteral("name"), QStringLiteral("device %1").arg(port));
-        device.insert(QStringLiteral("driver"), driver.value(QLatin1String("id")));
-        objects.append(driver);
-        objects.append(device);
-    }
-    QJsonObject bench = sampleBench();
-    bench.insert(QStringLiteral("objects"), objects);
-    return bench;
 }
 
 struct Rate
@@ -207,23 +145,14 @@ void print(const char* what, const Rate& rate, int listeners)
 
 int run(int devices, double seconds, int rounds)
 {
-    QProcess other;
-    other.start(QCoreApplication::applicationFilePath(),
-                {QStringLiteral("--serve"), QString::number(devices)});
-    QList<int> ports;
-    while (ports.size() < devices) {
-        if (!other.canReadLine() && !other.waitForReadyRead()) {
-            std::fprintf(stderr, "the simulated controllers did not start\n");
-            return 1;
-        }
-        while (other.canReadLine())
-            ports.append(other.readLine().trimmed().toInt());
-    }
+    const ServedControllers controllers(devices);
+    if (controllers.ports().isEmpty())
+        return 1;
     int result = 0;
     {
         DHost host;
         host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-        const QStringList errors = host.configure(benchFor(ports));
+        const QStringList errors = host.configure(benchFor(controllers.ports()));
         for (const QString& error : errors)
             std::fprintf(stderr, "%s\n", qPrintable(error));
         Measurement measurement(host);
@@ -244,8 +173,6 @@ int run(int devices, double seconds, int rounds)
         if (result == 0 && sumOfDrivers > 0)
             std::printf("CPU of devices to CPU of drivers alone: %.2f\n", sumOfDevices / sumOfDrivers);
     }
-    other.closeWriteChannel();
-    other.waitForFinished();
     return result;
 }
 
@@ -269,13 +196,12 @@ int main(int argc, char** argv)
     served.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({devices, seconds, rounds, served});
     parser.process(application);
-    // Connections and events by the hundred are no news here.
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
-        if (type != QtInfoMsg && type != QtDebugMsg)
-            std::fprintf(stderr, "%s\n", qPrintable(message));
-    });
+    quietLog();
     if (parser.isSet(served))
-        return serve(parser.value(served).toInt());
+        return serveControllers(parser.value(served).toInt(), [](Simulator& simulator) {
+            simulator.controller().setValue(QStringLiteral("currentPreset"), 1);
+            simulator.tightening().start(c_tighteningInterval);
+        });
     return run(qMax(1, parser.value(devices).toInt()), qMax(1.0, parser.value(seconds).toDouble()),
                qMax(1, parser.value(rounds).toInt()));
 }

@@ -13,6 +13,7 @@ packages=(
   libqt5serialport5-dev  # serial lines
   libcli11-dev           # command lines
   libvalijson-dev        # JSON schema
+  libmodbus-dev pkg-config  # what the benchmarks compare with
   # tests
   mbpoll                 # an independent Modbus master
   python3 python3-pymodbus python3-serial  # an independent Modbus server, and what it imports
