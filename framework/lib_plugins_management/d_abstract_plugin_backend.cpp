@@ -250,7 +250,9 @@ void DAbstractPluginBackend::release(const Treatment& treatment, const DOrderOut
     else if (!treatment.commandName.isEmpty())
         qWarning().noquote() << objectName() << ": treatment" << treatment.index << treatment.commandName
                              << "failed:" << outcome.errorMessage;
-    // The reply may have closed the page.
+    // The reply, or who hears of the end, may have closed the page.
+    if (!self.isNull())
+        Q_EMIT treatmentEnded(treatment.index, treatment.commandName, outcome);
     if (!self.isNull())
         Q_EMIT treatmentReleased(treatment.index, treatment.commandName, outcome.ok);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <lib_plugins_management/fast_delegate.h>
+#include <lib_plugins_management/i_host.h>
 #include <lib_plugins_management/i_messenger.h>
 #include <lib_plugins_management/lib_plugins_management_global.h>
 
@@ -13,8 +14,6 @@
 #include <QVariantMap>
 
 class DAbstractPlugin;
-class IHost;
-struct DOrderOutcome;
 
 // Base of the object behind a maintenance page: it finds the page's device instance by `objectId`
 // in the running host, runs that instance's commands one treatment at a time, and follows the
@@ -77,6 +76,8 @@ Q_SIGNALS:
     void abstractBackendInitialized();
     // The treatment has left the queue; `ok` tells whether its command succeeded.
     void treatmentReleased(int index, const QString& commandName, bool ok);
+    // Just before it: how the order ended, for whoever tells a person what has failed and why.
+    void treatmentEnded(int index, const QString& commandName, const DOrderOutcome& outcome);
 
 private:
     struct Treatment

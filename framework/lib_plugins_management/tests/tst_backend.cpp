@@ -192,12 +192,23 @@ void tst_Backend::releaseOfFailures()
     host.add(c_device);
     const auto backend = completeBackend();
     QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
+    QStringList ends;
+    connect(backend.get(), &DAbstractPluginBackend::treatmentEnded, backend.get(),
+            [&](int index, const QString& command, const DOrderOutcome& outcome) {
+                QVERIFY(released.isEmpty());
+                ends.append(QString("%1 %2 %3 %4 %5")
+                                .arg(index)
+                                .arg(command)
+                                .arg(outcome.errorCode)
+                                .arg(outcome.errorMessage, outcome.results.keys().join(' ')));
+            });
     backend->queueTreatment(3, "setLock", {});
     QTRY_COMPARE(host.runs.size(), 1);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("setLock.*too late"));
     host.endFirst(false, {{"doneOk", false}});
     QVERIFY(backend->applied.isEmpty());
     QCOMPARE(released.first(), (QVariantList{3, "setLock", false}));
+    QCOMPARE(ends, QStringList(QString("3 setLock %1 too late doneOk").arg(IMessenger::CeEcTimeout)));
     QVERIFY(!backend->hasPendingTreatments());
 }
 
