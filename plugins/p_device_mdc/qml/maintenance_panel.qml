@@ -334,6 +334,8 @@ BasePanelMaintenance {
                                 objectName: idFrameChannelText.objectName + ".idChannelText"
                                 anchors.centerIn: parent
                                 font: Style.fontLabel
+                                // Nothing has been read yet: no value to show.
+                                visible: idChannelItem.channelValue !== undefined
                                 text: String(idChannelItem.channelValue)
                             }
                         }
