@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr int c_lastAddress = 0xFFFF;
+
 const FaultDescription& description(FaultKind kind)
 {
     const QList<FaultDescription>& all = faultDescriptions();
@@ -32,19 +34,34 @@ std::optional<int> number(const QString& text, int minimum, int maximum)
     return value;
 }
 
+// "7" or "5-7".
+std::optional<Fault::Range> parseRange(const QString& text, int minimum, int maximum)
+{
+    const int dash = static_cast<int>(text.indexOf(QLatin1Char('-')));
+    const auto first = number(text.left(dash), minimum, maximum);
+    const auto last = dash < 0 ? first : number(text.mid(dash + 1), minimum, maximum);
+    if (!first || !last || *last < *first)
+        return std::nullopt;
+    return Fault::Range{*first, *last};
+}
+
 std::optional<QList<Fault::Range>> parseRequests(const QString& text)
 {
     QList<Fault::Range> ranges;
     const QStringList parts = text.split(QLatin1Char(','));
     for (const QString& part : parts) {
-        const int dash = static_cast<int>(part.indexOf(QLatin1Char('-')));
-        const auto first = number(part.left(dash), 1, std::numeric_limits<int>::max());
-        const auto last = dash < 0 ? first : number(part.mid(dash + 1), 1, std::numeric_limits<int>::max());
-        if (!first || !last || *last < *first)
+        const auto range = parseRange(part, 1, std::numeric_limits<int>::max());
+        if (!range)
             return std::nullopt;
-        ranges.append({*first, *last});
+        ranges.append(*range);
     }
     return ranges;
+}
+
+QString toText(Fault::Range range)
+{
+    return range.first == range.last ? QString::number(range.first)
+                                     : QStringLiteral("%1-%2").arg(range.first).arg(range.last);
 }
 
 QString allowedNames()
@@ -74,12 +91,6 @@ bool isOver(const Fault& fault, int seen)
                            [seen](Fault::Range range) { return range.last <= seen; });
     }
     return false;
-}
-
-// A lasting refusal has no request to wait for: it refuses the connections that requests would come over.
-bool refusesAtOnce(const Fault& fault)
-{
-    return fault.kind == FaultKind::Refuse && fault.when == Fault::When::Always && !fault.function;
 }
 
 bool strikes(const Fault& fault, int seen)
@@ -126,11 +137,12 @@ const QList<FaultDescription>& faultDescriptions()
 std::optional<Fault> Fault::parse(const QString& text, QString* error)
 {
     static const QRegularExpression form(
-        QStringLiteral("^([^=@/]*)(=([^=@/]*))?(@([^=@/]*))?(/([^=@/]*))?$"));
+        QStringLiteral("^([^=@/#]*)(=([^=@/#]*))?(@([^=@/#]*))?(/([^=@/#]*))?(#([^=@/#]*))?$"));
     const QRegularExpressionMatch match = form.match(text);
     if (!match.hasMatch()) {
-        return failed(error, QStringLiteral("\"%1\" is no fault: it reads name[=value][@when][/function], as "
-                                            "\"late=4000@3\" or \"exception=2@once/0x06\"")
+        return failed(error, QStringLiteral(
+                                 "\"%1\" is no fault: it reads name[=value][@when][/function][#register], as "
+                                 "\"late=4000@3\" or \"exception=2@once/0x06#117\"")
                                  .arg(text));
     }
 
@@ -188,6 +200,16 @@ std::optional<Fault> Fault::parse(const QString& text, QString* error)
         }
         fault.function = static_cast<quint8>(*function);
     }
+
+    if (match.capturedStart(8) >= 0) {
+        fault.registers = parseRange(match.captured(9), 0, c_lastAddress);
+        if (!fault.registers) {
+            return failed(
+                error, QStringLiteral("\"%1\": what follows \"#\" is a register from 0 to 65535, as \"117\", "
+                                      "or from one to another, as \"100-199\"")
+                           .arg(text));
+        }
+    }
     return fault;
 }
 
@@ -201,22 +223,34 @@ QString Fault::toText() const
         text += QStringLiteral("@once");
     } else if (when == When::AtRequests) {
         QStringList parts;
-        for (const Range& range : requests) {
-            parts.append(range.first == range.last
-                             ? QString::number(range.first)
-                             : QStringLiteral("%1-%2").arg(range.first).arg(range.last));
-        }
+        for (const Range& range : requests)
+            parts.append(::toText(range));
         text += QLatin1Char('@') + parts.join(QLatin1Char(','));
     }
     if (function)
         text += QStringLiteral("/0x%1").arg(*function, 2, 16, QLatin1Char('0'));
+    if (registers)
+        text += QLatin1Char('#') + ::toText(*registers);
     return text;
+}
+
+bool Fault::concerns(quint8 requestFunction, const std::optional<TouchedRegisters>& touched) const
+{
+    if (function && *function != requestFunction)
+        return false;
+    return !registers || (touched && touched->first <= registers->last &&
+                          registers->first < touched->first + touched->count);
+}
+
+bool Fault::refusesAtOnce() const
+{
+    return kind == FaultKind::Refuse && when == When::Always && !function && !registers;
 }
 
 void FaultPlan::add(const Fault& fault)
 {
     m_entries.append({fault, 0});
-    if (refusesAtOnce(fault))
+    if (fault.refusesAtOnce())
         setRefusing(true);
 }
 
@@ -242,15 +276,13 @@ QList<Fault> FaultPlan::faults() const
     return result;
 }
 
-std::optional<Fault> FaultPlan::next(quint8 function)
+std::optional<Fault> FaultPlan::next(quint8 function, const std::optional<TouchedRegisters>& touched)
 {
     ++m_requestCount;
     std::optional<Fault> hit;
     for (Entry& entry : m_entries) {
         const Fault& fault = entry.fault;
-        if (fault.function && *fault.function != function)
-            continue;
-        if (refusesAtOnce(fault))
+        if (fault.refusesAtOnce() || !fault.concerns(function, touched))
             continue;
         // A one-shot that stands behind another fault waits for a request of its own.
         if (hit && fault.when == Fault::When::Once)
@@ -266,7 +298,7 @@ std::optional<Fault> FaultPlan::next(quint8 function)
                     m_entries.end());
     if (hit) {
         ++m_hitCount;
-        m_hits.append({m_requestCount, function, *hit});
+        m_hits.append({m_requestCount, function, touched, *hit});
         if (m_hits.size() > c_maximumHits)
             m_hits.removeFirst();
         if (hit->kind == FaultKind::Refuse)

@@ -25,6 +25,13 @@ enum class FaultKind {
     Restart
 };
 
+// The registers, or bits, that a request reads or writes.
+struct TouchedRegisters
+{
+    int first = 0;
+    int count = 0; // from 1
+};
+
 // One misbehaviour and the requests it hits.
 struct Fault
 {
@@ -44,13 +51,23 @@ struct Fault
     // Milliseconds or an exception code, see faultDescriptions(); 0 for kinds without a value.
     int value = 0;
     When when = When::Always;
-    // Counted from the moment the fault is added, and only the requests that `function` lets through.
+    // Counted from the moment the fault is added, and only the requests that `function` and `registers`
+    // let through.
     QList<Range> requests;
     // Only requests with this function code.
     std::optional<quint8> function;
+    // Only requests that read or write one of these addresses, 0 to 65535.
+    std::optional<Range> registers;
 
-    // name[=value][@when][/function]: "no-answer", "late=4000@3", "exception=2@5-7,9", "close@once",
-    // "twice@2/0x06". Empty with a text that names what is allowed when that does not read so.
+    // Whether such a request counts for this fault. `touched`: nothing for a request that has no address.
+    bool concerns(quint8 requestFunction, const std::optional<TouchedRegisters>& touched) const;
+    // A lasting refusal of everybody has no request to wait for: it refuses the connections that requests
+    // would come over.
+    bool refusesAtOnce() const;
+
+    // name[=value][@when][/function][#register]: "no-answer", "late=4000@3", "exception=2@5-7,9",
+    // "close@once", "twice@2/0x06", "exception=2@once/0x06#117", "restart=500#100-199". Empty with a text
+    // that names what is allowed when that does not read so.
     static std::optional<Fault> parse(const QString& text, QString* error = nullptr);
     // The same form; parse(toText()) gives the fault again.
     QString toText() const;
@@ -78,6 +95,7 @@ public:
     {
         qint64 request = 0; // number of the request, from 1
         quint8 function = 0;
+        std::optional<TouchedRegisters> registers;
         Fault fault;
     };
     // The newest hits that hits() keeps.
@@ -92,7 +110,7 @@ public:
 
     // Counts a request and says which fault hits it: the first added of those that match. Faults
     // behind it count the request too.
-    std::optional<Fault> next(quint8 function);
+    std::optional<Fault> next(quint8 function, const std::optional<TouchedRegisters>& touched = std::nullopt);
     // Whether new connections are refused: a lasting "refuse" was added, or one was hit.
     bool isRefusing() const { return m_refusing; }
 

@@ -88,6 +88,7 @@ int run(const SimulatorOptions& options)
     simulator.setUnitId(options.unitId);
     simulator.controller().setMotorRunning(options.motorRunning);
     simulator.controller().raiseAlarm(options.alarm);
+    simulator.controller().setTorqueUnit(options.torqueUnit);
     simulator.controller().setEventCount(options.eventCount);
     if (options.tighteningInterval > 0)
         simulator.tightening().start(options.tighteningInterval);

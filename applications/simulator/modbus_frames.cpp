@@ -168,6 +168,34 @@ quint16 rtuChecksum(const QByteArray& bytes)
     return sum;
 }
 
+std::optional<TouchedRegisters> touchedRegisters(const QByteArray& pdu)
+{
+    constexpr int c_addressOffset = 1;
+    constexpr int c_countOffset = 3;
+    if (pdu.size() < c_countOffset + 2)
+        return std::nullopt;
+    int count = 0;
+    switch (static_cast<quint8>(pdu[0])) {
+    case QModbusPdu::ReadCoils:
+    case QModbusPdu::ReadDiscreteInputs:
+    case QModbusPdu::ReadHoldingRegisters:
+    case QModbusPdu::ReadInputRegisters:
+    case QModbusPdu::WriteMultipleCoils:
+    case QModbusPdu::WriteMultipleRegisters:
+        count = word(pdu, c_countOffset);
+        break;
+    case QModbusPdu::WriteSingleCoil:
+    case QModbusPdu::WriteSingleRegister:
+        count = 1;
+        break;
+    default:
+        break;
+    }
+    if (count == 0)
+        return std::nullopt;
+    return TouchedRegisters{word(pdu, c_addressOffset), count};
+}
+
 QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code)
 {
     QByteArray answer = request.left(c_tcpHeaderSize + 1);

@@ -6,6 +6,8 @@
 #include <QList>
 #include <QtGlobal>
 
+#include <optional>
+
 // Modbus frames as bytes: cutting them out of a stream and bending them. Pure.
 
 enum class FrameScan {
@@ -31,6 +33,10 @@ FrameScan takeRtuResponse(QByteArray& buffer, QByteArray* frame);
 bool isKnownFunction(quint8 function);
 
 quint16 rtuChecksum(const QByteArray& bytes);
+
+// What a request (function code and data) reads or writes. Nothing for a function that has no address or
+// that the controller does not carry out, and for a request that is too short to say.
+std::optional<TouchedRegisters> touchedRegisters(const QByteArray& pdu);
 
 // The answer that refuses `request` with an exception code.
 QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code);

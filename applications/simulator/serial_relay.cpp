@@ -72,7 +72,9 @@ void SerialRelay::handleRequest(const QByteArray& frame)
     // What is meant for another unit does not count.
     if (unit != m_context.unitId)
         return;
-    const auto fault = m_context.plan->next(function);
+    // Without unit and check sum.
+    const QByteArray pdu = frame.mid(1, frame.size() - 3);
+    const auto fault = m_context.plan->next(function, touchedRegisters(pdu));
     if (fault) {
         m_context.message(faultMessage(*m_context.plan, function, *fault));
         if (fault->kind == FaultKind::Lost || fault->kind == FaultKind::Refuse)
@@ -83,7 +85,7 @@ void SerialRelay::handleRequest(const QByteArray& frame)
         }
         if (fault->kind == FaultKind::Exception) {
             const auto code = static_cast<quint8>(fault->value);
-            m_context.refused(QStringLiteral("rtu"), frame.mid(1, frame.size() - 3), code);
+            m_context.refused(QStringLiteral("rtu"), pdu, code);
             m_queue.add({rtuExceptionAnswer(frame, code), 0, Delivery::Ending::Open});
             return;
         }

@@ -1,5 +1,8 @@
 #include "applications/simulator/simulated_controller.h"
 
+#include "plugins/p_device_mdc/source/backup_range.h"
+#include "plugins/p_device_mdc/source/device_information.h"
+
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QSet>
@@ -13,12 +16,16 @@ using RegisterType = QModbusDataUnit::RegisterType;
 // A channel that means something to the controller.
 struct KnownChannel
 {
-    enum class Layouts { All, NotTheFirst, TheFirst };
+    // The unit of torque lies where the firmware's number says, also in a BM, which has the first layout
+    // with any firmware.
+    enum class Layouts { All, NotTheFirst, TheFirst, NotFirmware1, Firmware1 };
+
+    enum class Access { Read, Write, Both };
 
     const char* name;
     Layouts layouts;
     bool versioned;
-    bool toWrite;
+    Access access;
     // Values a client may write; a maximum of 0 stands for the number of programs.
     quint16 minimum;
     quint16 maximum;
@@ -30,23 +37,30 @@ struct KnownChannel
 };
 
 using Layouts = KnownChannel::Layouts;
+using Access = KnownChannel::Access;
+
+constexpr char c_torqueUnit[] = "torqueUnit";
+constexpr char c_torqueUnitOfFirmware1[] = "torqueUnitGen1V1";
+constexpr quint16 c_largestUnit = SimulatedController::c_maximumTorqueUnit;
 
 // Status channels stand before the channels that act on them.
 const KnownChannel c_knownChannels[] = {
-    {"direction", Layouts::All, true, false, 0, 0, nullptr, false, 0},
-    {"motorRun", Layouts::All, true, false, 0, 0, nullptr, false, 0},
-    {"currentPreset", Layouts::All, true, false, 0, 0, nullptr, false, 1},
-    {"alarm", Layouts::All, true, false, 0, 0, nullptr, false, 0},
-    {"lock", Layouts::All, true, false, 0, 0, nullptr, false, 0},
+    {"direction", Layouts::All, true, Access::Read, 0, 0, nullptr, false, 0},
+    {"motorRun", Layouts::All, true, Access::Read, 0, 0, nullptr, false, 0},
+    {"currentPreset", Layouts::All, true, Access::Read, 0, 0, nullptr, false, 1},
+    {"alarm", Layouts::All, true, Access::Read, 0, 0, nullptr, false, 0},
+    {"lock", Layouts::All, true, Access::Read, 0, 0, nullptr, false, 0},
     // Not 0 at power-on: 0 and 2 are what a host writes, and both must show.
-    {"screenLock", Layouts::All, true, false, 0, 0, nullptr, false, 1},
-    {"directionChange", Layouts::All, true, true, 0, 1, "direction", false, 0},
-    {"presetChange", Layouts::All, true, true, 1, 0, "currentPreset", false, 1},
-    {"alarmReset", Layouts::All, false, true, 1, 1, "alarm", true, 0},
+    {"screenLock", Layouts::All, true, Access::Read, 0, 0, nullptr, false, 1},
+    {"directionChange", Layouts::All, true, Access::Write, 0, 1, "direction", false, 0},
+    {"presetChange", Layouts::All, true, Access::Write, 1, 0, "currentPreset", false, 1},
+    {"alarmReset", Layouts::All, false, Access::Write, 1, 1, "alarm", true, 0},
     // Values above 3 lock nothing, and are acknowledged like the others.
-    {"lockChange", Layouts::All, true, true, 0, 0xFFFF, "lock", false, 0},
-    {"lockScreen", Layouts::NotTheFirst, true, true, 0, 0xFFFF, "screenLock", false, 1},
-    {"lockScreenGen1V1", Layouts::TheFirst, false, true, 0, 0xFFFF, "screenLock", false, 1},
+    {"lockChange", Layouts::All, true, Access::Write, 0, 0xFFFF, "lock", false, 0},
+    {"lockScreen", Layouts::NotTheFirst, true, Access::Write, 0, 0xFFFF, "screenLock", false, 1},
+    {"lockScreenGen1V1", Layouts::TheFirst, false, Access::Write, 0, 0xFFFF, "screenLock", false, 1},
+    {c_torqueUnit, Layouts::NotFirmware1, true, Access::Both, 0, c_largestUnit, nullptr, false, 0},
+    {c_torqueUnitOfFirmware1, Layouts::Firmware1, false, Access::Both, 0, c_largestUnit, nullptr, false, 0},
 };
 
 constexpr char c_presets[] = "presets";
@@ -114,8 +128,17 @@ QString suffixOf(const QString& channel)
 
 bool isIn(const KnownChannel& known, const ControllerProfile& profile)
 {
-    return known.layouts == Layouts::All ||
-           (known.layouts == Layouts::TheFirst) == profile.hasFirstRegisterLayout();
+    switch (known.layouts) {
+    case Layouts::All:
+        return true;
+    case Layouts::NotTheFirst:
+    case Layouts::TheFirst:
+        return (known.layouts == Layouts::TheFirst) == profile.hasFirstRegisterLayout();
+    case Layouts::NotFirmware1:
+    case Layouts::Firmware1:
+        return (known.layouts == Layouts::Firmware1) == isFirstFirmware(profile.version());
+    }
+    return false;
 }
 
 // Why the lock keeps the tool from running in a direction; empty when it does not.
@@ -142,6 +165,13 @@ quint16 presetValue(int program, int position)
     default:
         return static_cast<quint16>((37 * program + 11 * position) % 1000);
     }
+}
+
+// Of all sizes a register takes: a value that is read as a signed one is noticed, one from the wrong place
+// too.
+quint16 parameterValue(int address)
+{
+    return static_cast<quint16>(4001U * static_cast<quint32>(address));
 }
 
 } // namespace
@@ -174,6 +204,12 @@ SimulatedController::SimulatedController(const QJsonObject& deviceConfiguration,
     defineKnownChannels(channels, suffix);
     defineEvents(channels, parameters, suffix);
     defineOtherChannels(channels, suffix);
+    defineParameters(parameters);
+}
+
+QString SimulatedController::torqueUnitChannel() const
+{
+    return QLatin1String(isFirstFirmware(m_profile.version()) ? c_torqueUnitOfFirmware1 : c_torqueUnit);
 }
 
 void SimulatedController::definePresets(const QHash<QString, QJsonObject>& channels,
@@ -307,14 +343,14 @@ void SimulatedController::defineKnownChannels(const QHash<QString, QJsonObject>&
             m_problems.append(QStringLiteral("no channel \"%1\" in the configuration").arg(name));
             continue;
         }
-        const auto place = placeOf(name, *entry, known.toWrite);
+        const auto place = placeOf(name, *entry, known.access == Access::Write);
         if (!place)
             continue;
         Register content;
         content.value = known.initial;
-        content.writable = known.toWrite;
+        content.writable = known.access != Access::Read && isWritableTable(place->table);
         content.minimum = known.minimum;
-        if (known.toWrite) {
+        if (known.access != Access::Read) {
             content.maximum = known.maximum != 0 ? known.maximum : static_cast<quint16>(m_presetCount);
             content.target = QLatin1String(known.target);
             content.clearsTarget = known.clearsTarget;
@@ -353,6 +389,38 @@ void SimulatedController::defineOtherChannels(const QHash<QString, QJsonObject>&
             if (!define(name, here, content))
                 break;
         }
+    }
+}
+
+// Last of all: what a backup reads and nobody says the meaning of.
+void SimulatedController::defineParameters(const QJsonObject& parameters)
+{
+    const QString name = m_profile.configurationName();
+    // A host looks nothing up for a model without a name.
+    if (name.isEmpty())
+        return;
+    const QString key = backupRangeKey(name);
+    const QJsonValue text = parameters.value(key);
+    if (!text.isString()) {
+        m_problems.append(
+            QStringLiteral("parameter \"%1\" is %2: no backup range")
+                .arg(key, text.isUndefined() ? QStringLiteral("missing") : QStringLiteral("no text")));
+        return;
+    }
+    const QRegularExpression items(backupRangePattern());
+    const auto range = backupRange(backupRangeItems(items, text.toString()));
+    if (!range) {
+        m_problems.append(QStringLiteral("parameter \"%1\" has no valid \"backup_range\"").arg(key));
+        return;
+    }
+    Table& table = m_tables[QModbusDataUnit::HoldingRegisters];
+    for (int address = range->first; address < qMin(range->first + range->count, c_addressCount); ++address) {
+        if (table.contains(static_cast<quint16>(address)))
+            continue;
+        Register content;
+        content.value = parameterValue(address);
+        content.writable = true;
+        table.insert(static_cast<quint16>(address), content);
     }
 }
 

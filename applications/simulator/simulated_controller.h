@@ -37,9 +37,11 @@ struct ControllerWrite
 //
 // Defined registers: the known channels (direction, motorRun, currentPreset, alarm, lock, screenLock,
 // directionChange, presetChange, alarmReset, lockChange, and for the screen lock lockScreen, in the first
-// register layout of generation 1 lockScreenGen1V1); the event block eventData; the stored programs from
-// register 1 on; every other channel of the generation that names a register and a type, without a
-// meaning of its own (to write: any value). What the event block's registers mean says the key list
+// register layout of generation 1 lockScreenGen1V1; for the unit of torque torqueUnit, with firmware 1.x
+// torqueUnitGen1V1); the event block eventData; the stored programs from register 1 on; every other
+// channel of the generation that names a register and a type, without a meaning of its own (to write:
+// any value); and those registers of the model's "backup_range" that none of these take, to read and to
+// write. What the event block's registers mean says the key list
 // "eventDataKeys" of "parameters", names in generation 1, descriptors in later ones; descriptors in
 // "presetDataKeys" tell which registers of a stored program are floats.
 // Of "size": registers of one program for currentPreset, number of programs for presets, number of
@@ -53,6 +55,7 @@ public:
     static constexpr quint8 c_accepted = 0;
     static constexpr quint8 c_illegalAddress = 2;
     static constexpr quint8 c_illegalValue = 3;
+    static constexpr quint16 c_maximumTorqueUnit = 2;
     // The newest writes that writes() keeps.
     static constexpr int c_maximumWrites = 10000;
 
@@ -85,6 +88,9 @@ public:
     quint16 direction() const { return value(QStringLiteral("direction")).value_or(0); }
     quint16 currentPreset() const { return value(QStringLiteral("currentPreset")).value_or(0); }
     quint16 alarm() const { return value(QStringLiteral("alarm")).value_or(0); }
+    // A code; clients may write 0 to c_maximumTorqueUnit, the controller itself anything.
+    quint16 torqueUnit() const { return value(torqueUnitChannel()).value_or(0); }
+    bool setTorqueUnit(quint16 code) { return setValue(torqueUnitChannel(), code); }
     bool isMotorRunning() const { return value(QStringLiteral("motorRun")).value_or(0) != 0; }
     void setMotorRunning(bool running) { setValue(QStringLiteral("motorRun"), running ? 1 : 0); }
     // The alarm stays until a client resets it; 0 is none.
@@ -158,6 +164,7 @@ private:
         quint16 direction = 0;
     };
 
+    QString torqueUnitChannel() const;
     void definePresets(const QHash<QString, QJsonObject>& channels, const QJsonObject& parameters,
                        const QString& suffix);
     RegisterLayout presetLayout(const QJsonObject& parameters, const QString& suffix);
@@ -166,6 +173,7 @@ private:
     void showEvent();
     void defineKnownChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
     void defineOtherChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
+    void defineParameters(const QJsonObject& parameters);
     bool define(const QString& name, const Place& place, const Register& content);
     std::optional<Place> placeOf(const QString& name, const QJsonObject& entry, bool toWrite);
 

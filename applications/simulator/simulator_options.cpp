@@ -1,5 +1,7 @@
 #include "applications/simulator/simulator_options.h"
 
+#include "applications/simulator/simulated_controller.h"
+
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -19,7 +21,7 @@ std::string profileTable()
     const QList<ControllerProfile> profiles = ControllerProfile::all();
     for (const ControllerProfile& profile : profiles) {
         table += QStringLiteral("  %1 %2; reference \"%3\"\n")
-                     .arg(profile.name, -14)
+                     .arg(profile.name, -19)
                      .arg(profile.description, profile.reference)
                      .toStdString();
     }
@@ -29,9 +31,10 @@ std::string profileTable()
 std::string faultTable()
 {
     std::string table =
-        "A fault is written name[=value][@when][/function]. Without \"@\" it hits every request,\n"
-        "\"@once\" the next one, \"@3\" or \"@5-7,9\" those numbers, counted from the start;\n"
-        "\"/6\" or \"/0x06\" lets it see only requests with that function code.\n\n";
+        "A fault is written name[=value][@when][/function][#register]. Without \"@\" it hits every\n"
+        "request, \"@once\" the next one, \"@3\" or \"@5-7,9\" those numbers, counted from the start;\n"
+        "\"/6\" or \"/0x06\" lets it see only requests with that function code, \"#117\" or \"#100-199\"\n"
+        "only those that read or write one of these registers.\n\n";
     for (const FaultDescription& fault : faultDescriptions()) {
         QString name = QString::fromLatin1(fault.name);
         if (fault.valueName != nullptr)
@@ -102,6 +105,9 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
         ->take_all();
     app.add_flag("--motor-run", options.motorRunning, "The motor runs");
     app.add_option("--alarm", options.alarm, "An alarm with this code is active");
+    app.add_option("--torque-unit", options.torqueUnit, "Code of the unit of torque")
+        ->check(CLI::Range(0, static_cast<int>(SimulatedController::c_maximumTorqueUnit)))
+        ->capture_default_str();
     app.add_option("--tightening-interval", options.tighteningInterval,
                    "Run a tightening cycle every so many ms (none unless given)")
         ->check(CLI::Range(1, c_longestInterval));

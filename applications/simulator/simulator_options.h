@@ -23,6 +23,7 @@ struct SimulatorOptions
     QList<Fault> faults;
     bool motorRunning = false;
     quint16 alarm = 0;
+    quint16 torqueUnit = 0;
     int tighteningInterval = 0; // ms; 0: no tightening
     quint16 eventCount = 0;
     bool quiet = false;

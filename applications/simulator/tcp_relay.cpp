@@ -81,7 +81,7 @@ void TcpRelayClient::handleRequest(const QByteArray& frame)
     // A controller does not hear what is meant for another unit; nor does it count.
     if (static_cast<quint8>(frame[c_unitOffset]) != m_context.unitId)
         return;
-    const auto fault = m_context.plan->next(function);
+    const auto fault = m_context.plan->next(function, touchedRegisters(frame.mid(c_functionOffset)));
     if (fault) {
         m_context.message(faultMessage(*m_context.plan, function, *fault));
         if (fault->kind == FaultKind::Lost)

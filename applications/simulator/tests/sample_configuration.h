@@ -45,6 +45,8 @@ inline QJsonArray sampleChannels()
             readEntry("screenLock", 5106),
             readEntry("eventData", 5201, "holdingRegisters", 12),
             readEntry("presets", 1, "holdingRegisters", 30),
+            readEntry("torqueUnit", 601),
+            readEntry("torqueUnitGen1V1", 602),
             writeEntry("directionChangeV2", 6001),
             writeEntry("presetChangeV2", 6002),
             readEntry("directionV2", 6101),
@@ -56,7 +58,8 @@ inline QJsonArray sampleChannels()
             readEntry("lockV2", 6105),
             readEntry("screenLockV2", 6106),
             readEntry("eventDataV2", 6201, "holdingRegisters", 16),
-            readEntry("presetsV2", 1, "holdingRegisters", 50)};
+            readEntry("presetsV2", 1, "holdingRegisters", 50),
+            readEntry("torqueUnitV2", 2001)};
 }
 
 inline QJsonObject descriptor(const char* name, int start, int end, const char* type)
@@ -82,16 +85,20 @@ inline QJsonArray sampleEventDescriptors()
             descriptor("torqueTrace", 6212, 6215, "list"), descriptor("errorCode", 6216, 6216, "int")};
 }
 
-inline QJsonObject configurationOf(const QJsonArray& channels)
+// `range` is that of generation 1.
+inline QJsonObject configurationOf(const QJsonArray& channels, const char* range = "[1-620]")
 {
-    return {{QStringLiteral("channels"), channels},
-            {QStringLiteral("parameters"),
-             QJsonObject{
-                 {QStringLiteral("eventDataKeys"), sampleEventNames()},
-                 {QStringLiteral("eventDataKeysV2"), sampleEventDescriptors()},
-                 {QStringLiteral("presetDataKeysV2"),
-                  QJsonArray{descriptor("strategy", 1, 1, "int"), descriptor("minimumTorque", 7, 8, "float"),
-                             descriptor("reserved", 34, 40, "list")}}}}};
+    QJsonObject parameters{
+        {QStringLiteral("eventDataKeys"), sampleEventNames()},
+        {QStringLiteral("eventDataKeysV2"), sampleEventDescriptors()},
+        {QStringLiteral("presetDataKeysV2"),
+         QJsonArray{descriptor("strategy", 1, 1, "int"), descriptor("minimumTorque", 7, 8, "float"),
+                    descriptor("reserved", 34, 40, "list")}}};
+    const QString text = QStringLiteral("\"backup_range\": %1; \"preset1\": [1-20];");
+    for (const char* const model : {"MDgen1V1", "MDC-22", "MDC-26", "MDC-32", "BM", "????"})
+        parameters.insert(QLatin1String(model) + QStringLiteral("_config"), text.arg(QLatin1String(range)));
+    parameters.insert(QStringLiteral("MDgen2_config"), text.arg(QStringLiteral("[1-2040]")));
+    return {{QStringLiteral("channels"), channels}, {QStringLiteral("parameters"), parameters}};
 }
 
 inline QJsonObject sampleConfiguration()

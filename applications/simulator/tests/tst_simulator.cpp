@@ -17,6 +17,7 @@
 #include <QTcpSocket>
 #include <QTest>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <memory>
@@ -108,6 +109,9 @@ private Q_SLOTS:
     void refusesConnections();
     void restarts();
     void restartsAtARequest();
+    void faultHitsARegister();
+    void restartsAtARegister();
+    void logProvesARestore();
     void faultHitsTheNumberedRequestOfAnyClient();
 
     void showsEvents_data();
@@ -244,6 +248,8 @@ void TestSimulator::answersEveryProfilesBlock_data()
         "0003 0000 000F 01 11 0C 0100 0100 0400 C409 7D000307");
     QTest::newRow("mdc22-gen1v2") << QByteArray::fromHex(
         "0003 0000 0010 01 11 0D 0100 0300 0D00 210C 2A000F0713");
+    QTest::newRow("mdc32-gen1v2") << QByteArray::fromHex(
+        "0003 0000 000F 01 11 0C 0100 0200 0600 810C 7D000307");
     QTest::newRow("mdc32-gen2") << c_identity;
     QTest::newRow("mdc22-gen2") << QByteArray::fromHex(
         "0003 0000 0010 01 11 0D 0100 0300 1100 0410 2A000F0713");
@@ -251,8 +257,15 @@ void TestSimulator::answersEveryProfilesBlock_data()
         "0003 0000 0014 01 11 11 0100 0100 0400 6B10 2A0001071300000000");
     QTest::newRow("bm-gen1v1") << QByteArray::fromHex(
         "0003 0000 0014 01 11 11 0100 0100 0500 CE04 2A000A071300000000");
+    QTest::newRow("bm-firmware2-gen1v1")
+        << QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0500 2409 2A000A071300000000");
     QTest::newRow("bm-gen2") << QByteArray::fromHex(
         "0003 0000 0014 01 11 11 0100 0100 0600 CD10 2A000A071300000000");
+    QTest::newRow("unknown-gen1v2") << QByteArray::fromHex(
+        "0003 0000 0010 01 11 0D 0100 0900 0D00 280A 2A000F0713");
+    QTest::newRow("nameless-gen1v2") << QByteArray::fromHex(
+        "0003 0000 0014 01 11 11 0100 0100 0400 8C0A 2A0007071300000000");
+    QTest::newRow("unreadable-gen1v2") << QByteArray::fromHex("0003 0000 000B 01 11 08 0100 0200 0700 810C");
 }
 
 void TestSimulator::answersEveryProfilesBlock()
@@ -535,6 +548,96 @@ void TestSimulator::restartsAtARequest()
     RawClient after(port);
     after.send(c_identify);
     QTRY_COMPARE(after.received(), c_identity.toHex());
+}
+
+void TestSimulator::faultHitsARegister()
+{
+    QVERIFY(m_simulator->faults().add(QStringLiteral("exception=4/0x03#117")));
+    QVERIFY(m_simulator->faults().add(QStringLiteral("no-answer@once/0x06#117")));
+    QSignalSpy messages(m_simulator.get(), &Simulator::message);
+    RawClient client(m_simulator->tcpPort());
+    // Registers 61 to 116, 61 to 117, then writes of 116 and 117.
+    client.send(QByteArray::fromHex("0001 0000 0006 01 03 003D 0038"));
+    QTRY_COMPARE(client.received().size(), 2 * (9 + 2 * 56));
+    client.forget();
+    client.send(QByteArray::fromHex("0002 0000 0006 01 03 003D 0039"));
+    QTRY_COMPARE(client.received(), QByteArray::fromHex("0002 0000 0003 01 83 04").toHex());
+    client.forget();
+    const QByteArray neighbour = QByteArray::fromHex("0003 0000 0006 01 06 0074 0007");
+    client.send(neighbour + QByteArray::fromHex("0004 0000 0006 01 06 0075 0008") + c_identify);
+    QTRY_COMPARE(client.received(), (neighbour + c_identity).toHex());
+    QCOMPARE(m_simulator->faults().hitCount(), qint64(2));
+    QCOMPARE(m_simulator->faults().hits().last().registers->first, 117);
+    QVERIFY(std::any_of(messages.cbegin(), messages.cend(), [](const QList<QVariant>& arguments) {
+        return arguments.first().toString() ==
+               QStringLiteral("request 4 (function 0x06): fault no-answer@once/0x06#117");
+    }));
+    // Carried out, only the answer is lost.
+    QCOMPARE(m_simulator->controller().writes().last().toText(), QStringLiteral("tcp: 117 = 8"));
+
+    // The same plan on a line.
+    QVERIFY(m_simulator->faults().add(QStringLiteral("exception=6@once/0x06#117")));
+    openLine(m_simulator->openPseudoTerminal());
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 0074 0009")));
+    QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 06 0074 0009")).toHex());
+    m_fromLine.clear();
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 0075 0009")));
+    QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 86 06")).toHex());
+}
+
+void TestSimulator::restartsAtARegister()
+{
+    QVERIFY(m_simulator->faults().add(QStringLiteral("restart=100@once/0x06#117")));
+    const quint16 port = m_simulator->tcpPort();
+    QSignalSpy messages(m_simulator.get(), &Simulator::message);
+    RawClient client(port);
+    const QByteArray before = QByteArray::fromHex("0001 0000 0006 01 06 0074 0007");
+    const QByteArray write = QByteArray::fromHex("0002 0000 0006 01 06 0075 0008");
+    client.send(before);
+    QTRY_COMPARE(client.received(), before.toHex());
+    client.send(write);
+    QTRY_VERIFY(client.isClosed());
+    QCOMPARE(m_simulator->controller().writes().size(), 1);
+    QTRY_COMPARE(newest(messages), QStringLiteral("controller up again"));
+    RawClient after(port);
+    after.send(write);
+    QTRY_COMPARE(after.received(), write.toHex());
+    QCOMPARE(m_simulator->controller().writes().size(), 2);
+}
+
+// As many single writes as a restore of everything sends, each of them in the log with its value.
+void TestSimulator::logProvesARestore()
+{
+    constexpr int c_registers = 2040;
+    const auto request = [](int address) {
+        QByteArray frame = QByteArray::fromHex("0000 0000 0006 01 06 0000 0000");
+        const int value = address == 2001 ? 1 : 65535 - address;
+        const auto put = [&frame](int offset, int word) {
+            frame[offset] = static_cast<char>(word >> 8);
+            frame[offset + 1] = static_cast<char>(word & 0xFF);
+        };
+        put(0, address);
+        put(8, address);
+        put(10, value);
+        return frame;
+    };
+    RawClient client(m_simulator->tcpPort());
+    QByteArray answers;
+    for (int address = 1; address <= c_registers; ++address)
+        answers += request(address);
+    client.send(answers);
+    QTRY_COMPARE_WITH_TIMEOUT(client.received().size(), 2 * answers.size(), 30000);
+    QCOMPARE(client.received(), answers.toHex());
+    const QList<ControllerWrite> writes = m_simulator->controller().writes();
+    QCOMPARE(writes.size(), c_registers);
+    for (int i = 0; i < c_registers; ++i) {
+        const int address = i + 1;
+        QCOMPARE(int(writes.at(i).address), address);
+        QCOMPARE(writes.at(i).values,
+                 QVector<quint16>{static_cast<quint16>(address == 2001 ? 1 : 65535 - address)});
+        QVERIFY(writes.at(i).isAccepted());
+    }
+    static_assert(4 * c_registers < SimulatedController::c_maximumWrites);
 }
 
 void TestSimulator::faultHitsTheNumberedRequestOfAnyClient()
@@ -1008,8 +1111,8 @@ void TestSimulator::programRuns_data()
                                 << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$"
                                 << true;
     QTest::newRow("object and state")
-        << port + QStringList{"--object", "mdc", "--alarm", "12", "--motor-run"} << SIGTERM
-        << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$" << true;
+        << port + QStringList{"--object", "mdc", "--alarm", "12", "--motor-run", "--torque-unit", "2"}
+        << SIGTERM << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$" << true;
 }
 
 void TestSimulator::programRuns()
@@ -1055,6 +1158,9 @@ void TestSimulator::programRuns()
             client.send(c_readStatus);
             QTRY_COMPARE(client.received(),
                          QByteArray::fromHex("0001 0000 000B 01 03 08 0000 0001 0001 000C").toHex());
+            client.forget();
+            client.send(QByteArray::fromHex("0001 0000 0006 01 03 07D1 0001"));
+            QTRY_COMPARE(client.received(), QByteArray::fromHex("0001 0000 0005 01 03 02 0002").toHex());
         }
     }
     QCOMPARE(::kill(static_cast<pid_t>(program.processId()), signal), 0);
@@ -1091,6 +1197,7 @@ void TestSimulator::programRefuses_data()
     QTest::newRow("interval of more than an hour")
         << QStringList{"--tightening-interval", "3600001"} << 2 << "--tightening-interval";
     QTest::newRow("event count") << QStringList{"--event-count", "65536"} << 2 << "--event-count";
+    QTest::newRow("torque unit") << QStringList{"--torque-unit", "3"} << 2 << "--torque-unit";
     QTest::newRow("baud alone") << QStringList{"--baud", "9600"} << 2 << "--serial";
     QTest::newRow("parity") << QStringList{"--serial", "/dev/no-such-line", "--parity", "mark"} << 2
                             << "mark";

@@ -9,10 +9,12 @@
 #include "applications/simulator/tests/sample_configuration.h"
 #include "applications/simulator/tightening_cycles.h"
 #include "applications/simulator/tightening_event.h"
+#include "plugins/p_device_mdc/source/identification_block.h"
 
 #include <QSignalSpy>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 using RegisterType = QModbusDataUnit::RegisterType;
@@ -55,6 +57,8 @@ private Q_SLOTS:
     void everyFaultNameIsParsed();
     void planHits_data();
     void planHits();
+    void planHitsRegisters_data();
+    void planHitsRegisters();
     void planTakesTheFirstOfSeveral();
     void planKeepsCountingWhenCleared();
     void planRefuses();
@@ -68,6 +72,8 @@ private Q_SLOTS:
     void takesRtuResponse();
     void checksum();
     void exceptionAnswers();
+    void touchesRegisters_data();
+    void touchesRegisters();
     void bendsAnswer_data();
     void bendsAnswer();
     void shortAnswers_data();
@@ -111,6 +117,13 @@ private Q_SLOTS:
     void missingEntryIsSaid();
     void wrongEntryIsSaid_data();
     void wrongEntryIsSaid();
+    void parametersFillTheRange_data();
+    void parametersFillTheRange();
+    void parametersStartTheSame();
+    void badBackupRangeIsSaid_data();
+    void badBackupRangeIsSaid();
+    void torqueUnitOfProfile_data();
+    void torqueUnitOfProfile();
     void writeLogKeepsTheNewest();
     void decodesWrite_data();
     void decodesWrite();
@@ -123,17 +136,25 @@ void TestSimulatorModel::identificationBlocks_data()
     QTest::addColumn<QByteArray>("block");
     QTest::addColumn<int>("generation");
     QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("name"); // in the configuration
 
-    QTest::newRow("mdc26-gen1v1") << bytes("0100 0100 0400 DC05 7D00 03 07") << 1 << "MDC-26 generation 1";
-    QTest::newRow("mdc26-gen1v2") << bytes("0100 0100 0400 C409 7D00 03 07") << 1 << "MDC-26 generation 1";
-    QTest::newRow("mdc22-gen1v2") << bytes("0100 0300 0D00 210C 2A00 0F 07 13") << 1 << "MDC-22 generation 1";
-    QTest::newRow("mdc32-gen2") << bytes("0100 0200 0700 AC0F 2A00 0F 07 13") << 2 << "MDC-32 generation 2";
-    QTest::newRow("mdc22-gen2") << bytes("0100 0300 1100 0410 2A00 0F 07 13") << 2 << "MDC-22 generation 2";
-    QTest::newRow("mdc26-gen2") << bytes("0100 0100 0400 6B10 2A00 01 07 13 00000000") << 2
-                                << "MDC-26 generation 2";
-    QTest::newRow("bm-gen1v1") << bytes("0100 0100 0500 CE04 2A00 0A 07 13 00000000") << 1
-                               << "BM generation 1";
-    QTest::newRow("bm-gen2") << bytes("0100 0100 0600 CD10 2A00 0A 07 13 00000000") << 2 << "BM generation 2";
+    const auto row = [](const char* profile, const char* block, int generation, const char* title,
+                        const char* name) {
+        QTest::newRow(profile) << bytes(block) << generation << title << name;
+    };
+    row("mdc26-gen1v1", "0100 0100 0400 DC05 7D00 03 07", 1, "MDC-26 generation 1", "MDgen1V1");
+    row("mdc26-gen1v2", "0100 0100 0400 C409 7D00 03 07", 1, "MDC-26 generation 1", "MDC-26");
+    row("mdc22-gen1v2", "0100 0300 0D00 210C 2A00 0F 07 13", 1, "MDC-22 generation 1", "MDC-22");
+    row("mdc32-gen1v2", "0100 0200 0600 810C 7D00 03 07", 1, "MDC-32 generation 1", "MDC-32");
+    row("mdc32-gen2", "0100 0200 0700 AC0F 2A00 0F 07 13", 2, "MDC-32 generation 2", "MDgen2");
+    row("mdc22-gen2", "0100 0300 1100 0410 2A00 0F 07 13", 2, "MDC-22 generation 2", "MDgen2");
+    row("mdc26-gen2", "0100 0100 0400 6B10 2A00 01 07 13 00000000", 2, "MDC-26 generation 2", "MDgen2");
+    row("bm-gen1v1", "0100 0100 0500 CE04 2A00 0A 07 13 00000000", 1, "BM generation 1", "MDgen1V1");
+    row("bm-firmware2-gen1v1", "0100 0100 0500 2409 2A00 0A 07 13 00000000", 1, "BM generation 1", "BM");
+    row("bm-gen2", "0100 0100 0600 CD10 2A00 0A 07 13 00000000", 2, "BM generation 2", "MDgen2");
+    row("unknown-gen1v2", "0100 0900 0D00 280A 2A00 0F 07 13", 1, "Unknown generation 1", "????");
+    row("nameless-gen1v2", "0100 0100 0400 8C0A 2A00 07 07 13 00000000", 1, "Nameless generation 1", "");
+    row("unreadable-gen1v2", "0100 0200 0700 810C", 1, "Unreadable generation 1", "????");
 }
 
 void TestSimulatorModel::identificationBlocks()
@@ -141,11 +162,18 @@ void TestSimulatorModel::identificationBlocks()
     QFETCH(QByteArray, block);
     QFETCH(int, generation);
     QFETCH(QString, title);
+    QFETCH(QString, name);
     const auto profile = ControllerProfile::byName(QString::fromLatin1(QTest::currentDataTag()));
     QVERIFY(profile.has_value());
     QCOMPARE(profile->identificationBlock().toHex(), block.toHex());
     QCOMPARE(profile->generation(), generation);
     QCOMPARE(profile->title(), title);
+    QCOMPARE(profile->configurationName(), name);
+    // What a host reads from the block is what the profile says of itself.
+    const Identification read = decodeIdentification(block, nullptr);
+    QCOMPARE(read.controllerModel, profile->model);
+    QCOMPARE(read.version, profile->version());
+    QCOMPARE(read.generation, generation);
 }
 
 void TestSimulatorModel::profilesAreDistinct()
@@ -159,7 +187,7 @@ void TestSimulatorModel::profilesAreDistinct()
         QVERIFY2(!profile.description.isEmpty(), qPrintable(profile.name));
         QVERIFY2(!profile.reference.isEmpty(), qPrintable(profile.name));
     }
-    QCOMPARE(profiles.size(), 8);
+    QCOMPARE(profiles.size(), 13);
     QCOMPARE(names.size(), profiles.size());
     QCOMPARE(blocks.size(), profiles.size());
     QVERIFY(!ControllerProfile::byName(QStringLiteral("mdc99-gen9")).has_value());
@@ -185,6 +213,10 @@ void TestSimulatorModel::parsesFault_data()
     QTest::newRow("reset@4-4") << FaultKind::Reset << 0 << "reset@4";
     QTest::newRow("refuse") << FaultKind::Refuse << 0 << "refuse";
     QTest::newRow("restart=250@2") << FaultKind::Restart << 250 << "restart=250@2";
+    QTest::newRow("exception=2@once/0x06#117") << FaultKind::Exception << 2 << "exception=2@once/0x06#117";
+    QTest::newRow("restart=250#100-199") << FaultKind::Restart << 250 << "restart=250#100-199";
+    QTest::newRow("lost@2#0") << FaultKind::Lost << 0 << "lost@2#0";
+    QTest::newRow("twice/3#0xFFFF-65535") << FaultKind::Twice << 0 << "twice/0x03#65535";
 }
 
 void TestSimulatorModel::parsesFault()
@@ -231,7 +263,16 @@ void TestSimulatorModel::refusesFaultText_data()
     QTest::newRow("close/0") << "function code from 1 to 127";
     QTest::newRow("close/128") << "function code from 1 to 127";
     QTest::newRow("close/") << "function code from 1 to 127";
-    QTest::newRow("close/3@1") << "name[=value][@when][/function]";
+    QTest::newRow("close/3@1") << "name[=value][@when][/function][#register]";
+    QTest::newRow("close#1/3") << "name[=value][@when][/function][#register]";
+    QTest::newRow("close#1@3") << "name[=value][@when][/function][#register]";
+    QTest::newRow("close#1#2") << "name[=value][@when][/function][#register]";
+    QTest::newRow("close#") << "a register from 0 to 65535";
+    QTest::newRow("close#x") << "a register from 0 to 65535";
+    QTest::newRow("close#65536") << "a register from 0 to 65535";
+    QTest::newRow("close#-1") << "a register from 0 to 65535";
+    QTest::newRow("close#1,3") << "a register from 0 to 65535";
+    QTest::newRow("close#9-5") << "from one to another";
     QTest::newRow("close@1@2") << "name[=value][@when][/function]";
 }
 
@@ -305,6 +346,61 @@ void TestSimulatorModel::planHits()
     QCOMPARE(seen, requests);
     QCOMPARE(plan.requestCount(), qint64(requests.size()));
     QCOMPARE(plan.hitCount(), qint64(plan.hits().size()));
+}
+
+void TestSimulatorModel::planHitsRegisters_data()
+{
+    QTest::addColumn<QString>("fault");
+    // Requests of which each reads or writes some registers: "r61+60" from 61 on 60, "w7" one, "r" none.
+    // A capital: hit.
+    QTest::addColumn<QString>("requests");
+
+    QTest::newRow("the block that holds it") << "lost#117"
+                                             << "r1+60 R61+60 r121+60 R61+60";
+    QTest::newRow("first of the block") << "lost#61"
+                                        << "r1+60 R61+60";
+    QTest::newRow("last of the block") << "lost#60"
+                                       << "R1+60 r61+60";
+    QTest::newRow("once") << "lost@once#117"
+                          << "r1+60 R61+60 r61+60";
+    QTest::newRow("the second time") << "lost@2#117"
+                                     << "w117 w116 r1+60 W117 w117";
+    QTest::newRow("only written") << "lost/6#117"
+                                  << "r61+60 r117 w116 W117 w118";
+    QTest::newRow("one of several") << "lost#100-199"
+                                    << "w99 W100 W199 w200 R1+100 r1+99 r200+1 R150+1";
+    QTest::newRow("without an address") << "lost#0-65535"
+                                        << "r R0+1 W65535";
+    // Only "refuse" as such refuses without a request.
+    QTest::newRow("refuse at a register") << "refuse#5"
+                                          << "r1+4 R1+5";
+}
+
+void TestSimulatorModel::planHitsRegisters()
+{
+    QFETCH(QString, fault);
+    QFETCH(QString, requests);
+    FaultPlan plan;
+    QVERIFY(plan.add(fault));
+    QVERIFY(!plan.isRefusing());
+    const QStringList parts = requests.split(QLatin1Char(' '));
+    QStringList seen;
+    for (const QString& part : parts) {
+        const QString text = part.toLower();
+        const QStringList numbers = text.mid(1).split(QLatin1Char('+'));
+        std::optional<TouchedRegisters> touched;
+        if (!numbers.first().isEmpty())
+            touched =
+                TouchedRegisters{numbers.first().toInt(), numbers.value(1, QStringLiteral("1")).toInt()};
+        const bool reads = text.startsWith(QLatin1Char('r'));
+        const auto hit = plan.next(reads ? c_readFunction : c_writeFunction, touched);
+        seen += hit ? text.left(1).toUpper() + text.mid(1) : text;
+        if (hit) {
+            QCOMPARE(plan.hits().last().registers->first, touched->first);
+            QCOMPARE(plan.hits().last().registers->count, touched->count);
+        }
+    }
+    QCOMPARE(seen.join(QLatin1Char(' ')), requests);
 }
 
 void TestSimulatorModel::planTakesTheFirstOfSeveral()
@@ -474,6 +570,40 @@ void TestSimulatorModel::checksum()
     QCOMPARE(rtuChecksum(QByteArray()), quint16(0xFFFF));
 }
 
+void TestSimulatorModel::touchesRegisters_data()
+{
+    QTest::addColumn<QByteArray>("pdu");
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("count"); // 0: none
+
+    QTest::newRow("coils") << bytes("01 0001 0010") << 1 << 16;
+    QTest::newRow("discrete inputs") << bytes("02 0001 0010") << 1 << 16;
+    QTest::newRow("registers") << bytes("03 FFFF 007D") << 65535 << 125;
+    QTest::newRow("input registers") << bytes("04 0000 0001") << 0 << 1;
+    QTest::newRow("write a coil") << bytes("05 0007 FF00") << 7 << 1;
+    QTest::newRow("write a register") << bytes("06 0075 0102") << 117 << 1;
+    QTest::newRow("write coils") << bytes("0F 0013 000A 02 CD01") << 19 << 10;
+    QTest::newRow("write registers") << bytes("10 0001 0002 04 000A 0102") << 1 << 2;
+    QTest::newRow("none of them") << bytes("03 0001 0000") << 0 << 0;
+    QTest::newRow("too short") << bytes("03 0001 00") << 0 << 0;
+    QTest::newRow("nothing") << QByteArray() << 0 << 0;
+    QTest::newRow("identification") << bytes("11") << 0 << 0;
+    QTest::newRow("mask write") << bytes("16 0001 0000 0001") << 0 << 0;
+}
+
+void TestSimulatorModel::touchesRegisters()
+{
+    QFETCH(QByteArray, pdu);
+    QFETCH(int, first);
+    QFETCH(int, count);
+    const auto touched = touchedRegisters(pdu);
+    QCOMPARE(touched.has_value(), count > 0);
+    if (touched) {
+        QCOMPARE(touched->first, first);
+        QCOMPARE(touched->count, count);
+    }
+}
+
 void TestSimulatorModel::exceptionAnswers()
 {
     QCOMPARE(tcpExceptionAnswer(bytes("0107 0000 0006 01 03 1771 0001"), 2).toHex(),
@@ -595,8 +725,10 @@ void TestSimulatorModel::reads_data()
     QTest::newRow("1: register 0 and on") << 1 << 0 << 2 << illegal << Words{};
     QTest::newRow("1: first program") << 1 << 1 << 3 << quint8(0) << Words{1, 105, 59};
     QTest::newRow("1: last programmed") << 1 << 600 << 1 << quint8(0) << Words{319};
-    QTest::newRow("1: over the programs") << 1 << 600 << 2 << illegal << Words{};
-    QTest::newRow("1: behind the programs") << 1 << 601 << 1 << illegal << Words{};
+    QTest::newRow("1: over the programs") << 1 << 600 << 4 << quint8(0) << Words{319, 0, 49306, 53307};
+    QTest::newRow("1: last parameter") << 1 << 620 << 1 << quint8(0) << Words{55788};
+    QTest::newRow("1: over the parameters") << 1 << 620 << 2 << illegal << Words{};
+    QTest::newRow("1: behind the parameters") << 1 << 621 << 1 << illegal << Words{};
     QTest::newRow("2: status") << 2 << 6101 << 4 << quint8(0) << Words{0, 1, 1, 77};
     QTest::newRow("2: to write") << 2 << 6001 << 2 << quint8(0) << Words{0, 1};
     QTest::newRow("2: locks to write") << 2 << 6004 << 2 << quint8(0) << Words{0, 1};
@@ -611,7 +743,9 @@ void TestSimulatorModel::reads_data()
     QTest::newRow("2: alarm reset keeps its place") << 2 << 5003 << 1 << quint8(0) << Words{0};
     QTest::newRow("2: other generation") << 2 << 5101 << 1 << illegal << Words{};
     QTest::newRow("2: last programmed") << 2 << 2000 << 1 << quint8(0) << Words{279};
-    QTest::newRow("2: behind the programs") << 2 << 2001 << 1 << illegal << Words{};
+    QTest::newRow("2: parameters") << 2 << 2001 << 2 << quint8(0) << Words{0, 14610};
+    QTest::newRow("2: last parameter") << 2 << 2040 << 1 << quint8(0) << Words{35576};
+    QTest::newRow("2: behind the parameters") << 2 << 2041 << 1 << illegal << Words{};
     QTest::newRow("2: last address") << 2 << 65535 << 2 << illegal << Words{};
     QTest::newRow("2: nothing") << 2 << 6101 << 0 << illegal << Words{};
 }
@@ -755,7 +889,7 @@ void TestSimulatorModel::storedProgramIsRewritten()
     Words read;
     QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 281, 6, &read), quint8(0));
     QCOMPARE(read, trigger);
-    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 600, {1, 2}),
+    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 620, {1, 2}),
              SimulatedController::c_illegalAddress);
 }
 
@@ -769,8 +903,10 @@ void TestSimulatorModel::registerTypesFollowTheEntry()
         writeEntry("lockChange", 17, "coils"), readEntry("lock", 18, "coils"), writeEntry("lockScreen", 19),
         readEntry("screenLock", 22, "inputRegisters"),
         // At the very end: the last block of a table.
-        readEntry("eventData", 65524, "inputRegisters", 12), readEntry("presets", 1, "inputRegisters", 1)};
-    SimulatedController controller(configurationOf(channels), profileOfGeneration(1));
+        readEntry("eventData", 65524, "inputRegisters", 12), readEntry("presets", 1, "inputRegisters", 1),
+        readEntry("torqueUnit", 34, "inputRegisters")};
+    // The range lies elsewhere, in the same table.
+    SimulatedController controller(configurationOf(channels, "[30001-30002]"), profileOfGeneration(1));
     QCOMPARE(controller.problems(), QStringList());
     QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 10, {1}), quint8(2));
     QCOMPARE(controller.write(QModbusDataUnit::Coils, 10, {1}), quint8(0));
@@ -789,6 +925,11 @@ void TestSimulatorModel::registerTypesFollowTheEntry()
     QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 65524, 12, &read), quint8(0));
     QCOMPARE(read.first(), quint16(1));
     QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 65524, 1, &read), quint8(2));
+    QVERIFY(controller.setTorqueUnit(2));
+    QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 34, 1, &read), quint8(0));
+    QCOMPARE(read, Words{2});
+    QCOMPARE(controller.write(QModbusDataUnit::InputRegisters, 34, {1}), quint8(2));
+    QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 30001, {1, 2}), quint8(0));
     // Programs that are only read.
     QCOMPARE(controller.read(QModbusDataUnit::InputRegisters, 1, 12, &read), quint8(0));
     QCOMPARE(controller.write(QModbusDataUnit::InputRegisters, 1, {1}), quint8(2));
@@ -1385,7 +1526,10 @@ void TestSimulatorModel::missingEntryIsSaid_data()
     QTest::newRow("direction") << 1 << 5101 << 1;
     QTest::newRow("motorRun") << 1 << 5102 << 1;
     QTest::newRow("alarm") << 1 << 5104 << 1;
-    QTest::newRow("presets") << 1 << 1 << 1;
+    // Registers of the range that nothing else takes are plain ones.
+    QTest::newRow("presets") << 1 << 0 << 1;
+    QTest::newRow("torqueUnit") << 1 << 0 << 1;
+    QTest::newRow("torqueUnitV2") << 2 << 0 << 1;
     // Its size is the programs' size: they go with it.
     QTest::newRow("currentPreset") << 1 << 5103 << 2;
     QTest::newRow("lock") << 1 << 5105 << 1;
@@ -1398,7 +1542,7 @@ void TestSimulatorModel::missingEntryIsSaid_data()
     QTest::newRow("eventDataV2") << 2 << 6201 << 1;
     QTest::newRow("directionChangeV2") << 2 << 6001 << 1;
     QTest::newRow("directionV2") << 2 << 6101 << 1;
-    QTest::newRow("currentPresetV2") << 2 << 1 << 2;
+    QTest::newRow("currentPresetV2") << 2 << 6103 << 2;
 }
 
 void TestSimulatorModel::missingEntryIsSaid()
@@ -1415,6 +1559,9 @@ void TestSimulatorModel::missingEntryIsSaid()
     Words read;
     QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(address), 1, &read),
              SimulatedController::c_illegalAddress);
+    const bool hasPrograms = problems == 1 && missing != QLatin1String("presets");
+    QCOMPARE(controller.presetCount() > 0, hasPrograms);
+    QCOMPARE(controller.setTorqueUnit(1), !missing.startsWith(QLatin1String("torqueUnit")));
     // Writing what shows in a status that is missing still works.
     if (missing == QLatin1String("direction"))
         QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 5001, {1}), quint8(0));
@@ -1462,6 +1609,139 @@ void TestSimulatorModel::wrongEntryIsSaid()
     SimulatedController controller(configurationOf(channels), profileOfGeneration(1));
     QCOMPARE(controller.problems().size(), 1);
     QVERIFY2(controller.problems().first().contains(named), qPrintable(controller.problems().first()));
+}
+
+void TestSimulatorModel::parametersFillTheRange_data()
+{
+    QTest::addColumn<QString>("range");
+    QTest::addColumn<int>("first"); // plain registers, all that there are between the channels' own
+    QTest::addColumn<int>("last");
+
+    QTest::newRow("behind the programs") << "[1-700]" << 603 << 700;
+    QTest::newRow("only a piece of it") << "[650-660]" << 650 << 660;
+    QTest::newRow("the second range is not one") << "[650-660], [670-680]" << 650 << 660;
+    QTest::newRow("to the last address") << "[5300-65535]" << 5300 << 65535;
+    QTest::newRow("beyond the last address") << "[65000-66000]" << 65000 << 65535;
+    QTest::newRow("the later of two") << "[610-612]; \"backup_range\": [650-660]" << 650 << 660;
+}
+
+void TestSimulatorModel::parametersFillTheRange()
+{
+    QFETCH(QString, range);
+    QFETCH(int, first);
+    QFETCH(int, last);
+    SimulatedController controller(configurationOf(sampleChannels(), qPrintable(range)),
+                                   profileOfGeneration(1));
+    QCOMPARE(controller.problems(), QStringList());
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    Words read;
+    for (const int address : {first, last}) {
+        const auto place = static_cast<quint16>(address);
+        QCOMPARE(controller.read(holding, place, 1, &read), quint8(0));
+        for (const quint16 value : {quint16(0), quint16(65535)}) {
+            QCOMPARE(controller.write(holding, place, {value}), quint8(0));
+            QCOMPARE(controller.read(holding, place, 1, &read), quint8(0));
+            QCOMPARE(read, Words{value});
+        }
+    }
+    int defined = 0;
+    for (int address = first; address <= last; ++address)
+        defined += controller.read(holding, static_cast<quint16>(address), 1, &read) == 0 ? 1 : 0;
+    QCOMPARE(defined, last - first + 1);
+    if (last < 65535)
+        QCOMPARE(controller.read(holding, static_cast<quint16>(last + 1), 1, &read), quint8(2));
+    // The channels' own registers stay what they are.
+    QCOMPARE(controller.write(holding, 5101, {1}), quint8(2));
+    QCOMPARE(controller.read(holding, 600, 1, &read), quint8(0));
+    QCOMPARE(read, Words{319});
+}
+
+void TestSimulatorModel::parametersStartTheSame()
+{
+    Words all[2];
+    for (Words& words : all) {
+        SimulatedController controller(sampleConfiguration(), profileOfGeneration(2));
+        QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 2001, 40, &words), quint8(0));
+        QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 2002, {1, 2, 3}), quint8(0));
+    }
+    QCOMPARE(all[0], all[1]);
+    QSet<quint16> values;
+    for (const quint16 value : qAsConst(all[0]))
+        values.insert(value);
+    QCOMPARE(values.size(), 40);
+    QVERIFY(std::any_of(values.cbegin(), values.cend(), [](quint16 value) { return value > 0x7FFF; }));
+}
+
+void TestSimulatorModel::badBackupRangeIsSaid_data()
+{
+    QTest::addColumn<QJsonValue>("text");
+    QTest::addColumn<QString>("named");
+
+    QTest::newRow("missing") << QJsonValue(QJsonValue::Undefined) << "\"MDC-22_config\" is missing";
+    QTest::newRow("no text") << QJsonValue(5) << "\"MDC-22_config\" is no text";
+    const QString invalid = QStringLiteral("\"MDC-22_config\" has no valid \"backup_range\"");
+    QTest::newRow("empty") << QJsonValue("") << invalid;
+    QTest::newRow("no range") << QJsonValue("\"preset1\": [1-20]") << invalid;
+    QTest::newRow("from 0") << QJsonValue("\"backup_range\": [0-99]") << invalid;
+    QTest::newRow("single") << QJsonValue("\"backup_range\": [5-5]") << invalid;
+    QTest::newRow("too many") << QJsonValue("\"backup_range\": [1-2000000000]") << invalid;
+}
+
+void TestSimulatorModel::badBackupRangeIsSaid()
+{
+    QFETCH(QJsonValue, text);
+    QFETCH(QString, named);
+    QJsonObject configuration = sampleConfiguration();
+    QJsonObject parameters = configuration.value(QStringLiteral("parameters")).toObject();
+    if (text.isUndefined())
+        parameters.remove(QStringLiteral("MDC-22_config"));
+    else
+        parameters.insert(QStringLiteral("MDC-22_config"), text);
+    configuration.insert(QStringLiteral("parameters"), parameters);
+    SimulatedController controller(configuration, profileOfGeneration(1));
+    QCOMPARE(controller.problems().size(), 1);
+    QVERIFY2(controller.problems().first().contains(named), qPrintable(controller.problems().first()));
+    Words read;
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 603, 1, &read), quint8(2));
+    QCOMPARE(controller.read(QModbusDataUnit::HoldingRegisters, 601, 1, &read), quint8(0));
+}
+
+void TestSimulatorModel::torqueUnitOfProfile_data()
+{
+    QTest::addColumn<int>("address");
+
+    // By the firmware's number, unlike the screen lock.
+    QTest::newRow("mdc26-gen1v1") << 602;
+    QTest::newRow("mdc26-gen1v2") << 601;
+    QTest::newRow("mdc32-gen1v2") << 601;
+    QTest::newRow("bm-gen1v1") << 602;
+    QTest::newRow("bm-firmware2-gen1v1") << 601;
+    QTest::newRow("unknown-gen1v2") << 601;
+    QTest::newRow("nameless-gen1v2") << 601;
+    QTest::newRow("unreadable-gen1v2") << 601;
+    QTest::newRow("mdc32-gen2") << 2001;
+    QTest::newRow("bm-gen2") << 2001;
+}
+
+void TestSimulatorModel::torqueUnitOfProfile()
+{
+    QFETCH(int, address);
+    SimulatedController controller(sampleConfiguration(),
+                                   *ControllerProfile::byName(QString::fromLatin1(QTest::currentDataTag())));
+    QCOMPARE(controller.problems(), QStringList());
+    const auto holding = QModbusDataUnit::HoldingRegisters;
+    const auto place = static_cast<quint16>(address);
+    Words read;
+    QCOMPARE(controller.read(holding, place, 1, &read), quint8(0));
+    QCOMPARE(read, Words{0});
+    QCOMPARE(controller.write(holding, place, {2}), quint8(0));
+    QCOMPARE(controller.torqueUnit(), quint16(2));
+    QCOMPARE(controller.write(holding, place, {3}), SimulatedController::c_illegalValue);
+    QSignalSpy changes(&controller, &SimulatedController::valueChanged);
+    QVERIFY(controller.setTorqueUnit(7));
+    QCOMPARE(changes.size(), 1);
+    QCOMPARE(controller.read(holding, place, 1, &read), quint8(0));
+    QCOMPARE(read, Words{7});
 }
 
 void TestSimulatorModel::writeLogKeepsTheNewest()
