@@ -301,6 +301,9 @@ const QList<CommandRequirement>& commandRequirements()
          {E::Size, E::ReadType},
          {QStringLiteral("presetDataKeys")}},
         {QStringLiteral("resetAlarm"), QStringLiteral("alarmReset"), false, {E::Register, E::WriteType}, {}},
+        // By model and firmware instead of by generation: checkRanges() looks after it.
+        {QStringLiteral("backup"), {}, false, {}, {}},
+        {QStringLiteral("restoreBackup"), {}, false, {}, {}},
         {QStringLiteral("getRegister"), c_anyChannel, false, {E::Register, E::AnyType}, {}},
     };
     return c_requirements;
