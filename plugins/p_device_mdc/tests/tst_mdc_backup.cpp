@@ -189,6 +189,7 @@ private Q_SLOTS:
     void restoreRefusals();
     void restoreFiles_data();
     void restoreFiles();
+    void restoreOfAHugeFile();
     void restoreFailedWrites_data();
     void restoreFailedWrites();
     void restoreOutOfRange_data();
@@ -832,6 +833,17 @@ void TestMdcBackup::restoreFiles()
     QCOMPARE(bench.newlySent(), QStringList());
     if (bytes != "-")
         QCOMPARE(contents(path), bytes);
+}
+
+// Refused at its first line: nobody waits until 200 MB are read.
+void TestMdcBackup::restoreOfAHugeFile()
+{
+    const QString path = writeFile("Driver Parameter data file,");
+    QVERIFY(QFile::resize(path, 200'000'000));
+    RestoreBench bench(restoreArguments(path));
+    QVERIFY(!bench.reply(information(c_generation2)));
+    QCOMPARE(bench.order().published(), restoreFailure("DCmdRestore_backup_file_not_valid"));
+    QCOMPARE(bench.newlySent(), QStringList());
 }
 
 void TestMdcBackup::restoreFailedWrites_data()
