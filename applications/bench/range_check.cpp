@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -248,10 +249,16 @@ void checkGroups(const QList<BackupRangeItem>& items, TextReport& report)
         ++counts[item.name];
         all.append(item);
     }
-    if (restoreGroups(all, 1, 1).fault == RestoreGroups::CeTooLarge)
+    const RestoreGroups listed = restoreGroups(all, 1, 1);
+    if (listed.fault == RestoreGroups::CeTooLarge)
         report.error(QStringLiteral("its groups list more than %1 registers together: no restore is possible")
                          .arg(c_groupRegistersLimit),
                      QStringLiteral("correct the numbers of the largest ones"));
+    else if (!registersToRestore(listed.groups, 1, std::numeric_limits<int>::max(), true))
+        report.error(
+            QStringLiteral("a restore of all groups would write more than %1 registers and is refused")
+                .arg(c_restoreRegistersLimit),
+            QStringLiteral("let each register stand in one group"));
     for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
         if (it.value() > 1)
             report.warning(

@@ -155,6 +155,14 @@ void TstRangeCheck::text_data()
     add("group with too many registers", good + "\"preset2\": [21-65557];", "error",
         "\"preset2\": [21-65557] has too large a number, or lists more than 65536 registers: no restore is "
         "possible");
+    const QString shared = "warning: \"M_config\": \"preset1\" and \"%1\" share registers 1 to 65535";
+    const QString everything = "\"backup_range\": [1-65535]; \"preset1\": [1-65535]; \"preset2\": [1-65535];";
+    QTest::newRow("as much as one restore writes") << everything << QStringList{shared.arg("preset2")};
+    QTest::newRow("more than one restore writes")
+        << everything + "\"extraTool\": [1-65535];"
+        << QStringList{"error: \"M_config\": a restore of all groups would write more than 131072 registers "
+                       "and is refused",
+                       shared.arg("preset2"), shared.arg("extraTool")};
     add("nothing to restore", range, "warning", "no group is ever restored");
 }
 
