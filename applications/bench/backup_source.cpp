@@ -8,6 +8,7 @@
 namespace {
 
 constexpr int c_shownTextLength = 80;
+constexpr int c_firstFirmwareOfGeneration2 = 4;
 const QString c_editedFile =
     QStringLiteral("take a file that \"mdc-bench backup\" wrote and nobody has edited");
 
@@ -72,6 +73,15 @@ QString rangeText(const QJsonObject& deviceConfiguration, const QString& modelNa
         .toString();
 }
 
+RegisterGroups namedGroups(const QString& rangeText)
+{
+    const QList<BackupRangeItem> items =
+        backupRangeItems(QRegularExpression(backupRangePattern()), rangeText);
+    const BackupRange range = backupRange(items).value_or(BackupRange());
+    const RestoreGroups found = restoreGroups(items, range.first, range.count);
+    return found.fault == RestoreGroups::CeNoFault ? found.groups : RegisterGroups();
+}
+
 BackupRegisters backupRegisters(const QString& modelName, const QString& rangeText, const BackupFile& file)
 {
     const char* const textId = QT_TRID_NOOP("DCmdRestore_backup_registers_conf_cannot_load");
@@ -104,6 +114,15 @@ BackupRegisters backupRegisters(const QString& modelName, const QString& rangeTe
                  QStringLiteral("correct the range; \"mdc-bench check\" looks it over")}};
     }
     return {found.groups, {}};
+}
+
+QString configurationModelName(const BackupHeader& header)
+{
+    const int firmware = header.firmwareVersion.section(QLatin1Char('.'), 0, 0).toInt();
+    const int generation = firmware >= c_firstFirmwareOfGeneration2 ? 2 : 1;
+    return configurationModelName(
+               DeviceInformation{header.model, {}, header.firmwareVersion, header.serial, generation})
+        .value_or(QString());
 }
 
 QString torqueUnitChannel(const DeviceInformation& information)

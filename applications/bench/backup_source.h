@@ -41,8 +41,14 @@ struct BackupRegisters
 
 // The configuration's text for a model; empty when there is none.
 QString rangeText(const QJsonObject& deviceConfiguration, const QString& modelName);
+// The groups of the text for reading only, whatever range a file is of; none when the text has a fault.
+RegisterGroups namedGroups(const QString& rangeText);
 // The groups of the text, which must be of the same range as the file.
 BackupRegisters backupRegisters(const QString& modelName, const QString& rangeText, const BackupFile& file);
+
+// The name under which the configuration keeps what holds for the controller of a file. The file does not
+// tell the generation of the register map; firmware 4.00.0 brought the second one.
+QString configurationModelName(const BackupHeader& header);
 
 // Name of the channel that tells where the torque unit is.
 QString torqueUnitChannel(const DeviceInformation& information);

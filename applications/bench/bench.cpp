@@ -99,6 +99,15 @@ int runBench(const QStringList& arguments)
     case BenchOptions::Subcommand::Check:
         code = runCheck(options, console, interrupt);
         break;
+    case BenchOptions::Subcommand::Backup:
+        code = runBackup(options, console, interrupt);
+        break;
+    case BenchOptions::Subcommand::Restore:
+        code = runRestore(options, console, interrupt);
+        break;
+    case BenchOptions::Subcommand::Compare:
+        code = runCompare(options, console, interrupt);
+        break;
     }
     return static_cast<int>(code);
 }

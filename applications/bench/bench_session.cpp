@@ -479,6 +479,7 @@ QString remedyFor(ExitCode code)
     case ExitCode::Usage:
     case ExitCode::Configuration:
     case ExitCode::Plugin:
+    case ExitCode::Different:
     case ExitCode::Interrupted:
         break;
     }

@@ -1,5 +1,6 @@
 #include "applications/bench/command_line.h"
 
+#include "applications/bench/backup_command_line.h"
 #include "applications/bench/suggestion.h"
 #include "applications/bench/translations.h"
 
@@ -26,6 +27,7 @@ constexpr const char* c_examples =
     "  mdc-bench demo                            see what happens, no device needed\n"
     "  mdc-bench commands                        what can be run\n"
     "  mdc-bench run setDirection direction=1    run one command\n"
+    "  mdc-bench --config bench.json backup      save a controller's registers to a file\n"
     "  mdc-bench --config bench.json check       look a bench over before using it\n"
     "\n"
     "Results go to standard output, messages to standard error.\n"
@@ -107,6 +109,14 @@ public:
                     }));
         }
         return text;
+    }
+
+    // Without how often: the description says it.
+    std::string make_option_usage(const CLI::Option* option) const override
+    {
+        const std::string text =
+            make_option_name(option, true) + (option->get_expected_max() > 1 ? "..." : "");
+        return option->get_required() ? text : "[" + text + "]";
     }
 
     // The type and nothing else: what excludes what is told when it happens.
@@ -196,6 +206,7 @@ struct Parser
     CLI::App* run = nullptr;
     CLI::App* results = nullptr;
     CLI::App* check = nullptr;
+    BackupSubcommands backups;
 
     Parser()
     {
@@ -307,6 +318,8 @@ struct Parser
         results->add_option("--program-value", raw.programName, "Value that tells the program [program]")
             ->type_name("NAME");
         addListeningBounds(results, "End after so many events [none]");
+
+        backups.addTo(app);
 
         check = add("check", "Look over configuration, plug-ins, links and register map", c_checkExamples);
         addObject(check, "Only this device");
@@ -439,6 +452,7 @@ BenchOptions toOptions(const Parser& parser)
     options.rotateSize = raw.rotateSize;
     options.keptFiles = raw.keep;
     options.programName = QString::fromStdString(raw.programName);
+    options.backup = parser.backups.options();
     if (parser.demo->parsed())
         options.subcommand = BenchOptions::Subcommand::Demo;
     else if (parser.list->parsed())
@@ -449,7 +463,11 @@ BenchOptions toOptions(const Parser& parser)
         options.subcommand = BenchOptions::Subcommand::Results;
     else if (parser.check->parsed())
         options.subcommand = BenchOptions::Subcommand::Check;
-    else {
+    else if (const auto chosen = parser.backups.chosen()) {
+        options.subcommand = *chosen;
+        options.timeout = parser.backups.orderTimeout();
+        options.object = parser.backups.object();
+    } else {
         options.subcommand = BenchOptions::Subcommand::Run;
         options.timeout = raw.orderTimeout;
     }
@@ -463,6 +481,9 @@ QString contradiction(const BenchOptions& options)
     if (!options.language.isEmpty() && !languages.contains(options.language))
         return QStringLiteral("there are no texts in the language \"%1\"; there are: %2")
             .arg(options.language, languages.join(QStringLiteral(", ")));
+    const QString ofBackups = BackupSubcommands::contradiction(options);
+    if (!ofBackups.isEmpty())
+        return ofBackups;
     const bool isDemo = options.subcommand == BenchOptions::Subcommand::Demo;
     if (options.format == OutputFormat::Markdown && options.subcommand != BenchOptions::Subcommand::Commands)
         return QStringLiteral("--format markdown is for \"commands\" only");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applications/bench/backup_options.h"
 #include "applications/bench/exit_code.h"
 #include "applications/bench/output_format.h"
 
@@ -11,7 +12,7 @@
 // What a call of the program asks for.
 struct BenchOptions
 {
-    enum class Subcommand { Demo, List, Commands, Run, Results, Check };
+    enum class Subcommand { Demo, List, Commands, Run, Results, Check, Backup, Restore, Compare };
     enum class Simulation { None, Tcp, Rtu };
 
     Subcommand subcommand = Subcommand::List;
@@ -36,7 +37,8 @@ struct BenchOptions
 
     // Object name or identity; empty: the first device object. (run, results, check, commands)
     QString object;
-    // run: the whole order, 0 for no bound of its own; list, check: the wait for the links. Milliseconds.
+    // run, backup, restore, compare: each whole order, 0 for no bound of its own; list, check: the wait for
+    // the links. Milliseconds.
     int timeout = 0;
     // run: the command; commands: the one to tell about, or empty.
     QString command;
@@ -57,6 +59,8 @@ struct BenchOptions
     int keptFiles = 0;
     // results: the value that tells the program.
     QString programName;
+    // backup, restore, compare.
+    BackupOptions backup;
     // demo: which transports to show.
     bool demoTcp = true;
     bool demoRtu = true;

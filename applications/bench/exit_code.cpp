@@ -11,6 +11,7 @@ const QList<ExitCodeDescription>& exitCodeDescriptions()
         {ExitCode::NotConnected, "the controller cannot be reached or makes no sense; nothing was written"},
         {ExitCode::TimedOut, "the controller did not answer in time"},
         {ExitCode::Refused, "the controller refused"},
+        {ExitCode::Different, "registers differ (compare, restore --verify)"},
         {ExitCode::Uncertain, "a write was sent and not answered: it may have been done"},
         {ExitCode::Interrupted, "interrupted (Ctrl-C)"},
     };

@@ -6,8 +6,7 @@
 #include <QList>
 #include <QString>
 
-// What the program answers to the script that started it. The numbers are part of its interface;
-// 8 is reserved.
+// What the program answers to the script that started it. The numbers are part of its interface.
 enum class ExitCode : int {
     Done = 0,
     CommandFailed = 1,
@@ -17,6 +16,7 @@ enum class ExitCode : int {
     NotConnected = 5,
     TimedOut = 6,
     Refused = 7,
+    Different = 8,
     Uncertain = 9,
     Interrupted = 130, // 128 + SIGINT, as shells report it
 };

@@ -13,3 +13,6 @@ ExitCode runCommands(const BenchOptions& options, Console& console, Interrupt& i
 ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runResults(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runBackup(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runRestore(const BenchOptions& options, Console& console, Interrupt& interrupt);
+ExitCode runCompare(const BenchOptions& options, Console& console, Interrupt& interrupt);
