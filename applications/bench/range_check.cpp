@@ -271,6 +271,9 @@ void checkGroups(const QList<BackupRangeItem>& items, TextReport& report)
         if (--counts[item.name] > 0)
             continue;
         checkName(item, report);
+        // A group that no restore writes may have numbers of any size.
+        if (!item.isReadable)
+            continue;
         checkSpans(item, range, report);
         groups.append(item);
     }

@@ -163,6 +163,14 @@ void TstRangeCheck::text_data()
         << QStringList{"error: \"M_config\": a restore of all groups would write more than 131072 registers "
                        "and is refused",
                        shared.arg("preset2"), shared.arg("extraTool")};
+    QTest::newRow("two slips of one item")
+        << good + "\"groupA\": [9-5], [60-61];"
+        << QStringList{"warning: \"M_config\": \"groupA\" is neither a preset nor an extra group: a restore "
+                       "never writes it",
+                       "warning: \"M_config\": [9-5] of \"groupA\" runs backwards and lists no register",
+                       "warning: \"M_config\": \"groupA\": [9-5], [60-61] reaches outside of the backup's "
+                       "registers 1 to 60: a file has no value for it",
+                       "warning: \"M_config\": \"extraGeneral\" and \"groupA\" share register 60"};
     add("nothing to restore", range, "warning", "no group is ever restored");
 }
 
