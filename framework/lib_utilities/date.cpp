@@ -1,8 +1,10 @@
 #include <lib_utilities/date.h>
 
 #include <QDateTime>
+#include <QLocale>
 
 QString getDate()
 {
-    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    // A date's own toString writes the digits of the system's language.
+    return QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
 }

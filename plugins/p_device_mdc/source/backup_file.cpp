@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QIODevice>
+#include <QLocale>
 #include <QSaveFile>
 #include <QStringList>
 #include <QTextStream>
@@ -27,6 +28,12 @@ QByteArray encoded(const QString& text)
     stream << text;
     stream.flush();
     return bytes;
+}
+
+// A date's own toString writes the digits of the system's language.
+QString dateText(const QDate& date, const QString& format)
+{
+    return QLocale::c().toString(date, format);
 }
 
 // Digits behind an optional sign: QString::toInt alone takes blanks too.
@@ -147,7 +154,7 @@ QString backupText(const BackupHeader& header, const QDate& date, const QVariant
            << c_modelKey << c_separator << header.model << '\n'
            << c_serialKey << c_separator << header.serial << '\n'
            << c_firmwareVersionKey << c_separator << header.firmwareVersion << '\n'
-           << "Date," << date.toString(QStringLiteral("M/d/yyyy")) << '\n';
+           << "Date," << dateText(date, QStringLiteral("M/d/yyyy")) << '\n';
     int position = 0;
     for (const QVariant& value : values) {
         ++position;
@@ -168,7 +175,7 @@ QString backupFilePath(const QString& folderPath, const QString& model, const QS
                        const QDate& date)
 {
     return folderPath + QLatin1Char('/') + model + QLatin1Char('_') + backupName + QLatin1Char('_') +
-           date.toString(QStringLiteral("ddMMyyyy")) + QStringLiteral(".csv");
+           dateText(date, QStringLiteral("ddMMyyyy")) + QStringLiteral(".csv");
 }
 
 // QSaveFile's commit alone does not notice a full disk: it has replaced a good file by the part that

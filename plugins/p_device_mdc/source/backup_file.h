@@ -79,6 +79,7 @@ struct BackupReading
 };
 
 // Reads a text from a device that is open for reading, to its end or the first fault. Takes line feeds
-// and carriage returns with line feeds, and a last line without an end. `wantedModel` is held against
-// the header's model after the fifth line; null takes any model.
+// and carriage returns with line feeds, and a last line without an end. Not from one opened as text: that
+// drops a carriage return in the middle of a line too, and makes one number of the digits around it.
+// `wantedModel` is held against the header's model after the fifth line; null takes any model.
 BackupReading readBackup(QIODevice& device, const QString* wantedModel);

@@ -112,9 +112,14 @@ RestoreGroups restoreGroups(const QList<BackupRangeItem>& items, int firstRegist
             continue;
         }
         QList<int> registers;
-        const bool isListed = item.isReadable && appendRegisters(registers, item.span) &&
-                              appendRegisters(registers, item.secondSpan.value_or(RegisterSpan{1, 0}));
-        listed += registers.size();
+        bool isListed = item.isReadable && appendRegisters(registers, item.span) &&
+                        appendRegisters(registers, item.secondSpan.value_or(RegisterSpan{1, 0}));
+        // Of a group that no restore writes nobody needs the list.
+        if (!isListed && !presetNumber(item.name) && !isExtraGroup(item.name)) {
+            registers.clear();
+            isListed = true;
+        }
+        listed += registers.size() - result.groups.value(item.name).size();
         if (!isListed || listed > c_groupRegistersLimit)
             return {RestoreGroups::CeTooLarge, item.text, {}};
         result.groups.insert(item.name, registers);

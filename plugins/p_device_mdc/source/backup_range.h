@@ -72,7 +72,7 @@ struct RestoreGroups
     enum Fault {
         CeNoFault,
         CeRangeDiffers, // a valid "backup_range" is another than the backup file's
-        CeTooLarge      // a group's number does not fit, or there are too many
+        CeTooLarge      // a number of a preset or extra group does not fit, or there are too many
     };
 
     Fault fault = CeNoFault;

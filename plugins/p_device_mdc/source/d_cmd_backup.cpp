@@ -14,6 +14,16 @@ namespace {
 // Registers that one read asks for.
 constexpr int c_blockSize = 60;
 
+QString backupRangeTexts(const QList<BackupRangeItem>& items)
+{
+    QStringList texts;
+    for (const BackupRangeItem& item : items) {
+        if (isBackupRange(item))
+            texts.append(item.text);
+    }
+    return texts.isEmpty() ? QStringLiteral("none") : texts.join(QLatin1String(", "));
+}
+
 } // namespace
 
 const QRegularExpression DCmdBackup::c_rangeExpression(backupRangePattern());
@@ -58,8 +68,8 @@ bool DCmdBackup::rplDeviceInformation(quint64 /*instructionId*/, const QVariantM
     const std::optional<DeviceInformation> information =
         deviceInformation(reply.value(QStringLiteral("deviceInformation")));
     if (!information) {
-        logCritical(this) << "ERROR: device information is incorrect"
-                          << reply.value(QStringLiteral("errorMessage")).toString();
+        logCritical(this) << "ERROR: device information is incorrect";
+        logFailureNotice(this, reply);
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_dev_info_data_incorrect_error"));
     }
     model = information->controllerModel;
@@ -91,9 +101,13 @@ bool DCmdBackup::loadBackupRange()
         logCritical(this) << "ERROR: registers configuration cannot be found";
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_config_cannot_be_found_error"));
     }
-    const std::optional<BackupRange> range = backupRange(backupRangeItems(c_rangeExpression, text));
+    const QList<BackupRangeItem> items = backupRangeItems(c_rangeExpression, text);
+    const std::optional<BackupRange> range = backupRange(items);
     if (!range) {
         logCritical(this) << "ERROR: backup registers configuration cannot be loaded";
+        logCritical(this) << backupRangeKey(modelName) << "has no backup_range of 2 to"
+                          << c_backupRegistersLimit
+                          << "registers from register 1 or above on; it has:" << backupRangeTexts(items);
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_config_cannot_be_loadded_error"));
     }
     firstRegister = range->first;
@@ -117,11 +131,11 @@ bool DCmdBackup::readNextBlock()
 bool DCmdBackup::rplReadRegisters(quint64 /*instructionId*/, const QVariantMap& reply)
 {
     const ReplyValues block(reply);
-    const QVariant errorCode = reply.value(QStringLiteral("errorCode"));
     // A block of no values would be asked for again without end.
-    if (errorCode.isValid() || block.isEmpty()) {
+    if (isFailureNotice(reply) || block.isEmpty()) {
         logCritical(this) << "ERROR: read preset data failed at index = " + QString::number(readIndex) +
-                                 " error number = " + QString::number(errorCode.toInt());
+                                 " error number = " + QString::number(failureCode(reply));
+        logFailureNotice(this, reply);
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_dev_info_reading_registers_failed_error"));
     }
     values.append(block.list());
@@ -138,7 +152,8 @@ bool DCmdBackup::saveFile()
                               getParameterValue(QStringLiteral("backupName"), QVariant()).toString(), today);
     QString error;
     if (!saveBackup(filePath, backupText({model, serial, firmwareVersion}, today, values), &error)) {
-        logCritical(this) << "ERROR: Cannot save backup data to file" << error;
+        logCritical(this) << "ERROR: Cannot save backup data to file";
+        logCritical(this) << error;
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_no_file_error"));
     }
     return commandUpdateResults({{QStringLiteral("doneOk"), true}, {QStringLiteral("filePath"), filePath}});

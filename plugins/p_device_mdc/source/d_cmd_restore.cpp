@@ -72,8 +72,8 @@ bool DCmdRestore::rplDeviceInformation(quint64 /*instructionId*/, const QVariant
     const std::optional<DeviceInformation> found =
         deviceInformation(reply.value(QStringLiteral("deviceInformation")));
     if (!found) {
-        logCritical(this) << "ERROR: device information is empty"
-                          << reply.value(QStringLiteral("errorMessage")).toString();
+        logCritical(this) << "ERROR: device information is empty";
+        logFailureNotice(this, reply);
         return fail(QT_TRID_NOOP("DCmdRestore_device_info_empty"));
     }
     information = *found;
@@ -90,8 +90,9 @@ bool DCmdRestore::readFile()
 {
     const QString path = getParameterValue(QStringLiteral("filePath"), QVariant()).toString();
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        logCritical(this) << "ERROR: Cannot open backup file = " + path << file.errorString();
+    if (!file.open(QIODevice::ReadOnly)) {
+        logCritical(this) << "ERROR: Cannot open backup file = " + path;
+        logCritical(this) << file.errorString();
         return fail(QT_TRID_NOOP("DCmdRestore_backup_file_not_found"));
     }
     const BackupReading reading = readBackup(file, &information.controllerModel);
@@ -106,8 +107,8 @@ bool DCmdRestore::readFile()
         return fail(QT_TRID_NOOP("DCmdRestore_model_name_does_not_match"));
     case BackupReading::CeLineFault: {
         logCritical(this) << "ERROR: Backup file is not valid, error at line: " +
-                                 QString::number(reading.line)
-                          << reading.detail;
+                                 QString::number(reading.line);
+        logCritical(this) << reading.detail;
         QString message = qtTrId("DCmdRestore_backup_file_not_valid_error_at_line");
         return failWithMessage(message.replace(QLatin1String("%1"), QString::number(reading.line)));
     }
@@ -115,7 +116,8 @@ bool DCmdRestore::readFile()
         logCritical(this) << "ERROR: Backup file does not contain data";
         return fail(QT_TRID_NOOP("DCmdRestore_backup_file_not_contain_data"));
     case BackupReading::CeInconsistent:
-        logCritical(this) << "ERROR: Backup file is not valid" << reading.line << reading.detail;
+        logCritical(this) << "ERROR: Backup file is not valid";
+        logCritical(this) << "line" << reading.line << ":" << reading.detail;
         return fail(QT_TRID_NOOP("DCmdRestore_backup_file_not_valid"));
     }
     return true;
@@ -138,9 +140,13 @@ bool DCmdRestore::loadRegisterGroups()
     case RestoreGroups::CeRangeDiffers:
         logCritical(this) << "ERROR: Starting register or number of registers for the backup file are "
                              "different from device configuration";
+        logCritical(this) << "the file has" << backup.values.size() << "registers from"
+                          << backup.firstPosition << "on, the configuration" << found.item;
         return fail(messageId);
     case RestoreGroups::CeTooLarge:
-        logCritical(this) << "ERROR: too many registers in the device configuration, in" << found.item;
+        logCritical(this) << "ERROR: a register number is too large, or there are too many, in the device "
+                             "configuration:"
+                          << found.item;
         return fail(messageId);
     }
     groups = found.groups;
@@ -196,9 +202,9 @@ bool DCmdRestore::rplTorqueUnit(quint64 /*instructionId*/, const QVariantMap& re
     const ReplyValues values(reply);
     bool isNumber = false;
     const int torqueUnit = values.list().size() == 1 ? values.first().toInt(&isNumber) : -1;
-    if (!isNumber || torqueUnit < 0) {
-        logCritical(this) << "ERROR: torque unit read failed, values format is incorrect"
-                          << reply.value(QStringLiteral("errorMessage")).toString();
+    if (!isNumber || torqueUnit < 0 || isFailureNotice(reply)) {
+        logCritical(this) << "ERROR: torque unit read failed, values format is incorrect";
+        logFailureNotice(this, reply);
         fail(c_torqueUnitIncorrect);
         return true;
     }
@@ -222,7 +228,9 @@ bool DCmdRestore::writeRegister(int registerNumber)
 {
     const std::optional<int> value = backup.valueAt(registerNumber);
     if (registerNumber < 1 || registerNumber > backup.values.size() || !value) {
-        logCritical(this) << "ERROR: out of range index" << registerNumber;
+        logCritical(this) << "ERROR: out of range index";
+        logCritical(this) << "register" << registerNumber << "is not in the backup file;"
+                          << receivedReplies.size() << "of" << total << "registers are written";
         finishAsFailed();
         return false;
     }
@@ -240,13 +248,12 @@ bool DCmdRestore::rplWriteRegister(quint64 instructionId, const QVariantMap& rep
 {
     if (finished || receivedReplies.contains(instructionId))
         return true;
-    if (reply.contains(QStringLiteral("errorCode"))) {
+    if (isFailureNotice(reply)) {
         finished = true;
         logCritical(this) << "ERROR: restore stopped: the write of register"
                           << writeList.value(receivedReplies.size()) << "failed with error"
-                          << reply.value(QStringLiteral("errorCode")).toInt()
-                          << reply.value(QStringLiteral("errorMessage")).toString() << ";"
-                          << receivedReplies.size() << "of" << total << "registers are written";
+                          << failureCode(reply) << failureText(reply) << ";" << receivedReplies.size() << "of"
+                          << total << "registers are written";
         return false;
     }
     receivedReplies.insert(instructionId);

@@ -75,11 +75,10 @@ bool DCmdSetTriggerProgram::rplSetTriggerProgram(quint64 instructionId, const QV
                           << "Expected:" << expectedInstructionId;
         return true;
     }
-    if (reply.contains(QStringLiteral("errorCode"))) {
+    if (isFailureNotice(reply)) {
         logCritical(this) << "ERROR: trigger program stopped: the" << (writing ? "write" : "read")
-                          << "of register" << stepRegister() << "failed with error"
-                          << reply.value(QStringLiteral("errorCode")).toInt()
-                          << reply.value(QStringLiteral("errorMessage")).toString()
+                          << "of register" << stepRegister() << "failed with error" << failureCode(reply)
+                          << failureText(reply)
                           << (writing ? "; program 15 is incomplete, resetMode restores the saved values"
                                       : "; nothing has been written or saved");
         expectedInstructionId = 0;

@@ -1,6 +1,6 @@
 #include "reply_values.h"
 
-#include <QString>
+#include "log_line.h"
 
 ReplyValues::ReplyValues(const QVariantMap& reply)
 {
@@ -10,6 +10,27 @@ ReplyValues::ReplyValues(const QVariantMap& reply)
     m_present = true;
     m_isList = values->canConvert(QMetaType::QVariantList);
     m_list = values->toList();
+}
+
+bool isFailureNotice(const QVariantMap& reply)
+{
+    return reply.contains(QStringLiteral("errorCode"));
+}
+
+int failureCode(const QVariantMap& reply)
+{
+    return reply.value(QStringLiteral("errorCode")).toInt();
+}
+
+QString failureText(const QVariantMap& reply)
+{
+    return reply.value(QStringLiteral("errorMessage")).toString();
+}
+
+void logFailureNotice(const QObject* object, const QVariantMap& reply, const SourcePlace& place)
+{
+    if (isFailureNotice(reply))
+        logCritical(object, place) << "error" << failureCode(reply) << failureText(reply);
 }
 
 std::optional<QVariantList> blockWords(const QVariant& values, const QString& resultName)

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "source_place.h"
+
+#include <QString>
 #include <QVariant>
 #include <QVariantList>
 #include <QVariantMap>
 
 #include <optional>
+
+class QObject;
 
 // What a driver's reply holds under "values". It tells what is there and never whether that is good:
 // commands differ in what they make of a malformed reply.
@@ -29,6 +34,17 @@ private:
     bool m_isList = false;
     QVariantList m_list;
 };
+
+// The reply tells that the instruction failed: it answers nothing, even when it holds values.
+bool isFailureNotice(const QVariantMap& reply);
+// The notice's error number, 0 when there is none.
+int failureCode(const QVariantMap& reply);
+// The notice's text; empty when there is none.
+QString failureText(const QVariantMap& reply);
+// Logs number and text of a notice, for the caller's own message tells only what it was about. Nothing
+// when the reply is none.
+void logFailureNotice(const QObject* object, const QVariantMap& reply,
+                      const SourcePlace& place = SourcePlace::current());
 
 // The words of a block under a reply's "values": the list itself, or what a map holds as "values" or,
 // without that key, as `resultName`, where anything but a list counts as no words. Nothing when

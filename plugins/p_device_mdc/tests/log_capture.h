@@ -69,7 +69,8 @@ private:
             return QStringLiteral("no such source: ") + line.text;
         const QList<QByteArray> sourceLines = file.readAll().split('\n');
         const QByteArray there = sourceLines.value(match.captured(QStringLiteral("line")).toInt() - 1);
-        if (!there.contains("logCritical(") && !there.contains("softwareVersionSuffix("))
+        if (!there.contains("logCritical(") && !there.contains("softwareVersionSuffix(") &&
+            !there.contains("logFailureNotice("))
             return QStringLiteral("another line: ") + line.text;
         return match.captured(QStringLiteral("message"));
     }

@@ -5,6 +5,7 @@
 
 #include <QBuffer>
 #include <QLocale>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -52,7 +53,7 @@ BackupReading reading(const QByteArray& bytes, const QString& model = QStringLit
 {
     QBuffer buffer;
     buffer.setData(bytes);
-    buffer.open(QIODevice::ReadOnly | QIODevice::Text);
+    buffer.open(QIODevice::ReadOnly);
     return readBackup(buffer, &model);
 }
 
@@ -118,6 +119,7 @@ private Q_SLOTS:
     void savesNothingHalf_data();
     void savesNothingHalf();
     void writesToAFullDevice();
+    void speaksDigitsInAnyLanguage();
 };
 
 void TestMdcBackupFiles::items_data()
@@ -246,12 +248,19 @@ void TestMdcBackupFiles::groups_data()
     row("range above int: not valid", R"("backup_range": [1-2147483648]; "x": [3-3];)", good, "x=3");
     row("range of all of int", R"("backup_range": [1-2147483647]; "x": [3-3];)", differs,
         R"("backup_range": [1-2147483647])");
-    row("first number above int", R"("a": [1-1]; "x": [4294967297-5])", large, R"("x": [4294967297-5])");
-    row("last number above int", R"("x": [1-2147483648])", large, R"("x": [1-2147483648])");
-    row("second range above int", R"("x": [1-2], [3-4294967296])", large, R"("x": [1-2], [3-4294967296])");
-    row("millions", R"("x": [1-5000000]; "y": [1-1])", large, R"("x": [1-5000000])");
-    row("all of int", R"("x": [0-2147483647])", large, R"("x": [0-2147483647])");
-    row("millions in the second range", R"("x": [1-1], [1-65537])", large, R"("x": [1-1], [1-65537])");
+    row("first number above int", R"("a": [1-1]; "preset1": [4294967297-5])", large,
+        R"("preset1": [4294967297-5])");
+    row("last number above int", R"("preset1": [1-2147483648])", large, R"("preset1": [1-2147483648])");
+    row("second range above int", R"("preset1": [1-2], [3-4294967296])", large,
+        R"("preset1": [1-2], [3-4294967296])");
+    row("millions", R"("extra": [1-5000000]; "y": [1-1])", large, R"("extra": [1-5000000])");
+    row("millions that nobody restores", R"("x": [1-5000000]; "presets": [99999999999-5]; "y": [1-1])", large,
+        R"("presets": [99999999999-5])");
+    row("millions under other names", R"("x": [1-5000000]; "Extra": [99999999999-5]; "y": [1-1])", good,
+        "Extra= x= y=1");
+    row("all of int", R"("preset1": [0-2147483647])", large, R"("preset1": [0-2147483647])");
+    row("millions in the second range", R"("preset1": [1-1], [1-65537])", large,
+        R"("preset1": [1-1], [1-65537])");
     row("a group of no register far up", R"("x": [2147483647-2147483646])", good, "x=");
     row("the largest number", R"("x": [2147483646-2147483647])", good, "x=2147483646,2147483647");
 }
@@ -577,6 +586,8 @@ void TestMdcBackupFiles::readings_data()
     badLine("two signs", "A0002,--2");
     badLine("value above int", "A0002,2147483648");
     badLine("position above int", "A2147483648,2");
+    badLine("carriage return in a value", "A0002,1\r2");
+    badLine("carriage return in a position", "A\r2,2");
     badLine("digits of another script", "A0002,\u0662");
     badLine("header again", "Driver model,MDC-32");
     row("empty last line", data("A0001,1\n\n"), atLine, 7, notALine.arg(""));
@@ -805,6 +816,22 @@ void TestMdcBackupFiles::writesToAFullDevice()
     }
     FullDevice device(text.size());
     QVERIFY(writeBackup(device, text));
+}
+
+// The language that a program is started in cannot be changed from inside.
+void TestMdcBackupFiles::speaksDigitsInAnyLanguage()
+{
+    if (qEnvironmentVariableIsSet("MDC_TEST_LANGUAGE"))
+        QSKIP("this is the other program");
+    QProcess again;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LC_ALL", "ar_EG.UTF-8");
+    environment.insert("MDC_TEST_LANGUAGE", "1");
+    again.setProcessEnvironment(environment);
+    again.setProcessChannelMode(QProcess::MergedChannels);
+    again.start(QCoreApplication::applicationFilePath(), {"text", "lineNumbers", "filePaths"});
+    QVERIFY(again.waitForFinished());
+    QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, again.readAll());
 }
 
 QTEST_GUILESS_MAIN(TestMdcBackupFiles)

@@ -759,26 +759,26 @@ void TestMdcCommands::replies_data()
     const QStringList noBackup{"results {doneOk=bool:false, errorMessage=QString:"
                                "DCmdBackup_deviceMdc_dev_info_data_incorrect_error}",
                                "failed"};
-    const QStringList notIdentified{"ERROR: device information is incorrect "};
+    const QStringList notIdentified{"ERROR: device information is incorrect"};
     const char* const c_backup = "backup";
     row("no information", c_backup, empty, false, noBackup, notIdentified);
     row("values instead", c_backup, values({1}), false, noBackup, notIdentified);
     row("no list", c_backup, {{"deviceInformation", 5}}, false, noBackup, notIdentified);
     row("null", c_backup, {{"deviceInformation", QVariant()}}, false, noBackup, notIdentified);
     row("failure notice", c_backup, timedOut, false, noBackup,
-        {"ERROR: device information is incorrect no answer"});
+        {"ERROR: device information is incorrect", "error 1 no answer"});
 
     const QStringList noRestore{"results {statusData={doneOk=int:3, message=QString:"
                                 "DCmdRestore_device_info_empty}}",
                                 "failed"};
-    const QStringList noInformation{"ERROR: device information is empty "};
+    const QStringList noInformation{"ERROR: device information is empty"};
     const char* const c_restore = "restoreBackup";
     row("no information", c_restore, empty, false, noRestore, noInformation);
     row("values instead", c_restore, values({1}), false, noRestore, noInformation);
     row("no list", c_restore, {{"deviceInformation", 5}}, false, noRestore, noInformation);
     row("null", c_restore, {{"deviceInformation", QVariant()}}, false, noRestore, noInformation);
     row("failure notice", c_restore, timedOut, false, noRestore,
-        {"ERROR: device information is empty no answer"});
+        {"ERROR: device information is empty", "error 1 no answer"});
 }
 
 void TestMdcCommands::replies()
@@ -817,6 +817,8 @@ void TestMdcCommands::resultsAfterTheEnd_data()
     QTest::newRow("listenEventsData") << acknowledged << false;
     QTest::newRow("listenMotorRunState") << acknowledged << false;
     QTest::newRow("getPresetData") << QVariantMap{{"values", presetWords(20)}} << false;
+    QTest::newRow("backup") << QVariantMap() << false;
+    QTest::newRow("restoreBackup") << QVariantMap() << false;
 }
 
 void TestMdcCommands::resultsAfterTheEnd()
