@@ -21,6 +21,8 @@ constexpr int c_backupWait = 30000;
 // Above the 3000 ms of an instruction and what giving up costs.
 constexpr int c_scenarioWait = 20000;
 constexpr int c_recoveryWait = 15000;
+// Of no preset that is restored.
+constexpr quint16 c_changedRegister = 1234;
 
 QVector<quint16> holdingRegisters(Simulator& simulator, int count)
 {
@@ -95,11 +97,13 @@ public:
         const DOrderOutcome good = m_bench.run("backup", backupArguments(m_folder), c_backupWait);
         m_file = good.results.value("filePath").toString();
         m_old = contents(m_file);
+        m_values = holdingRegisters(m_bench.simulator(), 2040);
         if (!good.ok || m_old.size() < 2000) {
             *error = good.errorMessage;
             return false;
         }
-        m_values = holdingRegisters(m_bench.simulator(), 2040);
+        // A backup from now on is another file.
+        m_bench.simulator().controller().write(QModbusDataUnit::HoldingRegisters, c_changedRegister, {4711});
         return true;
     }
 
@@ -130,10 +134,8 @@ public:
     const QList<DOrderOutcome>& outcomes() const { return m_outcomes; }
     const QList<QVariantMap>& status() const { return m_status; }
     const QVector<quint16>& values() const { return m_values; }
-    bool isOldBackupIntact() const
-    {
-        return contents(m_file) == m_old && filesIn(m_folder) == QStringList(QFileInfo(m_file).fileName());
-    }
+    bool isOldBackupIntact() const { return contents(m_file) == m_old; }
+    bool isAlone() const { return filesIn(m_folder) == QStringList(QFileInfo(m_file).fileName()); }
     int hits() { return m_bench.simulator().faults().hits().size(); }
 
     // Where in the traffic of a generation 2 controller each stage is, as the tail of a fault's text.
@@ -158,6 +160,15 @@ const QMap<QString, QString> Scenario::c_stages{
     {"middle block", "@once/0x03#1000"}, {"last block", "@once/0x03#2040"},
     {"torque unit", "@once/0x03#2001"},  {"first write", "@once/0x06#41"},
     {"middle write", "@once/0x06#80"},   {"last write", "@once/0x06#120"}};
+
+// What the operator is told when the traffic of a stage fails; nothing of a write: the order's own reason.
+const QMap<QString, QString> c_reasons{
+    {"backup, identification", "DCmdBackup_deviceMdc_dev_info_data_incorrect_error"},
+    {"backup, first block", "DCmdBackup_deviceMdc_dev_info_reading_registers_failed_error"},
+    {"backup, middle block", "DCmdBackup_deviceMdc_dev_info_reading_registers_failed_error"},
+    {"backup, last block", "DCmdBackup_deviceMdc_dev_info_reading_registers_failed_error"},
+    {"restoreBackup, identification", "DCmdRestore_device_info_empty"},
+    {"restoreBackup, torque unit", "DCmdRestore_torque_unit_incorrect"}};
 
 // Faults after which the order cannot have done its work.
 const QStringList c_fatalFaults{"no-answer",  "lost",        "late=3600",   "cut-header",
@@ -320,6 +331,10 @@ void TestBackupRestore::stopsAfterTheRegisterUnderWay()
     QTemporaryDir folder;
     const DOrderOutcome backup = bench.run("backup", backupArguments(folder), c_backupWait);
     QVERIFY2(backup.ok, qPrintable(backup.errorMessage));
+    SimulatedController& controller = bench.simulator().controller();
+    const QVector<quint16> before = holdingRegisters(bench.simulator(), 200);
+    for (int number = 1; number <= 200; ++number)
+        controller.write(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(number), {4711});
     bench.simulator().faults().add("late=20/0x06");
     QSignalSpy updates(&bench.host(), &DHost::orderUpdated);
     QSignalSpy finished(&bench.host(), &DHost::orderFinished);
@@ -338,12 +353,15 @@ void TestBackupRestore::stopsAfterTheRegisterUnderWay()
     }
     // Whatever is still on its way has arrived once the next request is answered.
     QVERIFY(bench.run("getInfo").ok);
-    const int written = bench.simulator().controller().writes().size();
+    const int written = controller.writes().size();
     QVERIFY2(written >= 3 && written < 200, qPrintable(QString::number(written)));
-    QCOMPARE(writeTexts(bench.simulator().controller().writes()),
-             expectedWrites(numbers(1, written), holdingRegisters(bench.simulator(), 200)));
+    QCOMPARE(writeTexts(controller.writes()), expectedWrites(numbers(1, written), before));
     QVERIFY(bench.run("getInfo").ok);
-    QCOMPARE(bench.simulator().controller().writes().size(), written);
+    QCOMPARE(controller.writes().size(), written);
+    QVector<quint16> expected = before.mid(0, written);
+    while (expected.size() < 200)
+        expected.append(4711);
+    QCOMPARE(holdingRegisters(bench.simulator(), 200), expected);
 }
 
 void TestBackupRestore::faults_data()
@@ -402,15 +420,21 @@ void TestBackupRestore::faults()
     const QStringList written = writeTexts(scenario.bench().simulator().controller().writes());
     if (scenario.command() == "backup") {
         QCOMPARE(outcome.results.value("doneOk").toBool(), !fatal);
-        QCOMPARE(outcome.results.value("errorMessage").toString().isEmpty(), !fatal);
+        QCOMPARE(outcome.results.value("errorMessage").toString(),
+                 fatal ? c_reasons.value(scenario.title().section(": ", 0, 0)) : QString());
         QCOMPARE(written, QStringList());
-        QVERIFY(scenario.isOldBackupIntact()); // the registers are as they were: a new file is the same
+        QCOMPARE(scenario.isOldBackupIntact(), fatal);
+        QVERIFY(scenario.isAlone());
     } else {
         bool isHundred = false;
         bool isFailure = false;
         for (const QVariantMap& status : scenario.status()) {
             isHundred = isHundred || status.value("progress").toInt() == 100;
-            isFailure = isFailure || status.value("doneOk").toInt() == 3;
+            if (status.value("doneOk").toInt() == 3) {
+                isFailure = true;
+                QCOMPARE(status.value("message").toString(),
+                         c_reasons.value(scenario.title().section(": ", 0, 0)));
+            }
         }
         QCOMPARE(isHundred, !fatal);
         const bool isWriteStage = scenario.stage().contains("write");
@@ -429,7 +453,7 @@ void TestBackupRestore::faults()
             if (written.size() > before && !written.last().contains("refused"))
                 QCOMPARE(written.last(), all.at(before));
         }
-        QVERIFY(scenario.isOldBackupIntact());
+        QVERIFY(scenario.isOldBackupIntact() && scenario.isAlone());
     }
     // The link comes back by itself.
     DOrderOutcome next;
