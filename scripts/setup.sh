@@ -7,7 +7,10 @@ packages=(
   # build
   g++ cmake ninja-build
   qtbase5-dev            # Qt Core, Network, Test
-  qtdeclarative5-dev     # Qt Qml
+  qtdeclarative5-dev qtquickcontrols2-5-dev  # Qt Qml, Quick, Quick Controls
+  qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-controls2
+  qml-module-qtquick-templates2 qml-module-qtquick-layouts qml-module-qtquick-shapes
+  fonts-dejavu-core      # something to write with on a machine without a desktop
   qttools5-dev qttools5-dev-tools  # translations
   libqt5serialbus5-dev   # Modbus
   libqt5serialport5-dev  # serial lines
@@ -17,6 +20,7 @@ packages=(
   # tests
   mbpoll                 # an independent Modbus master
   python3 python3-pymodbus python3-serial  # an independent Modbus server, and what it imports
+  qtdeclarative5-dev-tools  # qmllint
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
 )
 

@@ -99,6 +99,9 @@ int runBench(const QStringList& arguments)
     case BenchOptions::Subcommand::Check:
         code = runCheck(options, console, interrupt);
         break;
+    case BenchOptions::Subcommand::Panel:
+        code = runPanel(options, console, interrupt);
+        break;
     case BenchOptions::Subcommand::Backup:
         code = runBackup(options, console, interrupt);
         break;

@@ -73,6 +73,16 @@ constexpr const char* c_resultsExamples =
     "  mdc-bench --config bench.json results --output tightenings.jsonl --rotate-size 10000000\n"
     "  mdc-bench --config bench.json results --format csv --output tightenings.csv\n";
 
+constexpr const char* c_panelExamples =
+    "One tab per device, all with --object NAME. With --screenshot no display is needed: the page is drawn\n"
+    "into a picture once it shows all its values. Exit code 5 when there was no connection.\n"
+    "\n"
+    "Examples:\n"
+    "  mdc-bench panel\n"
+    "  mdc-bench --config bench.json panel --dark --language fr\n"
+    "  mdc-bench panel --screenshot panel.png --size 1280x800\n"
+    "  mdc-bench panel --screenshot failed.png --press idButtonLock --fault exception=2/0x06\n";
+
 constexpr const char* c_checkExamples =
     "Exit code 0 when nothing worse than a warning was found, else the code of the first error.\n"
     "\n"
@@ -164,6 +174,10 @@ struct RawOptions
     qint64 rotateSize = 0;
     int keep = c_defaultKeptFiles;
     std::string programName = "program";
+    std::string screenshot;
+    std::string size = "600x800";
+    std::vector<std::string> presses;
+    bool dark = false;
     bool verbose = false;
     bool quiet = false;
     bool noIdentify = false;
@@ -206,6 +220,7 @@ struct Parser
     CLI::App* run = nullptr;
     CLI::App* results = nullptr;
     CLI::App* check = nullptr;
+    CLI::App* panel = nullptr;
     BackupSubcommands backups;
 
     Parser()
@@ -320,6 +335,23 @@ struct Parser
         addListeningBounds(results, "End after so many events [none]");
 
         backups.addTo(app);
+
+        panel = add("panel", "Show the maintenance page of a device in a window", c_panelExamples);
+        addObject(panel, "Only the page of this device [all devices]");
+        addLinkWait(panel);
+        panel->add_option("--screenshot", raw.screenshot, "Draw the page into this PNG file and end")
+            ->type_name("FILE");
+        CLI::Option* const press =
+            panel
+                ->add_option("--press", raw.presses,
+                             "Press the item whose object name ends so before the picture is drawn; may be "
+                             "repeated")
+                ->type_name("NAME")
+                ->expected(1)
+                ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        press->needs("--screenshot");
+        panel->add_option("--size", raw.size, "Size of the window in pixels [600x800]")->type_name("WxH");
+        panel->add_flag("--dark", raw.dark, "Light on dark");
 
         check = add("check", "Look over configuration, plug-ins, links and register map", c_checkExamples);
         addObject(check, "Only this device");
@@ -453,6 +485,10 @@ BenchOptions toOptions(const Parser& parser)
     options.keptFiles = raw.keep;
     options.programName = QString::fromStdString(raw.programName);
     options.backup = parser.backups.options();
+    options.panel.screenshotFile = QString::fromStdString(raw.screenshot);
+    options.panel.size = sizeFromText(QString::fromStdString(raw.size));
+    options.panel.presses = toStringList(raw.presses);
+    options.panel.dark = raw.dark;
     if (parser.demo->parsed())
         options.subcommand = BenchOptions::Subcommand::Demo;
     else if (parser.list->parsed())
@@ -463,6 +499,8 @@ BenchOptions toOptions(const Parser& parser)
         options.subcommand = BenchOptions::Subcommand::Results;
     else if (parser.check->parsed())
         options.subcommand = BenchOptions::Subcommand::Check;
+    else if (parser.panel->parsed())
+        options.subcommand = BenchOptions::Subcommand::Panel;
     else if (const auto chosen = parser.backups.chosen()) {
         options.subcommand = *chosen;
         options.timeout = parser.backups.orderTimeout();
@@ -484,6 +522,10 @@ QString contradiction(const BenchOptions& options)
     const QString ofBackups = BackupSubcommands::contradiction(options);
     if (!ofBackups.isEmpty())
         return ofBackups;
+    if (!options.panel.size.isValid())
+        return QStringLiteral("--size takes width and height in pixels, %1 to %2 each, as in 600x800")
+            .arg(c_smallestPanel)
+            .arg(c_largestPanel);
     const bool isDemo = options.subcommand == BenchOptions::Subcommand::Demo;
     if (options.format == OutputFormat::Markdown && options.subcommand != BenchOptions::Subcommand::Commands)
         return QStringLiteral("--format markdown is for \"commands\" only");
@@ -500,7 +542,8 @@ QString contradiction(const BenchOptions& options)
         return QStringLiteral("\"demo\" shows the bundled configuration and takes no --config; use \"run\"");
     if (!isDemo && options.simulation == BenchOptions::Simulation::None && options.configFile.isEmpty() &&
         (options.subcommand == BenchOptions::Subcommand::Run || isResults ||
-         options.subcommand == BenchOptions::Subcommand::Check))
+         options.subcommand == BenchOptions::Subcommand::Check ||
+         options.subcommand == BenchOptions::Subcommand::Panel))
         return QStringLiteral("--simulate none needs --config FILE: there is no controller otherwise");
     if (options.simulation == BenchOptions::Simulation::None && !options.faults.isEmpty())
         return QStringLiteral("--fault needs a simulated controller: add --simulate tcp or --simulate rtu");

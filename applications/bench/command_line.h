@@ -3,6 +3,7 @@
 #include "applications/bench/backup_options.h"
 #include "applications/bench/exit_code.h"
 #include "applications/bench/output_format.h"
+#include "applications/bench/panel_options.h"
 
 #include <QString>
 #include <QStringList>
@@ -12,7 +13,7 @@
 // What a call of the program asks for.
 struct BenchOptions
 {
-    enum class Subcommand { Demo, List, Commands, Run, Results, Check, Backup, Restore, Compare };
+    enum class Subcommand { Demo, List, Commands, Run, Results, Check, Backup, Restore, Compare, Panel };
     enum class Simulation { None, Tcp, Rtu };
 
     Subcommand subcommand = Subcommand::List;
@@ -61,6 +62,7 @@ struct BenchOptions
     QString programName;
     // backup, restore, compare.
     BackupOptions backup;
+    PanelOptions panel;
     // demo: which transports to show.
     bool demoTcp = true;
     bool demoRtu = true;

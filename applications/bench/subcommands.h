@@ -13,6 +13,8 @@ ExitCode runCommands(const BenchOptions& options, Console& console, Interrupt& i
 ExitCode runRun(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runResults(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& interrupt);
+// Needs the application object that the panel's library makes.
+ExitCode runPanel(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runBackup(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runRestore(const BenchOptions& options, Console& console, Interrupt& interrupt);
 ExitCode runCompare(const BenchOptions& options, Console& console, Interrupt& interrupt);

@@ -106,7 +106,9 @@ QMap<QString, QString> idsIn(const QString& source)
         const QRegularExpressionMatch found = match.next();
         const QString id = found.captured(QStringLiteral("id"));
         if (id.isNull()) {
-            text = found.captured(QStringLiteral("text")).replace(QLatin1String("\\\""), QLatin1String("\""));
+            // A long text goes on in the next comment.
+            text +=
+                found.captured(QStringLiteral("text")).replace(QLatin1String("\\\""), QLatin1String("\""));
             continue;
         }
         if (!text.isNull() || !ids.contains(id))

@@ -24,7 +24,8 @@ struct Catalogue
 
 QList<Catalogue> catalogues()
 {
-    return {{"p_device_mdc", {c_sources + "/plugins/p_device_mdc"}, 33}};
+    return {{"p_device_mdc", {c_sources + "/plugins/p_device_mdc"}, 33},
+            {"panel", {c_sources + "/applications/Kivora", c_sources + "/applications/panel"}, 27}};
 }
 
 QString catalogueFile(const QString& catalogue, const QString& language)
@@ -114,6 +115,8 @@ void TestTranslations::idsOfASource_data()
                                       << "";
     QTest::newRow("with its text") << "//% \"The a\"\nqtTrId(\"a\"), qtTrId(\"b\")"
                                    << "a=The a b";
+    QTest::newRow("a long text") << "//% \"One \"\n    //% \"two\"\nqtTrId(\"a\")"
+                                 << "a=One two";
     QTest::newRow("quotes in the text") << R"(//% "say \"a\""
                                               text: qsTrId("a"))"
                                         << "a=say \"a\"";

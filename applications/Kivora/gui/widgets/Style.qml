@@ -1,0 +1,37 @@
+pragma Singleton
+import QtQuick 2.15
+
+// Sizes, fonts and colours of every page, in a light and a dark form. Texts have a contrast of at least
+// 4.5 : 1 against what they stand on, and no state is told by colour alone.
+QtObject {
+    property bool dark: false
+
+    // The unit of heights and widths, in device-independent pixels.
+    readonly property real baseHeight: 8
+    readonly property real baseWidth: 8
+
+    readonly property font fontLabel: Qt.font({ pixelSize: 15 })
+    readonly property font fontTitle: Qt.font({ pixelSize: 22, bold: true })
+    readonly property font fontSmall: Qt.font({ pixelSize: 13 })
+
+    readonly property color backgroundColor: dark ? "#12171d" : "#f3f5f7"
+    readonly property color surfaceColor: dark ? "#1b222a" : "#ffffff"
+    readonly property color textColor: dark ? "#e8edf2" : "#18222c"
+    readonly property color secondaryTextColor: dark ? "#a9b8c6" : "#4d5c6a"
+    readonly property color accentColor: dark ? "#7ab8f5" : "#0b5cad"
+    readonly property color widgetDisabledBorderColor: dark ? "#566573" : "#a3b0bc"
+
+    readonly property color buttonColor: dark ? "#2b3641" : "#ffffff"
+    readonly property color buttonPressedColor: dark ? "#3d4c5a" : "#d5e4f3"
+    readonly property color buttonBorderColor: dark ? "#6d8092" : "#75879a"
+
+    // A tool's LED, on and off.
+    readonly property color toolStatusIn: dark ? "#4fd07a" : "#1f9d4d"
+    readonly property color toolStatusInactive: dark ? "#7b8a98" : "#8493a1"
+
+    readonly property color goodColor: dark ? "#63d68b" : "#13743a"
+    readonly property color badColor: dark ? "#ff9a90" : "#ad1f17"
+    readonly property color badSurfaceColor: dark ? "#3a1f1f" : "#fdecea"
+    readonly property color doubtfulColor: dark ? "#ffcf70" : "#7a4d00"
+    readonly property color doubtfulSurfaceColor: dark ? "#37301b" : "#fff4d9"
+}

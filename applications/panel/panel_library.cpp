@@ -1,0 +1,73 @@
+#include "applications/panel/panel_library.h"
+
+#include "applications/panel/panel_picture.h"
+#include "applications/panel/panel_window.h"
+
+#include <QGuiApplication>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QSurfaceFormat>
+
+namespace {
+
+// Lines of icons are drawn with so many samples of each pixel.
+constexpr int c_samples = 4;
+
+bool hasDisplay()
+{
+#if defined(Q_OS_WIN) || defined(Q_OS_MACOS)
+    return true;
+#else
+    for (const char* const variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
+        if (!qEnvironmentVariableIsEmpty(variable))
+            return true;
+    }
+    return false;
+#endif
+}
+
+class QuickPanelLibrary final : public PanelLibrary
+{
+public:
+    std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv, bool offScreen,
+                                                      QString* error) const override
+    {
+        if (offScreen) {
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+            QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
+        } else if (!hasDisplay()) {
+            *error = QStringLiteral("there is no display to show a window on");
+            return nullptr;
+        }
+        QSurfaceFormat format = QSurfaceFormat::defaultFormat();
+        format.setSamples(c_samples);
+        QSurfaceFormat::setDefaultFormat(format);
+        QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));
+        return std::make_unique<QGuiApplication>(argc, argv);
+    }
+
+    PanelEnd show(const PanelRequest& request, QString* error) const override
+    {
+        if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) {
+            *error = QStringLiteral("this application has no windows");
+            return PanelEnd::Failed;
+        }
+        PanelWindow window(request);
+        *error = window.error();
+        if (!error->isEmpty())
+            return PanelEnd::Failed;
+        window.show();
+        if (!request.screenshotFile.isEmpty())
+            return takePicture(window, request, error);
+        QCoreApplication::exec();
+        return PanelEnd::Closed;
+    }
+};
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT const PanelLibrary* mdcPanelLibrary()
+{
+    static const QuickPanelLibrary library;
+    return &library;
+}

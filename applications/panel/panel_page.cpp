@@ -1,0 +1,169 @@
+#include "applications/panel/panel_page.h"
+
+#include "applications/panel/action_failure.h"
+#include "applications/panel/page_text.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QLocale>
+#include <QQmlContext>
+#include <QQmlEngine>
+
+namespace {
+
+constexpr int c_identificationRetry = 2000; // ms
+
+// The folder of the host's frames and widgets is named relative to this place.
+const QString c_pageUrl = QStringLiteral("qrc:/plugins/p_device_mdc/qml/maintenance_panel.qml");
+const QString c_getInfo = QStringLiteral("getInfo");
+const QString c_getRegister = QStringLiteral("getRegister");
+
+QString errorText(const QQmlComponent& component)
+{
+    QStringList lines;
+    const QList<QQmlError> errors = component.errors();
+    for (const QQmlError& error : errors)
+        lines.append(error.toString());
+    return lines.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
+PanelPage::PanelPage(QQmlEngine& engine, const PanelDevice& device)
+    : m_device(device)
+{
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(c_identificationRetry);
+    connect(&m_retry, &QTimer::timeout, this, &PanelPage::identify);
+
+    QFile file(QStringLiteral(":/%1/maintenance_panel.qml").arg(device.kind.toString()));
+    if (!file.open(QIODevice::ReadOnly)) {
+        m_error = QStringLiteral("the plug-in of \"%1\" has no maintenance page").arg(device.name);
+        return;
+    }
+    m_component = std::make_unique<QQmlComponent>(&engine);
+    m_component->setData(filledPage(file.readAll(), {device.name, device.uuid.toString(), device.reference}),
+                         QUrl(c_pageUrl));
+    std::unique_ptr<QObject> made(m_component->beginCreate(engine.rootContext()));
+    auto* const root = qobject_cast<QQuickItem*>(made.get());
+    m_backend = made == nullptr ? nullptr : made->findChild<DAbstractPluginBackend*>();
+    if (root == nullptr || m_backend.isNull()) {
+        if (made != nullptr)
+            m_component->completeCreate();
+        m_error =
+            QStringLiteral("the maintenance page of \"%1\" cannot be shown: %2")
+                .arg(device.name, m_component->isError() ? errorText(*m_component)
+                                                         : QStringLiteral("it has no item or no backend"));
+        return;
+    }
+    m_item.reset(qobject_cast<QQuickItem*>(made.release()));
+    // Before the page is complete and begins to read.
+    tellFrame("identified", false);
+    m_component->completeCreate();
+    follow();
+}
+
+PanelPage::~PanelPage() = default;
+
+bool PanelPage::isConnected() const
+{
+    return !m_backend.isNull() && m_backend->isConnected();
+}
+
+bool PanelPage::isComplete() const
+{
+    return m_identified && m_polled && !isWaiting();
+}
+
+bool PanelPage::isWaiting() const
+{
+    return m_identification != 0 || (!m_backend.isNull() && m_backend->hasPendingTreatments());
+}
+
+void PanelPage::awaitValues()
+{
+    m_polled = false;
+}
+
+void PanelPage::follow()
+{
+    connect(m_backend, &DAbstractPluginBackend::isConnectedChanged, this, &PanelPage::connectionChanged);
+    connect(m_backend, &DAbstractPluginBackend::treatmentEnded, this, &PanelPage::treatmentEnded);
+    m_outdated = !isConnected();
+    connectionChanged();
+}
+
+void PanelPage::connectionChanged()
+{
+    m_retry.stop();
+    // An answer that is still to come is of the connection before.
+    m_identification = 0;
+    m_identified = false;
+    m_polled = false;
+    m_unread.clear();
+    tellFrame("identified", false);
+    tellFrame("identificationFailure", QString());
+    tellFrame("unreadValues", 0);
+    if (isConnected())
+        identify();
+    else
+        m_outdated = true;
+}
+
+void PanelPage::identify()
+{
+    IHost* const host = IHost::current();
+    if (host == nullptr || !isConnected())
+        return;
+    m_identification = host->runCommand(
+        m_device.uuid, c_getInfo, {{QStringLiteral("reference"), m_device.reference}}, 0, this,
+        [this](quint64 orderId, const DOrderOutcome& outcome) { identified(orderId, outcome); });
+}
+
+void PanelPage::identified(quint64 orderId, const DOrderOutcome& outcome)
+{
+    if (orderId != m_identification)
+        return;
+    m_identification = 0;
+    if (!outcome.ok) {
+        tellFrame("identificationFailure", outcome.errorMessage);
+        m_retry.start();
+        return;
+    }
+    m_identified = true;
+    if (m_outdated && !m_backend.isNull())
+        QMetaObject::invokeMethod(m_backend, "resetBackend");
+    m_outdated = false;
+    tellFrame("identificationFailure", QString());
+    tellFrame("identified", true);
+}
+
+void PanelPage::treatmentEnded(int index, const QString& commandName, const DOrderOutcome& outcome)
+{
+    if (commandName == c_getRegister) {
+        m_polled = true;
+        if (outcome.ok) {
+            m_unread.remove(index);
+            tellFrame("valuesTime", static_cast<double>(QDateTime::currentMSecsSinceEpoch()));
+        } else if (isConnected()) {
+            m_unread.insert(index);
+        }
+        tellFrame("unreadValues", m_unread.size());
+        return;
+    }
+    const ActionFailure failure = actionFailure(commandName, outcome);
+    if (failure.title.isEmpty())
+        return;
+    tellFrame("failureTitle", failure.title);
+    tellFrame("failureReason", failure.reason);
+    tellFrame("failureDetail", failure.detail);
+    tellFrame("failureUncertain", failure.uncertain);
+    tellFrame("failureTime", QLocale().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss")));
+}
+
+// A frame without a property does not care for it.
+void PanelPage::tellFrame(const char* property, const QVariant& value)
+{
+    if (m_item->metaObject()->indexOfProperty(property) >= 0)
+        m_item->setProperty(property, value);
+}

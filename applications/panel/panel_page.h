@@ -1,0 +1,70 @@
+#pragma once
+
+#include "applications/panel/panel_library.h"
+
+#include <lib_plugins_management/d_abstract_plugin_backend.h>
+#include <lib_plugins_management/i_host.h>
+
+#include <QObject>
+#include <QPointer>
+#include <QQmlComponent>
+#include <QQuickItem>
+#include <QSet>
+#include <QString>
+#include <QTimer>
+
+#include <memory>
+
+class QQmlEngine;
+
+// The maintenance page of one device, made from the text in its plug-in's resources, and the
+// go-between of the page's backend and its frame: what failed, how old the values are, and whether the
+// controller that answers has been identified. That is done anew with every connection, before anything
+// else is read or written: the generation decides which registers these are, and another controller may
+// have taken the place of the one before.
+//
+// Everything happens on the thread of the host and the engine, which both outlive it.
+class PanelPage : public QObject
+{
+    Q_OBJECT
+
+public:
+    PanelPage(QQmlEngine& engine, const PanelDevice& device);
+    // Deletes the page's items.
+    ~PanelPage() override;
+
+    // Why there is no page; empty when there is one.
+    QString error() const { return m_error; }
+    // Its root item; null without a page.
+    QQuickItem* item() const { return m_item.get(); }
+    DAbstractPluginBackend* backend() const { return m_backend; }
+
+    bool isConnected() const;
+    // Every value has been asked for since the controller was identified, and the answers are there.
+    bool isComplete() const;
+    // Something that the page has asked for is under way.
+    bool isWaiting() const;
+    // Not complete before the values have been read once more.
+    void awaitValues();
+
+private:
+    void follow();
+    void connectionChanged();
+    void identify();
+    void identified(quint64 orderId, const DOrderOutcome& outcome);
+    void treatmentEnded(int index, const QString& commandName, const DOrderOutcome& outcome);
+    void tellFrame(const char* property, const QVariant& value);
+
+    const PanelDevice m_device;
+    QString m_error;
+    std::unique_ptr<QQmlComponent> m_component;
+    std::unique_ptr<QQuickItem> m_item;
+    QPointer<DAbstractPluginBackend> m_backend;
+    QTimer m_retry;
+    quint64 m_identification = 0; // the order; 0 when none runs
+    bool m_identified = false;
+    // What the page shows of the controller is missing or of the connection before.
+    bool m_outdated = false;
+    bool m_polled = false;
+    QSet<int> m_unread; // rows
+};

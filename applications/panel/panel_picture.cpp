@@ -1,0 +1,94 @@
+#include "applications/panel/panel_picture.h"
+
+#include "applications/panel/panel_window.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QImage>
+#include <QQuickItem>
+#include <QQuickItemGrabResult>
+#include <QSaveFile>
+#include <QTimer>
+
+namespace {
+
+constexpr int c_look = 10; // ms
+
+enum class Waited { Yes, TooLong, Quit };
+
+// Looks again and again: what is waited for has no signal of its own.
+Waited waitFor(const std::function<bool()>& condition, int patience)
+{
+    QEventLoop loop;
+    QElapsedTimer time;
+    time.start();
+    Waited result = Waited::Quit;
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        if (condition()) {
+            result = Waited::Yes;
+            loop.quit();
+        } else if (time.elapsed() > patience) {
+            result = Waited::TooLong;
+            loop.quit();
+        }
+    });
+    look.start(c_look);
+    QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &loop, &QEventLoop::quit);
+    loop.exec();
+    return result;
+}
+
+// The window itself cannot be copied without a display; its root item can be drawn anew.
+QImage draw(const PanelWindow& window, int patience)
+{
+    const QSharedPointer<const QQuickItemGrabResult> result = window.rootObject()->grabToImage();
+    if (result.isNull())
+        return {};
+    waitFor([&] { return !result->image().isNull(); }, patience);
+    return result->image();
+}
+
+bool save(const QImage& image, const QString& path, QString* error)
+{
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.flush() &&
+        file.error() == QFileDevice::NoError && file.commit() && QImage(path).size() == image.size())
+        return true;
+    *error = QStringLiteral("the picture cannot be written to \"%1\": %2").arg(path, file.errorString());
+    return false;
+}
+
+} // namespace
+
+PanelEnd takePicture(PanelWindow& window, const PanelRequest& request, QString* error)
+{
+    PanelPage& page = *window.pages().front();
+    Waited complete = waitFor([&] { return page.isComplete() && request.isIdle(); }, request.patience);
+    if (complete == Waited::Quit)
+        return PanelEnd::Closed;
+    for (const QString& ending : request.presses) {
+        const QQuickItem* const item = window.itemNamed(ending);
+        if (item == nullptr) {
+            *error = QStringLiteral("the page has no visible item whose name ends with \"%1\"").arg(ending);
+            return PanelEnd::Failed;
+        }
+        window.press(*item);
+        page.awaitValues();
+        // What was pressed may have cost the connection.
+        const auto isSettled = [&] {
+            return request.isIdle() && !page.isWaiting() && (page.isComplete() || !page.isConnected());
+        };
+        if (waitFor(isSettled, request.patience) == Waited::Quit)
+            return PanelEnd::Closed;
+    }
+    const QImage image = draw(window, request.patience);
+    if (image.isNull()) {
+        *error = QStringLiteral("the window cannot be drawn");
+        return PanelEnd::Failed;
+    }
+    if (!save(image, request.screenshotFile, error))
+        return PanelEnd::Failed;
+    return complete == Waited::Yes ? PanelEnd::Saved : PanelEnd::SavedWithout;
+}

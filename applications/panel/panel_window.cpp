@@ -1,0 +1,77 @@
+#include "applications/panel/panel_window.h"
+
+#include <QCoreApplication>
+#include <QMouseEvent>
+#include <QQuickItem>
+
+namespace {
+
+const QUrl c_shellUrl(QStringLiteral("qrc:/applications/Kivora/gui/PanelShell.qml"));
+
+QQuickItem* visibleItem(QQuickItem* from, const QString& ending)
+{
+    if (!from->isVisible())
+        return nullptr;
+    if (from->objectName().endsWith(ending))
+        return from;
+    const QList<QQuickItem*> children = from->childItems();
+    for (QQuickItem* const child : children) {
+        QQuickItem* const found = visibleItem(child, ending);
+        if (found != nullptr)
+            return found;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+PanelWindow::PanelWindow(const PanelRequest& request)
+{
+    setTitle(request.title);
+    setResizeMode(QQuickView::SizeRootObjectToView);
+    resize(request.size);
+    setMinimumSize(QSize(320, 240));
+    QStringList names;
+    for (const PanelDevice& device : request.devices)
+        names.append(device.name);
+    setInitialProperties({{QStringLiteral("dark"), request.dark}, {QStringLiteral("names"), names}});
+    setSource(c_shellUrl);
+    if (rootObject() == nullptr) {
+        m_error = QStringLiteral("the window cannot be shown");
+        const QList<QQmlError> all = errors();
+        for (const QQmlError& one : all)
+            m_error += QLatin1Char('\n') + one.toString();
+        return;
+    }
+    for (const PanelDevice& device : request.devices) {
+        auto page = std::make_unique<PanelPage>(*engine(), device);
+        if (!page->error().isEmpty()) {
+            m_error = page->error();
+            return;
+        }
+        QMetaObject::invokeMethod(rootObject(), "addPage",
+                                  Q_ARG(QVariant, QVariant::fromValue<QObject*>(page->item())));
+        m_pages.push_back(std::move(page));
+    }
+}
+
+PanelWindow::~PanelWindow()
+{
+    // Before the engine of their items.
+    m_pages.clear();
+}
+
+QQuickItem* PanelWindow::itemNamed(const QString& ending) const
+{
+    return m_pages.empty() ? nullptr : visibleItem(m_pages.front()->item(), ending);
+}
+
+void PanelWindow::press(const QQuickItem& item)
+{
+    const QPointF middle = item.mapToScene(QPointF(item.width() / 2, item.height() / 2));
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, middle, middle, mapToGlobal(middle.toPoint()), Qt::LeftButton,
+                          type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(this, &event);
+    }
+}
