@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocale>
 
 #include <algorithm>
 #include <cmath>
@@ -72,7 +73,8 @@ QString isoTime(const QDateTime& time)
 {
     const int offset = time.offsetFromUtc() / 60;
     const int minutes = std::abs(offset);
-    return time.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")) +
+    // A time's own toString writes the digits of the system's language.
+    return QLocale::c().toString(time, QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")) +
            QStringLiteral("%1%2:%3")
                .arg(offset < 0 ? QLatin1Char('-') : QLatin1Char('+'))
                .arg(minutes / 60, 2, 10, QLatin1Char('0'))

@@ -2,6 +2,7 @@
 
 #include "applications/bench/output_format.h"
 
+#include <QLocale>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -120,6 +121,7 @@ QString restoreCommandText(const QString& file, const RestoreChoice& choice, con
 
 QString snapshotName(const QTime& time, int attempt)
 {
-    const QString name = QStringLiteral("before-restore-") + time.toString(QStringLiteral("HHmmss"));
+    const QString name =
+        QStringLiteral("before-restore-") + QLocale::c().toString(time, QStringLiteral("HHmmss"));
     return attempt > 1 ? QStringLiteral("%1-%2").arg(name).arg(attempt) : name;
 }

@@ -1,6 +1,7 @@
 #include "applications/bench/result_writer.h"
 
 #include <QJsonDocument>
+#include <QLocale>
 
 ResultWriter::ResultWriter(Console& console, OutputFormat format)
     : m_console(console)
@@ -20,7 +21,7 @@ void ResultWriter::update(const QList<NamedValue>& values)
     if (m_format == OutputFormat::Table) {
         QList<QStringList> rows = valueRows(values);
         for (QStringList& row : rows)
-            row.prepend(now.time().toString(QStringLiteral("HH:mm:ss.zzz")));
+            row.prepend(QLocale::c().toString(now.time(), QStringLiteral("HH:mm:ss.zzz")));
         m_console.out(formatTable({}, rows));
     }
     if (m_format == OutputFormat::Json)

@@ -8,6 +8,7 @@
 #include <lib_host/configuration.h>
 
 #include <QCoreApplication>
+#include <QLocale>
 #include <QTextStream>
 #include <QTime>
 
@@ -81,7 +82,7 @@ int run(const SimulatorOptions& options)
         printLine(stderr, QStringLiteral("note: %1; what depends on it is not simulated").arg(problem));
     if (!options.quiet) {
         QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
-            const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+            const QString time = QLocale::c().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss.zzz"));
             printLine(stderr, QStringLiteral("%1 %2").arg(time, text));
         });
     }

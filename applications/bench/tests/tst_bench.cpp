@@ -10,6 +10,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QTimeZone>
 #include <QtTest>
 
@@ -333,6 +335,22 @@ private Q_SLOTS:
     {
         QFETCH(int, offset);
         QTEST(isoTime(QDateTime(QDate(2026, 3, 1), QTime(9, 30, 0, 125), Qt::OffsetFromUTC, offset)), "text");
+    }
+
+    // The language that a program is started in cannot be changed from inside.
+    void timeInAnyLanguage()
+    {
+        if (qEnvironmentVariableIsSet("MDC_TEST_LANGUAGE"))
+            QSKIP("this is the other program");
+        QProcess again;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "ar_EG.UTF-8");
+        environment.insert("MDC_TEST_LANGUAGE", "1");
+        again.setProcessEnvironment(environment);
+        again.setProcessChannelMode(QProcess::MergedChannels);
+        again.start(QCoreApplication::applicationFilePath(), {"time", "line"});
+        QVERIFY(again.waitForFinished());
+        QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, again.readAll());
     }
 
     void line()
