@@ -73,15 +73,6 @@ QString rangeText(const QJsonObject& deviceConfiguration, const QString& modelNa
         .toString();
 }
 
-RegisterGroups namedGroups(const QString& rangeText)
-{
-    const QList<BackupRangeItem> items =
-        backupRangeItems(QRegularExpression(backupRangePattern()), rangeText);
-    const BackupRange range = backupRange(items).value_or(BackupRange());
-    const RestoreGroups found = restoreGroups(items, range.first, range.count);
-    return found.fault == RestoreGroups::CeNoFault ? found.groups : RegisterGroups();
-}
-
 BackupRegisters backupRegisters(const QString& modelName, const QString& rangeText, const BackupFile& file)
 {
     const char* const textId = QT_TRID_NOOP("DCmdRestore_backup_registers_conf_cannot_load");

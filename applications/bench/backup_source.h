@@ -41,8 +41,6 @@ struct BackupRegisters
 
 // The configuration's text for a model; empty when there is none.
 QString rangeText(const QJsonObject& deviceConfiguration, const QString& modelName);
-// The groups of the text for reading only, whatever range a file is of; none when the text has a fault.
-RegisterGroups namedGroups(const QString& rangeText);
 // The groups of the text, which must be of the same range as the file.
 BackupRegisters backupRegisters(const QString& modelName, const QString& rangeText, const BackupFile& file);
 

@@ -28,16 +28,16 @@ bool readSide(Console& console, const QString& path, Side& side)
 
 // What the configuration calls the registers of the controller of a file: of the device that the options
 // name, else of the first one that knows its model.
-RegisterGroups groupsFor(const BenchOptions& options, const BenchSession& session, const BackupHeader& header)
+RegisterGroups groupsFor(const BenchOptions& options, const BenchSession& session, const BackupFile& file)
 {
-    const QString modelName = configurationModelName(header);
+    const QString modelName = configurationModelName(file.header);
     const QList<BenchObject> objects = session.objects();
     for (const BenchObject& object : objects) {
         const bool isMeant = options.object.isEmpty() || object.name == options.object ||
                              object.uuid == QUuid::fromString(options.object);
         const QString text = isMeant ? rangeText(object.configuration, modelName) : QString();
         if (!text.isEmpty())
-            return namedGroups(text);
+            return backupRegisters(modelName, text, file).groups;
     }
     return {};
 }
@@ -65,8 +65,8 @@ ExitCode report(const BenchOptions& options, Console& console, const Side& here,
                 const RegisterGroups& groups)
 {
     if (groups.isEmpty())
-        console.warning(QStringLiteral("the configuration has no groups of registers for a \"%1\" with "
-                                       "firmware %2: registers are listed without names")
+        console.warning(QStringLiteral("the configuration has no groups for the registers of a \"%1\" "
+                                       "with firmware %2: they are listed without names")
                             .arg(here.file.header.model, here.file.header.firmwareVersion));
     const BackupComparison found = compareBackups(here.file, there.file, RegisterNames(groups));
     const ExitCode code = found.registers.isEmpty() ? ExitCode::Done : ExitCode::Different;
@@ -109,7 +109,7 @@ ExitCode compareFiles(const BenchOptions& options, Console& console, Interrupt& 
             console.error(message);
         return problem->code;
     }
-    return report(options, console, here, there, groupsFor(options, session, here.file.header));
+    return report(options, console, here, there, groupsFor(options, session, here.file));
 }
 
 } // namespace
@@ -133,5 +133,5 @@ ExitCode runCompare(const BenchOptions& options, Console& console, Interrupt& in
         return controller.taken.end.code;
     }
     return report(options, console, here, {QStringLiteral("controller"), controller.file},
-                  namedGroups(device.rangeText));
+                  backupRegisters(device.modelName, device.rangeText, controller.file).groups);
 }

@@ -284,6 +284,8 @@ ExitCode runDemo(const BenchOptions& options, Console& console, Interrupt& inter
                        "  mdc-bench run getRegister channel=currentPreset  one command by itself\n"
                        "  mdc-bench run setProgram program=0               a refusal (exit code 7)\n"
                        "  mdc-bench run setProgram program=3 --fault no-answer   an uncertain outcome (9)\n"
+                       "  mdc-bench backup                                 save all registers to a file\n"
+                       "  mdc-bench restore FILE --presets 1-3 --dry-run   what writing them back would do\n"
                        "  mdc-bench check                                  look a configuration over\n"
                        "With a controller of your own: mdc-bench --config FILE check, then run.\n")
             .arg(orders));

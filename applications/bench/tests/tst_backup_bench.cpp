@@ -3,10 +3,14 @@
 
 #include "applications/bench/backup_comparison.h"
 #include "applications/bench/backup_source.h"
+#include "applications/bench/command_line.h"
+#include "applications/bench/comparison_report.h"
 #include "applications/bench/progress_line.h"
 #include "applications/bench/restore_plan.h"
 #include "applications/bench/restore_record.h"
+#include "applications/bench/restore_report.h"
 
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -399,9 +403,9 @@ private Q_SLOTS:
         QVERIFY(backupRegisters("MDgen2", {}, fileOf(10))
                     .problem.text()
                     .contains("no parameter \"MDgen2_config\""));
-        QVERIFY(backupRegisters("MDgen2", text + R"("x": [1-99999999999])", fileOf(10))
+        QVERIFY(backupRegisters("MDgen2", text + R"("extra": [1-99999999999])", fileOf(10))
                     .problem.text()
-                    .contains("too many registers: \"x\": [1-99999999999]"));
+                    .contains("too many registers: \"extra\": [1-99999999999]"));
     }
 
     void torqueUnitChannel_data()
@@ -426,6 +430,190 @@ private Q_SLOTS:
         QFETCH(int, generation);
         QFETCH(QString, firmware);
         QTEST(::torqueUnitChannel({"MDC-32", {}, firmware, {}, generation}), "channel");
+    }
+
+    void modelNameOfAFile_data()
+    {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<QString>("firmware");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("first firmware") << "MDC-26"
+                                        << "1.50.0"
+                                        << "MDgen1V1";
+        QTest::newRow("generation 1") << "MDC-22"
+                                      << "3.10.5"
+                                      << "MDC-22";
+        QTest::newRow("last of generation 1") << "MDC-22"
+                                              << "3.99.9"
+                                              << "MDC-22";
+        QTest::newRow("generation 2") << "MDC-32"
+                                      << "4.00.0"
+                                      << "MDgen2";
+        QTest::newRow("later") << "MDC-32"
+                               << "12.00.0"
+                               << "MDgen2";
+        QTest::newRow("none") << "MDC-32"
+                              << ""
+                              << "MDC-32";
+    }
+
+    void modelNameOfAFile()
+    {
+        QFETCH(QString, model);
+        QFETCH(QString, firmware);
+        QTEST(configurationModelName(BackupHeader{model, "1", firmware}), "name");
+    }
+
+    void reportOfARestore()
+    {
+        RestoreRecord record(planRestore(fileOf(10), someGroups(), {1, 10, true}).writes);
+        for (const int number : {1, 2, 3})
+            record.add(number, number * 10, outcomeOf(IMessenger::CeEcNone));
+        record.add(4, 40, outcomeOf(IMessenger::CeEcUncertain));
+        QCOMPARE(recordTable(record), QString("group         written  registers  not written\n"
+                                              "preset1       2 of 2   1-2\n"
+                                              "preset2       1 of 2   3          4 (uncertain)\n"
+                                              "preset10      0 of 2              5-6\n"
+                                              "extraGeneral  0 of 1              7\n"
+                                              "extraTool     0 of 2              8-9\n"));
+        QCOMPARE(QJsonDocument(toJson(record.groups().at(1))).toJson(QJsonDocument::Compact),
+                 QByteArray(R"({"group":"preset2","notWritten":[],"uncertain":[4],"written":[3]})"));
+        QCOMPARE(writeText(*record.uncertain()), QString("register 4 (preset2, position 2)"));
+        QCOMPARE(writeText({7, {}, 1}), QString("register 7"));
+    }
+
+    void preview()
+    {
+        const QList<PlannedWrite> writes = planRestore(fileOf(10), someGroups(), {1, 2, false}).writes;
+        BackupFile controller = fileOf(3);
+        controller.values[1] = 9;
+        QCOMPARE(previewTable(writes, controller),
+                 QString("register  group    position  controller  file\n"
+                         "1         preset1  1         10          10\n"
+                         "2         preset1  2         9           20    changes\n"
+                         "3         preset2  1         30          30\n"
+                         "4         preset2  2         -           40    changes\n"));
+        QCOMPARE(changeCount(writes, controller), 2);
+        QCOMPARE(QJsonDocument(toJson(writes.at(3), controller)).toJson(QJsonDocument::Compact),
+                 QByteArray(R"({"controller":null,"file":40,"group":"preset2","position":2,"register":4})"));
+    }
+
+    void restoreCommand_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("last");
+        QTest::addColumn<bool>("extras");
+        QTest::addColumn<QString>("config");
+        QTest::addColumn<QString>("object");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("one") << "a.csv" << 3 << false << ""
+                             << ""
+                             << "mdc-bench restore a.csv --presets 3";
+        QTest::newRow("all")
+            << "a.csv" << 7 << true << "b.json"
+            << "mdc 1"
+            << "mdc-bench --config b.json restore a.csv --presets 3-7 --extras --object 'mdc 1'";
+        QTest::newRow("quotes") << "it's; $HOME.csv" << 3 << false << ""
+                                << ""
+                                << "mdc-bench restore 'it'\\''s; $HOME.csv' --presets 3";
+    }
+
+    void restoreCommand()
+    {
+        QFETCH(QString, file);
+        QFETCH(int, last);
+        QFETCH(bool, extras);
+        QFETCH(QString, config);
+        QFETCH(QString, object);
+        QTEST(restoreCommandText(file, {3, last, extras}, config, object), "text");
+    }
+
+    void snapshotNames()
+    {
+        QCOMPARE(snapshotName(QTime(9, 5, 7), 1), QString("before-restore-090507"));
+        QCOMPARE(snapshotName(QTime(9, 5, 7), 2), QString("before-restore-090507-2"));
+    }
+
+    void differences()
+    {
+        BackupFile there = fileOf(9);
+        there.values[0] = 5;
+        const BackupComparison found = compareBackups(fileOf(10), there, RegisterNames(someGroups()));
+        QCOMPARE(differencesTable(found.registers, "a", "b"),
+                 QString("register  group           position  a    b\n"
+                         "1         other, preset1  1, 1      10   5\n"
+                         "10        other, presetA  2, 1      100  -\n"));
+        QCOMPARE(differencesTable({}, "a", "b"), QString());
+        QCOMPARE(QJsonDocument(toJson(found.registers)).toJson(QJsonDocument::Compact),
+                 QByteArray(R"([{"groups":[{"group":"other","position":1},{"group":"preset1","position":1}],)"
+                            R"("here":10,"register":1,"there":5},)"
+                            R"({"groups":[{"group":"other","position":2},{"group":"presetA","position":1}],)"
+                            R"("here":100,"register":10,"there":null}])"));
+    }
+
+    void commandLine()
+    {
+        const ParsedCommandLine backup =
+            parseCommandLine({"backup", "--name", "a", "--folder", "b", "--force", "--object", "mdc"});
+        QVERIFY(backup.options);
+        QCOMPARE(int(backup.options->subcommand), int(BenchOptions::Subcommand::Backup));
+        QCOMPARE(backup.options->backup.name, QString("a"));
+        QCOMPARE(backup.options->backup.folder, QString("b"));
+        QVERIFY(backup.options->backup.overwrite);
+        QCOMPARE(backup.options->object, QString("mdc"));
+        QCOMPARE(backup.options->timeout, 0);
+
+        const ParsedCommandLine restore =
+            parseCommandLine({"restore", "f", "--presets", "2-5", "--extras", "--verify", "--timeout", "9"});
+        QVERIFY(restore.options);
+        QCOMPARE(int(restore.options->subcommand), int(BenchOptions::Subcommand::Restore));
+        QCOMPARE(restore.options->backup.files, QStringList{"f"});
+        QCOMPARE(restore.options->backup.choice.firstPreset, 2);
+        QCOMPARE(restore.options->backup.choice.lastPreset, 5);
+        QVERIFY(restore.options->backup.choice.withExtras && restore.options->backup.verify);
+        QVERIFY(restore.options->backup.takeSnapshot && !restore.options->backup.dryRun);
+        QCOMPARE(restore.options->timeout, 9);
+
+        const ParsedCommandLine compare = parseCommandLine({"compare", "a", "b", "--simulate", "none"});
+        QVERIFY(compare.options);
+        QCOMPARE(compare.options->backup.files, (QStringList{"a", "b"}));
+        QVERIFY(parseCommandLine({"compare", "--help"}).text.contains("FILE..."));
+    }
+
+    void unusableCommandLine_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("text");
+        using L = QStringList;
+        QTest::newRow("separator in the name") << L{"backup", "--name", "a/b"} << "--folder";
+        QTest::newRow("backup of nothing") << L{"backup", "--simulate", "none"} << "--config";
+        QTest::newRow("backup with a file") << L{"backup", "file.csv"} << "unexpected argument";
+        QTest::newRow("backup as csv") << L{"backup", "--format", "csv"} << "\"results\" only";
+        QTest::newRow("no file") << L{"restore", "--presets", "1"} << "FILE is required";
+        QTest::newRow("no presets") << L{"restore", "f"} << "--presets is required";
+        QTest::newRow("presets") << L{"restore", "f", "--presets", "all"} << "\"all\" names no presets";
+        QTest::newRow("verify nothing")
+            << L{"restore", "f", "--presets", "1", "--dry-run", "--verify"} << "--dry-run excludes --verify";
+        QTest::newRow("no snapshot anywhere")
+            << L{"restore", "f", "--presets", "1", "--no-snapshot", "--snapshot-folder", "x"}
+            << "--no-snapshot excludes --snapshot-folder";
+        QTest::newRow("restore to nothing")
+            << L{"restore", "f", "--presets", "1", "--simulate", "none"} << "--config";
+        QTest::newRow("misspelt") << L{"restore", "f", "--preset", "1"} << "did you mean \"--presets\"?";
+        QTest::newRow("compare nothing") << L{"compare"} << "FILE is required";
+        QTest::newRow("compare three") << L{"compare", "a", "b", "c"} << "At Most 2";
+        QTest::newRow("compare with nothing") << L{"compare", "a", "--simulate", "none"} << "--config";
+        QTest::newRow("time-out") << L{"backup", "--timeout", "0"} << "--timeout";
+    }
+
+    void unusableCommandLine()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, text);
+        const ParsedCommandLine parsed = parseCommandLine(arguments);
+        QVERIFY(!parsed.options);
+        QCOMPARE(static_cast<int>(parsed.exitCode), 2);
+        QVERIFY2(parsed.text.contains(text), qPrintable(parsed.text));
     }
 
     void progress_data()

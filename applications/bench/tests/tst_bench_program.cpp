@@ -279,6 +279,13 @@ private Q_SLOTS:
             << "absent/log.lock cannot be made";
         QTest::newRow("5 results out of reach") << L{"results", "--fault", "refuse"} << 5 << ""
                                                 << "nothing was written";
+        QTest::newRow("0 backup") << L{"backup", "--folder", m_samples.path()} << 0 << "MDC-32__"
+                                  << "";
+        QTest::newRow("1 backup over a file") << L{"backup", "--folder", m_samples.path()} << 1 << ""
+                                              << "--force";
+        QTest::newRow("1 restore without a file")
+            << L{"restore", m_samples.filePath("absent"), "--presets", "1", "--language", "fr"} << 1 << ""
+            << "Impossible d";
         QTest::newRow("check: all is well") << L{"check"} << 0 << "errors: 0"
                                             << "";
         QTest::newRow("check: out of reach") << L{"check", "--fault", "refuse"} << 5 << "cannot be reached"
@@ -580,6 +587,30 @@ private Q_SLOTS:
         const QByteArray screen = process.screen();
         QVERIFY(screen.contains("configuration"));
         QTEST(screen.contains("\x1b[32mok"), "coloured");
+    }
+
+    void progressBar()
+    {
+        const Ended backup = runProgram({"backup", "--folder", m_samples.path(), "--name", "bar"});
+        QVERIFY2(backup.exitCode == 0, qPrintable(backup.err));
+        TerminalProcess process;
+        QVERIFY(process.hasTerminal());
+        // 1.6 s at least; nothing is shown in the first one.
+        process.start(c_program, {"restore", backup.out.trimmed(), "--presets", "1", "--no-snapshot",
+                                  "--fault", "late=40/0x06"});
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        QCOMPARE(process.exitCode(), 0);
+        const QByteArray screen = process.screen();
+        const QList<QByteArray> shown = screen.split('\r');
+        QVERIFY2(shown.size() > 3, screen.constData());
+        QVERIFY2(shown.at(1).startsWith("restore [#") && shown.at(1).contains("/40 registers"),
+                 screen.constData());
+        // Wiped out before the results come.
+        const int results = screen.indexOf("group ");
+        QVERIFY2(results > 0 &&
+                     screen.mid(screen.lastIndexOf('\r', results - 2), results).trimmed().startsWith("group"),
+                 screen.constData());
+        QVERIFY2(screen.contains("40 of 40 registers written"), screen.constData());
     }
 };
 

@@ -1,0 +1,721 @@
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+#include "plugins/p_device_mdc/source/backup_file.h"
+#include "tests/bench_program.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+
+// "mdc-bench backup", "restore" and "compare" as a person runs them, against a controller of this process
+// whose registers and log of writes prove what they say.
+//
+// The controller is of generation 2: programs of 40 registers from register 1 on, 50 of them, and 40
+// parameters behind them.
+class tst_BenchBackup : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void backup();
+    void backupAsJson();
+    void backupReplacesOnRequestOnly();
+    void backupIsRefused_data();
+    void backupIsRefused();
+    void backupFails_data();
+    void backupFails();
+    void restoresWhatWasChosen_data();
+    void restoresWhatWasChosen();
+    void snapshotIsTakenBefore();
+    void snapshotsAreKept();
+    void snapshotFails_data();
+    void snapshotFails();
+    void dryRun();
+    void dryRunTellsOfTheTorqueUnit();
+    void verifyListsDifferences();
+    void restoreIsRefused_data();
+    void restoreIsRefused();
+    void restoreBreaksOff_data();
+    void restoreBreaksOff();
+    void controlCStopsBetweenTwoRegisters();
+    void controlCDuringABackup();
+    void progressAsLines();
+    void compareWithTheController();
+    void compareFiles();
+    void compareAsJson();
+    void comparisonFails();
+
+private:
+    BenchEnd run(const QStringList& arguments) { return endOf(*start(arguments)); }
+    std::unique_ptr<QProcess> start(const QStringList& arguments)
+    {
+        m_process = startBench(QStringList{"--config", m_config} + arguments);
+        return std::move(m_process);
+    }
+    SimulatedController& controller() { return m_simulator->controller(); }
+    QVector<quint16> registers(int first, int count) const;
+    void setRegisters(int first, const QVector<quint16>& values);
+    bool isReachable() const
+    {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress::LocalHost, m_simulator->tcpPort());
+        return socket.waitForConnected(100);
+    }
+    QString path(const QString& name) const { return m_folder->filePath(name); }
+    QStringList files() const { return QDir(m_folder->path()).entryList({"*.csv"}, QDir::Files); }
+    // A backup in the folder, and then a controller that holds something else in its first four programs
+    // and its parameters.
+    QString backUpAndChange();
+    QList<int> writtenRegisters() const;
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<Simulator> m_simulator;
+    std::unique_ptr<QProcess> m_process;
+    QString m_config;
+};
+
+namespace {
+
+constexpr int c_registers = 2040;
+constexpr int c_programSize = 40;
+constexpr int c_firstParameter = 2001;
+constexpr quint16 c_other = 7; // a value that no register of a new controller holds in preset 1 to 4
+
+QJsonObject documentOf(const BenchEnd& end)
+{
+    return QJsonDocument::fromJson(end.out.toUtf8()).object();
+}
+
+QByteArray everything(const BenchEnd& end)
+{
+    return QString("exit code %1\n%2--- stderr\n%3").arg(end.exitCode).arg(end.out, end.err).toUtf8();
+}
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+BackupFile backupAt(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly | QIODevice::Text) ? readBackup(file, nullptr).file : BackupFile();
+}
+
+QList<int> numbers(int first, int count)
+{
+    QList<int> list;
+    for (int i = 0; i < count; ++i)
+        list.append(first + i);
+    return list;
+}
+
+} // namespace
+
+void tst_BenchBackup::initTestCase()
+{
+    // The texts of the plug-in in English, whoever runs this.
+    qputenv("LC_ALL", "C");
+    qunsetenv("LANGUAGE");
+}
+
+void tst_BenchBackup::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_folder->isValid());
+    qputenv("XDG_DATA_HOME", m_folder->path().toLocal8Bit());
+    const auto profile = ControllerProfile::byName("mdc32-gen2");
+    QVERIFY(profile);
+    m_simulator = std::make_unique<Simulator>(sampleDeviceConfiguration(), *profile);
+    QVERIFY(m_simulator->listenTcp());
+    m_config = path("bench.json");
+    QVERIFY(writeBenchFor(*m_simulator, profile->reference, m_config));
+}
+
+QVector<quint16> tst_BenchBackup::registers(int first, int count) const
+{
+    QVector<quint16> values;
+    for (int i = 0; i < count; ++i) {
+        QVector<quint16> one;
+        m_simulator->controller().read(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(first + i), 1,
+                                       &one);
+        values += one;
+    }
+    return values;
+}
+
+void tst_BenchBackup::setRegisters(int first, const QVector<quint16>& values)
+{
+    for (int i = 0; i < values.size(); ++i)
+        QCOMPARE(int(controller().write(QModbusDataUnit::HoldingRegisters, static_cast<quint16>(first + i),
+                                        {values.at(i)})),
+                 int(SimulatedController::c_accepted));
+}
+
+QString tst_BenchBackup::backUpAndChange()
+{
+    const BenchEnd end = run({"backup", "--folder", m_folder->path(), "--name", "whole"});
+    if (end.exitCode != 0)
+        return {};
+    setRegisters(1, QVector<quint16>(4 * c_programSize, c_other));
+    setRegisters(c_firstParameter + 1, {c_other, c_other}); // the first one is the torque unit
+    controller().clearWrites();
+    return end.out.trimmed();
+}
+
+QList<int> tst_BenchBackup::writtenRegisters() const
+{
+    QList<int> list;
+    const QList<ControllerWrite> writes = m_simulator->controller().writes();
+    for (const ControllerWrite& write : writes) {
+        if (write.isAccepted())
+            list.append(write.address);
+    }
+    return list;
+}
+
+void tst_BenchBackup::backup()
+{
+    const BenchEnd end = run({"backup", "--folder", m_folder->path(), "--name", "line 3"});
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    QCOMPARE(end.err, QString());
+    const QString file = path("MDC-32_line 3_" + QDate::currentDate().toString("ddMMyyyy") + ".csv");
+    QCOMPARE(end.out, file + '\n');
+    const BackupFile backup = backupAt(file);
+    QCOMPARE(backup.header.model, QString("MDC-32"));
+    QCOMPARE(backup.values, registers(1, c_registers));
+    QVERIFY(controller().writes().isEmpty());
+}
+
+void tst_BenchBackup::backupAsJson()
+{
+    const BenchEnd end = run({"backup", "--folder", m_folder->path(), "--format", "json"});
+    const QJsonObject document = documentOf(end);
+    QVERIFY2(document.value("ok").toBool(), everything(end).constData());
+    QCOMPARE(document.value("v").toInt(), 1);
+    QCOMPARE(document.value("registers").toInt(), c_registers);
+    QCOMPARE(document.value("replaced"), QJsonValue(false));
+    QVERIFY(QFile::exists(document.value("filePath").toString()));
+    QCOMPARE(files().size(), 1);
+    const BenchEnd lines = run({"backup", "--folder", m_folder->path(), "--name", "b", "--format", "jsonl"});
+    QVERIFY2(lines.out.contains(R"("name":"filePath")"), everything(lines).constData());
+    QVERIFY(lines.err.isEmpty());
+}
+
+void tst_BenchBackup::backupReplacesOnRequestOnly()
+{
+    const QString file = run({"backup", "--folder", m_folder->path()}).out.trimmed();
+    const QByteArray before = contentOf(file);
+    QVERIFY(!before.isEmpty());
+    setRegisters(1, {c_other});
+    const BenchEnd refused = run({"backup", "--folder", m_folder->path()});
+    QCOMPARE(refused.exitCode, 1);
+    QCOMPARE(refused.out, QString());
+    QVERIFY2(refused.err.contains(file) && refused.err.contains("--force"), qPrintable(refused.err));
+    QCOMPARE(contentOf(file), before);
+    const BenchEnd forced = run({"backup", "--folder", m_folder->path(), "--force", "--format", "json"});
+    QCOMPARE(forced.exitCode, 0);
+    QCOMPARE(documentOf(forced).value("replaced"), QJsonValue(true));
+    QCOMPARE(backupAt(file).values.value(0), c_other);
+}
+
+void tst_BenchBackup::backupIsRefused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("another folder in the name")
+        << QStringList{"--name", "../x"} << 2 << "name the folder with --folder";
+    QTest::newRow("a folder of Windows in the name") << QStringList{"--name", "a\\x"} << 2 << "--folder";
+    QTest::newRow("line feed in the name") << QStringList{"--name", "a\nx"} << 2 << "--folder";
+    QTest::newRow("no folder") << QStringList{"--folder", "/absent/folder"} << 1
+                               << "there is no folder /absent/folder";
+    QTest::newRow("misspelt option") << QStringList{"--forlder", "x"} << 2 << "did you mean \"--folder\"";
+    QTest::newRow("object without registers") << QStringList{"--object", "modbus"} << 2 << "--object";
+}
+
+void tst_BenchBackup::backupIsRefused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, code);
+    QFETCH(QString, message);
+    // The folder of the row comes last, and counts.
+    const BenchEnd end = run(QStringList{"backup"} + arguments);
+    QVERIFY2(end.exitCode == code, everything(end).constData());
+    QCOMPARE(end.out, QString());
+    QVERIFY2(end.err.contains(message), qPrintable(end.err));
+    const BenchEnd inAFile = run({"backup", "--folder", m_config});
+    QCOMPARE(inAFile.exitCode, 1);
+    QVERIFY2(inAFile.err.contains("is no folder"), qPrintable(inAFile.err));
+}
+
+void tst_BenchBackup::backupFails_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QStringList>("more");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("first block refused") << "exception=2@1/0x03" << QStringList() << 7 << "from 1 ";
+    QTest::newRow("last block refused") << "exception=2@34/0x03" << QStringList() << 7 << "from 1981 ";
+    QTest::newRow("no answer") << "no-answer@2/0x03" << QStringList{"--timeout", "300"} << 6 << "from 61 ";
+    QTest::newRow("link lost") << "close@2/0x03" << QStringList() << 5 << "from 61 ";
+}
+
+void tst_BenchBackup::backupFails()
+{
+    QFETCH(QString, fault);
+    QFETCH(QStringList, more);
+    QFETCH(int, code);
+    QFETCH(QString, reason);
+    QVERIFY(m_simulator->faults().add(fault));
+    const BenchEnd end = run(QStringList{"backup", "--folder", m_folder->path()} + more);
+    QVERIFY2(end.exitCode == code, everything(end).constData());
+    QCOMPARE(end.out, QString());
+    QVERIFY2(end.err.contains("no backup was written: Reading the controller's registers failed"),
+             qPrintable(end.err));
+    QVERIFY2(end.err.contains(reason), qPrintable(end.err));
+    QCOMPARE(files(), QStringList());
+}
+
+void tst_BenchBackup::restoresWhatWasChosen_data()
+{
+    QTest::addColumn<QStringList>("choice");
+    QTest::addColumn<QList<int>>("written");
+    QTest::newRow("one preset") << QStringList{"--presets", "2"} << numbers(41, 40);
+    QTest::newRow("several") << QStringList{"--presets", "2-3"} << numbers(41, 80);
+    QTest::newRow("with extras") << QStringList{"--presets", "1", "--extras"}
+                                 << numbers(1, 40) + numbers(c_firstParameter, 40);
+}
+
+void tst_BenchBackup::restoresWhatWasChosen()
+{
+    QFETCH(QStringList, choice);
+    QFETCH(QList<int>, written);
+    const QString file = backUpAndChange();
+    QVERIFY(!file.isEmpty());
+    QVector<quint16> expected = registers(1, c_registers);
+    const BackupFile backup = backupAt(file);
+    for (const int number : written)
+        expected[number - 1] = backup.values.at(number - 1);
+    const BenchEnd end = run(QStringList{"restore", file, "--verify"} + choice);
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    QCOMPARE(end.err, QString());
+    QCOMPARE(writtenRegisters(), written);
+    QCOMPARE(registers(1, c_registers), expected);
+    QVERIFY2(end.out.contains(QString("%1 of %1 registers written").arg(written.size())),
+             qPrintable(end.out));
+    QVERIFY2(end.out.contains(QString("read back: %1 registers, all as in the file").arg(written.size())),
+             qPrintable(end.out));
+}
+
+void tst_BenchBackup::snapshotIsTakenBefore()
+{
+    const QString file = backUpAndChange();
+    const QByteArray content = contentOf(file);
+    const QVector<quint16> before = registers(1, c_registers);
+    const BenchEnd end = run({"restore", file, "--presets", "1-4", "--format", "json"});
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    const QJsonObject document = documentOf(end);
+    const QString snapshot = document.value("snapshot").toString();
+    QVERIFY2(snapshot.startsWith(path("MDC-32_before-restore-")), qPrintable(snapshot));
+    QCOMPARE(backupAt(snapshot).values, before);
+    QCOMPARE(contentOf(file), content);
+    QVERIFY(registers(1, c_registers) != before);
+    // Back to what was there before.
+    const BenchEnd back = run({"restore", snapshot, "--presets", "1-4", "--no-snapshot"});
+    QVERIFY2(back.exitCode == 0, everything(back).constData());
+    QVERIFY2(back.out.contains("no snapshot was taken"), qPrintable(back.out));
+    QCOMPARE(registers(1, c_registers), before);
+    QCOMPARE(files().size(), 2);
+    // Elsewhere.
+    QVERIFY(QDir(m_folder->path()).mkdir("snapshots"));
+    QCOMPARE(run({"restore", file, "--presets", "1", "--snapshot-folder", path("snapshots")}).exitCode, 0);
+    QCOMPARE(QDir(path("snapshots")).entryList({"*.csv"}).size(), 1);
+    QCOMPARE(files().size(), 2);
+}
+
+// Several within one second, of the same day as the file, which may be a snapshot itself.
+void tst_BenchBackup::snapshotsAreKept()
+{
+    QString file = backUpAndChange();
+    for (int i = 0; i < 4; ++i) {
+        const QByteArray content = contentOf(file);
+        const BenchEnd end = run({"restore", file, "--presets", "1", "--format", "json"});
+        QVERIFY2(end.exitCode == 0, everything(end).constData());
+        QCOMPARE(files().size(), i + 2);
+        QCOMPARE(contentOf(file), content);
+        file = documentOf(end).value("snapshot").toString();
+    }
+}
+
+void tst_BenchBackup::snapshotFails_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QStringList>("more");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("no folder") << QString() << QStringList{"--snapshot-folder", "/absent/folder"} << 1
+                               << "there is no folder /absent/folder for the snapshot";
+    QTest::newRow("a block is refused")
+        << "exception=2@3/0x03" << QStringList() << 7 << "no snapshot could be taken, nothing was written";
+}
+
+void tst_BenchBackup::snapshotFails()
+{
+    QFETCH(QString, fault);
+    QFETCH(QStringList, more);
+    QFETCH(int, code);
+    QFETCH(QString, message);
+    const QString file = backUpAndChange();
+    QVERIFY(fault.isEmpty() || m_simulator->faults().add(fault));
+    const BenchEnd end = run(QStringList{"restore", file, "--presets", "1"} + more);
+    QVERIFY2(end.exitCode == code, everything(end).constData());
+    QCOMPARE(end.out, QString());
+    QVERIFY2(end.err.contains(message) && end.err.contains("--no-snapshot"), qPrintable(end.err));
+    QVERIFY(controller().writes().isEmpty());
+    QCOMPARE(files().size(), 1);
+}
+
+void tst_BenchBackup::dryRun()
+{
+    const QString file = backUpAndChange();
+    const int inFile = backupAt(file).values.at(40);
+    const BenchEnd end = run({"restore", file, "--presets", "2-3", "--dry-run"});
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    QVERIFY2(end.out.contains(
+                 QRegularExpression(QString("\n41 +preset2 +1 +%1 +%2 +changes\n").arg(c_other).arg(inFile))),
+             qPrintable(end.out));
+    QVERIFY2(end.out.contains("80 registers would be written, 80 of them would change; nothing was written"),
+             qPrintable(end.out));
+    QVERIFY(controller().writes().isEmpty());
+    QCOMPARE(files().size(), 1);
+    const QJsonObject document =
+        documentOf(run({"restore", file, "--presets", "4-5", "--dry-run", "--format", "json"}));
+    QCOMPARE(document.value("writes").toArray().size(), 80);
+    QCOMPARE(document.value("changes").toInt(), 40); // preset 5 is as it was
+    QCOMPARE(document.value("writes").toArray().at(0).toObject().value("controller").toInt(), int(c_other));
+    QVERIFY(controller().writes().isEmpty());
+}
+
+void tst_BenchBackup::dryRunTellsOfTheTorqueUnit()
+{
+    const QString file = backUpAndChange();
+    QVERIFY(controller().setTorqueUnit(static_cast<quint16>(controller().torqueUnit() == 1 ? 2 : 1)));
+    const BenchEnd dry = run({"restore", file, "--presets", "2", "--dry-run"});
+    QVERIFY2(dry.exitCode == 1, everything(dry).constData());
+    QVERIFY2(dry.err.contains("would be refused: the torque unit (register 2001) is "), qPrintable(dry.err));
+    const BenchEnd end = run({"restore", file, "--presets", "2"});
+    QVERIFY2(end.exitCode == 1, everything(end).constData());
+    QCOMPARE(end.out, QString());
+    QVERIFY2(end.err.contains("nothing was written: The controller uses another torque unit"),
+             qPrintable(end.err));
+    QVERIFY(controller().writes().isEmpty());
+}
+
+void tst_BenchBackup::verifyListsDifferences()
+{
+    const QString file = backUpAndChange();
+    const int inFile = backupAt(file).values.at(49);
+    // A controller that knows better.
+    connect(&controller(), &SimulatedController::writeNoted, this, [this](const ControllerWrite& write) {
+        if (write.address == 50)
+            setRegisters(50, {c_other});
+    });
+    const BenchEnd end = run({"restore", file, "--presets", "2", "--verify"});
+    QVERIFY2(end.exitCode == 8, everything(end).constData());
+    QVERIFY2(
+        end.out.contains(QRegularExpression(QString("\n50 +preset2 +10 +%1 +%2\n").arg(inFile).arg(c_other))),
+        qPrintable(end.out));
+    QVERIFY2(end.err.contains("1 of 40 registers do not hold what was written to them (preset2: 1)"),
+             qPrintable(end.err));
+    const QJsonObject document =
+        documentOf(run({"restore", file, "--presets", "2", "--verify", "--format", "json"}));
+    QCOMPARE(document.value("exitCode").toInt(), 8);
+    const QJsonArray differences = document.value("differences").toArray();
+    QCOMPARE(differences.size(), 1);
+    QCOMPARE(differences.at(0).toObject().value("register").toInt(), 50);
+    QCOMPARE(differences.at(0).toObject().value("there").toInt(), int(c_other));
+}
+
+void tst_BenchBackup::restoreIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("from"); // replaced in the file
+    QTest::addColumn<QByteArray>("to");
+    QTest::addColumn<QString>("presets");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("another model") << QByteArray("MDC-32") << QByteArray("MDC-22") << "1" << 1
+                                   << "another controller model";
+    QTest::newRow("a broken line") << QByteArray("A0010,") << QByteArray("A0010;") << "1" << 1
+                                   << "Line 15 of the backup file is not valid";
+    QTest::newRow("a missing line") << QByteArray("A2040,") << QByteArray("A2041,") << "1" << 1
+                                    << "This file is not a valid backup";
+    QTest::newRow("no such preset") << QByteArray() << QByteArray() << "51-60" << 1 << "it has presets 1-50";
+    QTest::newRow("preset 0") << QByteArray() << QByteArray() << "0-3" << 2 << "names no presets";
+    QTest::newRow("backwards") << QByteArray() << QByteArray() << "3-2" << 2 << "names no presets";
+}
+
+void tst_BenchBackup::restoreIsRefused()
+{
+    QFETCH(QByteArray, from);
+    QFETCH(QByteArray, to);
+    QFETCH(QString, presets);
+    QFETCH(int, code);
+    QFETCH(QString, message);
+    const QString file = backUpAndChange();
+    QByteArray content = contentOf(file);
+    QVERIFY(from.isEmpty() || content.contains(from));
+    if (!from.isEmpty())
+        content.replace(from, to);
+    QVERIFY(writeFile(file, content));
+    const BenchEnd end = run({"restore", file, "--presets", presets, "--extras"});
+    // Groups that are there are not forgotten over one that is not.
+    const bool isDone = message.startsWith("it has");
+    QVERIFY2(end.exitCode == (isDone ? 0 : code), everything(end).constData());
+    if (isDone) {
+        QCOMPARE(writtenRegisters(), numbers(c_firstParameter, 40));
+        QVERIFY2(end.err.contains("there are no registers of presets 51-60"), qPrintable(end.err));
+        controller().clearWrites();
+        QFile::remove(path(files().constFirst()));
+    }
+    const BenchEnd alone = run({"restore", file, "--presets", presets});
+    QVERIFY2(alone.exitCode == code, everything(alone).constData());
+    QCOMPARE(alone.out, QString());
+    QVERIFY2(alone.err.contains(message), qPrintable(alone.err));
+    QVERIFY(controller().writes().isEmpty());
+    QCOMPARE(files().size(), 1);
+}
+
+void tst_BenchBackup::restoreBreaksOff_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QStringList>("more");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("written");
+    QTest::addColumn<bool>("isUncertain"); // the next one
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("first write refused")
+        << "exception=2@1/0x06" << QStringList() << 7 << 0 << false << "illegal data address";
+    QTest::newRow("a write in the middle refused")
+        << "exception=2@15/0x06" << QStringList() << 7 << 14 << false << "illegal data address";
+    QTest::newRow("last write refused")
+        << "exception=3@80/0x06" << QStringList() << 7 << 79 << false << "illegal data value";
+    QTest::newRow("fault in the controller")
+        << "exception=4@15/0x06" << QStringList() << 9 << 14 << true << "may have been done";
+    QTest::newRow("first write not answered")
+        << "no-answer@1/0x06" << QStringList{"--timeout", "700"} << 9 << 0 << true << "may have been done";
+    QTest::newRow("no answer in the middle")
+        << "lost@15/0x06" << QStringList{"--timeout", "700"} << 9 << 14 << true << "may have been done";
+    QTest::newRow("link lost") << "close@15/0x06" << QStringList() << 9 << 14 << true << "was lost";
+    QTest::newRow("controller restarts")
+        << "restart=200@15/0x06" << QStringList() << 9 << 14 << true << "was lost";
+    QTest::newRow("torque unit refused")
+        << "exception=2@35/0x03" << QStringList() << 7 << 0 << false << "nothing was written";
+}
+
+void tst_BenchBackup::restoreBreaksOff()
+{
+    QFETCH(QString, fault);
+    QFETCH(QStringList, more);
+    QFETCH(int, code);
+    QFETCH(int, written);
+    QFETCH(bool, isUncertain);
+    QFETCH(QString, reason);
+    const QString file = backUpAndChange();
+    const QVector<quint16> before = registers(1, c_registers);
+    QVERIFY(m_simulator->faults().add(fault));
+    const BenchEnd end =
+        run(QStringList{"restore", file, "--presets", "2-3", "--verify", "--format", "json"} + more);
+    QVERIFY2(end.exitCode == code, everything(end).constData());
+    QVERIFY2(end.err.contains(reason), qPrintable(end.err));
+    const QJsonObject document = documentOf(end);
+    QCOMPARE(document.value("ok"), QJsonValue(false));
+    QCOMPARE(document.value("planned").toInt(), 80);
+    QCOMPARE(document.value("written").toInt(), written);
+    QCOMPARE(document.value("uncertain").toInt(), isUncertain ? 1 : 0);
+    QVERIFY(!document.contains("differences"));
+    const int next = 41 + written;
+    const QString place = QString("register %1 (preset%2, position %3)")
+                              .arg(next)
+                              .arg(written < 40 ? 2 : 3)
+                              .arg(written % 40 + 1);
+    if (written > 0 || isUncertain)
+        QVERIFY2(end.err.contains(place + (isUncertain ? " may or may not have been written"
+                                                       : " is the first that was not written")),
+                 qPrintable(end.err));
+    else
+        QVERIFY2(end.err.contains("nothing was written"), qPrintable(end.err));
+    // What it says is what the controller has seen.
+    QList<int> seen = writtenRegisters();
+    if (isUncertain)
+        seen.removeAll(next);
+    QCOMPARE(seen, numbers(41, written));
+    const QJsonArray groups = document.value("groups").toArray();
+    QCOMPARE(groups.at(0).toObject().value("written").toArray().size(), qMin(written, 40));
+    QCOMPARE(groups.at(0).toObject().value("uncertain").toArray().size(), isUncertain ? 1 : 0);
+
+    // The remedy that it names.
+    if (written > 0 || isUncertain) {
+        const QString snapshot = document.value("snapshot").toString();
+        QVERIFY2(end.err.contains(snapshot), qPrintable(end.err));
+        m_simulator->faults().clear();
+        QTRY_VERIFY(isReachable());
+        const BenchEnd back = run({"restore", snapshot, "--presets", "2-3", "--verify", "--no-snapshot"});
+        QVERIFY2(back.exitCode == 0, everything(back).constData());
+        QCOMPARE(registers(1, c_registers), before);
+    }
+}
+
+void tst_BenchBackup::controlCStopsBetweenTwoRegisters()
+{
+    const QString file = backUpAndChange();
+    QVERIFY(m_simulator->faults().add("late=20/0x06"));
+    const auto process = start({"restore", file, "--presets", "1-50", "--format", "json"});
+    QTRY_VERIFY(controller().acceptedWriteCount() >= 70);
+    const BenchEnd end = interrupted(*process);
+    QVERIFY2(end.exitCode == 130, everything(end).constData());
+    const QJsonObject document = documentOf(end);
+    const int written = document.value("written").toInt();
+    QVERIFY2(written >= 70 && written < 2000, everything(end).constData());
+    QCOMPARE(document.value("uncertain").toInt(), 0);
+    QCOMPARE(writtenRegisters(), numbers(1, written));
+    QVERIFY2(end.err.contains(
+                 QString("interrupted; %1 of 2000 registers are written, nothing is undone").arg(written)),
+             qPrintable(end.err));
+    QVERIFY2(end.err.contains(QString("register %1 (preset%2, position %3) is the first that was not written")
+                                  .arg(written + 1)
+                                  .arg(written / 40 + 1)
+                                  .arg(written % 40 + 1)),
+             qPrintable(end.err));
+}
+
+void tst_BenchBackup::controlCDuringABackup()
+{
+    QVERIFY(m_simulator->faults().add("late=100/0x03"));
+    const auto process = start({"backup", "--folder", m_folder->path()});
+    QTRY_VERIFY(m_simulator->faults().requestCount() >= 4);
+    const BenchEnd end = interrupted(*process);
+    QVERIFY2(end.exitCode == 130, everything(end).constData());
+    QCOMPARE(end.out, QString());
+    QVERIFY2(end.err.contains("no backup was written: interrupted"), qPrintable(end.err));
+    QCOMPARE(files(), QStringList());
+}
+
+void tst_BenchBackup::progressAsLines()
+{
+    const QString file = backUpAndChange();
+    QVERIFY(m_simulator->faults().add("late=60/0x06"));
+    const auto quiet = start({"restore", file, "--presets", "2", "--no-snapshot", "--quiet"});
+    const BenchEnd end = run({"restore", file, "--presets", "2", "--no-snapshot"});
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    const QStringList lines = end.err.split('\n', Qt::SkipEmptyParts);
+    // 2.4 s at least.
+    QVERIFY2(lines.size() >= 2, qPrintable(end.err));
+    static const QRegularExpression c_form("^mdc-bench: restore: [0-9]+ %, [0-9]+ of 40 registers, "
+                                           "[0-9.]+/s, 0:[0-9]{2} left$");
+    for (const QString& line : lines)
+        QVERIFY2(c_form.match(line).hasMatch(), qPrintable(line));
+    QCOMPARE(QSet<QString>(lines.cbegin(), lines.cend()).size(), lines.size());
+    const BenchEnd silent = endOf(*quiet);
+    QVERIFY2(silent.exitCode == 0, everything(silent).constData());
+    QCOMPARE(silent.err, QString());
+}
+
+void tst_BenchBackup::compareWithTheController()
+{
+    const QString file = run({"backup", "--folder", m_folder->path()}).out.trimmed();
+    const BenchEnd same = run({"compare", file});
+    QVERIFY2(same.exitCode == 0, everything(same).constData());
+    QCOMPARE(same.out, QString("no differences in %1 registers\n").arg(c_registers));
+    const int inFile = backupAt(file).values.at(81);
+    setRegisters(82, {c_other});
+    const BenchEnd other = run({"compare", file});
+    QVERIFY2(other.exitCode == 8, everything(other).constData());
+    QCOMPARE(other.err, QString());
+    QVERIFY2(other.out.contains(
+                 QRegularExpression(QString("\n82 +preset3 +2 +%1 +%2\n").arg(inFile).arg(c_other))),
+             qPrintable(other.out));
+    QVERIFY2(other.out.contains("1 of 2040 registers differ (preset3: 1)"), qPrintable(other.out));
+    QCOMPARE(files().size(), 1);
+}
+
+void tst_BenchBackup::compareFiles()
+{
+    const QString first = run({"backup", "--folder", m_folder->path()}).out.trimmed();
+    setRegisters(c_firstParameter + 2, {c_other});
+    const QString second = run({"backup", "--folder", m_folder->path(), "--name", "b"}).out.trimmed();
+    m_simulator->close();
+    const BenchEnd end = run({"compare", first, second, "--plugins", "/absent/folder"});
+    QVERIFY2(end.exitCode == 8, everything(end).constData());
+    QVERIFY2(
+        end.out.contains(QRegularExpression(QString("\n2003 +extraGeneral +3 +[0-9]+ +%1\n").arg(c_other))),
+        qPrintable(end.out));
+    // Another serial number is told and is no difference.
+    QByteArray content = contentOf(first);
+    QVERIFY(content.contains("Driver serial,"));
+    content.replace("Driver serial,", "Driver serial,9");
+    const QString copy = path("copy.csv");
+    QVERIFY(writeFile(copy, content));
+    const BenchEnd serial = run({"compare", first, copy});
+    QVERIFY2(serial.exitCode == 0, everything(serial).constData());
+    QVERIFY2(serial.out.contains(QRegularExpression("\nserial +[0-9]+ +9[0-9]+\n")), qPrintable(serial.out));
+    QVERIFY2(serial.out.contains("no differences"), qPrintable(serial.out));
+    // Nor are names taken from a model whose registers are others.
+    QVERIFY(writeFile(copy, contentOf(first).replace("Firmware version,4", "Firmware version,3")));
+    const BenchEnd nameless = run({"compare", copy, second});
+    QVERIFY2(nameless.exitCode == 8, everything(nameless).constData());
+    QVERIFY2(nameless.out.contains("(no group: 1)") && nameless.err.contains("listed without names"),
+             everything(nameless).constData());
+}
+
+void tst_BenchBackup::compareAsJson()
+{
+    const QString file = backUpAndChange();
+    const BenchEnd end = run({"compare", file, "--format", "json"});
+    QCOMPARE(end.exitCode, 8);
+    const QJsonObject document = documentOf(end);
+    QCOMPARE(document.value("exitCode").toInt(), 8);
+    QCOMPARE(document.value("compared").toInt(), c_registers);
+    const QJsonArray differences = document.value("differences").toArray();
+    QCOMPARE(differences.size(), 162);
+    const QJsonObject first = differences.at(0).toObject();
+    QCOMPARE(first.value("register").toInt(), 1);
+    QCOMPARE(first.value("there").toInt(), int(c_other));
+    QCOMPARE(first.value("groups").toArray().at(0).toObject().value("group").toString(), QString("preset1"));
+    const BenchEnd lines = run({"compare", file, "--format", "jsonl"});
+    QCOMPARE(lines.out.count('\n'), 162);
+}
+
+void tst_BenchBackup::comparisonFails()
+{
+    const BenchEnd absent = run({"compare", path("absent.csv")});
+    QCOMPARE(absent.exitCode, 1);
+    QVERIFY2(absent.err.contains("absent.csv"), qPrintable(absent.err));
+    QCOMPARE(absent.out, QString());
+    const BenchEnd noBackup = run({"compare", m_config});
+    QCOMPARE(noBackup.exitCode, 1);
+    const BenchEnd three = run({"compare", "a", "b", "c"});
+    QCOMPARE(three.exitCode, 2);
+    const QString file = run({"backup", "--folder", m_folder->path()}).out.trimmed();
+    QVERIFY(m_simulator->faults().add("exception=2@2/0x03"));
+    const BenchEnd refused = run({"compare", file});
+    QVERIFY2(refused.exitCode == 7, everything(refused).constData());
+    QVERIFY2(refused.err.contains("the controller could not be read"), qPrintable(refused.err));
+    QCOMPARE(refused.out, QString());
+}
+
+QTEST_GUILESS_MAIN(tst_BenchBackup)
+#include "tst_bench_backup.moc"
