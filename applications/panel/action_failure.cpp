@@ -4,6 +4,9 @@
 
 namespace {
 
+// Of the action's name in a title. Not for arg(), which complains where no translation is loaded.
+const QString c_place = QStringLiteral("%1");
+
 // What the operator pressed. A command without a text here is told by its name.
 QString actionName(const QString& commandName)
 {
@@ -63,10 +66,10 @@ ActionFailure actionFailure(const QString& commandName, const DOrderOutcome& out
     failure.uncertain = outcome.errorCode == IMessenger::CeEcUncertain;
     if (failure.uncertain)
         //% "%1: not known whether it was done"
-        failure.title = qtTrId("panel_failure_uncertain").arg(actionName(commandName));
+        failure.title = qtTrId("panel_failure_uncertain").replace(c_place, actionName(commandName));
     else
         //% "%1: not done"
-        failure.title = qtTrId("panel_failure_failed").arg(actionName(commandName));
+        failure.title = qtTrId("panel_failure_failed").replace(c_place, actionName(commandName));
     failure.reason = outcome.ok ? reasonFor(IMessenger::CeEcRefused) : reasonFor(outcome.errorCode);
     failure.detail = outcome.errorMessage;
     return failure;

@@ -136,7 +136,8 @@ BasePanelMaintenance {
                         height: parent.height / 2
                         //% "Apply"
                         text: qsTrId("maintenance_panel_Apply")
-                        onClicked: be.setProgram(idInputProgram.text)
+                        // The validator lets 0 stand, as the beginning of a number that it may become.
+                        onClicked: be.setProgram(idInputProgram.acceptableInput ? idInputProgram.text : "")
                     }
                 }
             }

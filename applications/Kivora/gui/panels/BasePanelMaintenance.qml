@@ -46,12 +46,12 @@ Item {
         const seconds = Math.max(0, Math.floor(milliseconds / 1000))
         if (seconds < 60)
             //% "%1 s"
-            return qsTrId("panel_age_seconds").arg(seconds)
+            return qsTrId("panel_age_seconds").replace("%1", seconds)
         if (seconds < 3600)
             //% "%1 min"
-            return qsTrId("panel_age_minutes").arg(Math.floor(seconds / 60))
+            return qsTrId("panel_age_minutes").replace("%1", Math.floor(seconds / 60))
         //% "%1 h"
-        return qsTrId("panel_age_hours").arg(Math.floor(seconds / 3600))
+        return qsTrId("panel_age_hours").replace("%1", Math.floor(seconds / 3600))
     }
 
     // The items whose children are followed.
@@ -279,7 +279,7 @@ Item {
             tint: Style.doubtfulColor
             surface: Style.doubtfulSurfaceColor
             //% "Values that could not be read: %1"
-            title: qsTrId("panel_unread_values").arg(panel.unreadValues)
+            title: qsTrId("panel_unread_values").replace("%1", panel.unreadValues)
             text: panel.valuesTime > 0 ? ageOfValues.text : ""
         }
 
@@ -287,7 +287,7 @@ Item {
             id: ageOfValues
             //% "The newest value is %1 old."
             readonly property string text:
-                qsTrId("panel_age_of_values").arg(panel.age(panel.now - panel.valuesTime))
+                qsTrId("panel_age_of_values").replace("%1", panel.age(panel.now - panel.valuesTime))
         }
 
         Flickable {

@@ -12,9 +12,12 @@ T.Button {
     font.pixelSize: Style.fontLabel.pixelSize
     focusPolicy: Qt.StrongFocus
 
+    Accessible.role: Accessible.Button
+    Accessible.name: text
+
     // Enter presses the button that has the focus, as the space bar does.
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: control.clicked()
+    Keys.onEnterPressed: control.clicked()
 
     contentItem: Text {
         text: control.text

@@ -12,6 +12,9 @@ T.TabButton {
     font.pixelSize: Style.fontLabel.pixelSize
     font.bold: checked
 
+    Accessible.role: Accessible.PageTab
+    Accessible.name: text
+
     contentItem: Text {
         text: control.text
         font: control.font
