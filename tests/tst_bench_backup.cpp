@@ -39,6 +39,8 @@ private Q_SLOTS:
     void dryRun();
     void dryRunTellsOfTheTorqueUnit();
     void verifyListsDifferences();
+    void verifyThatCannotRead();
+    void restoreAsLines();
     void restoreIsRefused_data();
     void restoreIsRefused();
     void restoreBreaksOff_data();
@@ -450,6 +452,35 @@ void tst_BenchBackup::verifyListsDifferences()
     QCOMPARE(differences.at(0).toObject().value("there").toInt(), int(c_other));
 }
 
+void tst_BenchBackup::verifyThatCannotRead()
+{
+    const QString file = backUpAndChange();
+    // The snapshot reads 34 blocks, and the restore the torque unit.
+    QVERIFY(m_simulator->faults().add("exception=2@36/0x03"));
+    const BenchEnd end = run({"restore", file, "--presets", "2", "--verify"});
+    QVERIFY2(end.exitCode == 7, everything(end).constData());
+    QVERIFY2(end.out.contains("40 of 40 registers written"), qPrintable(end.out));
+    QVERIFY2(end.err.contains("everything was written, but it could not be read back: "),
+             qPrintable(end.err));
+    QVERIFY2(!end.err.contains("nothing"), qPrintable(end.err));
+    QCOMPARE(writtenRegisters(), numbers(41, 40));
+}
+
+void tst_BenchBackup::restoreAsLines()
+{
+    const QString file = backUpAndChange();
+    const BenchEnd end = run({"restore", file, "--presets", "2-3", "--verify", "--format", "jsonl"});
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    const QStringList lines = end.out.split('\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 3);
+    const QJsonObject group = QJsonDocument::fromJson(lines.at(1).toUtf8()).object();
+    QCOMPARE(group.value("name").toString(), QString("group"));
+    QCOMPARE(group.value("value").toObject().value("group").toString(), QString("preset3"));
+    const QJsonObject restore = QJsonDocument::fromJson(lines.at(2).toUtf8()).object();
+    QCOMPARE(restore.value("name").toString(), QString("restore"));
+    QCOMPARE(restore.value("value").toObject().value("written").toInt(), 80);
+}
+
 void tst_BenchBackup::restoreIsRefused_data()
 {
     QTest::addColumn<QByteArray>("from"); // replaced in the file
@@ -592,6 +623,7 @@ void tst_BenchBackup::controlCStopsBetweenTwoRegisters()
     QVERIFY2(written >= 70 && written < 2000, everything(end).constData());
     QCOMPARE(document.value("uncertain").toInt(), 0);
     QCOMPARE(writtenRegisters(), numbers(1, written));
+    QVERIFY2(end.err.contains("stopping after the request under way"), qPrintable(end.err));
     QVERIFY2(end.err.contains(
                  QString("interrupted; %1 of 2000 registers are written, nothing is undone").arg(written)),
              qPrintable(end.err));

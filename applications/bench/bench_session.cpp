@@ -349,9 +349,12 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
                         stop();
                 });
     }
-    connect(&m_interrupt, &Interrupt::interrupted, &loop, [&wasInterrupted, &terms, &stop] {
+    connect(&m_interrupt, &Interrupt::interrupted, &loop, [this, &wasInterrupted, &terms, &stop] {
         wasInterrupted = true;
-        if (!terms.stopsBetweenInstructions)
+        if (terms.stopsBetweenInstructions)
+            m_console.warning(
+                QStringLiteral("stopping after the request under way; Ctrl-C once more ends at once"));
+        else
             stop();
     });
     id = m_host.startOrder(uuid, command, arguments, terms.timeout);

@@ -519,7 +519,7 @@ QString contradiction(const BenchOptions& options)
     if (!options.language.isEmpty() && !languages.contains(options.language))
         return QStringLiteral("there are no texts in the language \"%1\"; there are: %2")
             .arg(options.language, languages.join(QStringLiteral(", ")));
-    const QString ofBackups = BackupSubcommands::contradiction(options);
+    QString ofBackups = BackupSubcommands::contradiction(options);
     if (!ofBackups.isEmpty())
         return ofBackups;
     if (!options.panel.size.isValid())

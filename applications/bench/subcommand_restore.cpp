@@ -101,13 +101,6 @@ private:
         return ExitCode::Done;
     }
 
-    ExitCode failToRead(const ControllerRegisters& controller, const QString& what)
-    {
-        m_error = controller.taken.error;
-        tellFailure(m_console, what, controller.taken.error, controller.taken.end, m_options.timeout);
-        return controller.taken.end.code;
-    }
-
     // Why the command would refuse it although the file is good; empty when it would not.
     QString torqueUnitProblem(const BackupFile& controller) const
     {
@@ -131,8 +124,12 @@ private:
     {
         const ControllerRegisters controller = readController(
             m_session, m_device, m_console, QStringLiteral("reading the controller"), m_options.timeout);
-        if (controller.taken.end.code != ExitCode::Done)
-            return failToRead(controller, QStringLiteral("the controller could not be read"));
+        if (controller.taken.end.code != ExitCode::Done) {
+            m_error = controller.taken.error;
+            tellFailure(m_console, QStringLiteral("the controller could not be read"), m_error,
+                        controller.taken.end, m_options.timeout);
+            return controller.taken.end.code;
+        }
         const int changes = changeCount(m_plan.writes, controller.file);
         if (m_options.format == OutputFormat::Table)
             m_console.out(previewTable(m_plan.writes, controller.file) +
@@ -286,9 +283,14 @@ private:
     {
         const ControllerRegisters controller =
             readController(m_session, m_device, m_console, QStringLiteral("reading back"), m_options.timeout);
-        if (controller.taken.end.code != ExitCode::Done)
-            return failToRead(controller,
-                              QStringLiteral("everything was written, but it could not be read back"));
+        if (controller.taken.end.code != ExitCode::Done) {
+            const bool isInterrupted = controller.taken.end.code == ExitCode::Interrupted;
+            return fail(
+                QStringLiteral("everything was written, but it could not be read back: %1")
+                    .arg(isInterrupted ? QStringLiteral("interrupted") : controller.taken.error),
+                QStringLiteral("\"%1 --dry-run\" shows what the controller holds").arg(commandFor(m_path)),
+                controller.taken.end.code);
+        }
         QList<int> written;
         for (const PlannedWrite& write : std::as_const(m_plan.writes))
             written.append(write.number);
@@ -340,6 +342,10 @@ private:
             m_document.insert(QStringLiteral("milliseconds"), m_elapsed);
         }
         m_writer.document(m_document);
+        // The lists have had lines of their own.
+        for (const char* const list : {"groups", "writes", "differences"})
+            m_document.remove(QLatin1String(list));
+        m_writer.record(QStringLiteral("restore"), m_document);
     }
 
     const BenchOptions& m_options;
