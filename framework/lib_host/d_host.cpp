@@ -63,6 +63,7 @@ public:
     void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
                            const QString& message) override;
     void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) override;
+    bool isWatched(const DOrder& order) const override;
     void instructionOutcome(const DOrder& caller, const QString& instruction, const QVariantMap& arguments,
                             const DOrderOutcome& outcome) override;
     void orderRetired(DOrder& order) override;
@@ -161,13 +162,18 @@ void DHost::Private::orderOutcome(const DOrder& order, const DOrderOutcome& outc
     tellOutcome(order.orderId(), waiters.take(order.orderId()), outcome);
 }
 
+bool DHost::Private::isWatched(const DOrder& order) const
+{
+    static const QMetaMethod c_signal = QMetaMethod::fromSignal(&DHost::instructionFinished);
+    return q->isSignalConnected(c_signal) && waiters.value(order.orderId()).announced;
+}
+
 void DHost::Private::instructionOutcome(const DOrder& caller, const QString& instruction,
                                         const QVariantMap& arguments, const DOrderOutcome& outcome)
 {
-    static const QMetaMethod c_signal = QMetaMethod::fromSignal(&DHost::instructionFinished);
-    const quint64 id = caller.orderId();
-    if (!waiters.value(id).announced || !q->isSignalConnected(c_signal))
+    if (!isWatched(caller))
         return;
+    const quint64 id = caller.orderId();
     QMetaObject::invokeMethod(
         q,
         [host = q, id, instruction, arguments, outcome] {

@@ -2,6 +2,7 @@
 
 #include <lib_plugins_management/d_abstract_command.h>
 
+#include <QCoreApplication>
 #include <QDebug>
 #include <QTimerEvent>
 
@@ -28,6 +29,9 @@ qint64 giveUpAfter(int timeout, bool isInstruction)
 // An order waits longer than the instructions that it has placed.
 constexpr int c_lastWordOfCommand = 5;
 constexpr int c_lastWordOfInstructions = 20;
+
+// How deep commands that place commands are started in one go; the event loop starts the rest.
+constexpr int c_deepestStart = 8;
 
 QDeadlineTimer deadlineIn(int timeout)
 {
@@ -248,8 +252,34 @@ void DOrder::start()
         return;
     if (m_stopRequested)
         endByStop(QStringLiteral("%1: stopped").arg(title()));
-    else
+    else if (startPlaced())
         settle();
+}
+
+bool DOrder::startPlaced()
+{
+    static thread_local int s_depth = 0;
+    // A command may have opened an event loop in which they have started, and may place itself. Who
+    // watches the order is to hear of an end, which is queued, before the next instruction starts.
+    if (m_busy > 0 || s_depth >= c_deepestStart || m_keeper.isWatched(*this))
+        return true;
+    QList<QPointer<DOrder>> placed;
+    for (const Instruction& instruction : std::as_const(m_inFlight)) {
+        if (!instruction.order.isNull() && !instruction.order->m_started)
+            placed.append(instruction.order);
+    }
+    std::sort(placed.begin(), placed.end(), [](const auto& a, const auto& b) { return a->m_id < b->m_id; });
+    const QPointer<DOrder> self(this);
+    ++s_depth;
+    for (const QPointer<DOrder>& order : std::as_const(placed)) {
+        if (order.isNull() || order->m_started)
+            continue;
+        // The start that launch() has queued.
+        QCoreApplication::removePostedEvents(order, QEvent::MetaCall);
+        order->start();
+    }
+    --s_depth;
+    return !self.isNull() && !m_ended;
 }
 
 // False when the order has ended or has gone.
@@ -373,7 +403,8 @@ void DOrder::deliver(const Delivery& delivery)
     case Delivery::Over:
         break;
     }
-    settle();
+    if (startPlaced())
+        settle();
 }
 
 template <class Call>

@@ -31,6 +31,8 @@ public:
     virtual void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
                                    const QString& message) = 0;
     virtual void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) = 0;
+    // Somebody hears of the ends of its instructions, and may stop it between two of them.
+    virtual bool isWatched(const DOrder& order) const = 0;
     // The caller waits for it and hears of it after this has returned. Must not run anything at once.
     virtual void instructionOutcome(const DOrder& caller, const QString& instruction,
                                     const QVariantMap& arguments, const DOrderOutcome& outcome) = 0;
@@ -126,6 +128,9 @@ private:
 
     void start();
     bool execute();
+    // Starts what the command has just placed without waiting for the event loop, which this is called
+    // from. False when this order is gone afterwards or has ended.
+    bool startPlaced();
     void receive(const Delivery& delivery);
     void scheduleDelivery();
     void deliverNext();

@@ -3,6 +3,7 @@
 #include "plugins/p_driver_modbus/source/answer_check.h"
 #include "plugins/p_driver_modbus/source/line_drain.h"
 
+#include <QCoreApplication>
 #include <QDataStream>
 #include <QDebug>
 #include <QModbusReply>
@@ -382,6 +383,9 @@ void ModbusLink::sendNext()
     connect(reply, &QModbusReply::finished, this, &ModbusLink::onReplyFinished);
     connect(reply, &QModbusReply::errorOccurred, this, &ModbusLink::onReplyFinished);
     armDeadline();
+    // A socket keeps what is written until the event loop comes to it. The client may be gone afterwards.
+    if (auto* const socket = qobject_cast<QTcpSocket*>(client->device()))
+        socket->flush();
 }
 
 // Called from inside the client, before onBytes has seen the bytes: the answer is only noted.
@@ -582,6 +586,9 @@ void ModbusLink::deliverOutcomes()
         if (self.isNull())
             return;
     }
+    // The host has queued the reply for its command; what that command asks for next goes out now, not
+    // after another look at every socket.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
 }
 
 ModbusOutcome ModbusLink::notConnected() const
