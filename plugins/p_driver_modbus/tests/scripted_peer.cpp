@@ -90,6 +90,12 @@ void ScriptedPeer::chatter(const QByteArray& bytes)
         socket->write(bytes);
 }
 
+void ScriptedPeer::reset(QTcpSocket* socket)
+{
+    resetOnClose(*socket);
+    socket->abort();
+}
+
 void ScriptedPeer::onConnection()
 {
     while (QTcpSocket* const socket = m_server.nextPendingConnection()) {
@@ -161,8 +167,7 @@ void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
         socket->disconnectFromHost();
         break;
     case Reset:
-        resetOnClose(*socket);
-        socket->abort();
+        reset(socket);
         break;
     case LengthZero: {
         QByteArray bytes = good;
@@ -208,6 +213,9 @@ void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
     case Duplicate:
         socket->write(good + good);
         break;
+    case Script:
+        script(socket, request, good);
+        break;
     case Chatter:
         socket->write(good);
         QTimer::singleShot(0, socket, [socket, good] { socket->write(good); });
@@ -218,12 +226,8 @@ void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
 QByteArray ScriptedPeer::goodPdu(const QByteArray& request)
 {
     const int function = static_cast<quint8>(request.at(0));
-    if (function == 0x11) {
-        QByteArray bytes = request.left(1) + '\x0d';
-        for (char byte = 1; byte <= 13; ++byte)
-            bytes.append(byte);
-        return bytes;
-    }
+    if (function == 0x11)
+        return request.left(1) + static_cast<char>(identification.size()) + identification;
     const int start = wordAt(request, 1);
     if (function == 0x05)
         return request;
@@ -243,6 +247,6 @@ QByteArray ScriptedPeer::goodPdu(const QByteArray& request)
     }
     QByteArray bytes = request.left(1) + static_cast<char>(2 * count);
     for (int i = 0; i < count; ++i)
-        bytes.append(word(m_registers.value(start + i, start + i)));
+        bytes.append(word(registerValue(start + i)));
     return bytes;
 }

@@ -7,10 +7,13 @@
 #include <QObject>
 #include <QTcpServer>
 
+#include <functional>
+
 class QTcpSocket;
 
 // A Modbus TCP controller on the loopback that answers as it is told, wrongly included. A register
-// reads as its own address until it is written; the identification is 13 bytes 1…13.
+// reads as its own address until it is written; the identification is 13 bytes 1…13 at
+// first.
 class ScriptedPeer : public QObject
 {
     Q_OBJECT
@@ -36,13 +39,15 @@ public:
         TooLong,          // one register more than asked
         Duplicate,        // the answer twice
         Chatter,          // the answer, and later a frame that nobody asked for
+        Script,           // whatever `script` does
     };
 
     explicit ScriptedPeer(QObject* parent = nullptr);
     ~ScriptedPeer() override;
 
-    // Port 0 takes a free one; the port that was had is kept when it listens again.
+    // Takes a free port; the port that was had, or was set, is kept when it listens again.
     bool listen();
+    void setPort(quint16 port) { m_port = port; }
     // Refuses connections from now on and drops those there are.
     void refuse();
     quint16 port() const { return m_port; }
@@ -60,6 +65,14 @@ public:
     QList<qint64> requestTimes; // milliseconds since the peer was made
     int connections = 0;
 
+    // Writes what it likes to the socket; `request` and `good` are whole frames. The registers have been
+    // written by then.
+    std::function<void(QTcpSocket* socket, const QByteArray& request, const QByteArray& good)> script;
+    QByteArray identification = QByteArray("\1\2\3\4\5\6\7\10\11\12\13\14\15", 13);
+
+    // Ends the connection with a TCP reset.
+    static void reset(QTcpSocket* socket);
+    int registerValue(int address) const { return m_registers.value(address, address); }
     int openConnections() const { return static_cast<int>(m_sockets.size()); }
     // Bytes on every connection, out of turn.
     void chatter(const QByteArray& bytes);

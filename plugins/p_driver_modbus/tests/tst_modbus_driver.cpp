@@ -3,6 +3,7 @@
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
 #include "plugins/p_driver_modbus/tests/fake_order.h"
+#include "plugins/p_driver_modbus/tests/full_server.h"
 #include "plugins/p_driver_modbus/tests/scripted_peer.h"
 
 #include <QJsonArray>
@@ -16,12 +17,6 @@
 #include <array>
 #include <cstdio>
 #include <memory>
-
-#ifdef Q_OS_LINUX
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-#endif
 
 // The driver instance against a peer that does as it is told, over TCP on the loopback.
 class TestModbusDriver : public QObject
@@ -157,47 +152,6 @@ public:
     ScriptedPeer peer;
     std::unique_ptr<PDriverModbus> driver;
     bool listening = false;
-};
-
-// A port where nothing answers a connection any more: its few places are taken. Linux only; the port
-// is 0 elsewhere.
-class FullServer
-{
-public:
-    FullServer()
-    {
-#ifdef Q_OS_LINUX
-        m_descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto* const raw = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(m_descriptor, raw, size) != 0 || ::listen(m_descriptor, 0) != 0 ||
-            ::getsockname(m_descriptor, raw, &size) != 0)
-            return;
-        port = ntohs(address.sin_port);
-        for (QTcpSocket& socket : m_places) {
-            socket.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port));
-            socket.waitForConnected(50);
-        }
-#endif
-    }
-
-    ~FullServer()
-    {
-#ifdef Q_OS_LINUX
-        ::close(m_descriptor);
-#endif
-    }
-
-    Q_DISABLE_COPY_MOVE(FullServer)
-
-    int port = 0;
-
-private:
-    int m_descriptor = -1;
-    std::array<QTcpSocket, 3> m_places;
 };
 
 const char* codeName(IMessenger::EnErrorCode code)
