@@ -6,12 +6,8 @@
 #include <QGuiApplication>
 #include <QQuickStyle>
 #include <QQuickWindow>
-#include <QSurfaceFormat>
 
 namespace {
-
-// Lines of icons are drawn with so many samples of each pixel.
-constexpr int c_samples = 4;
 
 bool hasDisplay()
 {
@@ -34,14 +30,12 @@ public:
     {
         if (offScreen) {
             qputenv("QT_QPA_PLATFORM", "offscreen");
-            QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
         } else if (!hasDisplay()) {
             *error = QStringLiteral("there is no display to show a window on");
             return nullptr;
         }
-        QSurfaceFormat format = QSurfaceFormat::defaultFormat();
-        format.setSamples(c_samples);
-        QSurfaceFormat::setDefaultFormat(format);
+        // A few texts and lines need no graphics card, and where there is none Qt ends the program.
+        QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
         QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));
         return std::make_unique<QGuiApplication>(argc, argv);
     }

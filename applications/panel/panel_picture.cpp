@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr int c_look = 10; // ms
+constexpr int c_look = 10;    // ms
+constexpr int c_smallest = 0; // of the file's size; nothing is lost
 
 enum class Waited { Yes, TooLong, Quit };
 
@@ -53,7 +54,8 @@ QImage draw(const PanelWindow& window, int patience)
 bool save(const QImage& image, const QString& path, QString* error)
 {
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.flush() &&
+    if (file.open(QIODevice::WriteOnly) &&
+        image.convertToFormat(QImage::Format_RGB888).save(&file, "PNG", c_smallest) && file.flush() &&
         file.error() == QFileDevice::NoError && file.commit() && QImage(path).size() == image.size())
         return true;
     *error = QStringLiteral("the picture cannot be written to \"%1\": %2").arg(path, file.errorString());

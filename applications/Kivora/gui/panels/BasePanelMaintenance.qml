@@ -65,6 +65,9 @@ Item {
                 item.color = Qt.binding(function() { return Style.textColor })
         }
         if (item instanceof TextInput) {
+            // What can be written into looks like it.
+            if (item.parent instanceof Rectangle && item.parent.color.a === 0)
+                item.parent.color = Qt.binding(function() { return Style.buttonColor })
             item.activeFocusOnTab = true
             item.selectByMouse = true
             item.selectionColor = Qt.binding(function() { return Style.accentColor })

@@ -1,0 +1,428 @@
+// The maintenance page on the built plug-ins and a simulated controller, over Modbus, in this process and
+// in the bench's.
+
+#include "applications/panel/panel_window.h"
+#include "applications/simulator/simulated_controller.h"
+#include "tests/bench_fixture.h"
+
+#include <lib_host/configuration.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QImage>
+#include <QJsonArray>
+#include <QProcess>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+
+const QString c_program = QStringLiteral(MDC_BINARY_DIRECTORY "/bin/mdc-bench");
+constexpr int c_programTimeout = 60000; // ms; a sanitized program takes some seconds
+
+PanelDevice panelDevice(const DAbstractPlugin& device, const QString& reference)
+{
+    return {device.pluginUuid(), device.objectUuid(), device.getName(), reference};
+}
+
+PanelRequest requestFor(const QList<PanelDevice>& devices)
+{
+    PanelRequest request;
+    request.devices = devices;
+    return request;
+}
+
+// The fixture's controller and its page, shown and complete.
+class Bench
+{
+public:
+    bool start(const QString& profile)
+    {
+        if (!fixture.start(profile, BenchFixture::Transport::Tcp) ||
+            !QTest::qWaitFor([&] { return fixture.driver()->getProperty("connected", false).toBool(); }))
+            return false;
+        window = std::make_unique<PanelWindow>(
+            requestFor({panelDevice(*fixture.device(), fixture.profile().reference)}));
+        window->show();
+        return QTest::qWaitFor([&] { return page().isComplete(); });
+    }
+
+    PanelPage& page() { return *window->pages().front(); }
+    SimulatedController& controller() { return fixture.simulator().controller(); }
+    void press(const char* ending) { window->press(*window->itemNamed(QString(ending))); }
+    QString text(const QString& ending)
+    {
+        const QQuickItem* const item = window->itemNamed(ending);
+        return item == nullptr ? QString("no such item") : item->property("text").toString();
+    }
+    void applyProgram(const QString& typed)
+    {
+        QQuickItem* const field = window->itemNamed("idInputProgram");
+        field->setProperty("text", QString());
+        window->press(*field);
+        for (const QChar character : typed)
+            QTest::keyClick(window.get(), character.toLatin1());
+        press("idButtonApply");
+    }
+    // The writes since the last call, as in "6002 = 5".
+    QStringList takeWrites()
+    {
+        QStringList texts;
+        const QList<ControllerWrite> writes = controller().writes();
+        for (const ControllerWrite& write : writes)
+            texts.append(write.toText().section(": ", 1));
+        controller().clearWrites();
+        return texts;
+    }
+
+    BenchFixture fixture;
+    std::unique_ptr<PanelWindow> window; // gone before the host
+};
+
+struct Ended
+{
+    int exitCode = -1;
+    QString output;
+};
+
+void start(QProcess& process, const QStringList& arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* const name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"})
+        environment.remove(QLatin1String(name));
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(c_program, arguments);
+    process.closeWriteChannel();
+}
+
+Ended end(QProcess& process)
+{
+    if (!process.waitForFinished(c_programTimeout)) {
+        process.kill();
+        process.waitForFinished();
+        return {-1, "did not end: " + QString::fromUtf8(process.readAll())};
+    }
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAll())};
+}
+
+Ended runProgram(const QStringList& arguments)
+{
+    QProcess process;
+    start(process, arguments);
+    return end(process);
+}
+
+// Colours of a picture; of an empty one few.
+int colours(const QImage& image)
+{
+    QSet<QRgb> found;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            found.insert(image.pixel(x, y));
+    }
+    return static_cast<int>(found.size());
+}
+
+} // namespace
+
+class TestPanelChain : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void actionsReachTheRegisters_data();
+    void actionsReachTheRegisters();
+    void refusedAndUncertain();
+    void everyGenerationIsReadRight_data();
+    void everyGenerationIsReadRight();
+    void lampFollowsTheMotor();
+    void linkLostAndBack();
+    void aSecondDevice();
+    void pictures_data();
+    void pictures();
+    void pictureProblems_data();
+    void pictureProblems();
+    void windowEndsOnInterrupt();
+    void fiftyTimes();
+};
+
+void TestPanelChain::initTestCase()
+{
+    QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
+    QQuickStyle::setStyle(":/applications/Kivora/gui/style");
+}
+
+void TestPanelChain::actionsReachTheRegisters_data()
+{
+    QTest::addColumn<QString>("profile");
+    QTest::addColumn<int>("base"); // address of the first register to write, less 1
+    QTest::newRow("generation 1, first layout") << "mdc26-gen1v1" << 5000;
+    QTest::newRow("generation 1") << "mdc26-gen1v2" << 5000;
+    QTest::newRow("generation 2") << "mdc32-gen2" << 6000;
+}
+
+void TestPanelChain::actionsReachTheRegisters()
+{
+    QFETCH(QString, profile);
+    QFETCH(int, base);
+    Bench bench;
+    QVERIFY2(bench.start(profile), qPrintable(bench.fixture.error()));
+    const auto write = [&](int offset, int value) {
+        return QStringList(QString("%1 = %2").arg(base + offset).arg(value));
+    };
+    QCOMPARE(bench.takeWrites(), QStringList());
+
+    bench.applyProgram("7");
+    QTRY_COMPARE(bench.controller().currentPreset(), quint16(7));
+    QTRY_COMPARE(bench.text("idChannelItem_2.idChannelRow.idChannelValue.idFrameChannelText.idChannelText"),
+                 QString("7"));
+    QCOMPARE(bench.takeWrites(), write(2, 7));
+
+    bench.press("idButtonLoosening");
+    QTRY_COMPARE(bench.controller().direction(), quint16(1));
+    QTRY_COMPARE(bench.text("idChannelItem_0.idChannelRow.idChannelValue.idFrameChannelText.idChannelText"),
+                 QString("Loosening"));
+    QCOMPARE(bench.takeWrites(), write(1, 1));
+    bench.press("idButtonFastening");
+    QTRY_COMPARE(bench.controller().direction(), quint16(0));
+    QCOMPARE(bench.takeWrites(), write(1, 0));
+
+    bench.press("idButtonLock");
+    QTRY_VERIFY(!bench.page().isWaiting());
+    QCOMPARE(bench.takeWrites(), write(4, 1));
+    bench.press("idButtonUnlock");
+    QTRY_VERIFY(!bench.page().isWaiting());
+    QCOMPARE(bench.takeWrites(), write(4, 0));
+    QCOMPARE(bench.text("idFailure.idTitle"), QString("no such item"));
+
+    // What is no program is not sent.
+    for (const char* const typed : {"0", "", "abc", "-"}) {
+        bench.applyProgram(typed);
+        QTRY_VERIFY(!bench.page().isWaiting());
+        QCOMPARE(bench.takeWrites(), QStringList());
+    }
+    QCOMPARE(bench.controller().currentPreset(), quint16(7));
+}
+
+void TestPanelChain::refusedAndUncertain()
+{
+    Bench bench;
+    QVERIFY2(bench.start("mdc32-gen2"), qPrintable(bench.fixture.error()));
+    // The controller has 50 programs.
+    bench.applyProgram("255");
+    QTRY_VERIFY(bench.text("idFailure.idTitle").endsWith("panel_failure_failed"));
+    QCOMPARE(bench.text("idFailure.idText"), QString("panel_reason_refused"));
+    QCOMPARE(bench.controller().currentPreset(), quint16(1));
+    QCOMPARE(bench.takeWrites().size(), 1);
+
+    const auto fault = Fault::parse("close@once/0x06");
+    QVERIFY(fault);
+    bench.fixture.simulator().faults().add(*fault);
+    bench.press("idButtonLock");
+    QTRY_VERIFY(bench.text("idFailure.idTitle").endsWith("panel_failure_uncertain"));
+    QCOMPARE(bench.text("idFailure.idText"), QString("panel_reason_uncertain"));
+    // Once, whatever became of it: nobody sends a lock twice for the operator.
+    QTRY_VERIFY(bench.page().isComplete());
+    QCOMPARE(bench.takeWrites(), QStringList("6004 = 1"));
+}
+
+void TestPanelChain::everyGenerationIsReadRight_data()
+{
+    QTest::addColumn<QString>("profile");
+    QTest::addColumn<QString>("model");
+    QTest::newRow("mdc26-gen1v1") << "mdc26-gen1v1"
+                                  << "MDC-26";
+    QTest::newRow("mdc22-gen1v2") << "mdc22-gen1v2"
+                                  << "MDC-22";
+    QTest::newRow("mdc32-gen2") << "mdc32-gen2"
+                                << "MDC-32";
+}
+
+// Also the very first poll asks for the generation's own registers: the others would be refused.
+void TestPanelChain::everyGenerationIsReadRight()
+{
+    QFETCH(QString, profile);
+    Bench bench;
+    QVERIFY2(bench.start(profile), qPrintable(bench.fixture.error()));
+    QCOMPARE(bench.page().item()->property("unreadValues").toInt(), 0);
+    QTRY_VERIFY(!bench.text("idDeviceInfoRow_0.idValue").isEmpty());
+    QTEST(bench.text("idDeviceInfoRow_0.idValue"), "model");
+    const QVariantMap statistics = bench.fixture.driver()->getProperty("statistics", QVariant()).toMap();
+    QCOMPARE(statistics.value("refused").toInt(), 0);
+}
+
+void TestPanelChain::lampFollowsTheMotor()
+{
+    Bench bench;
+    QVERIFY2(bench.start("mdc32-gen2"), qPrintable(bench.fixture.error()));
+    bench.page().item()->setProperty("updatePeriod", 20);
+    const QQuickItem* const lamp =
+        bench.window->itemNamed("idChannelItem_1.idChannelRow.idChannelValue.idChannelLed");
+    QVERIFY(lamp != nullptr && !lamp->property("lit").toBool());
+    bench.controller().setMotorRunning(true);
+    QTRY_VERIFY(lamp->property("lit").toBool());
+    bench.controller().setValue("motorRun", 2);
+    QTRY_VERIFY(!lamp->property("lit").toBool());
+}
+
+void TestPanelChain::linkLostAndBack()
+{
+    Bench bench;
+    QVERIFY2(bench.start("mdc32-gen2"), qPrintable(bench.fixture.error()));
+    bench.controller().setValue("currentPreset", 9);
+    const QString program = "idChannelItem_2.idChannelRow.idChannelValue.idFrameChannelText.idChannelText";
+    QTRY_COMPARE(bench.text(program), QString("9"));
+    bench.fixture.simulator().restart(300);
+    QTRY_VERIFY(!bench.page().isConnected());
+    QCOMPARE(bench.text("idReason.idTitle"), QString("panel_reason_no_link"));
+    QCOMPARE(bench.text(program), QString("9"));
+    QCOMPARE(bench.text("idDeviceInfoRow_0.idValue"), QString("MDC-32"));
+    bench.controller().setValue("currentPreset", 11);
+    QTRY_VERIFY_WITH_TIMEOUT(bench.page().isComplete(), 20000);
+    QTRY_COMPARE(bench.text(program), QString("11"));
+    bench.takeWrites();
+    bench.press("idButtonLock");
+    QTRY_VERIFY(!bench.page().isWaiting());
+    QCOMPARE(bench.takeWrites(), QStringList("6004 = 1"));
+}
+
+void TestPanelChain::aSecondDevice()
+{
+    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    QVERIFY(loaded.errors.isEmpty());
+    QJsonObject root = loaded.configuration;
+    QJsonArray objects = root.value("objects").toArray();
+    QJsonObject driver = objects.at(0).toObject();
+    QJsonObject first = objects.at(1).toObject();
+    Simulator simulator(first.value("configuration").toObject(), *ControllerProfile::byName("mdc32-gen2"));
+    QVERIFY(simulator.listenTcp());
+    driver.insert("configuration",
+                  QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
+    first.insert("reference", simulator.controller().profile().reference);
+    QJsonObject second = first;
+    second.insert("id", "{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f33}");
+    second.insert("name", "the \"other\" one");
+    root.insert("objects", QJsonArray{driver, first, second});
+    DHost host;
+    host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
+    QCOMPARE(host.configure(root), QStringList());
+    QList<PanelDevice> devices;
+    for (const char* const name : {"mdc", "the \"other\" one"}) {
+        const DAbstractPlugin* const device = host.findObject(name);
+        QVERIFY(device != nullptr);
+        devices.append(panelDevice(*device, simulator.controller().profile().reference));
+    }
+    PanelWindow window(requestFor(devices));
+    QCOMPARE(window.error(), QString());
+    window.show();
+    for (int i = 0; i < 2; ++i) {
+        window.rootObject()->setProperty("currentIndex", i);
+        QTRY_VERIFY(window.pages().at(static_cast<std::size_t>(i))->isComplete());
+    }
+    // One goes; the other one's page goes on.
+    QVERIFY(host.removeInstance(devices.first().uuid));
+    QVERIFY(!window.pages().at(0)->isConnected());
+    window.pages().at(1)->awaitValues();
+    QTRY_VERIFY(window.pages().at(1)->isComplete());
+}
+
+void TestPanelChain::pictures_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("as it is") << QStringList() << QSize(600, 800) << 0;
+    QTest::newRow("wide, dark, French")
+        << QStringList{"--size", "1280x800", "--dark", "--language", "fr"} << QSize(1280, 800) << 0;
+    QTest::newRow("on a serial line") << QStringList{"--simulate", "rtu"} << QSize(600, 800) << 0;
+    QTest::newRow("pressed") << QStringList{"--press", "idButtonLoosening"} << QSize(600, 800) << 0;
+    QTest::newRow("refused") << QStringList{"--press", "idButtonLock", "--fault", "exception=2/0x06"}
+                             << QSize(600, 800) << 0;
+    QTest::newRow("link lost") << QStringList{"--press", "idButtonLock", "--fault", "restart=60000/0x06"}
+                               << QSize(600, 800) << 0;
+}
+
+void TestPanelChain::pictures()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QSize, size);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("page.png");
+    const Ended ended = runProgram(QStringList{"panel", "--screenshot", path} + arguments);
+    QTEST(ended.exitCode, "exitCode");
+    const QImage image(path);
+    QCOMPARE(image.size(), size);
+    QVERIFY2(colours(image) > 50, qPrintable(ended.output));
+}
+
+void TestPanelChain::pictureProblems_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("no folder") << QStringList{"--screenshot", "%1/none/page.png"} << 1 << "cannot be written";
+    QTest::newRow("a folder") << QStringList{"--screenshot", "%1"} << 1 << "cannot be written";
+    QTest::newRow("no such item") << QStringList{"--screenshot", "%1/page.png", "--press", "idNothing"} << 1
+                                  << "no visible item whose name ends with \"idNothing\"";
+    QTest::newRow("press without a picture") << QStringList{"--press", "idButtonLock"} << 2 << "--screenshot";
+    QTest::newRow("size") << QStringList{"--screenshot", "%1/page.png", "--size", "600"} << 2
+                          << "--size takes width and height";
+    QTest::newRow("size out of bounds")
+        << QStringList{"--screenshot", "%1/page.png", "--size", "100000x5"} << 2 << "200 to 8000";
+    QTest::newRow("no such object") << QStringList{"--screenshot", "%1/page.png", "--object", "x"} << 2
+                                    << "x";
+    QTest::newRow("a driver") << QStringList{"--screenshot", "%1/page.png", "--object", "modbus"} << 2
+                              << "no such device";
+}
+
+void TestPanelChain::pictureProblems()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, said);
+    const QTemporaryDir folder;
+    arguments.replaceInStrings("%1", folder.path());
+    const Ended ended = runProgram(QStringList("panel") + arguments);
+    QTEST(ended.exitCode, "exitCode");
+    QVERIFY2(ended.output.contains(said), qPrintable(ended.output));
+    QVERIFY(!QFile::exists(folder.filePath("page.png")));
+}
+
+void TestPanelChain::windowEndsOnInterrupt()
+{
+    QProcess process;
+    start(process, {"-v", "panel"});
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT((output += process.readAll()).contains("client 127.0.0.1") ||
+                                 process.state() == QProcess::NotRunning,
+                             c_programTimeout);
+    QCOMPARE(process.state(), QProcess::Running);
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+    QCOMPARE(end(process).exitCode, 130);
+}
+
+// The plug-in loaded, its types registered, the page shown and closed, the process ended.
+void TestPanelChain::fiftyTimes()
+{
+    const QTemporaryDir folder;
+    for (int i = 0; i < 25; ++i) {
+        QProcess processes[2];
+        for (QProcess& process : processes)
+            start(process, {"panel", "--size", "320x240", "--screenshot",
+                            folder.filePath(QString("%1.png").arg(&process - processes))});
+        for (QProcess& process : processes) {
+            const Ended ended = end(process);
+            QVERIFY2(ended.exitCode == 0, qPrintable(ended.output));
+        }
+    }
+}
+
+QTEST_MAIN(TestPanelChain)
+
+#include "tst_panel_chain.moc"
