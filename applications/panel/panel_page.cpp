@@ -89,8 +89,18 @@ void PanelPage::follow()
 {
     connect(m_backend, &DAbstractPluginBackend::isConnectedChanged, this, &PanelPage::connectionChanged);
     connect(m_backend, &DAbstractPluginBackend::treatmentEnded, this, &PanelPage::treatmentEnded);
+    // Queued: the page's own handler has asked for its values by then.
+    if (m_item->metaObject()->indexOfSignal("updateData()") >= 0)
+        connect(m_item.get(), SIGNAL(updateData()), this, SLOT(updateAsked()), Qt::QueuedConnection);
     m_outdated = !isConnected();
     connectionChanged();
+}
+
+// A page without values has them all.
+void PanelPage::updateAsked()
+{
+    if (m_identified && !isWaiting())
+        m_polled = true;
 }
 
 void PanelPage::connectionChanged()

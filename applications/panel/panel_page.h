@@ -47,6 +47,9 @@ public:
     // Not complete before the values have been read once more.
     void awaitValues();
 
+private Q_SLOTS:
+    void updateAsked();
+
 private:
     void follow();
     void connectionChanged();

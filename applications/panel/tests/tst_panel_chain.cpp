@@ -150,6 +150,7 @@ private Q_SLOTS:
     void pictureProblems_data();
     void pictureProblems();
     void windowEndsOnInterrupt();
+    void otherSubcommandsDoWithoutQuick();
     void fiftyTimes();
 };
 
@@ -405,6 +406,17 @@ void TestPanelChain::windowEndsOnInterrupt()
     QCOMPARE(process.state(), QProcess::Running);
     ::kill(static_cast<pid_t>(process.processId()), SIGINT);
     QCOMPARE(end(process).exitCode, 130);
+}
+
+// It would double the time that each of their calls takes.
+void TestPanelChain::otherSubcommandsDoWithoutQuick()
+{
+    QProcess libraries;
+    libraries.start("ldd", {c_program});
+    QVERIFY(libraries.waitForFinished());
+    const QByteArray list = libraries.readAll();
+    QVERIFY(list.contains("libQt5Core"));
+    QVERIFY2(!list.contains("Quick") && !list.contains("libQt5Gui"), list.constData());
 }
 
 // The plug-in loaded, its types registered, the page shown and closed, the process ended.

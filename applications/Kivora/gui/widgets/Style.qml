@@ -27,7 +27,7 @@ QtObject {
 
     // A tool's LED, on and off.
     readonly property color toolStatusIn: dark ? "#4fd07a" : "#1f9d4d"
-    readonly property color toolStatusInactive: dark ? "#7b8a98" : "#8493a1"
+    readonly property color toolStatusInactive: dark ? "#7b8a98" : "#76869a"
 
     readonly property color goodColor: dark ? "#63d68b" : "#13743a"
     readonly property color badColor: dark ? "#ff9a90" : "#ad1f17"
