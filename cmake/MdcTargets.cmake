@@ -28,6 +28,22 @@ if(MDC_FUZZ)
     target_link_options(mdc_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# With MDC_PRECOMPILE all targets share Qt's headers in a compiled form. Only for builds that others
+# check: a file that forgets an include compiles all the same.
+if(MDC_PRECOMPILE)
+    file(WRITE ${PROJECT_BINARY_DIR}/precompiled.cpp "")
+    add_library(mdc_precompiled STATIC ${PROJECT_BINARY_DIR}/precompiled.cpp)
+    set_target_properties(mdc_precompiled PROPERTIES POSITION_INDEPENDENT_CODE ON AUTOMOC OFF)
+    target_link_libraries(mdc_precompiled PRIVATE Qt5::Core mdc_options)
+    target_precompile_headers(mdc_precompiled PRIVATE <QtCore/QtCore> <functional> <memory>)
+endif()
+
+function(mdc_use_precompiled name)
+    if(MDC_PRECOMPILE)
+        target_precompile_headers(${name} REUSE_FROM mdc_precompiled)
+    endif()
+endfunction()
+
 set(MDC_FRAMEWORK_DIRECTORY ${PROJECT_SOURCE_DIR}/framework)
 
 # mdc_add_framework_library(<name> SOURCES … LINK …)
@@ -40,6 +56,7 @@ function(mdc_add_framework_library name)
     set_target_properties(${name} PROPERTIES PREFIX "" DEFINE_SYMBOL ${upper}_BUILD)
     target_include_directories(${name} PUBLIC ${MDC_FRAMEWORK_DIRECTORY})
     target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE mdc_options)
+    mdc_use_precompiled(${name})
 endfunction()
 
 # mdc_add_static_library(<name> SOURCES … LINK …)
@@ -50,6 +67,7 @@ function(mdc_add_static_library name)
     set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE mdc_options)
+    mdc_use_precompiled(${name})
 endfunction()
 
 # mdc_add_plugin(<name> SOURCES … LINK …)
@@ -60,6 +78,7 @@ function(mdc_add_plugin name)
     set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${MDC_PLUGIN_DIRECTORY})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
+    mdc_use_precompiled(${name})
 endfunction()
 
 # mdc_add_program(<name> SOURCES … LINK …)
@@ -68,7 +87,14 @@ function(mdc_add_program name)
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
+    mdc_use_precompiled(${name})
 endfunction()
+
+set(MDC_TEST_ENVIRONMENT
+    QT_QPA_PLATFORM=offscreen
+    ASAN_OPTIONS=detect_leaks=1
+    UBSAN_OPTIONS=print_stacktrace=1
+    LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp)
 
 # mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>])
 # A QtTest program, run by ctest off screen. NEEDS names targets that the test loads or starts
@@ -85,6 +111,7 @@ function(mdc_add_test name)
         MDC_BINARY_DIRECTORY="${PROJECT_BINARY_DIR}" MDC_SOURCE_DIRECTORY="${PROJECT_SOURCE_DIR}"
         ${arg_DEFINES})
     target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Test mdc_options)
+    mdc_use_precompiled(${name})
     if(arg_NEEDS)
         add_dependencies(${name} ${arg_NEEDS})
     endif()
@@ -92,7 +119,26 @@ function(mdc_add_test name)
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=1;UBSAN_OPTIONS=print_stacktrace=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp")
+        ENVIRONMENT "${MDC_TEST_ENVIRONMENT}")
+endfunction()
+
+# mdc_discover_rows(<program> PREFIX <prefix> [TIMEOUT <s>])
+# A test "<prefix>.<row>" with the label <prefix> for each row that the program knows once it is built:
+# it prints them with "--list" and runs one with "--row <row>".
+function(mdc_discover_rows program)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "PREFIX;TIMEOUT" "")
+    set(file ${CMAKE_CURRENT_BINARY_DIR}/${program}_rows.cmake)
+    set(include ${CMAKE_CURRENT_BINARY_DIR}/${program}_include.cmake)
+    add_custom_command(TARGET ${program} POST_BUILD
+        BYPRODUCTS ${file}
+        COMMAND ${CMAKE_COMMAND} -D PROGRAM=$<TARGET_FILE:${program}> -D PREFIX=${arg_PREFIX}
+            -D TIMEOUT=${arg_TIMEOUT} -D "ENVIRONMENT=${MDC_TEST_ENVIRONMENT}" -D FILE=${file}
+            -P ${PROJECT_SOURCE_DIR}/cmake/DiscoverRows.cmake
+        VERBATIM)
+    file(WRITE ${include}
+        "if(EXISTS \"${file}\")\n  include(\"${file}\")\nelse()\n"
+        "  add_test(${program}_NOT_BUILT ${program}_NOT_BUILT)\nendif()\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${include})
 endfunction()
 
 # mdc_add_fuzz_target(<name> SOURCES … LINK … CORPUS <folder>)

@@ -21,14 +21,16 @@ QString faultHelp()
                      QString::fromUtf8(fault.meaning)});
     }
     return QStringLiteral(
-               "A fault reads NAME[=VALUE][@WHEN][/FUNCTION]. WHEN is \"once\" or request numbers from\n"
-               "1, as in 3 or 5-7,9; FUNCTION a Modbus function code, as in 0x06. Without them it hits\n"
-               "every request. \"run\" counts from its command on: the identification before it is\n"
-               "spared.\n\n") +
+               "A fault reads NAME[=VALUE][@WHEN][/FUNCTION][#REGISTER]. WHEN is \"once\" or request\n"
+               "numbers from 1, as in 3 or 5-7,9; FUNCTION a Modbus function code, as in 0x06; REGISTER one\n"
+               "register or a range, as in 117 or 100-199: only requests that read or write one of them.\n"
+               "Without them it hits every request. \"run\" counts from its command on: the identification\n"
+               "before it is spared.\n\n") +
            formatTable({}, rows) +
            QStringLiteral("\nExamples:\n"
                           "  mdc-bench run setProgram program=3 --fault no-answer\n"
-                          "  mdc-bench run getInfo --fault late=5000@1\n");
+                          "  mdc-bench run getInfo --fault late=5000@1\n"
+                          "  mdc-bench restore FILE --presets 3 --fault 'exception=2@once/0x06#117'\n");
 }
 
 QString profileList()

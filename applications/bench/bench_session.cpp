@@ -38,11 +38,6 @@ ControllerProfile defaultProfile(const QJsonObject& deviceConfiguration)
     return profiles.constFirst();
 }
 
-bool refusesConnections(const Fault& fault)
-{
-    return fault.kind == FaultKind::Refuse && fault.when == Fault::When::Always && !fault.function;
-}
-
 } // namespace
 
 BenchSession::BenchSession(const BenchOptions& options, Console& console, Interrupt& interrupt)
@@ -139,7 +134,7 @@ std::optional<BenchProblem> BenchSession::startSimulator()
     }
     for (const QString& text : m_options.faults) {
         const std::optional<Fault> fault = Fault::parse(text);
-        if (fault && refusesConnections(*fault))
+        if (fault && fault->refusesAtOnce())
             m_simulator->faults().add(*fault);
     }
     SimulatorPlace place;
@@ -397,7 +392,7 @@ void BenchSession::startFaults()
         return;
     for (const QString& text : m_options.faults) {
         const std::optional<Fault> fault = Fault::parse(text);
-        if (fault && !refusesConnections(*fault))
+        if (fault && !fault->refusesAtOnce())
             m_simulator->faults().add(*fault);
     }
 }
