@@ -22,6 +22,9 @@ bool hasDisplay()
 #endif
 }
 
+void dropMessage(QtMsgType, const QMessageLogContext&, const QString&)
+{}
+
 class QuickPanelLibrary final : public PanelLibrary
 {
 public:
@@ -37,7 +40,12 @@ public:
         // A few texts and lines need no graphics card, and where there is none Qt ends the program.
         QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
         QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));
-        return std::make_unique<QGuiApplication>(argc, argv);
+        // Without a display there is no session either, which Qt complains of.
+        const QtMessageHandler before = offScreen ? qInstallMessageHandler(dropMessage) : nullptr;
+        auto application = std::make_unique<QGuiApplication>(argc, argv);
+        if (offScreen)
+            qInstallMessageHandler(before);
+        return application;
     }
 
     PanelEnd show(const PanelRequest& request, QString* error) const override

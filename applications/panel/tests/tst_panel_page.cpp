@@ -17,6 +17,7 @@
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSignalSpy>
+#include <QTranslator>
 #include <QtTest>
 
 #include <cmath>
@@ -142,6 +143,8 @@ private Q_SLOTS:
     void groupsFollowAReset();
     void pollsOnlyWhileShown();
     void disconnected();
+    void age_data();
+    void age();
     void identification();
     void anotherControllerAfterALostLink();
     void unreadValues();
@@ -539,6 +542,53 @@ void TestPanelPage::disconnected()
     QCOMPARE(window.item("idView.idHolder")->opacity(), 1.0);
     window.press(c_lock);
     QTRY_COMPARE(host.actions, QStringList("setLock lock=1"));
+}
+
+void TestPanelPage::age_data()
+{
+    QTest::addColumn<double>("milliseconds");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("now") << 0.0 << "0 s";
+    QTest::newRow("a clock set back") << -5000.0 << "0 s";
+    QTest::newRow("a second") << 1999.0 << "1 s";
+    QTest::newRow("nearly a minute") << 59999.0 << "59 s";
+    QTest::newRow("a minute") << 60000.0 << "1 min";
+    QTest::newRow("nearly an hour") << 3599999.0 << "59 min";
+    QTest::newRow("an hour") << 3600000.0 << "1 h";
+    QTest::newRow("two days") << 172800000.0 << "48 h";
+}
+
+void TestPanelPage::age()
+{
+    class Texts : public QTranslator
+    {
+    public:
+        QString translate(const char*, const char* id, const char*, int) const override
+        {
+            return QMap<QString, QString>{{"panel_age_seconds", "%1 s"},
+                                          {"panel_age_minutes", "%1 min"},
+                                          {"panel_age_hours", "%1 h"},
+                                          {"panel_age_of_values", "old: %1"}}
+                .value(id);
+        }
+        bool isEmpty() const override { return false; }
+    };
+    Texts texts;
+    QVERIFY(QCoreApplication::installTranslator(&texts));
+    QFETCH(double, milliseconds);
+    QFETCH(QString, text);
+    PageHost host;
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    QVariant found;
+    QVERIFY(QMetaObject::invokeMethod(window.root(), "age", Q_RETURN_ARG(QVariant, found),
+                                      Q_ARG(QVariant, milliseconds)));
+    QCOMPARE(found.toString(), text);
+    // It grows while there is no connection.
+    host.connectDriver(false);
+    const double now = window.root()->property("now").toDouble();
+    window.root()->setProperty("valuesTime", now - milliseconds);
+    QVERIFY(window.text("idReason.idText").endsWith("old: " + text));
 }
 
 // Which registers are meant is known only once the controller has told its generation.
