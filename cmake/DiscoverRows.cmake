@@ -1,0 +1,16 @@
+# Run after a build by mdc_discover_rows(): asks PROGRAM for its rows (--list) and writes FILE, which
+# gives each of them a test of its own.
+execute_process(COMMAND ${PROGRAM} --list OUTPUT_VARIABLE rows RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${PROGRAM} --list ended with ${result}")
+endif()
+string(STRIP "${rows}" rows)
+string(REPLACE "\n" ";" rows "${rows}")
+set(script "")
+foreach(row IN LISTS rows)
+    string(APPEND script
+        "add_test(\"${PREFIX}.${row}\" \"${PROGRAM}\" --row \"${row}\")\n"
+        "set_tests_properties(\"${PREFIX}.${row}\" PROPERTIES LABELS \"${PREFIX}\" TIMEOUT ${TIMEOUT}"
+        " ENVIRONMENT \"${ENVIRONMENT}\")\n")
+endforeach()
+file(WRITE ${FILE} "${script}")

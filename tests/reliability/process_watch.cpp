@@ -1,0 +1,72 @@
+#include "tests/reliability/process_watch.h"
+
+#include <QDir>
+#include <QFile>
+#include <QList>
+
+#include <atomic>
+
+#include <malloc.h>
+#include <sys/resource.h>
+
+class QObject;
+
+// Hooks that the Core library offers to debuggers; a slot each for "a QObject is made" and "is going".
+// NOLINTNEXTLINE(readability-identifier-naming, cppcoreguidelines-avoid-c-arrays)
+extern Q_CORE_EXPORT quintptr qtHookData[];
+
+namespace {
+
+constexpr int c_addQObject = 3;
+constexpr int c_removeQObject = 4;
+
+std::atomic<int> s_objects{0};
+
+double milliseconds(const timeval& time)
+{
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+}
+
+} // namespace
+
+void countQtObjects()
+{
+    void (*const add)(QObject*) = [](QObject* /*object*/) { ++s_objects; };
+    void (*const remove)(QObject*) = [](QObject* /*object*/) { --s_objects; };
+    qtHookData[c_addQObject] = reinterpret_cast<quintptr>(add);
+    qtHookData[c_removeQObject] = reinterpret_cast<quintptr>(remove);
+}
+
+int liveQtObjects()
+{
+    return s_objects;
+}
+
+int openDescriptors()
+{
+    return static_cast<int>(QDir(QStringLiteral("/proc/self/fd"))
+                                .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+                                .size());
+}
+
+qint64 heapInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
+}
+
+double processorTime()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
+}
+
+double waitedForProcessor()
+{
+    QFile file(QStringLiteral("/proc/thread-self/schedstat"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    // Nanoseconds on a processor, nanoseconds waiting for one, turns.
+    return file.readAll().split(' ').value(1).toDouble() / 1e6;
+}

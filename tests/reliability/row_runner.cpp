@@ -1,0 +1,163 @@
+#include "tests/reliability/row_runner.h"
+
+#include "tests/reliability/event_wait.h"
+#include "tests/reliability/row_table.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QProcess>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr int c_boundOfARow = 90 * 1000;
+constexpr int c_boundOfAFullRow = 60 * 60 * 1000;
+
+const QString c_seen = QStringLiteral("seen ");
+const QString c_broken = QStringLiteral("broken ");
+const QString c_took = QStringLiteral("took ");
+
+void print(const QString& text)
+{
+    std::printf("%s\n", qPrintable(text));
+}
+
+RowResult resultOf(QProcess& process, bool ended)
+{
+    RowResult result;
+    QStringList seen;
+    const QStringList lines = QString::fromUtf8(process.readAllStandardOutput()).split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
+        if (line.startsWith(c_seen))
+            seen.append(line.mid(c_seen.size()));
+        else if (line.startsWith(c_broken))
+            result.broken.append(line.mid(c_broken.size()));
+        else if (line.startsWith(c_took))
+            result.milliseconds = line.mid(c_took.size()).section(QLatin1Char(' '), 0, 0).toLongLong();
+    }
+    result.seen = seen.join(QLatin1String("; "));
+    if (!ended)
+        result.broken.append(QStringLiteral("A: the row had not ended after %1 s").arg(c_boundOfARow / 1000));
+    else if (process.exitStatus() != QProcess::NormalExit)
+        result.broken.append(QStringLiteral("E: the process crashed"));
+    else if (process.exitCode() != (result.isGood() ? 0 : 1))
+        result.broken.append(QStringLiteral("E: the process ended with %1").arg(process.exitCode()));
+    return result;
+}
+
+QString cell(QString text)
+{
+    return text.replace(QLatin1Char('|'), QLatin1String("\\|")).replace(QLatin1Char('\n'), QLatin1Char(' '));
+}
+
+QString verdict(const RowResult& result)
+{
+    return result.isGood() ? QString()
+                           : QStringLiteral(" **broken** ") + result.broken.join(QLatin1String("; "));
+}
+
+} // namespace
+
+int runRow(const Row& row, RowOptions options)
+{
+    RowReport report(options);
+    QElapsedTimer clock;
+    clock.start();
+    row.run(report);
+    for (const QString& text : report.seenTexts())
+        print(c_seen + text);
+    for (const QString& text : report.brokenTexts())
+        print(c_broken + text);
+    print(c_took + QStringLiteral("%1 ms").arg(clock.elapsed()));
+    std::fflush(stdout);
+    return report.isGood() ? 0 : 1;
+}
+
+QVector<RowResult> runAllRows(const RowTable& table, RowOptions options, int jobs)
+{
+    struct Running
+    {
+        int row = 0;
+        std::unique_ptr<QProcess> process;
+        QElapsedTimer clock;
+    };
+    const int bound = options.full ? c_boundOfAFullRow : c_boundOfARow;
+    QVector<RowResult> results(table.rows().size());
+    std::vector<Running> running;
+    int next = 0;
+    while (next < table.rows().size() || !running.empty()) {
+        while (next < table.rows().size() && static_cast<int>(running.size()) < jobs) {
+            Running entry;
+            entry.row = next;
+            entry.process = std::make_unique<QProcess>();
+            entry.process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            QStringList arguments{QStringLiteral("--row"), table.rows().at(next).id};
+            if (options.full)
+                arguments.append(QStringLiteral("--full"));
+            if (options.driver == TestedDriver::Naive)
+                arguments += {QStringLiteral("--driver"), QStringLiteral("naive")};
+            entry.clock.start();
+            entry.process->start(QCoreApplication::applicationFilePath(), arguments);
+            running.push_back(std::move(entry));
+            ++next;
+        }
+        constexpr int c_look = 1000;
+        const auto isOver = [bound](const Running& entry) {
+            return entry.process->state() == QProcess::NotRunning || entry.clock.hasExpired(bound);
+        };
+        waitUntil([&] { return std::any_of(running.cbegin(), running.cend(), isOver); }, c_look);
+        for (auto entry = running.begin(); entry != running.end();) {
+            if (!isOver(*entry)) {
+                ++entry;
+                continue;
+            }
+            const bool ended = entry->process->state() == QProcess::NotRunning;
+            if (!ended) {
+                entry->process->kill();
+                entry->process->waitForFinished();
+            }
+            results[entry->row] = resultOf(*entry->process, ended);
+            const RowResult& result = results.at(entry->row);
+            std::fprintf(stderr, "%s %s%s\n", result.isGood() ? "held  " : "broken",
+                         qPrintable(table.rows().at(entry->row).id), qPrintable(verdict(result)));
+            entry = running.erase(entry);
+        }
+    }
+    return results;
+}
+
+QString markdownTable(const RowTable& table, const QVector<RowResult>& results,
+                      const QVector<RowResult>& naive)
+{
+    QString text;
+    QString group;
+    const bool hasNaive = !naive.isEmpty();
+    for (int i = 0; i < table.rows().size(); ++i) {
+        const Row& row = table.rows().at(i);
+        if (row.group != group) {
+            group = row.group;
+            text += QStringLiteral("\n## %1\n\n| row | fault | where | expected | seen | time "
+                                   "|%2\n|---|---|---|---|---|---|%3\n")
+                        .arg(group, hasNaive ? QStringLiteral(" naive driver |") : QString(),
+                             hasNaive ? QStringLiteral("---|") : QString());
+        }
+        const RowResult& result = results.at(i);
+        text += QStringLiteral("| `%1` | %2 | %3 | %4 | %5 | %6 s |")
+                    .arg(row.id, cell(row.fault), cell(row.where), cell(row.expected),
+                         cell(result.seen + verdict(result)),
+                         QString::number(static_cast<double>(result.milliseconds) / 1000, 'f', 1));
+        if (hasNaive)
+            text +=
+                QLatin1Char(' ') +
+                (naive.at(i).isGood()
+                     ? QStringLiteral("passes too")
+                     : cell(QStringLiteral("**fails** ") + naive.at(i).broken.join(QLatin1String("; ")))) +
+                QLatin1String(" |");
+        text += QLatin1Char('\n');
+    }
+    return text;
+}
