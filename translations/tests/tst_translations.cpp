@@ -24,7 +24,7 @@ struct Catalogue
 
 QList<Catalogue> catalogues()
 {
-    return {{"p_device_mdc", {c_sources + "/plugins/p_device_mdc"}, 33},
+    return {{"p_device_mdc", {c_sources + "/plugins/p_device_mdc", c_sources + "/applications/bench"}, 33},
             {"panel", {c_sources + "/applications/Kivora", c_sources + "/applications/panel"}, 27}};
 }
 
