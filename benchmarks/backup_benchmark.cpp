@@ -1,3 +1,5 @@
+#include "benchmarks/bare_clients.h"
+#include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
@@ -9,14 +11,11 @@
 #include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QModbusReply>
-#include <QModbusTcpClient>
 #include <QTemporaryDir>
 #include <QVector>
 
-#include <algorithm>
 #include <cstdio>
-#include <modbus.h>
+#include <memory>
 #include <optional>
 
 // A backup and a restore through device plug-in and driver against the same traffic sent by a bare
@@ -26,9 +25,9 @@
 namespace {
 
 constexpr double c_nanosecondsPerMillisecond = 1e6;
-constexpr int c_blockSize = 60;
 constexpr int c_torqueUnitRegister = 1;
-constexpr int c_bareTimeout = 3000;
+constexpr double c_wantedBackup = 1.15;
+constexpr double c_wantedRestore = 1.1;
 
 struct Size
 {
@@ -75,7 +74,9 @@ std::optional<double> timed(Work work)
 class Plugins
 {
 public:
-    Plugins(int port, const Size& size)
+    // `folder` is a template of the folder's name; empty for the system's.
+    Plugins(int port, const Size& size, const QString& folder)
+        : m_folder(folder.isEmpty() ? new QTemporaryDir : new QTemporaryDir(folder))
     {
         m_host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
         const QJsonObject bench = benchFor(
@@ -94,7 +95,7 @@ public:
     bool backUp()
     {
         const QVariantMap results =
-            run(QStringLiteral("backup"), {{QStringLiteral("folderPath"), m_folder.path()},
+            run(QStringLiteral("backup"), {{QStringLiteral("folderPath"), m_folder->path()},
                                            {QStringLiteral("backupName"), QStringLiteral("benchmark")}});
         m_file = results.value(QStringLiteral("filePath")).toString();
         return results.value(QStringLiteral("doneOk")).toBool();
@@ -126,132 +127,17 @@ private:
 
     DHost m_host;
     QUuid m_device;
-    QTemporaryDir m_folder;
+    std::unique_ptr<QTemporaryDir> m_folder;
     QString m_file;
 };
-
-// The requests of a backup and of a restore, one in flight, each sent when the one before is answered.
-class BareClient
-{
-public:
-    explicit BareClient(int port)
-    {
-        m_client.setConnectionParameter(QModbusDevice::NetworkAddressParameter, QStringLiteral("127.0.0.1"));
-        m_client.setConnectionParameter(QModbusDevice::NetworkPortParameter, port);
-        m_client.setTimeout(c_bareTimeout);
-        m_client.setNumberOfRetries(0);
-        QEventLoop loop;
-        QObject::connect(&m_client, &QModbusDevice::stateChanged, &loop, [&](QModbusDevice::State state) {
-            if (state == QModbusDevice::ConnectedState || state == QModbusDevice::UnconnectedState)
-                loop.quit();
-        });
-        if (m_client.connectDevice())
-            loop.exec();
-    }
-
-    bool read(int registers)
-    {
-        return inTurn((registers + c_blockSize - 1) / c_blockSize, [this, registers](int i) {
-            const int first = i * c_blockSize;
-            return m_client.sendReadRequest(
-                QModbusDataUnit(QModbusDataUnit::HoldingRegisters, first + 1,
-                                static_cast<quint16>(std::min(c_blockSize, registers - first))),
-                1);
-        });
-    }
-    bool write(int registers, quint16 value)
-    {
-        return inTurn(registers, [this, value](int i) {
-            return m_client.sendWriteRequest(
-                QModbusDataUnit(QModbusDataUnit::HoldingRegisters, i + 1, QVector<quint16>{value}), 1);
-        });
-    }
-
-private:
-    template <class Send>
-    bool inTurn(int count, Send send)
-    {
-        QEventLoop loop;
-        bool isGood = true;
-        int next = 0;
-        std::function<void()> sendNext = [&] {
-            if (!isGood || next == count) {
-                loop.quit();
-                return;
-            }
-            QModbusReply* const reply = send(next++);
-            if (reply == nullptr) {
-                isGood = false;
-                QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
-                return;
-            }
-            QObject::connect(reply, &QModbusReply::finished, &loop, [&, reply] {
-                isGood = reply->error() == QModbusDevice::NoError;
-                reply->deleteLater();
-                sendNext();
-            });
-        };
-        sendNext();
-        loop.exec();
-        return isGood;
-    }
-
-    QModbusTcpClient m_client;
-};
-
-class LibModbus
-{
-public:
-    explicit LibModbus(int port)
-        : m_context(modbus_new_tcp("127.0.0.1", port))
-    {
-        modbus_set_slave(m_context, 1);
-        m_isConnected = modbus_connect(m_context) == 0;
-    }
-    ~LibModbus()
-    {
-        modbus_close(m_context);
-        modbus_free(m_context);
-    }
-    Q_DISABLE_COPY(LibModbus)
-
-    bool read(int registers)
-    {
-        quint16 words[c_blockSize];
-        for (int first = 0; m_isConnected && first < registers; first += c_blockSize) {
-            const int count = std::min(c_blockSize, registers - first);
-            if (modbus_read_registers(m_context, first + 1, count, words) != count)
-                return false;
-        }
-        return m_isConnected;
-    }
-    bool write(int registers, quint16 value)
-    {
-        for (int i = 0; m_isConnected && i < registers; ++i) {
-            if (modbus_write_register(m_context, i + 1, value) != 1)
-                return false;
-        }
-        return m_isConnected;
-    }
-
-private:
-    modbus_t* m_context;
-    bool m_isConnected = false;
-};
-
-double median(QVector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
 
 // One kind of traffic: the plug-ins' time of each round beside those of the two others.
 class Comparison
 {
 public:
-    Comparison(const char* what, int registers)
+    Comparison(const char* what, double wantedToBare)
         : m_what(what)
-        , m_registers(registers)
+        , m_wantedToBare(wantedToBare)
     {}
 
     // False when one of the three failed.
@@ -259,57 +145,62 @@ public:
     bool round(Whole whole, Bare bare, Library library)
     {
         const std::optional<double> bareTime = timed(bare);
-        const std::optional<double> libraryTime = timed(library);
         const std::optional<double> time = timed(whole);
+        const std::optional<double> libraryTime = timed(library);
         if (!time || !bareTime || !libraryTime)
             return false;
         m_times.append(*time);
-        m_toBare.append(*time / *bareTime);
-        m_toLibrary.append(*time / *libraryTime);
+        m_bare.append(*bareTime);
+        m_library.append(*libraryTime);
         return true;
     }
     void print() const
     {
-        const auto ratio = [](const char* to, const QVector<double>& ratios) {
-            std::printf("  to %-18s median %.2f, worst %.2f\n", to, median(ratios),
-                        *std::max_element(ratios.cbegin(), ratios.cend()));
-        };
-        std::printf("%s of %d registers: median %.1f ms, %d rounds\n", m_what, m_registers, median(m_times),
-                    static_cast<int>(m_times.size()));
-        ratio("QModbusTcpClient", m_toBare);
-        ratio("libmodbus", m_toLibrary);
+        printRatio(m_what, "ms", m_times, "QModbusTcpClient", m_bare, m_wantedToBare);
+        printRatio(m_what, "ms", m_times, "libmodbus", m_library, 0);
     }
 
 private:
     const char* m_what;
-    int m_registers;
+    double m_wantedToBare;
     QVector<double> m_times;
-    QVector<double> m_toBare;
-    QVector<double> m_toLibrary;
+    QVector<double> m_bare;
+    QVector<double> m_library;
 };
 
 int run(const Size& size, int rounds)
 {
     const ServedControllers controllers(1);
+    bindToProcessor(0);
     if (controllers.ports().isEmpty())
         return 1;
     const int port = controllers.ports().first();
-    Plugins plugins(port, size);
+    Plugins plugins(port, size, {});
+    // Where a file that has been flushed costs nothing.
+    Plugins inMemory(port, size, QStringLiteral("/dev/shm/backup_benchmark_XXXXXX"));
     BareClient bare(port);
     LibModbus library(port);
-    Comparison backup("backup", size.registers);
-    Comparison restore("restore", size.writes);
+    const QByteArray registers = QByteArray::number(size.registers);
+    const QByteArray backupText = "backup of " + registers + " registers, file flushed to the disk";
+    const QByteArray memoryText = "backup of " + registers + " registers, file in memory";
+    const QByteArray restoreText = "restore of " + QByteArray::number(size.writes) + " registers";
+    Comparison backup(backupText, c_wantedBackup);
+    Comparison backupInMemory(memoryText, c_wantedBackup);
+    Comparison restore(restoreText, c_wantedRestore);
     // The first round warms up; it also fills the registers with one value, so that the restore, the
     // torque unit among it, changes nothing.
     constexpr quint16 c_value = 1;
-    if (!plugins.backUp() || !bare.write(size.writes, c_value) || !library.read(size.registers)) {
+    if (!plugins.backUp() || !inMemory.backUp() || !bare.write(size.writes, c_value) ||
+        !library.read(size.registers)) {
         std::fprintf(stderr, "the controller does not answer\n");
         return 1;
     }
     for (int i = 0; i < rounds; ++i) {
+        const auto bareRead = [&] { return bare.read(size.registers); };
+        const auto libraryRead = [&] { return library.read(size.registers); };
         const bool isGood =
-            backup.round([&] { return plugins.backUp(); }, [&] { return bare.read(size.registers); },
-                         [&] { return library.read(size.registers); }) &&
+            backup.round([&] { return plugins.backUp(); }, bareRead, libraryRead) &&
+            backupInMemory.round([&] { return inMemory.backUp(); }, bareRead, libraryRead) &&
             restore.round([&] { return plugins.restore(); }, [&] { return bare.write(size.writes, c_value); },
                           [&] { return library.write(size.writes, c_value); });
         if (!isGood) {
@@ -318,6 +209,7 @@ int run(const Size& size, int rounds)
         }
     }
     backup.print();
+    backupInMemory.print();
     restore.print();
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/tightening_cycles.h"
+#include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
@@ -14,7 +15,6 @@
 #include <QUuid>
 
 #include <cstdio>
-#include <sys/resource.h>
 
 // Devices that each listen to events and to the motor at 10 Hz, all in this process, against simulated
 // controllers in another one. Prints the updates per second and the share of one processor that this
@@ -23,21 +23,10 @@
 namespace {
 
 constexpr double c_millisecondsPerSecond = 1000;
-constexpr double c_microsecondsPerSecond = 1e6;
 constexpr int c_listenInterval = 100;
 constexpr int c_listenersPerDevice = 2;
 constexpr int c_identifyTimeout = 20000;
 constexpr int c_tighteningInterval = 1000;
-
-double processorSeconds()
-{
-    struct rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / c_microsecondsPerSecond;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
 
 struct Rate
 {

@@ -1,6 +1,7 @@
 #include "benchmarks/served_controllers.h"
 
 #include "applications/simulator/simulator.h"
+#include "benchmarks/rounds.h"
 
 #include <lib_host/configuration.h>
 
@@ -49,6 +50,7 @@ ServedControllers::~ServedControllers()
 
 int serveControllers(int count, const std::function<void(Simulator&)>& prepare)
 {
+    bindToProcessor(1);
     const QJsonObject device =
         sampleBench().value(QLatin1String("objects")).toArray().at(c_deviceObject).toObject();
     std::vector<std::unique_ptr<Simulator>> simulators;

@@ -19,7 +19,7 @@ packages=(
   libmodbus-dev pkg-config  # what the benchmarks compare with
   # tests
   mbpoll                 # an independent Modbus master
-  python3 python3-pymodbus python3-serial  # an independent Modbus server, and what it imports
+  python3 python3-pymodbus python3-serial python3-serial-asyncio  # independent Modbus peers, and what they import
   qtdeclarative5-dev-tools  # qmllint
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
 )

@@ -45,6 +45,7 @@ public:
     {
         ObjectEntry entry;
         QPointer<DAbstractPlugin> plugin;
+        QString title; // its name between quotes
     };
 
     // Who waits for an order that has no caller.
@@ -67,6 +68,7 @@ public:
     void instructionOutcome(const DOrder& caller, const QString& instruction, const QVariantMap& arguments,
                             const DOrderOutcome& outcome) override;
     void orderRetired(DOrder& order) override;
+    void orderGone(quint64 id) override;
 
     bool isOwnThread(const char* operation) const;
     DAbstractPlugin* instance(const QUuid& uuid) const;
@@ -182,6 +184,11 @@ void DHost::Private::instructionOutcome(const DOrder& caller, const QString& ins
         Qt::QueuedConnection);
 }
 
+void DHost::Private::orderGone(quint64 id)
+{
+    ended.remove(id);
+}
+
 void DHost::Private::orderRetired(DOrder& order)
 {
     const quint64 id = order.orderId();
@@ -235,7 +242,7 @@ QString DHost::Private::nameOf(const DAbstractPlugin* plugin) const
 {
     for (const Instance& candidate : instances) {
         if (candidate.plugin == plugin)
-            return QStringLiteral("\"%1\"").arg(candidate.entry.name);
+            return candidate.title;
     }
     return plugin->objectUuid().toString();
 }
@@ -246,7 +253,6 @@ DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest requ
     orders.insert(id, order);
     if (caller != nullptr)
         ++instructionCount;
-    QObject::connect(order, &QObject::destroyed, q, [this, id] { ended.remove(id); });
     order->launch();
     return order;
 }
@@ -420,7 +426,7 @@ bool DHost::Private::makeInstance(const ObjectEntry& entry, QString* error)
                      });
     plugin->setMainConfig(config);
     plugin->initPluginCommands();
-    instances.append({entry, plugin});
+    instances.append({entry, plugin, QStringLiteral("\"%1\"").arg(entry.name)});
     Q_EMIT q->instanceAdded(entry.uuid);
     return true;
 }

@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QTimerEvent>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <atomic>
@@ -45,6 +46,10 @@ QVariantMap failureNotice(IMessenger::EnErrorCode code, const QString& message)
 
 void merge(QVariantMap& into, const QVariantMap& from)
 {
+    if (into.isEmpty()) {
+        into = from;
+        return;
+    }
     for (auto it = from.cbegin(); it != from.cend(); ++it)
         into.insert(it.key(), it.value());
 }
@@ -71,7 +76,10 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest r
     restartTimeout();
 }
 
-DOrder::~DOrder() = default;
+DOrder::~DOrder()
+{
+    m_keeper.orderGone(m_id);
+}
 
 quint64 DOrder::nextId()
 {
@@ -263,11 +271,14 @@ bool DOrder::startPlaced()
     // watches the order is to hear of an end, which is queued, before the next instruction starts.
     if (m_busy > 0 || s_depth >= c_deepestStart || m_keeper.isWatched(*this))
         return true;
-    QList<QPointer<DOrder>> placed;
+    constexpr int c_usuallyPlaced = 4;
+    QVarLengthArray<QPointer<DOrder>, c_usuallyPlaced> placed;
     for (const Instruction& instruction : std::as_const(m_inFlight)) {
         if (!instruction.order.isNull() && !instruction.order->m_started)
             placed.append(instruction.order);
     }
+    if (placed.isEmpty())
+        return true;
     std::sort(placed.begin(), placed.end(), [](const auto& a, const auto& b) { return a->m_id < b->m_id; });
     const QPointer<DOrder> self(this);
     ++s_depth;

@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QSharedPointer>
+#include <QVector>
 
 class DAbstractCommand;
 class DOrder;
@@ -38,6 +39,8 @@ public:
                                     const QVariantMap& arguments, const DOrderOutcome& outcome) = 0;
     // The order has ended and runs no command code any more; it is deleted from the event loop.
     virtual void orderRetired(DOrder& order) = 0;
+    // It is deleted now.
+    virtual void orderGone(quint64 id) = 0;
 
 protected:
     ~DOrderKeeper() = default;
@@ -163,7 +166,7 @@ private:
     QSharedPointer<ICommand> m_command;
     DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
     QHash<quint64, Instruction> m_inFlight;
-    QList<Delivery> m_inbox;
+    QVector<Delivery> m_inbox;
     QVariantMap m_results;
 
     // Set while the handler hears of a failure that ends the order whatever it answers.

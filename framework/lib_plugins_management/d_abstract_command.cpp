@@ -7,28 +7,6 @@
 
 #include <algorithm>
 
-namespace {
-
-bool contains(const QList<DCommandValue>& values, const QString& id)
-{
-    return std::any_of(values.cbegin(), values.cend(), [&id](const DCommandValue& v) { return v.id == id; });
-}
-
-QString describe(const QString& title, const QList<DCommandValue>& values)
-{
-    if (values.isEmpty())
-        return {};
-    QString text = QLatin1Char('\n') + title;
-    for (const DCommandValue& value : values) {
-        text += QStringLiteral("\n  %1 (%2): %3").arg(value.id, value.type, value.description);
-        if (value.defaultValue.isValid())
-            text += QStringLiteral(" [default: \"%1\"]").arg(value.defaultValue.toString());
-    }
-    return text;
-}
-
-} // namespace
-
 DAbstractCommand::DAbstractCommand(const QString& name, const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(name, QString(), arguments, parent)
 {}
@@ -158,12 +136,12 @@ void DAbstractCommand::declareAResult(const QString& id, const QString& type, co
 
 QList<DCommandValue> DAbstractCommand::parameters() const
 {
-    return m_parameters;
+    return {m_parameters.cbegin(), m_parameters.cend()};
 }
 
 QList<DCommandValue> DAbstractCommand::results() const
 {
-    return m_results;
+    return {m_results.cbegin(), m_results.cend()};
 }
 
 QVariant DAbstractCommand::getParameterValue(const QString& id, const QVariant& defaultValue) const
@@ -272,7 +250,7 @@ void DAbstractCommand::orderEnded(bool ok)
     Q_EMIT sigCommandFinished(ok);
 }
 
-void DAbstractCommand::declare(QList<DCommandValue>& values, const char* kind, const DCommandValue& value)
+void DAbstractCommand::declare(Declarations& values, const char* kind, const DCommandValue& value)
 {
     if (value.id.isEmpty() || contains(values, value.id) || !isTypeCode(value.type)) {
         qCritical().noquote() << "command" << m_name << ":" << kind
@@ -282,6 +260,24 @@ void DAbstractCommand::declare(QList<DCommandValue>& values, const char* kind, c
         return;
     }
     values.append(value);
+}
+
+bool DAbstractCommand::contains(const Declarations& values, const QString& id)
+{
+    return std::any_of(values.cbegin(), values.cend(), [&id](const DCommandValue& v) { return v.id == id; });
+}
+
+QString DAbstractCommand::describe(const QString& title, const Declarations& values)
+{
+    if (values.isEmpty())
+        return {};
+    QString text = QLatin1Char('\n') + title;
+    for (const DCommandValue& value : values) {
+        text += QStringLiteral("\n  %1 (%2): %3").arg(value.id, value.type, value.description);
+        if (value.defaultValue.isValid())
+            text += QStringLiteral(" [default: \"%1\"]").arg(value.defaultValue.toString());
+    }
+    return text;
 }
 
 bool DAbstractCommand::isOpen() const

@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QStringList>
 #include <QVariant>
+#include <QVarLengthArray>
 
 class DAbstractPlugin;
 class IOrder;
@@ -119,7 +120,11 @@ public:
     void orderEnded(bool ok);
 
 private:
-    void declare(QList<DCommandValue>& values, const char* kind, const DCommandValue& value);
+    // A command is cloned for every order: what it declares is kept in place.
+    using Declarations = QVarLengthArray<DCommandValue, 4>;
+    static bool contains(const Declarations& values, const QString& id);
+    static QString describe(const QString& title, const Declarations& values);
+    void declare(Declarations& values, const char* kind, const DCommandValue& value);
     bool isOpen() const;
     const DAbstractPlugin* plugin() const;
 
@@ -127,8 +132,8 @@ private:
     QString m_stopName;
     QString m_description;
     QVariantMap m_arguments;
-    QList<DCommandValue> m_parameters;
-    QList<DCommandValue> m_results;
+    Declarations m_parameters;
+    Declarations m_results;
     QHash<quint64, ReplyDelegate> m_replyHandlers;
     QPointer<QObject> m_orderObject;
     IOrder* m_order = nullptr; // valid while m_orderObject is

@@ -246,6 +246,14 @@ void tst_Configuration::refuses_data()
         << "bench.json"
         << "objects/0/plugin" << QJsonValue("{C7A3F1DE-52B8-4A0E-9C64-1F0D8E2B7A95}") << "/objects/0/plugin"
         << "needed is the UUID of a plug-in kind, in braces and small letters";
+    QTest::newRow("host of blanks")
+        << "bench.json" << QString("objects/0/configuration/host") << QJsonValue("  ")
+        << "/objects/0/configuration/host"
+        << "a host name";
+    QTest::newRow("driver without a configuration")
+        << "bench.json" << QString("objects/0/configuration") << QJsonValue(QJsonValue::Undefined)
+        << "/objects/0"
+        << "transport";
     QTest::newRow("rtu without a port")
         << "bench.json"
         << "objects/0/configuration/transport" << QJsonValue("rtu") << "/objects/0/configuration"
@@ -458,6 +466,9 @@ void tst_Configuration::acceptsParameters_data()
     QTest::newRow("described preset keys of a later generation") << "presetDataKeysV12" << described;
     // What no command of ours reads is left to who does.
     QTest::newRow("unknown name") << "eventDataKeysX" << QJsonValue(5);
+    // What matches it against the names that are known must not need a stack for each character.
+    constexpr int c_digits = 300000;
+    QTest::newRow("endless generation") << "eventDataKeysV" + QString(c_digits, '1') << QJsonValue(5);
     QTest::newRow("known name inside") << "myEventDataKeys" << QJsonValue(true);
     QTest::newRow("suffix without a number") << "eventDataKeysV" << QJsonValue("text");
     QTest::newRow("backup ranges") << "MDgen2_config" << QJsonValue("\"backup_range\": [1-2040];");

@@ -500,6 +500,8 @@ void tst_Contract::convertToDeclared_data()
     QTest::newRow("ui16 65536") << QVariant("65536") << "ui16" << none;
     QTest::newRow("ui16 -1") << QVariant("-1") << "ui16" << none;
     QTest::newRow("ui16 fraction") << QVariant("1.5") << "ui16" << none;
+    QTest::newRow("ui16 blank") << QVariant("5 ") << "ui16" << none;
+    QTest::newRow("ui16 line feed") << QVariant("5\n") << "ui16" << none;
     QTest::newRow("ui16 invalid") << none << "ui16" << none;
     QTest::newRow("int") << QVariant("-12") << "int" << QVariant(-12);
     QTest::newRow("int too large") << QVariant("2147483648") << "int" << none;

@@ -555,10 +555,13 @@ void ModbusLink::armDeadline()
     QDeadlineTimer earliest = m_queue.earliestDeadline();
     if (m_inFlight)
         earliest = std::min(earliest, m_inFlight->deadline);
-    if (earliest.isForever()) {
-        m_deadlineTimer.stop();
+    if (earliest.isForever())
         return;
-    }
+    // A timer that ends sooner stays: it was set for a request that has been answered, and sets itself
+    // anew. To start one takes longer than to encode the request.
+    if (m_deadlineTimer.isActive() && m_alarm <= earliest)
+        return;
+    m_alarm = earliest;
     m_deadlineTimer.start(
         static_cast<int>(std::min<qint64>(earliest.remainingTime(), std::numeric_limits<int>::max())));
 }

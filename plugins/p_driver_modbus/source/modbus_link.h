@@ -145,4 +145,5 @@ private:
     QTimer m_settleTimer;
     QTimer m_pauseTimer;
     QTimer m_deadlineTimer;
+    QDeadlineTimer m_alarm; // what m_deadlineTimer has been set for
 };

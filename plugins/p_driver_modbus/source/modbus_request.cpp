@@ -89,13 +89,15 @@ std::optional<quint16> numberWithin(const QVariantMap& arguments, const QString&
 const RegisterType* findRegisterType(const QVariantMap& arguments, QString* error)
 {
     const QVariant value = arguments.value(QStringLiteral("registerType"));
-    QStringList names;
+    const bool isText = static_cast<QMetaType::Type>(value.userType()) == QMetaType::QString;
+    const QString text = isText ? value.toString() : QString();
     for (const RegisterType& type : c_registerTypes) {
-        if (static_cast<QMetaType::Type>(value.userType()) == QMetaType::QString &&
-            value.toString() == QLatin1String(type.name))
+        if (isText && text == QLatin1String(type.name))
             return &type;
-        names.append(QLatin1String(type.name));
     }
+    QStringList names;
+    for (const RegisterType& type : c_registerTypes)
+        names.append(QLatin1String(type.name));
     *error = QStringLiteral("\"registerType\" is %1: one of %2 is needed")
                  .arg(show(value), names.join(QLatin1String(", ")));
     return nullptr;

@@ -1,0 +1,239 @@
+#include "benchmarks/bare_clients.h"
+#include "benchmarks/rounds.h"
+#include "benchmarks/served_controllers.h"
+
+#include <lib_host/d_host.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QProcess>
+#include <QUuid>
+#include <QVector>
+
+#include <cstddef>
+#include <cstdio>
+
+// One "getRegister" order, from the call to its outcome, against the same read by a bare
+// QModbusTcpClient, by libmodbus and by pymodbus: latency, processor time and allocations, all in one
+// run, in turn, to a simulated controller in another process on another processor.
+
+extern "C" void* __libc_malloc(std::size_t size);
+
+namespace {
+
+// Single threaded, as everything here.
+quint64 s_allocations = 0;
+
+} // namespace
+
+// Takes the place of the C library's for this process and all libraries in it, operator new included.
+extern "C" void* malloc(std::size_t size)
+{
+    ++s_allocations;
+    return __libc_malloc(size);
+}
+
+namespace {
+
+constexpr double c_nanosecondsPerMicrosecond = 1000;
+constexpr double c_microsecondsPerSecond = 1e6;
+constexpr int c_directionRegister = 6101;
+
+// What a round of orders took, each figure per order.
+struct Figures
+{
+    double median = 0;      // microseconds
+    double late = 0;        // 99th percentile, microseconds
+    double processor = 0;   // microseconds
+    double allocations = 0; // calls of malloc
+};
+
+template <class Order>
+bool measure(int count, Order order, Figures* figures)
+{
+    QVector<double> times;
+    times.reserve(count);
+    const quint64 allocations = s_allocations;
+    const double processor = processorSeconds();
+    QElapsedTimer clock;
+    for (int i = 0; i < count; ++i) {
+        clock.start();
+        if (!order())
+            return false;
+        times.append(static_cast<double>(clock.nsecsElapsed()) / c_nanosecondsPerMicrosecond);
+    }
+    figures->processor = (processorSeconds() - processor) * c_microsecondsPerSecond / count;
+    figures->allocations = static_cast<double>(s_allocations - allocations) / count;
+    figures->median = median(times);
+    figures->late = percentile(times, 99);
+    return true;
+}
+
+class Orders
+{
+public:
+    explicit Orders(int port)
+    {
+        m_host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
+        const QJsonObject bench = benchFor({port});
+        const QStringList errors = m_host.configure(bench);
+        for (const QString& error : errors)
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+        m_device = QUuid(bench.value(QLatin1String("objects"))
+                             .toArray()
+                             .at(1)
+                             .toObject()
+                             .value(QLatin1String("id"))
+                             .toString());
+    }
+
+    bool run(const QString& command, const QVariantMap& arguments)
+    {
+        QEventLoop loop;
+        bool isGood = false;
+        m_host.runCommand(m_device, command, arguments, 0, &loop, [&](quint64, const DOrderOutcome& outcome) {
+            isGood = outcome.ok;
+            loop.quit();
+        });
+        loop.exec();
+        return isGood;
+    }
+
+private:
+    DHost m_host;
+    QUuid m_device;
+};
+
+// The script prints the median of so many reads in microseconds each time it is asked on its input.
+class PymodbusReads
+{
+public:
+    PymodbusReads(const QString& script, int port)
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.start(QStringLiteral("/usr/bin/python3"),
+                        {script, QString::number(port), QString::number(c_directionRegister)});
+    }
+    ~PymodbusReads()
+    {
+        m_process.closeWriteChannel();
+        m_process.waitForFinished();
+    }
+    Q_DISABLE_COPY(PymodbusReads)
+
+    // Microseconds; 0 when there is no answer.
+    double median(int count)
+    {
+        m_process.write(QByteArray::number(count) + '\n');
+        while (!m_process.canReadLine() && m_process.waitForReadyRead()) {
+        }
+        return m_process.readLine().trimmed().toDouble();
+    }
+
+private:
+    QProcess m_process;
+};
+
+struct Columns
+{
+    QVector<double> median;
+    QVector<double> late;
+    QVector<double> processor;
+    QVector<double> allocations;
+
+    void append(const Figures& figures)
+    {
+        median.append(figures.median);
+        late.append(figures.late);
+        processor.append(figures.processor);
+        allocations.append(figures.allocations);
+    }
+};
+
+int run(int count, int rounds, const QString& script)
+{
+    const ServedControllers controllers(1);
+    if (controllers.ports().isEmpty())
+        return 1;
+    bindToProcessor(0);
+    const int port = controllers.ports().first();
+    Orders orders(port);
+    BareClient bare(port);
+    LibModbus library(port);
+    PymodbusReads python(script, port);
+    if (!orders.run(QStringLiteral("getInfo"), {{QStringLiteral("reference"), QStringLiteral("MDC")}})) {
+        std::fprintf(stderr, "the controller could not be identified\n");
+        return 1;
+    }
+    const QVariantMap channel{{QStringLiteral("channel"), QStringLiteral("direction")}};
+    Columns whole;
+    Columns client;
+    Columns blocking;
+    QVector<double> scripted;
+    // The first round warms up.
+    for (int round = -1; round < rounds; ++round) {
+        Figures ofOrder;
+        Figures ofClient;
+        Figures ofLibrary;
+        const bool isGood =
+            measure(
+                count, [&] { return bare.readBlock(c_directionRegister, 1); }, &ofClient) &&
+            measure(
+                count, [&] { return orders.run(QStringLiteral("getRegister"), channel); }, &ofOrder) &&
+            measure(
+                count, [&] { return library.readBlock(c_directionRegister, 1); }, &ofLibrary);
+        const double ofScript = python.median(count);
+        if (!isGood || ofScript <= 0) {
+            std::fprintf(stderr, "round %d failed\n", round + 1);
+            return 1;
+        }
+        if (round < 0)
+            continue;
+        whole.append(ofOrder);
+        client.append(ofClient);
+        blocking.append(ofLibrary);
+        scripted.append(ofScript);
+    }
+    printRatio("getRegister order, median latency", "µs", whole.median, "QModbusTcpClient", client.median,
+               1.15);
+    printRatio("getRegister order, 99th percentile", "µs", whole.late, "QModbusTcpClient", client.late, 1.3);
+    printRatio("getRegister order, processor time", "µs", whole.processor, "QModbusTcpClient",
+               client.processor, 1.2);
+    printRatio("getRegister order, allocations", "", whole.allocations, "QModbusTcpClient",
+               client.allocations, 1.2);
+    printRatio("getRegister order, median latency", "µs", whole.median, "libmodbus", blocking.median, 1.4);
+    printRatio("getRegister order, median latency", "µs", whole.median, "pymodbus", scripted, 0.7);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("A getRegister order against the same read by a bare QModbusTcpClient, libmodbus and "
+                       "pymodbus."));
+    parser.addHelpOption();
+    const QCommandLineOption orders(QStringLiteral("orders"), QStringLiteral("In each round"),
+                                    QStringLiteral("N"), QStringLiteral("2000"));
+    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of all measurements"),
+                                    QStringLiteral("N"), QStringLiteral("7"));
+    const QCommandLineOption script(QStringLiteral("script"), QStringLiteral("pymodbus_reads.py"),
+                                    QStringLiteral("FILE"), QStringLiteral("benchmarks/pymodbus_reads.py"));
+    QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
+                              QStringLiteral("N"));
+    served.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({orders, rounds, script, served});
+    parser.process(application);
+    quietLog();
+    if (parser.isSet(served))
+        return serveControllers(parser.value(served).toInt(), [](Simulator&) {});
+    return run(qMax(1, parser.value(orders).toInt()), qMax(1, parser.value(rounds).toInt()),
+               parser.value(script));
+}
