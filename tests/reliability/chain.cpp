@@ -122,7 +122,8 @@ OrderEnd Chain::await(quint64 id)
     if (!ended) {
         m_report.broken('A', QStringLiteral("%1 had not ended after %2 ms").arg(command).arg(patience));
         return {{false, IMessenger::CeEcInternal, QStringLiteral("no end"), {}},
-                static_cast<double>(patience)};
+                static_cast<double>(patience),
+                0};
     }
     // The commands used here place one instruction each.
     if (record.order.watched)
@@ -130,7 +131,7 @@ OrderEnd Chain::await(quint64 id)
             'A', record.instructionEnds == 1,
             QStringLiteral("the instruction of %1 ended %2 times").arg(command).arg(record.instructionEnds));
     judge(record);
-    return {record.outcome, record.after};
+    return {record.outcome, record.after, record.disturbed};
 }
 
 double Chain::recover()
@@ -195,7 +196,8 @@ void Chain::onFinished(quint64 id, const DOrderOutcome& outcome)
         return;
     record->after = static_cast<double>(record->clock.nsecsElapsed()) / 1e6;
     record->processor = processorTime() - record->processorAtStart;
-    record->waited = waitedForProcessor() - record->waitedAtStart;
+    record->disturbed =
+        waitedForProcessor() - record->waitedAtStart + stallWitness().longestStall(record->after);
     record->outcome = outcome;
     record->ended = true;
 }
@@ -231,7 +233,7 @@ void Chain::judge(const Record& record)
 {
     const QString& command = record.order.command;
     // What the machine was busy with elsewhere is nobody's fault here.
-    const double allowed = record.order.timeout * c_grace + record.waited;
+    const double allowed = record.order.timeout * c_grace + record.disturbed;
     m_report.check('B', record.after <= allowed,
                    QStringLiteral("%1 ended after %2 ms of %3 ms")
                        .arg(command)

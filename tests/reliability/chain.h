@@ -30,7 +30,8 @@ struct Order
 struct OrderEnd
 {
     DOrderOutcome outcome;
-    double after = 0; // milliseconds
+    double after = 0;     // milliseconds
+    double disturbed = 0; // milliseconds thereof that the machine had no time for this process
 };
 
 const char* codeName(IMessenger::EnErrorCode code);
@@ -89,7 +90,7 @@ private:
         double waitedAtStart = 0;
         double after = 0;
         double processor = 0;
-        double waited = 0;
+        double disturbed = 0;
         bool ended = false;
         DOrderOutcome outcome;
         int instructionEnds = 0;

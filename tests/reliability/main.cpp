@@ -67,6 +67,7 @@ int main(int argc, char* argv[])
         const Row* const row = table.find(parser.value("row"));
         if (row == nullptr)
             return complain(QStringLiteral("there is no row \"%1\"").arg(parser.value("row")));
+        stallWitness();
         const int code = runRow(*row, options);
         return parser.isSet("expect-broken") ? 1 - code : code;
     }

@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QList>
 
-#include <atomic>
+#include <algorithm>
 
 #include <malloc.h>
 #include <sys/resource.h>
@@ -69,4 +69,51 @@ double waitedForProcessor()
         return 0;
     // Nanoseconds on a processor, nanoseconds waiting for one, turns.
     return file.readAll().split(' ').value(1).toDouble() / 1e6;
+}
+
+StallWitness::StallWitness()
+    : m_thread([this] { watch(); })
+{}
+
+StallWitness::~StallWitness()
+{
+    m_stop = true;
+    m_thread.join();
+}
+
+double StallWitness::longestStall(double milliseconds) const
+{
+    const auto since = Clock::now() - std::chrono::duration<double, std::milli>(milliseconds);
+    double longest = 0;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Stall& stall : m_stalls) {
+        if (stall.end >= since)
+            longest = std::max(longest, stall.milliseconds);
+    }
+    return longest;
+}
+
+void StallWitness::watch()
+{
+    constexpr std::chrono::milliseconds c_nap{2};
+    constexpr double c_noticed = 1;
+    constexpr std::size_t c_kept = 1024;
+    while (!m_stop) {
+        const auto planned = Clock::now() + c_nap;
+        std::this_thread::sleep_until(planned);
+        const auto now = Clock::now();
+        const double late = std::chrono::duration<double, std::milli>(now - planned).count();
+        if (late < c_noticed)
+            continue;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stalls.push_back({now, late});
+        if (m_stalls.size() > c_kept)
+            m_stalls.pop_front();
+    }
+}
+
+const StallWitness& stallWitness()
+{
+    static const StallWitness c_witness;
+    return c_witness;
 }

@@ -2,6 +2,12 @@
 
 #include <QtGlobal>
 
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <thread>
+
 // What this process uses, of the kernel and of Qt.
 
 // Counts the objects of Qt that are made from now on; called once, at the start.
@@ -16,3 +22,35 @@ double processorTime();
 // Milliseconds for which the calling thread could have run and the machine was busy with others; 0
 // where the kernel does not tell.
 double waitedForProcessor();
+
+// Sleeps and wakes up on a thread of its own and notes how late it does. Deadlines are held against the
+// program, so what the machine as a whole was late by is taken off first: nothing that the program's own
+// thread is busy with makes this one late.
+class StallWitness
+{
+public:
+    StallWitness();
+    ~StallWitness();
+    Q_DISABLE_COPY_MOVE(StallWitness)
+
+    // Milliseconds of the longest stall in the last `milliseconds`.
+    double longestStall(double milliseconds) const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Stall
+    {
+        Clock::time_point end;
+        double milliseconds;
+    };
+
+    void watch();
+
+    mutable std::mutex m_mutex;
+    std::deque<Stall> m_stalls;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+// The one of this process.
+const StallWitness& stallWitness();

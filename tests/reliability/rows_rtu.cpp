@@ -272,6 +272,38 @@ void runUnplugged(RowReport& report)
     bench.chain.finish();
 }
 
+void runUnpluggedIdle(RowReport& report)
+{
+    RtuBench bench(report);
+    if (!bench.start())
+        return;
+    bench.peer->unplug();
+    QElapsedTimer clock;
+    clock.start();
+    report.check('D', waitUntil([&] { return !bench.chain.isConnected(); }, c_deadline),
+                 QStringLiteral("the link is reported as up"));
+    const qint64 noticed = clock.elapsed();
+    constexpr int c_watched = 500;
+    const double before = processorTime();
+    watchFor(c_watched);
+    const double busy = processorTime() - before;
+    report.check(
+        'E', busy < c_watched / 4.0,
+        QStringLiteral("the processor was busy for %1 of %2 ms without a line").arg(busy).arg(c_watched));
+    bench.chain.answersAreGood = false;
+    for (const Order& order : everyKind()) {
+        const OrderEnd end = bench.chain.run(order);
+        report.check('X', end.outcome.errorCode == IMessenger::CeEcNotConnected,
+                     QStringLiteral("%1 ended as %2")
+                         .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));
+    }
+    bench.plugIn();
+    report.seen(QStringLiteral("down after %1 ms, back after %2")
+                    .arg(noticed)
+                    .arg(inMilliseconds(bench.chain.recover())));
+    bench.chain.finish();
+}
+
 // The client keeps silent for three and a half characters before a frame: 32 ms at 1200 baud.
 void runBaudRate(RowReport& report)
 {
@@ -343,6 +375,8 @@ void addRtuRows(RowTable& table)
     table.add({"rtu.unplugged", c_group, "Unplugged with a request outstanding, plugged in again later",
                "the device", "reported down, idle, next command fails at once, back by itself",
                runUnplugged});
+    table.add({"rtu.unplugged-idle", c_group, "Unplugged while nothing is asked for", "the device",
+               "reported down, idle, commands fail at once, back by itself", runUnpluggedIdle});
     table.add({"rtu.baud-rate", c_group, "Baud rate changed and reopened", "the configuration",
                "the gap between frames is that of the new rate", runBaudRate});
 }

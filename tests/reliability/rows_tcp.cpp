@@ -199,13 +199,14 @@ private:
     int m_count = 0;
 };
 
-void checkTime(RowReport& report, const Order& order, double after, When when)
+void checkTime(RowReport& report, const Order& order, const OrderEnd& end, When when)
 {
-    const QString text = QStringLiteral("%1 ended after %2").arg(order.command, inMilliseconds(after));
+    const QString text = QStringLiteral("%1 ended after %2").arg(order.command, inMilliseconds(end.after));
     if (when == When::AtOnce)
-        report.check('X', after < order.timeout / 2.0, text + QStringLiteral(", not at once"));
+        report.check('X', end.after - end.disturbed < order.timeout / 2.0,
+                     text + QStringLiteral(", not at once"));
     else if (when == When::AtDeadline)
-        report.check('X', after >= order.timeout - 1.0, text + QStringLiteral(", before its deadline"));
+        report.check('X', end.after >= order.timeout - 1.0, text + QStringLiteral(", before its deadline"));
 }
 
 // One order of each kind, each meeting the fault.
@@ -230,7 +231,7 @@ void runFault(RowReport& report, const TcpFault& fault)
         const QString code = QLatin1String(codeName(end.outcome.errorCode));
         report.check('X', end.outcome.errorCode == wanted,
                      QStringLiteral("%1 ended as %2").arg(order.command, code));
-        checkTime(report, order, end.after, fault.when);
+        checkTime(report, order, end, fault.when);
         QStringList& codes = isWrite(order) ? writeCodes : readCodes;
         if (!codes.contains(code))
             codes.append(code);
@@ -354,7 +355,14 @@ void addWrongFrames(RowTable& table)
         [](const QByteArray& good) { return withRegisters(good, 1); }, false);
     wrong("short-then-good", "A frame that is a byte too short, followed by a good one",
           ScriptedPeer::TooShortThenGood);
-    wrong("flood", "300,000 frames of another transaction at once", ScriptedPeer::Flood);
+    // To make so much takes the peer longer than the driver.
+    addFault(table, {"flood",
+                     "300,000 frames of another transaction at once",
+                     ScriptedPeer::Flood,
+                     {},
+                     IMessenger::CeEcNotConnected,
+                     IMessenger::CeEcUncertain,
+                     When::Whenever});
     addFault(table, {"duplicate",
                      "The answer twice",
                      ScriptedPeer::Duplicate,
@@ -403,7 +411,7 @@ void runRefused(RowReport& report)
             report.check('X', end.outcome.errorCode == IMessenger::CeEcNotConnected,
                          QStringLiteral("%1 ended as %2")
                              .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));
-            checkTime(report, order, end.after, When::AtOnce);
+            checkTime(report, order, end, When::AtOnce);
             times.add(end.after);
         }
         report.check('D', !chain.isConnected(), QStringLiteral("the link is reported as up"));
@@ -511,6 +519,132 @@ void runLateAnswer(RowReport& report)
     bench.chain.recover();
     report.seen(
         QStringLiteral("%1; each next command has its own answer").arg(codes.join(QLatin1String(", "))));
+    bench.chain.finish();
+}
+
+// Accepted and closed again and again: each attempt succeeds and is worth nothing.
+void runClosesOnConnect(RowReport& report)
+{
+    TcpBench bench(report);
+    if (!bench.start())
+        return;
+    bench.peer.refuse();
+    waitUntil([&] { return !bench.chain.isConnected(); }, c_deadline);
+    bench.peer.setCloseOnConnect(true);
+    const int before = bench.peer.connections;
+    report.check('X', bench.peer.listen(), QStringLiteral("the peer cannot listen"));
+    constexpr int c_watched = 1000;
+    const double busyBefore = processorTime();
+    watchFor(c_watched);
+    const double busy = processorTime() - busyBefore;
+    const int attempts = bench.peer.connections - before;
+    report.check('E', attempts <= 6 && busy < c_watched / 4.0,
+                 QStringLiteral("%1 attempts within %2 ms, the processor was busy for %3")
+                     .arg(attempts)
+                     .arg(c_watched)
+                     .arg(busy));
+    bench.chain.answersAreGood = false;
+    QStringList codes;
+    for (const Order& order : everyKind()) {
+        const OrderEnd end = bench.chain.run(order);
+        codes.append(QLatin1String(codeName(end.outcome.errorCode)));
+    }
+    codes.removeDuplicates();
+    bench.peer.setCloseOnConnect(false);
+    report.seen(QStringLiteral("%1 attempts in a second; orders: %2; back by itself after %3")
+                    .arg(attempts)
+                    .arg(codes.join(QLatin1String(", ")), inMilliseconds(bench.chain.recover())));
+    bench.chain.finish();
+}
+
+// The first one is in flight, the others wait for the link, when nothing comes any more.
+void runAllAtOnce(RowReport& report)
+{
+    TcpBench bench(report);
+    if (!bench.start())
+        return;
+    bench.peer.setFault(ScriptedPeer::NoAnswer, -1);
+    bench.chain.answersAreGood = false;
+    QVector<quint64> ids;
+    for (const Order& order : everyKind()) {
+        Order watched = order;
+        watched.watched = true;
+        ids.append(bench.chain.place(watched));
+    }
+    QStringList seen;
+    for (int i = 0; i < ids.size(); ++i) {
+        const OrderEnd end = bench.chain.await(ids.at(i));
+        seen.append(QStringLiteral("%1 %2").arg(everyKind().at(i).command,
+                                                QLatin1String(codeName(end.outcome.errorCode))));
+    }
+    bench.peer.setFault(ScriptedPeer::None, 0);
+    bench.chain.recover();
+    report.seen(seen.join(QLatin1String(", ")));
+    bench.chain.finish();
+}
+
+// A listening order goes on through whatever hits its reads; the motor stands still all the time.
+void runListening(RowReport& report)
+{
+    TcpBench bench(report);
+    if (!bench.start())
+        return;
+    constexpr int c_motorRun = 5102;
+    bench.peer.setRegister(c_motorRun, 0);
+    DHost& host = bench.chain.host();
+    int good = 0;
+    int outages = 0;
+    int ends = 0;
+    quint64 id = 0;
+    const QObject context;
+    bench.chain.takeBaseline();
+    QObject::connect(&host, &DHost::orderUpdated, &context, [&](quint64 order, const QVariantMap& results) {
+        if (order != id)
+            return;
+        ++good;
+        report.check('C', !results.value(QStringLiteral("isRunning")).toBool(),
+                     QStringLiteral("the motor is reported as running"));
+    });
+    QObject::connect(&host, &DHost::orderFailureReported, &context,
+                     [&](quint64 order) { outages += order == id ? 1 : 0; });
+    QObject::disconnect(&host, &DHost::orderFinished, &bench.chain, nullptr);
+    QObject::connect(&host, &DHost::orderFinished, &context,
+                     [&](quint64 order, const DOrderOutcome& outcome) {
+                         ends += order == id ? 1 : 0;
+                         report.check('A', outcome.ok, outcome.errorMessage);
+                     });
+    id = host.startOrder(bench.chain.device()->objectUuid(), QStringLiteral("listenMotorRunState"), {});
+    constexpr int c_enough = 2000;
+    const auto nextGood = [&] {
+        const int before = good;
+        report.check('D', waitUntil([&] { return good >= before + 2; }, c_enough),
+                     QStringLiteral("no value came any more"));
+    };
+    nextGood();
+    int faults = 0;
+    for (const ScriptedPeer::Fault fault :
+         {ScriptedPeer::Exception, ScriptedPeer::Close, ScriptedPeer::Reset, ScriptedPeer::LengthZero,
+          ScriptedPeer::LengthTooLarge, ScriptedPeer::WrongUnit, ScriptedPeer::WrongFunction,
+          ScriptedPeer::WrongProtocol, ScriptedPeer::WrongTransaction, ScriptedPeer::TooShortThenGood,
+          ScriptedPeer::TooLong, ScriptedPeer::Duplicate, ScriptedPeer::Chatter}) {
+        if (!report.isGood())
+            break;
+        bench.peer.setFault(fault);
+        nextGood();
+        ++faults;
+    }
+    report.check('A', ends == 0, QStringLiteral("the listening ended by itself"));
+    host.startOrder(bench.chain.device()->objectUuid(), QStringLiteral("stopListening"), {});
+    report.check('A', waitUntil([&] { return ends == 1; }, c_enough),
+                 QStringLiteral("the listening did not end"));
+    const int last = good;
+    constexpr int c_twoIntervals = 250;
+    watchFor(c_twoIntervals);
+    report.check('A', good == last && ends == 1, QStringLiteral("values came after the end"));
+    report.seen(QStringLiteral("%1 faults, %2 of them told, no wrong value among %3")
+                    .arg(faults)
+                    .arg(outages)
+                    .arg(good));
     bench.chain.finish();
 }
 
@@ -716,6 +850,12 @@ void addTcpRows(RowTable& table)
                "the answer", "reads: time-out; writes: uncertain; the next command gets its own answer",
                runLateAnswer});
     addExceptions(table);
+    table.add({"tcp.closes-on-connect", c_group, "Accepts and closes, again and again", "the connection",
+               "a few attempts in a second; back by itself", runClosesOnConnect});
+    table.add({"tcp.all-at-once", c_group, "Six orders at once, and no answer to any", "the answer",
+               "none done, each by its own deadline", runAllAtOnce});
+    table.add({"tcp.listening", c_group, "Thirteen of these faults, each on a read of a listening",
+               "the answer", "the listening goes on, without a wrong value", runListening});
     table.add({"tcp.restarts", c_group, "Restart 1,000 times, every third time with a request outstanding",
                "the peer", "each order ends; every next command works", runRestarts});
     table.add({"tcp.random-frames", c_group, "Random frames as answers (100,000 with --full)", "the answer",

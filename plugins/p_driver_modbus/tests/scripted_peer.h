@@ -72,6 +72,7 @@ public:
 
     // Ends the connection with a TCP reset.
     static void reset(QTcpSocket* socket);
+    void setRegister(int address, int value) { m_registers.insert(address, value); }
     int registerValue(int address) const { return m_registers.value(address, address); }
     int openConnections() const { return static_cast<int>(m_sockets.size()); }
     // Bytes on every connection, out of turn.
