@@ -84,8 +84,9 @@ StallWitness::~StallWitness()
 double StallWitness::longestStall(double milliseconds) const
 {
     const auto since = Clock::now() - std::chrono::duration<double, std::milli>(milliseconds);
-    double longest = 0;
     const std::lock_guard<std::mutex> lock(m_mutex);
+    double longest =
+        std::max(0.0, std::chrono::duration<double, std::milli>(Clock::now() - m_planned).count());
     for (const Stall& stall : m_stalls) {
         if (stall.end >= since)
             longest = std::max(longest, stall.milliseconds);
@@ -100,6 +101,10 @@ void StallWitness::watch()
     constexpr std::size_t c_kept = 1024;
     while (!m_stop) {
         const auto planned = Clock::now() + c_nap;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_planned = planned;
+        }
         std::this_thread::sleep_until(planned);
         const auto now = Clock::now();
         const double late = std::chrono::duration<double, std::milli>(now - planned).count();

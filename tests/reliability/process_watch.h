@@ -33,7 +33,7 @@ public:
     ~StallWitness();
     Q_DISABLE_COPY_MOVE(StallWitness)
 
-    // Milliseconds of the longest stall in the last `milliseconds`.
+    // Milliseconds of the longest stall in the last `milliseconds`, one that lasts included.
     double longestStall(double milliseconds) const;
 
 private:
@@ -48,6 +48,7 @@ private:
 
     mutable std::mutex m_mutex;
     std::deque<Stall> m_stalls;
+    Clock::time_point m_planned = Clock::now(); // when the thread is to wake up next
     std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };

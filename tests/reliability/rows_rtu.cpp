@@ -7,8 +7,7 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <QFile>
-#include <QTemporaryDir>
+#include <QElapsedTimer>
 
 #include <algorithm>
 
@@ -23,23 +22,22 @@ QString inMilliseconds(double time)
     return QStringLiteral("%1 ms").arg(time, 0, 'f', time < 10 ? 1 : 0);
 }
 
-// A chain on a serial line, whose device name is a link: another pseudo-terminal can take it over.
+// A chain on a serial line.
 class RtuBench
 {
 public:
     explicit RtuBench(RowReport& row)
         : report(row)
-        , chain(row, {})
-    {
-        plugIn();
-    }
+        , chain(row, {[this](int address) { return address + peer.offset; },
+                      [] { return QByteArray("identity.ok!"); }, [this] { return writesReceived(); }})
+    {}
 
     bool start(int baudRate = 115200)
     {
-        if (!report.check('X', !peer->device.isEmpty(), QStringLiteral("there is no pseudo-terminal")))
+        if (!report.check('X', !peer.device.isEmpty(), QStringLiteral("there is no pseudo-terminal")))
             return false;
         if (!chain.start({{"transport", "rtu"},
-                          {"serialPort", m_folder.filePath("line")},
+                          {"serialPort", peer.device},
                           {"baudRate", baudRate},
                           {"parity", "none"}}))
             return false;
@@ -48,33 +46,25 @@ public:
         return report.isGood();
     }
 
-    // Another controller, or the same one again, behind the same device name.
+    // A line that is back is a good one.
     void plugIn()
     {
-        m_earlierWrites += peer == nullptr ? 0 : writes();
-        peer = std::make_unique<SerialPeer>();
-        const QString name = m_folder.filePath("line");
-        QFile::remove(name);
-        QFile::link(peer->device, name);
-        chain.truth = {[this](int address) { return address + peer->offset; },
-                       [] { return QByteArray("identity.ok!"); },
-                       [this] { return m_earlierWrites + writes(); }};
+        peer.faultsLeft = 0;
+        report.check('X', peer.plugIn(), QStringLiteral("there is no pseudo-terminal"));
     }
 
     RowReport& report;
-    std::unique_ptr<SerialPeer> peer;
+    SerialPeer peer;
     Chain chain;
 
 private:
-    int writes() const
+    int writesReceived() const
     {
+        constexpr char c_writeRegister = 0x06;
         return static_cast<int>(
-            std::count_if(peer->requests.cbegin(), peer->requests.cend(),
-                          [](const QByteArray& request) { return request.at(1) == 0x06; }));
+            std::count_if(peer.requests.cbegin(), peer.requests.cend(),
+                          [](const QByteArray& request) { return request.at(1) == c_writeRegister; }));
     }
-
-    QTemporaryDir m_folder;
-    int m_earlierWrites = 0;
 };
 
 const QVector<Order>& everyKind()
@@ -111,8 +101,8 @@ void runFault(RowReport& report, const RtuFault& fault)
     for (const Order& order : everyKind()) {
         const IMessenger::EnErrorCode wanted = isWrite(order) ? fault.writes : fault.reads;
         bench.chain.answersAreGood = wanted == IMessenger::CeEcNone;
-        bench.peer->fault = fault.kind;
-        bench.peer->faultsLeft = 1;
+        bench.peer.fault = fault.kind;
+        bench.peer.faultsLeft = 1;
         const OrderEnd end = bench.chain.run(order);
         const QString code = QLatin1String(codeName(end.outcome.errorCode));
         report.check('X', end.outcome.errorCode == wanted,
@@ -120,7 +110,7 @@ void runFault(RowReport& report, const RtuFault& fault)
         seen.append(QStringLiteral("%1 %2, %3")
                         .arg(isWrite(order) ? QStringLiteral("write") : QStringLiteral("read"), code,
                              inMilliseconds(end.after)));
-        bench.peer->faultsLeft = 0;
+        bench.peer.faultsLeft = 0;
         bench.chain.recover();
     }
     report.seen(seen.join(QLatin1String("; ")));
@@ -144,9 +134,9 @@ void runStaleAnswer(RowReport& report)
         return;
     QStringList waits;
     for (const int lateBy : {5, 60, c_deadline - 20}) {
-        bench.peer->fault = SerialPeer::LateAnswer;
-        bench.peer->faultsLeft = 1;
-        bench.peer->lateBy = c_deadline + lateBy;
+        bench.peer.fault = SerialPeer::LateAnswer;
+        bench.peer.faultsLeft = 1;
+        bench.peer.lateBy = c_deadline + lateBy;
         bench.chain.answersAreGood = false;
         const OrderEnd late =
             bench.chain.run({QStringLiteral("getRegister"), {{"channel", "direction"}}, c_deadline, true});
@@ -161,8 +151,8 @@ void runStaleAnswer(RowReport& report)
         waits.append(inMilliseconds(next.after));
     }
     // An order that has not the time to wait for the end of the draining says so.
-    bench.peer->fault = SerialPeer::NoAnswer;
-    bench.peer->faultsLeft = 1;
+    bench.peer.fault = SerialPeer::NoAnswer;
+    bench.peer.faultsLeft = 1;
     bench.chain.answersAreGood = false;
     bench.chain.run({QStringLiteral("getRegister"), {{"channel", "direction"}}, c_deadline, true});
     const OrderEnd hurried = bench.chain.run({QStringLiteral("setProgram"), {{"program", 7}}, 100, true});
@@ -184,7 +174,7 @@ void runUnread(RowReport& report)
         return;
     QStringList seen;
     for (const Order& order : everyKind()) {
-        bench.peer->setReading(false);
+        bench.peer.setReading(false);
         bench.chain.answersAreGood = false;
         const OrderEnd end = bench.chain.run(order);
         const IMessenger::EnErrorCode wanted =
@@ -193,7 +183,7 @@ void runUnread(RowReport& report)
                      QStringLiteral("%1 ended as %2")
                          .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));
         seen.append(QLatin1String(codeName(end.outcome.errorCode)));
-        bench.peer->setReading(true);
+        bench.peer.setReading(true);
         bench.chain.answersAreGood = true;
         const OrderEnd next =
             bench.chain.run({QStringLiteral("getRegister"), {{"channel", "lock"}}, c_afterDraining, true});
@@ -213,7 +203,7 @@ void runHeldUp(RowReport& report)
         return;
     QStringList seen;
     for (const Order& order : everyKind()) {
-        bench.peer->setTaking(false);
+        bench.peer.setTaking(false);
         bench.chain.answersAreGood = false;
         const OrderEnd end = bench.chain.run(order);
         const IMessenger::EnErrorCode wanted =
@@ -222,7 +212,7 @@ void runHeldUp(RowReport& report)
                      QStringLiteral("%1 ended as %2")
                          .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));
         seen.append(QLatin1String(codeName(end.outcome.errorCode)));
-        bench.peer->setTaking(true);
+        bench.peer.setTaking(true);
         bench.chain.recover();
     }
     seen.removeDuplicates();
@@ -237,13 +227,13 @@ void runUnplugged(RowReport& report)
         return;
     QStringList seen;
     for (const Order& order : everyKind()) {
-        bench.peer->fault = SerialPeer::NoAnswer;
-        bench.peer->faultsLeft = -1;
+        bench.peer.fault = SerialPeer::NoAnswer;
+        bench.peer.faultsLeft = -1;
         bench.chain.answersAreGood = false;
-        const auto received = bench.peer->requests.size();
+        const auto received = bench.peer.requests.size();
         const quint64 id = bench.chain.place(order);
-        waitUntil([&] { return bench.peer->requests.size() > received; }, c_deadline);
-        bench.peer->unplug();
+        waitUntil([&] { return bench.peer.requests.size() > received; }, c_deadline);
+        bench.peer.unplug();
         const OrderEnd end = bench.chain.await(id);
         const QString code = QLatin1String(codeName(end.outcome.errorCode));
         report.check('X',
@@ -277,7 +267,7 @@ void runUnpluggedIdle(RowReport& report)
     RtuBench bench(report);
     if (!bench.start())
         return;
-    bench.peer->unplug();
+    bench.peer.unplug();
     QElapsedTimer clock;
     clock.start();
     report.check('D', waitUntil([&] { return !bench.chain.isConnected(); }, c_deadline),

@@ -655,6 +655,8 @@ public:
     void half() { m_half = heapInUse(); }
     void end(RowReport& report) const
     {
+        if (m_half == 0)
+            return;
         constexpr qint64 c_allowed = 128 * 1024;
         const qint64 growth = heapInUse() - m_half;
         report.check('E', growth < c_allowed,

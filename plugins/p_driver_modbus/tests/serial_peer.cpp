@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/tests/serial_peer.h"
 
+#include <QFile>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -49,16 +50,10 @@ QByteArray withChecksum(const QByteArray& bytes)
 }
 
 SerialPeer::SerialPeer()
+    : device(m_folder.filePath(QStringLiteral("line")))
 {
-    char name[256] = {};
-    termios settings{};
-    cfmakeraw(&settings);
-    if (openpty(&m_master, &m_slave, name, &settings, nullptr) != 0)
-        return;
-    fcntl(m_master, F_SETFL, O_NONBLOCK);
-    device = QString::fromLocal8Bit(name);
-    m_notifier = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Read);
-    connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] { onBytes(); });
+    if (!plugIn())
+        device.clear();
 }
 
 SerialPeer::~SerialPeer()
@@ -69,11 +64,28 @@ SerialPeer::~SerialPeer()
 void SerialPeer::unplug()
 {
     m_notifier.reset();
+    // First, so that nobody finds another's terminal behind it.
+    QFile::remove(device);
     for (int* const descriptor : {&m_slave, &m_master}) {
         if (*descriptor >= 0)
             ::close(*descriptor);
         *descriptor = -1;
     }
+}
+
+bool SerialPeer::plugIn()
+{
+    unplug();
+    char name[256] = {};
+    termios settings{};
+    cfmakeraw(&settings);
+    if (openpty(&m_master, &m_slave, name, &settings, nullptr) != 0)
+        return false;
+    fcntl(m_master, F_SETFL, O_NONBLOCK);
+    m_received.clear();
+    m_notifier = std::make_unique<QSocketNotifier>(m_master, QSocketNotifier::Read);
+    connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] { onBytes(); });
+    return QFile::link(QString::fromLocal8Bit(name), device);
 }
 
 void SerialPeer::send(const QByteArray& bytes)

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QTemporaryDir>
 
 #include <memory>
 
@@ -14,6 +15,8 @@ class QSocketNotifier;
 class SerialPeer : public QObject
 {
     Q_OBJECT
+
+    QTemporaryDir m_folder; // of the device name
 
 public:
     enum Fault {
@@ -29,12 +32,15 @@ public:
         Babble,      // 1000 bytes that are no frame
     };
 
-    // Opens the pseudo-terminal; `device` is empty when that fails.
+    // Plugs itself in; `device` is empty when that fails.
     SerialPeer();
     ~SerialPeer() override;
 
-    // Closes both ends: the device name is gone afterwards.
+    // Closes both ends: the device name is gone afterwards. It is a name of its own, a link, because the
+    // system gives the pseudo-terminal's to the next one who asks, who may be another test.
     void unplug();
+    // Another pseudo-terminal behind the same device name. False when there is none.
+    bool plugIn();
     void send(const QByteArray& bytes);
     // Reads nothing any more, or all that has come meanwhile.
     void setReading(bool reading);

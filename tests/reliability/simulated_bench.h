@@ -1,0 +1,120 @@
+#pragma once
+
+#include "applications/simulator/simulator.h"
+#include "tests/reliability/chain.h"
+
+#include <lib_host/d_host.h>
+
+#include <QHash>
+#include <QJsonObject>
+#include <QStringList>
+#include <QVector>
+
+#include <functional>
+#include <memory>
+
+class RowReport;
+
+// Where the registers of a controller with few of them lie: programs from register 1 on, parameters
+// behind them, the first of which is the unit of torque.
+struct SmallLayout
+{
+    int programs = 0; // 0: the sample's own layout
+    int programSize = 0;
+    int parameters = 0;
+
+    int count() const { return programs * programSize + parameters; }
+};
+
+// The whole chain in one process, on a simulated controller over TCP, with generation 2's register map of
+// the sample configuration. For orders of any length and any number of instructions, backup and restore
+// included; what has been written to the controller tells the simulator.
+class SimulatedBench : public QObject
+{
+    Q_OBJECT
+
+public:
+    // The sample's register count and what a block reads of it.
+    static constexpr int c_registers = 2040;
+    static constexpr int c_blockSize = 60;
+
+    explicit SimulatedBench(RowReport& report, SmallLayout layout = {});
+    ~SimulatedBench() override;
+
+    // `link` adds to the driver's "configuration".
+    bool start(const QJsonObject& link = {});
+
+    // `timeout` in milliseconds bounds the whole order; 0 for none.
+    quint64 place(const QString& command, const QVariantMap& arguments, int timeout = 0);
+    // One that does not end breaks A; its outcome is CeEcInternal.
+    OrderEnd await(quint64 id);
+    OrderEnd run(const QString& command, const QVariantMap& arguments = {}, int timeout = c_deadline);
+    bool hasEnded(quint64 id) const { return m_records.value(id).ends > 0; }
+
+    // Promise D, once the fault is over. Returns the milliseconds that took.
+    double recover();
+    void takeBaseline();
+    // What holds when the row is done. Called once, at the end.
+    void finish();
+
+    bool isConnected() const;
+    Simulator& simulator() { return *m_simulator; }
+    DHost& host() { return *m_host; }
+    const QJsonObject& configuration() const { return m_root; }
+    DAbstractPlugin* device() const { return m_host->findObject(QStringLiteral("mdc")); }
+    DAbstractPlugin* driver() const { return m_host->findObject(QStringLiteral("modbus")); }
+
+    // The values of the registers from 1 on.
+    QVector<quint16> registers(int count) const;
+    // "117=5" per write that the controller has received since clearWrites(), in order; a refused one as
+    // the simulator tells it.
+    QStringList writes() const;
+    void clearWrites();
+
+    // Called at the end of each instruction that an order placed, before the order's handler hears of it.
+    // Set after start().
+    void watchInstructions(const std::function<void(const QString& instruction)>& watcher);
+    // Called for each update of a listening order.
+    std::function<void(quint64 id, const QVariantMap& results)> onUpdate;
+
+private:
+    struct Record
+    {
+        QString command;
+        int timeout = 0;
+        QElapsedTimer clock;
+        double waitedAtStart = 0;
+        double after = 0;
+        double disturbed = 0;
+        int ends = 0;
+        DOrderOutcome outcome;
+    };
+
+    QJsonObject deviceConfiguration(QJsonObject configuration) const;
+    void onFinished(quint64 id, const DOrderOutcome& outcome);
+
+    RowReport& m_report;
+    const SmallLayout m_layout;
+    QJsonObject m_root;
+    std::unique_ptr<Simulator> m_simulator;
+    std::unique_ptr<DHost> m_host;
+    QHash<quint64, Record> m_records;
+    QMetaObject::Connection m_watching;
+    int m_objects = -1;
+    int m_descriptors = -1;
+};
+
+// The lines that the chain logs while it lives; one at a time.
+class LogCapture
+{
+public:
+    LogCapture();
+    ~LogCapture();
+    Q_DISABLE_COPY_MOVE(LogCapture)
+
+    // What has come since the last call.
+    QStringList take();
+
+private:
+    QtMessageHandler m_previous;
+};
