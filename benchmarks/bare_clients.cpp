@@ -48,6 +48,19 @@ bool BareClient::readBlock(int address, int count)
     });
 }
 
+void BareClient::readInBackground(int address, int count, const std::function<void()>& onEnd)
+{
+    QModbusReply* const reply = m_client.sendReadRequest(
+        QModbusDataUnit(QModbusDataUnit::HoldingRegisters, address, static_cast<quint16>(count)), c_unit);
+    if (reply == nullptr)
+        return;
+    QObject::connect(reply, &QModbusReply::finished, [reply, onEnd] {
+        if (reply->error() == QModbusDevice::NoError)
+            onEnd();
+        reply->deleteLater();
+    });
+}
+
 bool BareClient::write(int registers, quint16 value)
 {
     return inTurn(registers, [this, value](int i) {

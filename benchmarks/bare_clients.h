@@ -22,6 +22,8 @@ public:
     bool read(int registers);
     // One request.
     bool readBlock(int address, int count);
+    // Returns at once; `onEnd` is called when a good answer has come.
+    void readInBackground(int address, int count, const std::function<void()>& onEnd);
     // Registers 1 to `registers`, each by a request of its own.
     bool write(int registers, quint16 value);
 

@@ -1,6 +1,4 @@
-#include "applications/simulator/simulated_controller.h"
-#include "applications/simulator/simulator.h"
-#include "applications/simulator/tightening_cycles.h"
+#include "benchmarks/bare_clients.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
@@ -11,22 +9,63 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QTimer>
 #include <QUuid>
+#include <QVector>
 
+#include <cmath>
 #include <cstdio>
+#include <memory>
+#include <vector>
 
-// Devices that each listen to events and to the motor at 10 Hz, all in this process, against simulated
-// controllers in another one. Prints the updates per second and the share of one processor that this
-// process takes, next to the same reads asked of the drivers alone, measured in the same run in turn.
+// Devices that each listen at 10 Hz to a block of 60 registers, all in this process, against simulated
+// controllers in another one: the share of one processor that this process takes, beside the same reads by
+// bare clients on timers and by the drivers alone, measured in the same run in turn; and how far the periods
+// of one device are from 100 ms, beside those of a timer.
 
 namespace {
 
 constexpr double c_millisecondsPerSecond = 1000;
+constexpr double c_nanosecondsPerMillisecond = 1e6;
 constexpr int c_listenInterval = 100;
-constexpr int c_listenersPerDevice = 2;
 constexpr int c_identifyTimeout = 20000;
-constexpr int c_tighteningInterval = 1000;
+constexpr int c_firstRegister = 1;
+
+// The event block lies where the controller has registers without a meaning to an event.
+QJsonObject withBlock(const QJsonObject& configuration)
+{
+    const auto entry = [](const char* id, const QJsonValue& value) {
+        return QJsonObject{{QStringLiteral("id"), QLatin1String(id)}, {QStringLiteral("value"), value}};
+    };
+    const QString channels = QStringLiteral("channels");
+    QJsonArray list = configuration.value(channels).toArray();
+    for (int i = list.size() - 1; i >= 0; --i) {
+        if (list.at(i).toObject().value(QLatin1String("id")) == QLatin1String("eventDataV2"))
+            list.removeAt(i);
+    }
+    list.append(QJsonObject{{QStringLiteral("id"), QStringLiteral("eventDataV2")},
+                            {QStringLiteral("value"),
+                             QJsonArray{entry("register", c_firstRegister), entry("size", c_blockSize),
+                                        entry("readRegisterType", QStringLiteral("holdingRegisters"))}}});
+    const auto parameter = [](const char* name, int first, int last, const char* type) {
+        return QJsonObject{{QStringLiteral("parameter_name"), QLatin1String(name)},
+                           {QStringLiteral("start_address"), first},
+                           {QStringLiteral("end_address"), last},
+                           {QStringLiteral("type"), QLatin1String(type)}};
+    };
+    QJsonArray keys{parameter("eventCountNo", 1, 1, "int"), parameter("torque", 2, 3, "float"),
+                    parameter("rest", 14, c_blockSize, "list")};
+    for (int address = 4; address < 14; ++address)
+        keys.append(parameter(qPrintable(QStringLiteral("value%1").arg(address)), address, address, "int"));
+    QJsonObject parameters = configuration.value(QLatin1String("parameters")).toObject();
+    parameters.insert(QStringLiteral("eventDataKeysV2"), keys);
+    QJsonObject result = configuration;
+    result.insert(channels, list);
+    result.insert(QStringLiteral("parameters"), parameters);
+    return result;
+}
 
 struct Rate
 {
@@ -66,26 +105,20 @@ public:
 
     Rate withDevices(double seconds)
     {
-        for (const QUuid& device : m_devices) {
+        for (const QUuid& device : m_devices)
             m_host.startOrder(device, QStringLiteral("listenEventsData"), {});
-            m_host.startOrder(device, QStringLiteral("listenMotorRunState"), {});
-        }
         return measure(seconds, m_devices);
     }
 
-    // The same two blocks of registers.
+    // The same block of registers.
     Rate withDriversAlone(double seconds)
     {
-        const auto block = [](int address, int size) {
-            return QVariantMap{{QStringLiteral("register"), address},
-                               {QStringLiteral("dataSize"), size},
-                               {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")},
-                               {QStringLiteral("recurrentInterval"), c_listenInterval}};
-        };
-        for (const QUuid& driver : m_drivers) {
-            m_host.startOrder(driver, QStringLiteral("listen"), block(6201, 16));
-            m_host.startOrder(driver, QStringLiteral("listen"), block(6102, 1));
-        }
+        const QVariantMap block{{QStringLiteral("register"), c_firstRegister},
+                                {QStringLiteral("dataSize"), c_blockSize},
+                                {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")},
+                                {QStringLiteral("recurrentInterval"), c_listenInterval}};
+        for (const QUuid& driver : m_drivers)
+            m_host.startOrder(driver, QStringLiteral("listen"), block);
         return measure(seconds, m_drivers);
     }
 
@@ -119,50 +152,161 @@ private:
         return {static_cast<double>(updates) / elapsed, used / elapsed};
     }
 
+public:
+    // Milliseconds by which the periods of one listening device were off, for so many periods.
+    QVector<double> deviations(int periods)
+    {
+        QVector<double> found;
+        QEventLoop loop;
+        QElapsedTimer clock;
+        const quint64 order = m_host.startOrder(m_devices.first(), QStringLiteral("listenEventsData"), {});
+        const auto connection =
+            QObject::connect(&m_host, &DHost::orderUpdated, &loop, [&](quint64 id, const QVariantMap&) {
+                if (id == order && addDeviation(found, clock) == periods)
+                    loop.quit();
+            });
+        loop.exec();
+        QObject::disconnect(connection);
+        m_host.startOrder(m_devices.first(), QStringLiteral("stopListening"), {});
+        while (m_host.runningOrderCount() > 0)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        return found;
+    }
+    // The same of a timer.
+    static QVector<double> deviationsOfATimer(int periods)
+    {
+        QVector<double> found;
+        QEventLoop loop;
+        QElapsedTimer clock;
+        QTimer timer;
+        timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&timer, &QTimer::timeout, &loop, [&] {
+            if (addDeviation(found, clock) == periods)
+                loop.quit();
+        });
+        timer.start(c_listenInterval);
+        loop.exec();
+        return found;
+    }
+
+private:
+    static int addDeviation(QVector<double>& found, QElapsedTimer& clock)
+    {
+        if (clock.isValid())
+            found.append(std::abs(static_cast<double>(clock.nsecsElapsed()) / c_nanosecondsPerMillisecond -
+                                  c_listenInterval));
+        clock.start();
+        return found.size();
+    }
+
     DHost& m_host;
     QList<QUuid> m_drivers;
     QList<QUuid> m_devices;
 };
 
-void print(const char* what, const Rate& rate, int listeners)
+// Clients of nobody, each with a timer of its own. They start over the interval, as the devices do.
+class BareListeners
 {
-    std::printf("%-16s %8.1f updates/s  %6.1f %% of what is asked for  CPU %5.1f %%\n", what, rate.updates,
-                100 * rate.updates / (listeners * c_millisecondsPerSecond / c_listenInterval),
-                100 * rate.share);
-    std::fflush(stdout);
+public:
+    explicit BareListeners(const QList<int>& ports)
+    {
+        for (const int port : ports)
+            m_clients.push_back(std::make_unique<BareClient>(port));
+    }
+
+    Rate listen(double seconds)
+    {
+        qint64 updates = 0;
+        std::vector<std::unique_ptr<QTimer>> timers;
+        for (const std::unique_ptr<BareClient>& client : m_clients) {
+            timers.push_back(std::make_unique<QTimer>());
+            timers.back()->setTimerType(Qt::PreciseTimer);
+            QObject::connect(timers.back().get(), &QTimer::timeout, [&updates, bare = client.get()] {
+                bare->readInBackground(c_firstRegister, c_blockSize, [&updates] { ++updates; });
+            });
+            timers.back()->start(c_listenInterval);
+        }
+        const auto runFor = [](double time) {
+            QEventLoop loop;
+            QTimer::singleShot(static_cast<int>(time * c_millisecondsPerSecond), Qt::PreciseTimer, &loop,
+                               &QEventLoop::quit);
+            loop.exec();
+        };
+        runFor(1);
+        updates = 0;
+        QElapsedTimer clock;
+        clock.start();
+        const double before = processorSeconds();
+        runFor(seconds);
+        const double used = processorSeconds() - before;
+        const double elapsed = static_cast<double>(clock.elapsed()) / c_millisecondsPerSecond;
+        timers.clear();
+        runFor(1);
+        return {static_cast<double>(updates) / elapsed, used / elapsed};
+    }
+
+private:
+    std::vector<std::unique_ptr<BareClient>> m_clients;
+};
+
+// Fewer answers would be less work: a ratio of shares only counts when all were had.
+bool hadAll(const char* what, const Rate& rate, int devices)
+{
+    const double wanted = devices * c_millisecondsPerSecond / c_listenInterval;
+    if (rate.updates > 0.98 * wanted)
+        return true;
+    std::fprintf(stderr, "%s: %.0f of %.0f updates a second\n", what, rate.updates, wanted);
+    return false;
 }
 
-int run(int devices, double seconds, int rounds)
+int run(int devices, double seconds, int rounds, int periods)
 {
     const ServedControllers controllers(devices);
     if (controllers.ports().isEmpty())
         return 1;
-    int result = 0;
-    {
-        DHost host;
-        host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-        const QStringList errors = host.configure(benchFor(controllers.ports()));
-        for (const QString& error : errors)
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-        Measurement measurement(host);
-        if (!errors.isEmpty() || !measurement.identify()) {
-            std::fprintf(stderr, "not every controller could be identified\n");
-            result = 1;
-        }
-        double sumOfDevices = 0;
-        double sumOfDrivers = 0;
-        for (int round = 0; result == 0 && round < rounds; ++round) {
-            const Rate alone = measurement.withDriversAlone(seconds);
-            print("drivers alone", alone, devices * c_listenersPerDevice);
-            const Rate whole = measurement.withDevices(seconds);
-            print("devices", whole, devices * c_listenersPerDevice);
-            sumOfDevices += whole.share;
-            sumOfDrivers += alone.share;
-        }
-        if (result == 0 && sumOfDrivers > 0)
-            std::printf("CPU of devices to CPU of drivers alone: %.2f\n", sumOfDevices / sumOfDrivers);
+    bindToProcessor(0);
+    DHost host;
+    host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
+    const QStringList errors = host.configure(benchFor(controllers.ports(), withBlock));
+    for (const QString& error : errors)
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+    Measurement measurement(host);
+    if (!errors.isEmpty() || !measurement.identify()) {
+        std::fprintf(stderr, "not every controller could be identified\n");
+        return 1;
     }
-    return result;
+    QVector<double> ofBare;
+    QVector<double> ofDrivers;
+    QVector<double> ofDevices;
+    QVector<double> lateness;
+    QVector<double> latenessOfATimer;
+    bool isComplete = true;
+    for (int round = 0; round < rounds; ++round) {
+        {
+            const Rate bare = BareListeners(controllers.ports()).listen(seconds);
+            isComplete = hadAll("bare clients", bare, devices) && isComplete;
+            ofBare.append(100 * bare.share);
+        }
+        const Rate alone = measurement.withDriversAlone(seconds);
+        const Rate whole = measurement.withDevices(seconds);
+        isComplete = hadAll("drivers", alone, devices) && hadAll("devices", whole, devices) && isComplete;
+        ofDrivers.append(100 * alone.share);
+        ofDevices.append(100 * whole.share);
+        lateness.append(percentile(measurement.deviations(periods), 99));
+        latenessOfATimer.append(percentile(Measurement::deviationsOfATimer(periods), 99));
+    }
+    const QByteArray what = QByteArray::number(devices) + " devices listening to " +
+                            QByteArray::number(c_blockSize) + " registers at 10 Hz, share of a processor";
+    printRatio(what, "%", ofDevices, "bare clients", ofBare, 1.2);
+    printRatio(what, "%", ofDevices, "drivers alone", ofDrivers, 0);
+    QVector<double> above;
+    for (int i = 0; i < lateness.size(); ++i)
+        above.append(lateness.at(i) - latenessOfATimer.at(i));
+    std::printf(
+        "| period of a 100 ms listening, 99th percentile of the deviation | %.2f ms | timer: %.2f ms | "
+        "%+.2f ms | %+.2f ms | +1 ms |\n",
+        median(lateness), median(latenessOfATimer), median(above), worst(above));
+    return isComplete ? 0 : 1;
 }
 
 } // namespace
@@ -172,25 +316,24 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Devices that listen to events and motor state at 10 Hz: updates per second and CPU share."));
+        "Devices that listen at 10 Hz: share of a processor and periods, beside bare clients and a timer."));
     parser.addHelpOption();
     const QCommandLineOption devices(QStringLiteral("devices"), QStringLiteral("How many"),
-                                     QStringLiteral("N"), QStringLiteral("32"));
+                                     QStringLiteral("N"), QStringLiteral("100"));
     const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Of each measurement"),
-                                     QStringLiteral("S"), QStringLiteral("10"));
+                                     QStringLiteral("S"), QStringLiteral("5"));
     const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of both measurements"),
-                                    QStringLiteral("N"), QStringLiteral("3"));
+                                    QStringLiteral("N"), QStringLiteral("5"));
+    const QCommandLineOption periods(QStringLiteral("periods"), QStringLiteral("In each round"),
+                                     QStringLiteral("N"), QStringLiteral("100"));
     QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
                               QStringLiteral("N"));
     served.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({devices, seconds, rounds, served});
+    parser.addOptions({devices, seconds, rounds, periods, served});
     parser.process(application);
     quietLog();
     if (parser.isSet(served))
-        return serveControllers(parser.value(served).toInt(), [](Simulator& simulator) {
-            simulator.controller().setValue(QStringLiteral("currentPreset"), 1);
-            simulator.tightening().start(c_tighteningInterval);
-        });
+        return serveControllers(parser.value(served).toInt(), [](Simulator&) {});
     return run(qMax(1, parser.value(devices).toInt()), qMax(1.0, parser.value(seconds).toDouble()),
-               qMax(1, parser.value(rounds).toInt()));
+               qMax(1, parser.value(rounds).toInt()), qMax(2, parser.value(periods).toInt()));
 }

@@ -55,10 +55,9 @@ DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, int las
     if (type == QLatin1String("int"))
         return {words.at(firstIndex), DecodedValue::CeNoFault, QString()};
     if (type == QLatin1String("list")) {
-        QVariantList range;
-        for (int index = firstIndex; index <= lastIndex; ++index)
-            range.append(words.at(index));
-        return {range, DecodedValue::CeNoFault, QString()};
+        const bool isBackwards = lastIndex < firstIndex;
+        return {isBackwards ? QVariantList() : words.mid(firstIndex, lastIndex - firstIndex + 1),
+                DecodedValue::CeNoFault, QString()};
     }
     if (type == QLatin1String("float")) {
         if (lastIndex - firstIndex != 1) {
