@@ -90,7 +90,7 @@ bool DAbstractPluginBackend::queueTreatment(int index, const QString& commandNam
 {
     if (m_queue.size() >= c_queueCapacity)
         return false;
-    m_queue.append({index, commandName, parameters});
+    m_queue.append({m_objectId, index, commandName, parameters});
     scheduleNext();
     return true;
 }
@@ -236,23 +236,40 @@ void DAbstractPluginBackend::runNext()
         return;
     }
     host->runCommand(
-        QUuid::fromString(m_objectId), treatment.commandName, treatment.parameters, 0, this,
+        QUuid::fromString(treatment.objectId), treatment.commandName, treatment.parameters, 0, this,
         [this, treatment](quint64, const DOrderOutcome& outcome) { release(treatment, outcome); });
 }
 
 void DAbstractPluginBackend::release(const Treatment& treatment, const DOrderOutcome& outcome)
 {
-    m_running = false;
-    scheduleNext();
     const QPointer<DAbstractPluginBackend> self(this);
+    logFailure(treatment, outcome);
     if (outcome.ok)
         applyTreatmentReply(treatment.index, treatment.commandName, outcome.results);
-    else if (!treatment.commandName.isEmpty())
-        qWarning().noquote() << objectName() << ": treatment" << treatment.index << treatment.commandName
-                             << "failed:" << outcome.errorMessage;
     // The reply, or who hears of the end, may have closed the page.
-    if (!self.isNull())
-        Q_EMIT treatmentEnded(treatment.index, treatment.commandName, outcome);
+    if (self.isNull())
+        return;
+    m_running = false;
+    Q_EMIT treatmentEnded(treatment.index, treatment.commandName, outcome);
     if (!self.isNull())
         Q_EMIT treatmentReleased(treatment.index, treatment.commandName, outcome.ok);
+    if (!self.isNull())
+        scheduleNext();
+}
+
+void DAbstractPluginBackend::logFailure(const Treatment& treatment, const DOrderOutcome& outcome)
+{
+    if (treatment.commandName.isEmpty())
+        return;
+    const QPair<int, QString> key(treatment.index, treatment.commandName);
+    if (outcome.ok) {
+        m_toldFailures.remove(key);
+        return;
+    }
+    QString& told = m_toldFailures[key];
+    if (told == outcome.errorMessage)
+        return;
+    told = outcome.errorMessage;
+    qWarning().noquote() << objectName() << ": treatment" << treatment.index << treatment.commandName
+                         << "failed:" << outcome.errorMessage;
 }

@@ -6,7 +6,9 @@
 #include <lib_plugins_management/lib_plugins_management_global.h>
 
 #include <QList>
+#include <QMap>
 #include <QObject>
+#include <QPair>
 #include <QPointer>
 #include <QQmlParserStatus>
 #include <QSharedPointer>
@@ -53,8 +55,9 @@ public:
     QSharedPointer<const QVariantMap> configuration() const;
 
     // Queues one run of the instance's command. `index` is the caller's own: it comes back with
-    // the reply and with treatmentReleased. Treatments run one at a time, in order. False only
-    // while the queue is full. An empty command name is taken and released as failed.
+    // the reply and with treatmentReleased. Treatments run one at a time, in order, each after the
+    // handler of the reply before it has returned. False only while the queue is full. An empty
+    // command name is taken and released as failed. A failure that repeats is logged once.
     bool queueTreatment(int index, const QString& commandName, const QVariantMap& parameters);
     bool hasPendingTreatments() const;
     // Runs a command at once, past the queue. Exactly one of the two callbacks is called, from the
@@ -82,6 +85,7 @@ Q_SIGNALS:
 private:
     struct Treatment
     {
+        QString objectId; // of the device that it was meant for
         int index = 0;
         QString commandName;
         QVariantMap parameters;
@@ -94,6 +98,7 @@ private:
     void scheduleNext();
     void runNext();
     void release(const Treatment& treatment, const DOrderOutcome& outcome);
+    void logFailure(const Treatment& treatment, const DOrderOutcome& outcome);
 
     QString m_name;
     QString m_objectId;
@@ -104,6 +109,7 @@ private:
     bool m_running = false;
     bool m_scheduled = false;
     QList<Treatment> m_queue;
+    QMap<QPair<int, QString>, QString> m_toldFailures; // texts by index and command
     QPointer<IHost> m_host;
     QPointer<DAbstractPlugin> m_plugin;
     QPointer<DAbstractPlugin> m_driver;

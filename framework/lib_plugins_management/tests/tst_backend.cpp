@@ -10,6 +10,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <functional>
 #include <memory>
 
 namespace {
@@ -102,6 +103,8 @@ public:
     void applyTreatmentReply(int index, const QString& commandName, const QVariantMap& reply) override
     {
         applied.append(record({index, commandName, reply}));
+        if (onApply)
+            onApply();
         if (deleteOnReply)
             delete this;
     }
@@ -120,6 +123,7 @@ public:
     QVariantList answers;
     QVariantList errors;
     bool deleteOnReply = false;
+    std::function<void()> onApply;
 };
 
 // A backend of the device, complete.
@@ -145,6 +149,9 @@ private Q_SLOTS:
     void queueIsBounded();
     void emptyName();
     void handlerQueuesMore();
+    void handlerOpensAnEventLoop();
+    void keepsTheDeviceOfATreatment();
+    void tellsARepeatedFailureOnce();
     void deletedWhileWaiting();
     void deletedByItsReply();
     void withoutHost();
@@ -265,6 +272,74 @@ void tst_Backend::handlerQueuesMore()
     }
     QCOMPARE(backend->applied.size(), 3);
     QCOMPARE(backend->applied.last().toList().first(), QVariant(2));
+}
+
+// What comes next waits until the handler of the reply before it has returned.
+void tst_Backend::handlerOpensAnEventLoop()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy released(backend.get(), &Backend::treatmentReleased);
+    QVERIFY(backend->queueTreatment(1, "one", {}));
+    QVERIFY(backend->queueTreatment(2, "two", {}));
+    QTRY_COMPARE(host.runs.size(), 1);
+    backend->onApply = [&] {
+        QVERIFY(backend->hasPendingTreatments());
+        QEventLoop loop;
+        QTimer::singleShot(0, &loop, &QEventLoop::quit);
+        loop.exec();
+        QVERIFY(host.runs.isEmpty());
+        QCOMPARE(released.size(), 0);
+    };
+    host.endFirst(true);
+    backend->onApply = nullptr;
+    QCOMPARE(released.size(), 1);
+    QTRY_COMPARE(host.runs.size(), 1);
+    QCOMPARE(host.runs.first().command, QString("two"));
+}
+
+// A command meant for one controller is not sent to another one that the page shows meanwhile.
+void tst_Backend::keepsTheDeviceOfATreatment()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QVERIFY(backend->queueTreatment(1, "setLock", {}));
+    backend->setObjectId(c_driver.toString());
+    QVERIFY(backend->queueTreatment(2, "setLock", {}));
+    QTRY_COMPARE(host.runs.size(), 1);
+    QCOMPARE(host.runs.first().uuid, c_device);
+    host.endFirst(true);
+    QTRY_COMPARE(host.runs.size(), 1);
+    QCOMPARE(host.runs.first().uuid, c_driver);
+}
+
+// A page polls every half second: the log has a failure once, until it is another one or over.
+void tst_Backend::tellsARepeatedFailureOnce()
+{
+    FakeHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    const auto run = [&](int index, bool ok) {
+        QVERIFY(backend->queueTreatment(index, "getRegister", {}));
+        QTRY_COMPARE(host.runs.size(), 1);
+        host.endFirst(ok);
+    };
+    static QStringList s_warnings;
+    s_warnings.clear();
+    const QtMessageHandler before =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
+            if (type == QtWarningMsg)
+                s_warnings.append(message);
+        });
+    const QList<QPair<int, bool>> treatments{{0, false}, {0, false}, {1, false},
+                                             {0, false}, {0, true},  {0, false}};
+    for (const auto& [index, ok] : treatments)
+        run(index, ok);
+    qInstallMessageHandler(before);
+    const QString text("Module : treatment %1 getRegister failed: too late");
+    QCOMPARE(s_warnings, QStringList({text.arg(0), text.arg(1), text.arg(0)}));
 }
 
 void tst_Backend::deletedWhileWaiting()
