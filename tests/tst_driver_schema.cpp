@@ -59,6 +59,9 @@ void tst_DriverSchema::agree_data()
     for (const char* const key : {"host", "frameTrace", "serialPort"}) {
         QTest::addRow("%s text", key) << QString(key) << QJsonValue("x") << true;
         QTest::addRow("%s empty", key) << QString(key) << QJsonValue("") << false;
+        QTest::addRow("%s blanks", key) << QString(key) << QJsonValue(" \t\n") << false;
+        // A blank only to those who know Unicode.
+        QTest::addRow("%s no-break space", key) << QString(key) << QJsonValue("\u00A0") << true;
         QTest::addRow("%s number", key) << QString(key) << QJsonValue(1) << false;
     }
     for (const char* const parity : {"none", "even", "odd"})

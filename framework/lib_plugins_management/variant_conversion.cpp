@@ -37,8 +37,8 @@ std::optional<qint64> wholeNumber(const QVariant& value)
         return static_cast<qint64>(number);
     }
     default: {
-        // toLongLong() would also take blanks around a text and a plus sign.
-        static const QRegularExpression c_plainNumber(QStringLiteral("^-?[0-9]+$"));
+        // toLongLong() would also take blanks around a text and a plus sign, and "$" a line feed behind it.
+        static const QRegularExpression c_plainNumber(QStringLiteral("^-?[0-9]+\\z"));
         if (typeOf(value) == QMetaType::QString && !c_plainNumber.match(value.toString()).hasMatch())
             return std::nullopt;
         bool ok = false;

@@ -246,14 +246,12 @@ void tst_Configuration::refuses_data()
         << "bench.json"
         << "objects/0/plugin" << QJsonValue("{C7A3F1DE-52B8-4A0E-9C64-1F0D8E2B7A95}") << "/objects/0/plugin"
         << "needed is the UUID of a plug-in kind, in braces and small letters";
-    QTest::newRow("host of blanks")
-        << "bench.json" << QString("objects/0/configuration/host") << QJsonValue("  ")
-        << "/objects/0/configuration/host"
-        << "a host name";
-    QTest::newRow("driver without a configuration")
-        << "bench.json" << QString("objects/0/configuration") << QJsonValue(QJsonValue::Undefined)
-        << "/objects/0"
-        << "transport";
+    QTest::newRow("host of blanks") << "bench.json" << QString("objects/0/configuration/host")
+                                    << QJsonValue("  ") << "/objects/0/configuration/host"
+                                    << "a host name";
+    QTest::newRow("driver without a configuration") << "bench.json" << QString("objects/0/configuration")
+                                                    << QJsonValue(QJsonValue::Undefined) << "/objects/0"
+                                                    << "key \"configuration\" is missing";
     QTest::newRow("rtu without a port")
         << "bench.json"
         << "objects/0/configuration/transport" << QJsonValue("rtu") << "/objects/0/configuration"

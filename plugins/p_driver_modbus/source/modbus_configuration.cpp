@@ -45,7 +45,8 @@ public:
         const QJsonValue value = take(key);
         if (value.isUndefined())
             return defaultValue;
-        if (!value.isString() || value.toString().trimmed().isEmpty()) {
+        // Blanks are those of ASCII, as for the schema of the file.
+        if (!value.isString() || value.toString().toUtf8().trimmed().isEmpty()) {
             refuse(key, value, QStringLiteral("a text that is not empty is needed"));
             return defaultValue;
         }
