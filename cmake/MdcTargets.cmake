@@ -141,20 +141,26 @@ function(mdc_discover_rows program)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${include})
 endfunction()
 
-# mdc_add_fuzz_target(<name> SOURCES … LINK … CORPUS <folder>)
+# mdc_add_fuzz_target(<name> SOURCES … LINK … CORPUS <folder> [CHANGES <n>])
 # A program around LLVMFuzzerTestOneInput. With MDC_FUZZ libFuzzer drives it; otherwise it is a test that
-# runs the files of the corpus folder and changes of them.
+# runs the files of the corpus folder and so many changes of each (500).
 function(mdc_add_fuzz_target name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS" "SOURCES;LINK")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS;CHANGES" "SOURCES;LINK")
+    if(NOT arg_CHANGES)
+        set(arg_CHANGES 500)
+    endif()
     add_executable(${name} ${arg_SOURCES})
-    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/fuzz)
+    set_target_properties(${name} PROPERTIES
+        RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/fuzz
+        AUTOMOC OFF)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Core mdc_options)
+    mdc_use_precompiled(${name})
     if(MDC_FUZZ)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
     else()
         target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp)
-        add_test(NAME ${name} COMMAND ${name} ${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS})
+        add_test(NAME ${name} COMMAND ${name} ${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS} ${arg_CHANGES})
         set_tests_properties(${name} PROPERTIES TIMEOUT 120)
     endif()
 endfunction()

@@ -1,3 +1,4 @@
+#include "fuzz/require.h"
 #include "plugins/p_device_mdc/source/backup_range.h"
 
 #include <QRegularExpression>
@@ -5,19 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 
 // Any text as the register ranges of a model: the ranges stay within their limits, whatever it says.
-
-namespace {
-
-void require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
@@ -26,19 +16,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const QList<BackupRangeItem> items = backupRangeItems(c_expression, text);
     const std::optional<BackupRange> range = backupRange(items);
     if (range)
-        require(range->first >= 1 && range->count >= 2 && range->count <= c_backupRegistersLimit);
+        require(range->first >= 1 && range->count >= 2 && range->count <= c_backupRegistersLimit,
+                "a range stays within its limits");
 
     const RestoreGroups result = restoreGroups(items, range ? range->first : 1, range ? range->count : 1);
     if (result.fault != RestoreGroups::CeNoFault) {
-        require(!result.item.isEmpty() && result.groups.isEmpty());
+        require(!result.item.isEmpty() && result.groups.isEmpty(), "a refusal names its item");
         return 0;
     }
     qint64 listed = 0;
     for (const QList<int>& registers : result.groups)
         listed += registers.size();
-    require(listed <= c_groupRegistersLimit);
+    require(listed <= c_groupRegistersLimit, "groups stay within their limit");
     const std::optional<QList<int>> list = registersToRestore(result.groups, 1, 50, true);
     if (list)
-        require(list->size() <= c_restoreRegistersLimit && std::is_sorted(list->cbegin(), list->cend()));
+        require(list->size() <= c_restoreRegistersLimit && std::is_sorted(list->cbegin(), list->cend()),
+                "a restore ascends");
     return 0;
 }

@@ -16,7 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-constexpr int c_changesPerFile = 500;
 constexpr int c_editsPerChange = 8;
 
 void run(const QByteArray& bytes)
@@ -51,8 +50,9 @@ QByteArray changed(QByteArray bytes, QRandomGenerator& random)
 
 int main(int argc, char** argv)
 {
-    if (argc != 2) {
-        std::fputs("usage: <program> CORPUS_FOLDER\n", stderr);
+    const int changes = argc == 3 ? QByteArray(argv[2]).toInt() : 0;
+    if (changes < 1) {
+        std::fputs("usage: <program> CORPUS_FOLDER CHANGES_PER_FILE\n", stderr);
         return 2;
     }
     const QDir folder(QString::fromLocal8Bit(argv[1]));
@@ -70,9 +70,9 @@ int main(int argc, char** argv)
         }
         const QByteArray bytes = file.readAll();
         run(bytes);
-        for (int i = 0; i < c_changesPerFile; ++i)
+        for (int i = 0; i < changes; ++i)
             run(changed(bytes, random));
     }
-    std::printf("%d files, %d changes of each\n", names.size(), c_changesPerFile);
+    std::printf("%d files, %d changes of each\n", names.size(), changes);
     return 0;
 }

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets with clang and lets libFuzzer run each of them for SECONDS (60).
-# Needs the packages clang and libclang-rt-14-dev. Finds go to build/fuzz/finds; a find belongs into fuzz/corpus together with its mend.
+# Builds the fuzz targets with clang and lets libFuzzer run each of them for SECONDS (60), as many at a
+# time as there are processors; prints how many inputs each has executed. What it learns is kept in
+# build/fuzz/corpus for the next run. Finds go to build/fuzz/finds; a find belongs into fuzz/corpus
+# together with its mend.
 #
 #   scripts/fuzz.sh [SECONDS [TARGET...]]
 set -euo pipefail
@@ -11,28 +13,37 @@ shift || true
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for source in fuzz/*_fuzzer.cpp; do
-    name=$(basename "$source" .cpp)
-    targets+=("$name")
+    targets+=("$(basename "$source" .cpp)")
   done
+fi
+if ! command -v clang++ >/dev/null; then
+  echo "fuzz: clang++ is missing; scripts/setup.sh installs it" >&2
+  exit 1
 fi
 
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --target "${targets[@]}"
-finds=build/fuzz/finds
-for target in "${targets[@]}"; do
-  corpus=fuzz/corpus/${target%_fuzzer}
-  work=build/fuzz/corpus/$target
+cmake --build --preset fuzz --target "${targets[@]}" >build/fuzz/build.log || { cat build/fuzz/build.log >&2; exit 1; }
+
+run_target() {
+  local target=$1 seconds=$2 status=0
+  local finds=build/fuzz/finds work=build/fuzz/corpus/$1
   mkdir -p "$work" "$finds"
-  echo "== $target: $seconds s"
   # Leaks are looked for by the sanitized tests: here they would stop the run at statics of the libraries.
-  status=0
-  build/fuzz/fuzz/"$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -detect_leaks=0 \
-    -print_final_stats=1 -artifact_prefix="$finds/$target-" "$work" "$corpus" >"$work.log" 2>&1 || status=$?
-  grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb)' "$work.log" || true
+  build/fuzz/fuzz/"$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -detect_leaks=0 \
+    -print_final_stats=1 -artifact_prefix="$finds/$target-" "$work" "fuzz/corpus/${target%_fuzzer}" \
+    >"$work.log" 2>&1 || status=$?
   if [ "$status" -ne 0 ]; then
-    echo "fuzz: $target ended with $status" >&2
-    tail -40 "$work.log" >&2
-    exit 1
+    { echo "fuzz: $target ended with $status"; tail -40 "$work.log"; } >&2
+    return 1
   fi
-done
+  awk -v target="$target" -v seconds="$seconds" '
+    /^stat::number_of_executed_units/ { executions = $2 }
+    /^stat::peak_rss_mb/ { memory = $2 }
+    END { printf "%-24s %10d executions in %d s, at most %d MB\n", target, executions, seconds, memory }' \
+    "$work.log"
+}
+export -f run_target
+
+printf '%s\n' "${targets[@]}" |
+  xargs -P "$(nproc)" -I '{}' bash -c 'set -euo pipefail; run_target "$0" "$1"' '{}' "$seconds"
 echo "fuzz: no finds"
