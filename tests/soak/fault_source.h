@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QRandomGenerator>
+#include <QStringList>
+
+// Which fault a controller meets next, and after how many requests.
+class FaultSource
+{
+public:
+    struct Choice
+    {
+        QStringList faults;   // as FaultPlan reads them
+        bool refuses = false; // besides, nobody may come back for a while
+        int requests = 0;     // before it
+    };
+
+    explicit FaultSource(QRandomGenerator& random)
+        : m_random(random)
+    {}
+    Choice next();
+
+private:
+    QRandomGenerator& m_random;
+};
