@@ -6,6 +6,7 @@
 #include <lib_host/d_host.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <QAbstractItemModel>
 #include <QCommandLineParser>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -13,6 +14,7 @@
 #include <QJsonArray>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QRandomGenerator>
 #include <QTimer>
 
 #include <algorithm>
@@ -20,26 +22,39 @@
 #include <vector>
 
 // How long the event loop stands still while a maintenance page reads ten channels over Modbus again and
-// again, drawn in software, and while the same is read without a page. The simulated controller is in
-// another process.
+// again and draws what has changed, in software, and while the same is read without a page. The simulated
+// controller is in another process.
 
 namespace {
 
-constexpr int c_channels = 10;
-constexpr int c_kinds = 4; // of registers that every controller has: direction, motor, program, alarm
-constexpr int c_firstStatusRegister = 5101;
-constexpr int c_nextGeneration = 1000; // addresses further on
-constexpr int c_changes = 50;          // different values
-constexpr int c_changeInterval = 10;   // ms
+// The channels that a page shows a value of, and how many rows each has here: ten in all.
+struct Rows
+{
+    const char* channel;
+    int count;
+};
+constexpr Rows c_rows[] = {{"direction", 3}, {"motorRun", 3}, {"currentPreset", 4}};
+constexpr int c_changeInterval = 7; // ms
+constexpr int c_programs = 10000;   // different values
 constexpr double c_nanosecondsPerMillisecond = 1e6;
 
-QJsonObject entry(const char* id, const QJsonValue& value)
+// In the order in which the page reads them.
+QStringList channelsToRead(const QJsonObject& configuration)
 {
-    return {{QStringLiteral("id"), QLatin1String(id)}, {QStringLiteral("value"), value}};
+    QStringList ids;
+    const QJsonArray channels = configuration.value(QLatin1String("channels")).toArray();
+    for (const QJsonValue& channel : channels) {
+        const QJsonArray entries = channel.toObject().value(QLatin1String("value")).toArray();
+        for (const QJsonValue& entry : entries) {
+            if (entry.toObject().value(QLatin1String("value")) == QJsonValue(QStringLiteral("information")))
+                ids.append(channel.toObject().value(QLatin1String("id")).toString());
+        }
+    }
+    return ids;
 }
 
-// The device with exactly ten status channels, in both generations.
-QJsonObject withTenChannels(const QJsonObject& configuration)
+// The device with ten rows that show a value: an entry "information" each.
+QJsonObject withTenRows(const QJsonObject& configuration)
 {
     QJsonArray channels;
     const QJsonArray before = configuration.value(QLatin1String("channels")).toArray();
@@ -51,39 +66,32 @@ QJsonObject withTenChannels(const QJsonObject& configuration)
             if (one.toObject().value(QLatin1String("value")) != QJsonValue(QStringLiteral("information")))
                 entries.append(one);
         }
+        for (const Rows& rows : c_rows) {
+            if (channel.value(QLatin1String("id")) != QJsonValue(QLatin1String(rows.channel)))
+                continue;
+            for (int i = 0; i < rows.count; ++i)
+                entries.append(QJsonObject{{QStringLiteral("id"), QStringLiteral("row%1").arg(i)},
+                                           {QStringLiteral("value"), QStringLiteral("information")}});
+        }
         channel.insert(QStringLiteral("value"), entries);
         channels.append(channel);
-    }
-    for (int i = 0; i < c_channels; ++i) {
-        for (const int generation : {0, 1}) {
-            QJsonArray entries{
-                entry("register", c_firstStatusRegister + generation * c_nextGeneration + i % c_kinds),
-                entry("readRegisterType", QStringLiteral("holdingRegisters"))};
-            if (generation == 0)
-                entries.append(entry("display", QStringLiteral("information")));
-            const QString id = QStringLiteral("channel%1").arg(i);
-            channels.append(
-                QJsonObject{{QStringLiteral("id"), generation == 0 ? id : id + QStringLiteral("V2")},
-                            {QStringLiteral("name"), QStringLiteral("Channel %1").arg(i)},
-                            {QStringLiteral("value"), entries}});
-        }
     }
     QJsonObject result = configuration;
     result.insert(QStringLiteral("channels"), channels);
     return result;
 }
 
-// Every refresh shows other values.
+// By chance, so that no period of reading meets the same values again and again.
 void keepChanging(Simulator& simulator)
 {
     auto* const timer = new QTimer(&simulator);
-    QObject::connect(timer, &QTimer::timeout, &simulator, [&simulator, value = 0]() mutable {
-        value = (value + 1) % c_changes;
+    QObject::connect(timer, &QTimer::timeout, &simulator, [&simulator] {
+        QRandomGenerator& random = *QRandomGenerator::global();
         SimulatedController& controller = simulator.controller();
-        controller.setValue(QStringLiteral("direction"), static_cast<quint16>(value % 2));
-        controller.setMotorRunning(value % 2 == 0);
-        controller.setValue(QStringLiteral("currentPreset"), static_cast<quint16>(value));
-        controller.raiseAlarm(static_cast<quint16>(value));
+        controller.setValue(QStringLiteral("direction"), static_cast<quint16>(random.bounded(2)));
+        controller.setValue(QStringLiteral("motorRun"), static_cast<quint16>(random.bounded(2)));
+        controller.setValue(QStringLiteral("currentPreset"),
+                            static_cast<quint16>(random.bounded(c_programs)));
     });
     timer->start(c_changeInterval);
 }
@@ -122,47 +130,68 @@ private:
     std::vector<double> m_gaps;
 };
 
-// The same reads as the page's, one after the other, without it.
+// Takes down the reads until so many rounds of all channels are complete.
+class Rounds
+{
+public:
+    Rounds(int channels, int rounds)
+        : m_left(channels * rounds)
+    {}
+
+    int failures() const { return m_failures; }
+    bool isOver() const { return m_left <= 0; }
+    void run() { m_loop.exec(); }
+    void readEnded(bool ok)
+    {
+        m_failures += ok ? 0 : 1;
+        if (--m_left == 0)
+            m_loop.quit();
+    }
+
+private:
+    int m_left;
+    int m_failures = 0;
+    QEventLoop m_loop;
+};
+
+// The same reads as the page's, one after the other, without it. A round is left out while the one before
+// is not finished, as the page does.
 class PlainReads
 {
 public:
-    PlainReads(DHost& host, const QUuid& device, int period, int refreshes)
+    PlainReads(DHost& host, const QUuid& device, const QStringList& channels, int period, Rounds& rounds)
         : m_host(host)
         , m_device(device)
-        , m_left(refreshes)
+        , m_channels(channels)
+        , m_rounds(rounds)
+        , m_next(channels.size())
     {
         m_timer.setInterval(period);
         QObject::connect(&m_timer, &QTimer::timeout, [this] {
-            if (m_next >= c_channels)
+            if (m_next >= m_channels.size())
                 read(m_next = 0);
         });
-    }
-
-    void run()
-    {
         m_timer.start();
-        m_loop.exec();
     }
 
 private:
     void read(int channel)
     {
         m_host.runCommand(m_device, QStringLiteral("getRegister"),
-                          {{QStringLiteral("channel"), QStringLiteral("channel%1").arg(channel)}}, 0, &m_loop,
-                          [this](quint64, const DOrderOutcome&) {
-                              if (++m_next < c_channels)
+                          {{QStringLiteral("channel"), m_channels.at(channel)}}, 0, &m_timer,
+                          [this](quint64, const DOrderOutcome& outcome) {
+                              m_rounds.readEnded(outcome.ok);
+                              if (++m_next < m_channels.size() && !m_rounds.isOver())
                                   read(m_next);
-                              else if (--m_left == 0)
-                                  m_loop.quit();
                           });
     }
 
     DHost& m_host;
     const QUuid m_device;
-    int m_left;
-    int m_next = c_channels;
+    const QStringList m_channels;
+    Rounds& m_rounds;
+    int m_next;
     QTimer m_timer;
-    QEventLoop m_loop;
 };
 
 bool waitUntilComplete(const PanelPage& page)
@@ -174,28 +203,31 @@ bool waitUntilComplete(const PanelPage& page)
     return page.isComplete();
 }
 
-class RefreshCounter : public QObject
+// Counts how often a channel of the page's model has come by another value.
+class Changes : public QObject
 {
     Q_OBJECT
 
 public:
-    RefreshCounter(QObject* page, int refreshes)
-        : m_left(refreshes)
+    explicit Changes(const QObject& backend)
     {
-        connect(page, SIGNAL(updateData()), this, SLOT(count()));
+        auto* const model = backend.property("statusChannelsModel").value<QAbstractItemModel*>();
+        for (int row = 0; model != nullptr && row < model->rowCount(); ++row) {
+            const QObject* const channel = model->index(row, 0).data(Qt::UserRole).value<QObject*>();
+            connect(channel, SIGNAL(valueChanged()), this, SLOT(changed()));
+            m_shown += channel->property("type").toInt() != 0 ? 1 : 0;
+        }
     }
-    void run() { m_loop.exec(); }
+    // Rows that show their value.
+    int shown() const { return m_shown; }
+    int count() const { return m_count; }
 
 private Q_SLOTS:
-    void count()
-    {
-        if (--m_left == 0)
-            m_loop.quit();
-    }
+    void changed() { ++m_count; }
 
 private:
-    int m_left;
-    QEventLoop m_loop;
+    int m_shown = 0;
+    int m_count = 0;
 };
 
 } // namespace
@@ -230,7 +262,7 @@ int main(int argc, char* argv[])
     }
     DHost host;
     host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-    const QJsonObject bench = benchFor(served.ports(), withTenChannels);
+    const QJsonObject bench = benchFor(served.ports(), withTenRows);
     const QStringList errors = host.configure(bench);
     for (const QString& error : errors)
         std::fprintf(stderr, "%s\n", qPrintable(error));
@@ -239,10 +271,12 @@ int main(int argc, char* argv[])
     const DAbstractPlugin* const device = host.findInstance(uuid);
     if (device == nullptr)
         return 1;
+    const QStringList channels = channelsToRead(object.value(QLatin1String("configuration")).toObject());
     PanelRequest request;
     request.devices = {{device->pluginUuid(), uuid, device->getName(),
                         object.value(QLatin1String("reference")).toString(QStringLiteral("MDC"))}};
-    std::printf("%d refreshes of %d channels every %d ms\n", count, c_channels, interval);
+    std::printf("%d refreshes of %d channels every %d ms\n", count, channels.size(), interval);
+    int failures = 0;
     {
         PanelWindow window(request);
         if (!window.error().isEmpty()) {
@@ -250,20 +284,40 @@ int main(int argc, char* argv[])
             return 1;
         }
         window.show();
-        QQuickItem* const page = window.pages().front()->item();
-        if (!waitUntilComplete(*window.pages().front()) || page->property("unreadValues").toInt() != 0) {
+        PanelPage& page = *window.pages().front();
+        if (!waitUntilComplete(page)) {
             std::fprintf(stderr, "the page could not be filled\n");
             return 1;
         }
-        page->setProperty("updatePeriod", interval);
+        const Changes changes(*page.backend());
+        page.item()->setProperty("updatePeriod", interval);
+        Rounds rounds(channels.size(), count);
+        QObject::connect(page.backend(), &DAbstractPluginBackend::treatmentReleased, &window,
+                         [&rounds](int, const QString& command, bool ok) {
+                             if (command == QLatin1String("getRegister"))
+                                 rounds.readEnded(ok);
+                         });
         Pulse pulse;
-        RefreshCounter(page, count).run();
+        rounds.run();
         pulse.print("with the page");
+        std::printf("%-13s %d of %d values were other ones than before\n", "", changes.count(),
+                    count * channels.size());
+        if (changes.shown() != channels.size() || changes.count() == 0) {
+            std::fprintf(stderr, "the page has shown no changing values in %d rows\n",
+                         channels.size() - changes.shown());
+            return 1;
+        }
+        failures += rounds.failures();
     }
+    Rounds rounds(channels.size(), count);
+    const PlainReads reads(host, uuid, channels, interval, rounds);
     Pulse pulse;
-    PlainReads(host, uuid, interval, count).run();
+    rounds.run();
     pulse.print("without it");
-    return 0;
+    failures += rounds.failures();
+    if (failures > 0)
+        std::fprintf(stderr, "%d reads have failed\n", failures);
+    return failures > 0 ? 1 : 0;
 }
 
 #include "panel_benchmark.moc"
