@@ -44,7 +44,7 @@ row says otherwise; a row whose fault is a time of the real world is scaled to t
 
 To repeat it: `scripts/reliability.sh` for this page; `ctest --preset dev -L reliability` for a test per
 row; `build/dev/tests/mdc-reliability --row tcp.half-frame` for one, `--verbose` with all that the chain
-tells. The tests send 20,000 random frames, `--full` and this page 100,000.
+tells. The tests send 10,000 random frames, `--full` and this page 100,000.
 
 The last column proves that each fault bites: the same row with a deliberately naive driver, which is
 built for these tests only (`tests/reliability/naive_driver`). It uses Qt's clients with their defaults

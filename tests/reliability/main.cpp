@@ -50,6 +50,7 @@ int main(int argc, char* argv[])
     RowTable table;
     addTcpRows(table);
     addRtuRows(table);
+    addFilesRows(table);
 
     RowOptions options;
     options.full = parser.isSet("full");

@@ -36,3 +36,4 @@ private:
 // One function per group, in a file of its own.
 void addTcpRows(RowTable& table);
 void addRtuRows(RowTable& table);
+void addFilesRows(RowTable& table);
