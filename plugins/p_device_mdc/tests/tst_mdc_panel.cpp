@@ -6,6 +6,8 @@
 #include "olm_d_mdc_channel.h"
 #include "p_device_mdc.h"
 
+#include "applications/panel/tests/live_objects.h"
+
 #include <lib_plugins_management/i_host.h>
 
 #include <QAbstractItemModelTester>
@@ -145,6 +147,7 @@ private Q_SLOTS:
     void backendInitialises();
     void backendWithoutConfiguration();
     void backendOtherChannelsAreNoRows();
+    void backendKeepsTheLatestOfOtherChannels();
     void backendResets();
     void backendPolls();
     void backendAppliesReplies();
@@ -531,6 +534,25 @@ void TestMdcPanel::backendOtherChannelsAreNoRows()
     page.complete();
     QCOMPARE(page.model().length(), 0);
     QVERIFY(page.backend.getChannelAt(0).isNull());
+}
+
+// They have no rows: what tells of them is that they live.
+void TestMdcPanel::backendKeepsTheLatestOfOtherChannels()
+{
+    const QVariantMap information = entry("category", "information");
+    Page page(QJsonArray::fromVariantList(
+        {description("a", {entry("register", 1), entry("register", 2), information, entry("register", 3)}),
+         description("b", {entry("register", 4)}),
+         description("a", {information, entry("register", 5), entry("register", 6)})}));
+    const LiveObjects live;
+    page.complete();
+    // A channel per entry. The rows live, and under each id the one of its last entry.
+    QCOMPARE(live.made(), 8);
+    QCOMPARE(live.numbersOf<DMdcChannel>(), (QList<int>{2, 4, 5, 7}));
+    QCOMPARE(page.rows(), (QStringList{"a", "a"}));
+    page.device.setInPluginConfig("channels", QJsonArray());
+    page.backend.resetBackend();
+    QCOMPARE(live.numbersOf<DMdcChannel>(), QList<int>());
 }
 
 void TestMdcPanel::backendResets()
