@@ -75,6 +75,10 @@
         <source>Set direction</source>
         <translation>Set direction</translation>
     </message>
+    <message id="panel_action_switch">
+        <source>Switch a value</source>
+        <translation>Switch a value</translation>
+    </message>
     <message id="panel_reason_timeout">
         <source>The controller did not answer in time. Check the connection and try again.</source>
         <translation>The controller did not answer in time. Check the connection and try again.</translation>

@@ -75,6 +75,10 @@
         <source>Set direction</source>
         <translation>Sens de rotation</translation>
     </message>
+    <message id="panel_action_switch">
+        <source>Switch a value</source>
+        <translation>Changement d’une valeur</translation>
+    </message>
     <message id="panel_reason_timeout">
         <source>The controller did not answer in time. Check the connection and try again.</source>
         <translation>Le contrôleur n’a pas répondu à temps. Vérifiez la connexion, puis réessayez.</translation>

@@ -7,7 +7,8 @@ namespace {
 // Of the action's name in a title. Not for arg(), which complains where no translation is loaded.
 const QString c_place = QStringLiteral("%1");
 
-// What the operator pressed. A command without a text here is told by its name.
+// What the operator pressed. A command without a text here is told by its name; a tap on a value runs
+// one that has none.
 QString actionName(const QString& commandName)
 {
     static const QMap<QString, const char*> texts{
@@ -17,6 +18,8 @@ QString actionName(const QString& commandName)
         {QStringLiteral("setLock"), QT_TRID_NOOP("panel_action_setLock")},
         //% "Set direction"
         {QStringLiteral("setDirection"), QT_TRID_NOOP("panel_action_setDirection")},
+        //% "Switch a value"
+        {QString(), QT_TRID_NOOP("panel_action_switch")},
     };
     const char* const id = texts.value(commandName, nullptr);
     return id == nullptr ? commandName : qtTrId(id);

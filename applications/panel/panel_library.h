@@ -40,7 +40,7 @@ struct PanelRequest
 enum class PanelEnd {
     Closed,       // the window was closed, or the application told to quit
     Saved,        // the picture shows a page with all its values
-    SavedWithout, // the picture shows a page that never had them, for there was no connection
+    SavedWithout, // the picture shows a page without them: no connection, or some could not be read
     Failed,       // `error` tells why
 };
 

@@ -70,9 +70,14 @@ bool PanelPage::isConnected() const
     return !m_backend.isNull() && m_backend->isConnected();
 }
 
-bool PanelPage::isComplete() const
+bool PanelPage::isAnswered() const
 {
     return m_identified && m_polled && !isWaiting();
+}
+
+bool PanelPage::isComplete() const
+{
+    return isAnswered() && !hasUnreadValues();
 }
 
 bool PanelPage::isWaiting() const
@@ -83,6 +88,7 @@ bool PanelPage::isWaiting() const
 void PanelPage::awaitValues()
 {
     m_polled = false;
+    m_leftOver = !m_backend.isNull() && m_backend->hasPendingTreatments();
 }
 
 void PanelPage::follow()
@@ -109,7 +115,7 @@ void PanelPage::connectionChanged()
     // An answer that is still to come is of the connection before.
     m_identification = 0;
     m_identified = false;
-    m_polled = false;
+    awaitValues();
     m_unread.clear();
     tellFrame("identified", false);
     tellFrame("identificationFailure", QString());
@@ -142,23 +148,26 @@ void PanelPage::identified(quint64 orderId, const DOrderOutcome& outcome)
     }
     m_identified = true;
     if (m_outdated && !m_backend.isNull())
-        QMetaObject::invokeMethod(m_backend, "resetBackend");
+        forgetValues();
     m_outdated = false;
     tellFrame("identificationFailure", QString());
     tellFrame("identified", true);
 }
 
+// The rows begin anew, without values, so that there is no newest one.
+void PanelPage::forgetValues()
+{
+    QMetaObject::invokeMethod(m_backend, "resetBackend");
+    m_unread.clear();
+    tellFrame("valuesTime", 0.0);
+}
+
 void PanelPage::treatmentEnded(int index, const QString& commandName, const DOrderOutcome& outcome)
 {
+    const bool isOfBefore = m_leftOver;
+    m_leftOver = m_leftOver && m_backend->hasPendingTreatments();
     if (commandName == c_getRegister) {
-        m_polled = true;
-        if (outcome.ok) {
-            m_unread.remove(index);
-            tellFrame("valuesTime", static_cast<double>(QDateTime::currentMSecsSinceEpoch()));
-        } else if (isConnected()) {
-            m_unread.insert(index);
-        }
-        tellFrame("unreadValues", m_unread.size());
+        valueEnded(index, outcome.ok, isOfBefore);
         return;
     }
     const ActionFailure failure = actionFailure(commandName, outcome);
@@ -169,6 +178,19 @@ void PanelPage::treatmentEnded(int index, const QString& commandName, const DOrd
     tellFrame("failureDetail", failure.detail);
     tellFrame("failureUncertain", failure.uncertain);
     tellFrame("failureTime", QLocale().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss")));
+}
+
+// The last of what was asked for before says nothing of what cannot be read now.
+void PanelPage::valueEnded(int row, bool read, bool isOfBefore)
+{
+    m_polled = m_polled || !isOfBefore;
+    if (read) {
+        m_unread.remove(row);
+        tellFrame("valuesTime", static_cast<double>(QDateTime::currentMSecsSinceEpoch()));
+    } else if (isConnected() && !isOfBefore) {
+        m_unread.insert(row);
+    }
+    tellFrame("unreadValues", m_unread.size());
 }
 
 // A frame without a property does not care for it.

@@ -40,11 +40,16 @@ public:
     DAbstractPluginBackend* backend() const { return m_backend; }
 
     bool isConnected() const;
-    // Every value has been asked for since the controller was identified, and the answers are there.
+    // Every value has been asked for since the controller was identified, or since awaitValues(), and no
+    // answer is missing; some may have been refusals.
+    bool isAnswered() const;
+    // The same, and every value could be read.
     bool isComplete() const;
+    // Some values could not be read the last time.
+    bool hasUnreadValues() const { return !m_unread.isEmpty(); }
     // Something that the page has asked for is under way.
     bool isWaiting() const;
-    // Not complete before the values have been read once more.
+    // Not answered before the values have been read once more, from the first to the last.
     void awaitValues();
 
 private Q_SLOTS:
@@ -52,6 +57,8 @@ private Q_SLOTS:
 
 private:
     void follow();
+    void forgetValues();
+    void valueEnded(int row, bool read, bool isOfBefore);
     void connectionChanged();
     void identify();
     void identified(quint64 orderId, const DOrderOutcome& outcome);
@@ -69,5 +76,7 @@ private:
     // What the page shows of the controller is missing or of the connection before.
     bool m_outdated = false;
     bool m_polled = false;
+    // What is under way was asked for before the connection changed or awaitValues() was called.
+    bool m_leftOver = false;
     QSet<int> m_unread; // rows
 };

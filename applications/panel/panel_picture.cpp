@@ -80,11 +80,15 @@ PanelEnd takePicture(PanelWindow& window, const PanelRequest& request, QString* 
         page.awaitValues();
         // What was pressed may have cost the connection.
         const auto isSettled = [&] {
-            return request.isIdle() && !page.isWaiting() && (page.isComplete() || !page.isConnected());
+            return request.isIdle() && !page.isWaiting() && (page.isAnswered() || !page.isConnected());
         };
-        if (waitFor(isSettled, request.patience) == Waited::Quit)
+        const Waited settled = waitFor(isSettled, request.patience);
+        if (settled == Waited::Quit)
             return PanelEnd::Closed;
+        if (settled == Waited::TooLong)
+            complete = settled;
     }
+    const bool showsAll = complete == Waited::Yes && !page.hasUnreadValues();
     const QImage image = draw(window, request.patience);
     if (image.isNull()) {
         *error = QStringLiteral("the window cannot be drawn");
@@ -92,5 +96,5 @@ PanelEnd takePicture(PanelWindow& window, const PanelRequest& request, QString* 
     }
     if (!save(image, request.screenshotFile, error))
         return PanelEnd::Failed;
-    return complete == Waited::Yes ? PanelEnd::Saved : PanelEnd::SavedWithout;
+    return showsAll ? PanelEnd::Saved : PanelEnd::SavedWithout;
 }

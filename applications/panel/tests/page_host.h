@@ -11,6 +11,7 @@
 #include <QVariantMap>
 
 #include <functional>
+#include <utility>
 
 // A host with one device and its driver, and no controller: it takes down what is run and answers from
 // the event loop what the test says. "getInfo" and "getRegister" have answers of their own.
@@ -52,31 +53,45 @@ public:
     {
         const quint64 id = ++m_lastId;
         ++counts[command];
+        order.append(command);
         if (command != QLatin1String("getInfo") && command != QLatin1String("getRegister")) {
             QStringList parts{command};
             for (auto argument = arguments.cbegin(); argument != arguments.cend(); ++argument)
                 parts.append(argument.key() + '=' + argument->toString());
             actions.append(parts.join(' '));
         }
-        QMetaObject::invokeMethod(
-            this,
-            [this, id, command, arguments, guard = QPointer<QObject>(context), onEnd] {
-                if (!guard.isNull())
-                    onEnd(id, answer(command, arguments));
-            },
-            Qt::QueuedConnection);
+        const auto end = [this, id, command, arguments, guard = QPointer<QObject>(context), onEnd] {
+            if (!guard.isNull())
+                onEnd(id, answer(command, arguments));
+        };
+        if (holdsReads && command == QLatin1String("getRegister"))
+            m_held.append(end);
+        else
+            QMetaObject::invokeMethod(this, end, Qt::QueuedConnection);
         return id;
+    }
+
+    // Lets the reads end that were held, and holds no others.
+    void endHeldReads()
+    {
+        holdsReads = false;
+        const QList<std::function<void()>> held = std::exchange(m_held, {});
+        for (const std::function<void()>& end : held)
+            end();
     }
 
     PDeviceMdc device;
     PDeviceMdc driver;
     QMap<QString, int> counts; // of the runs, by command
+    QStringList order;         // of all runs, by command
     QStringList actions;       // the runs but "getInfo" and "getRegister", as in "setLock lock=1"
     QMap<QString, QVariant> values{{"direction", 0}, {"motorRun", 1}, {"currentPreset", 3}};
     // How every command but "getRegister" ends; "getInfo" tells its results when it succeeds.
     DOrderOutcome outcome{true, IMessenger::CeEcNone, QString(), {}};
     bool identifies = true;
     bool reads = true;
+    bool holdsReads = false;
+    QString model = "MDC-26";
 
 private:
     DOrderOutcome answer(const QString& command, const QVariantMap& arguments) const
@@ -95,13 +110,14 @@ private:
         return outcome;
     }
 
-    static QVariantList information()
+    QVariantList information() const
     {
-        const auto entry = [](const char* name, const char* value) {
+        const auto entry = [](const char* name, const QString& value) {
             return QVariantMap{{"id", name}, {"name", name}, {"value", value}};
         };
-        return {entry("Model", "MDC-26"), entry("Serial", "17")};
+        return {entry("Model", model), entry("Serial", "17")};
     }
 
     quint64 m_lastId = 0;
+    QList<std::function<void()>> m_held;
 };

@@ -36,6 +36,40 @@ PanelRequest requestFor(const QList<PanelDevice>& devices)
     return request;
 }
 
+// The channel's description with another "size", if it has this id.
+QJsonObject withSize(QJsonObject channel, const QString& id, int size)
+{
+    if (channel.value("id") != QJsonValue(id))
+        return channel;
+    QJsonArray entries = channel.value("value").toArray();
+    for (QJsonValueRef entry : entries) {
+        if (entry.toObject().value("id") == QJsonValue("size"))
+            entry = QJsonObject{{"id", "size"}, {"value", size}};
+    }
+    channel.insert("value", entries);
+    return channel;
+}
+
+void applyProgram(PanelWindow& window, const QString& typed)
+{
+    QQuickItem* const field = window.itemNamed("idInputProgram");
+    field->setProperty("text", QString());
+    window.press(*field);
+    for (const QChar character : typed)
+        QTest::keyClick(&window, character.toLatin1());
+    window.press(*window.itemNamed("idButtonApply"));
+}
+
+// As in "6002 = 5".
+QStringList writeTexts(const SimulatedController& controller)
+{
+    QStringList texts;
+    const QList<ControllerWrite> writes = controller.writes();
+    for (const ControllerWrite& write : writes)
+        texts.append(write.toText().section(": ", 1));
+    return texts;
+}
+
 // The fixture's controller and its page, shown and complete.
 class Bench
 {
@@ -59,22 +93,10 @@ public:
         const QQuickItem* const item = window->itemNamed(ending);
         return item == nullptr ? QString("no such item") : item->property("text").toString();
     }
-    void applyProgram(const QString& typed)
-    {
-        QQuickItem* const field = window->itemNamed("idInputProgram");
-        field->setProperty("text", QString());
-        window->press(*field);
-        for (const QChar character : typed)
-            QTest::keyClick(window.get(), character.toLatin1());
-        press("idButtonApply");
-    }
-    // The writes since the last call, as in "6002 = 5".
+    // Those since the last call.
     QStringList takeWrites()
     {
-        QStringList texts;
-        const QList<ControllerWrite> writes = controller().writes();
-        for (const ControllerWrite& write : writes)
-            texts.append(write.toText().section(": ", 1));
+        const QStringList texts = writeTexts(controller());
         controller().clearWrites();
         return texts;
     }
@@ -141,6 +163,8 @@ private Q_SLOTS:
     void initTestCase();
     void actionsReachTheRegisters_data();
     void actionsReachTheRegisters();
+    void typedPrograms_data();
+    void typedPrograms();
     void refusedAndUncertain();
     void everyGenerationIsReadRight_data();
     void everyGenerationIsReadRight();
@@ -182,7 +206,7 @@ void TestPanelChain::actionsReachTheRegisters()
     };
     QCOMPARE(bench.takeWrites(), QStringList());
 
-    bench.applyProgram("7");
+    applyProgram(*bench.window, "7");
     QTRY_COMPARE(bench.controller().currentPreset(), quint16(7));
     QTRY_COMPARE(bench.text("idChannelItem_2.idChannelRow.idChannelValue.idFrameChannelText.idChannelText"),
                  QString("7"));
@@ -204,14 +228,85 @@ void TestPanelChain::actionsReachTheRegisters()
     QTRY_VERIFY(!bench.page().isWaiting());
     QCOMPARE(bench.takeWrites(), write(4, 0));
     QCOMPARE(bench.text("idFailure.idTitle"), QString("no such item"));
+}
 
-    // What is no program is not sent.
-    for (const char* const typed : {"0", "", "abc", "-"}) {
-        bench.applyProgram(typed);
-        QTRY_VERIFY(!bench.page().isWaiting());
-        QCOMPARE(bench.takeWrites(), QStringList());
-    }
-    QCOMPARE(bench.controller().currentPreset(), quint16(7));
+void TestPanelChain::typedPrograms_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QStringList>("writes");
+    QTest::addColumn<int>("program");
+    QTest::newRow("1") << "1"
+                       << "1" << QStringList("6002 = 1") << 1;
+    QTest::newRow("255") << "255"
+                         << "255" << QStringList("6002 = 255") << 255;
+    QTest::newRow("the controller has one less")
+        << "256"
+        << "256" << QStringList("6002 = 256: refused with exception 3") << 7;
+    QTest::newRow("0") << "0"
+                       << "0" << QStringList() << 7;
+    // The sign cannot be typed.
+    QTest::newRow("negative") << "-3"
+                              << "3" << QStringList("6002 = 3") << 3;
+    QTest::newRow("only a sign") << "-"
+                                 << "" << QStringList() << 7;
+    QTest::newRow("text") << "abc"
+                          << "" << QStringList() << 7;
+    QTest::newRow("empty") << ""
+                           << "" << QStringList() << 7;
+}
+
+// On a controller with 255 programs of 4 registers, the seventh of which is chosen.
+void TestPanelChain::typedPrograms()
+{
+    QFETCH(QString, typed);
+    QFETCH(QStringList, writes);
+    QFETCH(int, program);
+    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    QVERIFY(loaded.errors.isEmpty());
+    QJsonObject root = loaded.configuration;
+    QJsonArray objects = root.value("objects").toArray();
+    QJsonObject driver = objects.at(0).toObject();
+    QJsonObject device = objects.at(1).toObject();
+    QJsonObject configuration = device.value("configuration").toObject();
+    QJsonArray channels = configuration.value("channels").toArray();
+    for (QJsonValueRef channel : channels)
+        channel = withSize(withSize(channel.toObject(), "presetsV2", 255), "currentPresetV2", 4);
+    configuration.insert("channels", channels);
+    Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+    QVERIFY(simulator.listenTcp());
+    simulator.controller().setValue("currentPreset", 7);
+    driver.insert("configuration",
+                  QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
+    device.insert("configuration", configuration);
+    device.insert("reference", simulator.controller().profile().reference);
+    root.insert("objects", QJsonArray{driver, device});
+    DHost host;
+    host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
+    QCOMPARE(host.configure(root), QStringList());
+    const DAbstractPlugin* const plugin = host.findObject("mdc");
+    QVERIFY(plugin != nullptr);
+    PanelWindow window(requestFor({panelDevice(*plugin, simulator.controller().profile().reference)}));
+    QCOMPARE(window.error(), QString());
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    const PanelPage& page = *window.pages().front();
+    QTRY_VERIFY(page.isComplete());
+
+    applyProgram(window, typed);
+    QTEST(window.itemNamed("idInputProgram")->property("text").toString(), "shown");
+    // The lock goes after whatever the field has sent.
+    window.press(*window.itemNamed("idButtonLock"));
+    writes.append("6004 = 1");
+    QTRY_COMPARE(writeTexts(simulator.controller()), writes);
+    QTRY_VERIFY(page.isComplete());
+    QCOMPARE(simulator.controller().currentPreset(), quint16(program));
+    QCOMPARE(window.itemNamed("idFailure.idTitle") != nullptr, typed == "256");
+    QTRY_COMPARE(
+        window.itemNamed("idChannelItem_2.idChannelRow.idChannelValue.idFrameChannelText.idChannelText")
+            ->property("text")
+            .toString(),
+        QString::number(program));
 }
 
 void TestPanelChain::refusedAndUncertain()
@@ -219,7 +314,7 @@ void TestPanelChain::refusedAndUncertain()
     Bench bench;
     QVERIFY2(bench.start("mdc32-gen2"), qPrintable(bench.fixture.error()));
     // The controller has 50 programs.
-    bench.applyProgram("255");
+    applyProgram(*bench.window, "255");
     QTRY_VERIFY(bench.text("idFailure.idTitle").endsWith("panel_failure_failed"));
     QCOMPARE(bench.text("idFailure.idText"), QString("panel_reason_refused"));
     QCOMPARE(bench.controller().currentPreset(), quint16(1));
@@ -350,6 +445,12 @@ void TestPanelChain::pictures_data()
                              << QSize(600, 800) << 0;
     QTest::newRow("link lost") << QStringList{"--press", "idButtonLock", "--fault", "restart=60000/0x06"}
                                << QSize(600, 800) << 0;
+    QTest::newRow("no value can be read")
+        << QStringList{"--fault", "exception=2/0x03"} << QSize(600, 800) << 5;
+    QTest::newRow("nor after a press")
+        << QStringList{"--fault", "exception=2/0x03", "--press", "idButtonLock"} << QSize(600, 800) << 5;
+    QTest::newRow("one value could not be read at first")
+        << QStringList{"--fault", "exception=2@once/0x03"} << QSize(600, 800) << 0;
 }
 
 void TestPanelChain::pictures()
@@ -363,6 +464,7 @@ void TestPanelChain::pictures()
     const QImage image(path);
     QCOMPARE(image.size(), size);
     QVERIFY2(colours(image) > 50, qPrintable(ended.output));
+    QCOMPARE(ended.output.contains("without all its values"), ended.exitCode == 5);
     if (!arguments.contains("--fault"))
         QCOMPARE(ended.output, QString());
 }

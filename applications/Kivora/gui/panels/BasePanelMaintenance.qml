@@ -54,11 +54,8 @@ Item {
         return qsTrId("panel_age_hours").replace("%1", Math.floor(seconds / 3600))
     }
 
-    // The items whose children are followed.
-    readonly property var followed: new WeakSet()
-
-    // A page gives its plain texts no colour, for it does not know what it stands on, and its fields no
-    // name of their own. Colours that a page has chosen stay. Rows that come later are adopted as well.
+    // A page gives its plain texts no colour, for it does not know what it stands on, and its fields and
+    // lamps no name of their own. Colours that a page has chosen stay. Rows that come later are adopted as well.
     function adopt(item) {
         if (item instanceof Text || item instanceof TextInput) {
             if (Qt.colorEqual(item.color, "#000000"))
@@ -74,17 +71,25 @@ Item {
             item.Accessible.role = Accessible.EditableText
             item.Accessible.name = labelBeside(item)
         }
-        if (!followed.has(item)) {
-            followed.add(item)
-            // Children leave as well, some of them when the panel has gone.
-            item.childrenChanged.connect(function() { if (panel) panel.adoptChildren(item) })
-        }
-        adoptChildren(item)
-    }
-
-    function adoptChildren(item) {
+        if (item instanceof UiLedIndicator)
+            item.label = Qt.binding(function() { return panel ? panel.labelBeside(item) : "" })
+        // Once, however often it is adopted. Qt's WeakSet of items, which would tell, does not outlive
+        // the collection of garbage.
+        item.childrenChanged.disconnect(panel.adoptLater)
+        item.childrenChanged.connect(panel.adoptLater)
         for (let i = 0; i < item.children.length; ++i)
             adopt(item.children[i])
+    }
+
+    // Rows come with many children, and leave with them, some of them when the panel has gone.
+    function adoptLater() {
+        if (panel)
+            Qt.callLater(panel.adoptContent)
+    }
+
+    function adoptContent() {
+        if (contentItem)
+            adopt(contentItem)
     }
 
     // The first label of the smallest group around an item that has one.
@@ -132,7 +137,7 @@ Item {
     onContentItemChanged: {
         if (contentItem) {
             contentItem.parent = holder
-            adopt(contentItem)
+            adoptContent()
         }
     }
 
@@ -321,12 +326,15 @@ Item {
                 enabled: panel.usable
                 opacity: panel.usable ? 1 : 0.6
 
+                // Lies on the field, so that it goes and grows with it.
                 Rectangle {
-                    id: focusFrame
-                    readonly property Item field: panel.Window.activeFocusItem instanceof TextInput
-                                                  ? panel.Window.activeFocusItem : null
-                    z: 1
-                    visible: field !== null && isWithin(field)
+                    objectName: panel.objectName + ".idFocusFrame"
+                    readonly property Item focusItem: panel.Window.activeFocusItem
+                    readonly property Item field: focusItem instanceof TextInput && isWithin(focusItem)
+                                                  ? focusItem : null
+                    parent: field ? field : holder
+                    anchors.fill: parent
+                    visible: field !== null
                     color: "transparent"
                     radius: 3
                     border.color: Style.accentColor
@@ -336,16 +344,6 @@ Item {
                         while (item && item !== holder)
                             item = item.parent
                         return item === holder
-                    }
-
-                    onVisibleChanged: {
-                        if (!visible)
-                            return
-                        const place = field.mapToItem(holder, 0, 0)
-                        x = place.x
-                        y = place.y
-                        width = field.width
-                        height = field.height
                     }
                 }
             }

@@ -6,6 +6,8 @@ Item {
     id: indicator
 
     property color statusColor: Style.toolStatusInactive
+    // What is on or off, for readers of the screen; the frame takes it from the label beside the lamp.
+    property string label
     readonly property bool lit: statusColor != Style.toolStatusInactive
 
     implicitWidth: Style.baseHeight * 4
@@ -16,7 +18,8 @@ Item {
     readonly property string onText: qsTrId("panel_indicator_on")
     //% "off"
     readonly property string offText: qsTrId("panel_indicator_off")
-    Accessible.name: lit ? onText : offText
+    readonly property string stateText: lit ? onText : offText
+    Accessible.name: label === "" ? stateText : label + ", " + stateText
 
     Rectangle {
         id: lamp
