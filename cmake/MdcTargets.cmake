@@ -28,8 +28,9 @@ if(MDC_FUZZ)
     target_link_options(mdc_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# With MDC_PRECOMPILE all targets share Qt's headers in a compiled form. Only for builds that others
-# check: a file that forgets an include compiles all the same.
+# With MDC_PRECOMPILE all targets, or those that only test and measure, share Qt's headers in a compiled
+# form. What is shipped is built without it at least once: a file that forgets an include compiles with it
+# all the same.
 if(MDC_PRECOMPILE)
     file(WRITE ${PROJECT_BINARY_DIR}/precompiled.cpp "")
     add_library(mdc_precompiled STATIC ${PROJECT_BINARY_DIR}/precompiled.cpp)
@@ -39,7 +40,8 @@ if(MDC_PRECOMPILE)
 endif()
 
 function(mdc_use_precompiled name)
-    if(MDC_PRECOMPILE)
+    if(MDC_PRECOMPILE STREQUAL "all" OR (MDC_PRECOMPILE STREQUAL "tests" AND
+            (name MATCHES "^tst_" OR CMAKE_CURRENT_SOURCE_DIR MATCHES "/(tests|benchmarks|fuzz)(/|$)")))
         target_precompile_headers(${name} REUSE_FROM mdc_precompiled)
     endif()
 endfunction()
