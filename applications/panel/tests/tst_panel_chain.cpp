@@ -96,7 +96,7 @@ public:
     // Those since the last call.
     QStringList takeWrites()
     {
-        const QStringList texts = writeTexts(controller());
+        QStringList texts = writeTexts(controller());
         controller().clearWrites();
         return texts;
     }
