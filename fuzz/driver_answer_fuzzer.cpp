@@ -72,7 +72,7 @@ std::optional<ModbusRequest> requestOf(const std::uint8_t* data)
 // The answer of a controller that does what it is asked, the values taken from `source`.
 QByteArray goodAnswer(const ModbusRequest& request, const QByteArray& source)
 {
-    const QByteArray sent = request.pdu();
+    QByteArray sent = request.pdu();
     if (request.function == ModbusRequest::WriteMultipleRegisters)
         return sent.left(5);
     if (request.isWrite())

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks formatting and code, builds with warnings as errors and runs all
 # tests: the release, as the demo runs it, then under AddressSanitizer and UndefinedBehaviorSanitizer.
+# At last the fuzzers look for something new for some seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -31,3 +32,6 @@ cmake --build --preset asan
 
 step "tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 ctest --preset asan
+
+step "fuzzing, some seconds each"
+scripts/fuzz.sh 5

@@ -46,6 +46,6 @@ void PageReader::treatmentEnd(int index, bool ok)
 {
     if (!m_open.remove(index))
         Q_EMIT broken(QStringLiteral("the page's reading %1 has ended more than once").arg(index));
-    if (ok)
-        Q_EMIT succeeded();
+    if (!ok)
+        Q_EMIT failed();
 }

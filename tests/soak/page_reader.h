@@ -26,7 +26,7 @@ public:
 Q_SIGNALS:
     // Before the channels are asked for; whoever knows their values tells them with noteValue().
     void refreshing();
-    void succeeded();
+    void failed();
     void broken(const QString& what);
 
 private:

@@ -31,7 +31,8 @@ constexpr int c_tighteningInterval = 120;
 // A restore is 40 registers of 3 s each at the worst, everything else is less.
 constexpr qint64 c_orderLimit = 130000;
 constexpr qint64 c_recoveryLimit = 30000;
-// What a late answer or a line that is drained may still spoil after an order has succeeded.
+// After a fault, what has waited for the line meanwhile may be sent with next to no time left, get no
+// answer and take the link down again; so a failure in this time is no surprise, and prolongs it.
 constexpr qint64 c_aftermath = 5000;
 constexpr int c_changedRegisters = 5;
 // While the link is down orders fail at once: somebody who tried again at once would do nothing else.
@@ -105,10 +106,15 @@ void SoakLane::start(DHost& host)
     connect(&host, &DHost::orderUpdated, this, &SoakLane::orderUpdate);
     connect(&host, &DHost::orderFinished, this, &SoakLane::orderEnd);
     connect(&host, &DHost::instructionFinished, this, &SoakLane::instructionEnd);
+    connect(&host, &DHost::orderFailureReported, this, [this](quint64 id) {
+        if (m_open.contains(id))
+            noteFailure(false);
+    });
 
     SimulatedController& controller = m_simulator->controller();
     m_page = std::make_unique<PageReader>(m_device.toString(), c_channels);
     connect(m_page.get(), &PageReader::broken, this, &SoakLane::fail);
+    connect(m_page.get(), &PageReader::failed, this, [this] { noteFailure(false); });
     connect(m_page.get(), &PageReader::refreshing, this, [this, &controller] {
         for (const QString& channel : c_channels)
             m_page->noteValue(channel, controller.value(channel).value_or(0));
@@ -328,8 +334,10 @@ void SoakLane::orderEnd(quint64 id, const DOrderOutcome& outcome)
     const Order order = m_open.take(id);
     meetFaults();
     ++m_counts.orders;
-    if (!outcome.ok)
+    if (!outcome.ok) {
         ++m_counts.failed;
+        noteFailure(order.disturbed);
+    }
     if (outcome.ok != (outcome.errorCode == IMessenger::CeEcNone))
         fail(QStringLiteral("\"%1\" ended with an outcome that contradicts itself").arg(order.command));
 
@@ -436,6 +444,10 @@ void SoakLane::checkRestore(const DOrderOutcome& outcome)
 void SoakLane::meetFaults()
 {
     FaultPlan& plan = m_simulator->faults();
+    if (plan.hitCount() != m_hitsSeen) {
+        m_hitsSeen = plan.hitCount();
+        m_quiet.start();
+    }
     if (m_faultAdded && !m_hitOpen && plan.hitCount() > m_hitsBefore) {
         ++m_counts.faults;
         m_hitOpen = plan.hitCount();
@@ -459,6 +471,7 @@ void SoakLane::recovered(qint64 hitsAtStart)
     if (!m_hitOpen || hitsAtStart < *m_hitOpen || m_simulator->faults().isRefusing())
         return;
     m_hitOpen.reset();
+    m_quiet.start();
     ++m_counts.survived;
     m_simulator->faults().clear();
     m_faultAdded = false;
@@ -468,7 +481,14 @@ void SoakLane::recovered(qint64 hitsAtStart)
 
 bool SoakLane::isDisturbed() const
 {
-    return m_hitOpen || (m_sinceHit.isValid() && m_sinceHit.elapsed() < c_aftermath);
+    return m_hitOpen || m_simulator->faults().hitCount() != m_hitsSeen ||
+           (m_quiet.isValid() && m_quiet.elapsed() < c_aftermath);
+}
+
+void SoakLane::noteFailure(bool wasDisturbed)
+{
+    if (wasDisturbed || isDisturbed())
+        m_quiet.start();
 }
 
 void SoakLane::fail(const QString& what)

@@ -97,6 +97,8 @@ private:
     void meetFaults();
     void recovered(qint64 hitsAtStart);
     bool isDisturbed() const;
+    // Of an order, a reading of the page or a listener's poll.
+    void noteFailure(bool wasDisturbed);
     void fail(const QString& what);
 
     QVector<quint16> registers() const;
@@ -131,5 +133,7 @@ private:
     qint64 m_hitsBefore = 0;         // when it was added
     std::optional<qint64> m_hitOpen; // hit count of the fault that nothing has survived yet
     QElapsedTimer m_sinceHit;
+    QElapsedTimer m_quiet; // since the last fault, its end, or a failure that may come of it
+    qint64 m_hitsSeen = FaultPlan::c_maximumHits;
     bool m_stopping = false;
 };

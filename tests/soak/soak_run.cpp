@@ -33,7 +33,7 @@ QJsonObject deviceConfiguration(const QJsonObject& configuration)
 {
     const QJsonArray objects = configuration.value(QLatin1String("objects")).toArray();
     for (const QJsonValue& object : objects) {
-        const QJsonObject own = object.toObject().value(QLatin1String("configuration")).toObject();
+        QJsonObject own = object.toObject().value(QLatin1String("configuration")).toObject();
         if (own.contains(QLatin1String("channels")))
             return own;
     }
