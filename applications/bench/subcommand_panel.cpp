@@ -60,7 +60,7 @@ ExitCode runPanel(const BenchOptions& options, Console& console, Interrupt& inte
         return ExitCode::Done;
     case PanelEnd::SavedWithout:
         console.error(QStringLiteral("the picture shows a page without all its values: the controller "
-                                     "could not be reached or did not answer"));
+                                     "could not be reached, did not answer, or did not give all values"));
         return ExitCode::NotConnected;
     case PanelEnd::Failed:
         console.error(error);
