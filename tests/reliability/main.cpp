@@ -51,6 +51,7 @@ int main(int argc, char* argv[])
     addTcpRows(table);
     addRtuRows(table);
     addFilesRows(table);
+    addLifetimeRows(table);
 
     RowOptions options;
     options.full = parser.isSet("full");

@@ -37,3 +37,4 @@ private:
 void addTcpRows(RowTable& table);
 void addRtuRows(RowTable& table);
 void addFilesRows(RowTable& table);
+void addLifetimeRows(RowTable& table);
