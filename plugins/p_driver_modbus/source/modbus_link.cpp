@@ -21,6 +21,7 @@ namespace {
 // The client's own timer is out of use: it repeats requests and does not fire on half an answer.
 constexpr int c_noClientTimeout = 24 * 60 * 60 * 1000;
 constexpr int c_graceTime = 250;
+constexpr int c_timeToTell = 20;
 constexpr int c_firstPause = 250;
 constexpr int c_longestPause = 5000;
 // A connection that stood this long was a good one, whatever ended it.
@@ -241,7 +242,12 @@ void ModbusLink::discardClient()
     m_client->disconnect(this);
     if (m_client->device() != nullptr)
         m_client->device()->disconnect(this);
-    m_client->deleteLater();
+    // To close a port and to open it again may take long: pending output, a lock file on a slow disk. What
+    // has been decided is told first, and everything that its callers have queued for it is done.
+    if (isRtu() && !m_ended.empty())
+        QTimer::singleShot(c_timeToTell, m_client, &QObject::deleteLater);
+    else
+        m_client->deleteLater();
     m_dyingClient = m_client;
     m_client = nullptr;
 }

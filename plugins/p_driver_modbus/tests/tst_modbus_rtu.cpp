@@ -2,12 +2,15 @@
 #include "plugins/p_driver_modbus/tests/fake_order.h"
 #include "plugins/p_driver_modbus/tests/serial_peer.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QTimer>
 #include <QtTest>
 
+#include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <memory>
 
 // The driver instance over a pseudo-terminal.
@@ -26,6 +29,7 @@ private Q_SLOTS:
     void lateAnswerIsNotTheNextOnes();
     void lateAnswerBeyondASecond();
     void lateAnswerInPieces();
+    void outcomeIsToldBeforeThePortIsClosed();
     void requestWhileTheLineIsDrained();
     void silenceAndReturn();
     void unplugged();
@@ -310,6 +314,48 @@ void TestModbusRtu::lateAnswerInPieces()
     QTRY_VERIFY(next->ended());
     QVERIFY2(next->ok, qPrintable(next->message));
     QCOMPARE(next->values(), QVariantList{200});
+}
+
+// To close and to open a port may take long: pending output, a lock file on a slow disk. Nobody's deadline
+// is to wait for that, the host's queued steps from the driver's outcome to the order's end included.
+void TestModbusRtu::outcomeIsToldBeforeThePortIsClosed()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    const QString terminal = QFileInfo(peer.device).canonicalFilePath();
+    const auto users = [&terminal] {
+        const QFileInfoList files =
+            QDir("/proc/self/fd").entryInfoList(QDir::System | QDir::Files | QDir::NoDotAndDotDot);
+        return std::count_if(files.cbegin(), files.cend(),
+                             [&terminal](const QFileInfo& file) { return file.symLinkTarget() == terminal; });
+    };
+    const auto connections = [&bench] {
+        return bench.driver.getProperty("statistics", nullptr).toMap().value("connections").toInt();
+    };
+    const auto usersBefore = users();
+    const int connectionsBefore = connections();
+    peer.fault = SerialPeer::NoAnswer;
+    peer.faultsLeft = 1;
+    const std::unique_ptr<FakeOrder> order = bench.run("read", readArguments(1));
+    constexpr int c_steps = 5;
+    int steps = 0;
+    auto usersThen = usersBefore;
+    int connectionsThen = 0;
+    std::function<void()> step = [&] {
+        usersThen = users();
+        connectionsThen = connections();
+        if (++steps < c_steps)
+            QMetaObject::invokeMethod(&peer, step, Qt::QueuedConnection);
+    };
+    connect(order.get(), &FakeOrder::orderEnded, &peer, [&step] { step(); });
+    QTRY_COMPARE(steps, c_steps);
+    QCOMPARE(usersThen, usersBefore);
+    QCOMPARE(connectionsThen, connectionsBefore);
+    // And it is closed and opened afterwards.
+    QTRY_VERIFY(bench.isConnected());
+    QCOMPARE(connections(), connectionsBefore + 1);
 }
 
 void TestModbusRtu::requestWhileTheLineIsDrained()
