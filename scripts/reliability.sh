@@ -31,7 +31,7 @@ expected and what was seen. In every row hold, besides that:
 | | promise | how it is checked |
 |---|---|---|
 | A | each order and each instruction ends exactly once | the ends of each are counted; nothing runs when the row is over |
-| B | within its deadline plus 5 % | the time of each order; what the machine was too busy for the process (told by the kernel and by a witness thread) is taken off |
+| B | within its deadline plus 5 % | the time of each order; what the machine was too busy for the process (told by the kernel and by a witness thread) is taken off; a row that was only late is run again when the kernel says that the machine is overloaded, and says so |
 | C | never a wrong value reported as good, never a write reported as done that was not acknowledged, none sent twice | each value is compared with what the controller holds; its write requests are counted |
 | D | the next good command works, or the link is reported down and recovers by itself | a good command after each fault, on a link that says it is up |
 | E | no crash, leak, spinning core or growing queue | a process per row; objects of Qt and open descriptors as before the faults; processor time of every wait; memory in the second half of a long row; the rows run under AddressSanitizer as well |

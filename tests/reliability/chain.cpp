@@ -104,6 +104,7 @@ quint64 Chain::place(const Order& order)
     record.order = order;
     record.processorAtStart = processorTime();
     record.waitedAtStart = waitedForProcessor();
+    record.pagesAtStart = pagesWaitedFor();
     record.clock.start();
     m_writeOrders += order.command.startsWith(QLatin1String("set")) ? 1 : 0;
     const quint64 id =
@@ -196,8 +197,10 @@ void Chain::onFinished(quint64 id, const DOrderOutcome& outcome)
         return;
     record->after = static_cast<double>(record->clock.nsecsElapsed()) / 1e6;
     record->processor = processorTime() - record->processorAtStart;
-    record->disturbed =
-        waitedForProcessor() - record->waitedAtStart + stallWitness().longestStall(record->after);
+    const double waited = waitedForProcessor() - record->waitedAtStart;
+    const double late = std::max(0.0, record->after - record->order.timeout);
+    record->disturbed = waited + stallWitness().stalled(record->after);
+    record->disturbedAtEnd = waited + stallWitness().stalled(late);
     record->outcome = outcome;
     record->ended = true;
 }
@@ -233,12 +236,16 @@ void Chain::judge(const Record& record)
 {
     const QString& command = record.order.command;
     // What the machine was busy with elsewhere is nobody's fault here.
-    const double allowed = record.order.timeout * c_grace + record.disturbed;
-    m_report.check('B', record.after <= allowed,
-                   QStringLiteral("%1 ended after %2 ms of %3 ms")
-                       .arg(command)
-                       .arg(record.after, 0, 'f', 1)
-                       .arg(record.order.timeout));
+    const double allowed = record.order.timeout * c_grace + record.disturbedAtEnd;
+    m_report.check(
+        'B', record.after <= allowed,
+        QStringLiteral("%1 ended after %2 ms of %3 ms; the machine was late by %4 ms, %5 pages were "
+                       "waited for")
+            .arg(command)
+            .arg(record.after, 0, 'f', 1)
+            .arg(record.order.timeout)
+            .arg(record.disturbedAtEnd, 0, 'f', 1)
+            .arg(pagesWaitedFor() - record.pagesAtStart));
     if (record.after >= c_shortestMeasuredWait) {
         const double share = record.processor / record.after;
         m_report.check('E', record.processor <= c_processorShare * record.after + c_processorOfAnOrder,

@@ -88,9 +88,11 @@ private:
         QElapsedTimer clock;
         double processorAtStart = 0;
         double waitedAtStart = 0;
+        qint64 pagesAtStart = 0;
         double after = 0;
         double processor = 0;
         double disturbed = 0;
+        double disturbedAtEnd = 0; // since the deadline
         bool ended = false;
         DOrderOutcome outcome;
         int instructionEnds = 0;

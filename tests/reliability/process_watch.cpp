@@ -5,6 +5,7 @@
 #include <QList>
 
 #include <algorithm>
+#include <numeric>
 
 #include <malloc.h>
 #include <sys/resource.h>
@@ -62,6 +63,13 @@ double processorTime()
     return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
 }
 
+qint64 pagesWaitedFor()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_majflt;
+}
+
 double waitedForProcessor()
 {
     QFile file(QStringLiteral("/proc/thread-self/schedstat"));
@@ -69,6 +77,17 @@ double waitedForProcessor()
         return 0;
     // Nanoseconds on a processor, nanoseconds waiting for one, turns.
     return file.readAll().split(' ').value(1).toDouble() / 1e6;
+}
+
+bool machineIsOverloaded()
+{
+    constexpr double c_percent = 50;
+    QFile file(QStringLiteral("/proc/pressure/cpu"));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    // "some avg10=1.23 avg60=…"
+    return file.readLine().split(' ').value(1).mid(static_cast<int>(qstrlen("avg10="))).toDouble() >
+           c_percent;
 }
 
 StallWitness::StallWitness()
@@ -83,15 +102,29 @@ StallWitness::~StallWitness()
 
 double StallWitness::longestStall(double milliseconds) const
 {
-    const auto since = Clock::now() - std::chrono::duration<double, std::milli>(milliseconds);
+    const std::vector<double> stalls = stallsIn(milliseconds);
+    return *std::max_element(stalls.cbegin(), stalls.cend());
+}
+
+double StallWitness::stalled(double milliseconds) const
+{
+    const std::vector<double> stalls = stallsIn(milliseconds);
+    return std::accumulate(stalls.cbegin(), stalls.cend(), 0.0);
+}
+
+// Never empty: the last one is what the thread is late by right now.
+std::vector<double> StallWitness::stallsIn(double milliseconds) const
+{
+    std::vector<double> stalls;
     const std::lock_guard<std::mutex> lock(m_mutex);
-    double longest =
-        std::max(0.0, std::chrono::duration<double, std::milli>(Clock::now() - m_planned).count());
+    const auto now = Clock::now();
+    const auto since = now - std::chrono::duration<double, std::milli>(milliseconds);
     for (const Stall& stall : m_stalls) {
         if (stall.end >= since)
-            longest = std::max(longest, stall.milliseconds);
+            stalls.push_back(stall.milliseconds);
     }
-    return longest;
+    stalls.push_back(std::max(0.0, std::chrono::duration<double, std::milli>(now - m_planned).count()));
+    return stalls;
 }
 
 void StallWitness::watch()

@@ -1,6 +1,7 @@
 #include "tests/reliability/row_runner.h"
 
 #include "tests/reliability/event_wait.h"
+#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_table.h"
 
 #include <QCoreApplication>
@@ -73,16 +74,33 @@ QString verdict(const RowResult& result)
                            : QStringLiteral(" **broken** ") + result.broken.join(QLatin1String("; "));
 }
 
+// Nothing but times, and what a row expects of times, was not held.
+bool isOnlyLate(const RowReport& report)
+{
+    const QStringList& broken = report.brokenTexts();
+    return !broken.isEmpty() && std::all_of(broken.cbegin(), broken.cend(), [](const QString& text) {
+        return text.startsWith(QLatin1Char('B')) || text.startsWith(QLatin1Char('X'));
+    });
+}
+
 } // namespace
 
 int runRow(const Row& row, RowOptions options)
 {
-    RowReport report(options);
+    constexpr int c_mostRuns = 3;
     QElapsedTimer clock;
     clock.start();
-    row.run(report);
+    RowReport report(options);
+    int runs = 0;
+    do {
+        report = RowReport(options);
+        row.run(report);
+        ++runs;
+    } while (runs < c_mostRuns && isOnlyLate(report) && machineIsOverloaded());
     for (const QString& text : report.seenTexts())
         print(c_seen + text);
+    if (runs > 1)
+        print(c_seen + QStringLiteral("seen on run %1: the machine was overloaded").arg(runs));
     for (const QString& text : report.brokenTexts())
         print(c_broken + text);
     print(c_took + QStringLiteral("%1 ms").arg(clock.elapsed()));

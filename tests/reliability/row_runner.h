@@ -18,7 +18,9 @@ struct RowResult
 };
 
 // Runs one row in this process and prints what was seen: lines that begin with "seen", "broken" or
-// "took". Returns the exit code: 0 when all promises held.
+// "took". Returns the exit code: 0 when all promises held. On a machine that is overloaded a row that
+// was only late is run again, at most twice: a pseudo-terminal's bytes, for one, wait for the kernel's own
+// threads, which no figure of this process tells.
 int runRow(const Row& row, RowOptions options);
 
 // Runs every row in a process of its own, at most `jobs` at once, each within an outer bound.

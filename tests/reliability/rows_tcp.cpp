@@ -221,9 +221,11 @@ void runFault(RowReport& report, const TcpFault& fault)
     QStringList writeCodes;
     Span times;
     Span recoveries;
-    for (const Order& order : everyKind()) {
+    for (Order order : everyKind()) {
         if (!fault.hitsIdentification && order.command == QLatin1String("getInfo"))
             continue;
+        if (fault.when == When::Whenever)
+            order.timeout = 5 * c_deadline;
         const IMessenger::EnErrorCode wanted = isWrite(order) ? fault.writes : fault.reads;
         bench.chain.answersAreGood = wanted == IMessenger::CeEcNone;
         bench.peer.setFault(fault.kind);
