@@ -51,7 +51,9 @@ int main(int argc, char* argv[])
     addTcpRows(table);
     addRtuRows(table);
     addFilesRows(table);
+    addInputRows(table);
     addLifetimeRows(table);
+    addLoadRows(table);
 
     RowOptions options;
     options.full = parser.isSet("full");

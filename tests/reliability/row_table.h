@@ -37,4 +37,6 @@ private:
 void addTcpRows(RowTable& table);
 void addRtuRows(RowTable& table);
 void addFilesRows(RowTable& table);
+void addInputRows(RowTable& table);
 void addLifetimeRows(RowTable& table);
+void addLoadRows(RowTable& table);

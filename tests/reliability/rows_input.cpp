@@ -1,0 +1,317 @@
+#include "plugins/p_driver_modbus/tests/scripted_peer.h"
+#include "tests/reliability/event_wait.h"
+#include "tests/reliability/row_report.h"
+#include "tests/reliability/row_table.h"
+#include "tests/reliability/simulated_bench.h"
+
+#include "applications/simulator/controller_profile.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QJsonArray>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include <limits>
+
+namespace {
+
+const QString c_group = QStringLiteral("Input");
+constexpr int c_orderTime = 2000;
+constexpr quint8 c_readHolding = 0x03;
+constexpr quint8 c_writeSingle = 0x06;
+constexpr quint8 c_identify = 0x11;
+constexpr int c_longestRead = 125;
+// The command that makes a stored program, the one of these registers.
+constexpr int c_triggerFirst = 561;
+constexpr int c_triggerLast = 600;
+const QString c_writesPrograms = QStringLiteral("SetTriggerProgram");
+
+// What a device of generation 2 may ask for, by its configuration.
+class RegisterMap
+{
+public:
+    explicit RegisterMap(const QJsonObject& root)
+    {
+        const QJsonObject device = root.value(QStringLiteral("objects")).toArray().at(1).toObject();
+        const QJsonArray channels = device.value(QStringLiteral("configuration"))
+                                        .toObject()
+                                        .value(QStringLiteral("channels"))
+                                        .toArray();
+        for (const QJsonValue& channel : channels) {
+            int address = -1;
+            int size = 1;
+            bool isWritten = false;
+            const QJsonArray entries = channel.toObject().value(QStringLiteral("value")).toArray();
+            for (const QJsonValue& value : entries) {
+                const QJsonObject entry = value.toObject();
+                const QString id = entry.value(QStringLiteral("id")).toString();
+                if (id == QLatin1String("register"))
+                    address = entry.value(QStringLiteral("value")).toInt();
+                else if (id == QLatin1String("size"))
+                    size = entry.value(QStringLiteral("value")).toInt();
+                isWritten = isWritten || id == QLatin1String("writeRegisterType");
+            }
+            for (int i = 0; address >= 0 && i < size; ++i)
+                (isWritten ? m_written : m_read).insert(address + i);
+        }
+        for (int i = 1; i <= SimulatedBench::c_registers; ++i)
+            m_read.insert(i);
+    }
+
+    // Nothing when the request (unit and protocol data unit) is one that the configuration allows.
+    QString objection(const QByteArray& request, const QString& command) const
+    {
+        const auto function = static_cast<quint8>(request.at(1));
+        if (request.at(0) != 1)
+            return QStringLiteral("another unit");
+        if (function == c_identify)
+            return request.size() == 2 ? QString() : QStringLiteral("an identification with data");
+        if ((function != c_readHolding && function != c_writeSingle) || request.size() != 6)
+            return QStringLiteral("another function");
+        const int address = word(request, 2);
+        if (function == c_writeSingle)
+            return m_written.contains(address) || (isOfTriggerProgram(address) && command == c_writesPrograms)
+                       ? QString()
+                       : QStringLiteral("a register that is not written");
+        const int count = word(request, 4);
+        if (count < 1 || count > c_longestRead)
+            return QStringLiteral("a size of %1").arg(count);
+        for (int i = 0; i < count; ++i) {
+            if (!m_read.contains(address + i))
+                return QStringLiteral("a register that is not read");
+        }
+        return {};
+    }
+
+    static bool isOfTriggerProgram(int address)
+    {
+        return address >= c_triggerFirst && address <= c_triggerLast;
+    }
+
+    static int word(const QByteArray& bytes, int at)
+    {
+        return static_cast<quint8>(bytes.at(at)) << 8 | static_cast<quint8>(bytes.at(at + 1));
+    }
+
+private:
+    QSet<int> m_read;
+    QSet<int> m_written;
+};
+
+// Calls as a program with errors makes them, from a seed.
+class RandomCall
+{
+public:
+    RandomCall(quint32 seed, QStringList commands, const QString& folder)
+        : m_random(seed)
+        , m_commands(std::move(commands))
+        , m_folder(folder)
+    {}
+
+    QString command()
+    {
+        constexpr int c_unknownEvery = 20;
+        if (below(c_unknownEvery) == 0)
+            return QStringList{QString(), QStringLiteral("getregister"), QStringLiteral("read"),
+                               QStringLiteral("\u00e9"), QString(1000, QLatin1Char('x'))}
+                .at(below(5));
+        return m_commands.at(below(m_commands.size()));
+    }
+
+    QVariantMap arguments()
+    {
+        static const QStringList c_names{"channel",
+                                         "preset",
+                                         "program",
+                                         "direction",
+                                         "lock",
+                                         "reference",
+                                         "resetMode",
+                                         "startPreset",
+                                         "endPreset",
+                                         "filePath",
+                                         "loadControllerParams",
+                                         "unknown"};
+        QVariantMap map;
+        for (const QString& name : c_names) {
+            if (below(3) != 0)
+                map.insert(name, value(name));
+        }
+        // Where a good backup may come to stand.
+        map.insert(QStringLiteral("folderPath"), m_folder);
+        map.insert(QStringLiteral("backupName"), QStringLiteral("N"));
+        return map;
+    }
+
+private:
+    int below(int bound) { return static_cast<int>(m_random.bounded(bound)); }
+
+    QVariant value(const QString& name)
+    {
+        static const QStringList c_channels{"direction", "alarm", "motorRun",   "currentPreset", "presets",
+                                            "nowhere",   "",      "direction ", "eventData"};
+        if (name == QLatin1String("channel") && below(2) == 0)
+            return c_channels.at(below(c_channels.size()));
+        switch (below(14)) {
+        case 0:
+            return {};
+        case 1:
+            return QString();
+        case 2:
+            return QStringLiteral("abc");
+        case 3:
+            return QStringLiteral("65536");
+        case 4:
+            return -1;
+        case 5:
+            return std::numeric_limits<int>::max();
+        case 6:
+            return std::numeric_limits<qint64>::min();
+        case 7:
+            return std::numeric_limits<double>::quiet_NaN();
+        case 8:
+            return 65536 + below(60);
+        case 9:
+            return QVariantList{1, 2};
+        case 10:
+            return QVariantMap{{"a", 1}};
+        case 11:
+            return QByteArray("\0\xff", 2);
+        case 12:
+            return below(2) == 0;
+        default:
+            break;
+        }
+        return below(60);
+    }
+
+    QRandomGenerator m_random;
+    const QStringList m_commands;
+    const QString m_folder;
+};
+
+void runGeneratedCalls(RowReport& report)
+{
+    ScriptedPeer peer;
+    SimulatedBench bench(report);
+    const QTemporaryDir folder;
+    peer.identification = ControllerProfile::byName(QStringLiteral("mdc32-gen2"))->identificationBlock();
+    if (!report.check('X', peer.listen(), QStringLiteral("the peer cannot listen")) ||
+        !bench.start({{"port", peer.port()}}))
+        return;
+    const RegisterMap map(bench.configuration());
+    constexpr int c_calls = 10000;
+    constexpr quint32 c_seed = 20261120;
+    RandomCall random(c_seed, bench.device()->commandNames(), folder.path());
+    QHash<QString, int> codes;
+    int requests = 0;
+    for (int i = 0; i < c_calls && report.isGood(); ++i) {
+        const QString command = random.command();
+        const QVariantMap arguments = random.arguments();
+        peer.requests.clear();
+        peer.requestTimes.clear();
+        const quint64 id = bench.place(command, arguments, c_orderTime);
+        if (command.startsWith(QLatin1String("listen"))) {
+            waitUntil([&] { return !peer.requests.isEmpty() || bench.hasEnded(id); }, c_orderTime);
+            bench.run(QStringLiteral("stopListening"));
+        }
+        const OrderEnd end = bench.await(id);
+        ++codes[QLatin1String(codeName(end.outcome.errorCode))];
+        for (const QByteArray& request : qAsConst(peer.requests)) {
+            const QString objection = map.objection(request, command);
+            report.check('C', objection.isEmpty(),
+                         QStringLiteral("call %1, %2: %3 was sent: %4")
+                             .arg(i)
+                             .arg(command, QString::fromLatin1(request.toHex(' ')), objection));
+            // Of a number no other one is made by cutting it.
+            if (static_cast<quint8>(request.at(1)) == c_writeSingle &&
+                command == QLatin1String("setProgram")) {
+                bool isNumber = false;
+                const qlonglong wanted = arguments.value(QStringLiteral("program")).toLongLong(&isNumber);
+                report.check('C', !isNumber || wanted == RegisterMap::word(request, 4),
+                             QStringLiteral("call %1: program %2 was sent as %3")
+                                 .arg(i)
+                                 .arg(wanted)
+                                 .arg(RegisterMap::word(request, 4)));
+            }
+        }
+        requests += peer.requests.size();
+    }
+    bench.recover();
+    QStringList texts;
+    for (auto code = codes.cbegin(); code != codes.cend(); ++code)
+        texts.append(QStringLiteral("%1 %2").arg(code.value()).arg(code.key()));
+    texts.sort();
+    report.seen(QStringLiteral("%1 calls (seed %2): %3; %4 requests, all of them valid")
+                    .arg(c_calls)
+                    .arg(c_seed)
+                    .arg(texts.join(QLatin1String(", ")))
+                    .arg(requests));
+    bench.finish();
+}
+
+// Instructions of the driver with sizes and places that no frame has.
+void runSizes(RowReport& report)
+{
+    ScriptedPeer peer;
+    SimulatedBench bench(report);
+    peer.identification = ControllerProfile::byName(QStringLiteral("mdc32-gen2"))->identificationBlock();
+    if (!report.check('X', peer.listen(), QStringLiteral("the peer cannot listen")) ||
+        !bench.start({{"port", peer.port()}}))
+        return;
+    const QVector<QPair<QString, QVariantMap>> calls{
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", 0}}},
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", c_longestRead + 1}}},
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", -1}}},
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", 65537}}},
+        {QStringLiteral("read"), {{"register", 65530}, {"dataSize", 7}}},
+        {QStringLiteral("read"), {{"register", 65536}, {"dataSize", 1}}},
+        {QStringLiteral("read"), {{"register", -1}, {"dataSize", 1}}},
+        {QStringLiteral("listen"), {{"register", 1}, {"dataSize", 0}}},
+        {QStringLiteral("listen"), {{"register", 1}, {"dataSize", c_longestRead + 1}}},
+        {QStringLiteral("listen"), {{"register", 65530}, {"dataSize", 7}}},
+        {QStringLiteral("write"), {{"register", 65536}, {"data", 1}}},
+        {QStringLiteral("write"), {{"register", 1}, {"data", 65536}}},
+        {QStringLiteral("write"), {{"register", 1}, {"data", -1}}}};
+    peer.requests.clear();
+    int refused = 0;
+    for (const auto& call : calls) {
+        QVariantMap arguments = call.second;
+        arguments.insert(QStringLiteral("registerType"), call.first == QLatin1String("write")
+                                                             ? QStringLiteral("singleRegister")
+                                                             : QStringLiteral("holdingRegisters"));
+        const QString text = QStringLiteral("%1 of %2 from %3")
+                                 .arg(call.first, arguments.value(QStringLiteral("dataSize")).toString(),
+                                      arguments.value(QStringLiteral("register")).toString());
+        bool isOver = false;
+        bench.host().runCommand(bench.driver()->objectUuid(), call.first, arguments, c_orderTime, nullptr,
+                                [&](quint64 /*id*/, const DOrderOutcome& outcome) {
+                                    isOver = true;
+                                    refused += outcome.errorCode == IMessenger::CeEcInvalidArguments ? 1 : 0;
+                                    report.check('X', outcome.errorCode == IMessenger::CeEcInvalidArguments,
+                                                 QStringLiteral("%1 ended as %2 (%3)")
+                                                     .arg(text, QLatin1String(codeName(outcome.errorCode)),
+                                                          outcome.errorMessage));
+                                });
+        report.check('A', waitUntil([&] { return isOver; }, 2 * c_orderTime),
+                     text + QStringLiteral(" has not ended"));
+        report.check('C', peer.requests.isEmpty(), text + QStringLiteral(": a request was sent"));
+    }
+    report.seen(QStringLiteral("%1 refused as invalid arguments, nothing sent").arg(refused));
+    bench.recover();
+    bench.finish();
+}
+
+} // namespace
+
+void addInputRows(RowTable& table)
+{
+    table.add({"input.generated-calls", c_group,
+               "Unknown commands, arguments missing, of wrong types, out of range: 10,000 calls", "an order",
+               "each ends once; addresses, functions and sizes as configured, no value cut",
+               runGeneratedCalls});
+    table.add({"input.sizes", c_group, "Sizes 0, 126 and worse, ranges past 65535, values past 65535",
+               "an instruction of the driver", "invalid arguments, nothing sent", runSizes});
+}
