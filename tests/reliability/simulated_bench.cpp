@@ -281,7 +281,7 @@ LogCapture::~LogCapture()
 
 QStringList LogCapture::take()
 {
-    const QStringList lines = s_log;
+    QStringList lines = s_log;
     s_log.clear();
     return lines;
 }
