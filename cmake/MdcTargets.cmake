@@ -46,6 +46,16 @@ function(mdc_use_precompiled name)
     endif()
 endfunction()
 
+# What is delivered, and the tests that drive it as a whole.
+add_custom_target(mdc_shipped)
+add_custom_target(mdc_end_to_end_tests)
+
+function(mdc_note_shipped name)
+    if(NOT CMAKE_CURRENT_SOURCE_DIR MATCHES "/(tests|benchmarks|fuzz)(/|$)")
+        add_dependencies(mdc_shipped ${name})
+    endif()
+endfunction()
+
 set(MDC_FRAMEWORK_DIRECTORY ${PROJECT_SOURCE_DIR}/framework)
 
 # mdc_add_framework_library(<name> SOURCES … LINK …)
@@ -81,6 +91,7 @@ function(mdc_add_plugin name)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
     mdc_use_precompiled(${name})
+    mdc_note_shipped(${name})
 endfunction()
 
 # mdc_add_program(<name> SOURCES … LINK …)
@@ -90,6 +101,7 @@ function(mdc_add_program name)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
     mdc_use_precompiled(${name})
+    mdc_note_shipped(${name})
 endfunction()
 
 set(MDC_TEST_ENVIRONMENT
@@ -118,6 +130,9 @@ function(mdc_add_test name)
         add_dependencies(${name} ${arg_NEEDS})
     endif()
     add_test(NAME ${name} COMMAND ${name})
+    if("end-to-end" IN_LIST arg_LABELS)
+        add_dependencies(mdc_end_to_end_tests ${name})
+    endif()
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"

@@ -17,7 +17,7 @@ if [ ${#targets[@]} -eq 0 ]; then
   done
 fi
 if ! command -v clang++ >/dev/null; then
-  echo "fuzz: clang++ is missing; scripts/setup.sh installs it" >&2
+  echo "fuzz: clang++ is missing: apt-get install clang libclang-rt-14-dev" >&2
   exit 1
 fi
 

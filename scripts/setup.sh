@@ -21,7 +21,6 @@ packages=(
   mbpoll                 # an independent Modbus master
   python3 python3-pymodbus python3-serial python3-serial-asyncio  # independent Modbus peers, and what they import
   qtdeclarative5-dev-tools  # qmllint
-  clang libclang-rt-14-dev  # fuzzing
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
 )
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, checks formatting and code, builds with warnings as errors and runs all
-# tests: the release, as the demo runs it, then under AddressSanitizer and UndefinedBehaviorSanitizer.
-# At last the fuzzers look for something new for some seconds each.
+# Installs what is missing, checks formatting and code, builds with warnings as errors and runs the tests:
+# those that drive the programs as a whole on the release, as the demo runs it, and all of them under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,15 +16,15 @@ echo "formatted: $(git ls-files '*.h' '*.cpp' | wc -l) files"
 
 step "build of the release, warnings as errors"
 cmake --preset release >/dev/null
-cmake --build --preset release
+cmake --build --preset release --target mdc_shipped mdc_end_to_end_tests
 
 # What is shipped; scripts/tidy.sh without files takes the tests too, which doubles its time.
 step "clang-tidy"
 mapfile -t shipped < <(git ls-files '*.cpp' | grep -vE '(^|/)tests/|^(benchmarks|fuzz)/')
 scripts/tidy.sh build/release "${shipped[@]}"
 
-step "tests of the release"
-ctest --preset release
+step "end-to-end tests of the release"
+ctest --preset release -L end-to-end
 
 step "build with sanitizers"
 cmake --preset asan >/dev/null
@@ -32,6 +32,3 @@ cmake --build --preset asan
 
 step "tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 ctest --preset asan
-
-step "fuzzing, some seconds each"
-scripts/fuzz.sh 5
