@@ -41,7 +41,7 @@ endif()
 
 function(mdc_use_precompiled name)
     if(MDC_PRECOMPILE STREQUAL "all" OR (MDC_PRECOMPILE STREQUAL "tests" AND
-            (name MATCHES "^tst_" OR CMAKE_CURRENT_SOURCE_DIR MATCHES "/(tests|benchmarks|fuzz)(/|$)")))
+            (name MATCHES "^tst_" OR CMAKE_CURRENT_SOURCE_DIR MATCHES "/(tests|benchmarks)(/|$)")))
         target_precompile_headers(${name} REUSE_FROM mdc_precompiled)
     endif()
 endfunction()
