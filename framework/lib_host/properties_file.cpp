@@ -1,6 +1,7 @@
 #include <lib_host/properties_file.h>
 
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -155,6 +156,10 @@ bool DPropertiesFile::save(QString* error)
 
     // QSaveFile's commit alone does not notice a full disk: it has replaced a good file by the part
     // that fitted. So nothing is committed that was not flushed without an error.
+    // A device or a pipe would be replaced by a file: nobody can use it any more then.
+    const QFileInfo existing(m_path);
+    if (existing.exists() && !existing.isFile())
+        return fail(error, QStringLiteral("%1: cannot be written (it is no file)").arg(m_path));
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly))
         return fail(error, QStringLiteral("%1: cannot be written (%2)").arg(m_path, file.errorString()));

@@ -186,6 +186,10 @@ bool saveBackup(const QString& filePath, const QString& text, QString* error)
     // Qt would take another name in its place.
     if (path.contains(QChar(0)))
         return fail(error, QStringLiteral("%1: a zero character is no part of a file name").arg(path));
+    // A device or a pipe would be replaced by a file.
+    const QFileInfo existing(path);
+    if (existing.exists() && !existing.isFile())
+        return fail(error, QStringLiteral("%1: is there already and is no file").arg(path));
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
         return fail(error, QStringLiteral("%1: %2").arg(path, file.errorString()));

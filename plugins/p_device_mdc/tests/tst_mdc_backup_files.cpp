@@ -11,6 +11,7 @@
 #include <QtTest>
 
 #include <limits>
+#include <sys/stat.h>
 
 namespace {
 
@@ -787,6 +788,7 @@ void TestMdcBackupFiles::savesNothingHalf_data()
     QTest::newRow("no folder") << "nowhere/backup.csv";
     QTest::newRow("a file as folder") << "file/backup.csv";
     QTest::newRow("a folder as file") << "folder";
+    QTest::newRow("a pipe as file") << "pipe";
     QTest::newRow("name too long") << QString(300, 'x') + ".csv";
     QTest::newRow("zero character in the name") << QString("zero%1.csv").arg(QChar(0));
 }
@@ -799,12 +801,16 @@ void TestMdcBackupFiles::savesNothingHalf()
     QFile file(folder.filePath("file"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.close();
-    const QStringList before = QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    const QByteArray pipe = QFile::encodeName(folder.filePath("pipe"));
+    QCOMPARE(mkfifo(pipe.constData(), S_IRUSR | S_IWUSR), 0);
+    constexpr auto c_allEntries = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
+    const QStringList before = QDir(folder.path()).entryList(c_allEntries);
     QString error;
     QVERIFY(!saveBackup(folder.path() + '/' + path, "text\n", &error));
     QVERIFY2(error.contains(folder.path()) && error.size() > folder.path().size() + path.size() + 2,
              qPrintable(error));
-    QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), before);
+    QCOMPARE(QDir(folder.path()).entryList(c_allEntries), before);
+    QVERIFY(!QFileInfo(QFile::decodeName(pipe)).isFile());
 }
 
 void TestMdcBackupFiles::writesToAFullDevice()
