@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # Builds the release, runs the benchmarks one after the other and writes docs/performance.md. On a machine
 # that does nothing else: what else runs shows in the worst ratios. Takes some minutes.
+#
+#   scripts/benchmark.sh [BUILD_FOLDER]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-cmake --preset release >/dev/null
-cmake --build --preset release --target order_benchmark backup_benchmark listening_benchmark \
+build=${1:-build/release}
+[ $# -gt 0 ] || cmake --preset release >/dev/null
+cmake --build "$build" --target order_benchmark backup_benchmark listening_benchmark \
   decode_benchmark footprint_benchmark loading_benchmark panel_benchmark
-bin=build/release/bin
+bin=$build/bin
 out=$(mktemp)
 trap 'rm -f "$out"' EXIT
 
@@ -18,7 +21,7 @@ run() {
 load_before=$(cut -d' ' -f1 /proc/loadavg)
 run order_benchmark
 run backup_benchmark --writes 1500
-run listening_benchmark
+run listening_benchmark --seconds 2 --periods 50
 run decode_benchmark
 run footprint_benchmark
 run loading_benchmark
