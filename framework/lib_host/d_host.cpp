@@ -5,11 +5,13 @@
 #include <lib_host/properties_file.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <QAbstractEventDispatcher>
 #include <QDebug>
 #include <QJsonArray>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QThread>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <utility>
@@ -48,15 +50,6 @@ public:
         QString title; // its name between quotes
     };
 
-    // Who waits for an order that has no caller.
-    struct Waiter
-    {
-        bool announced = false; // by the host's signals
-        bool hasContext = false;
-        QPointer<QObject> context;
-        EndHandler onEnd;
-    };
-
     DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
                              const QVariantMap& arguments, int timeout) override;
     int stopOrders(const DAbstractPlugin* plugin, const QString& stopName, const DOrder* stopOrder) override;
@@ -75,9 +68,10 @@ public:
     DAbstractPlugin* target(const QUuid& uuid, const QString& name) const;
     QString nameOf(const DAbstractPlugin* plugin) const;
     DOrder* makeOrder(quint64 id, DOrder* caller, DOrderRequest request);
+    void launchPlaced();
     void place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
-               int timeout, const Waiter& waiter);
-    void tellOutcome(quint64 id, const Waiter& waiter, const DOrderOutcome& outcome);
+               int timeout, const DOrderWaiter& waiter);
+    void tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome);
 
     bool addRoot(DAbstractPlugin* root, QString* error);
     QList<ObjectEntry> checkObjects(const QJsonArray& objects, QStringList& errors) const;
@@ -100,10 +94,12 @@ public:
     QList<Instance> instances;
     // Removed while one of their commands was running: deleted when it has returned.
     QList<QPointer<DAbstractPlugin>> leaving;
-    QHash<quint64, DOrder*> orders; // running
-    QHash<quint64, DOrder*> ended;  // not deleted yet
-    QHash<quint64, Waiter> waiters;
-    int instructionCount = 0;
+    QHash<quint64, DOrder*> orders; // those that have ended and are not deleted yet included
+    // Placed by commands since the event loop came round.
+    QVarLengthArray<QPointer<DOrder>, 8> placed;
+    bool hasDispatcher = false;
+    int runningCount = 0;     // of those without a caller
+    int instructionCount = 0; // running as well
     DPropertiesFile properties;
     bool saveScheduled = false;
 };
@@ -120,7 +116,7 @@ DOrder* DHost::Private::placeInstruction(DOrder& caller, const QString& targetNa
     const QString title =
         plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(targetName) : nameOf(plugin);
     return makeOrder(DOrder::nextId(), &caller,
-                     {plugin, title, instruction, arguments, caller.timeLeftFor(timeout)});
+                     {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}});
 }
 
 int DHost::Private::stopOrders(const DAbstractPlugin* plugin, const QString& stopName,
@@ -142,7 +138,7 @@ int DHost::Private::stopOrders(const DAbstractPlugin* plugin, const QString& sto
 void DHost::Private::orderDelivered(const DOrder& order, const QVariantMap& results)
 {
     const quint64 id = order.orderId();
-    if (!waiters.value(id).announced)
+    if (!order.waiter().announced)
         return;
     QMetaObject::invokeMethod(
         q, [host = q, id, results] { Q_EMIT host->orderUpdated(id, results); }, Qt::QueuedConnection);
@@ -152,7 +148,7 @@ void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorC
                                        const QString& message)
 {
     const quint64 id = order.orderId();
-    if (!waiters.value(id).announced)
+    if (!order.waiter().announced)
         return;
     QMetaObject::invokeMethod(
         q, [host = q, id, code, message] { Q_EMIT host->orderFailureReported(id, code, message); },
@@ -161,13 +157,13 @@ void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorC
 
 void DHost::Private::orderOutcome(const DOrder& order, const DOrderOutcome& outcome)
 {
-    tellOutcome(order.orderId(), waiters.take(order.orderId()), outcome);
+    tellOutcome(order.orderId(), order.waiter(), outcome);
 }
 
 bool DHost::Private::isWatched(const DOrder& order) const
 {
     static const QMetaMethod c_signal = QMetaMethod::fromSignal(&DHost::instructionFinished);
-    return q->isSignalConnected(c_signal) && waiters.value(order.orderId()).announced;
+    return q->isSignalConnected(c_signal) && order.waiter().announced;
 }
 
 void DHost::Private::instructionOutcome(const DOrder& caller, const QString& instruction,
@@ -186,17 +182,12 @@ void DHost::Private::instructionOutcome(const DOrder& caller, const QString& ins
 
 void DHost::Private::orderGone(quint64 id)
 {
-    ended.remove(id);
+    orders.remove(id);
 }
 
 void DHost::Private::orderRetired(DOrder& order)
 {
-    const quint64 id = order.orderId();
-    if (orders.remove(id) > 0) {
-        if (order.hasCaller())
-            --instructionCount;
-        ended.insert(id, &order);
-    }
+    --(order.hasCaller() ? instructionCount : runningCount);
     order.deleteLater();
     for (int i = leaving.size() - 1; i >= 0; --i) {
         DAbstractPlugin* const plugin = leaving.at(i);
@@ -251,16 +242,30 @@ DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest requ
 {
     auto* const order = new DOrder(id, *this, caller, std::move(request));
     orders.insert(id, order);
-    if (caller != nullptr)
-        ++instructionCount;
-    order->launch();
+    ++(caller != nullptr ? instructionCount : runningCount);
+    if (caller != nullptr && caller->isBusy() && hasDispatcher)
+        placed.append(order);
+    else
+        order->launch();
     return order;
 }
 
-void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command,
-                           const QVariantMap& arguments, int timeout, const Waiter& waiter)
+// Most have started when their caller's command returned. Left are those of a command that has opened an
+// event loop and of one whose order does not start them itself. To queue each start at once would cost a
+// system call and another pass of the loop for every instruction.
+void DHost::Private::launchPlaced()
 {
-    if (going || orders.size() - instructionCount >= c_orderCapacity) {
+    for (const QPointer<DOrder>& order : std::as_const(placed)) {
+        if (!order.isNull())
+            order->launch();
+    }
+    placed.clear();
+}
+
+void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command,
+                           const QVariantMap& arguments, int timeout, const DOrderWaiter& waiter)
+{
+    if (going || runningCount >= c_orderCapacity) {
         tellOutcome(id, waiter,
                     {false,
                      IMessenger::CeEcQueueFull,
@@ -270,13 +275,12 @@ void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command
                      {}});
         return;
     }
-    waiters.insert(id, waiter);
     DAbstractPlugin* const plugin = instance(uuid);
     const QString title = plugin == nullptr ? uuid.toString() : nameOf(plugin);
-    makeOrder(id, nullptr, {plugin, title, command, arguments, timeout});
+    makeOrder(id, nullptr, {plugin, title, command, arguments, timeout, waiter});
 }
 
-void DHost::Private::tellOutcome(quint64 id, const Waiter& waiter, const DOrderOutcome& outcome)
+void DHost::Private::tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome)
 {
     if (waiter.announced) {
         QMetaObject::invokeMethod(
@@ -452,9 +456,8 @@ void DHost::Private::instanceGoes(DAbstractPlugin* plugin)
     endOrdersOf(plugin);
     if (self.isNull())
         return;
-    const QList<DOrder*> running = orders.values();
-    const QList<DOrder*> past = ended.values();
-    for (DOrder* const order : running + past) {
+    const QList<DOrder*> all = orders.values();
+    for (DOrder* const order : all) {
         if (order->plugin() == plugin)
             order->dropCommand();
     }
@@ -485,7 +488,7 @@ void DHost::Private::removePlugin(DAbstractPlugin* plugin)
     Q_EMIT q->instanceAboutToGo(uuid);
     if (self.isNull() || guard.isNull())
         return;
-    const QList<DOrder*> all = orders.values() + ended.values();
+    const QList<DOrder*> all = orders.values();
     for (DOrder* const order : all) {
         if (order->plugin() == plugin && !order->isBusy())
             order->dropCommand();
@@ -500,8 +503,7 @@ void DHost::Private::removePlugin(DAbstractPlugin* plugin)
 bool DHost::Private::isBusy(const DAbstractPlugin* plugin) const
 {
     const auto busy = [plugin](const DOrder* order) { return order->plugin() == plugin && order->isBusy(); };
-    return std::any_of(orders.cbegin(), orders.cend(), busy) ||
-           std::any_of(ended.cbegin(), ended.cend(), busy);
+    return std::any_of(orders.cbegin(), orders.cend(), busy);
 }
 
 void DHost::Private::propertyChanged(const QUuid& uuid, const QString& name, const QVariant& value,
@@ -534,6 +536,12 @@ DHost::DHost(QObject* parent)
     , d(std::make_unique<Private>(this))
 {
     qRegisterMetaType<DOrderOutcome>();
+    if (const QAbstractEventDispatcher* const dispatcher = QAbstractEventDispatcher::instance()) {
+        // One of the two is told in every pass of a loop before it handles or waits for anything.
+        for (const auto signal : {&QAbstractEventDispatcher::awake, &QAbstractEventDispatcher::aboutToBlock})
+            connect(dispatcher, signal, this, [this] { d->launchPlaced(); });
+        d->hasDispatcher = true;
+    }
 }
 
 DHost::~DHost()
@@ -557,7 +565,7 @@ DHost::~DHost()
     for (const QPointer<DAbstractPlugin>& plugin : std::exchange(d->leaving, {}))
         delete plugin;
     d->saveProperties();
-    const QList<DOrder*> left = d->orders.values() + d->ended.values();
+    const QList<DOrder*> left = d->orders.values();
     for (DOrder* const order : left)
         delete order;
 }
@@ -675,7 +683,7 @@ quint64 DHost::startOrder(const QUuid& objectUuid, const QString& command, const
                           int timeout)
 {
     const quint64 id = DOrder::nextId();
-    Private::Waiter waiter;
+    DOrderWaiter waiter;
     waiter.announced = true;
     if (QThread::currentThread() == thread()) {
         d->place(id, objectUuid, command, arguments, timeout, waiter);
@@ -695,7 +703,7 @@ quint64 DHost::runCommand(const QUuid& objectUuid, const QString& command, const
                           int timeout, QObject* context, EndHandler onEnd)
 {
     const quint64 id = DOrder::nextId();
-    Private::Waiter waiter;
+    DOrderWaiter waiter;
     waiter.hasContext = context != nullptr;
     waiter.context = context;
     waiter.onEnd = std::move(onEnd);

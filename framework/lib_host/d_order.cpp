@@ -66,6 +66,7 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest r
     , m_commandName(std::move(request.command))
     , m_arguments(std::move(request.arguments))
     , m_timeout(request.timeout)
+    , m_waiter(std::move(request.waiter))
 {
     if (!m_plugin.isNull()) {
         if (const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName)) {
@@ -89,6 +90,9 @@ quint64 DOrder::nextId()
 
 void DOrder::launch()
 {
+    if (m_started || m_ended)
+        return;
+    m_launched = true;
     QMetaObject::invokeMethod(
         this, [this] { start(); }, Qt::QueuedConnection);
 }
@@ -171,7 +175,7 @@ quint64 DOrder::addInstruction(const QString& target, const QString& instruction
         m_instructionRefused = true;
         return 0;
     }
-    m_inFlight.insert(order->orderId(), {instruction, order, order->m_recurrent});
+    m_inFlight.append({order->orderId(), instruction, order, order->m_recurrent});
     return order->orderId();
 }
 
@@ -219,12 +223,17 @@ void DOrder::timerEvent(QTimerEvent* event)
         QObject::timerEvent(event);
         return;
     }
+    if (!m_giveUpAt.hasExpired()) {
+        setAlarm();
+        return;
+    }
     const bool instructionsMayEnd = !m_inFlight.isEmpty() || !m_inbox.isEmpty();
     const bool commandMayEnd = m_abstractCommand != nullptr && m_abstractCommand->endsByItself();
     if ((instructionsMayEnd || commandMayEnd) && !m_lastWordAwaited) {
         m_lastWordAwaited = true;
-        m_timer.start(instructionsMayEnd ? c_lastWordOfInstructions : c_lastWordOfCommand, Qt::PreciseTimer,
-                      this);
+        m_giveUpAt = QDeadlineTimer(instructionsMayEnd ? c_lastWordOfInstructions : c_lastWordOfCommand,
+                                    Qt::PreciseTimer);
+        setAlarm();
         return;
     }
     const QString message = QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout);
@@ -279,14 +288,14 @@ bool DOrder::startPlaced()
     }
     if (placed.isEmpty())
         return true;
-    std::sort(placed.begin(), placed.end(), [](const auto& a, const auto& b) { return a->m_id < b->m_id; });
     const QPointer<DOrder> self(this);
     ++s_depth;
     for (const QPointer<DOrder>& order : std::as_const(placed)) {
         if (order.isNull() || order->m_started)
             continue;
-        // The start that launch() has queued.
-        QCoreApplication::removePostedEvents(order, QEvent::MetaCall);
+        // The start that has been queued.
+        if (order->m_launched)
+            QCoreApplication::removePostedEvents(order, QEvent::MetaCall);
         order->start();
     }
     --s_depth;
@@ -324,7 +333,7 @@ bool DOrder::execute()
 
 void DOrder::receive(const Delivery& delivery)
 {
-    if (m_ended || !m_inFlight.contains(delivery.instructionId))
+    if (m_ended || findInFlight(delivery.instructionId) == nullptr)
         return;
     if (delivery.kind == Delivery::Update && m_inbox.size() >= c_inboxCapacity) {
         const auto sameUpdate = [&delivery](const Delivery& waiting) {
@@ -362,15 +371,17 @@ void DOrder::deliverNext()
     if (m_ended || m_busy > 0 || m_inbox.isEmpty())
         return;
     const QPointer<DOrder> self(this);
-    deliver(m_inbox.takeFirst());
+    const Delivery next = m_inbox.front();
+    m_inbox.erase(m_inbox.begin());
+    deliver(next);
     if (!self.isNull())
         scheduleDelivery();
 }
 
 void DOrder::deliver(const Delivery& delivery)
 {
-    const auto instruction = m_inFlight.constFind(delivery.instructionId);
-    if (instruction == m_inFlight.cend())
+    Instruction* const instruction = findInFlight(delivery.instructionId);
+    if (instruction == nullptr)
         return;
     const quint64 id = delivery.instructionId;
     const QString name = instruction->name;
@@ -430,8 +441,17 @@ bool DOrder::callCommand(Call call, bool& verdict)
         return false;
     --m_busy;
     if (m_ended && m_busy == 0)
-        m_keeper.orderRetired(*this);
+        retire();
+    // What came while it ran, in an event loop of its own, has waited.
+    scheduleDelivery();
     return !m_ended;
+}
+
+DOrder::Instruction* DOrder::findInFlight(quint64 id)
+{
+    const auto it = std::find_if(m_inFlight.begin(), m_inFlight.end(),
+                                 [id](const Instruction& instruction) { return instruction.id == id; });
+    return it == m_inFlight.end() ? nullptr : it;
 }
 
 // Ends an order that waits for nothing any more.
@@ -462,7 +482,7 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
         outcome.errorMessage = message.isEmpty() ? QStringLiteral("%1: failed").arg(title()) : message;
     }
     m_inbox.clear();
-    const QHash<quint64, Instruction> inFlight = std::exchange(m_inFlight, {});
+    const Instructions inFlight = std::exchange(m_inFlight, {});
     tellOutcome(outcome);
 
     // What follows runs command code: this order may be gone after each step.
@@ -479,8 +499,14 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
         return true;
     --m_busy;
     if (m_busy == 0)
-        m_keeper.orderRetired(*this);
+        retire();
     return true;
+}
+
+void DOrder::retire()
+{
+    if (!std::exchange(m_retired, true))
+        m_keeper.orderRetired(*this);
 }
 
 void DOrder::endByStop(const QString& reason)
@@ -524,7 +550,7 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
     }
     if (m_caller.isNull())
         return;
-    if (!m_caller->m_ended && m_caller->m_inFlight.contains(m_id))
+    if (!m_caller->m_ended && m_caller->findInFlight(m_id) != nullptr)
         m_keeper.instructionOutcome(*m_caller, m_commandName, m_arguments, outcome);
     if (outcome.ok) {
         m_caller->receive({m_id,
@@ -552,7 +578,16 @@ void DOrder::restartTimeout()
         return;
     const qint64 interval =
         std::min<qint64>(giveUpAfter(m_timeout, m_callerId != 0), std::numeric_limits<int>::max());
-    m_timer.start(static_cast<int>(interval), Qt::PreciseTimer, this);
+    m_giveUpAt = QDeadlineTimer(interval, Qt::PreciseTimer);
+    // One that ends sooner stays: each reply of a listening instruction moves the end, and to set a timer
+    // takes longer than to decode the reply.
+    if (!m_timer.isActive())
+        setAlarm();
+}
+
+void DOrder::setAlarm()
+{
+    m_timer.start(static_cast<int>(m_giveUpAt.remainingTime()), Qt::PreciseTimer, this);
 }
 
 QString DOrder::title() const

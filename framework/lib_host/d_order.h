@@ -6,12 +6,11 @@
 
 #include <QBasicTimer>
 #include <QDeadlineTimer>
-#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QSharedPointer>
-#include <QVector>
+#include <QVarLengthArray>
 
 class DAbstractCommand;
 class DOrder;
@@ -21,7 +20,8 @@ class ICommand;
 class DOrderKeeper
 {
 public:
-    // Makes the order of an instruction and queues its start; null when no more are taken.
+    // Makes the order of an instruction, null when no more are taken. The caller starts it when its command
+    // has returned; should that run an event loop first, the keeper queues the start.
     virtual DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
                                      const QVariantMap& arguments, int timeout) = 0;
     // Ends the running orders of the instance that have this stop name, `stopOrder` excepted.
@@ -37,13 +37,22 @@ public:
     // The caller waits for it and hears of it after this has returned. Must not run anything at once.
     virtual void instructionOutcome(const DOrder& caller, const QString& instruction,
                                     const QVariantMap& arguments, const DOrderOutcome& outcome) = 0;
-    // The order has ended and runs no command code any more; it is deleted from the event loop.
+    // The order has ended and runs no command code any more; told once, it is deleted from the event loop.
     virtual void orderRetired(DOrder& order) = 0;
     // It is deleted now.
     virtual void orderGone(quint64 id) = 0;
 
 protected:
     ~DOrderKeeper() = default;
+};
+
+// Who waits for an order that no other order has placed.
+struct DOrderWaiter
+{
+    bool announced = false; // by the host's signals
+    bool hasContext = false;
+    QPointer<QObject> context;
+    IHost::EndHandler onEnd;
 };
 
 // What an order is to do; fixed when it is placed.
@@ -57,6 +66,8 @@ struct DOrderRequest
     QVariantMap arguments;
     // Milliseconds to the end, or for a listening instruction to each reply; 0 or less for none.
     int timeout = 0;
+    // Of no meaning for an instruction.
+    DOrderWaiter waiter;
 };
 
 // One run of one command of one instance: clones the prototype, executes the clone, hands it the
@@ -77,7 +88,7 @@ public:
     // Unique in the process, never 0. May be called from any thread.
     static quint64 nextId();
 
-    // Queues the start.
+    // Queues the start, unless it has started.
     void launch();
     // Ends a listening order as succeeded, any other as failed (CeEcStopped). False when it has ended.
     bool stop(const QString& reason);
@@ -93,6 +104,7 @@ public:
 
     const DAbstractPlugin* plugin() const { return m_plugin; }
     const QString& stopName() const { return m_stopName; }
+    const DOrderWaiter& waiter() const { return m_waiter; }
     bool hasCaller() const { return m_callerId != 0; }
     bool isBusy() const { return m_busy > 0; }
 
@@ -113,6 +125,7 @@ protected:
 private:
     struct Instruction
     {
+        quint64 id = 0;
         QString name;
         QPointer<DOrder> order;
         bool listening = false;
@@ -141,13 +154,16 @@ private:
     // Runs command code; false when this order is gone afterwards or has ended, `verdict` aside.
     template <class Call>
     bool callCommand(Call call, bool& verdict);
+    Instruction* findInFlight(quint64 id);
     void settle();
+    void retire();
     bool end(bool ok, IMessenger::EnErrorCode code, const QString& message);
     void endByStop(const QString& reason);
     bool isListening() const;
     void publish(const QVariantMap& results);
     void tellOutcome(const DOrderOutcome& outcome);
     void restartTimeout();
+    void setAlarm();
     QString title() const;
 
     const quint64 m_id;
@@ -159,14 +175,18 @@ private:
     const QString m_commandName;
     const QVariantMap m_arguments;
     const int m_timeout;
+    const DOrderWaiter m_waiter;
     QString m_stopName;
     QDeadlineTimer m_deadline;
-    QBasicTimer m_timer;
+    QDeadlineTimer m_giveUpAt;
+    QBasicTimer m_timer; // fires at m_giveUpAt or, when that has been moved, before
 
     QSharedPointer<ICommand> m_command;
     DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
-    QHash<quint64, Instruction> m_inFlight;
-    QVector<Delivery> m_inbox;
+    // In their order; most commands place a single one.
+    using Instructions = QVarLengthArray<Instruction, 1>;
+    Instructions m_inFlight;
+    QVarLengthArray<Delivery, 1> m_inbox;
     QVariantMap m_results;
 
     // Set while the handler hears of a failure that ends the order whatever it answers.
@@ -176,8 +196,10 @@ private:
 
     int m_busy = 0; // depth of calls into the command
     bool m_recurrent = false;
+    bool m_launched = false;
     bool m_started = false;
     bool m_ended = false;
+    bool m_retired = false;
     bool m_stopRequested = false;
     bool m_instructionRefused = false;
     bool m_outageTold = false;

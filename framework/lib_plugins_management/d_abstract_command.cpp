@@ -82,11 +82,12 @@ bool DAbstractCommand::commandExecute()
 
 bool DAbstractCommand::setReply(quint64 orderId, const QVariantMap& reply)
 {
-    const auto it = m_replyHandlers.constFind(orderId);
+    const auto it = std::find_if(m_replyHandlers.cbegin(), m_replyHandlers.cend(),
+                                 [orderId](const ReplyHandler& h) { return h.instructionId == orderId; });
     if (it == m_replyHandlers.cend())
         return false;
     // Copied: the handler may end this instruction or place others, which moves the table.
-    const ReplyDelegate handler = it.value();
+    const ReplyDelegate handler = it->onReply;
     return handler.empty() || handler(orderId, reply);
 }
 
@@ -113,7 +114,7 @@ quint64 DAbstractCommand::addInstruction(const QString& target, const QString& i
         return 0;
     const quint64 id = m_order->addInstruction(target, instruction, arguments, timeout);
     if (id != 0)
-        m_replyHandlers.insert(id, onReply);
+        m_replyHandlers.append({id, onReply});
     return id;
 }
 
@@ -238,7 +239,10 @@ QDeadlineTimer DAbstractCommand::deadline() const
 
 void DAbstractCommand::forgetInstruction(quint64 instructionId)
 {
-    m_replyHandlers.remove(instructionId);
+    m_replyHandlers.erase(
+        std::remove_if(m_replyHandlers.begin(), m_replyHandlers.end(),
+                       [instructionId](const ReplyHandler& h) { return h.instructionId == instructionId; }),
+        m_replyHandlers.end());
 }
 
 void DAbstractCommand::orderEnded(bool ok)

@@ -6,7 +6,6 @@
 #include <lib_plugins_management/lib_plugins_management_global.h>
 
 #include <QDeadlineTimer>
-#include <QHash>
 #include <QList>
 #include <QMetaType>
 #include <QPointer>
@@ -134,7 +133,12 @@ private:
     QVariantMap m_arguments;
     Declarations m_parameters;
     Declarations m_results;
-    QHash<quint64, ReplyDelegate> m_replyHandlers;
+    struct ReplyHandler
+    {
+        quint64 instructionId = 0;
+        ReplyDelegate onReply;
+    };
+    QVarLengthArray<ReplyHandler, 1> m_replyHandlers;
     QPointer<QObject> m_orderObject;
     IOrder* m_order = nullptr; // valid while m_orderObject is
     bool m_valid = true;

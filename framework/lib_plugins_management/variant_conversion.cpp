@@ -5,7 +5,9 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <type_traits>
@@ -136,10 +138,9 @@ QVariant convertVariant(const QVariant& value, QMetaType::Type type, const QVari
 
 bool isTypeCode(const QString& typeCode)
 {
-    static const QStringList c_typeCodes{
-        QStringLiteral("ui16"), QStringLiteral("int"),  QStringLiteral("strg"), QStringLiteral("bool"),
-        QStringLiteral("vart"), QStringLiteral("varL"), QStringLiteral("varM")};
-    return c_typeCodes.contains(typeCode);
+    constexpr const char* c_typeCodes[]{"ui16", "int", "strg", "bool", "vart", "varL", "varM"};
+    return std::any_of(std::begin(c_typeCodes), std::end(c_typeCodes),
+                       [&typeCode](const char* known) { return typeCode == QLatin1String(known); });
 }
 
 QVariant convertToDeclaredType(const QVariant& value, const QString& typeCode, QString* error)

@@ -109,6 +109,8 @@ private Q_SLOTS:
     void endedInsideItsHandler();
     void handlerQueuesMore();
     void nestedLoopInHandler();
+    void instructionStartsInNestedLoop_data();
+    void instructionStartsInNestedLoop();
     void orderEndedInsideNestedLoop();
     void handlerRefusesPlainReply();
     void handlerRefusesListeningReply();
@@ -782,6 +784,40 @@ void tst_Host::nestedLoopInHandler()
     QCOMPARE(heardInside, QList<int>{1});
     QCOMPARE(deepest, 1);
     QVERIFY(!bench.isFinished(id));
+}
+
+void tst_Host::instructionStartsInNestedLoop_data()
+{
+    QTest::addColumn<bool>("waits");
+    QTest::newRow("a loop that waits") << true;
+    QTest::newRow("a loop that only looks") << false;
+}
+
+// Its time runs from the moment at which it was placed: it must not wait for the command to return.
+void tst_Host::instructionStartsInNestedLoop()
+{
+    QFETCH(bool, waits);
+    bool hasStarted = false;
+    bool hadStartedInside = false;
+    Script script;
+    script.execute = [&](ScriptedCommand& command) {
+        const bool placed = command.place("driver", "read") != 0;
+        if (waits) {
+            QEventLoop loop;
+            QTimer::singleShot(50, &loop, &QEventLoop::quit);
+            loop.exec();
+        } else {
+            QCoreApplication::processEvents();
+        }
+        hadStartedInside = hasStarted;
+        return placed;
+    };
+    Script read = executes([&](ScriptedCommand&) { return hasStarted = true; });
+    ScriptedBench bench({{"ask", script}}, {{"read", read}});
+    const quint64 id = bench.start("ask");
+    QTRY_VERIFY(bench.isFinished(id));
+    QVERIFY(hadStartedInside);
+    QVERIFY(bench.outcomes.value(id).ok);
 }
 
 void tst_Host::orderEndedInsideNestedLoop()
