@@ -140,6 +140,7 @@ void requireTcp(const QByteArray& received, int unit, const QByteArray& pdu, con
     require(wordAt(received, 2) == 0 && wordAt(received, 4) == pdu.size() + 1 &&
                 static_cast<quint8>(received.at(6)) == unit,
             "a confirmed frame has protocol, length and unit");
+    require(check.pdu == pdu, "a confirmed answer is that of the frame");
     require(received.mid(c_tcpHeader, pdu.size()) == pdu, "a confirmed answer stands in its frame");
     require(check.problem.isEmpty() == (received.size() == c_tcpHeader + pdu.size()),
             "what follows a frame is told");
@@ -161,13 +162,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     AnswerCheck check;
     if ((data[0] & c_serialLine) != 0) {
         pdu = received.size() > c_checksum ? received.mid(1, received.size() - 1 - c_checksum) : QByteArray();
-        check = checkRtuAnswer(received, unit, pdu);
-        require(!check.confirmed || received.contains(static_cast<char>(unit) + pdu),
+        check = checkRtuAnswer(received, unit, pdu.mid(1));
+        require(!check.confirmed || received.contains(static_cast<char>(unit) + check.pdu),
                 "a confirmed answer has come");
+        require(!check.confirmed || check.pdu.mid(1) == pdu.mid(1),
+                "a confirmed answer is what the client has taken");
     } else {
         pdu =
             received.size() < c_tcpHeader ? QByteArray() : received.mid(c_tcpHeader, wordAt(received, 4) - 1);
-        check = checkTcpAnswer(received, unit, pdu);
+        check = checkTcpAnswer(received, unit, pdu.mid(1));
         requireTcp(received, unit, pdu, check);
     }
     require(check.confirmed || !check.problem.isEmpty(), "what is not confirmed is told why");

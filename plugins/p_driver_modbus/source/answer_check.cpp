@@ -10,6 +10,8 @@ constexpr int c_headerSize = 7;
 // The length counts the unit and a protocol data unit of 1…253 bytes.
 constexpr int c_leastLength = 2;
 constexpr int c_mostLength = 254;
+constexpr int c_unitSize = 1;
+constexpr int c_functionSize = 1;
 constexpr int c_checksumSize = 2;
 
 int wordAt(const QByteArray& bytes, int index)
@@ -28,14 +30,15 @@ int frameSize(const QByteArray& bytes)
 
 } // namespace
 
-AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteArray& pdu)
+AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteArray& data)
 {
     AnswerCheck check;
     check.problem = brokenTcpHeader(received);
     if (!check.problem.isEmpty())
         return check;
     const int size = frameSize(received);
-    if (size == 0 || received.mid(c_headerSize, size - c_headerSize) != pdu) {
+    const QByteArray pdu = received.mid(c_headerSize, qMax(0, size - c_headerSize));
+    if (data.isEmpty() || pdu.size() != c_functionSize + data.size() || !pdu.endsWith(data)) {
         check.problem =
             QStringLiteral("its length field does not fit what it holds, or another frame stands before it");
         return check;
@@ -46,17 +49,26 @@ AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteAr
         check.problem = QStringLiteral("it came from unit %1 instead of %2").arg(unit).arg(unitId);
     else if (received.size() > size)
         check.problem = QStringLiteral("more came than the answer to one request");
+    if (check.confirmed)
+        check.pdu = pdu;
     return check;
 }
 
-AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& pdu)
+AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& data)
 {
     AnswerCheck check;
-    const QByteArray expected = static_cast<char>(unitId) + pdu;
-    check.confirmed = received.contains(expected);
-    if (!check.confirmed)
+    // What stands before the answer is noise, so the last place counts. No answer is a function code alone.
+    int at = data.isEmpty() ? -1 : received.lastIndexOf(data);
+    while (at >= 0 && (at < c_unitSize + c_functionSize ||
+                       static_cast<quint8>(received.at(at - c_functionSize - c_unitSize)) != unitId))
+        at = at == 0 ? -1 : received.lastIndexOf(data, at - 1);
+    check.confirmed = at >= 0;
+    if (!check.confirmed) {
         check.problem = QStringLiteral("it came from another unit than %1").arg(unitId);
-    else if (!received.startsWith(expected) || received.size() != expected.size() + c_checksumSize)
+        return check;
+    }
+    check.pdu = received.mid(at - c_functionSize, c_functionSize + data.size());
+    if (received.size() != c_unitSize + check.pdu.size() + c_checksumSize)
         check.problem = QStringLiteral("more came than the answer to one request");
     return check;
 }

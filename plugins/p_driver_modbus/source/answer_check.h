@@ -10,15 +10,19 @@ struct AnswerCheck
 {
     // The answer stood in a frame of its own, from the unit that was asked.
     bool confirmed = false;
+    // Its protocol data unit, when it is confirmed. The function code is that of the frame: the client keeps
+    // an exception's as a value that its own enumeration does not have.
+    QByteArray pdu;
     // Why it is not, or why nothing that follows can be trusted; empty when that frame is all that
     // came.
     QString problem;
 };
 
+// `data` is what follows the function code in the answer that the client has taken.
 // The answer must be the first frame: the connection has had no other since its request.
-AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteArray& pdu);
+AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteArray& data);
 // The checksum has been verified by the client.
-AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& pdu);
+AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& data);
 
 // What is wrong with the first frame's header; empty when nothing is, or when too little has come.
 QString brokenTcpHeader(const QByteArray& received);

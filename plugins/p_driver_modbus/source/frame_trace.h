@@ -13,6 +13,7 @@ public:
     // `path` is empty for no trace; `limit` in bytes, of one file.
     explicit FrameTrace(const QString& path, qint64 limit = Q_INT64_C(16) * 1024 * 1024);
 
+    bool isOpen() const { return m_file.isOpen(); }
     // Unit and protocol data unit of a request, without the transport's frame around it.
     void sent(const QByteArray& bytes);
     // The bytes as they came from the transport, in the pieces in which they came.

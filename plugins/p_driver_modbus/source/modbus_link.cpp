@@ -4,7 +4,6 @@
 #include "plugins/p_driver_modbus/source/line_drain.h"
 
 #include <QCoreApplication>
-#include <QDataStream>
 #include <QDebug>
 #include <QModbusReply>
 #include <QModbusRtuSerialMaster>
@@ -41,17 +40,6 @@ int pauseAfter(int failures)
     constexpr int c_doublings = 5;
     const int pause = std::min(c_firstPause << std::min(failures - 1, c_doublings), c_longestPause);
     return pause - static_cast<int>(QRandomGenerator::global()->bounded(pause / 5 + 1));
-}
-
-// Empty when the client could not make sense of the frame, or was closed. Written to a stream by the
-// library, because the function code of an exception is a value that its enumeration does not have:
-// neither functionCode() nor isValid() can be asked.
-QByteArray pduOf(const QModbusResponse& response)
-{
-    QByteArray pdu;
-    QDataStream stream(&pdu, QIODevice::WriteOnly);
-    stream << response;
-    return pdu.startsWith('\0') ? QByteArray() : pdu;
 }
 
 QSerialPort::Parity parityOf(ModbusConfiguration::Parity parity)
@@ -383,11 +371,10 @@ void ModbusLink::sendNext()
     }
     m_isSent = true;
     ++m_statistics.sent;
-    m_trace.sent(static_cast<char>(m_configuration.unitId) + pdu);
+    if (m_trace.isOpen())
+        m_trace.sent(static_cast<char>(m_configuration.unitId) + pdu);
     m_reply = reply;
-    // An exception is told as an error before it counts as finished.
     connect(reply, &QModbusReply::finished, this, &ModbusLink::onReplyFinished);
-    connect(reply, &QModbusReply::errorOccurred, this, &ModbusLink::onReplyFinished);
     armDeadline();
     // A socket keeps what is written until the event loop comes to it. The client may be gone afterwards.
     if (auto* const socket = qobject_cast<QTcpSocket*>(client->device()))
@@ -403,7 +390,7 @@ void ModbusLink::onReplyFinished()
     m_reply = nullptr;
     reply->disconnect(this);
     reply->deleteLater();
-    m_answer = pduOf(reply->rawResult());
+    m_answer = reply->rawResult().data();
 }
 
 void ModbusLink::onBytes()
@@ -465,14 +452,13 @@ QString ModbusLink::settleAnswer()
 {
     if (!m_answer || !m_inFlight)
         return {};
-    const QByteArray pdu = *m_answer;
+    const QByteArray data = *m_answer;
     m_answer.reset();
-    const AnswerCheck check = m_configuration.transport == ModbusConfiguration::Transport::Tcp
-                                  ? checkTcpAnswer(m_received, m_configuration.unitId, pdu)
-                                  : checkRtuAnswer(m_received, m_configuration.unitId, pdu);
+    const AnswerCheck check = isRtu() ? checkRtuAnswer(m_received, m_configuration.unitId, data)
+                                      : checkTcpAnswer(m_received, m_configuration.unitId, data);
     if (!check.confirmed)
         return invalidAnswer(check.problem);
-    const ModbusAnswer answer = decodeAnswer(m_inFlight->request, pdu);
+    const ModbusAnswer answer = decodeAnswer(m_inFlight->request, check.pdu);
     if (answer.kind == ModbusAnswer::Malformed)
         return invalidAnswer(answer.text);
     m_statistics.addRoundTrip(m_sentAt.nsecsElapsed());

@@ -134,7 +134,7 @@ private:
     QPointer<QModbusReply> m_reply;
     QElapsedTimer m_sentAt;
     QByteArray m_received;
-    std::optional<QByteArray> m_answer;
+    std::optional<QByteArray> m_answer; // what follows the function code, as the client has taken it
 
     std::deque<EndedRequest> m_ended;
     bool m_deliveryIsQueued = false;

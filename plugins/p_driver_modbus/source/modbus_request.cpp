@@ -143,50 +143,48 @@ ModbusAnswer acknowledged()
     return answer;
 }
 
-// The bytes behind the byte count, when that is what is there.
-std::optional<QByteArray> countedBytes(const QByteArray& pdu)
+constexpr int c_countedFrom = 2; // behind function and byte count
+
+// How many bytes stand behind the byte count, when that is what it says.
+std::optional<int> countedBytes(const QByteArray& pdu)
 {
-    constexpr int c_head = 2;
-    if (pdu.size() < c_head || pdu.size() != c_head + byteAt(pdu, 1))
+    if (pdu.size() < c_countedFrom || pdu.size() != c_countedFrom + byteAt(pdu, 1))
         return std::nullopt;
-    return pdu.mid(c_head);
+    return pdu.size() - c_countedFrom;
 }
 
 ModbusAnswer decodeRegisters(const ModbusRequest& request, const QByteArray& pdu)
 {
-    const std::optional<QByteArray> bytes = countedBytes(pdu);
-    if (!bytes || bytes->size() != 2 * request.count)
+    if (countedBytes(pdu) != 2 * request.count)
         return malformed(
             QStringLiteral("%1 bytes do not hold %2 registers").arg(pdu.size()).arg(request.count));
     ModbusAnswer answer;
     answer.kind = ModbusAnswer::Values;
     answer.values.reserve(request.count);
     for (int i = 0; i < request.count; ++i)
-        answer.values.append(static_cast<int>(wordAt(*bytes, 2 * i)));
+        answer.values.append(static_cast<int>(wordAt(pdu, c_countedFrom + 2 * i)));
     return answer;
 }
 
 ModbusAnswer decodeBits(const ModbusRequest& request, const QByteArray& pdu)
 {
-    const std::optional<QByteArray> bytes = countedBytes(pdu);
-    if (!bytes || bytes->size() != (request.count + 7) / 8)
+    if (countedBytes(pdu) != (request.count + 7) / 8)
         return malformed(QStringLiteral("%1 bytes do not hold %2 bits").arg(pdu.size()).arg(request.count));
     ModbusAnswer answer;
     answer.kind = ModbusAnswer::Values;
     answer.values.reserve(request.count);
     for (int i = 0; i < request.count; ++i)
-        answer.values.append(byteAt(*bytes, i / 8) >> (i % 8) & 1);
+        answer.values.append(byteAt(pdu, c_countedFrom + i / 8) >> (i % 8) & 1);
     return answer;
 }
 
 ModbusAnswer decodeInformation(const QByteArray& pdu)
 {
-    const std::optional<QByteArray> bytes = countedBytes(pdu);
-    if (!bytes)
+    if (!countedBytes(pdu))
         return malformed(QStringLiteral("%1 bytes do not hold what the byte count says").arg(pdu.size()));
     ModbusAnswer answer;
     answer.kind = ModbusAnswer::Values;
-    answer.information = *bytes;
+    answer.information = pdu.mid(c_countedFrom);
     return answer;
 }
 
@@ -200,7 +198,10 @@ bool ModbusRequest::isWrite() const
 
 QByteArray ModbusRequest::pdu() const
 {
-    QByteArray bytes(1, static_cast<char>(function));
+    constexpr int c_mostHead = 6; // function, start, count, byte count
+    QByteArray bytes;
+    bytes.reserve(c_mostHead + 2 * data.size());
+    bytes.append(static_cast<char>(function));
     switch (function) {
     case ReadCoils:
     case ReadDiscreteInputs:

@@ -27,9 +27,11 @@ quint64 PollSchedule::subscribe(const ModbusRequest& request, int interval, Dead
         m_ranges.push_back(std::make_unique<Range>());
         range = m_ranges.back().get();
         range->request = request;
-        range->timer.setSingleShot(true);
         range->timer.setTimerType(Qt::PreciseTimer);
-        connect(&range->timer, &QTimer::timeout, this, [this, range] { poll(range); });
+        connect(&range->timer, &QTimer::timeout, this, [this, range] {
+            range->firesAt += range->timer.intervalAsDuration();
+            poll(range);
+        });
     }
     Listener listener;
     listener.id = ++m_lastId;
@@ -67,9 +69,18 @@ void PollSchedule::arm(Range& range)
     times.reserve(range.listeners.size());
     for (const Listener& listener : range.listeners)
         times.push_back(listener.times);
+    const PollTimes::Clock::time_point next = nextRead(times);
+    // A timer that goes on by itself keeps its beat; one that is set anew, in whole milliseconds, would be
+    // late by a part of one more each time.
+    constexpr std::chrono::milliseconds c_grain{1};
+    if (range.timer.isActive() && range.firesAt > next - c_grain && range.firesAt < next + c_grain)
+        return;
+    const PollTimes::Clock::time_point now = PollTimes::Clock::now();
     // Rounded up: a timer that fires before its time would be armed again for nothing.
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextRead(times) - PollTimes::Clock::now());
-    range.timer.start(std::max(wait, std::chrono::milliseconds(0)));
+    const auto wait =
+        std::max(std::chrono::ceil<std::chrono::milliseconds>(next - now), std::chrono::milliseconds(0));
+    range.firesAt = now + wait;
+    range.timer.start(wait);
 }
 
 void PollSchedule::poll(Range* range)
@@ -78,7 +89,7 @@ void PollSchedule::poll(Range* range)
     if (range->last && range->last->isRunning) {
         ++m_link->statistics().skippedPolls;
         for (Listener& listener : range->listeners) {
-            if (listener.times.due <= now)
+            if (isDue(listener.times, now))
                 listener.times = afterRead(listener.times, now);
         }
         arm(*range);

@@ -54,6 +54,7 @@ private:
         ModbusRequest request;
         std::vector<Listener> listeners;
         QTimer timer;
+        PollTimes::Clock::time_point firesAt; // the timer, the next time
         RequestTicket ticket;
         std::optional<LastRead> last;
     };

@@ -20,6 +20,11 @@ PollTimes joinedAt(PollTimes::Clock::time_point now, std::chrono::milliseconds i
     return {interval, now, std::max(now, last->startedAt + interval)};
 }
 
+bool isDue(const PollTimes& times, PollTimes::Clock::time_point now)
+{
+    return times.due <= now + c_tolerance;
+}
+
 bool takesRead(const PollTimes& times, PollTimes::Clock::time_point start)
 {
     return times.from <= start + c_tolerance;
@@ -28,7 +33,7 @@ bool takesRead(const PollTimes& times, PollTimes::Clock::time_point start)
 PollTimes afterRead(const PollTimes& times, PollTimes::Clock::time_point start)
 {
     PollTimes::Clock::time_point next = times.due + times.interval;
-    if (times.due > start + c_tolerance || next <= start)
+    if (!isDue(times, start) || next <= start)
         next = start + times.interval;
     return {times.interval, next, next};
 }

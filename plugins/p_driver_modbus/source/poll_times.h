@@ -29,6 +29,9 @@ struct LastRead
 PollTimes joinedAt(PollTimes::Clock::time_point now, std::chrono::milliseconds interval,
                    const std::optional<LastRead>& last);
 
+// Whether this listener's read is due at `now`, give or take the grain of a timer.
+bool isDue(const PollTimes& times, PollTimes::Clock::time_point now);
+
 // Whether a read that starts at `start` is this listener's.
 bool takesRead(const PollTimes& times, PollTimes::Clock::time_point start);
 

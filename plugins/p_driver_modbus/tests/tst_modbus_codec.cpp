@@ -479,8 +479,9 @@ void TestModbusCodec::tcpStream()
     QFETCH(bool, confirmed);
     QFETCH(QString, problem);
     QTEST(holdsTcpFrame(received), "complete");
-    const AnswerCheck check = checkTcpAnswer(received, 1, hex("03020007"));
+    const AnswerCheck check = checkTcpAnswer(received, 1, hex("020007"));
     QCOMPARE(check.confirmed, confirmed);
+    QCOMPARE(check.pdu, confirmed ? hex("03020007") : QByteArray());
     QCOMPARE(check.problem.isEmpty(), problem.isEmpty());
     QVERIFY2(problem.isEmpty() || check.problem.startsWith(problem), qPrintable(check.problem));
 }
@@ -495,6 +496,14 @@ void TestModbusCodec::rtuStream_data()
     QTest::newRow("one byte short") << hex("01 03020007 12") << true << "more came";
     QTest::newRow("one byte more") << hex("01 03020007 1234 00") << true << "more came";
     QTest::newRow("noise before") << hex("ff 01 03020007 1234") << true << "more came";
+    QTest::newRow("the same before, from another unit")
+        << hex("05 83020007 1234 01 03020007 1234") << true << "more came";
+    QTest::newRow("another unit's behind it")
+        << hex("01 03020007 1234 05 83020007 1234") << true << "more came";
+    QTest::newRow("without a unit") << hex("03020007 1234") << false << "it came from another unit than 1";
+    QTest::newRow("nothing") << QByteArray() << false << "it came from another unit than 1";
+    QTest::newRow("a function code alone")
+        << hex("01 03 1234") << false << "it came from another unit than 1";
     QTest::newRow("another unit") << hex("02 03020007 1234") << false << "it came from another unit than 1";
 }
 
@@ -502,8 +511,9 @@ void TestModbusCodec::rtuStream()
 {
     QFETCH(QByteArray, received);
     QFETCH(bool, confirmed);
-    const AnswerCheck check = checkRtuAnswer(received, 1, hex("03020007"));
+    const AnswerCheck check = checkRtuAnswer(received, 1, hex("020007"));
     QCOMPARE(check.confirmed, confirmed);
+    QCOMPARE(check.pdu, confirmed ? hex("03020007") : QByteArray());
     QFETCH(QString, problem);
     QCOMPARE(check.problem.isEmpty(), problem.isEmpty());
     QVERIFY2(problem.isEmpty() || check.problem.startsWith(problem), qPrintable(check.problem));
@@ -575,16 +585,17 @@ void TestModbusCodec::pollTimesAfterRead_data()
     QTest::addColumn<int>("from");
     QTest::addColumn<int>("due");
     QTest::addColumn<int>("start");
+    QTest::addColumn<bool>("isDue");
     QTest::addColumn<bool>("takes");
     QTest::addColumn<int>("next"); // of a listener with an interval of 100
-    QTest::newRow("in time") << 500 << 500 << 500 << true << 600;
-    QTest::newRow("a little late: the beat is kept") << 500 << 500 << 507 << true << 600;
-    QTest::newRow("nearly an interval late") << 500 << 500 << 599 << true << 600;
-    QTest::newRow("an interval late: the beat starts anew") << 500 << 500 << 600 << true << 700;
-    QTest::newRow("after a long gap") << 500 << 500 << 5030 << true << 5130;
-    QTest::newRow("within the tolerance") << 500 << 500 << 498 << true << 600;
-    QTest::newRow("before its time") << 500 << 500 << 497 << false << 597;
-    QTest::newRow("joined, taken before it is due") << 450 << 500 << 460 << true << 560;
+    QTest::newRow("in time") << 500 << 500 << 500 << true << true << 600;
+    QTest::newRow("a little late: the beat is kept") << 500 << 500 << 507 << true << true << 600;
+    QTest::newRow("nearly an interval late") << 500 << 500 << 599 << true << true << 600;
+    QTest::newRow("an interval late: the beat starts anew") << 500 << 500 << 600 << true << true << 700;
+    QTest::newRow("after a long gap") << 500 << 500 << 5030 << true << true << 5130;
+    QTest::newRow("within the tolerance") << 500 << 500 << 498 << true << true << 600;
+    QTest::newRow("before its time") << 500 << 500 << 497 << false << false << 597;
+    QTest::newRow("joined, taken before it is due") << 450 << 500 << 460 << false << true << 560;
 }
 
 void TestModbusCodec::pollTimesAfterRead()
@@ -594,6 +605,7 @@ void TestModbusCodec::pollTimesAfterRead()
     QFETCH(int, start);
     QFETCH(bool, takes);
     const PollTimes times{std::chrono::milliseconds(100), at(from), at(due)};
+    QTEST(isDue(times, at(start)), "isDue");
     QCOMPARE(takesRead(times, at(start)), takes);
     const PollTimes next = afterRead(times, at(start));
     QTEST(millisecondsOf(next.due), "next");
