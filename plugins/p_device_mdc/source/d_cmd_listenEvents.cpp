@@ -2,9 +2,10 @@
 
 #include "log_line.h"
 #include "p_device_mdc.h"
-#include "register_block.h"
 #include "register_map.h"
 #include "reply_values.h"
+
+#include <utility>
 
 namespace {
 
@@ -91,8 +92,14 @@ QVariant DCmdListenEvents::decodeModbusValue(const QVariantList& words, int firs
 void DCmdListenEvents::decodeParameters(const QVariantList& words, QVariantMap& result,
                                         const QVariantList& parameterList)
 {
-    for (const QVariant& entry : parameterList) {
-        const BlockParameter parameter = blockParameter(entry);
+    // Comes with every reply, and is another list only when the configuration has changed.
+    if (!parameterList.isSharedWith(m_parameterList)) {
+        m_parameterList = parameterList;
+        m_parameters.clear();
+        for (const QVariant& entry : parameterList)
+            m_parameters.append(blockParameter(entry));
+    }
+    for (const BlockParameter& parameter : std::as_const(m_parameters)) {
         const QVariant value =
             decodeModbusValue(words, blockIndex(parameter.startAddress, m_blockBase),
                               blockIndex(parameter.endAddress, m_blockBase), parameter.type);

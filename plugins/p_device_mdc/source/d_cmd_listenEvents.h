@@ -1,6 +1,10 @@
 #pragma once
 
+#include "register_block.h"
+
 #include <lib_plugins_management/d_abstract_command.h>
+#include <QVariantList>
+#include <QVector>
 
 // "listenEventsData": follows the block of the controller's event registers, until "stopListening".
 // Result "values": a map of the block's values by the names of the configuration's list "eventDataKeys"
@@ -43,4 +47,6 @@ private:
     QString m_registerKey;
     QString m_versionSuffix;
     quint16 m_blockBase = 0; // register address of the block's first word
+    QVariantList m_parameterList;
+    QVector<BlockParameter> m_parameters; // what m_parameterList says
 };
