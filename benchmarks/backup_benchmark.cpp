@@ -3,6 +3,7 @@
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
+#include <lib_host/event_dispatcher.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -218,6 +219,7 @@ int run(const Size& size, int rounds)
 
 int main(int argc, char** argv)
 {
+    preferQtEventDispatcher();
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(

@@ -3,6 +3,7 @@
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
+#include <lib_host/event_dispatcher.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QCommandLineParser>
@@ -98,6 +99,7 @@ int run(int rounds)
 
 int main(int argc, char** argv)
 {
+    preferQtEventDispatcher();
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Memory of a further device beside a bare client's."));

@@ -3,6 +3,7 @@
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
+#include <lib_host/event_dispatcher.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QCommandLineParser>
@@ -313,6 +314,7 @@ int run(int devices, double seconds, int rounds, int periods)
 
 int main(int argc, char** argv)
 {
+    preferQtEventDispatcher();
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(

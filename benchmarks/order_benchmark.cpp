@@ -3,6 +3,7 @@
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
+#include <lib_host/event_dispatcher.h>
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -214,6 +215,7 @@ int run(int count, int rounds, const QString& script)
 
 int main(int argc, char** argv)
 {
+    preferQtEventDispatcher();
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(

@@ -3,6 +3,7 @@
 #include "applications/bench/console.h"
 #include "applications/panel/panel_library.h"
 
+#include <lib_host/event_dispatcher.h>
 #include <QCoreApplication>
 
 #include <memory>
@@ -38,6 +39,7 @@ std::unique_ptr<QCoreApplication> panelApplication(int& argc, char** argv, const
 
 int main(int argc, char* argv[])
 {
+    preferQtEventDispatcher();
     QStringList arguments;
 #ifndef Q_OS_WIN
     // The bytes as they are, whatever the locale of a script is: file names and values are UTF-8.

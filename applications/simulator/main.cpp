@@ -6,6 +6,7 @@
 #include "applications/simulator/tightening_cycles.h"
 
 #include <lib_host/configuration.h>
+#include <lib_host/event_dispatcher.h>
 
 #include <QCoreApplication>
 #include <QLocale>
@@ -120,6 +121,7 @@ int run(const SimulatorOptions& options)
 
 int main(int argc, char* argv[])
 {
+    preferQtEventDispatcher();
     const QCoreApplication application(argc, argv);
     int exitCode = 0;
     const auto options = parseCommandLine(argc, argv, &exitCode);
