@@ -22,6 +22,7 @@ packages=(
   python3 python3-pymodbus python3-serial python3-serial-asyncio  # independent Modbus peers, and what they import
   qtdeclarative5-dev-tools  # qmllint
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
+  clang libclang-rt-14-dev     # libFuzzer
 )
 
 installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }

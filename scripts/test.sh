@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks formatting and code, builds with warnings as errors, runs the main job on
-# the release and all tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+# the release, the fuzz targets for a moment and all tests under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,6 +30,10 @@ build/release/bin/mdc-bench demo
 step "build with sanitizers"
 cmake --preset asan >/dev/null
 cmake --build --preset asan
+
+# Long runs are for whoever changes what is fuzzed: scripts/fuzz.sh 600.
+step "fuzzing"
+scripts/fuzz.sh 3
 
 step "tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 ctest --preset asan
