@@ -5,6 +5,7 @@
 #include <QList>
 
 #include <algorithm>
+#include <atomic>
 #include <numeric>
 
 #include <malloc.h>
@@ -96,7 +97,11 @@ StallWitness::StallWitness()
 
 StallWitness::~StallWitness()
 {
-    m_stop = true;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_stopping.notify_one();
     m_thread.join();
 }
 
@@ -132,18 +137,15 @@ void StallWitness::watch()
     constexpr std::chrono::milliseconds c_nap{2};
     constexpr double c_noticed = 1;
     constexpr std::size_t c_kept = 1024;
+    std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_stop) {
-        const auto planned = Clock::now() + c_nap;
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_planned = planned;
-        }
-        std::this_thread::sleep_until(planned);
+        m_planned = Clock::now() + c_nap;
+        if (m_stopping.wait_until(lock, m_planned, [this] { return m_stop; }))
+            return;
         const auto now = Clock::now();
-        const double late = std::chrono::duration<double, std::milli>(now - planned).count();
+        const double late = std::chrono::duration<double, std::milli>(now - m_planned).count();
         if (late < c_noticed)
             continue;
-        const std::lock_guard<std::mutex> lock(m_mutex);
         m_stalls.push_back({now, late});
         if (m_stalls.size() > c_kept)
             m_stalls.pop_front();

@@ -2,8 +2,8 @@
 
 #include <QtGlobal>
 
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -57,9 +57,10 @@ private:
     std::vector<double> stallsIn(double milliseconds) const;
 
     mutable std::mutex m_mutex;
+    std::condition_variable m_stopping;
+    bool m_stop = false;
     std::deque<Stall> m_stalls;
     Clock::time_point m_planned = Clock::now(); // when the thread is to wake up next
-    std::atomic<bool> m_stop{false};
     std::thread m_thread;
 };
 
