@@ -16,14 +16,28 @@ bool RequestQueue::push(PendingRequest request)
 
 std::optional<PendingRequest> RequestQueue::takeNext()
 {
-    for (std::deque<PendingRequest>& requests : m_requests) {
-        if (requests.empty())
-            continue;
-        PendingRequest request = std::move(requests.front());
-        requests.pop_front();
-        return request;
+    const std::size_t priority = nextPriority();
+    if (priority == c_priorities)
+        return std::nullopt;
+    for (std::size_t later = priority + 1; later < c_priorities; ++later)
+        m_overtaken.at(later) = m_requests.at(later).empty() ? 0 : m_overtaken.at(later) + 1;
+    m_overtaken.at(priority) = 0;
+    std::deque<PendingRequest>& requests = m_requests.at(priority);
+    PendingRequest request = std::move(requests.front());
+    requests.pop_front();
+    return request;
+}
+
+// The lowest that has been overtaken often enough, else the highest; c_priorities when nothing waits.
+std::size_t RequestQueue::nextPriority() const
+{
+    for (std::size_t priority = c_priorities; priority-- > 0;) {
+        if (!m_requests.at(priority).empty() && m_overtaken.at(priority) >= c_mostOvertaking)
+            return priority;
     }
-    return std::nullopt;
+    const auto* const first = std::find_if(m_requests.cbegin(), m_requests.cend(),
+                                           [](const auto& requests) { return !requests.empty(); });
+    return static_cast<std::size_t>(first - m_requests.cbegin());
 }
 
 bool RequestQueue::remove(quint64 id)

@@ -24,7 +24,8 @@ struct ModbusOutcome
 
 using OutcomeHandler = std::function<void(const ModbusOutcome& outcome)>;
 
-// What an operator ordered goes before what he asked, and both before what repeats itself anyway.
+// What an operator ordered goes before what he asked, and both before what repeats itself anyway. On a link
+// that is never free the later ones have their turn all the same: see RequestQueue.
 enum class RequestPriority { Write, Read, Poll };
 
 struct PendingRequest
@@ -36,10 +37,13 @@ struct PendingRequest
     OutcomeHandler onEnd; // empty once it is withdrawn
 };
 
-// Requests waiting for the link, in their order within each priority.
+// Requests waiting for the link, in their order within each priority. So many of higher priorities overtake
+// one, and not one more.
 class RequestQueue
 {
 public:
+    static constexpr int c_mostOvertaking = 8;
+
     // `capacity` counts the requests of all priorities.
     explicit RequestQueue(int capacity);
 
@@ -55,6 +59,12 @@ public:
     int size() const;
 
 private:
+    static constexpr std::size_t c_priorities = 3;
+
+    std::size_t nextPriority() const;
+
     int m_capacity;
-    std::array<std::deque<PendingRequest>, 3> m_requests;
+    std::array<std::deque<PendingRequest>, c_priorities> m_requests;
+    // How many have overtaken the first one that waits.
+    std::array<int, c_priorities> m_overtaken{};
 };

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void pollTimesAfterRead();
     void pollTimesWhileAnotherComesAndGoes();
     void queueOrder();
+    void queueServesEverybody();
     void queueBounds();
     void statistics();
     void trace();
@@ -664,6 +665,37 @@ void TestModbusCodec::queueOrder()
     while (const std::optional<PendingRequest> next = queue.takeNext())
         order.append(next->id);
     QCOMPARE(order, (QList<quint64>{3, 5, 2, 1, 6}));
+}
+
+// Writes and reads without an end keep nobody from being served.
+void TestModbusCodec::queueServesEverybody()
+{
+    constexpr int c_taken = 100;
+    RequestQueue queue(10);
+    QMap<RequestPriority, int> waiting{{RequestPriority::Read, 0}, {RequestPriority::Poll, 0}};
+    QMap<RequestPriority, int> served;
+    const auto push = [&queue](RequestPriority priority) {
+        return queue.push(
+            {static_cast<quint64>(priority), {}, priority, QDeadlineTimer(QDeadlineTimer::Forever), {}});
+    };
+    for (const RequestPriority priority :
+         {RequestPriority::Poll, RequestPriority::Read, RequestPriority::Write})
+        QVERIFY(push(priority));
+    for (int i = 0; i < c_taken; ++i) {
+        const std::optional<PendingRequest> next = queue.takeNext();
+        QVERIFY(next);
+        ++served[next->priority];
+        for (auto it = waiting.begin(); it != waiting.end(); ++it) {
+            if (next->priority < it.key())
+                ++it.value();
+            else if (next->priority == it.key())
+                it.value() = 0;
+            QVERIFY2(it.value() <= RequestQueue::c_mostOvertaking, qPrintable(QString::number(i)));
+        }
+        QVERIFY(push(next->priority));
+    }
+    // The writes have most of the link.
+    QVERIFY(served.value(RequestPriority::Write) > c_taken * 3 / 4);
 }
 
 void TestModbusCodec::queueBounds()
