@@ -1,7 +1,9 @@
 #include "applications/bench/range_check.h"
 
 #include "applications/bench/channel_entry.h"
+#include "applications/bench/suggestion.h"
 #include "plugins/p_device_mdc/source/backup_range.h"
+#include "plugins/p_device_mdc/source/identification_block.h"
 
 #include <QMap>
 #include <QRegularExpression>
@@ -296,6 +298,11 @@ std::optional<int> generationOf(const QString& model)
 
 const QString c_firstFirmware = QStringLiteral("MDgen1V1");
 
+bool isGenerationName(const QString& model)
+{
+    return model.startsWith(QLatin1String("MDgen"));
+}
+
 // Where a restore of this model looks the unit of torque up.
 QString torqueUnitChannel(const QString& model)
 {
@@ -356,8 +363,7 @@ QList<Finding> checkRangeText(const QString& model, const QString& text, const Q
     checkBackupRange(items, report);
     checkGroups(items, report);
     const std::optional<BackupRange> range = backupRange(items);
-    const bool isGeneration = model.startsWith(QLatin1String("MDgen"));
-    if (isGeneration && model != c_firstFirmware && !generationOf(model))
+    if (isGenerationName(model) && model != c_firstFirmware && !generationOf(model))
         report.warning(
             QStringLiteral("it is of no controller, and never read"),
             QStringLiteral("name it \"%1\" for generation 1 with firmware 1, \"MDgen2_config\" for "
@@ -375,11 +381,24 @@ QList<Finding> checkRanges(const QStringList& commands, const QJsonObject& confi
                            const std::optional<QString>& connected)
 {
     const QString ending = keyOf({});
+    const QStringList models = controllerModels();
     const QJsonObject parameters = configuration.value(QLatin1String("parameters")).toObject();
     QList<Finding> findings;
     for (auto it = parameters.constBegin(); it != parameters.constEnd(); ++it) {
-        if (it.key().endsWith(ending))
-            findings += checkRangeText(it.key().chopped(ending.size()), it.value().toString(), configuration);
+        if (!it.key().endsWith(ending))
+            continue;
+        const QString model = it.key().chopped(ending.size());
+        QList<Finding> ofModel = checkRangeText(model, it.value().toString(), configuration);
+        if (!isGenerationName(model) && !models.contains(model)) {
+            // The one finding that all is well is not true then.
+            if (ofModel.constFirst().level == FindingLevel::Ok)
+                ofModel.clear();
+            ofModel.append({FindingLevel::Warning, QStringLiteral("backup of %1").arg(model),
+                            QStringLiteral("\"%1\": no controller tells the model \"%2\"%3")
+                                .arg(it.key(), model, didYouMean(model, models)),
+                            QStringLiteral("name it by the controller's model, as \"MDC-26_config\"")});
+        }
+        findings += ofModel;
     }
     if (!connected ||
         (!commands.contains(QStringLiteral("backup")) && !commands.contains(QStringLiteral("restoreBackup"))))

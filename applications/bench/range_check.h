@@ -20,6 +20,7 @@ QList<Finding> checkRangeText(const QString& model, const QString& text, const Q
 
 // Every text of "parameters". `connected` is the name by which the connected controller's text is looked
 // up, empty when it tells none; nothing when no controller was identified. A text that it lacks is an
-// error when `commands` back up or restore.
+// error when `commands` back up or restore;
+// one that no controller looks up, by a model that none tells, is a warning.
 QList<Finding> checkRanges(const QStringList& commands, const QJsonObject& configuration,
                            const std::optional<QString>& connected);

@@ -3,6 +3,7 @@
 #include "applications/bench/range_check.h"
 #include "applications/bench/result_writer.h"
 #include "applications/bench/subcommands.h"
+#include "applications/bench/unread_names.h"
 #include "plugins/p_device_mdc/source/device_information.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -270,7 +271,7 @@ ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& inte
             name = configurationNameOf(*device, *generation);
         const QList<Finding> findings =
             checkRequirements(commandRequirements(), device->commandNames(), configuration, generation) +
-            checkRanges(device->commandNames(), configuration, name);
+            checkRanges(device->commandNames(), configuration, name) + checkUnreadNames(configuration);
         for (const Finding& finding : findings)
             report.add(finding);
     }

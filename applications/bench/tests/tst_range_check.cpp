@@ -243,6 +243,16 @@ void TstRangeCheck::connectedModel_data()
                                     << QStringList{missing.arg("MDC-26")};
     QTest::newRow("a model that nobody knows")
         << backup << parameters << true << "????" << QStringList{missing.arg("????")};
+    QTest::newRow("a text that no controller looks up")
+        << QStringList{"getInfo"} << QJsonObject{{"MCD-26_config", good}} << false << ""
+        << QStringList{"warning: \"MCD-26_config\": no controller tells the model \"MCD-26\"; did you mean "
+                       "\"MDC-26\" or \"MDC-22\"?"};
+    QTest::newRow("texts of all kinds of controllers") << QStringList{"getInfo"}
+                                                       << QJsonObject{{"MDC-32_config", good},
+                                                                      {"BM_config", good},
+                                                                      {"AD_config", good},
+                                                                      {"????_config", good}}
+                                                       << false << "" << QStringList{};
     QTest::newRow("a model without a name")
         << backup << parameters << true << ""
         << QStringList{"error: the connected controller tells no model to look its registers up by"};

@@ -149,6 +149,20 @@ const ToolModels& bmToolTable()
     return c_models;
 }
 
+QStringList controllerModels()
+{
+    constexpr int c_codes = 256;
+    QStringList models;
+    for (int code = 0; code < c_codes; ++code) {
+        const auto family = static_cast<quint16>(code);
+        models.append({familyOfShortBlock(family), familyOfMediumBlock(family),
+                       familyOfLongBlock(1, static_cast<quint8>(code))});
+    }
+    models.removeDuplicates();
+    models.removeAll(QString());
+    return models;
+}
+
 Identification decodeIdentification(const QByteArray& block, const ToolModels* toolModels)
 {
     Identification identification;

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QMap>
 #include <QString>
+#include <QStringList>
 
 // Names of tool models by the controller's tool code.
 using ToolModels = QMap<quint16, QString>;
@@ -23,6 +24,9 @@ struct Identification
     quint16 versionNumber = 0; // 4012
     int generation = 1;        // of the register map: 1 or 2
 };
+
+// Every controller model that a block can tell, "????" of an unknown one included.
+QStringList controllerModels();
 
 // Decodes the block of 12, 13 or 17 bytes with which a controller identifies itself; a block of any
 // other length is not read. `toolModels` is the table of the connected family of tools; without one
