@@ -90,7 +90,7 @@ bool Chain::start(const QJsonObject& link)
     return m_report.check('X', errors.isEmpty(), errors.join(QLatin1String("; ")));
 }
 
-OrderEnd Chain::run(const Order& order)
+MeasuredEnd Chain::run(const Order& order)
 {
     return await(place(order));
 }
@@ -113,7 +113,7 @@ quint64 Chain::place(const Order& order)
     return id;
 }
 
-OrderEnd Chain::await(quint64 id)
+MeasuredEnd Chain::await(quint64 id)
 {
     const int patience = std::max(3 * m_records.value(id).order.timeout, c_longestPatience);
     const bool ended = waitUntil([this, id] { return m_records[id].ended; }, patience);
@@ -145,7 +145,8 @@ double Chain::recover()
             'D', QStringLiteral("the link did not come back by itself within %1 ms").arg(c_recoveryTime));
         return c_recoveryTime;
     }
-    const OrderEnd end = run({QStringLiteral("getRegister"), {{"channel", "alarm"}}, c_goodDeadline, false});
+    const MeasuredEnd end =
+        run({QStringLiteral("getRegister"), {{"channel", "alarm"}}, c_goodDeadline, false});
     m_report.check('D', end.outcome.ok,
                    QStringLiteral("the next good command failed: %1 (%2)")
                        .arg(QLatin1String(codeName(end.outcome.errorCode)), end.outcome.errorMessage));

@@ -27,7 +27,7 @@ struct Order
     bool watched = true;
 };
 
-struct OrderEnd
+struct MeasuredEnd
 {
     DOrderOutcome outcome;
     double after = 0;     // milliseconds
@@ -59,10 +59,10 @@ public:
     bool start(const QJsonObject& link);
 
     // Runs an order to its end. One that does not end breaks A; its outcome is CeEcInternal.
-    OrderEnd run(const Order& order);
+    MeasuredEnd run(const Order& order);
     // The two halves of run().
     quint64 place(const Order& order);
-    OrderEnd await(quint64 id);
+    MeasuredEnd await(quint64 id);
 
     // Promise D, once the fault is over: a good command works, on a link that says it is up or comes back
     // by itself. Returns the milliseconds that took.

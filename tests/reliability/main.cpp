@@ -52,6 +52,7 @@ int main(int argc, char* argv[])
     addRtuRows(table);
     addFilesRows(table);
     addInputRows(table);
+    addConfigurationRows(table);
     addLifetimeRows(table);
     addLoadRows(table);
 

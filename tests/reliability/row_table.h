@@ -38,5 +38,6 @@ void addTcpRows(RowTable& table);
 void addRtuRows(RowTable& table);
 void addFilesRows(RowTable& table);
 void addInputRows(RowTable& table);
+void addConfigurationRows(RowTable& table);
 void addLifetimeRows(RowTable& table);
 void addLoadRows(RowTable& table);

@@ -70,7 +70,7 @@ public:
     // Another good one at the same place.
     bool makeBackup()
     {
-        const OrderEnd end = backup();
+        const MeasuredEnd end = backup();
         file = end.outcome.results.value(QStringLiteral("filePath")).toString();
         old = contents(file);
         values = bench.registers(SimulatedBench::c_registers);
@@ -78,16 +78,16 @@ public:
                             QStringLiteral("the first backup failed: ") + end.outcome.errorMessage);
     }
 
-    OrderEnd backup() { return bench.run(QStringLiteral("backup"), arguments(), c_orderTime); }
+    MeasuredEnd backup() { return bench.run(QStringLiteral("backup"), arguments(), c_orderTime); }
     QVariantMap arguments() const { return {{"backupName", "N"}, {"folderPath", folder.path()}}; }
-    OrderEnd restore(int first, int last)
+    MeasuredEnd restore(int first, int last)
     {
         return bench.run(QStringLiteral("restoreBackup"),
                          {{"filePath", file}, {"startPreset", first}, {"endPreset", last}}, c_orderTime);
     }
 
     // A backup that has failed: says so, and has left everything as it was.
-    void expectFailed(const OrderEnd& end, const QString& when)
+    void expectFailed(const MeasuredEnd& end, const QString& when)
     {
         const QVariant done = end.outcome.results.value(QStringLiteral("doneOk"));
         report.check('C', !end.outcome.ok && !done.toBool(), when + QStringLiteral(": reported as done"));
@@ -216,7 +216,7 @@ void runDiskFull(RowReport& report)
     const QString filling = files.folder.filePath(QStringLiteral(".filling"));
     for (const int room : {0, pages / 2, pages - 1}) {
         report.check('X', fillDisk(filling, room), QStringLiteral("the disk cannot be filled"));
-        const OrderEnd end = files.backup();
+        const MeasuredEnd end = files.backup();
         QFile::remove(filling);
         files.expectFailed(end, QStringLiteral("%1 of %2 pages free").arg(room).arg(pages));
     }
@@ -241,7 +241,7 @@ void runReadOnlyFolder(RowReport& report)
                           QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
     // For root nothing is read only.
     const int user = setfsuid(c_nobody);
-    const OrderEnd end = files.backup();
+    const MeasuredEnd end = files.backup();
     setfsuid(static_cast<uid_t>(user));
     QFile::setPermissions(files.folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     files.expectFailed(end, QStringLiteral("read-only folder"));
@@ -271,7 +271,7 @@ void runFolderVanishes(RowReport& report)
             if (reads == block)
                 QDir().rename(files.folder.path(), away);
         });
-        const OrderEnd end = files.backup();
+        const MeasuredEnd end = files.backup();
         files.bench.watchInstructions({});
         const QString when = QStringLiteral("gone at block %1").arg(block + 1);
         report.check('F', !QDir(files.folder.path()).exists(),
@@ -534,7 +534,7 @@ void runLinkLostInRestore(RowReport& report)
             const QString text = QStringLiteral("%1@once/0x06#%2").arg(fault).arg(number);
             files.bench.simulator().faults().add(text);
             files.bench.clearWrites();
-            const OrderEnd end = files.restore(span.firstProgram, span.lastProgram);
+            const MeasuredEnd end = files.restore(span.firstProgram, span.lastProgram);
             files.bench.simulator().faults().clear();
             recoveries.add(files.bench.recover());
             report.check('C', !end.outcome.ok, text + QStringLiteral(": reported as done"));
@@ -550,7 +550,7 @@ void runLinkLostInRestore(RowReport& report)
     }
     codes.removeDuplicates();
     files.bench.clearWrites();
-    const OrderEnd end = files.restore(span.firstProgram, span.lastProgram);
+    const MeasuredEnd end = files.restore(span.firstProgram, span.lastProgram);
     report.check('D',
                  end.outcome.ok &&
                      files.bench.writes() == writesUpTo(files, span.firstRegister(), span.lastRegister()),
@@ -575,7 +575,7 @@ void runRefusedValue(RowReport& report)
         const QString text = QStringLiteral("exception=3@once/0x06#%1").arg(number);
         files.bench.simulator().faults().add(text);
         files.bench.clearWrites();
-        const OrderEnd end = files.restore(span.firstProgram, span.lastProgram);
+        const MeasuredEnd end = files.restore(span.firstProgram, span.lastProgram);
         files.bench.simulator().faults().clear();
         ++restores;
         report.check('C', !end.outcome.ok, text + QStringLiteral(": reported as done"));
@@ -627,7 +627,7 @@ public:
         file.close();
         m_files.bench.clearWrites();
         m_log.take();
-        const OrderEnd end =
+        const MeasuredEnd end =
             m_files.bench.run(QStringLiteral("restoreBackup"),
                               {{"filePath", m_path}, {"startPreset", 1}, {"endPreset", 1}}, c_orderTime);
         const QStringList writes = m_files.bench.writes();

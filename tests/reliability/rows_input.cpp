@@ -13,7 +13,9 @@
 #include <QSet>
 #include <QTemporaryDir>
 
+#include <cmath>
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -192,6 +194,51 @@ private:
     const QString m_folder;
 };
 
+// The arguments that become a register's value or address; what the other commands send does not depend
+// on a number that they are given.
+struct NumberArgument
+{
+    const char* command;
+    const char* name;
+    quint8 function;
+};
+constexpr NumberArgument c_numberArguments[]{{"setProgram", "program", c_writeSingle},
+                                             {"setDirection", "direction", c_writeSingle},
+                                             {"setLock", "lock", c_writeSingle},
+                                             {"getPresetData", "preset", c_readHolding}};
+
+// The number that such an argument holds, when the request is one that it goes into.
+std::optional<qlonglong> givenNumber(const QByteArray& request, const QString& command,
+                                     const QVariantMap& arguments)
+{
+    for (const NumberArgument& argument : c_numberArguments) {
+        if (command != QLatin1String(argument.command) ||
+            static_cast<quint8>(request.at(1)) != argument.function)
+            continue;
+        const QVariant value = arguments.value(QLatin1String(argument.name));
+        bool isNumber = false;
+        const qlonglong given = value.toLongLong(&isNumber);
+        return isNumber && !std::isnan(value.toDouble()) ? std::optional<qlonglong>(given) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+// Of a number no other one is made by cutting it. Says which one was; nothing when none was.
+QString cutNumber(const QByteArray& request, const QString& command, const QVariantMap& arguments)
+{
+    constexpr int c_programSize = 40;
+    const std::optional<qlonglong> given = givenNumber(request, command, arguments);
+    if (!given)
+        return {};
+    const bool isAddress = static_cast<quint8>(request.at(1)) == c_readHolding;
+    qlonglong wanted = isAddress ? (*given - 1) * c_programSize + 1 : *given;
+    // It takes its argument as 16 bits, as its description says, and writes any such value.
+    if (command == QLatin1String("setLock"))
+        wanted = static_cast<quint16>(wanted);
+    const int sent = RegisterMap::word(request, isAddress ? 2 : 4);
+    return sent == wanted ? QString() : QStringLiteral("%1 was sent as %2").arg(*given).arg(sent);
+}
+
 void runGeneratedCalls(RowReport& report)
 {
     ScriptedPeer peer;
@@ -207,6 +254,7 @@ void runGeneratedCalls(RowReport& report)
     RandomCall random(c_seed, bench.device()->commandNames(), folder.path());
     QHash<QString, int> codes;
     int requests = 0;
+    int compared = 0;
     for (int i = 0; i < c_calls && report.isGood(); ++i) {
         const QString command = random.command();
         const QVariantMap arguments = random.arguments();
@@ -217,7 +265,7 @@ void runGeneratedCalls(RowReport& report)
             waitUntil([&] { return !peer.requests.isEmpty() || bench.hasEnded(id); }, c_orderTime);
             bench.run(QStringLiteral("stopListening"));
         }
-        const OrderEnd end = bench.await(id);
+        const MeasuredEnd end = bench.await(id);
         ++codes[QLatin1String(codeName(end.outcome.errorCode))];
         for (const QByteArray& request : qAsConst(peer.requests)) {
             const QString objection = map.objection(request, command);
@@ -225,17 +273,9 @@ void runGeneratedCalls(RowReport& report)
                          QStringLiteral("call %1, %2: %3 was sent: %4")
                              .arg(i)
                              .arg(command, QString::fromLatin1(request.toHex(' ')), objection));
-            // Of a number no other one is made by cutting it.
-            if (static_cast<quint8>(request.at(1)) == c_writeSingle &&
-                command == QLatin1String("setProgram")) {
-                bool isNumber = false;
-                const qlonglong wanted = arguments.value(QStringLiteral("program")).toLongLong(&isNumber);
-                report.check('C', !isNumber || wanted == RegisterMap::word(request, 4),
-                             QStringLiteral("call %1: program %2 was sent as %3")
-                                 .arg(i)
-                                 .arg(wanted)
-                                 .arg(RegisterMap::word(request, 4)));
-            }
+            const QString cut = cutNumber(request, command, arguments);
+            report.check('C', cut.isEmpty(), QStringLiteral("call %1, %2: %3").arg(i).arg(command, cut));
+            compared += givenNumber(request, command, arguments) ? 1 : 0;
         }
         requests += peer.requests.size();
     }
@@ -244,11 +284,14 @@ void runGeneratedCalls(RowReport& report)
     for (auto code = codes.cbegin(); code != codes.cend(); ++code)
         texts.append(QStringLiteral("%1 %2").arg(code.value()).arg(code.key()));
     texts.sort();
-    report.seen(QStringLiteral("%1 calls (seed %2): %3; %4 requests, all of them valid")
+    report.check('X', compared > c_calls / 100, QStringLiteral("%1 numbers were compared").arg(compared));
+    report.seen(QStringLiteral("%1 calls (seed %2): %3; %4 requests, all of them valid; %5 numbers in them "
+                               "as they were given")
                     .arg(c_calls)
                     .arg(c_seed)
                     .arg(texts.join(QLatin1String(", ")))
-                    .arg(requests));
+                    .arg(requests)
+                    .arg(compared));
     bench.finish();
 }
 

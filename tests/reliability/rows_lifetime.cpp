@@ -8,16 +8,24 @@
 
 #include "applications/simulator/simulated_controller.h"
 
+#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
+#include <QPluginLoader>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <memory>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -64,8 +72,8 @@ void runOwnerDeleted(RowReport& report)
     const QTemporaryDir folder;
     if (!bench.start())
         return;
-    const OrderEnd backup = bench.run(QStringLiteral("backup"),
-                                      {{"backupName", "good"}, {"folderPath", folder.path()}}, c_orderTime);
+    const MeasuredEnd backup = bench.run(
+        QStringLiteral("backup"), {{"backupName", "good"}, {"folderPath", folder.path()}}, c_orderTime);
     report.check('X', backup.outcome.ok, backup.outcome.errorMessage);
     const FolderWatch watch(folder.path());
     const QTemporaryDir otherFolder;
@@ -107,7 +115,7 @@ void runOwnerDeleted(RowReport& report)
                                 (removal == Removal::DriverRemoved || removal == Removal::DriverDeleted);
             if (goesOn && !bench.hasEnded(id))
                 bench.host().removeInstance(bench.device()->objectUuid());
-            const OrderEnd end = bench.await(id);
+            const MeasuredEnd end = bench.await(id);
             // One that had done its work by then, and was about to say so.
             const bool isTrue = order.first == QLatin1String("getRegister")
                                     ? end.outcome.results.value(QStringLiteral("values")).toList() ==
@@ -148,8 +156,8 @@ void runRemovedInBackup(RowReport& report)
             if (reads == block && instruction == QLatin1String("read"))
                 remove(bench, static_cast<Removal>(block % c_removals));
         });
-        const OrderEnd end = bench.run(QStringLiteral("backup"),
-                                       {{"backupName", "N"}, {"folderPath", folder.path()}}, c_orderTime);
+        const MeasuredEnd end = bench.run(QStringLiteral("backup"),
+                                          {{"backupName", "N"}, {"folderPath", folder.path()}}, c_orderTime);
         bench.watchInstructions({});
         report.check('C', !end.outcome.ok, QStringLiteral("gone at block %1: reported as done").arg(block));
         ++removed;
@@ -202,7 +210,8 @@ void runRemovedInListening(RowReport& report)
     bench.finish();
 }
 
-// The files stay in the process: what is loaded again is all that comes of them.
+// The files stay in the process, as the host's loader keeps them: what is loaded again is all that comes
+// of them.
 void runLoadCycles(RowReport& report)
 {
     SimulatedBench bench(report);
@@ -246,6 +255,154 @@ void runLoadCycles(RowReport& report)
     bench.recover();
     report.seen(QStringLiteral("%1 cycles, an order in each").arg(cycles));
     bench.finish();
+}
+
+// One plug-in's file, which this loader takes out of the process again.
+class UnloadableFile
+{
+public:
+    // `stays`: the file itself says that it stays where it is once it is loaded.
+    UnloadableFile(const QString& file, bool stays)
+        : m_loader(file)
+        , m_stays(stays)
+    {
+        m_loader.setLoadHints(QLibrary::ResolveAllSymbolsHint);
+    }
+
+    bool load(DHost& host, QString* error)
+    {
+        auto* const root = qobject_cast<DAbstractPlugin*>(m_loader.instance());
+        if (root == nullptr) {
+            *error = m_loader.errorString();
+            return false;
+        }
+        return host.addPlugin(root, error);
+    }
+
+    // False when it has not gone as it should.
+    bool unload() { return m_loader.unload() && !m_loader.isLoaded() && isMapped() == m_stays; }
+
+    bool isMapped() const
+    {
+        QFile maps(QStringLiteral("/proc/self/maps"));
+        return !maps.open(QIODevice::ReadOnly) ||
+               maps.readAll().contains(QFile::encodeName(QFileInfo(m_loader.fileName()).canonicalFilePath()));
+    }
+
+private:
+    QPluginLoader m_loader;
+    const bool m_stays;
+};
+
+// The library in the folder; there is one.
+QString libraryIn(const QString& folder, const QString& name)
+{
+    return QDir(folder).filePath(
+        QDir(folder).entryList({QStringLiteral("*%1*").arg(name)}, QDir::Files).value(0));
+}
+
+// Both plug-ins leave the process and come back, with all that their roots have made. Of the device's the
+// file stays: QML keeps the types of its page, and Qt has no way to take them back. Nobody else may have
+// loaded them: the host's own loader keeps all files for good, so this row's host is given their roots.
+void runUnloadCycles(RowReport& report)
+{
+    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    QJsonObject configuration = loaded.configuration;
+    QJsonArray objects = configuration.value(QStringLiteral("objects")).toArray();
+    QJsonObject driverObject = objects.at(0).toObject();
+    const QJsonObject deviceObject = objects.at(1).toObject();
+    Simulator simulator(deviceObject.value(QStringLiteral("configuration")).toObject(),
+                        *ControllerProfile::byName(QStringLiteral("mdc32-gen2")));
+    QString error;
+    if (!report.check('X', simulator.listenTcp(0, &error), error))
+        return;
+    driverObject.insert(
+        QStringLiteral("configuration"),
+        QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
+    objects.replace(0, driverObject);
+    configuration.insert(QStringLiteral("objects"), objects);
+    const QUuid device(deviceObject.value(QStringLiteral("id")).toString());
+
+    const bool naive = report.options().driver == TestedDriver::Naive;
+    const QString folder = QStringLiteral(MDC_BINARY_DIRECTORY "/plugins");
+    const QStringList files{
+        libraryIn(folder, QStringLiteral("p_device_mdc")),
+        naive ? libraryIn(QStringLiteral(MDC_NAIVE_DRIVER_DIRECTORY), QStringLiteral("naive"))
+              : libraryIn(folder, QStringLiteral("p_driver_modbus"))};
+    const int cycles = report.options().full ? 1000 : 100;
+    constexpr int c_settled = 10; // cycles after which nothing is made for the first time
+    int objectsBefore = 0;
+    int descriptorsBefore = 0;
+    qint64 half = 0;
+    int done = 0;
+    for (int i = 0; i < cycles && report.isGood(); ++i) {
+        std::vector<std::unique_ptr<UnloadableFile>> plugins;
+        {
+            DHost host;
+            for (const QString& file : files) {
+                const bool stays = file == files.constFirst();
+                plugins.push_back(std::make_unique<UnloadableFile>(file, stays));
+                report.check('X', plugins.back()->isMapped() == (stays && i > 0),
+                             file + QStringLiteral(" is there already"));
+                report.check('X', plugins.back()->load(host, &error), error);
+            }
+            const QStringList errors = host.configure(configuration);
+            report.check('X', errors.isEmpty(), errors.join(QLatin1String("; ")));
+            int ends = 0;
+            const QObject context;
+            QObject::connect(&host, &DHost::orderFinished, &context,
+                             [&](quint64 /*id*/, const DOrderOutcome& outcome) {
+                                 ++ends;
+                                 report.check('D', outcome.ok, outcome.errorMessage);
+                                 done += outcome.ok ? 1 : 0;
+                             });
+            const auto place = [&](const char* command, const QVariantMap& arguments, int timeout) {
+                host.startOrder(device, QLatin1String(command), arguments, timeout);
+            };
+            place("getInfo", {{"reference", "MDC"}}, c_orderTime);
+            waitUntil([&] { return ends > 0 || !report.isGood(); }, c_orderTime);
+            place("getRegister", {{"channel", "direction"}}, c_orderTime);
+            place("setProgram", {{"program", 2}}, c_orderTime);
+            // Every third host goes with orders outstanding.
+            if (i % 3 == 2) {
+                place("listenMotorRunState", {}, 0);
+                watchFor(1);
+            } else {
+                waitUntil([&] { return ends == 3; }, c_orderTime);
+                report.check('A', ends == 3, QStringLiteral("%1 of 3 orders ended").arg(ends));
+            }
+        }
+        for (const auto& plugin : plugins) {
+            report.check('X', plugin->unload(), QStringLiteral("a file has not gone as it should"));
+        }
+        // What the simulator hears of the link's end, and what was about to be told.
+        watchFor(1);
+        if (i == c_settled) {
+            objectsBefore = liveQtObjects();
+            descriptorsBefore = openDescriptors();
+        }
+        if (i == cycles / 2)
+            half = heapInUse();
+    }
+    if (!report.isGood())
+        return;
+    waitUntil([&] { return liveQtObjects() <= objectsBefore && openDescriptors() <= descriptorsBefore; },
+              c_orderTime);
+    report.check('E', liveQtObjects() <= objectsBefore,
+                 QStringLiteral("%1 objects where %2 were before").arg(liveQtObjects()).arg(objectsBefore));
+    report.check('E', openDescriptors() <= descriptorsBefore,
+                 QStringLiteral("%1 open descriptors where %2 were before")
+                     .arg(openDescriptors())
+                     .arg(descriptorsBefore));
+    constexpr qint64 c_allowed = 128 * 1024;
+    const qint64 growth = heapInUse() - half;
+    report.check('E', growth < c_allowed,
+                 QStringLiteral("the memory grew by %1 bytes in the second half").arg(growth));
+    report.seen(
+        QStringLiteral("%1 cycles: the driver's file left the process each time, the device's root; %2 "
+                       "orders done")
+            .arg(cycles)
+            .arg(done));
 }
 
 // An instance of another kind beside those of the bench, on the same driver.
@@ -333,7 +490,7 @@ void runInsideHandler(RowReport& report, bool nested)
             ++done;
         }
         for (const quint64 id : qAsConst(inner)) {
-            const OrderEnd end = bench.await(id);
+            const MeasuredEnd end = bench.await(id);
             report.check('D', end.outcome.ok, QStringLiteral("the inner order: ") + end.outcome.errorMessage);
             ++done;
         }
@@ -346,65 +503,103 @@ void runInsideHandler(RowReport& report, bool nested)
     bench.host().configure(bench.configuration());
 }
 
+// One round of a thread that has no business with the host: an order, which is handed over, then
+// everything else.
+class ForeignThread
+{
+public:
+    ForeignThread(SimulatedBench& bench, int rounds)
+        : m_host(bench.host())
+        , m_device(bench.device()->objectUuid())
+        , m_thread([this, rounds] { run(rounds); })
+    {}
+    ~ForeignThread() { m_thread.join(); }
+    Q_DISABLE_COPY_MOVE(ForeignThread)
+
+    bool isOver() const { return m_isOver; }
+    // The rest when it is over.
+    const QVector<quint64>& placed() const { return m_placed; }
+    const QVector<DOrderOutcome>& outcomes() const { return m_outcomes; }
+    bool isRefused() const { return m_isRefused; }
+
+private:
+    void run(int rounds)
+    {
+        for (int i = 0; i < rounds; ++i) {
+            m_placed.append(m_host.startOrder(m_device, QStringLiteral("getRegister"),
+                                              {{"channel", "direction"}}, c_orderTime));
+            m_isRefused = m_isRefused && !m_host.stopOrder(m_placed.constLast()) &&
+                          !m_host.removeInstance(m_device) && m_host.findInstance(m_device) == nullptr &&
+                          m_host.findTarget(m_device, QStringLiteral("driver")) == nullptr &&
+                          !m_host.configure({}).isEmpty() && !m_host.setPropertiesFile(QString());
+            const QList<DPluginReport> reports = m_host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
+            for (const DPluginReport& plugin : reports)
+                m_isRefused = m_isRefused && !plugin.error.isEmpty();
+            QObject own;
+            QEventLoop loop;
+            m_host.runCommand(m_device, QStringLiteral("setProgram"), {{"program", 3}}, c_orderTime, &own,
+                              [&](quint64 /*id*/, const DOrderOutcome& outcome) {
+                                  m_outcomes.append(outcome);
+                                  loop.quit();
+                              });
+            loop.exec();
+        }
+        m_isOver = true;
+    }
+
+    DHost& m_host;
+    const QUuid m_device;
+    QVector<quint64> m_placed;
+    QVector<DOrderOutcome> m_outcomes;
+    bool m_isRefused = true;
+    std::atomic<bool> m_isOver{false};
+    std::thread m_thread;
+};
+
 void runForeignThread(RowReport& report)
 {
     SimulatedBench bench(report);
     if (!bench.start())
         return;
     constexpr int c_rounds = 20;
-    DHost& host = bench.host();
-    const QUuid device = bench.device()->objectUuid();
-    int placed = 0;
-    int refused = 0;
-    bool isRefused = true;
-    std::atomic<bool> isOver{false};
-    QVector<quint64> ids;
-    QVector<DOrderOutcome> outcomes;
-    int lateEnds = 0;
-    const QObject context;
-    QObject::disconnect(&host, &DHost::orderFinished, &bench, nullptr);
-    QObject::connect(&host, &DHost::orderFinished, &context,
-                     [&](quint64 /*id*/, const DOrderOutcome& outcome) {
-                         ++lateEnds;
-                         report.check('D', outcome.ok, outcome.errorMessage);
-                     });
-    std::thread thread([&] {
-        for (int i = 0; i < c_rounds; ++i) {
-            ids.append(host.startOrder(device, QStringLiteral("getRegister"), {{"channel", "direction"}},
-                                       c_orderTime));
-            ++placed;
-            isRefused = isRefused && !host.stopOrder(ids.constLast()) && !host.removeInstance(device) &&
-                        host.findInstance(device) == nullptr &&
-                        host.findTarget(device, QStringLiteral("driver")) == nullptr &&
-                        !host.configure({}).isEmpty() && !host.setPropertiesFile(QString());
-            const QList<DPluginReport> reports = host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
-            for (const DPluginReport& plugin : reports)
-                isRefused = isRefused && !plugin.error.isEmpty();
-            QObject own;
-            QEventLoop loop;
-            host.runCommand(device, QStringLiteral("setProgram"), {{"program", 3}}, c_orderTime, &own,
-                            [&](quint64 /*id*/, const DOrderOutcome& outcome) {
-                                outcomes.append(outcome);
-                                loop.quit();
-                            });
-            loop.exec();
-            ++refused;
+    QHash<quint64, int> ends;
+    bench.onForeignEnd = [&](quint64 id, const DOrderOutcome& outcome) {
+        ++ends[id];
+        report.check('D', outcome.ok, outcome.errorMessage);
+    };
+    // What Qt keeps of a thread that is none of its own goes with the thread: the first one shows what
+    // stays for good.
+    for (int i = 0; i < 2; ++i) {
+        ends.clear();
+        int refused = 0;
+        {
+            const ForeignThread thread(bench, c_rounds);
+            waitUntil([&] { return thread.isOver() && ends.size() >= c_rounds; }, c_orderTime);
+            if (!report.check('A', thread.isOver(),
+                              QStringLiteral("a call from another thread does not end")))
+                std::abort(); // it holds what is about to go
+            for (const quint64 id : thread.placed())
+                report.check('A', ends.value(id) == 1,
+                             QStringLiteral("an order ended %1 times").arg(ends.value(id)));
+            report.check('A', ends.size() == c_rounds && thread.placed().size() == c_rounds,
+                         QStringLiteral("%1 of %2 orders have ended").arg(ends.size()).arg(c_rounds));
+            report.check('X', thread.isRefused(),
+                         QStringLiteral("a call from another thread was carried out"));
+            for (const DOrderOutcome& outcome : thread.outcomes())
+                report.check('C', !outcome.ok && outcome.errorCode == IMessenger::CeEcInternal,
+                             QStringLiteral("a command was run from another thread"));
+            refused = thread.outcomes().size();
         }
-        isOver = true;
-    });
-    const bool ended = waitUntil([&] { return isOver && lateEnds >= c_rounds; }, c_orderTime);
-    thread.join();
-    report.check('A', ended && lateEnds == placed,
-                 QStringLiteral("%1 of %2 orders have ended").arg(lateEnds).arg(placed));
-    report.check('X', isRefused, QStringLiteral("a call from another thread was carried out"));
-    for (const DOrderOutcome& outcome : qAsConst(outcomes))
-        report.check('C', !outcome.ok && outcome.errorCode == IMessenger::CeEcInternal,
-                     QStringLiteral("a command was run from another thread"));
-    report.check('C', bench.writes().isEmpty(), QStringLiteral("a refused command has written"));
-    report.seen(QStringLiteral("%1 orders handed over to the host's thread and done, %2 commands and all "
-                               "other calls refused")
-                    .arg(lateEnds)
-                    .arg(refused));
+        report.check('C', bench.writes().isEmpty(), QStringLiteral("a refused command has written"));
+        report.seen(QStringLiteral("%1 orders handed over to the host's thread and done, %2 commands and all "
+                                   "other calls refused")
+                        .arg(ends.size())
+                        .arg(refused));
+        if (i == 0)
+            bench.takeBaseline();
+    }
+    bench.recover();
+    bench.finish();
 }
 
 void runStopOffsets(RowReport& report)
@@ -440,8 +635,8 @@ void runStopOffsets(RowReport& report)
         while (static_cast<double>(clock.nsecsElapsed()) / 1e6 < offset)
             QCoreApplication::processEvents();
         const quint64 stop = bench.place(QStringLiteral("stopListening"), {}, c_orderTime);
-        const OrderEnd stopped = bench.await(stop);
-        const OrderEnd end = bench.await(listening);
+        const MeasuredEnd stopped = bench.await(stop);
+        const MeasuredEnd end = bench.await(listening);
         report.check('D', stopped.outcome.ok && end.outcome.ok,
                      QStringLiteral("stopped at %1 ms: %2 %3")
                          .arg(offset)
@@ -472,6 +667,11 @@ void addLifetimeRows(RowTable& table)
     table.add({"lifetime.load-cycles", c_group,
                "Both plug-ins loaded, used and let go (1,000 times with --full, else 100)", "the host",
                "each works, memory stays", runLoadCycles});
+    table.add({"lifetime.unload-cycles", c_group,
+               "Both plug-ins loaded, used and unloaded (1,000 times with --full, else 100)", "the process",
+               "each works, the driver's file is unmapped (the device's stays: QML keeps its types), nothing "
+               "calls what has gone, memory stays",
+               runUnloadCycles});
     table.add({"lifetime.started-in-handler", c_group, "A command started inside a reply's handler",
                "a command on the same driver", "both end once with their own values",
                [](RowReport& report) { runInsideHandler(report, false); }});

@@ -103,7 +103,7 @@ void runFault(RowReport& report, const RtuFault& fault)
         bench.chain.answersAreGood = wanted == IMessenger::CeEcNone;
         bench.peer.fault = fault.kind;
         bench.peer.faultsLeft = 1;
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         const QString code = QLatin1String(codeName(end.outcome.errorCode));
         report.check('X', end.outcome.errorCode == wanted,
                      QStringLiteral("%1 ended as %2").arg(order.command, code));
@@ -138,13 +138,13 @@ void runStaleAnswer(RowReport& report)
         bench.peer.faultsLeft = 1;
         bench.peer.lateBy = c_deadline + lateBy;
         bench.chain.answersAreGood = false;
-        const OrderEnd late =
+        const MeasuredEnd late =
             bench.chain.run({QStringLiteral("getRegister"), {{"channel", "direction"}}, c_deadline, true});
         report.check(
             'X', late.outcome.errorCode == IMessenger::CeEcTimeout,
             QStringLiteral("the late one ended as %1").arg(QLatin1String(codeName(late.outcome.errorCode))));
         bench.chain.answersAreGood = true;
-        const OrderEnd next =
+        const MeasuredEnd next =
             bench.chain.run({QStringLiteral("getRegister"), {{"channel", "lock"}}, c_afterDraining, true});
         report.check('D', next.outcome.ok,
                      QStringLiteral("the next one failed: %1").arg(next.outcome.errorMessage));
@@ -155,7 +155,7 @@ void runStaleAnswer(RowReport& report)
     bench.peer.faultsLeft = 1;
     bench.chain.answersAreGood = false;
     bench.chain.run({QStringLiteral("getRegister"), {{"channel", "direction"}}, c_deadline, true});
-    const OrderEnd hurried = bench.chain.run({QStringLiteral("setProgram"), {{"program", 7}}, 100, true});
+    const MeasuredEnd hurried = bench.chain.run({QStringLiteral("setProgram"), {{"program", 7}}, 100, true});
     report.check('X', hurried.outcome.errorCode == IMessenger::CeEcTimeout && !bench.chain.isConnected(),
                  QStringLiteral("a write on a line that is drained ended as %1")
                      .arg(QLatin1String(codeName(hurried.outcome.errorCode))));
@@ -176,7 +176,7 @@ void runUnread(RowReport& report)
     for (const Order& order : everyKind()) {
         bench.peer.setReading(false);
         bench.chain.answersAreGood = false;
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         const IMessenger::EnErrorCode wanted =
             isWrite(order) ? IMessenger::CeEcUncertain : IMessenger::CeEcTimeout;
         report.check('X', end.outcome.errorCode == wanted,
@@ -185,7 +185,7 @@ void runUnread(RowReport& report)
         seen.append(QLatin1String(codeName(end.outcome.errorCode)));
         bench.peer.setReading(true);
         bench.chain.answersAreGood = true;
-        const OrderEnd next =
+        const MeasuredEnd next =
             bench.chain.run({QStringLiteral("getRegister"), {{"channel", "lock"}}, c_afterDraining, true});
         report.check('D', next.outcome.ok,
                      QStringLiteral("the next one failed: %1").arg(next.outcome.errorMessage));
@@ -205,7 +205,7 @@ void runHeldUp(RowReport& report)
     for (const Order& order : everyKind()) {
         bench.peer.setTaking(false);
         bench.chain.answersAreGood = false;
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         const IMessenger::EnErrorCode wanted =
             isWrite(order) ? IMessenger::CeEcUncertain : IMessenger::CeEcTimeout;
         report.check('X', end.outcome.errorCode == wanted,
@@ -234,7 +234,7 @@ void runUnplugged(RowReport& report)
         const quint64 id = bench.chain.place(order);
         waitUntil([&] { return bench.peer.requests.size() > received; }, c_deadline);
         bench.peer.unplug();
-        const OrderEnd end = bench.chain.await(id);
+        const MeasuredEnd end = bench.chain.await(id);
         const QString code = QLatin1String(codeName(end.outcome.errorCode));
         report.check('X',
                      end.outcome.errorCode ==
@@ -250,7 +250,7 @@ void runUnplugged(RowReport& report)
         report.check(
             'E', busy < c_watched / 4.0,
             QStringLiteral("the processor was busy for %1 of %2 ms without a line").arg(busy).arg(c_watched));
-        const OrderEnd next =
+        const MeasuredEnd next =
             bench.chain.run({QStringLiteral("getRegister"), {{"channel", "lock"}}, c_deadline, true});
         report.check(
             'X', next.outcome.errorCode == IMessenger::CeEcNotConnected,
@@ -282,7 +282,7 @@ void runUnpluggedIdle(RowReport& report)
         QStringLiteral("the processor was busy for %1 of %2 ms without a line").arg(busy).arg(c_watched));
     bench.chain.answersAreGood = false;
     for (const Order& order : everyKind()) {
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         report.check('X', end.outcome.errorCode == IMessenger::CeEcNotConnected,
                      QStringLiteral("%1 ended as %2")
                          .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));

@@ -199,7 +199,7 @@ private:
     int m_count = 0;
 };
 
-void checkTime(RowReport& report, const Order& order, const OrderEnd& end, When when)
+void checkTime(RowReport& report, const Order& order, const MeasuredEnd& end, When when)
 {
     const QString text = QStringLiteral("%1 ended after %2").arg(order.command, inMilliseconds(end.after));
     if (when == When::AtOnce)
@@ -229,7 +229,7 @@ void runFault(RowReport& report, const TcpFault& fault)
         const IMessenger::EnErrorCode wanted = isWrite(order) ? fault.writes : fault.reads;
         bench.chain.answersAreGood = wanted == IMessenger::CeEcNone;
         bench.peer.setFault(fault.kind);
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         const QString code = QLatin1String(codeName(end.outcome.errorCode));
         report.check('X', end.outcome.errorCode == wanted,
                      QStringLiteral("%1 ended as %2").arg(order.command, code));
@@ -409,7 +409,7 @@ void runRefused(RowReport& report)
         Span times;
         chain.answersAreGood = false;
         for (const Order& order : everyKind()) {
-            const OrderEnd end = chain.run(order);
+            const MeasuredEnd end = chain.run(order);
             report.check('X', end.outcome.errorCode == IMessenger::CeEcNotConnected,
                          QStringLiteral("%1 ended as %2")
                              .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));
@@ -452,7 +452,7 @@ void runBacklogFull(RowReport& report, int connectTimeout)
     chain.answersAreGood = false;
     Span times;
     for (const Order& order : everyKind()) {
-        const OrderEnd end = chain.run(order);
+        const MeasuredEnd end = chain.run(order);
         report.check('X', end.outcome.errorCode == IMessenger::CeEcNotConnected,
                      QStringLiteral("%1 ended as %2")
                          .arg(order.command, QLatin1String(codeName(end.outcome.errorCode))));
@@ -477,7 +477,7 @@ void runWriteSentOnce(RowReport& report)
     constexpr int c_long = 1300;
     bench.peer.setFault(ScriptedPeer::NoAnswer, -1);
     bench.chain.answersAreGood = false;
-    const OrderEnd end = bench.chain.run({QStringLiteral("setProgram"), {{"program", 7}}, c_long, false});
+    const MeasuredEnd end = bench.chain.run({QStringLiteral("setProgram"), {{"program", 7}}, c_long, false});
     report.check('X', end.outcome.errorCode == IMessenger::CeEcUncertain,
                  QStringLiteral("it ended as %1").arg(QLatin1String(codeName(end.outcome.errorCode))));
     report.seen(QStringLiteral("%1 after %2, sent %3 times")
@@ -500,7 +500,7 @@ void runLateAnswer(RowReport& report)
         for (const Order& order : everyKind()) {
             bench.peer.setFault(ScriptedPeer::LateAnswer);
             bench.chain.answersAreGood = false;
-            const OrderEnd end = bench.chain.run(order);
+            const MeasuredEnd end = bench.chain.run(order);
             codes.append(QLatin1String(codeName(end.outcome.errorCode)));
             report.check('X',
                          end.outcome.errorCode ==
@@ -508,12 +508,12 @@ void runLateAnswer(RowReport& report)
                          QStringLiteral("%1 ended as %2").arg(order.command, codes.last()));
             // While the late one is still to come, and when it has come.
             bench.chain.answersAreGood = true;
-            const OrderEnd next =
+            const MeasuredEnd next =
                 bench.chain.run({QStringLiteral("getRegister"), {{"channel", "lock"}}, c_deadline, true});
             report.check(
                 'D', next.outcome.ok,
                 QStringLiteral("the command behind a late answer failed: %1").arg(next.outcome.errorMessage));
-            const OrderEnd nextWrite =
+            const MeasuredEnd nextWrite =
                 bench.chain.run({QStringLiteral("setProgram"), {{"program", 3}}, c_deadline, true});
             report.check('D', nextWrite.outcome.ok,
                          QStringLiteral("the write behind a late answer failed: %1")
@@ -551,7 +551,7 @@ void runClosesOnConnect(RowReport& report)
     bench.chain.answersAreGood = false;
     QStringList codes;
     for (const Order& order : everyKind()) {
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         codes.append(QLatin1String(codeName(end.outcome.errorCode)));
     }
     codes.removeDuplicates();
@@ -578,7 +578,7 @@ void runAllAtOnce(RowReport& report)
     }
     QStringList seen;
     for (int i = 0; i < ids.size(); ++i) {
-        const OrderEnd end = bench.chain.await(ids.at(i));
+        const MeasuredEnd end = bench.chain.await(ids.at(i));
         seen.append(QStringLiteral("%1 %2").arg(everyKind().at(i).command,
                                                 QLatin1String(codeName(end.outcome.errorCode))));
     }
@@ -689,7 +689,7 @@ void runRestarts(RowReport& report)
         Order order = everyKind().at(i % everyKind().size());
         order.timeout = c_enough;
         const bool whileWaiting = i % 3 == 2;
-        OrderEnd end;
+        MeasuredEnd end;
         if (whileWaiting) {
             const auto received = bench.peer.requests.size();
             bench.peer.setFault(ScriptedPeer::NoAnswer);
@@ -763,7 +763,7 @@ void runRandomFrames(RowReport& report)
         order.timeout = hangsUp ? c_enough : c_deadline;
         bench.peer.setFault(ScriptedPeer::Script);
         bench.chain.answersAreGood = false;
-        const OrderEnd end = bench.chain.run(order);
+        const MeasuredEnd end = bench.chain.run(order);
         if (!report.isGood())
             report.seen(
                 QStringLiteral("frame %1: %2").arg(i).arg(QString::fromLatin1(random.last().toHex(' '))));
@@ -807,7 +807,7 @@ void runIdentificationLengths(RowReport& report)
         for (int i = 0; i < length; ++i)
             block[i] = static_cast<char>(i + 1);
         bench.peer.identification = block;
-        const OrderEnd end =
+        const MeasuredEnd end =
             bench.chain.run({QStringLiteral("getInfo"), {{"reference", "MDC"}}, c_deadline, true});
         report.check(
             'X', end.outcome.ok,
@@ -831,7 +831,7 @@ void runIdentificationLengths(RowReport& report)
         };
         bench.peer.setFault(ScriptedPeer::Script);
         bench.chain.answersAreGood = false;
-        const OrderEnd end = bench.chain.run({QStringLiteral("getInfo"), {}, c_deadline, true});
+        const MeasuredEnd end = bench.chain.run({QStringLiteral("getInfo"), {}, c_deadline, true});
         report.check('X', end.outcome.errorCode == IMessenger::CeEcNotConnected,
                      QStringLiteral("a wrong byte count ended as %1")
                          .arg(QLatin1String(codeName(end.outcome.errorCode))));

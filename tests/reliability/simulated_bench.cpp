@@ -144,7 +144,7 @@ quint64 SimulatedBench::place(const QString& command, const QVariantMap& argumen
     return id;
 }
 
-OrderEnd SimulatedBench::await(quint64 id)
+MeasuredEnd SimulatedBench::await(quint64 id)
 {
     const bool ended = waitUntil([this, id] { return m_records[id].ends > 0; }, c_patience);
     // What is told of it from now on is told twice.
@@ -165,7 +165,7 @@ OrderEnd SimulatedBench::await(quint64 id)
     return {record.outcome, record.after, record.disturbed};
 }
 
-OrderEnd SimulatedBench::run(const QString& command, const QVariantMap& arguments, int timeout)
+MeasuredEnd SimulatedBench::run(const QString& command, const QVariantMap& arguments, int timeout)
 {
     return await(place(command, arguments, timeout));
 }
@@ -173,6 +173,10 @@ OrderEnd SimulatedBench::run(const QString& command, const QVariantMap& argument
 void SimulatedBench::onFinished(quint64 id, const DOrderOutcome& outcome)
 {
     const auto record = m_records.find(id);
+    if (record == m_records.end() && onForeignEnd) {
+        onForeignEnd(id, outcome);
+        return;
+    }
     if (!m_report.check('A', record != m_records.end() && record->ends == 0,
                         QStringLiteral("an order ended twice, or after it was given up")))
         return;
@@ -193,7 +197,7 @@ double SimulatedBench::recover()
         return c_recoveryTime;
     }
     // The generation that it finds chooses the register map.
-    const OrderEnd end = run(QStringLiteral("getInfo"), {{"reference", "MDC"}}, c_goodDeadline);
+    const MeasuredEnd end = run(QStringLiteral("getInfo"), {{"reference", "MDC"}}, c_goodDeadline);
     m_report.check('D', end.outcome.ok,
                    QStringLiteral("the next good command failed: %1 (%2)")
                        .arg(QLatin1String(codeName(end.outcome.errorCode)), end.outcome.errorMessage));

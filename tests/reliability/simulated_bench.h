@@ -47,8 +47,8 @@ public:
     // `timeout` in milliseconds bounds the whole order; 0 for none.
     quint64 place(const QString& command, const QVariantMap& arguments, int timeout = 0);
     // One that does not end breaks A; its outcome is CeEcInternal.
-    OrderEnd await(quint64 id);
-    OrderEnd run(const QString& command, const QVariantMap& arguments = {}, int timeout = c_deadline);
+    MeasuredEnd await(quint64 id);
+    MeasuredEnd run(const QString& command, const QVariantMap& arguments = {}, int timeout = c_deadline);
     bool hasEnded(quint64 id) const { return m_records.value(id).ends > 0; }
 
     // Promise D, once the fault is over. Returns the milliseconds that took.
@@ -76,6 +76,8 @@ public:
     void watchInstructions(const std::function<void(const QString& instruction)>& watcher);
     // Called for each update of a listening order.
     std::function<void(quint64 id, const QVariantMap& results)> onUpdate;
+    // Called for the end of each order that was not placed with place(); without it such an end breaks A.
+    std::function<void(quint64 id, const DOrderOutcome& outcome)> onForeignEnd;
 
 private:
     struct Record
