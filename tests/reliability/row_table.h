@@ -17,6 +17,9 @@ struct Row
     QString where;    // where it is injected
     QString expected; // besides what holds for every row
     std::function<void(RowReport& report)> run;
+    // What is exchanged for a naive one to show that the fault bites. Empty: there is none of what the row
+    // is about, and with another driver it would only say the same.
+    QString naive = QStringLiteral("driver");
 };
 
 // All rows in their order. A row that has no id or one that is there already ends the program.

@@ -473,5 +473,5 @@ void addConfigurationRows(RowTable& table)
         {"input.configuration-keys", c_group,
          "Every key removed, misspelt (in every way with --full) and mistyped, the entries' names misspelt",
          "the files of the configuration", "named by \"mdc-bench check\", unless it may be missing",
-         runConfigurationKeys});
+         runConfigurationKeys, QString()});
 }

@@ -31,6 +31,7 @@
 namespace {
 
 const QString c_group = QStringLiteral("Files");
+const QString c_writer = QStringLiteral("writer");
 // Of no program that the rows restore.
 constexpr quint16 c_changedRegister = 1234;
 constexpr int c_orderTime = 10000;
@@ -51,9 +52,13 @@ QString spanOf(double least, double most)
 class FileBench
 {
 public:
-    explicit FileBench(RowReport& row, SmallLayout layout = {})
+    // What is exchanged for a naive one when the row is run with it.
+    enum class Exchanged { Driver, Writer };
+
+    explicit FileBench(RowReport& row, SmallLayout layout = {}, Exchanged exchanged = Exchanged::Driver)
         : report(row)
         , bench(row, layout)
+        , m_exchanged(exchanged)
     {}
 
     bool start(const QJsonObject& link = {})
@@ -78,7 +83,13 @@ public:
                             QStringLiteral("the first backup failed: ") + end.outcome.errorMessage);
     }
 
-    MeasuredEnd backup() { return bench.run(QStringLiteral("backup"), arguments(), c_orderTime); }
+    MeasuredEnd backup()
+    {
+        if (m_exchanged == Exchanged::Writer && !old.isEmpty() &&
+            report.options().driver == TestedDriver::Naive)
+            return naiveBackup();
+        return bench.run(QStringLiteral("backup"), arguments(), c_orderTime);
+    }
     QVariantMap arguments() const { return {{"backupName", "N"}, {"folderPath", folder.path()}}; }
     MeasuredEnd restore(int first, int last)
     {
@@ -109,6 +120,31 @@ public:
     QString file;
     QByteArray old;
     QVector<quint16> values; // of the registers from 1 on when it was made
+
+private:
+    // As somebody writes it who has never seen a full disk: straight to its place, and done.
+    MeasuredEnd naiveBackup() const
+    {
+        constexpr int c_headerLines = 5;
+        const QVector<quint16> now = bench.registers(SimulatedBench::c_registers);
+        QFile out(file);
+        out.open(QIODevice::WriteOnly | QIODevice::Truncate);
+        const QList<QByteArray> lines = old.split('\n');
+        for (int i = 0; i < c_headerLines; ++i)
+            out.write(lines.at(i) + '\n');
+        for (int i = 0; i < now.size(); ++i)
+            out.write("A" + QByteArray::number(i + 1).rightJustified(4, '0') + ',' +
+                      QByteArray::number(now.at(i)) + '\n');
+        out.close();
+        return {{true,
+                 IMessenger::CeEcNone,
+                 {},
+                 {{QStringLiteral("doneOk"), true}, {QStringLiteral("filePath"), file}}},
+                0,
+                0};
+    }
+
+    const Exchanged m_exchanged;
 };
 
 #ifdef Q_OS_LINUX
@@ -138,7 +174,7 @@ private:
 
 void runSizeLimit(RowReport& report)
 {
-    FileBench files(report);
+    FileBench files(report, {}, FileBench::Exchanged::Writer);
     if (!files.start())
         return;
     const QList<qint64> rooms{0, 1, files.old.size() / 2, files.old.size() - 1};
@@ -201,7 +237,7 @@ bool fillDisk(const QString& path, int freePages)
 
 void runDiskFull(RowReport& report)
 {
-    FileBench files(report);
+    FileBench files(report, {}, FileBench::Exchanged::Writer);
     constexpr int c_room = 256 * 1024;
     const SmallDisk disk(files.folder.path(), c_room);
     if (!disk.isMounted()) {
@@ -233,7 +269,7 @@ void runDiskFull(RowReport& report)
 
 void runReadOnlyFolder(RowReport& report)
 {
-    FileBench files(report);
+    FileBench files(report, {}, FileBench::Exchanged::Writer);
     if (!files.start())
         return;
     constexpr uid_t c_nobody = 65534;
@@ -752,19 +788,20 @@ void addFilesRows(RowTable& table)
 {
 #ifdef Q_OS_LINUX
     table.add({"files.disk-full", c_group, "Disk full at the start, in the middle, at the last page",
-               "a backup's file", "failed, the old backup intact", runDiskFull});
+               "a backup's file", "failed, the old backup intact", runDiskFull, c_writer});
     table.add({"files.size-limit", c_group,
                "File-size limit at the first byte, in the middle, at the last byte", "a backup's file",
-               "failed, the old backup intact", runSizeLimit});
+               "failed, the old backup intact", runSizeLimit, c_writer});
     table.add({"files.read-only-folder", c_group, "Read-only folder", "a backup's file",
-               "failed, the old backup intact", runReadOnlyFolder});
+               "failed, the old backup intact", runReadOnlyFolder, c_writer});
 #endif
     table.add({"files.folder-vanishes", c_group, "The folder goes while the registers are read",
-               "a backup, before each block", "failed, nothing made in its place", runFolderVanishes});
+               "a backup, before each block", "failed, nothing made in its place", runFolderVanishes,
+               QString()});
     table.add({"files.killed", c_group, "The process is killed (at 200 points with --full, else 40)",
                "a backup, half of the points where the file is written",
                "the old file or the complete new one, nothing else",
-               [](RowReport& report) { KilledBackups(report).run(); }});
+               [](RowReport& report) { KilledBackups(report).run(); }, QString()});
     table.add({"files.link-lost-backup", c_group, "Link closed, reset, controller restarted",
                "a backup, at each block", "failed, the old backup intact", runLinkLostInBackup});
     table.add({"files.link-lost-restore", c_group,
@@ -773,12 +810,12 @@ void addFilesRows(RowTable& table)
                "uncertain, nothing written behind it", runLinkLostInRestore});
     table.add({"files.refused-value", c_group, "A value is refused (exception 3)",
                "a restore, at each register (one program, all with --full)",
-               "refused, nothing written behind it", runRefusedValue});
+               "refused, nothing written behind it", runRefusedValue, QString()});
     table.add({"files.flipped", c_group, "Every byte changed in five ways (in all 255 with --full)",
                "the file of a restore",
                "refused with the line, or restored exactly as written; no register outside the list",
-               runFlipped});
+               runFlipped, QString()});
     table.add({"files.cut", c_group, "Cut at every byte, and every byte taken out", "the file of a restore",
-               "refused with the line, or restored exactly as written; no register outside the list",
-               runCut});
+               "refused with the line, or restored exactly as written; no register outside the list", runCut,
+               QString()});
 }

@@ -225,11 +225,15 @@ void runLoadCycles(RowReport& report)
             half = heapInUse();
         DHost host;
         QStringList errors;
-        if (report.options().driver == TestedDriver::Naive)
+        const bool naive = report.options().driver == TestedDriver::Naive;
+        if (naive)
             host.loadPlugins(MDC_NAIVE_DRIVER_DIRECTORY);
-        else
-            for (const DPluginReport& plugin : host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins"))
-                errors += plugin.error.isEmpty() ? QStringList() : QStringList(plugin.error);
+        const QList<DPluginReport> plugins = host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
+        for (const DPluginReport& plugin : plugins) {
+            // The real driver is the second one of its kind then.
+            if (!plugin.error.isEmpty() && !naive)
+                errors += plugin.error;
+        }
         errors += host.configure(configuration);
         report.check('X', errors.isEmpty(), errors.join(QLatin1String("; ")));
         int ends = 0;
@@ -248,6 +252,8 @@ void runLoadCycles(RowReport& report)
         report.check('A', ends == 1, QStringLiteral("an order ended %1 times").arg(ends));
     }
     watchFor(1);
+    if (!report.isGood())
+        return;
     constexpr qint64 c_allowed = 128 * 1024;
     const qint64 growth = heapInUse() - half;
     report.check('E', growth < c_allowed,
@@ -316,11 +322,16 @@ void runUnloadCycles(RowReport& report)
     QString error;
     if (!report.check('X', simulator.listenTcp(0, &error), error))
         return;
-    driverObject.insert(
-        QStringLiteral("configuration"),
-        QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
-    objects.replace(0, driverObject);
-    configuration.insert(QStringLiteral("objects"), objects);
+    const QString line = simulator.openPseudoTerminal(&error);
+    if (!report.check('X', !line.isEmpty(), error))
+        return;
+    const auto setLink = [&](const QJsonObject& link) {
+        driverObject.insert(QStringLiteral("configuration"), link);
+        objects.replace(0, driverObject);
+        configuration.insert(QStringLiteral("objects"), objects);
+    };
+    const QJsonObject tcp{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}};
+    const QJsonObject rtu{{"transport", "rtu"}, {"serialPort", line}, {"baudRate", 115200}};
     const QUuid device(deviceObject.value(QStringLiteral("id")).toString());
 
     const bool naive = report.options().driver == TestedDriver::Naive;
@@ -330,6 +341,7 @@ void runUnloadCycles(RowReport& report)
         naive ? libraryIn(QStringLiteral(MDC_NAIVE_DRIVER_DIRECTORY), QStringLiteral("naive"))
               : libraryIn(folder, QStringLiteral("p_driver_modbus"))};
     const int cycles = report.options().full ? 1000 : 100;
+    constexpr int c_soon = 30;
     constexpr int c_settled = 10; // cycles after which nothing is made for the first time
     int objectsBefore = 0;
     int descriptorsBefore = 0;
@@ -337,6 +349,7 @@ void runUnloadCycles(RowReport& report)
     int done = 0;
     for (int i = 0; i < cycles && report.isGood(); ++i) {
         std::vector<std::unique_ptr<UnloadableFile>> plugins;
+        setLink(i % 2 == 0 ? tcp : rtu);
         {
             DHost host;
             for (const QString& file : files) {
@@ -359,6 +372,15 @@ void runUnloadCycles(RowReport& report)
             const auto place = [&](const char* command, const QVariantMap& arguments, int timeout) {
                 host.startOrder(device, QLatin1String(command), arguments, timeout);
             };
+            const DAbstractPlugin* const driver = host.findObject(QStringLiteral("modbus"));
+            report.check('D',
+                         waitUntil(
+                             [&] {
+                                 return driver != nullptr &&
+                                        driver->getProperty(QStringLiteral("connected"), false).toBool();
+                             },
+                             c_orderTime),
+                         QStringLiteral("the link is not made"));
             place("getInfo", {{"reference", "MDC"}}, c_orderTime);
             waitUntil([&] { return ends > 0 || !report.isGood(); }, c_orderTime);
             place("getRegister", {{"channel", "direction"}}, c_orderTime);
@@ -366,6 +388,7 @@ void runUnloadCycles(RowReport& report)
             // Every third host goes with orders outstanding.
             if (i % 3 == 2) {
                 place("listenMotorRunState", {}, 0);
+                place("getRegister", {{"channel", "direction"}}, c_orderTime);
                 watchFor(1);
             } else {
                 waitUntil([&] { return ends == 3; }, c_orderTime);
@@ -375,8 +398,8 @@ void runUnloadCycles(RowReport& report)
         for (const auto& plugin : plugins) {
             report.check('X', plugin->unload(), QStringLiteral("a file has not gone as it should"));
         }
-        // What the simulator hears of the link's end, and what was about to be told.
-        watchFor(1);
+        // What the simulator hears of the link's end, and what was about to happen.
+        watchFor(c_soon);
         if (i == c_settled) {
             objectsBefore = liveQtObjects();
             descriptorsBefore = openDescriptors();
@@ -658,12 +681,12 @@ void addLifetimeRows(RowTable& table)
 {
     table.add({"lifetime.owner-deleted", c_group, "The owner of a reply's delegate is deleted",
                "six commands, after each turn of the event loop (40 turns; to their ends with --full)",
-               "the order ends once, nobody dead is called", runOwnerDeleted});
+               "the order ends once, nobody dead is called", runOwnerDeleted, QString()});
     table.add({"lifetime.removed-in-backup", c_group, "Device or driver removed or deleted",
-               "a backup, at each block but the last", "failed, no file", runRemovedInBackup});
+               "a backup, at each block but the last", "failed, no file", runRemovedInBackup, QString()});
     table.add({"lifetime.removed-in-listening", c_group, "Device or driver removed or deleted",
                "inside the handler of a listening's value", "ends once, no later value",
-               runRemovedInListening});
+               runRemovedInListening, QString()});
     table.add({"lifetime.load-cycles", c_group,
                "Both plug-ins loaded, used and let go (1,000 times with --full, else 100)", "the host",
                "each works, memory stays", runLoadCycles});
@@ -674,12 +697,12 @@ void addLifetimeRows(RowTable& table)
                runUnloadCycles});
     table.add({"lifetime.started-in-handler", c_group, "A command started inside a reply's handler",
                "a command on the same driver", "both end once with their own values",
-               [](RowReport& report) { runInsideHandler(report, false); }});
+               [](RowReport& report) { runInsideHandler(report, false); }, QString()});
     table.add({"lifetime.nested-loop", c_group, "An event loop inside a reply's handler, three deep",
                "a command on the same driver", "all end once with their own values",
-               [](RowReport& report) { runInsideHandler(report, true); }});
+               [](RowReport& report) { runInsideHandler(report, true); }, QString()});
     table.add({"lifetime.foreign-thread", c_group, "Calls from another thread", "the host",
-               "orders are handed over, all else is refused", runForeignThread});
+               "orders are handed over, all else is refused", runForeignThread, QString()});
     table.add({"lifetime.stop-offsets", c_group,
                "Stopped while a read is outstanding, at 1,000 offsets with --full, else 100", "a listening",
                "ends as succeeded, no later value", runStopOffsets});
