@@ -490,6 +490,11 @@ void exhaustInReconnect(RowReport& report, SimulatedBench& bench)
 
 void runDescriptorsExhausted(RowReport& report)
 {
+#ifdef __SANITIZE_ADDRESS__
+    // It looks at memory through a pipe of its own, and takes an object for a broken one without it.
+    report.seen(QStringLiteral("not run: the sanitizer needs descriptors itself"));
+    return;
+#endif
     SimulatedBench bench(report);
     if (!bench.start())
         return;
