@@ -13,6 +13,7 @@ namespace {
 constexpr int c_headerLines = 5;
 constexpr int c_registerLineParts = 2;
 constexpr int c_positionDigits = 4;
+constexpr int c_usualLineLength = 12; // "A0001,65535" and the line feed
 constexpr int c_registerMaximum = 65535;
 
 const QChar c_separator = QLatin1Char(',');
@@ -148,20 +149,23 @@ bool fail(QString* error, const QString& text)
 
 QString backupText(const BackupHeader& header, const QDate& date, const QVariantList& values)
 {
-    QString text;
-    QTextStream stream(&text);
-    stream << "Driver Parameter data file,\n"
-           << c_modelKey << c_separator << header.model << '\n'
-           << c_serialKey << c_separator << header.serial << '\n'
-           << c_firmwareVersionKey << c_separator << header.firmwareVersion << '\n'
-           << "Date," << dateText(date, QStringLiteral("M/d/yyyy")) << '\n';
+    QString text = QStringLiteral("Driver Parameter data file,\n") + c_modelKey + c_separator + header.model +
+                   QLatin1Char('\n') + c_serialKey + c_separator + header.serial + QLatin1Char('\n') +
+                   c_firmwareVersionKey + c_separator + header.firmwareVersion + QLatin1Char('\n') +
+                   QStringLiteral("Date,") + dateText(date, QStringLiteral("M/d/yyyy")) + QLatin1Char('\n');
+    text.reserve(text.size() + values.size() * c_usualLineLength);
+    // Put together by hand: with arg() and a stream these lines were half of the processor's work for a backup.
     int position = 0;
     for (const QVariant& value : values) {
-        ++position;
-        stream << 'A' << QStringLiteral("%1").arg(position, c_positionDigits, 10, QLatin1Char('0'))
-               << c_separator << value.toString() << '\n';
+        const QString number = QString::number(++position);
+        text += QLatin1Char('A');
+        for (int digits = number.size(); digits < c_positionDigits; ++digits)
+            text += QLatin1Char('0');
+        text += number;
+        text += c_separator;
+        text += value.toString();
+        text += QLatin1Char('\n');
     }
-    stream.flush();
     return text;
 }
 
