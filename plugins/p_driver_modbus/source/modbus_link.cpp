@@ -2,6 +2,7 @@
 
 #include "plugins/p_driver_modbus/source/answer_check.h"
 #include "plugins/p_driver_modbus/source/line_drain.h"
+#include "plugins/p_driver_modbus/source/wire_time.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -344,7 +345,7 @@ void ModbusLink::sendNext()
     if (m_state != State::Connected || m_inFlight || m_pauseTimer.isActive())
         return;
     std::optional<PendingRequest> next = m_queue.takeNext();
-    while (next && next->deadline.hasExpired()) {
+    while (next && isTooLateFor(*next)) {
         ModbusOutcome outcome = unsentOutcome(*next);
         end(std::move(*next), std::move(outcome));
         next = m_queue.takeNext();
@@ -600,16 +601,37 @@ ModbusOutcome ModbusLink::notConnected() const
     return outcome;
 }
 
+// A serial line that misses an answer is drained, for everybody who waits: nothing is sent that cannot be
+// answered in time.
+bool ModbusLink::isTooLateFor(const PendingRequest& request) const
+{
+    if (!isRtu() || request.deadline.isForever())
+        return request.deadline.hasExpired();
+    constexpr qint64 c_nanosecondsPerMicrosecond = 1000;
+    return request.deadline.remainingTimeNSecs() <
+           wireTime(m_configuration, request.request) * c_nanosecondsPerMicrosecond;
+}
+
 ModbusOutcome ModbusLink::unsentOutcome(const PendingRequest& request) const
 {
     const bool drains = m_state == State::Settling && m_drainTime > 0;
     if (!drains && !isConnected())
         return notConnected();
+    QString reason = QStringLiteral("the link did not become free in time");
+    if (drains) {
+        reason = QStringLiteral("the line is being drained after a missed answer");
+    } else if (!request.deadline.hasExpired()) {
+        constexpr double c_microsecondsPerMillisecond = 1000;
+        reason = QStringLiteral("there are only %1 ms left, and at %2 baud it takes %3 ms to be answered")
+                     .arg(request.deadline.remainingTime())
+                     .arg(m_configuration.baudRate)
+                     .arg(static_cast<double>(wireTime(m_configuration, request.request)) /
+                              c_microsecondsPerMillisecond,
+                          0, 'f', 1);
+    }
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcTimeout;
     outcome.message = QStringLiteral("%1: the %2 was not sent: %3")
-                          .arg(m_configuration.address(), request.request.text(),
-                               drains ? QStringLiteral("the line is being drained after a missed answer")
-                                      : QStringLiteral("the link did not become free in time"));
+                          .arg(m_configuration.address(), request.request.text(), reason);
     return outcome;
 }

@@ -6,6 +6,7 @@
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 #include "plugins/p_driver_modbus/source/poll_times.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
+#include "plugins/p_driver_modbus/source/wire_time.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -36,6 +37,8 @@ private Q_SLOTS:
     void rtuStream_data();
     void rtuStream();
     void drainTimes();
+    void wireTimes_data();
+    void wireTimes();
     void joinedPollTimes_data();
     void joinedPollTimes();
     void pollTimesAfterRead_data();
@@ -548,6 +551,81 @@ int millisecondsOf(PollTimes::Clock::time_point time)
 }
 
 } // namespace
+
+void TestModbusCodec::wireTimes_data()
+{
+    using Parity = ModbusConfiguration::Parity;
+    QTest::addColumn<int>("baudRate");
+    QTest::addColumn<int>("parity");
+    QTest::addColumn<int>("stopBits");
+    QTest::addColumn<int>("function");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<qint64>("silence"); // before each of the two frames
+    QTest::addColumn<int>("characters"); // of both
+    QTest::addColumn<qint64>("time");
+    const auto row = [](const char* name, int baudRate, Parity parity, int stopBits,
+                        ModbusRequest::Function function, int count, qint64 silence, int characters,
+                        qint64 time) {
+        QTest::newRow(name) << baudRate << static_cast<int>(parity) << stopBits << static_cast<int>(function)
+                            << count << silence << characters << time;
+    };
+    constexpr auto c_read = ModbusRequest::ReadHoldingRegisters;
+    // 1000 baud and 10 bits: 10 ms a character.
+    row("one register", 1000, Parity::None, 1, c_read, 1, 35000, 8 + 7, 70000 + 150000);
+    row("parity bit", 1000, Parity::Even, 1, c_read, 1, 38500, 8 + 7, 77000 + 165000);
+    row("odd parity", 1000, Parity::Odd, 1, c_read, 1, 38500, 8 + 7, 77000 + 165000);
+    row("two stop bits", 1000, Parity::None, 2, c_read, 1, 38500, 8 + 7, 77000 + 165000);
+    row("most registers", 1000, Parity::None, 1, c_read, 125, 35000, 8 + 255, 70000 + 2630000);
+    row("input registers", 1000, Parity::None, 1, ModbusRequest::ReadInputRegisters, 2, 35000, 8 + 9,
+        70000 + 170000);
+    row("eight bits", 1000, Parity::None, 1, ModbusRequest::ReadCoils, 8, 35000, 8 + 6, 70000 + 140000);
+    row("nine bits", 1000, Parity::None, 1, ModbusRequest::ReadDiscreteInputs, 9, 35000, 8 + 7,
+        70000 + 150000);
+    row("write of a bit", 1000, Parity::None, 1, ModbusRequest::WriteSingleCoil, 1, 35000, 8 + 8,
+        70000 + 160000);
+    row("write of a register", 1000, Parity::None, 1, ModbusRequest::WriteSingleRegister, 1, 35000, 8 + 8,
+        70000 + 160000);
+    row("write of three registers", 1000, Parity::None, 1, ModbusRequest::WriteMultipleRegisters, 3, 35000,
+        15 + 8, 70000 + 230000);
+    // Its answer may be empty.
+    row("identification", 1000, Parity::None, 1, ModbusRequest::ReportServerId, 0, 35000, 4 + 5,
+        70000 + 90000);
+    // 11 bits at 19200 baud are 572.9… µs; both frames are rounded up.
+    row("fastest rate whose silence is counted", 19200, Parity::Even, 1, c_read, 60, 2006, 8 + 125,
+        4012 + 4584 + 71615);
+    row("silence above 19200 baud", 19201, Parity::Even, 1, c_read, 1, 1750, 8 + 7, 3500 + 4584 + 4011);
+    row("fast", 115200, Parity::Even, 1, c_read, 60, 1750, 8 + 125, 3500 + 764 + 11936);
+    row("fastest", 4000000, Parity::None, 1, c_read, 125, 1750, 8 + 255, 3500 + 20 + 638);
+    row("slowest", 300, Parity::Even, 2, ModbusRequest::WriteMultipleRegisters, 123, 140000, 255 + 8,
+        280000 + 10200000 + 320000);
+}
+
+void TestModbusCodec::wireTimes()
+{
+    QFETCH(int, baudRate);
+    QFETCH(int, parity);
+    QFETCH(int, stopBits);
+    QFETCH(int, function);
+    QFETCH(int, count);
+    QFETCH(qint64, silence);
+    QFETCH(int, characters);
+    QFETCH(qint64, time);
+    ModbusConfiguration line;
+    line.transport = ModbusConfiguration::Transport::Rtu;
+    line.baudRate = baudRate;
+    line.parity = static_cast<ModbusConfiguration::Parity>(parity);
+    line.stopBits = stopBits;
+    ModbusRequest request;
+    request.function = static_cast<ModbusRequest::Function>(function);
+    request.count = static_cast<quint16>(count);
+    if (request.isWrite())
+        request.data = QVector<quint16>(count, 1);
+    QCOMPARE(frameSilence(line), silence);
+    QCOMPARE(wireTime(line, request), time);
+    // A protocol data unit goes without the unit and the checksum.
+    const qint64 together = frameTime(line, characters - 3);
+    QVERIFY2(qAbs(2 * silence + together - time) <= 1, qPrintable(QString::number(together)));
+}
 
 void TestModbusCodec::joinedPollTimes_data()
 {

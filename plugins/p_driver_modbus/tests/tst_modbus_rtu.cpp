@@ -31,6 +31,9 @@ private Q_SLOTS:
     void lateAnswerInPieces();
     void outcomeIsToldBeforeThePortIsClosed();
     void requestWhileTheLineIsDrained();
+    void requestThatCannotBeAnsweredInTime_data();
+    void requestThatCannotBeAnsweredInTime();
+    void slowLineLeavesNoTime();
     void silenceAndReturn();
     void unplugged();
     void noSuchPort();
@@ -47,10 +50,10 @@ const QString c_objectId = QStringLiteral("{11111111-2222-3333-4444-555555555555
 class Bench
 {
 public:
-    void start(const QString& device)
+    void start(const QString& device, int baudRate = 115200)
     {
         const QJsonObject configuration{
-            {"transport", "rtu"}, {"serialPort", device}, {"baudRate", 115200}, {"parity", "none"}};
+            {"transport", "rtu"}, {"serialPort", device}, {"baudRate", baudRate}, {"parity", "none"}};
         const QJsonObject object{{"id", c_objectId}, {"configuration", configuration}};
         driver.setMainConfig(
             QSharedPointer<QJsonObject>::create(QJsonObject{{"objects", QJsonArray{object}}}));
@@ -58,6 +61,11 @@ public:
     }
 
     bool isConnected() const { return driver.getProperty(QStringLiteral("connected"), nullptr).toBool(); }
+
+    int statistic(const QString& name) const
+    {
+        return driver.getProperty(QStringLiteral("statistics"), nullptr).toMap().value(name).toInt();
+    }
 
     std::unique_ptr<FakeOrder> run(const QString& command, const QVariantMap& arguments,
                                    int timeout = c_timeout)
@@ -382,6 +390,70 @@ void TestModbusRtu::requestWhileTheLineIsDrained()
         QCOMPARE(peer.requests.size(), i + 1);
         QTRY_VERIFY(bench.isConnected());
     }
+}
+
+void TestModbusRtu::requestThatCannotBeAnsweredInTime_data()
+{
+    QTest::addColumn<bool>("write");
+    QTest::newRow("read") << false;
+    QTest::newRow("write") << true;
+}
+
+// It waited for most of its time behind another one. Were it sent, its answer would be missed, and the line
+// drained for it: whoever is next would wait for nothing.
+void TestModbusRtu::requestThatCannotBeAnsweredInTime()
+{
+    QFETCH(bool, write);
+    SerialPeer peer;
+    Bench bench;
+    // One register and back: 8 + 7 characters (8 + 8) of 8.3 ms, two silences of 29 ms.
+    bench.start(peer.device, 1200);
+    QTRY_VERIFY(bench.isConnected());
+    const int connections = bench.statistic("connections");
+    // The pseudo-terminal takes no time. This is what such a line takes at least.
+    peer.fault = SerialPeer::LateAnswer;
+    peer.faultsLeft = -1;
+    peer.lateBy = 200;
+    constexpr int c_allowed = 300;
+    const std::unique_ptr<FakeOrder> first = bench.run("read", readArguments(1), 3000);
+    const std::unique_ptr<FakeOrder> late =
+        write ? bench.run("write", writeArguments(2, 1, "singleRegister"), c_allowed)
+              : bench.run("read", readArguments(2), c_allowed);
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(3), 3000);
+    QTRY_VERIFY(late->ended());
+    QVERIFY(first->ok);
+    QCOMPARE(late->code, IMessenger::CeEcTimeout);
+    QVERIFY2(late->message.contains("was not sent: there are only "), qPrintable(late->message));
+    QVERIFY2(late->message.contains(write ? "at 1200 baud it takes 191.7 ms" : "at 1200 baud it takes 183.3"),
+             qPrintable(late->message));
+    QVERIFY2(late->endedAfter <= c_allowed + c_slack, qPrintable(QString::number(late->endedAfter)));
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(next->values(), QVariantList{3});
+    QCOMPARE(peer.requests, (QList<QByteArray>{QByteArray::fromHex("01 03 0001 0001"),
+                                               QByteArray::fromHex("01 03 0003 0001")}));
+    QCOMPARE(bench.statistic("connections"), connections);
+    QCOMPARE(bench.statistic("timedOut"), 0);
+}
+
+// More is asked for than the line carries until the deadline, however free it is. That is told at once.
+void TestModbusRtu::slowLineLeavesNoTime()
+{
+    SerialPeer peer;
+    Bench bench;
+    bench.start(peer.device, 1200);
+    QTRY_VERIFY(bench.isConnected());
+    constexpr int c_allowed = 2000;
+    const std::unique_ptr<FakeOrder> much = bench.run("read", readArguments(1, 125), c_allowed);
+    QTRY_VERIFY(much->ended());
+    QCOMPARE(much->code, IMessenger::CeEcTimeout);
+    QVERIFY2(much->message.contains("it takes 2250.0 ms"), qPrintable(much->message));
+    QVERIFY2(much->endedAfter < c_allowed / 2, qPrintable(QString::number(much->endedAfter)));
+    QVERIFY(bench.isConnected());
+    const std::unique_ptr<FakeOrder> less = bench.run("read", readArguments(1, 60), c_allowed);
+    QTRY_VERIFY(less->ended());
+    QVERIFY2(less->ok, qPrintable(less->message));
+    QCOMPARE(peer.requests, QList<QByteArray>{QByteArray::fromHex("01 03 0001 003c")});
 }
 
 void TestModbusRtu::silenceAndReturn()
