@@ -14,6 +14,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -835,19 +836,28 @@ void TestModbusDriver::listening()
     const std::unique_ptr<FakeOrder> order = bench.run("listen", listenArguments(5101, c_interval, 2));
     constexpr int c_polls = 20;
     QTRY_VERIFY(order->updates.size() > c_polls);
+    // From start to start: the time that an answer takes is not added to the interval. A machine that stalls
+    // moves polls or has them skipped, so some in a row that it leaves alone have to show it.
+    constexpr int c_row = 10;
+    qint64 off = 0;
+    const auto keepsTime = [&] {
+        const QList<qint64>& times = bench.peer.requestTimes;
+        off = times.last();
+        for (int i = c_row; i < times.size(); ++i)
+            off = std::min(off, qAbs(times.at(i) - times.at(i - c_row) - qint64{c_row} * c_interval));
+        return off <= c_row * c_interval / 20;
+    };
+    QTRY_VERIFY2(keepsTime(), qPrintable(QString::number(off)));
     order->stop();
     QVERIFY(order->ok);
     for (const QVariantMap& update : qAsConst(order->updates))
         QCOMPARE(update, (QVariantMap{{"values", QVariantList{5101, 5102}}}));
-    // From start to start: the time that an answer takes is not added to the interval.
-    const qint64 span = bench.peer.requestTimes.at(c_polls) - bench.peer.requestTimes.first();
-    QVERIFY2(qAbs(span - qint64{c_polls} * c_interval) <= c_interval, qPrintable(QString::number(span)));
     QCOMPARE(bench.driver->schedule()->rangeCount(), 0);
     // Nothing is sent once it has been stopped.
     QTRY_COMPARE(bench.statistic("sent"), bench.statistic("answered"));
     const auto sent = bench.peer.requests.size();
     const std::unique_ptr<FakeOrder> other = bench.run("listen", listenArguments(7, 2 * c_interval));
-    QTRY_COMPARE(other->updates.size(), 3);
+    QTRY_VERIFY(other->updates.size() >= 3);
     for (auto i = sent; i < bench.peer.requests.size(); ++i)
         QCOMPARE(bench.peer.requests.at(i), QByteArray::fromHex("01 03 0007 0001"));
     other->stop();
@@ -860,9 +870,10 @@ void TestModbusDriver::listeningSkipsWhatIsLate()
     QTRY_VERIFY(bench.isConnected());
     bench.peer.setAnswerDelay(110);
     const std::unique_ptr<FakeOrder> order = bench.run("listen", listenArguments(1, 20));
-    QTRY_COMPARE(order->updates.size(), 3);
+    QTRY_VERIFY(order->updates.size() >= 3);
     // Every answer takes five intervals: none is waiting, and the missed ones are counted.
-    QVERIFY2(bench.peer.requests.size() <= 4, qPrintable(QString::number(bench.peer.requests.size())));
+    QVERIFY2(bench.peer.requests.size() <= order->updates.size() + 1,
+             qPrintable(QString::number(bench.peer.requests.size())));
     QVERIFY2(bench.statistic("skippedPolls") >= 10,
              qPrintable(QString::number(bench.statistic("skippedPolls"))));
     QCOMPARE(order->failures.size(), 0);
@@ -877,7 +888,7 @@ void TestModbusDriver::pollNearItsCallersDeadline()
     bench.peer.setAnswerDelay(60);
     // The second poll starts some 50 ms before its caller gives up, and needs more.
     const std::unique_ptr<FakeOrder> order = bench.run("listen", listenArguments(1, 250), 240);
-    QTRY_COMPARE(order->updates.size(), 3);
+    QTRY_VERIFY(order->updates.size() >= 3);
     QCOMPARE(order->failures.size(), 0);
     QCOMPARE(bench.statistic("reconnects"), 0);
     order->stop();
