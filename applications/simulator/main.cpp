@@ -88,6 +88,7 @@ int run(const SimulatorOptions& options)
         });
     }
     simulator.setUnitId(options.unitId);
+    simulator.setPace(options.pace);
     simulator.controller().setMotorRunning(options.motorRunning);
     simulator.controller().raiseAlarm(options.alarm);
     simulator.controller().setTorqueUnit(options.torqueUnit);

@@ -1,5 +1,6 @@
 #include "applications/simulator/simulator.h"
 
+#include "applications/simulator/paced_line.h"
 #include "applications/simulator/pseudo_terminal.h"
 #include "applications/simulator/serial_relay.h"
 #include "applications/simulator/simulated_controller.h"
@@ -75,6 +76,7 @@ public:
     std::vector<SerialTransport> serial;
     QTimer backUp;
     bool isDown = false;
+    int pace = 0;
 };
 
 void Simulator::Private::applyState()
@@ -219,14 +221,22 @@ QString Simulator::openPseudoTerminal(QString* error)
 {
     auto terminal = std::make_unique<PseudoTerminal>();
     QString name = terminal->openPair(error);
-    if (name.isEmpty() || !d->serve(std::move(terminal), error))
+    if (name.isEmpty())
         return {};
-    return name;
+    std::unique_ptr<QIODevice> line = std::move(terminal);
+    if (d->pace > 0)
+        line = std::make_unique<PacedLine>(std::move(line), d->pace);
+    return d->serve(std::move(line), error) ? name : QString();
 }
 
 void Simulator::setUnitId(int unitId)
 {
     d->context.unitId = unitId;
+}
+
+void Simulator::setPace(int baudRate)
+{
+    d->pace = baudRate;
 }
 
 void Simulator::restart(int milliseconds)

@@ -36,6 +36,9 @@ public:
     QString openPseudoTerminal(QString* error = nullptr);
     // Modbus unit id answered, 1 unless set. Set before listening.
     void setUnitId(int unitId);
+    // Pseudo-terminals that are made from now on take the time of a serial line at this baud rate; 0 for no
+    // time at all, as they do unless set.
+    void setPace(int baudRate);
     // The controller goes down for so long (ms): clients are dropped, new ones refused, the serial
     // line is silent. Registers keep their values.
     void restart(int milliseconds);

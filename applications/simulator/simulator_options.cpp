@@ -89,7 +89,12 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
         ->capture_default_str();
     auto* portOption = app.add_option(
         "--port", port, "TCP port, 0 takes a free one (1502 unless --pty or --serial is given)");
-    app.add_flag("--pty", options.pseudoTerminal, "Serve a pseudo-terminal; its name is printed");
+    auto* ptyOption =
+        app.add_flag("--pty", options.pseudoTerminal, "Serve a pseudo-terminal; its name is printed");
+    app.add_option("--pace", options.pace,
+                   "Baud rate whose time the bytes on --pty take, 11 bits each (no time unless given)")
+        ->needs(ptyOption)
+        ->check(CLI::Range(300, 4000000));
     auto* serialOption = app.add_option("--serial", serialDevice, "Serve this serial device");
     app.add_option("--baud", options.baudRate, "Baud rate of --serial")
         ->needs(serialOption)

@@ -17,6 +17,7 @@ struct SimulatorOptions
     int unitId = 1;
     std::optional<quint16> port; // none: no TCP
     bool pseudoTerminal = false;
+    int pace = 0;         // baud of the pseudo-terminal; 0: it takes no time
     QString serialDevice; // empty: none
     int baudRate = 19200;
     char parity = 'E';

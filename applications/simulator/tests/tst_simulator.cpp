@@ -131,6 +131,9 @@ private Q_SLOTS:
     void faultOnTheLine_data();
     void faultOnTheLine();
     void lateOverRtu();
+    void pacedLine_data();
+    void pacedLine();
+    void pacedRequestArrivesWithItsLastBit();
     void restartSilencesTheLine();
     void broadcastIsCarriedOut();
     void lineRecoversFromNoise();
@@ -948,6 +951,66 @@ void TestSimulator::lateOverRtu()
     QVERIFY2(clock.elapsed() >= 200, qPrintable(QString::number(clock.elapsed())));
 }
 
+void TestSimulator::pacedLine_data()
+{
+    QTest::addColumn<int>("baudRate");
+    QTest::addColumn<double>("character"); // ms
+    QTest::addColumn<double>("silence");
+    QTest::newRow("1200 baud") << 1200 << 11 / 1.2 << 3.5 * 11 / 1.2;
+    QTest::newRow("19200 baud") << 19200 << 11 / 19.2 << 3.5 * 11 / 19.2;
+    QTest::newRow("115200 baud") << 115200 << 11 / 115.2 << 1.75;
+}
+
+// Request, silence, answer: each takes the time that a line at this rate takes, and the answer comes in
+// pieces.
+void TestSimulator::pacedLine()
+{
+    QFETCH(int, baudRate);
+    QFETCH(double, character);
+    QFETCH(double, silence);
+    m_simulator->setPace(baudRate);
+    openLine(m_simulator->openPseudoTerminal());
+    const QByteArray request = withChecksum(QByteArray::fromHex("01 03 003D 0037"));
+    constexpr int c_answerSize = 5 + 2 * 0x37;
+    int pieces = 0;
+    connect(m_line.get(), &QIODevice::readyRead, this, [&pieces] { ++pieces; });
+    QElapsedTimer clock;
+    clock.start();
+    double ended = 0;
+    connect(m_line.get(), &QIODevice::readyRead, this, [&] {
+        if (m_fromLine.size() == c_answerSize && ended == 0)
+            ended = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    });
+    m_line->write(request);
+    QTRY_COMPARE(m_fromLine.size(), c_answerSize);
+    const double expected = (request.size() + c_answerSize) * character + silence;
+    QVERIFY2(ended >= expected, qPrintable(QStringLiteral("%1 of %2 ms").arg(ended).arg(expected)));
+    QVERIFY(pieces >= 2);
+    QCOMPARE(m_fromLine.left(3), QByteArray::fromHex("01036e"));
+    // The next one takes its time as well.
+    m_fromLine.clear();
+    const QByteArray write = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
+    clock.start();
+    m_line->write(write);
+    QTRY_COMPARE(line(), write.toHex());
+    const double next = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    QVERIFY2(next >= 2 * write.size() * character + silence, qPrintable(QString::number(next)));
+}
+
+void TestSimulator::pacedRequestArrivesWithItsLastBit()
+{
+    m_simulator->setPace(1200);
+    openLine(m_simulator->openPseudoTerminal());
+    QElapsedTimer clock;
+    double arrived = 0;
+    connect(&m_simulator->controller(), &SimulatedController::writeNoted, this,
+            [&] { arrived = static_cast<double>(clock.nsecsElapsed()) / 1e6; });
+    clock.start();
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 1771 0001")));
+    QTRY_VERIFY(arrived > 0);
+    QVERIFY2(arrived >= 8 * 11 / 1.2, qPrintable(QString::number(arrived)));
+}
+
 void TestSimulator::restartSilencesTheLine()
 {
     openLine(m_simulator->openPseudoTerminal());
@@ -1106,6 +1169,8 @@ void TestSimulator::programRuns_data()
     QTest::newRow("pseudo-terminal") << QStringList{"--pty"} << SIGTERM
                                      << "^listening on /dev/pts/([0-9]+), unit 1, MDC-32 generation 2\n$"
                                      << true;
+    QTest::newRow("paced") << QStringList{"--pty", "--pace", "115200"} << SIGTERM
+                           << "^listening on /dev/pts/([0-9]+), unit 1, MDC-32 generation 2\n$" << true;
     QTest::newRow("tightening") << port + QStringList{"--tightening-interval", "2", "--event-count", "30000"}
                                 << SIGTERM
                                 << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$"
@@ -1199,6 +1264,8 @@ void TestSimulator::programRefuses_data()
     QTest::newRow("event count") << QStringList{"--event-count", "65536"} << 2 << "--event-count";
     QTest::newRow("torque unit") << QStringList{"--torque-unit", "3"} << 2 << "--torque-unit";
     QTest::newRow("baud alone") << QStringList{"--baud", "9600"} << 2 << "--serial";
+    QTest::newRow("pace alone") << QStringList{"--pace", "9600"} << 2 << "--pty";
+    QTest::newRow("slowest pace") << QStringList{"--pty", "--pace", "299"} << 2 << "--pace";
     QTest::newRow("parity") << QStringList{"--serial", "/dev/no-such-line", "--parity", "mark"} << 2
                             << "mark";
     QTest::newRow("serial device") << QStringList{"--serial", "/dev/no-such-line"} << 1
