@@ -20,9 +20,9 @@ constexpr int c_inboxCapacity = 1024;
 // How long after its deadline an order is given up. A command that watches the deadline itself
 // ends first, with a code that says what became of its request; and what an order has placed with
 // its own deadline ends before the order does.
-qint64 giveUpAfter(int timeout, bool isInstruction)
+int graceAfter(int timeout, bool isInstruction)
 {
-    return qint64{timeout} + (isInstruction ? std::max(1, timeout / 50) : std::max(10, timeout / 25));
+    return isInstruction ? std::max(1, timeout / 50) : std::max(10, timeout / 25);
 }
 
 // A last wait for an outcome that is on its way, ms. After a busy loop the deadline of a command and
@@ -74,7 +74,10 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest r
             m_stopName = prototype->stopCommandName();
         }
     }
-    restartTimeout();
+    // The same moment as the caller's, and not so many milliseconds from now: between the two the machine
+    // may have been busy.
+    restartTimeout(caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                     : caller->boundOfInstructions());
 }
 
 DOrder::~DOrder()
@@ -127,11 +130,17 @@ void DOrder::abandon()
 
 int DOrder::timeLeftFor(int timeout) const
 {
-    // The deadline of a listening instruction is that of its next reply, not its own end.
-    if (m_deadline.isForever() || (m_recurrent && m_callerId != 0))
+    const QDeadlineTimer bound = boundOfInstructions();
+    if (bound.isForever())
         return timeout;
-    const int left = static_cast<int>(std::max<qint64>(1, m_deadline.remainingTime()));
+    const int left = static_cast<int>(std::max<qint64>(1, bound.remainingTime()));
     return timeout > 0 ? std::min(timeout, left) : left;
+}
+
+QDeadlineTimer DOrder::boundOfInstructions() const
+{
+    // The deadline of a listening instruction is that of its next reply, not its own end.
+    return m_recurrent && m_callerId != 0 ? QDeadlineTimer(QDeadlineTimer::Forever) : m_deadline;
 }
 
 void DOrder::dropCommand()
@@ -570,15 +579,13 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
     m_caller->receive({m_id, Delivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
 }
 
-void DOrder::restartTimeout()
+void DOrder::restartTimeout(QDeadlineTimer bound)
 {
     m_lastWordAwaited = false;
-    m_deadline = deadlineIn(m_timeout);
+    m_deadline = std::min(deadlineIn(m_timeout), bound);
     if (m_timeout <= 0 || m_ended)
         return;
-    const qint64 interval =
-        std::min<qint64>(giveUpAfter(m_timeout, m_callerId != 0), std::numeric_limits<int>::max());
-    m_giveUpAt = QDeadlineTimer(interval, Qt::PreciseTimer);
+    m_giveUpAt = m_deadline + graceAfter(m_timeout, m_callerId != 0);
     // One that ends sooner stays: each reply of a listening instruction moves the end, and to set a timer
     // takes longer than to decode the reply.
     if (!m_timer.isActive())
@@ -587,7 +594,8 @@ void DOrder::restartTimeout()
 
 void DOrder::setAlarm()
 {
-    m_timer.start(static_cast<int>(m_giveUpAt.remainingTime()), Qt::PreciseTimer, this);
+    const qint64 interval = std::min<qint64>(m_giveUpAt.remainingTime(), std::numeric_limits<int>::max());
+    m_timer.start(static_cast<int>(interval), Qt::PreciseTimer, this);
 }
 
 QString DOrder::title() const

@@ -162,7 +162,9 @@ private:
     bool isListening() const;
     void publish(const QVariantMap& results);
     void tellOutcome(const DOrderOutcome& outcome);
-    void restartTimeout();
+    // What the end of an instruction must not be later than: this order's own, where it has one.
+    QDeadlineTimer boundOfInstructions() const;
+    void restartTimeout(QDeadlineTimer bound = QDeadlineTimer(QDeadlineTimer::Forever));
     void setAlarm();
     QString title() const;
 

@@ -109,6 +109,7 @@ private Q_SLOTS:
     void endedInsideItsHandler();
     void handlerQueuesMore();
     void nestedLoopInHandler();
+    void instructionEndsNotAfterItsCaller();
     void instructionStartsInNestedLoop_data();
     void instructionStartsInNestedLoop();
     void orderEndedInsideNestedLoop();
@@ -784,6 +785,29 @@ void tst_Host::nestedLoopInHandler()
     QCOMPARE(heardInside, QList<int>{1});
     QCOMPARE(deepest, 1);
     QVERIFY(!bench.isFinished(id));
+}
+
+// Not even by the part of a millisecond: who waits longer than its caller still has the link when the
+// caller's next order comes.
+void tst_Host::instructionEndsNotAfterItsCaller()
+{
+    QDeadlineTimer ofCaller(QDeadlineTimer::Forever);
+    QDeadlineTimer ofInstruction(QDeadlineTimer::Forever);
+    Script ask;
+    ask.execute = [&](ScriptedCommand& command) {
+        ofCaller = command.deadline();
+        return command.place("driver", "read") != 0;
+    };
+    Script read = executes([&](ScriptedCommand& command) {
+        ofInstruction = command.deadline();
+        return true;
+    });
+    ScriptedBench bench({{"ask", ask}}, {{"read", read}});
+    const quint64 id = bench.host->startOrder(c_device, "ask", {}, 1000);
+    QTRY_VERIFY(bench.isFinished(id));
+    QVERIFY(!ofCaller.isForever());
+    QVERIFY2(ofInstruction <= ofCaller,
+             qPrintable(QString::number(ofInstruction.deadlineNSecs() - ofCaller.deadlineNSecs())));
 }
 
 void tst_Host::instructionStartsInNestedLoop_data()

@@ -154,7 +154,8 @@ QString backupText(const BackupHeader& header, const QDate& date, const QVariant
                    c_firmwareVersionKey + c_separator + header.firmwareVersion + QLatin1Char('\n') +
                    QStringLiteral("Date,") + dateText(date, QStringLiteral("M/d/yyyy")) + QLatin1Char('\n');
     text.reserve(text.size() + values.size() * c_usualLineLength);
-    // Put together by hand: with arg() and a stream these lines were half of the processor's work for a backup.
+    // Put together by hand: with arg() and a stream these lines were half of the processor's work for a
+    // backup.
     int position = 0;
     for (const QVariant& value : values) {
         const QString number = QString::number(++position);
