@@ -97,7 +97,7 @@ public:
     QHash<quint64, DOrder*> orders; // those that have ended and are not deleted yet included
     // Placed by commands since the event loop came round.
     QVarLengthArray<QPointer<DOrder>, 8> placed;
-    bool hasDispatcher = false;
+    QPointer<QAbstractEventDispatcher> dispatcher;
     int runningCount = 0;     // of those without a caller
     int instructionCount = 0; // running as well
     DPropertiesFile properties;
@@ -243,16 +243,16 @@ DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest requ
     auto* const order = new DOrder(id, *this, caller, std::move(request));
     orders.insert(id, order);
     ++(caller != nullptr ? instructionCount : runningCount);
-    if (caller != nullptr && caller->isBusy() && hasDispatcher)
+    if (caller != nullptr && caller->isBusy() && !dispatcher.isNull())
         placed.append(order);
     else
         order->launch();
     return order;
 }
 
-// Most have started when their caller's command returned. Left are those of a command that has opened an
-// event loop and of one whose order does not start them itself. To queue each start at once would cost a
-// system call and another pass of the loop for every instruction.
+// Most have been started by their caller when its command returned. Left are those of a command that has
+// opened an event loop. To queue each start at once would cost a system call and another pass of the loop
+// for every instruction.
 void DHost::Private::launchPlaced()
 {
     for (const QPointer<DOrder>& order : std::as_const(placed)) {
@@ -536,12 +536,12 @@ DHost::DHost(QObject* parent)
     , d(std::make_unique<Private>(this))
 {
     qRegisterMetaType<DOrderOutcome>();
-    if (const QAbstractEventDispatcher* const dispatcher = QAbstractEventDispatcher::instance()) {
-        // One of the two is told in every pass of a loop before it handles or waits for anything.
-        for (const auto signal : {&QAbstractEventDispatcher::awake, &QAbstractEventDispatcher::aboutToBlock})
-            connect(dispatcher, signal, this, [this] { d->launchPlaced(); });
-        d->hasDispatcher = true;
-    }
+    d->dispatcher = QAbstractEventDispatcher::instance();
+    if (d->dispatcher.isNull())
+        return;
+    // One of the two is told in every pass of a loop of Qt's before it handles or waits for anything.
+    for (const auto signal : {&QAbstractEventDispatcher::awake, &QAbstractEventDispatcher::aboutToBlock})
+        connect(d->dispatcher, signal, this, [this] { d->launchPlaced(); });
 }
 
 DHost::~DHost()

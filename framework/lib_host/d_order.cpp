@@ -93,7 +93,7 @@ quint64 DOrder::nextId()
 
 void DOrder::launch()
 {
-    if (m_started || m_ended)
+    if (m_launched || m_started || m_ended)
         return;
     m_launched = true;
     QMetaObject::invokeMethod(
@@ -285,10 +285,6 @@ void DOrder::start()
 bool DOrder::startPlaced()
 {
     static thread_local int s_depth = 0;
-    // A command may have opened an event loop in which they have started, and may place itself. Who
-    // watches the order is to hear of an end, which is queued, before the next instruction starts.
-    if (m_busy > 0 || s_depth >= c_deepestStart || m_keeper.isWatched(*this))
-        return true;
     constexpr int c_usuallyPlaced = 4;
     QVarLengthArray<QPointer<DOrder>, c_usuallyPlaced> placed;
     for (const Instruction& instruction : std::as_const(m_inFlight)) {
@@ -297,6 +293,13 @@ bool DOrder::startPlaced()
     }
     if (placed.isEmpty())
         return true;
+    // A command may have opened an event loop in which they have started, and may place itself. Who
+    // watches the order is to hear of an end, which is queued, before the next instruction starts.
+    if (m_busy > 0 || s_depth >= c_deepestStart || m_keeper.isWatched(*this)) {
+        for (const QPointer<DOrder>& order : std::as_const(placed))
+            order->launch();
+        return true;
+    }
     const QPointer<DOrder> self(this);
     ++s_depth;
     for (const QPointer<DOrder>& order : std::as_const(placed)) {
@@ -380,7 +383,7 @@ void DOrder::deliverNext()
     if (m_ended || m_busy > 0 || m_inbox.isEmpty())
         return;
     const QPointer<DOrder> self(this);
-    const Delivery next = m_inbox.front();
+    const Delivery next = std::move(m_inbox.front());
     m_inbox.erase(m_inbox.begin());
     deliver(next);
     if (!self.isNull())
@@ -420,7 +423,7 @@ void DOrder::deliver(const Delivery& delivery)
         break;
     case Delivery::Outage:
         reportFailure(delivery.code, delivery.message);
-        return;
+        break;
     case Delivery::Failure:
         end(false, delivery.code, delivery.message);
         return;

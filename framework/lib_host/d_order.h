@@ -20,8 +20,9 @@ class ICommand;
 class DOrderKeeper
 {
 public:
-    // Makes the order of an instruction, null when no more are taken. The caller starts it when its command
-    // has returned; should that run an event loop first, the keeper queues the start.
+    // Makes the order of an instruction, null when no more are taken. One that a command places while it
+    // runs is started or queued by its caller when that command has returned; should the command run an
+    // event loop before, the keeper queues the start. In all other cases it does so at once.
     virtual DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
                                      const QVariantMap& arguments, int timeout) = 0;
     // Ends the running orders of the instance that have this stop name, `stopOrder` excepted.
@@ -88,7 +89,7 @@ public:
     // Unique in the process, never 0. May be called from any thread.
     static quint64 nextId();
 
-    // Queues the start, unless it has started.
+    // Queues the start, once.
     void launch();
     // Ends a listening order as succeeded, any other as failed (CeEcStopped). False when it has ended.
     bool stop(const QString& reason);
@@ -145,7 +146,7 @@ private:
     void start();
     bool execute();
     // Starts what the command has just placed without waiting for the event loop, which this is called
-    // from. False when this order is gone afterwards or has ended.
+    // from, or queues its start. False when this order is gone afterwards or has ended.
     bool startPlaced();
     void receive(const Delivery& delivery);
     void scheduleDelivery();

@@ -57,14 +57,16 @@ AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteAr
 AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& data)
 {
     AnswerCheck check;
-    // What stands before the answer is noise, so the last place counts. No answer is a function code alone.
-    int at = data.isEmpty() ? -1 : received.lastIndexOf(data);
-    while (at >= 0 && (at < c_unitSize + c_functionSize ||
-                       static_cast<quint8>(received.at(at - c_functionSize - c_unitSize)) != unitId))
-        at = at == 0 ? -1 : received.lastIndexOf(data, at - 1);
-    check.confirmed = at >= 0;
+    // What stands before the answer is noise, so the last place counts at which its checksum has room. No
+    // answer is a function code alone.
+    constexpr int c_headSize = c_unitSize + c_functionSize;
+    int at = data.isEmpty() ? -1 : received.size() - c_checksumSize - data.size();
+    while (at >= c_headSize && (static_cast<quint8>(received.at(at - c_headSize)) != unitId ||
+                                received.mid(at, data.size()) != data))
+        --at;
+    check.confirmed = at >= c_headSize;
     if (!check.confirmed) {
-        check.problem = QStringLiteral("it came from another unit than %1").arg(unitId);
+        check.problem = QStringLiteral("it holds no answer of unit %1").arg(unitId);
         return check;
     }
     check.pdu = received.mid(at - c_functionSize, c_functionSize + data.size());

@@ -36,6 +36,7 @@ private Q_SLOTS:
     void tcpStream();
     void rtuStream_data();
     void rtuStream();
+    void rtuAnswerLikeItsChecksum();
     void drainTimes();
     void wireTimes_data();
     void wireTimes();
@@ -497,18 +498,18 @@ void TestModbusCodec::rtuStream_data()
     QTest::addColumn<QString>("problem");
 
     QTest::newRow("good") << hex("01 03020007 1234") << true << "";
-    QTest::newRow("one byte short") << hex("01 03020007 12") << true << "more came";
+    // The client takes no answer before its checksum is there.
+    QTest::newRow("one byte short") << hex("01 03020007 12") << false << "it holds no answer of unit 1";
     QTest::newRow("one byte more") << hex("01 03020007 1234 00") << true << "more came";
     QTest::newRow("noise before") << hex("ff 01 03020007 1234") << true << "more came";
     QTest::newRow("the same before, from another unit")
         << hex("05 83020007 1234 01 03020007 1234") << true << "more came";
     QTest::newRow("another unit's behind it")
         << hex("01 03020007 1234 05 83020007 1234") << true << "more came";
-    QTest::newRow("without a unit") << hex("03020007 1234") << false << "it came from another unit than 1";
-    QTest::newRow("nothing") << QByteArray() << false << "it came from another unit than 1";
-    QTest::newRow("a function code alone")
-        << hex("01 03 1234") << false << "it came from another unit than 1";
-    QTest::newRow("another unit") << hex("02 03020007 1234") << false << "it came from another unit than 1";
+    QTest::newRow("without a unit") << hex("03020007 1234") << false << "it holds no answer of unit 1";
+    QTest::newRow("nothing") << QByteArray() << false << "it holds no answer of unit 1";
+    QTest::newRow("a function code alone") << hex("01 03 1234") << false << "it holds no answer of unit 1";
+    QTest::newRow("another unit") << hex("02 03020007 1234") << false << "it holds no answer of unit 1";
 }
 
 void TestModbusCodec::rtuStream()
@@ -521,6 +522,18 @@ void TestModbusCodec::rtuStream()
     QFETCH(QString, problem);
     QCOMPARE(check.problem.isEmpty(), problem.isEmpty());
     QVERIFY2(problem.isEmpty() || check.problem.startsWith(problem), qPrintable(check.problem));
+}
+
+// The checksum of this frame begins like its data ends: at the wrong place it holds another function.
+void TestModbusCodec::rtuAnswerLikeItsChecksum()
+{
+    const QByteArray frame = hex("06 06 11111111 1118");
+    const AnswerCheck check = checkRtuAnswer(frame, 6, hex("11111111"));
+    QVERIFY(check.confirmed);
+    QCOMPARE(check.problem, QString());
+    QCOMPARE(check.pdu, hex("0611111111"));
+    // The same behind noise.
+    QCOMPARE(checkRtuAnswer(hex("ff") + frame, 6, hex("11111111")).pdu, hex("0611111111"));
 }
 
 void TestModbusCodec::drainTimes()
