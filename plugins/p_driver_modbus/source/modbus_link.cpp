@@ -81,6 +81,8 @@ ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent
     connect(&m_settleTimer, &QTimer::timeout, this, &ModbusLink::onSettled);
     connect(&m_pauseTimer, &QTimer::timeout, this, &ModbusLink::sendNext);
     connect(&m_deadlineTimer, &QTimer::timeout, this, &ModbusLink::onDeadline);
+    m_deliveryTimer.setSingleShot(true);
+    connect(&m_deliveryTimer, &QTimer::timeout, this, &ModbusLink::deliverOutcomes);
 }
 
 ModbusLink::~ModbusLink()
@@ -564,15 +566,13 @@ void ModbusLink::end(PendingRequest request, ModbusOutcome outcome)
     if (!request.onEnd)
         return;
     m_ended.push_back({request.id, std::move(request.onEnd), std::move(outcome)});
-    if (m_deliveryIsQueued)
-        return;
-    m_deliveryIsQueued = true;
-    QMetaObject::invokeMethod(this, &ModbusLink::deliverOutcomes, Qt::QueuedConnection);
+    if (!m_deliveryTimer.isActive())
+        m_deliveryTimer.start(0);
 }
 
 void ModbusLink::deliverOutcomes()
 {
-    m_deliveryIsQueued = false;
+    m_deliveryTimer.stop();
     const QPointer<ModbusLink> self(this);
     // A handler may place and withdraw requests, open an event loop or delete this link.
     for (std::size_t count = m_ended.size(); count > 0 && !m_ended.empty(); --count) {

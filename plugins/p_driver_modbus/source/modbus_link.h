@@ -138,7 +138,6 @@ private:
     std::optional<QByteArray> m_answer; // what follows the function code, as the client has taken it
 
     std::deque<EndedRequest> m_ended;
-    bool m_deliveryIsQueued = false;
 
     QTimer m_connectTimer;
     QTimer m_reopenTimer;
@@ -146,5 +145,8 @@ private:
     QTimer m_settleTimer;
     QTimer m_pauseTimer;
     QTimer m_deadlineTimer;
+    // A timer of no time: it fires in the pass of the event loop that has read the answer, where a queued
+    // call would wake the loop for another one.
+    QTimer m_deliveryTimer;
     QDeadlineTimer m_alarm; // what m_deadlineTimer has been set for
 };
