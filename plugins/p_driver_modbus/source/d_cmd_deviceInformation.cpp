@@ -10,7 +10,6 @@ DCmdDeviceInformation::DCmdDeviceInformation(const QVariantMap& arguments, QObje
     declareAResult(QStringLiteral("deviceInformation"), QStringLiteral("varM"),
                    QStringLiteral("\"info\": the identification's bytes, without their count"));
     setEndsByItself(true);
-    connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { m_ticket.withdraw(); });
 }
 
 DCmdDeviceInformation::DCmdDeviceInformation(QObject* parent)
@@ -29,8 +28,8 @@ bool DCmdDeviceInformation::commandExecute()
     const PDriverModbus* const driver = driverOf(*this);
     if (driver == nullptr)
         return false;
-    m_ticket.submit(driver->link(), deviceInformationRequest(), RequestPriority::Read, deadline(),
-                    [this](const ModbusOutcome& outcome) { onEnd(outcome); });
+    m_ticket.submitFor(*this, driver->link(), deviceInformationRequest(), RequestPriority::Read,
+                       [this](const ModbusOutcome& outcome) { onEnd(outcome); });
     return true;
 }
 

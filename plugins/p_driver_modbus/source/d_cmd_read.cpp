@@ -17,7 +17,6 @@ DCmdRead::DCmdRead(const QVariantMap& arguments, QObject* parent)
     declareAResult(QStringLiteral("values"), QStringLiteral("varL"),
                    QStringLiteral("Values in address order: 0 to 65535 for a register, 0 or 1 for a bit"));
     setEndsByItself(true);
-    connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { m_ticket.withdraw(); });
 }
 
 DCmdRead::DCmdRead(QObject* parent)
@@ -43,8 +42,8 @@ bool DCmdRead::commandExecute()
         failTheCommand(IMessenger::CeEcInvalidArguments, error);
         return false;
     }
-    m_ticket.submit(driver->link(), *request, RequestPriority::Read, deadline(),
-                    [this](const ModbusOutcome& outcome) { onEnd(outcome); });
+    m_ticket.submitFor(*this, driver->link(), *request, RequestPriority::Read,
+                       [this](const ModbusOutcome& outcome) { onEnd(outcome); });
     return true;
 }
 

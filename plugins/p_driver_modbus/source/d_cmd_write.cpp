@@ -21,7 +21,6 @@ DCmdWrite::DCmdWrite(const QVariantMap& arguments, QObject* parent)
         QStringLiteral("values"), QStringLiteral("varL"),
         QStringLiteral("1 when the controller has acknowledged the write, 0 when it has refused it"));
     setEndsByItself(true);
-    connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { m_ticket.withdraw(); });
 }
 
 DCmdWrite::DCmdWrite(QObject* parent)
@@ -47,8 +46,8 @@ bool DCmdWrite::commandExecute()
         failTheCommand(IMessenger::CeEcInvalidArguments, error);
         return false;
     }
-    m_ticket.submit(driver->link(), *request, RequestPriority::Write, deadline(),
-                    [this](const ModbusOutcome& outcome) { onEnd(outcome); });
+    m_ticket.submitFor(*this, driver->link(), *request, RequestPriority::Write,
+                       [this](const ModbusOutcome& outcome) { onEnd(outcome); });
     return true;
 }
 

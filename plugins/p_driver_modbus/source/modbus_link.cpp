@@ -137,6 +137,11 @@ void ModbusLink::withdraw(quint64 id)
     std::erase_if(m_ended, [id](const EndedRequest& ended) { return ended.id == id; });
 }
 
+bool ModbusLink::isWaiting(quint64 id) const
+{
+    return m_queue.contains(id);
+}
+
 void ModbusLink::shutDown()
 {
     const QString reason = QStringLiteral("the driver instance is ended");

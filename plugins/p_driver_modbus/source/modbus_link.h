@@ -51,6 +51,8 @@ public:
     // A waiting request is not sent any more; the answer to one in flight is dropped. Either way its
     // handler is not called. Does nothing for an identifier that has ended.
     void withdraw(quint64 id);
+    // Not sent yet, and not ended.
+    bool isWaiting(quint64 id) const;
     // Closes for good and gives every request its outcome before it returns.
     void shutDown();
 

@@ -47,6 +47,14 @@ bool RequestQueue::remove(quint64 id)
     });
 }
 
+bool RequestQueue::contains(quint64 id) const
+{
+    return std::any_of(m_requests.cbegin(), m_requests.cend(), [id](const auto& requests) {
+        return std::any_of(requests.cbegin(), requests.cend(),
+                           [id](const PendingRequest& request) { return request.id == id; });
+    });
+}
+
 std::vector<PendingRequest> RequestQueue::takeExpired()
 {
     std::vector<PendingRequest> expired;

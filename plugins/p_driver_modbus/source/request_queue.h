@@ -51,6 +51,7 @@ public:
     bool push(PendingRequest request);
     std::optional<PendingRequest> takeNext();
     bool remove(quint64 id);
+    bool contains(quint64 id) const;
     // Those whose deadline has passed; all.
     std::vector<PendingRequest> takeExpired();
     std::vector<PendingRequest> takeAll();

@@ -1,5 +1,9 @@
 #include "plugins/p_driver_modbus/source/request_ticket.h"
 
+#include <lib_plugins_management/d_abstract_command.h>
+
+#include <utility>
+
 void RequestTicket::submit(ModbusLink* link, const ModbusRequest& request, RequestPriority priority,
                            QDeadlineTimer deadline, OutcomeHandler onEnd)
 {
@@ -8,6 +12,15 @@ void RequestTicket::submit(ModbusLink* link, const ModbusRequest& request, Reque
         deadline = QDeadlineTimer(c_defaultAnswerTime, Qt::PreciseTimer);
     m_link = link;
     m_id = link->submit(request, priority, deadline, std::move(onEnd));
+}
+
+void RequestTicket::submitFor(DAbstractCommand& command, ModbusLink* link, const ModbusRequest& request,
+                              RequestPriority priority, OutcomeHandler onEnd)
+{
+    submit(link, request, priority, command.deadline(), std::move(onEnd));
+    // One in flight cannot be taken back, and its answer is nothing to an order that has ended.
+    if (link->isWaiting(m_id))
+        QObject::connect(&command, &DAbstractCommand::sigCommandFinished, &command, [this] { withdraw(); });
 }
 
 void RequestTicket::withdraw()
