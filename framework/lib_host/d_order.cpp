@@ -263,7 +263,8 @@ void DOrder::start()
         end(false, IMessenger::CeEcUnknownTarget, QStringLiteral("%1: there is no such target").arg(title()));
         return;
     }
-    if (m_plugin->commandPrototype(m_commandName) == nullptr) {
+    const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName);
+    if (prototype == nullptr) {
         if (!m_commandName.isEmpty() && m_plugin->getFunctions(true).contains(m_commandName)) {
             const int stopped = m_keeper.stopOrders(m_plugin, m_commandName, this);
             publish({{QStringLiteral("stopped"), stopped}});
@@ -274,7 +275,7 @@ void DOrder::start()
             QStringLiteral("%1: %2 has no such command").arg(title(), m_plugin->pluginName()));
         return;
     }
-    if (!execute())
+    if (!execute(*prototype))
         return;
     if (m_stopRequested)
         endByStop(QStringLiteral("%1: stopped").arg(title()));
@@ -315,9 +316,9 @@ bool DOrder::startPlaced()
 }
 
 // False when the order has ended or has gone.
-bool DOrder::execute()
+bool DOrder::execute(const DAbstractCommand& prototype)
 {
-    m_command = m_plugin->commandPrototype(m_commandName)->createCommand(m_arguments);
+    m_command = prototype.createCommand(m_arguments);
     m_abstractCommand = dynamic_cast<DAbstractCommand*>(m_command.data());
     if (m_abstractCommand == nullptr) {
         m_command.reset();

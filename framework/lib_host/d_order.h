@@ -144,7 +144,7 @@ private:
     };
 
     void start();
-    bool execute();
+    bool execute(const DAbstractCommand& prototype);
     // Starts what the command has just placed without waiting for the event loop, which this is called
     // from, or queues its start. False when this order is gone afterwards or has ended.
     bool startPlaced();

@@ -20,7 +20,7 @@ RegisterEntry registerEntry(const DAbstractCommand& command, const QString& chan
 QString generationSuffix(const QVariant& softwareVersion)
 {
     const auto generation = static_cast<quint16>(softwareVersion.toUInt());
-    return generation > 1 ? QLatin1Char('V') + QString::number(generation) : QString();
+    return generation > 1 ? QString::number(generation).prepend(QLatin1Char('V')) : QString();
 }
 
 QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& command,
