@@ -1,11 +1,10 @@
 #include "benchmarks/bare_clients.h"
+#include "benchmarks/benchmark_program.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
-#include <lib_host/event_dispatcher.h>
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -219,27 +218,14 @@ int run(const Size& size, int rounds)
 
 int main(int argc, char** argv)
 {
-    preferQtEventDispatcher();
-    QCoreApplication application(argc, argv);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Backup and restore against the same requests of a bare QModbusTcpClient and of libmodbus."));
-    parser.addHelpOption();
-    const QCommandLineOption registers(QStringLiteral("registers"), QStringLiteral("Of a backup, up to 2000"),
-                                       QStringLiteral("N"), QStringLiteral("1500"));
-    const QCommandLineOption writes(QStringLiteral("writes"), QStringLiteral("Of a restore"),
-                                    QStringLiteral("N"), QStringLiteral("300"));
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of all measurements"),
-                                    QStringLiteral("N"), QStringLiteral("11"));
-    QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
-                              QStringLiteral("N"));
-    served.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({registers, writes, rounds, served});
-    parser.process(application);
-    quietLog();
-    if (parser.isSet(served))
-        return serveControllers(parser.value(served).toInt(), [](Simulator&) {});
-    const Size size{qBound(2, parser.value(registers).toInt(), 2000), parser.value(writes).toInt()};
-    return run({size.registers, qBound(1, size.writes, size.registers)},
-               qMax(1, parser.value(rounds).toInt()));
+    BenchmarkProgram program(
+        argc, argv,
+        "Backup and restore against the same requests of a bare QModbusTcpClient and of libmodbus.");
+    program.addOption("registers", "Of a backup, up to 2000", "1500");
+    program.addOption("writes", "Of a restore", "300");
+    program.addOption("rounds", "Of all measurements", "11");
+    if (const std::optional<int> code = program.parse())
+        return *code;
+    const int registers = program.number("registers", 2, 2000);
+    return run({registers, program.number("writes", 1, registers)}, program.number("rounds", 1));
 }

@@ -1,12 +1,11 @@
 #include "benchmarks/bare_clients.h"
+#include "benchmarks/benchmark_program.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
-#include <lib_host/event_dispatcher.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -99,20 +98,9 @@ int run(int rounds)
 
 int main(int argc, char** argv)
 {
-    preferQtEventDispatcher();
-    QCoreApplication application(argc, argv);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Memory of a further device beside a bare client's."));
-    parser.addHelpOption();
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of all measurements"),
-                                    QStringLiteral("N"), QStringLiteral("5"));
-    QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
-                              QStringLiteral("N"));
-    served.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({rounds, served});
-    parser.process(application);
-    quietLog();
-    if (parser.isSet(served))
-        return serveControllers(parser.value(served).toInt(), [](Simulator&) {});
-    return run(qMax(1, parser.value(rounds).toInt()));
+    BenchmarkProgram program(argc, argv, "Memory of a further device beside a bare client's.");
+    program.addOption("rounds", "Of all measurements", "5");
+    if (const std::optional<int> code = program.parse())
+        return *code;
+    return run(program.number("rounds", 1));
 }

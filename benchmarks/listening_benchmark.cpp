@@ -1,12 +1,11 @@
 #include "benchmarks/bare_clients.h"
+#include "benchmarks/benchmark_program.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
-#include <lib_host/event_dispatcher.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -314,28 +313,15 @@ int run(int devices, double seconds, int rounds, int periods)
 
 int main(int argc, char** argv)
 {
-    preferQtEventDispatcher();
-    QCoreApplication application(argc, argv);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Devices that listen at 10 Hz: share of a processor and periods, beside bare clients and a timer."));
-    parser.addHelpOption();
-    const QCommandLineOption devices(QStringLiteral("devices"), QStringLiteral("How many"),
-                                     QStringLiteral("N"), QStringLiteral("100"));
-    const QCommandLineOption seconds(QStringLiteral("seconds"), QStringLiteral("Of each measurement"),
-                                     QStringLiteral("S"), QStringLiteral("5"));
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of both measurements"),
-                                    QStringLiteral("N"), QStringLiteral("5"));
-    const QCommandLineOption periods(QStringLiteral("periods"), QStringLiteral("In each round"),
-                                     QStringLiteral("N"), QStringLiteral("100"));
-    QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
-                              QStringLiteral("N"));
-    served.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({devices, seconds, rounds, periods, served});
-    parser.process(application);
-    quietLog();
-    if (parser.isSet(served))
-        return serveControllers(parser.value(served).toInt(), [](Simulator&) {});
-    return run(qMax(1, parser.value(devices).toInt()), qMax(1.0, parser.value(seconds).toDouble()),
-               qMax(1, parser.value(rounds).toInt()), qMax(2, parser.value(periods).toInt()));
+    BenchmarkProgram program(
+        argc, argv,
+        "Devices that listen at 10 Hz: share of a processor and periods, beside bare clients and a timer.");
+    program.addOption("devices", "How many", "100");
+    program.addOption("seconds", "Of each measurement", "5");
+    program.addOption("rounds", "Of all measurements", "5");
+    program.addOption("periods", "In each round", "100");
+    if (const std::optional<int> code = program.parse())
+        return *code;
+    return run(program.number("devices", 1), program.number("seconds", 1), program.number("rounds", 1),
+               program.number("periods", 2));
 }

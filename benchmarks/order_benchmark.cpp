@@ -1,11 +1,10 @@
 #include "benchmarks/bare_clients.h"
+#include "benchmarks/benchmark_program.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
-#include <lib_host/event_dispatcher.h>
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -215,27 +214,14 @@ int run(int count, int rounds, const QString& script)
 
 int main(int argc, char** argv)
 {
-    preferQtEventDispatcher();
-    QCoreApplication application(argc, argv);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("A getRegister order against the same read by a bare QModbusTcpClient, libmodbus and "
-                       "pymodbus."));
-    parser.addHelpOption();
-    const QCommandLineOption orders(QStringLiteral("orders"), QStringLiteral("In each round"),
-                                    QStringLiteral("N"), QStringLiteral("2000"));
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("Of all measurements"),
-                                    QStringLiteral("N"), QStringLiteral("7"));
-    const QCommandLineOption script(QStringLiteral("script"), QStringLiteral("pymodbus_reads.py"),
-                                    QStringLiteral("FILE"), QStringLiteral("benchmarks/pymodbus_reads.py"));
-    QCommandLineOption served(QStringLiteral("serve"), QStringLiteral("Be the other process"),
-                              QStringLiteral("N"));
-    served.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({orders, rounds, script, served});
-    parser.process(application);
-    quietLog();
-    if (parser.isSet(served))
-        return serveControllers(parser.value(served).toInt(), [](Simulator&) {});
-    return run(qMax(1, parser.value(orders).toInt()), qMax(1, parser.value(rounds).toInt()),
-               parser.value(script));
+    BenchmarkProgram program(
+        argc, argv,
+        "A getRegister order against the same read by a bare QModbusTcpClient, libmodbus "
+        "and pymodbus.");
+    program.addOption("orders", "In each round", "2000");
+    program.addOption("rounds", "Of all measurements", "7");
+    program.addOption("script", "Where pymodbus_reads.py is", "benchmarks/pymodbus_reads.py");
+    if (const std::optional<int> code = program.parse())
+        return *code;
+    return run(program.number("orders", 1), program.number("rounds", 1), program.text("script"));
 }

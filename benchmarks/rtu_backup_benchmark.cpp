@@ -1,12 +1,11 @@
+#include "benchmarks/benchmark_program.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 #include "plugins/p_driver_modbus/source/wire_time.h"
 
 #include <lib_host/d_host.h>
-#include <lib_host/event_dispatcher.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -234,28 +233,20 @@ bool measure(int baudRate, int registers, int rounds)
 
 int main(int argc, char** argv)
 {
-    preferQtEventDispatcher();
-    QCoreApplication application(argc, argv);
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Backup over a serial line against the time that its frames take on the wire."));
-    parser.addHelpOption();
-    const QCommandLineOption registers(QStringLiteral("registers"), QStringLiteral("Of a backup, up to 2000"),
-                                       QStringLiteral("N"), QStringLiteral("1500"));
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("At each baud rate"),
-                                    QStringLiteral("N"), QStringLiteral("5"));
-    const QCommandLineOption baudRate(
-        QStringLiteral("baud"), QStringLiteral("Baud rate; may be given several times"), QStringLiteral("N"));
-    parser.addOptions({registers, rounds, baudRate});
-    parser.process(application);
-    quietLog();
-    QStringList rates = parser.values(baudRate);
+    BenchmarkProgram program(argc, argv,
+                             "Backup over a serial line against the time that its frames take on the wire.");
+    program.addOption("registers", "Of a backup, up to 2000", "1500");
+    program.addOption("rounds", "At each baud rate", "5");
+    program.addOption("baud", "Baud rate; may be given several times", "");
+    if (const std::optional<int> code = program.parse())
+        return *code;
+    QStringList rates = program.texts("baud");
     if (rates.isEmpty())
         rates = QStringList{QStringLiteral("115200"), QStringLiteral("19200")};
     bool isGood = true;
     for (const QString& rate : qAsConst(rates)) {
-        isGood = measure(qBound(300, rate.toInt(), 4000000), qBound(2, parser.value(registers).toInt(), 2000),
-                         qMax(1, parser.value(rounds).toInt())) &&
+        isGood = measure(qBound(300, rate.toInt(), 4000000), program.number("registers", 2, 2000),
+                         program.number("rounds", 1)) &&
                  isGood;
     }
     return isGood ? 0 : 1;
