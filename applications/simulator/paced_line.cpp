@@ -20,12 +20,21 @@ constexpr qint64 c_fixedSilence = 1750000;
 // How long what has passed may wait for the rest, as in the buffer of a serial port's chip.
 constexpr int c_pieceTime = 2; // ms
 // A timer has whole milliseconds and may be late by some tenths. It is set to be early, and the rest is
-// slept, but for the last bit, by which a sleep is late. That blocks everything else for so long at most.
+// slept in pieces, but for the last bit, by which a sleep is late. Everything else is served between two
+// pieces.
 constexpr qint64 c_margin = 300000;
-constexpr qint64 c_longestSleep = c_nanosecondsPerMillisecond + c_margin;
+constexpr qint64 c_timersGrain = c_nanosecondsPerMillisecond + c_margin;
+constexpr qint64 c_longestSleep = 100000;
 constexpr qint64 c_latenessOfASleep = 100000;
 
+// Between two attempts at a line that is full.
+constexpr int c_retryTime = 20; // ms
+// An answer has some 250 bytes: enough for whoever is slow, and an end for whoever never reads.
+constexpr qint64 c_mostKept = 64 * 1024;
+
 constexpr qint64 c_never = std::numeric_limits<qint64>::max();
+
+const QIODevice::OpenMode c_mode = QIODevice::ReadWrite | QIODevice::Unbuffered;
 
 } // namespace
 
@@ -40,7 +49,29 @@ PacedLine::PacedLine(std::unique_ptr<QIODevice> line, int baudRate, QObject* par
     m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, &PacedLine::work);
     connect(m_line.get(), &QIODevice::readyRead, this, &PacedLine::onBytes);
-    QIODevice::open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+    connect(m_line.get(), &QIODevice::readChannelFinished, this, &PacedLine::onFinished);
+    connect(m_line.get(), &QIODevice::aboutToClose, this, &PacedLine::onClosed);
+    QIODevice::open(c_mode);
+}
+
+PacedLine::~PacedLine()
+{
+    // The line goes behind the members that its signals are about.
+    m_line->disconnect(this);
+}
+
+qint64 PacedLine::bytesToWrite() const
+{
+    qint64 size = 0;
+    for (const Passage& passage : m_outgoing)
+        size += passage.bytes.size() - passage.passed;
+    return size;
+}
+
+void PacedLine::close()
+{
+    onClosed();
+    m_line->close();
 }
 
 qint64 PacedLine::readData(char* data, qint64 maximum)
@@ -53,6 +84,8 @@ qint64 PacedLine::readData(char* data, qint64 maximum)
 
 qint64 PacedLine::writeData(const char* data, qint64 size)
 {
+    if (bytesToWrite() + size > c_mostKept)
+        return 0;
     Passage passage;
     passage.bytes = QByteArray(data, static_cast<int>(size));
     passage.start = std::max({m_clock.nsecsElapsed(), m_incomingEnd + m_silence, m_outgoingEnd + m_silence});
@@ -68,65 +101,114 @@ void PacedLine::onBytes()
     passage.bytes = m_line->readAll();
     if (passage.bytes.isEmpty())
         return;
+    // A line that was closed and opened again is found again, as it is without a pace.
+    if (!isOpen())
+        QIODevice::open(c_mode);
     passage.start = std::max(m_clock.nsecsElapsed(), m_incomingEnd);
     m_incomingEnd = endOf(passage);
     m_incoming.enqueue(passage);
     schedule();
 }
 
-void PacedLine::work()
+void PacedLine::onFinished()
 {
-    waitUntil(nextEnd());
-    passOutgoing();
-    bool isArrival = false;
-    while (!m_incoming.isEmpty() && endOf(m_incoming.head()) <= m_clock.nsecsElapsed()) {
-        m_arrived += m_incoming.dequeue().bytes;
-        isArrival = true;
-    }
-    schedule();
-    if (isArrival)
-        Q_EMIT readyRead();
+    m_isFinishing = true;
+    passIncoming();
 }
 
-// Does not wait at all for what is too far away.
-void PacedLine::waitUntil(qint64 time) const
+// What is on its way is lost.
+void PacedLine::onClosed()
 {
-    const qint64 wait = time - m_clock.nsecsElapsed();
-    if (wait > c_longestSleep)
+    if (!isOpen())
         return;
-    if (wait > c_latenessOfASleep)
-        std::this_thread::sleep_for(std::chrono::nanoseconds(wait - c_latenessOfASleep));
-    while (m_clock.nsecsElapsed() < time)
-        std::this_thread::yield();
+    m_timer.stop();
+    m_incoming.clear();
+    m_outgoing.clear();
+    m_arrived.clear();
+    m_incomingEnd = 0;
+    m_outgoingEnd = 0;
+    m_isHeldUp = false;
+    m_isFinishing = false;
+    QIODevice::close();
+}
+
+void PacedLine::work()
+{
+    const qint64 wait = nextEnd() - m_clock.nsecsElapsed();
+    // Too short for a timer. What else there is to do goes in between.
+    if (wait > 0 && wait <= c_timersGrain) {
+        if (wait > c_latenessOfASleep)
+            std::this_thread::sleep_for(
+                std::chrono::nanoseconds(std::min(wait - c_latenessOfASleep, c_longestSleep)));
+        schedule();
+        return;
+    }
+    passOutgoing();
+    passIncoming();
 }
 
 void PacedLine::passOutgoing()
 {
+    m_isHeldUp = false;
     while (!m_outgoing.isEmpty()) {
         Passage& passage = m_outgoing.head();
         const int size = passage.bytes.size();
-        const qint64 due = (m_clock.nsecsElapsed() - passage.start) / m_character;
+        const qint64 now = m_clock.nsecsElapsed();
+        const qint64 due = (now - passage.start) / m_character;
         const int passed = static_cast<int>(std::clamp<qint64>(due, passage.passed, size));
-        if (passed > passage.passed)
-            m_line->write(passage.bytes.mid(passage.passed, passed - passage.passed));
-        passage.passed = passed;
+        if (passed > passage.passed) {
+            const qint64 taken =
+                m_line->write(passage.bytes.constData() + passage.passed, passed - passage.passed);
+            // A line that fails has nobody at its other end: what is sent is lost.
+            passage.passed = taken < 0 ? passed : passage.passed + static_cast<int>(taken);
+        }
+        if (passage.passed < passed) {
+            holdUp(now - (passage.start + passage.passed * m_character));
+            return;
+        }
         if (passed < size)
             return;
         m_outgoing.dequeue();
     }
 }
 
+void PacedLine::passIncoming()
+{
+    bool isArrival = false;
+    while (!m_incoming.isEmpty() && endOf(m_incoming.head()) <= m_clock.nsecsElapsed()) {
+        m_arrived += m_incoming.dequeue().bytes;
+        isArrival = true;
+    }
+    const bool isEnd = m_isFinishing && m_incoming.isEmpty();
+    if (isEnd)
+        m_isFinishing = false;
+    schedule();
+    if (isArrival)
+        Q_EMIT readyRead();
+    if (isEnd)
+        Q_EMIT readChannelFinished();
+}
+
+// The rest goes on from now, as if the line had stood still.
+void PacedLine::holdUp(qint64 by)
+{
+    m_isHeldUp = true;
+    for (Passage& passage : m_outgoing)
+        passage.start += by;
+    m_outgoingEnd += by;
+}
+
 qint64 PacedLine::nextEnd() const
 {
     return std::min(m_incoming.isEmpty() ? c_never : endOf(m_incoming.head()),
-                    m_outgoing.isEmpty() ? c_never : endOf(m_outgoing.head()));
+                    m_outgoing.isEmpty() || m_isHeldUp ? c_never : endOf(m_outgoing.head()));
 }
 
 void PacedLine::schedule()
 {
-    const qint64 end = nextEnd();
-    if (end == c_never)
+    if (m_incoming.isEmpty() && m_outgoing.isEmpty())
         return;
-    const qint64 early = (end - m_clock.nsecsElapsed() - c_margin) / c_nanosecondsPerMillisecond;
-    m_timer.start(static_cast<int>(std::clamp<qint64>(early, 0, c_pieceTime)));
+    const int longest = m_isHeldUp && m_incoming.isEmpty() ? c_retryTime : c_pieceTime;
+    const qint64 early = (nextEnd() - m_clock.nsecsElapsed() - c_margin) / c_nanosecondsPerMillisecond;
+    m_timer.start(static_cast<int>(std::clamp<qint64>(early, 0, longest)));
 }

@@ -11,7 +11,9 @@
 // A line that takes the time of a serial line at a baud rate, in front of one that takes none, as a
 // pseudo-terminal does. A character has eleven bits, as Modbus RTU prescribes. What the other end sends is
 // there once its last bit would be; what is written leaves piece by piece, each piece when its last bit
-// would be through, and not before the line has been silent for as long as a frame demands.
+// would be through, and not before the line has been silent for as long as a frame demands. What the line in
+// front of it does not take is kept, and goes on from there once it does; of what nobody takes for long, no
+// more than 64 KiB. It is closed with the line, and open again when bytes come from there.
 class PacedLine : public QIODevice
 {
     Q_OBJECT
@@ -19,8 +21,11 @@ class PacedLine : public QIODevice
 public:
     // `line` is open.
     PacedLine(std::unique_ptr<QIODevice> line, int baudRate, QObject* parent = nullptr);
+    ~PacedLine() override;
 
     bool isSequential() const override { return true; }
+    qint64 bytesToWrite() const override;
+    void close() override;
 
 protected:
     qint64 readData(char* data, qint64 maximum) override;
@@ -36,9 +41,12 @@ private:
     };
 
     void onBytes();
+    void onFinished();
+    void onClosed();
     void work();
-    void waitUntil(qint64 time) const;
     void passOutgoing();
+    void passIncoming();
+    void holdUp(qint64 by);
     // The end of a passage: what the other side acts upon, and so what has to be on time.
     qint64 nextEnd() const;
     void schedule();
@@ -53,5 +61,7 @@ private:
     QQueue<Passage> m_outgoing;
     qint64 m_incomingEnd = 0;
     qint64 m_outgoingEnd = 0;
+    bool m_isHeldUp = false;    // the line has taken less than was due
+    bool m_isFinishing = false; // the line has told its end, which comes behind the bytes before it
     QByteArray m_arrived;
 };

@@ -41,6 +41,5 @@ qint64 PseudoTerminal::readData(char* data, qint64 maximum)
 
 qint64 PseudoTerminal::writeData(const char* data, qint64 size)
 {
-    // What the system's buffer does not take is dropped; a line has no memory.
-    return writeHandle(m_pair.master, data, size) < 0 ? -1 : size;
+    return writeHandle(m_pair.master, data, size);
 }

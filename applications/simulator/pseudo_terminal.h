@@ -8,8 +8,8 @@
 #include <memory>
 
 // The near end of a pseudo-terminal; a client (or a server) opens the far end by its name like a
-// serial device. Bytes that the far end does not take away are lost once the system's buffer is full,
-// as on a line where nobody listens.
+// serial device. Once the system's buffer is full of bytes that the far end does not take away, a write
+// takes fewer bytes than it was given, or none: nothing is kept here, as on a line where nobody listens.
 class PseudoTerminal : public QIODevice
 {
     Q_OBJECT
