@@ -25,8 +25,8 @@ class QModbusReply;
 //   CeEcRefused      the controller's exception
 //   CeEcUncertain    a write was sent, and no answer to it came, could be trusted or decided it
 //   CeEcTimeout      a read was not answered in time, or a request not sent in time on a link that was
-//                    busy or being drained; on a serial line also once it can no longer be answered in
-//                    time, which is told at once
+//                    busy or being drained; on a serial line also one whose turn comes when it can no
+//                    longer be answered in time, which is told then
 //   CeEcNotConnected nothing was sent for want of a connection, or a read lost its own
 //   CeEcQueueFull    more is waiting than the configuration allows
 // After anything but a proper answer the connection is closed and a new one made, at once at first

@@ -1,14 +1,25 @@
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
 
+#include "plugins/p_driver_modbus/source/wire_time.h"
+
 #include <QPointer>
 
 #include <algorithm>
+#include <chrono>
 
 namespace {
 
 // A poll that starts shortly before a caller gives up still needs the time of an answer: ending it
-// early would close a good link.
-constexpr int c_leastPollTime = 500;
+// early would close a good link, or keep it from being sent. A controller takes time besides the frames.
+std::chrono::milliseconds leastPollTime(const ModbusConfiguration& configuration,
+                                        const ModbusRequest& request)
+{
+    constexpr std::chrono::milliseconds c_least{500};
+    if (configuration.transport != ModbusConfiguration::Transport::Rtu)
+        return c_least;
+    const std::chrono::microseconds frames(wireTime(configuration, request));
+    return std::max(c_least, std::chrono::ceil<std::chrono::milliseconds>(2 * frames));
+}
 
 } // namespace
 
@@ -134,7 +145,7 @@ void PollSchedule::onPolled(Range* range, const ModbusOutcome& outcome)
     }
 }
 
-QDeadlineTimer PollSchedule::deadlineOf(const Range& range)
+QDeadlineTimer PollSchedule::deadlineOf(const Range& range) const
 {
     QDeadlineTimer earliest(c_defaultAnswerTime, Qt::PreciseTimer);
     for (const Listener& listener : range.listeners) {
@@ -143,7 +154,8 @@ QDeadlineTimer PollSchedule::deadlineOf(const Range& range)
         if (!deadline.hasExpired())
             earliest = std::min(earliest, deadline);
     }
-    return std::max(earliest, QDeadlineTimer(c_leastPollTime, Qt::PreciseTimer));
+    const std::chrono::milliseconds least = leastPollTime(m_link->configuration(), range.request);
+    return std::max(earliest, QDeadlineTimer(least, Qt::PreciseTimer));
 }
 
 PollSchedule::Range* PollSchedule::findRange(const ModbusRequest& request) const

@@ -17,7 +17,8 @@
 // counts for each whose own time has come (see PollTimes). Who joins or leaves changes nobody else's
 // times. A poll that is due while its predecessor is still waiting or in flight is skipped and
 // counted. Failures are told to every listener of the range, whatever its interval. A poll ends by
-// the earliest deadline of its listeners' callers, but has 500 ms at least.
+// the earliest deadline of its listeners' callers, but has 500 ms at least, and on a serial line twice the
+// time of its frames.
 class PollSchedule : public QObject
 {
     Q_OBJECT
@@ -62,7 +63,7 @@ private:
     static void arm(Range& range);
     void poll(Range* range);
     void onPolled(Range* range, const ModbusOutcome& outcome);
-    static QDeadlineTimer deadlineOf(const Range& range);
+    QDeadlineTimer deadlineOf(const Range& range) const;
     Range* findRange(const ModbusRequest& request) const;
 
     ModbusLink* m_link;

@@ -34,6 +34,7 @@ private Q_SLOTS:
     void requestThatCannotBeAnsweredInTime_data();
     void requestThatCannotBeAnsweredInTime();
     void slowLineLeavesNoTime();
+    void pollOnASlowLine();
     void silenceAndReturn();
     void unplugged();
     void noSuchPort();
@@ -454,6 +455,38 @@ void TestModbusRtu::slowLineLeavesNoTime()
     QTRY_VERIFY(less->ended());
     QVERIFY2(less->ok, qPrintable(less->message));
     QCOMPARE(peer.requests, QList<QByteArray>{QByteArray::fromHex("01 03 0001 003c")});
+}
+
+// A caller who gives up soon leaves a poll the time of an answer, however slow the line is.
+void TestModbusRtu::pollOnASlowLine()
+{
+    SerialPeer peer;
+    Bench bench;
+    // 60 registers and back: 8 + 125 characters of 8.3 ms, two silences of 29 ms. The controller adds to it.
+    constexpr int c_wireTime = 1167;
+    bench.start(peer.device, 1200);
+    QTRY_VERIFY(bench.isConnected());
+    peer.fault = SerialPeer::LateAnswer;
+    peer.faultsLeft = -1;
+    peer.lateBy = c_wireTime + 100;
+    QVariantMap arguments = readArguments(1, 60);
+    arguments.insert("recurrentInterval", 60000);
+    const std::unique_ptr<FakeOrder> order = bench.run("listen", arguments, c_wireTime - 100);
+    QTRY_VERIFY(!order->updates.isEmpty() || !order->failures.isEmpty());
+    QVERIFY2(order->failures.isEmpty(), qPrintable(order->failures.value(0).message));
+    QCOMPARE(order->values().size(), 60);
+    QCOMPARE(peer.requests, QList<QByteArray>{QByteArray::fromHex("01 03 0001 003c")});
+    // No more than twice of it: a controller that has gone is missed.
+    peer.fault = SerialPeer::NoAnswer;
+    arguments = readArguments(2, 60);
+    arguments.insert("recurrentInterval", 60000);
+    const std::unique_ptr<FakeOrder> missed = bench.run("listen", arguments, c_wireTime - 100);
+    QTRY_COMPARE(missed->failures.size(), 1);
+    QCOMPARE(missed->failures.first().code, IMessenger::CeEcTimeout);
+    QVERIFY2(missed->failureTimes.first() < 3 * c_wireTime - 100,
+             qPrintable(QString::number(missed->failureTimes.first())));
+    order->stop();
+    missed->stop();
 }
 
 void TestModbusRtu::silenceAndReturn()
