@@ -37,8 +37,8 @@ struct PendingRequest
     OutcomeHandler onEnd; // empty once it is withdrawn
 };
 
-// Requests waiting for the link, in their order within each priority. So many of higher priorities overtake
-// one, and not one more.
+// Requests waiting for the link, in their order within each priority. While some of a priority wait, so many
+// of higher ones go before the next of them, and not one more.
 class RequestQueue
 {
 public:
@@ -66,6 +66,8 @@ private:
 
     int m_capacity;
     std::array<std::deque<PendingRequest>, c_priorities> m_requests;
-    // How many have overtaken the first one that waits.
+    // How many have gone before the next one that waits. A request that expires or is withdrawn leaves its
+    // count to the one behind it: counted anew, requests that all expire before their turn would never have
+    // one.
     std::array<int, c_priorities> m_overtaken{};
 };

@@ -47,6 +47,7 @@ private Q_SLOTS:
     void pollTimesWhileAnotherComesAndGoes();
     void queueOrder();
     void queueServesEverybody();
+    void queueServesInSpiteOfWithdrawals();
     void queueBounds();
     void statistics();
     void trace();
@@ -787,6 +788,41 @@ void TestModbusCodec::queueServesEverybody()
     }
     // The writes have most of the link.
     QVERIFY(served.value(RequestPriority::Write) > c_taken * 3 / 4);
+}
+
+// Those who give up before their turn bring it nearer for those behind them; otherwise there might be none.
+void TestModbusCodec::queueServesInSpiteOfWithdrawals()
+{
+    RequestQueue queue(10);
+    quint64 lastId = 0;
+    const auto push = [&](RequestPriority priority) {
+        queue.push({++lastId, {}, priority, QDeadlineTimer(QDeadlineTimer::Forever), {}});
+        return lastId;
+    };
+    QList<quint64> polls{push(RequestPriority::Poll), push(RequestPriority::Poll)};
+    push(RequestPriority::Write);
+    int served = 0;
+    int overtaking = 0;
+    constexpr int c_taken = 100;
+    for (int i = 0; i < c_taken; ++i) {
+        const std::optional<PendingRequest> next = queue.takeNext();
+        QVERIFY(next);
+        push(next->priority);
+        if (next->priority == RequestPriority::Poll) {
+            QCOMPARE(next->id, polls.takeFirst());
+            polls.append(lastId);
+            ++served;
+            overtaking = 0;
+            continue;
+        }
+        QVERIFY2(++overtaking <= RequestQueue::c_mostOvertaking, qPrintable(QString::number(i)));
+        // The first one gives up when half of those have gone that may overtake it.
+        if (overtaking == RequestQueue::c_mostOvertaking / 2) {
+            QVERIFY(queue.remove(polls.takeFirst()));
+            polls.append(push(RequestPriority::Poll));
+        }
+    }
+    QCOMPARE(served, c_taken / (RequestQueue::c_mostOvertaking + 1));
 }
 
 void TestModbusCodec::queueBounds()
