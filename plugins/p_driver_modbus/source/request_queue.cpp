@@ -35,9 +35,10 @@ std::size_t RequestQueue::nextPriority() const
         if (!m_requests.at(priority).empty() && m_overtaken.at(priority) >= c_mostOvertaking)
             return priority;
     }
-    const auto* const first = std::find_if(m_requests.cbegin(), m_requests.cend(),
-                                           [](const auto& requests) { return !requests.empty(); });
-    return static_cast<std::size_t>(first - m_requests.cbegin());
+    std::size_t first = 0;
+    while (first < c_priorities && m_requests.at(first).empty())
+        ++first;
+    return first;
 }
 
 bool RequestQueue::remove(quint64 id)
