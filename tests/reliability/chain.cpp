@@ -103,12 +103,13 @@ quint64 Chain::place(const Order& order)
     Record record;
     record.order = order;
     record.processorAtStart = processorTime();
-    record.waitedAtStart = waitedForProcessor();
+    const double waitedBefore = waitedForProcessor();
     record.pagesAtStart = pagesWaitedFor();
     record.clock.start();
     m_writeOrders += order.command.startsWith(QLatin1String("set")) ? 1 : 0;
     const quint64 id =
         m_host->startOrder(device()->objectUuid(), order.command, order.arguments, order.timeout);
+    record.disturbedAtStart = waitedForProcessor() - waitedBefore;
     m_records.insert(id, record);
     return id;
 }
@@ -198,10 +199,9 @@ void Chain::onFinished(quint64 id, const DOrderOutcome& outcome)
         return;
     record->after = static_cast<double>(record->clock.nsecsElapsed()) / 1e6;
     record->processor = processorTime() - record->processorAtStart;
-    const double waited = waitedForProcessor() - record->waitedAtStart;
     const double late = std::max(0.0, record->after - record->order.timeout);
-    record->disturbed = waited + stallWitness().stalled(record->after);
-    record->disturbedAtEnd = waited + stallWitness().stalled(late);
+    record->disturbed = stallWitness().disturbance(record->after);
+    record->disturbedAtEnd = record->disturbedAtStart + stallWitness().disturbance(late);
     record->outcome = outcome;
     record->ended = true;
 }
@@ -236,7 +236,7 @@ void Chain::onInstructionFinished(quint64 id, const QString& instruction, const 
 void Chain::judge(const Record& record)
 {
     const QString& command = record.order.command;
-    // What the machine was busy with elsewhere is nobody's fault here.
+    // What the machine was busy with elsewhere, once the deadline had come, is nobody's fault here.
     const double allowed = record.order.timeout * c_grace + record.disturbedAtEnd;
     m_report.check(
         'B', record.after <= allowed,

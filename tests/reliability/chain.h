@@ -87,12 +87,12 @@ private:
         Order order;
         QElapsedTimer clock;
         double processorAtStart = 0;
-        double waitedAtStart = 0;
+        double disturbedAtStart = 0; // before its deadline was counted from
         qint64 pagesAtStart = 0;
         double after = 0;
         double processor = 0;
         double disturbed = 0;
-        double disturbedAtEnd = 0; // since the deadline
+        double disturbedAtEnd = 0; // since the deadline, and at the start
         bool ended = false;
         DOrderOutcome outcome;
         int instructionEnds = 0;

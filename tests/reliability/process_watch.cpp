@@ -5,11 +5,13 @@
 #include <QList>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <numeric>
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 class QObject;
 
@@ -22,11 +24,22 @@ namespace {
 constexpr int c_addQObject = 3;
 constexpr int c_removeQObject = 4;
 
+// Of the thread that opens it.
+constexpr const char* c_statistics = "/proc/thread-self/schedstat";
+// Half a minute of them.
+constexpr std::size_t c_keptSamples = 16384;
+
 std::atomic<int> s_objects{0};
 
 double milliseconds(const timeval& time)
 {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+}
+
+// Milliseconds. The text has nanoseconds on a processor, nanoseconds waiting for one, turns.
+double waitedOf(const QByteArray& statistics)
+{
+    return statistics.split(' ').value(1).toDouble() / 1e6;
 }
 
 } // namespace
@@ -73,11 +86,8 @@ qint64 pagesWaitedFor()
 
 double waitedForProcessor()
 {
-    QFile file(QStringLiteral("/proc/thread-self/schedstat"));
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    // Nanoseconds on a processor, nanoseconds waiting for one, turns.
-    return file.readAll().split(' ').value(1).toDouble() / 1e6;
+    QFile file{QLatin1String(c_statistics)};
+    return file.open(QIODevice::ReadOnly) ? waitedOf(file.readAll()) : 0;
 }
 
 bool machineIsOverloaded()
@@ -92,7 +102,9 @@ bool machineIsOverloaded()
 }
 
 StallWitness::StallWitness()
-    : m_thread([this] { watch(); })
+    : m_statistics(open(c_statistics, O_RDONLY | O_CLOEXEC))
+    , m_samples(c_keptSamples, {m_planned, waited()})
+    , m_thread([this] { watch(); })
 {}
 
 StallWitness::~StallWitness()
@@ -103,33 +115,51 @@ StallWitness::~StallWitness()
     }
     m_stopping.notify_one();
     m_thread.join();
+    if (m_statistics >= 0)
+        close(m_statistics);
 }
 
-double StallWitness::longestStall(double milliseconds) const
+double StallWitness::disturbance(double milliseconds) const
 {
-    const std::vector<double> stalls = stallsIn(milliseconds);
-    return *std::max_element(stalls.cbegin(), stalls.cend());
-}
-
-double StallWitness::stalled(double milliseconds) const
-{
-    const std::vector<double> stalls = stallsIn(milliseconds);
-    return std::accumulate(stalls.cbegin(), stalls.cend(), 0.0);
-}
-
-// Never empty: the last one is what the thread is late by right now.
-std::vector<double> StallWitness::stallsIn(double milliseconds) const
-{
-    std::vector<double> stalls;
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto now = Clock::now();
-    const auto since = now - std::chrono::duration<double, std::milli>(milliseconds);
-    for (const Stall& stall : m_stalls) {
-        if (stall.end >= since)
-            stalls.push_back(stall.milliseconds);
-    }
-    stalls.push_back(std::max(0.0, std::chrono::duration<double, std::milli>(now - m_planned).count()));
-    return stalls;
+    const auto since = now - std::chrono::duration_cast<Clock::duration>(
+                                 std::chrono::duration<double, std::milli>(milliseconds));
+    // A machine that stands still lets the thread wait as well: one of the two, not both.
+    return std::min(milliseconds, std::max(waitedSince(since), stalledSince(since, now)));
+}
+
+// Of each stall what lies in that time, and of the one that lasts right now.
+double StallWitness::stalledSince(Clock::time_point since, Clock::time_point now) const
+{
+    const auto within = [since](Clock::time_point end, double milliseconds) {
+        return std::max(
+            0.0, std::min(milliseconds, std::chrono::duration<double, std::milli>(end - since).count()));
+    };
+    double stalled = within(now, std::chrono::duration<double, std::milli>(now - m_planned).count());
+    for (const Stall& stall : m_stalls)
+        stalled += within(stall.end, stall.milliseconds);
+    return stalled;
+}
+
+// Since the last sample before that time; since the oldest one when it has been overwritten.
+double StallWitness::waitedSince(Clock::time_point since) const
+{
+    std::size_t back = 1;
+    const auto sampleAt = [this, &back] {
+        return m_samples.at((m_next + m_samples.size() - back) % m_samples.size());
+    };
+    while (back < m_samples.size() && sampleAt().time > since)
+        ++back;
+    return waited() - sampleAt().waited;
+}
+
+double StallWitness::waited() const
+{
+    constexpr std::size_t c_longest = 128;
+    std::array<char, c_longest> text{};
+    const ssize_t length = m_statistics < 0 ? 0 : pread(m_statistics, text.data(), text.size(), 0);
+    return length <= 0 ? 0 : waitedOf(QByteArray(text.data(), static_cast<int>(length)));
 }
 
 void StallWitness::watch()
@@ -143,6 +173,8 @@ void StallWitness::watch()
         if (m_stopping.wait_until(lock, m_planned, [this] { return m_stop; }))
             return;
         const auto now = Clock::now();
+        m_samples.at(m_next) = {now, waited()};
+        m_next = (m_next + 1) % m_samples.size();
         const double late = std::chrono::duration<double, std::milli>(now - m_planned).count();
         if (late < c_noticed)
             continue;

@@ -30,9 +30,9 @@ double waitedForProcessor();
 // kernel does not tell.
 bool machineIsOverloaded();
 
-// Sleeps and wakes up on a thread of its own and notes how late it does. Deadlines are held against the
-// program, so what the machine as a whole was late by is taken off first: nothing that the program's own
-// thread is busy with makes this one late.
+// Sleeps and wakes up on a thread of its own, notes how late it does, and how long the thread that made it
+// has waited for a processor by then. Deadlines are held against the program, so what the machine as a whole
+// was late by is taken off first: nothing that the program's own thread is busy with makes this one late.
 class StallWitness
 {
 public:
@@ -40,10 +40,9 @@ public:
     ~StallWitness();
     Q_DISABLE_COPY_MOVE(StallWitness)
 
-    // Milliseconds of the longest stall in the last `milliseconds`, one that lasts included.
-    double longestStall(double milliseconds) const;
-    // Milliseconds of all stalls that ended in the last `milliseconds`, and of one that lasts.
-    double stalled(double milliseconds) const;
+    // Of the last `milliseconds`, those for which the machine had no time for the thread that made this one:
+    // others ran in its place, or nothing ran. Never more than `milliseconds`.
+    double disturbance(double milliseconds) const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -52,15 +51,27 @@ private:
         Clock::time_point end;
         double milliseconds;
     };
+    struct Sample
+    {
+        Clock::time_point time;
+        double waited;
+    };
 
     void watch();
-    std::vector<double> stallsIn(double milliseconds) const;
+    double stalledSince(Clock::time_point since, Clock::time_point now) const;
+    double waitedSince(Clock::time_point since) const;
+    // Of the watched thread, so far; 0 where the kernel does not tell.
+    double waited() const;
 
+    const int m_statistics; // the kernel's, of the watched thread; negative when it has none
     mutable std::mutex m_mutex;
     std::condition_variable m_stopping;
     bool m_stop = false;
-    std::deque<Stall> m_stalls;
     Clock::time_point m_planned = Clock::now(); // when the thread is to wake up next
+    std::deque<Stall> m_stalls;
+    // A ring that is whole from the start: what grows later would be taken for a leak of the program's.
+    std::vector<Sample> m_samples;
+    std::size_t m_next = 0;
     std::thread m_thread;
 };
 

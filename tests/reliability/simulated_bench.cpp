@@ -11,6 +11,8 @@
 #include <QJsonArray>
 #include <QPair>
 
+#include <algorithm>
+
 namespace {
 
 constexpr double c_grace = 1.05; // of a deadline
@@ -137,9 +139,10 @@ quint64 SimulatedBench::place(const QString& command, const QVariantMap& argumen
     Record record;
     record.command = command;
     record.timeout = timeout;
-    record.waitedAtStart = waitedForProcessor();
+    const double waitedBefore = waitedForProcessor();
     record.clock.start();
     const quint64 id = m_host->startOrder(device()->objectUuid(), command, arguments, timeout);
+    record.disturbedAtStart = waitedForProcessor() - waitedBefore;
     m_records.insert(id, record);
     return id;
 }
@@ -155,11 +158,12 @@ MeasuredEnd SimulatedBench::await(quint64 id)
         return {{false, IMessenger::CeEcInternal, QStringLiteral("no end"), {}}, c_patience, 0};
     }
     if (record.timeout > 0)
-        m_report.check('B', record.after <= record.timeout * c_grace + record.disturbed,
-                       QStringLiteral("%1 ended after %2 ms of %3 ms")
+        m_report.check('B', record.after <= record.timeout * c_grace + record.disturbedAtEnd,
+                       QStringLiteral("%1 ended after %2 ms of %3 ms; the machine was late by %4 ms")
                            .arg(record.command)
                            .arg(record.after, 0, 'f', 1)
-                           .arg(record.timeout));
+                           .arg(record.timeout)
+                           .arg(record.disturbedAtEnd, 0, 'f', 1));
     m_report.check('A', record.outcome.ok == (record.outcome.errorCode == IMessenger::CeEcNone),
                    QStringLiteral("the outcome of %1 contradicts itself").arg(record.command));
     return {record.outcome, record.after, record.disturbed};
@@ -181,8 +185,9 @@ void SimulatedBench::onFinished(quint64 id, const DOrderOutcome& outcome)
                         QStringLiteral("an order ended twice, or after it was given up")))
         return;
     record->after = static_cast<double>(record->clock.nsecsElapsed()) / 1e6;
-    record->disturbed =
-        waitedForProcessor() - record->waitedAtStart + stallWitness().longestStall(record->after);
+    record->disturbed = stallWitness().disturbance(record->after);
+    record->disturbedAtEnd =
+        record->disturbedAtStart + stallWitness().disturbance(std::max(0.0, record->after - record->timeout));
     record->outcome = outcome;
     ++record->ends;
 }

@@ -85,9 +85,10 @@ private:
         QString command;
         int timeout = 0;
         QElapsedTimer clock;
-        double waitedAtStart = 0;
+        double disturbedAtStart = 0; // before its deadline was counted from
         double after = 0;
         double disturbed = 0;
+        double disturbedAtEnd = 0; // since the deadline, and at the start
         int ends = 0;
         DOrderOutcome outcome;
     };
