@@ -21,6 +21,7 @@ struct RowOptions
 //   E  no crash, leak, spinning core or growing queue
 //   F  an existing backup is intact, and no new one is half-written
 //   X  what else the row expects
+//   T  when the row expects it
 class RowReport
 {
 public:
@@ -34,6 +35,8 @@ public:
     void seen(const QString& text);
     // A promise that did not hold. Only the first ones of each letter are kept.
     void broken(char promise, const QString& text);
+    // The row cannot be run here: neither held nor broken.
+    void notRun(const QString& reason) { m_notRun = reason; }
     // broken() unless `condition` holds.
     bool check(char promise, bool condition, const QString& text);
 
@@ -41,9 +44,12 @@ public:
     const QStringList& seenTexts() const { return m_seen; }
     // "C: …"
     const QStringList& brokenTexts() const { return m_broken; }
+    // Empty when it was run.
+    const QString& notRunReason() const { return m_notRun; }
 
 private:
     RowOptions m_options;
     QStringList m_seen;
     QStringList m_broken;
+    QString m_notRun;
 };

@@ -16,10 +16,11 @@
 namespace {
 
 constexpr int c_boundOfARow = 90 * 1000;
-constexpr int c_boundOfAFullRow = 60 * 60 * 1000;
+constexpr int c_boundOfAFullRow = 10 * 60 * 1000;
 
 const QString c_seen = QStringLiteral("seen ");
 const QString c_broken = QStringLiteral("broken ");
+const QString c_notRun = QStringLiteral("notrun ");
 const QString c_took = QStringLiteral("took ");
 
 void print(const QString& text)
@@ -27,7 +28,15 @@ void print(const QString& text)
     std::printf("%s\n", qPrintable(text));
 }
 
-RowResult resultOf(QProcess& process, bool ended)
+int exitCodeOf(bool isGood, bool isNotRun)
+{
+    if (!isGood)
+        return c_rowBroken;
+    return isNotRun ? c_rowNotRun : c_rowHeld;
+}
+
+// `bound`: the milliseconds after which it was killed unless it had `ended`.
+RowResult resultOf(QProcess& process, bool ended, int bound)
 {
     RowResult result;
     QStringList seen;
@@ -37,15 +46,17 @@ RowResult resultOf(QProcess& process, bool ended)
             seen.append(line.mid(c_seen.size()));
         else if (line.startsWith(c_broken))
             result.broken.append(line.mid(c_broken.size()));
+        else if (line.startsWith(c_notRun))
+            result.notRun = line.mid(c_notRun.size());
         else if (line.startsWith(c_took))
             result.milliseconds = line.mid(c_took.size()).section(QLatin1Char(' '), 0, 0).toLongLong();
     }
     result.seen = seen.join(QLatin1String("; "));
     if (!ended)
-        result.broken.append(QStringLiteral("A: the row had not ended after %1 s").arg(c_boundOfARow / 1000));
+        result.broken.append(QStringLiteral("A: the row had not ended after %1 s").arg(bound / 1000));
     else if (process.exitStatus() != QProcess::NormalExit)
         result.broken.append(QStringLiteral("E: the process crashed"));
-    else if (process.exitCode() != (result.isGood() ? 0 : 1))
+    else if (process.exitCode() != exitCodeOf(result.isGood(), !result.notRun.isEmpty()))
         result.broken.append(QStringLiteral("E: the process ended with %1").arg(process.exitCode()));
     return result;
 }
@@ -73,6 +84,8 @@ QString naiveCell(const Row& row, const RowResult& result)
 {
     if (row.naive.isEmpty())
         return QStringLiteral("–");
+    if (result.isGood() && !result.notRun.isEmpty())
+        return row.naive + QStringLiteral(": not run");
     if (result.isGood())
         return row.naive + QStringLiteral(": passes too");
     return cell(QStringLiteral("%1: **fails** %2").arg(row.naive, shortened(result.broken)));
@@ -80,8 +93,16 @@ QString naiveCell(const Row& row, const RowResult& result)
 
 QString verdict(const RowResult& result)
 {
-    return result.isGood() ? QString()
-                           : QStringLiteral(" **broken** ") + result.broken.join(QLatin1String("; "));
+    if (!result.isGood())
+        return QStringLiteral(" **broken** ") + result.broken.join(QLatin1String("; "));
+    return result.notRun.isEmpty() ? QString() : QStringLiteral(" **not run** ") + result.notRun;
+}
+
+const char* word(const RowResult& result)
+{
+    if (!result.isGood())
+        return "broken ";
+    return result.notRun.isEmpty() ? "held   " : "not run";
 }
 
 // Nothing but times, and what a row expects of times, was not held.
@@ -89,8 +110,63 @@ bool isOnlyLate(const RowReport& report)
 {
     const QStringList& broken = report.brokenTexts();
     return !broken.isEmpty() && std::all_of(broken.cbegin(), broken.cend(), [](const QString& text) {
-        return text.startsWith(QLatin1Char('B')) || text.startsWith(QLatin1Char('X'));
+        return text.startsWith(QLatin1Char('B')) || text.startsWith(QLatin1Char('T'));
     });
+}
+
+// Runs these rows of the table, each in a process of its own, and fills in their results.
+void runThese(const QVector<int>& rows, const RowTable& table, RowOptions options, int jobs,
+              QVector<RowResult>& results)
+{
+    struct Running
+    {
+        int row = 0;
+        std::unique_ptr<QProcess> process;
+        QElapsedTimer clock;
+    };
+    const int bound = options.full ? c_boundOfAFullRow : c_boundOfARow;
+    std::vector<Running> running;
+    int next = 0;
+    int ready = 0;
+    while (next < rows.size() || !running.empty()) {
+        while (next < rows.size() && static_cast<int>(running.size()) < jobs) {
+            Running entry;
+            entry.row = rows.at(next++);
+            entry.process = std::make_unique<QProcess>();
+            entry.process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            QStringList arguments{QStringLiteral("--row"), table.rows().at(entry.row).id};
+            if (options.full)
+                arguments.append(QStringLiteral("--full"));
+            if (options.driver == TestedDriver::Naive)
+                arguments += {QStringLiteral("--driver"), QStringLiteral("naive")};
+            entry.clock.start();
+            entry.process->start(QCoreApplication::applicationFilePath(), arguments);
+            running.push_back(std::move(entry));
+        }
+        constexpr int c_look = 1000;
+        const auto isOver = [bound](const Running& entry) {
+            return entry.process->state() == QProcess::NotRunning || entry.clock.hasExpired(bound);
+        };
+        waitUntil([&] { return running.empty() || std::any_of(running.cbegin(), running.cend(), isOver); },
+                  c_look);
+        for (auto entry = running.begin(); entry != running.end();) {
+            if (!isOver(*entry)) {
+                ++entry;
+                continue;
+            }
+            const bool ended = entry->process->state() == QProcess::NotRunning;
+            if (!ended) {
+                entry->process->kill();
+                entry->process->waitForFinished();
+            }
+            results[entry->row] = resultOf(*entry->process, ended, bound);
+            const RowResult& result = results.at(entry->row);
+            std::fprintf(stderr, "%s %s (%d of %d, %.1f s)%s\n", word(result),
+                         qPrintable(table.rows().at(entry->row).id), ++ready, static_cast<int>(rows.size()),
+                         static_cast<double>(result.milliseconds) / 1000, qPrintable(verdict(result)));
+            entry = running.erase(entry);
+        }
+    }
 }
 
 } // namespace
@@ -113,66 +189,26 @@ int runRow(const Row& row, RowOptions options)
         print(c_seen + QStringLiteral("seen on run %1: the machine was overloaded").arg(runs));
     for (const QString& text : report.brokenTexts())
         print(c_broken + text);
+    if (!report.notRunReason().isEmpty())
+        print(c_notRun + report.notRunReason());
     print(c_took + QStringLiteral("%1 ms").arg(clock.elapsed()));
     std::fflush(stdout);
-    return report.isGood() ? 0 : 1;
+    return exitCodeOf(report.isGood(), !report.notRunReason().isEmpty());
 }
 
 QVector<RowResult> runAllRows(const RowTable& table, RowOptions options, int jobs)
 {
-    struct Running
-    {
-        int row = 0;
-        std::unique_ptr<QProcess> process;
-        QElapsedTimer clock;
-    };
-    const int bound = options.full ? c_boundOfAFullRow : c_boundOfARow;
-    QVector<RowResult> results(table.rows().size());
-    std::vector<Running> running;
-    int next = 0;
-    while (next < table.rows().size() || !running.empty()) {
-        while (next < table.rows().size() && static_cast<int>(running.size()) < jobs) {
-            if (options.driver == TestedDriver::Naive && table.rows().at(next).naive.isEmpty()) {
-                ++next;
-                continue;
-            }
-            Running entry;
-            entry.row = next;
-            entry.process = std::make_unique<QProcess>();
-            entry.process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-            QStringList arguments{QStringLiteral("--row"), table.rows().at(next).id};
-            if (options.full)
-                arguments.append(QStringLiteral("--full"));
-            if (options.driver == TestedDriver::Naive)
-                arguments += {QStringLiteral("--driver"), QStringLiteral("naive")};
-            entry.clock.start();
-            entry.process->start(QCoreApplication::applicationFilePath(), arguments);
-            running.push_back(std::move(entry));
-            ++next;
-        }
-        constexpr int c_look = 1000;
-        const auto isOver = [bound](const Running& entry) {
-            return entry.process->state() == QProcess::NotRunning || entry.clock.hasExpired(bound);
-        };
-        waitUntil([&] { return running.empty() || std::any_of(running.cbegin(), running.cend(), isOver); },
-                  c_look);
-        for (auto entry = running.begin(); entry != running.end();) {
-            if (!isOver(*entry)) {
-                ++entry;
-                continue;
-            }
-            const bool ended = entry->process->state() == QProcess::NotRunning;
-            if (!ended) {
-                entry->process->kill();
-                entry->process->waitForFinished();
-            }
-            results[entry->row] = resultOf(*entry->process, ended);
-            const RowResult& result = results.at(entry->row);
-            std::fprintf(stderr, "%s %s%s\n", result.isGood() ? "held  " : "broken",
-                         qPrintable(table.rows().at(entry->row).id), qPrintable(verdict(result)));
-            entry = running.erase(entry);
-        }
+    QVector<int> repeating;
+    QVector<int> others;
+    for (int i = 0; i < table.rows().size(); ++i) {
+        const Row& row = table.rows().at(i);
+        if (options.driver == TestedDriver::Naive && row.naive.isEmpty())
+            continue;
+        (options.full && row.hasFullNumber() ? repeating : others).append(i);
     }
+    QVector<RowResult> results(table.rows().size());
+    runThese(repeating, table, options, std::max(1, jobs / 2), results);
+    runThese(others, table, options, jobs, results);
     return results;
 }
 

@@ -20,6 +20,13 @@ struct Row
     // What is exchanged for a naive one to show that the fault bites. Empty: there is none of what the row
     // is about, and with another driver it would only say the same.
     QString naive = QStringLiteral("driver");
+
+    // It repeats itself, and does so more often when it is asked to: its texts say how often.
+    bool hasFullNumber() const
+    {
+        const QString option = QStringLiteral("--full");
+        return fault.contains(option) || where.contains(option);
+    }
 };
 
 // All rows in their order. A row that has no id or one that is there already ends the program.

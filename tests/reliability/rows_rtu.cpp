@@ -319,7 +319,7 @@ void runBaudRate(RowReport& report)
     const double fast = shortest();
     report.check('X', slow > 32,
                  QStringLiteral("an order at %1 baud takes %2").arg(c_slow).arg(inMilliseconds(slow)));
-    report.check('X', fast < 20,
+    report.check('T', fast < 20,
                  QStringLiteral("an order at %1 baud after %2 takes %3")
                      .arg(c_fast)
                      .arg(c_slow)
