@@ -65,10 +65,94 @@ void runTurns(const SimulatedBench& bench, quint64 order, int turns)
     waitUntil([&] { return taken++ >= turns || bench.hasEnded(order); }, c_enough);
 }
 
+QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// What follows a backup's header, which has the backup's own name in it.
+QByteArray registerLines(const QString& path)
+{
+    constexpr int c_headerLines = 5;
+    return contents(path).split('\n').mid(c_headerLines).join('\n');
+}
+
+// What an order that has been stopped in the middle may have done, and what one that is reported as done
+// must have.
+class WorkDone
+{
+public:
+    // `good`: a backup of the controller as it is, which program 1 of a restore is taken from; `folder`:
+    // where the orders' own backups come to stand.
+    WorkDone(RowReport& report, SimulatedBench& bench, const SmallLayout& layout, const QString& good,
+             QString folder)
+        : m_report(report)
+        , m_bench(bench)
+        , m_folder(std::move(folder))
+        , m_registers(registerLines(good))
+        , m_identification(bench.run(QStringLiteral("getInfo"), {{"reference", "MDC"}}, c_orderTime).outcome)
+    {
+        report.check('X', m_identification.ok && m_registers.count('\n') >= layout.count(),
+                     QStringLiteral("there is nothing to compare with"));
+        const QVector<quint16> values = bench.registers(layout.programSize);
+        for (int i = 0; i < values.size(); ++i)
+            m_restored.append(QStringLiteral("%1=%2").arg(i + 1).arg(values.at(i)));
+    }
+
+    // Called once the link is up again, and with it whatever had still been on its way has arrived.
+    void judge(const QString& command, const DOrderOutcome& outcome)
+    {
+        const QStringList writes = m_bench.writes();
+        const QStringList wanted = command == QLatin1String("setProgram")      ? QStringList{c_program}
+                                   : command == QLatin1String("restoreBackup") ? m_restored
+                                                                               : QStringList();
+        m_report.check('C', writes == wanted.mid(0, outcome.ok ? -1 : writes.size()),
+                       QStringLiteral("%1 (%2): %3 of %4 writes reached the controller, or others: %5")
+                           .arg(command, QLatin1String(codeName(outcome.errorCode)))
+                           .arg(writes.size())
+                           .arg(wanted.size())
+                           .arg(writes.join(QLatin1Char(' ')).left(100)));
+        m_bench.clearWrites();
+        const QStringList files = QDir(m_folder).entryList({QStringLiteral("*.csv")}, QDir::Files);
+        for (const QString& name : files)
+            m_report.check('F', registerLines(QDir(m_folder).filePath(name)) == m_registers,
+                           name + QStringLiteral(" is not the whole backup"));
+        if (outcome.ok)
+            m_report.check('C', isTrue(command, outcome.results),
+                           QStringLiteral("%1 is reported as done and was not").arg(command));
+    }
+
+    static const QString c_program; // the write that setProgram is
+
+private:
+    bool isTrue(const QString& command, const QVariantMap& results) const
+    {
+        if (command == QLatin1String("getRegister"))
+            return results.value(QStringLiteral("values")).toList() ==
+                   QVariantList{m_bench.simulator().controller().direction()};
+        if (command == QLatin1String("getInfo"))
+            return results == m_identification.results;
+        if (command == QLatin1String("backup"))
+            return registerLines(results.value(QStringLiteral("filePath")).toString()) == m_registers;
+        return true; // a write: by what has reached the controller
+    }
+
+    RowReport& m_report;
+    SimulatedBench& m_bench;
+    const QString m_folder;
+    const QByteArray m_registers;
+    const DOrderOutcome m_identification;
+    QStringList m_restored;
+};
+
+const QString WorkDone::c_program = QStringLiteral("6002=2");
+
 // The command that waits for a reply goes with its instance, after each turn of the event loop.
 void runOwnerDeleted(RowReport& report)
 {
-    SimulatedBench bench(report, {2, 70, 5});
+    constexpr SmallLayout c_layout{2, 70, 5};
+    SimulatedBench bench(report, c_layout);
     const QTemporaryDir folder;
     if (!bench.start())
         return;
@@ -78,6 +162,13 @@ void runOwnerDeleted(RowReport& report)
     const FolderWatch watch(folder.path());
     const QTemporaryDir otherFolder;
     const FolderWatch otherWatch(otherFolder.path());
+    WorkDone work(report, bench, c_layout,
+                  backup.outcome.results.value(QStringLiteral("filePath")).toString(), otherFolder.path());
+    // The motor stands still all the time.
+    bench.onUpdate = [&](quint64 /*id*/, const QVariantMap& results) {
+        report.check('C', !results.value(QStringLiteral("isRunning")).toBool(),
+                     QStringLiteral("the motor is reported as running"));
+    };
     const QVector<QPair<QString, QVariantMap>> orders{
         {QStringLiteral("getRegister"), {{"channel", "direction"}}},
         {QStringLiteral("setProgram"), {{"program", 2}}},
@@ -99,15 +190,17 @@ void runOwnerDeleted(RowReport& report)
             const quint64 id = bench.place(order.first, order.second);
             auto* const context = new QObject;
             bool isGone = false;
+            bool hasRun = false;
             bench.host().runCommand(bench.device()->objectUuid(), QStringLiteral("getRegister"),
                                     {{"channel", "motorRun"}}, c_orderTime, context,
                                     [&](quint64 /*id*/, const DOrderOutcome& /*outcome*/) {
+                                        hasRun = true;
                                         report.check('A', !isGone, QStringLiteral("a dead one was called"));
                                     });
             runTurns(bench, id, step);
             isOver = bench.hasEnded(id);
             isGone = true;
-            ++notCalled;
+            notCalled += hasRun ? 0 : 1;
             delete context;
             remove(bench, removal);
             // A listening order outlives its link: it waits for the driver to come back.
@@ -116,20 +209,15 @@ void runOwnerDeleted(RowReport& report)
             if (goesOn && !bench.hasEnded(id))
                 bench.host().removeInstance(bench.device()->objectUuid());
             const MeasuredEnd end = bench.await(id);
-            // One that had done its work by then, and was about to say so.
-            const bool isTrue = order.first == QLatin1String("getRegister")
-                                    ? end.outcome.results.value(QStringLiteral("values")).toList() ==
-                                          QVariantList{bench.simulator().controller().direction()}
-                                    : order.first != QLatin1String("setProgram") || !bench.writes().isEmpty();
-            report.check('C', !end.outcome.ok || isTrue,
-                         QStringLiteral("%1 is reported as done and was not").arg(order.first));
-            bench.clearWrites();
             removed += isOver ? 0 : 1;
             makeInstances(report, bench);
+            // One may have done its work by then, and been about to say so.
+            work.judge(order.first, end.outcome);
         }
     }
+    report.check('X', removed > 0 && notCalled > 0,
+                 QStringLiteral("%1 orders were hit, %2 callbacks were waiting").arg(removed).arg(notCalled));
     watch.compare(report);
-    // What has been done before its instance went is whole.
     const QStringList files = QDir(otherFolder.path()).entryList(QDir::Files | QDir::Hidden);
     otherWatch.compare(report, files.filter(QStringLiteral(".csv")));
     report.seen(
