@@ -25,6 +25,8 @@ constexpr quint8 c_readHolding = 0x03;
 constexpr quint8 c_writeSingle = 0x06;
 constexpr quint8 c_identify = 0x11;
 constexpr int c_longestRead = 125;
+constexpr int c_longestWrite = 123;
+const QString c_registerType = QStringLiteral("registerType");
 // The command that makes a stored program, the one of these registers.
 constexpr int c_triggerFirst = 561;
 constexpr int c_triggerLast = 600;
@@ -304,7 +306,24 @@ void runSizes(RowReport& report)
     if (!report.check('X', peer.listen(), QStringLiteral("the peer cannot listen")) ||
         !bench.start({{"port", peer.port()}}))
         return;
+    const auto listOf = [](int values) {
+        QVariantList list;
+        for (int i = 0; i < values; ++i)
+            list.append(i);
+        return list;
+    };
+    const QString coils = QStringLiteral("coils");
+    const QString inputs = QStringLiteral("discreteInputs");
+    const QString several = QStringLiteral("holdingRegisters");
     const QVector<QPair<QString, QVariantMap>> calls{
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", 0}, {"registerType", coils}}},
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", 2001}, {"registerType", coils}}},
+        {QStringLiteral("read"), {{"register", 1}, {"dataSize", 2001}, {"registerType", inputs}}},
+        {QStringLiteral("write"), {{"register", 1}, {"data", listOf(0)}, {"registerType", several}}},
+        {QStringLiteral("write"),
+         {{"register", 1}, {"data", listOf(c_longestWrite + 1)}, {"registerType", several}}},
+        {QStringLiteral("write"), {{"register", 65530}, {"data", listOf(7)}, {"registerType", several}}},
+        {QStringLiteral("write"), {{"register", 1}, {"data", listOf(2)}}},
         {QStringLiteral("read"), {{"register", 1}, {"dataSize", 0}}},
         {QStringLiteral("read"), {{"register", 1}, {"dataSize", c_longestRead + 1}}},
         {QStringLiteral("read"), {{"register", 1}, {"dataSize", -1}}},
@@ -322,12 +341,17 @@ void runSizes(RowReport& report)
     int refused = 0;
     for (const auto& call : calls) {
         QVariantMap arguments = call.second;
-        arguments.insert(QStringLiteral("registerType"), call.first == QLatin1String("write")
-                                                             ? QStringLiteral("singleRegister")
-                                                             : QStringLiteral("holdingRegisters"));
-        const QString text = QStringLiteral("%1 of %2 from %3")
-                                 .arg(call.first, arguments.value(QStringLiteral("dataSize")).toString(),
-                                      arguments.value(QStringLiteral("register")).toString());
+        const bool isWrite = call.first == QLatin1String("write");
+        if (!arguments.contains(c_registerType))
+            arguments.insert(c_registerType, isWrite ? QStringLiteral("singleRegister") : several);
+        const QVariant data = arguments.value(QStringLiteral("data"));
+        const QString text =
+            QStringLiteral("%1 of %2 from %3 (%4)")
+                .arg(call.first,
+                     isWrite ? QString::number(data.type() == QVariant::List ? data.toList().size() : 1)
+                             : arguments.value(QStringLiteral("dataSize")).toString(),
+                     arguments.value(QStringLiteral("register")).toString(),
+                     arguments.value(c_registerType).toString());
         bool isOver = false;
         bench.host().runCommand(bench.driver()->objectUuid(), call.first, arguments, c_orderTime, nullptr,
                                 [&](quint64 /*id*/, const DOrderOutcome& outcome) {
@@ -353,8 +377,12 @@ void addInputRows(RowTable& table)
 {
     table.add({"input.generated-calls", c_group,
                "Unknown commands, arguments missing, of wrong types, out of range: 10,000 calls", "an order",
-               "each ends once; addresses, functions and sizes as configured, no value cut",
+               "each ends once; addresses, functions and sizes as configured; no value cut but that of "
+               "setLock, which is read modulo 65536",
                runGeneratedCalls});
-    table.add({"input.sizes", c_group, "Sizes 0, 126 and worse, ranges past 65535, values past 65535",
+    table.add({"input.sizes", c_group,
+               "Read sizes 0, 126, 2001 and worse, lists of 0, 124 and of several values to write, ranges "
+               "past 65535, "
+               "values past 65535",
                "an instruction of the driver", "invalid arguments, nothing sent", runSizes});
 }
