@@ -721,8 +721,12 @@ public:
         const QString log = m_log.take().join(QLatin1Char('\n'));
         // Two lines joined into one: said of the first of them; a line of its own taken out of the row:
         // of the one behind it.
-        const bool isLine = log.contains(QRegularExpression(
-            QStringLiteral("line:? ?(%1|%2|%3)\\b").arg(qMax(1, line - 1)).arg(line).arg(line + 1)));
+        // A header with a line more in it: of its last one, which stands where the registers begin.
+        const bool hasLineMore = line <= c_headerLines && bytes.count('\n') > good().count('\n');
+        const bool isLine = log.contains(QRegularExpression(QStringLiteral("line:? ?(%1|%2|%3)\\b")
+                                                                .arg(qMax(1, line - 1))
+                                                                .arg(hasLineMore ? c_headerLines + 1 : line)
+                                                                .arg(line + 1)));
         const bool isWhole = log.contains(QLatin1String("model name of the backup")) ||
                              log.contains(QLatin1String("does not contain data")) ||
                              log.contains(QLatin1String("registers from")) ||
