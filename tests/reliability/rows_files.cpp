@@ -536,10 +536,10 @@ private:
 };
 
 // Waiting for a controller that restarts takes its time.
-bool isFourth(const RowReport& report, int number)
+bool isFourth(int number)
 {
     constexpr int c_every = 4;
-    return report.options().full || number % c_every == 1;
+    return number % c_every == 1;
 }
 
 void runLinkLostInBackup(RowReport& report)
@@ -551,8 +551,8 @@ void runLinkLostInBackup(RowReport& report)
     const QStringList faults{QStringLiteral("close"), QStringLiteral("reset"), QStringLiteral("restart=20")};
     for (int first = 1; first <= SimulatedBench::c_registers; first += SimulatedBench::c_blockSize) {
         for (const QString& fault : faults) {
-            if (!report.isGood() ||
-                (fault == faults.constLast() && !isFourth(report, first / SimulatedBench::c_blockSize)))
+            if (!report.isGood() || (fault == faults.constLast() && !report.options().full &&
+                                     !isFourth(first / SimulatedBench::c_blockSize)))
                 break;
             const QString text = QStringLiteral("%1@once/0x03#%2").arg(fault).arg(first);
             files.bench.simulator().faults().add(text);
@@ -587,10 +587,18 @@ struct RestoreSpan
     int firstRegister() const { return (firstProgram - 1) * c_programSize + 1; }
     int lastRegister() const { return lastProgram * c_programSize; }
 
+    // The program that the register is of, and the one in front of it.
+    static RestoreSpan upTo(int number)
+    {
+        const int program = (number - 1) / c_programSize + 1;
+        return {std::max(1, program - 1), program};
+    }
+
     static constexpr int c_programSize = 40;
 };
 
-RestoreSpan restoredSpan(const RowReport& report)
+// The programs at whose registers the faults are.
+RestoreSpan hitPrograms(const RowReport& report)
 {
     return report.options().full ? RestoreSpan{1, 50} : RestoreSpan{2, 2};
 }
@@ -600,14 +608,15 @@ void runLinkLostInRestore(RowReport& report)
     FileBench files(report);
     if (!files.start())
         return;
-    const RestoreSpan span = restoredSpan(report);
+    const RestoreSpan hit = hitPrograms(report);
     Recoveries recoveries;
     QStringList codes;
     // What has been carried out when the connection goes, and what has not.
     const QStringList faults{QStringLiteral("close"), QStringLiteral("restart=20")};
-    for (int number = span.firstRegister(); number <= span.lastRegister(); ++number) {
+    for (int number = hit.firstRegister(); number <= hit.lastRegister(); ++number) {
+        const RestoreSpan span = RestoreSpan::upTo(number);
         for (const QString& fault : faults) {
-            if (!report.isGood() || (fault == faults.constLast() && !isFourth(report, number)))
+            if (!report.isGood() || (fault == faults.constLast() && !isFourth(number)))
                 break;
             const QString text = QStringLiteral("%1@once/0x06#%2").arg(fault).arg(number);
             files.bench.simulator().faults().add(text);
@@ -617,6 +626,8 @@ void runLinkLostInRestore(RowReport& report)
             recoveries.add(files.bench.recover());
             report.check('C', !end.outcome.ok, text + QStringLiteral(": reported as done"));
             codes.append(QLatin1String(codeName(end.outcome.errorCode)));
+            report.check('X', end.outcome.errorCode == IMessenger::CeEcUncertain,
+                         QStringLiteral("%1: it ended as %2").arg(text, codes.constLast()));
             const int written = fault == faults.constFirst() ? number : number - 1;
             report.check(
                 'C', files.bench.writes() == writesUpTo(files, span.firstRegister(), written),
@@ -628,10 +639,11 @@ void runLinkLostInRestore(RowReport& report)
     }
     codes.removeDuplicates();
     files.bench.clearWrites();
-    const MeasuredEnd end = files.restore(span.firstProgram, span.lastProgram);
+    constexpr RestoreSpan c_all{1, 50};
+    const MeasuredEnd end = files.restore(c_all.firstProgram, c_all.lastProgram);
     report.check('D',
                  end.outcome.ok &&
-                     files.bench.writes() == writesUpTo(files, span.firstRegister(), span.lastRegister()),
+                     files.bench.writes() == writesUpTo(files, c_all.firstRegister(), c_all.lastRegister()),
                  QStringLiteral("the next restore is not complete"));
     report.seen(
         QStringLiteral("%1 restores: %2, nothing written behind the register at fault nor twice; next "
@@ -646,10 +658,11 @@ void runRefusedValue(RowReport& report)
     FileBench files(report);
     if (!files.start())
         return;
-    const RestoreSpan span = restoredSpan(report);
+    const RestoreSpan hit = hitPrograms(report);
     QStringList codes;
     int restores = 0;
-    for (int number = span.firstRegister(); number <= span.lastRegister(); ++number) {
+    for (int number = hit.firstRegister(); number <= hit.lastRegister() && report.isGood(); ++number) {
+        const RestoreSpan span = RestoreSpan::upTo(number);
         const QString text = QStringLiteral("exception=3@once/0x06#%1").arg(number);
         files.bench.simulator().faults().add(text);
         files.bench.clearWrites();
@@ -658,6 +671,8 @@ void runRefusedValue(RowReport& report)
         ++restores;
         report.check('C', !end.outcome.ok, text + QStringLiteral(": reported as done"));
         codes.append(QLatin1String(codeName(end.outcome.errorCode)));
+        report.check('X', end.outcome.errorCode == IMessenger::CeEcRefused,
+                     QStringLiteral("%1: it ended as %2").arg(text, codes.constLast()));
         QStringList written = files.bench.writes();
         const bool isTold = !written.isEmpty() && written.constLast().contains(QLatin1String("refused"));
         if (isTold)
@@ -851,12 +866,12 @@ void addFilesRows(RowTable& table)
     table.add({"files.link-lost-backup", c_group, "Link closed, reset, controller restarted",
                "a backup, at each block (restarts at every fourth, at all with --full)",
                "failed, the old backup intact", runLinkLostInBackup});
-    table.add({"files.link-lost-restore", c_group,
-               "Link closed behind the write, controller restarted before it",
-               "a restore, at each register (one program, all with --full)",
-               "uncertain, nothing written behind it", runLinkLostInRestore});
+    table.add(
+        {"files.link-lost-restore", c_group, "Link closed behind the write, controller restarted before it",
+         "a restore, at each register (of one program, of all 50 with --full), restarts at every fourth",
+         "uncertain, nothing written behind it", runLinkLostInRestore});
     table.add({"files.refused-value", c_group, "A value is refused (exception 3)",
-               "a restore, at each register (one program, all with --full)",
+               "a restore, at each register (of one program, of all 50 with --full)",
                "refused, nothing written behind it", runRefusedValue, QString()});
     table.add({"files.flipped", c_group, "Every byte changed in five ways (in all 255 with --full)",
                "the file of a restore",
