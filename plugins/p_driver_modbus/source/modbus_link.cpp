@@ -239,9 +239,10 @@ void ModbusLink::discardClient()
     if (m_client->device() != nullptr)
         m_client->device()->disconnect(this);
     // To close a port and to open it again may take long: pending output, a lock file on a slow disk. What
-    // has been decided is told first, and everything that its callers have queued for it is done.
+    // has been decided is told first, and everything that its callers have queued for it is done. By name: a
+    // pointer to the slot would be called by code of this file, which may have left the process by then.
     if (isRtu() && !m_ended.empty())
-        QTimer::singleShot(c_timeToTell, m_client, &QObject::deleteLater);
+        QTimer::singleShot(c_timeToTell, m_client, SLOT(deleteLater()));
     else
         m_client->deleteLater();
     m_dyingClient = m_client;
