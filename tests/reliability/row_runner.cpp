@@ -161,7 +161,8 @@ void runThese(const QVector<int>& rows, const RowTable& table, RowOptions option
             }
             results[entry->row] = resultOf(*entry->process, ended, bound);
             const RowResult& result = results.at(entry->row);
-            std::fprintf(stderr, "%s %s (%d of %d, %.1f s)%s\n", word(result),
+            std::fprintf(stderr, "%s%s %s (%d of %d, %.1f s)%s\n",
+                         options.driver == TestedDriver::Naive ? "naive: " : "", word(result),
                          qPrintable(table.rows().at(entry->row).id), ++ready, static_cast<int>(rows.size()),
                          static_cast<double>(result.milliseconds) / 1000, qPrintable(verdict(result)));
             entry = running.erase(entry);
