@@ -1,5 +1,7 @@
 #include "plugins/p_driver_modbus/tests/fake_order.h"
 
+#include "tests/reliability/process_watch.h"
+
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 namespace {
@@ -16,6 +18,8 @@ FakeOrder::FakeOrder(DAbstractPlugin* plugin, const QString& command, const QVar
     : m_timeout(timeout)
     , m_command(plugin->commandPrototype(command)->createCommand(arguments))
 {
+    // It knows of what happens from now on.
+    stallWitness();
     m_command->linkWithItsOrder(this);
 }
 
@@ -82,4 +86,11 @@ bool FakeOrder::reportFailure(IMessenger::EnErrorCode errorCode, const QString& 
 QVariantList FakeOrder::values() const
 {
     return updates.isEmpty() ? QVariantList() : updates.last().value(QStringLiteral("values")).toList();
+}
+
+bool isInTime(qint64 after, int allowed)
+{
+    constexpr double c_slack = 40;
+    const auto taken = static_cast<double>(after);
+    return taken <= allowed + c_slack + stallWitness().disturbance(taken);
 }

@@ -80,7 +80,6 @@ namespace {
 constexpr int c_timeout = 250;
 // A poll has that at least, however soon its caller gives up.
 constexpr int c_pollTimeout = 500;
-constexpr int c_slack = 40;
 
 const QString c_objectId = QStringLiteral("{11111111-2222-3333-4444-555555555555}");
 
@@ -321,7 +320,7 @@ void TestModbusDriver::faults()
                          fault != ScriptedPeer::Close && fault != ScriptedPeer::Reset;
     QCOMPARE(message.contains("the answer to the ") && message.contains(" is not valid: "), invalid);
     QVERIFY2(!invalid || !message.contains("lost"), qPrintable(message));
-    QVERIFY2(after <= allowed + c_slack, qPrintable(QString::number(after)));
+    QVERIFY2(isInTime(after, allowed), qPrintable(QString::number(after)));
     if (prompt)
         QVERIFY2(after < allowed / 2, qPrintable(QString::number(after)));
     else

@@ -45,7 +45,6 @@ namespace {
 constexpr int c_timeout = 150;
 // A poll has that at least, however soon its caller gives up.
 constexpr int c_pollTimeout = 500;
-constexpr int c_slack = 40;
 const QString c_objectId = QStringLiteral("{11111111-2222-3333-4444-555555555555}");
 
 class Bench
@@ -236,7 +235,7 @@ void TestModbusRtu::faults()
                        .arg(QLatin1String(codeName(told)), -17)
                        .arg(after));
     QCOMPARE(static_cast<int>(told), code);
-    QVERIFY2(after <= allowed + c_slack, qPrintable(QString::number(after)));
+    QVERIFY2(isInTime(after, allowed), qPrintable(QString::number(after)));
     QCOMPARE(after < allowed / 2, prompt);
 
     // The next one waits until the line has been drained.
@@ -427,7 +426,7 @@ void TestModbusRtu::requestThatCannotBeAnsweredInTime()
     QVERIFY2(late->message.contains("was not sent: there are only "), qPrintable(late->message));
     QVERIFY2(late->message.contains(write ? "at 1200 baud it takes 191.7 ms" : "at 1200 baud it takes 183.3"),
              qPrintable(late->message));
-    QVERIFY2(late->endedAfter <= c_allowed + c_slack, qPrintable(QString::number(late->endedAfter)));
+    QVERIFY2(isInTime(late->endedAfter, c_allowed), qPrintable(QString::number(late->endedAfter)));
     QTRY_VERIFY(next->ended());
     QVERIFY2(next->ok, qPrintable(next->message));
     QCOMPARE(next->values(), QVariantList{3});
