@@ -91,6 +91,7 @@ namespace {
 constexpr double c_nanosecondsPerMicrosecond = 1000;
 constexpr double c_microsecondsPerSecond = 1e6;
 constexpr int c_directionRegister = 6101;
+constexpr int c_slice = 50;
 
 // What a round of orders took, each figure per order.
 struct Figures
@@ -105,30 +106,53 @@ struct Figures
     double aligned = 0;
 };
 
-template <class Order>
-bool measure(int count, Order order, Figures* figures)
+// A round of one kind of orders, done in slices.
+class Round
 {
-    QVector<double> times;
-    times.reserve(count);
-    const Allocations before = s_allocations;
-    const double processor = processorSeconds();
-    QElapsedTimer clock;
-    for (int i = 0; i < count; ++i) {
-        clock.start();
-        if (!order())
-            return false;
-        times.append(static_cast<double>(clock.nsecsElapsed()) / c_nanosecondsPerMicrosecond);
+public:
+    template <class Order>
+    bool add(int count, Order order)
+    {
+        const Allocations before = s_allocations;
+        const double processor = processorSeconds();
+        QElapsedTimer clock;
+        for (int i = 0; i < count; ++i) {
+            clock.start();
+            if (!order())
+                return false;
+            m_times.append(static_cast<double>(clock.nsecsElapsed()) / c_nanosecondsPerMicrosecond);
+        }
+        m_processor += processorSeconds() - processor;
+        const Allocations after = s_allocations;
+        m_total += after.total() - before.total();
+        m_cleared += after.cleared - before.cleared;
+        m_resized += after.resized - before.resized;
+        m_aligned += after.aligned - before.aligned;
+        return true;
     }
-    figures->processor = (processorSeconds() - processor) * c_microsecondsPerSecond / count;
-    const Allocations after = s_allocations;
-    figures->allocations = static_cast<double>(after.total() - before.total()) / count;
-    figures->cleared = static_cast<double>(after.cleared - before.cleared) / count;
-    figures->resized = static_cast<double>(after.resized - before.resized) / count;
-    figures->aligned = static_cast<double>(after.aligned - before.aligned) / count;
-    figures->median = median(times);
-    figures->late = percentile(times, 99);
-    return true;
-}
+
+    Figures figures() const
+    {
+        const double count = m_times.size();
+        Figures figures;
+        figures.median = median(m_times);
+        figures.late = percentile(m_times, 99);
+        figures.processor = m_processor * c_microsecondsPerSecond / count;
+        figures.allocations = static_cast<double>(m_total) / count;
+        figures.cleared = static_cast<double>(m_cleared) / count;
+        figures.resized = static_cast<double>(m_resized) / count;
+        figures.aligned = static_cast<double>(m_aligned) / count;
+        return figures;
+    }
+
+private:
+    QVector<double> m_times;
+    double m_processor = 0;
+    quint64 m_total = 0;
+    quint64 m_cleared = 0;
+    quint64 m_resized = 0;
+    quint64 m_aligned = 0;
+};
 
 class Orders
 {
@@ -242,14 +266,18 @@ int run(int count, int rounds, const QString& script)
     Figures ofClient;
     // The first round warms up.
     for (int round = -1; round < rounds; ++round) {
-        Figures ofLibrary;
-        const bool isGood =
-            measure(
-                count, [&] { return bare.readBlock(c_directionRegister, 1); }, &ofClient) &&
-            measure(
-                count, [&] { return orders.run(QStringLiteral("getRegister"), channel); }, &ofOrder) &&
-            measure(
-                count, [&] { return library.readBlock(c_directionRegister, 1); }, &ofLibrary);
+        Round byOrders;
+        Round byClient;
+        Round byLibrary;
+        bool isGood = true;
+        // In short turns: a machine that is slow for a second is so for all of them.
+        for (int done = 0; done < count && isGood; done += c_slice) {
+            const int slice = qMin(c_slice, count - done);
+            isGood =
+                byClient.add(slice, [&] { return bare.readBlock(c_directionRegister, 1); }) &&
+                byOrders.add(slice, [&] { return orders.run(QStringLiteral("getRegister"), channel); }) &&
+                byLibrary.add(slice, [&] { return library.readBlock(c_directionRegister, 1); });
+        }
         const double ofScript = python.median(count);
         if (!isGood || ofScript <= 0) {
             std::fprintf(stderr, "round %d failed\n", round + 1);
@@ -257,9 +285,11 @@ int run(int count, int rounds, const QString& script)
         }
         if (round < 0)
             continue;
+        ofOrder = byOrders.figures();
+        ofClient = byClient.figures();
         whole.append(ofOrder);
         client.append(ofClient);
-        blocking.append(ofLibrary);
+        blocking.append(byLibrary.figures());
         scripted.append(ofScript);
     }
     // Of the last round: they are the same in all of them.
