@@ -153,39 +153,36 @@ private:
     }
 
 public:
-    // Milliseconds by which the periods of one listening device were off, for so many periods.
-    QVector<double> deviations(int periods)
+    // Milliseconds by which periods were off.
+    struct Deviations
     {
-        QVector<double> found;
+        QVector<double> ofDevice;
+        QVector<double> ofTimer;
+    };
+    // Of one listening device and of a timer beside it, for so many periods: what the machine is late with
+    // both are late with.
+    Deviations deviations(int periods)
+    {
+        Deviations found;
         QEventLoop loop;
         QElapsedTimer clock;
+        QElapsedTimer clockOfTimer;
+        QTimer timer;
+        timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&timer, &QTimer::timeout, &loop, [&] { addDeviation(found.ofTimer, clockOfTimer); });
+        timer.start(c_listenInterval);
         const quint64 order = m_host.startOrder(m_devices.first(), QStringLiteral("listenEventsData"), {});
         const auto connection =
             QObject::connect(&m_host, &DHost::orderUpdated, &loop, [&](quint64 id, const QVariantMap&) {
-                if (id == order && addDeviation(found, clock) == periods)
+                if (id == order && addDeviation(found.ofDevice, clock) == periods)
                     loop.quit();
             });
         loop.exec();
+        timer.stop();
         QObject::disconnect(connection);
         m_host.startOrder(m_devices.first(), QStringLiteral("stopListening"), {});
         while (m_host.runningOrderCount() > 0)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        return found;
-    }
-    // The same of a timer.
-    static QVector<double> deviationsOfATimer(int periods)
-    {
-        QVector<double> found;
-        QEventLoop loop;
-        QElapsedTimer clock;
-        QTimer timer;
-        timer.setTimerType(Qt::PreciseTimer);
-        QObject::connect(&timer, &QTimer::timeout, &loop, [&] {
-            if (addDeviation(found, clock) == periods)
-                loop.quit();
-        });
-        timer.start(c_listenInterval);
-        loop.exec();
         return found;
     }
 
@@ -292,8 +289,9 @@ int run(int devices, double seconds, int rounds, int periods)
         isComplete = hadAll("drivers", alone, devices) && hadAll("devices", whole, devices) && isComplete;
         ofDrivers.append(100 * alone.share);
         ofDevices.append(100 * whole.share);
-        lateness.append(percentile(measurement.deviations(periods), 99));
-        latenessOfATimer.append(percentile(Measurement::deviationsOfATimer(periods), 99));
+        const Measurement::Deviations deviations = measurement.deviations(periods);
+        lateness.append(percentile(deviations.ofDevice, 99));
+        latenessOfATimer.append(percentile(deviations.ofTimer, 99));
     }
     const QByteArray what = QByteArray::number(devices) + " devices listening to " +
                             QByteArray::number(c_blockSize) + " registers at 10 Hz, share of a processor";
