@@ -1,5 +1,5 @@
 #include "benchmarks/rounds.h"
-#include "plugins/p_device_mdc/source/register_block.h"
+#include "plugins/p_device_mdc/model/register_block.h"
 
 #include <QElapsedTimer>
 #include <QVariantList>

@@ -1,5 +1,5 @@
 #include "fuzz/require.h"
-#include "plugins/p_device_mdc/source/backup_file.h"
+#include "plugins/p_device_mdc/model/backup_file.h"
 
 #include <QBuffer>
 #include <QDate>

@@ -1,6 +1,6 @@
 #include "fuzz/require.h"
-#include "plugins/p_device_mdc/source/device_information.h"
-#include "plugins/p_device_mdc/source/identification_block.h"
+#include "plugins/p_device_mdc/model/device_information.h"
+#include "plugins/p_device_mdc/model/identification_block.h"
 
 #include <algorithm>
 #include <array>

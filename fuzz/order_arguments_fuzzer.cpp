@@ -1,4 +1,4 @@
-#include "applications/bench/order_arguments.h"
+#include "applications/bench/run/order_arguments.h"
 #include "fuzz/require.h"
 
 #include <QJsonArray>

@@ -1,5 +1,5 @@
 #include "fuzz/require.h"
-#include "plugins/p_device_mdc/source/register_block.h"
+#include "plugins/p_device_mdc/model/register_block.h"
 
 #include <array>
 #include <bit>

@@ -1,8 +1,8 @@
-#include "bench_fixture.h"
+#include "tests/support/bench_fixture.h"
 
 #include "applications/simulator/simulated_controller.h"
-#include "plugins/p_device_mdc/source/backup_file.h"
-#include "plugins/p_device_mdc/source/backup_range.h"
+#include "plugins/p_device_mdc/model/backup_file.h"
+#include "plugins/p_device_mdc/model/backup_range.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

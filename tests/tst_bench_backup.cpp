@@ -1,7 +1,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
-#include "plugins/p_device_mdc/source/backup_file.h"
-#include "tests/bench_program.h"
+#include "plugins/p_device_mdc/model/backup_file.h"
+#include "tests/support/bench_program.h"
 
 #include <QDir>
 #include <QJsonArray>

@@ -1,6 +1,6 @@
 #include "applications/simulator/simulated_controller.h"
-#include "tests/bench_fixture.h"
-#include "tests/bench_program.h"
+#include "tests/support/bench_fixture.h"
+#include "tests/support/bench_program.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

@@ -1,5 +1,5 @@
 #include "applications/simulator/simulated_controller.h"
-#include "tests/bench_fixture.h"
+#include "tests/support/bench_fixture.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

@@ -1,7 +1,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/tightening_cycles.h"
-#include "tests/bench_program.h"
+#include "tests/support/bench_program.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,6 +1,6 @@
-#include "applications/bench/bench.h"
-#include "applications/bench/command_line.h"
-#include "applications/bench/console.h"
+#include "applications/bench/core/bench.h"
+#include "applications/bench/core/command_line.h"
+#include "applications/bench/core/console.h"
 #include "applications/panel/panel_library.h"
 
 #include <lib_host/event_dispatcher.h>

@@ -1,6 +1,6 @@
 #include "applications/simulator/controller_profile.h"
 
-#include "plugins/p_device_mdc/source/device_information.h"
+#include "plugins/p_device_mdc/model/device_information.h"
 
 #include <algorithm>
 

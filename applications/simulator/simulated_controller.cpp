@@ -1,7 +1,7 @@
 #include "applications/simulator/simulated_controller.h"
 
-#include "plugins/p_device_mdc/source/backup_range.h"
-#include "plugins/p_device_mdc/source/device_information.h"
+#include "plugins/p_device_mdc/model/backup_range.h"
+#include "plugins/p_device_mdc/model/device_information.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>

@@ -1,6 +1,6 @@
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_runner.h"
 #include "tests/reliability/row_table.h"
+#include "tests/support/process_watch.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -1,8 +1,8 @@
 #include "tests/reliability/row_runner.h"
 
 #include "tests/reliability/event_wait.h"
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_table.h"
+#include "tests/support/process_watch.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

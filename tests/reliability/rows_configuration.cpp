@@ -1,9 +1,9 @@
-#include "applications/bench/subcommands.h"
-#include "tests/bench_program.h"
+#include "applications/bench/core/subcommands.h"
 #include "tests/reliability/event_wait.h"
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
+#include "tests/support/bench_program.h"
+#include "tests/support/process_watch.h"
 
 #include <QDir>
 #include <QFile>

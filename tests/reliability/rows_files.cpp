@@ -1,9 +1,9 @@
-#include "tests/bench_program.h"
 #include "tests/reliability/event_wait.h"
 #include "tests/reliability/folder_watch.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
 #include "tests/reliability/simulated_bench.h"
+#include "tests/support/bench_program.h"
 
 #include "applications/simulator/simulated_controller.h"
 

@@ -1,8 +1,8 @@
-#include "plugins/p_driver_modbus/tests/scripted_peer.h"
 #include "tests/reliability/event_wait.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
 #include "tests/reliability/simulated_bench.h"
+#include "tests/support/scripted_peer.h"
 
 #include "applications/simulator/controller_profile.h"
 

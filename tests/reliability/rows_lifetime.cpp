@@ -1,10 +1,10 @@
-#include "framework/lib_host/tests/scripted_plugin.h"
 #include "tests/reliability/event_wait.h"
 #include "tests/reliability/folder_watch.h"
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
 #include "tests/reliability/simulated_bench.h"
+#include "tests/support/process_watch.h"
+#include "tests/support/scripted_plugin.h"
 
 #include "applications/simulator/simulated_controller.h"
 

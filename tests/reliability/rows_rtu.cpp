@@ -1,9 +1,9 @@
-#include "plugins/p_driver_modbus/tests/serial_peer.h"
 #include "tests/reliability/chain.h"
 #include "tests/reliability/event_wait.h"
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
+#include "tests/support/process_watch.h"
+#include "tests/support/serial_peer.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

@@ -1,11 +1,11 @@
-#include "plugins/p_driver_modbus/tests/full_server.h"
-#include "plugins/p_driver_modbus/tests/scripted_peer.h"
 #include "tests/reliability/chain.h"
 #include "tests/reliability/event_wait.h"
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/random_frame.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
+#include "tests/support/full_server.h"
+#include "tests/support/process_watch.h"
+#include "tests/support/scripted_peer.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

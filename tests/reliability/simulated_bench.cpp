@@ -2,8 +2,8 @@
 
 #include "applications/simulator/simulated_controller.h"
 #include "tests/reliability/event_wait.h"
-#include "tests/reliability/process_watch.h"
 #include "tests/reliability/row_report.h"
+#include "tests/support/process_watch.h"
 
 #include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>

@@ -2,7 +2,7 @@
 
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tightening_cycles.h"
-#include "plugins/p_device_mdc/source/backup_file.h"
+#include "plugins/p_device_mdc/model/backup_file.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

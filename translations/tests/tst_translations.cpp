@@ -2,7 +2,7 @@
 
 #include "text_check.h"
 
-#include "applications/bench/translations.h"
+#include "applications/bench/core/translations.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,14 +1,14 @@
 // What the bench makes of backups without a controller: which registers a restore writes, what came of
 // it, what differs, and how progress reads.
 
-#include "applications/bench/backup_comparison.h"
-#include "applications/bench/backup_source.h"
-#include "applications/bench/command_line.h"
-#include "applications/bench/comparison_report.h"
-#include "applications/bench/progress_line.h"
-#include "applications/bench/restore_plan.h"
-#include "applications/bench/restore_record.h"
-#include "applications/bench/restore_report.h"
+#include "applications/bench/backup/backup_comparison.h"
+#include "applications/bench/backup/backup_source.h"
+#include "applications/bench/backup/comparison_report.h"
+#include "applications/bench/backup/restore_plan.h"
+#include "applications/bench/backup/restore_record.h"
+#include "applications/bench/backup/restore_report.h"
+#include "applications/bench/core/command_line.h"
+#include "applications/bench/core/progress_line.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

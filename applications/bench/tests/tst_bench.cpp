@@ -1,11 +1,11 @@
-#include "applications/bench/command_line.h"
-#include "applications/bench/command_reference.h"
-#include "applications/bench/command_requirements.h"
-#include "applications/bench/exit_code.h"
-#include "applications/bench/log_line.h"
-#include "applications/bench/order_arguments.h"
-#include "applications/bench/output_format.h"
-#include "applications/bench/suggestion.h"
+#include "applications/bench/check/command_requirements.h"
+#include "applications/bench/commands/command_reference.h"
+#include "applications/bench/core/command_line.h"
+#include "applications/bench/core/exit_code.h"
+#include "applications/bench/core/log_line.h"
+#include "applications/bench/core/output_format.h"
+#include "applications/bench/core/suggestion.h"
+#include "applications/bench/run/order_arguments.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,4 +1,4 @@
-#include "applications/bench/key_list_check.h"
+#include "applications/bench/check/key_list_check.h"
 
 #include <QtTest>
 

@@ -1,4 +1,4 @@
-#include "applications/bench/range_check.h"
+#include "applications/bench/check/range_check.h"
 
 #include <lib_host/configuration.h>
 

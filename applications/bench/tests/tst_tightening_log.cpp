@@ -1,10 +1,10 @@
-#include "applications/bench/changed_values.h"
-#include "applications/bench/event_counts.h"
-#include "applications/bench/event_source.h"
-#include "applications/bench/outage.h"
-#include "applications/bench/tightening_format.h"
-#include "applications/bench/tightening_ledger.h"
-#include "applications/bench/tightening_log.h"
+#include "applications/bench/core/outage.h"
+#include "applications/bench/results/event_counts.h"
+#include "applications/bench/results/event_source.h"
+#include "applications/bench/results/tightening_format.h"
+#include "applications/bench/results/tightening_ledger.h"
+#include "applications/bench/results/tightening_log.h"
+#include "applications/bench/run/changed_values.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

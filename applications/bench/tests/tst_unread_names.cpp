@@ -1,4 +1,4 @@
-#include "applications/bench/unread_names.h"
+#include "applications/bench/check/unread_names.h"
 
 #include <lib_host/configuration.h>
 

@@ -3,7 +3,7 @@
 
 #include "applications/panel/panel_window.h"
 #include "applications/simulator/simulated_controller.h"
-#include "tests/bench_fixture.h"
+#include "tests/support/bench_fixture.h"
 
 #include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>

@@ -9,7 +9,7 @@
 #include "applications/simulator/tests/sample_configuration.h"
 #include "applications/simulator/tightening_cycles.h"
 #include "applications/simulator/tightening_event.h"
-#include "plugins/p_device_mdc/source/identification_block.h"
+#include "plugins/p_device_mdc/model/identification_block.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "framework/lib_host/tests/scripted_plugin.h"
+#include "tests/support/scripted_plugin.h"
 
 #include <lib_host/d_host.h>
 

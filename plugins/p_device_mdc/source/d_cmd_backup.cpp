@@ -1,7 +1,7 @@
 #include "d_cmd_backup.h"
 
-#include "backup_file.h"
 #include "log_line.h"
+#include "model/backup_file.h"
 #include "p_device_mdc.h"
 #include "register_map.h"
 #include "reply_values.h"

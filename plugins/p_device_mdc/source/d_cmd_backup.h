@@ -1,7 +1,7 @@
 #pragma once
 
-#include "backup_range.h"
-#include "device_information.h"
+#include "model/backup_range.h"
+#include "model/device_information.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
 

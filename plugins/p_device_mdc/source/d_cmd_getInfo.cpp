@@ -1,7 +1,7 @@
 #include "d_cmd_getInfo.h"
 
-#include "device_information.h"
 #include "log_line.h"
+#include "model/device_information.h"
 #include "p_device_mdc.h"
 #include "register_map.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "identification_block.h"
+#include "model/identification_block.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
 

@@ -1,8 +1,8 @@
 #include "d_cmd_getPresetData.h"
 
 #include "log_line.h"
+#include "model/register_block.h"
 #include "p_device_mdc.h"
-#include "register_block.h"
 #include "register_map.h"
 #include "reply_values.h"
 

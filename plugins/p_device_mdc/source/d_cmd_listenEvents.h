@@ -1,6 +1,6 @@
 #pragma once
 
-#include "register_block.h"
+#include "model/register_block.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
 #include <QVariantList>

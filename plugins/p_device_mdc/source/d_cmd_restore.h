@@ -1,8 +1,8 @@
 #pragma once
 
-#include "backup_file.h"
-#include "backup_range.h"
-#include "device_information.h"
+#include "model/backup_file.h"
+#include "model/backup_range.h"
+#include "model/device_information.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
 

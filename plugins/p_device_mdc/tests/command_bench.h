@@ -1,7 +1,7 @@
 #pragma once
 
 #include "fake_order.h"
-#include "log_capture.h"
+#include "tests/support/log_capture.h"
 
 #include "d_cmd_backup.h"
 #include "d_cmd_getInfo.h"

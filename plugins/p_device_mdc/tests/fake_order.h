@@ -1,6 +1,6 @@
 #pragma once
 
-#include "typed_text.h"
+#include "tests/support/typed_text.h"
 
 #include <lib_plugins_management/i_order.h>
 

@@ -1,7 +1,7 @@
 #include "command_bench.h"
 
-#include "backup_file.h"
-#include "device_information.h"
+#include "model/backup_file.h"
+#include "model/device_information.h"
 
 #include <QDate>
 #include <QDir>

@@ -1,7 +1,7 @@
-#include "backup_file.h"
-#include "backup_range.h"
-#include "device_information.h"
-#include "typed_text.h"
+#include "model/backup_file.h"
+#include "model/backup_range.h"
+#include "model/device_information.h"
+#include "tests/support/typed_text.h"
 
 #include <QBuffer>
 #include <QLocale>

@@ -1,8 +1,8 @@
 #include "command_bench.h"
 
 #include "d_cmd_getInfo.h"
-#include "identification_block.h"
 #include "log_line.h"
+#include "model/identification_block.h"
 #include "register_map.h"
 
 #include <QPointer>

@@ -1,6 +1,6 @@
 #include "command_bench.h"
 
-#include "register_block.h"
+#include "model/register_block.h"
 #include "reply_values.h"
 
 #include <QSignalSpy>

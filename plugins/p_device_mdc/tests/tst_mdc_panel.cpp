@@ -1,5 +1,5 @@
-#include "log_capture.h"
-#include "typed_text.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/typed_text.h"
 
 #include "be_maintenance_plugin.h"
 #include "d_mdc_channel.h"

@@ -1,6 +1,6 @@
 #include "plugins/p_driver_modbus/tests/fake_order.h"
 
-#include "tests/reliability/process_watch.h"
+#include "tests/support/process_watch.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

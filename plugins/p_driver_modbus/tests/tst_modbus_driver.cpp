@@ -3,8 +3,8 @@
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
 #include "plugins/p_driver_modbus/tests/fake_order.h"
-#include "plugins/p_driver_modbus/tests/full_server.h"
-#include "plugins/p_driver_modbus/tests/scripted_peer.h"
+#include "tests/support/full_server.h"
+#include "tests/support/scripted_peer.h"
 
 #include <QJsonArray>
 #include <QPluginLoader>

@@ -1,0 +1,126 @@
+#include "applications/bench/backup/backup_device.h"
+
+#include "applications/bench/core/progress_display.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QTemporaryDir>
+
+namespace {
+
+const QString c_backup = QStringLiteral("backup");
+const QString c_read = QStringLiteral("read");
+
+} // namespace
+
+BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands)
+{
+    BackupDevice device;
+    device.code = session.open();
+    if (device.code != ExitCode::Done)
+        return device;
+    DAbstractPlugin* const plugin = session.chosenObject();
+    device.code = ExitCode::Usage;
+    if (plugin == nullptr) {
+        console.error(QStringLiteral("%1 has no device object").arg(session.configurationName()));
+        return device;
+    }
+    for (const QString& command : commands) {
+        if (!plugin->commandNames().contains(command)) {
+            console.error(QStringLiteral("\"%1\" has no command \"%2\"").arg(plugin->getName(), command));
+            console.hint(QStringLiteral("name a device with --object"));
+            return device;
+        }
+    }
+    const OrderEnd identified = session.identify(*plugin);
+    device.code = identified.code;
+    if (identified.code != ExitCode::Done) {
+        console.error(QStringLiteral("the controller could not be identified (getInfo): %1")
+                          .arg(identified.outcome.errorMessage));
+        if (!remedyFor(identified.code).isEmpty())
+            console.hint(remedyFor(identified.code));
+        return device;
+    }
+    device.plugin = plugin;
+    device.information =
+        deviceInformation(identified.outcome.results.value(QStringLiteral("deviceInformation")))
+            .value_or(DeviceInformation());
+    device.modelName = configurationModelName(device.information).value_or(QString());
+    device.configuration = session.describe(*plugin).configuration;
+    device.rangeText = rangeText(device.configuration, device.modelName);
+    session.startFaults();
+    return device;
+}
+
+TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
+                       const QString& work, const QString& folder, const QString& name, int timeout)
+{
+    TakenBackup taken;
+    const QList<BackupRangeItem> items =
+        backupRangeItems(QRegularExpression(backupRangePattern()), device.rangeText);
+    ProgressDisplay progress(console, work, backupRange(items).value_or(BackupRange()).count);
+    OrderTerms terms;
+    terms.timeout = timeout;
+    terms.onInstruction = [&taken, &progress](const QString& instruction, const QVariantMap& /*arguments*/,
+                                              const DOrderOutcome& outcome) {
+        if (instruction != c_read || !outcome.ok)
+            return;
+        taken.registers += outcome.results.value(QStringLiteral("values")).toList().size();
+        progress.show(taken.registers);
+    };
+    taken.end = session.runOrder(
+        *device.plugin, c_backup,
+        {{QStringLiteral("folderPath"), folder}, {QStringLiteral("backupName"), name}}, terms);
+    taken.elapsed = progress.elapsed();
+    const QVariantMap results = taken.end.outcome.results;
+    if (taken.end.code == ExitCode::Done)
+        taken.filePath = results.value(QStringLiteral("filePath")).toString();
+    else
+        taken.error =
+            failureText(results.value(QStringLiteral("errorMessage")).toString(), taken.end.outcome);
+    return taken;
+}
+
+ControllerRegisters readController(BenchSession& session, const BackupDevice& device, Console& console,
+                                   const QString& work, int timeout)
+{
+    const QTemporaryDir folder;
+    ControllerRegisters controller{
+        takeBackup(session, device, console, work, folder.path(), QString(), timeout), {}};
+    if (controller.taken.filePath.isEmpty())
+        return controller;
+    const BackupSource source = readBackupFile(controller.taken.filePath, nullptr);
+    controller.file = source.file;
+    if (source.problem.isSet()) {
+        controller.taken.end.code = ExitCode::CommandFailed;
+        controller.taken.error = source.problem.detail;
+    }
+    return controller;
+}
+
+QString failureText(const QString& message, const DOrderOutcome& outcome)
+{
+    const QString& reason = outcome.errorMessage;
+    // A command that ended itself has said why, and its order knows nothing better.
+    if (!message.isEmpty() && (reason.isEmpty() || outcome.errorCode == IMessenger::CeEcInternal))
+        return message;
+    if (message.isEmpty())
+        return reason;
+    return QStringLiteral("%1 (%2)").arg(message, reason);
+}
+
+void tellFailure(Console& console, const QString& what, const QString& error, const OrderEnd& end,
+                 int timeout)
+{
+    if (end.code == ExitCode::Interrupted) {
+        console.error(QStringLiteral("%1: interrupted").arg(what));
+        return;
+    }
+    console.error(QStringLiteral("%1: %2").arg(what, error));
+    if (end.code == ExitCode::Refused)
+        console.hint(QStringLiteral("check the range of the model's registers in the configuration"));
+    else if (end.code == ExitCode::TimedOut && timeout > 0)
+        console.hint(QStringLiteral("the time of the whole order may have been up (--timeout)"));
+    else if (!remedyFor(end.code).isEmpty())
+        console.hint(remedyFor(end.code));
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "applications/bench/backup/backup_source.h"
+#include "applications/bench/core/bench_session.h"
+
+#include <QStringList>
+
+// The device whose registers are backed up or restored, identified.
+struct BackupDevice
+{
+    // Null when it cannot be had, which has been told; `code` says why.
+    DAbstractPlugin* plugin = nullptr;
+    ExitCode code = ExitCode::Done;
+    DeviceInformation information;
+    QString modelName; // of the configuration; empty when the controller's generation has none
+    QString rangeText; // which registers, as the configuration has it; may be empty
+    QJsonObject configuration;
+};
+
+// Opens the session, takes the device that the options name and asks who it is. It must have these
+// commands. Faults of the options begin after this.
+BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands);
+
+// How the plug-in's command "backup" ended.
+struct TakenBackup
+{
+    OrderEnd end;
+    QString filePath; // empty unless the file was written
+    int registers = 0;
+    qint64 elapsed = 0; // ms
+    QString error;      // empty unless it failed
+};
+
+// Runs the command "backup" and shows how it goes on as `work`. `folder` is a whole path; `timeout` as in
+// OrderTerms. Nothing is told but progress.
+TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
+                       const QString& work, const QString& folder, const QString& name, int timeout);
+
+// The same, and what the file holds, which is not kept.
+struct ControllerRegisters
+{
+    TakenBackup taken;
+    BackupFile file;
+};
+ControllerRegisters readController(BenchSession& session, const BackupDevice& device, Console& console,
+                                   const QString& work, int timeout);
+
+// The catalogue's text and what the order says, when they are not the same.
+QString failureText(const QString& message, const DOrderOutcome& outcome);
+// Tells why an order did not do what it should; `what` is "the backup was interrupted" or the like.
+void tellFailure(Console& console, const QString& what, const QString& error, const OrderEnd& end,
+                 int timeout);

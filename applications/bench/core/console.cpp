@@ -1,0 +1,181 @@
+#include "applications/bench/core/console.h"
+
+#include "applications/bench/core/log_line.h"
+
+#include <QtGlobal>
+
+#include <cstdio>
+#include <utility>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <sys/ioctl.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+Console* s_console = nullptr;
+
+bool isTerminal(FILE* stream)
+{
+#ifdef Q_OS_WIN
+    return _isatty(_fileno(stream)) != 0;
+#else
+    return isatty(fileno(stream)) != 0;
+#endif
+}
+
+bool wantsColour(FILE* stream)
+{
+    return isTerminal(stream) && qEnvironmentVariableIsEmpty("NO_COLOR");
+}
+
+QString withColour(const QString& text, Console::Tint tint)
+{
+    switch (tint) {
+    case Console::Tint::Good:
+        return QStringLiteral("\x1b[32m%1\x1b[0m").arg(text);
+    case Console::Tint::Doubtful:
+        return QStringLiteral("\x1b[33m%1\x1b[0m").arg(text);
+    case Console::Tint::Bad:
+        return QStringLiteral("\x1b[31m%1\x1b[0m").arg(text);
+    case Console::Tint::None:
+        break;
+    }
+    return text;
+}
+
+void write(FILE* stream, const QByteArray& bytes)
+{
+    // A full disk or a closed pipe shows in the reader's hands; there is nowhere left to tell it.
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+Console::Console(bool verbose, bool quiet)
+    : m_verbose(verbose)
+    , m_quiet(quiet)
+    , m_errorTerminal(isTerminal(stderr))
+    , m_outColour(wantsColour(stdout))
+    , m_errorColour(wantsColour(stderr))
+    , m_previousHandler(qInstallMessageHandler(&Console::handleLogMessage))
+{
+    s_console = this;
+}
+
+Console::~Console()
+{
+    clearProgress();
+    tellRepeats();
+    qInstallMessageHandler(m_previousHandler);
+    s_console = nullptr;
+}
+
+void Console::out(const QString& text)
+{
+    clearProgress();
+    write(stdout, text.toUtf8());
+}
+
+void Console::out(const QByteArray& utf8)
+{
+    clearProgress();
+    write(stdout, utf8);
+}
+
+QString Console::tinted(const QString& text, Tint tint) const
+{
+    return m_outColour ? withColour(text, tint) : text;
+}
+
+void Console::error(const QString& text)
+{
+    message(QStringLiteral("error: "), Tint::Bad, text);
+}
+
+void Console::warning(const QString& text)
+{
+    if (!m_quiet)
+        message(QStringLiteral("warning: "), Tint::Doubtful, text);
+}
+
+void Console::hint(const QString& text)
+{
+    if (!m_quiet)
+        message(QStringLiteral("hint: "), Tint::None, text);
+}
+
+void Console::note(const QString& text)
+{
+    if (m_verbose)
+        message({}, Tint::None, text);
+}
+
+void Console::progress(const QString& text)
+{
+    if (m_quiet)
+        return;
+    if (!m_errorTerminal) {
+        message({}, Tint::None, text);
+        return;
+    }
+    // Blanks and no control sequence: every terminal knows them.
+    write(stderr, QStringLiteral("\r%1").arg(text.leftJustified(m_progressLength)).toUtf8());
+    m_progressLength = text.size();
+}
+
+void Console::clearProgress()
+{
+    const int length = std::exchange(m_progressLength, 0);
+    if (length > 0)
+        write(stderr, QByteArray("\r") + QByteArray(length, ' ') + "\r");
+}
+
+int Console::errorColumns()
+{
+    constexpr int c_commonColumns = 80;
+#ifndef Q_OS_WIN
+    winsize size{};
+    if (ioctl(fileno(stderr), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+#endif
+    return c_commonColumns;
+}
+
+void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    Q_UNUSED(context)
+    if (s_console == nullptr || !showsLogLine(type, s_console->m_verbose, s_console->m_quiet))
+        return;
+    const Tint tint = type == QtCriticalMsg || type == QtFatalMsg ? Tint::Bad
+                      : type == QtWarningMsg                      ? Tint::Doubtful
+                                                                  : Tint::None;
+    const QString line = readableLogLine(message, s_console->m_verbose);
+    if (line == s_console->m_lastLogLine) {
+        ++s_console->m_repeats;
+        return;
+    }
+    s_console->message(QStringLiteral("log: "), tint, line);
+    s_console->m_lastLogLine = line;
+}
+
+void Console::tellRepeats()
+{
+    const int repeats = std::exchange(m_repeats, 0);
+    m_lastLogLine.clear();
+    if (repeats > 0)
+        message(QStringLiteral("log: "), Tint::None, QStringLiteral("the same %1 times more").arg(repeats));
+}
+
+void Console::message(const QString& kind, Tint tint, const QString& text)
+{
+    clearProgress();
+    tellRepeats();
+    write(stderr, QStringLiteral("mdc-bench: %1%2\n")
+                      .arg(m_errorColour ? withColour(kind, tint) : kind, text)
+                      .toUtf8());
+}

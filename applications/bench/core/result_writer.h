@@ -1,0 +1,37 @@
+#pragma once
+
+#include "applications/bench/core/console.h"
+#include "applications/bench/core/output_format.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+
+// Writes values and records to standard output in the form that was asked for.
+class ResultWriter
+{
+public:
+    ResultWriter(Console& console, OutputFormat format);
+
+    // The results of a command that has ended: a table, or a line each; nothing for Json.
+    void results(const QList<NamedValue>& values);
+    // An update of a command that goes on: as above with the time in front, and for Json kept for
+    // the document.
+    void update(const QList<NamedValue>& values);
+    // One JSON document with "v" and "time" and these members; only for Json.
+    void document(const QJsonObject& members);
+    // A record of a list: one line for JsonLines, nothing for the other forms.
+    void record(const QString& name, const QJsonObject& value);
+    // The updates so far, oldest first, as {"time", "values"}; empty unless Json.
+    QJsonArray updates() const { return m_updates; }
+
+private:
+    void lines(const QList<NamedValue>& values);
+
+    Console& m_console;
+    OutputFormat m_format;
+    quint64 m_sequence = 0;
+    QJsonArray m_updates;
+};
+
+// By name, as JSON.
+QJsonObject toJson(const QList<NamedValue>& values);

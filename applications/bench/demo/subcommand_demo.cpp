@@ -1,0 +1,293 @@
+#include "applications/bench/check/command_requirements.h"
+#include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/subcommands.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <QJsonArray>
+
+namespace {
+
+constexpr quint16 c_shownDirection = 1; // loosening; 0 is where the controller starts
+constexpr quint16 c_shownProgram = 3;
+constexpr quint16 c_shownAlarm = 12;
+
+// The configured protocol address of a channel; -1 when it has none.
+int registerOf(const QJsonObject& configuration, const QString& channelName)
+{
+    const QJsonArray channels = configuration.value(QLatin1String("channels")).toArray();
+    for (const QJsonValue& channel : channels) {
+        if (channel.toObject().value(QLatin1String("id")).toString() != channelName)
+            continue;
+        const QJsonArray entries = channel.toObject().value(QLatin1String("value")).toArray();
+        for (const QJsonValue& entry : entries) {
+            if (entry.toObject().value(QLatin1String("id")).toString() == QLatin1String("register"))
+                return entry.toObject().value(QLatin1String("value")).toInt(-1);
+        }
+    }
+    return -1;
+}
+
+QString argumentsText(const QVariantMap& arguments)
+{
+    QString text;
+    for (auto it = arguments.cbegin(); it != arguments.cend(); ++it)
+        text += QStringLiteral(" %1=%2").arg(it.key(), valueText(it.value()));
+    return text;
+}
+
+QString wireText(const ControllerWrite& write)
+{
+    QStringList values;
+    for (const quint16 value : write.values)
+        values.append(QString::number(value));
+    return QStringLiteral("%1 written to register %2, %3")
+        .arg(values.join(QLatin1Char(' ')))
+        .arg(write.address)
+        .arg(write.isAccepted() ? QStringLiteral("accepted")
+                                : QStringLiteral("refused with exception %1").arg(write.exception));
+}
+
+// One demonstration over one transport.
+class Demonstration
+{
+public:
+    Demonstration(const BenchOptions& options, Console& console, Interrupt& interrupt)
+        : m_options(options)
+        , m_console(console)
+        , m_session(options, console, interrupt)
+    {}
+
+    ExitCode run()
+    {
+        const ExitCode opened = m_session.open();
+        if (opened != ExitCode::Done)
+            return opened;
+        m_device = m_session.chosenObject();
+        if (m_device == nullptr || m_session.simulator() == nullptr) {
+            m_console.error(QStringLiteral("the bundled configuration has no device to show"));
+            return ExitCode::Configuration;
+        }
+        m_session.startFaults();
+        introduce();
+        // Each step builds on the one before it.
+        using Step = void (Demonstration::*)();
+        const Step steps[] = {&Demonstration::showGetInfo, &Demonstration::showSetDirection,
+                              &Demonstration::showSetProgram, &Demonstration::showResetAlarm,
+                              &Demonstration::showGetRegister};
+        for (const Step step : steps) {
+            (this->*step)();
+            if (m_code != ExitCode::Done)
+                return m_code;
+        }
+        return m_code;
+    }
+
+    int orderCount() const { return m_orders; }
+
+private:
+    SimulatedController& controller() { return m_session.simulator()->controller(); }
+
+    void introduce()
+    {
+        const bool isTcp = m_options.simulation == BenchOptions::Simulation::Tcp;
+        const DAbstractPlugin* const driver = m_session.driverOf(*m_device);
+        m_console.out(
+            QStringLiteral("%1\n\nThe controller is simulated inside this program: %2 (profile %3).\n"
+                           "Orders go to the object \"%4\" (%5). It asks its driver \"%6\"\n"
+                           "(%7) to read and write the controller's registers\n"
+                           "at %8.\n")
+                .arg(isTcp ? QStringLiteral("=== Modbus TCP ===")
+                           : QStringLiteral("=== Modbus RTU, on a pair of pseudo-terminals ==="),
+                     controller().profile().title(), controller().profile().name, m_device->getName(),
+                     m_device->pluginName(), driver == nullptr ? QString() : driver->getName(),
+                     driver == nullptr ? QString() : driver->pluginName(),
+                     driver == nullptr
+                         ? QString()
+                         : driver->getProperty(QStringLiteral("address"), QVariant()).toString()));
+    }
+
+    // Runs the order and prints what became of it; false when it did not succeed.
+    bool show(const QString& command, const QVariantMap& arguments, const QString& purpose)
+    {
+        controller().clearWrites();
+        const qint64 requests = m_session.simulator()->faults().requestCount();
+        m_console.out(QStringLiteral("\n%1. %2%3\n").arg(++m_orders).arg(command, argumentsText(arguments)));
+        line(QStringLiteral("asked"), purpose);
+        m_end = m_session.runOrder(*m_device, command, arguments);
+        const QList<ControllerWrite> writes = controller().writes();
+        for (const ControllerWrite& write : writes)
+            line(QStringLiteral("wire"), wireText(write));
+        if (writes.isEmpty())
+            line(QStringLiteral("wire"), QStringLiteral("requests: %1, nothing written")
+                                             .arg(m_session.simulator()->faults().requestCount() - requests));
+        QList<NamedValue> values;
+        for (auto it = m_end.outcome.results.cbegin(); it != m_end.outcome.results.cend(); ++it)
+            values.append({it.key(), it.value()});
+        const QList<QStringList> rows = valueRows(values);
+        for (const QStringList& row : rows)
+            line(QStringLiteral("result"), row.join(QStringLiteral(" = ")));
+        if (rows.isEmpty() && m_end.code == ExitCode::Done)
+            line(QStringLiteral("result"), QStringLiteral("none: this command only succeeds or fails"));
+        if (m_end.code == ExitCode::Done)
+            return true;
+        m_code = m_end.code;
+        m_console.error(QStringLiteral("\"%1\" failed: %2").arg(command, m_end.outcome.errorMessage));
+        return false;
+    }
+
+    void line(const QString& label, const QString& text)
+    {
+        m_console.out(QStringLiteral("   %1 %2\n").arg(label.leftJustified(8), text));
+    }
+
+    void expect(bool met, const QString& what, const QString& found)
+    {
+        line(QStringLiteral("check"),
+             QStringLiteral("%1: %2").arg(
+                 what, met ? m_console.tinted(QStringLiteral("yes"), Console::Tint::Good)
+                           : m_console.tinted(QStringLiteral("NO, ") + found, Console::Tint::Bad)));
+        if (met)
+            return;
+        m_code = ExitCode::CommandFailed;
+        m_console.error(QStringLiteral("not as expected: %1: %2").arg(what, found));
+    }
+
+    // The write that a command should have caused, and no other.
+    void expectWrite(const QString& channel, quint16 value)
+    {
+        const int address = registerOf(m_session.describe(*m_device).configuration, channel);
+        const QList<ControllerWrite> writes = controller().writes();
+        const bool met = writes.size() == 1 && writes.constFirst().isAccepted() &&
+                         writes.constFirst().address == address &&
+                         writes.constFirst().values == QVector<quint16>{value};
+        expect(met,
+               QStringLiteral("register %1 (channel \"%2\") was written once with %3")
+                   .arg(address)
+                   .arg(channel)
+                   .arg(value),
+               writes.isEmpty() ? QStringLiteral("nothing was written")
+                                : QStringLiteral("%1 writes, the first %2")
+                                      .arg(writes.size())
+                                      .arg(writes.constFirst().toText()));
+    }
+
+    QString suffix()
+    {
+        return generationSuffix(
+            m_device->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt());
+    }
+
+    void showGetInfo()
+    {
+        const QString reference = m_session.describe(*m_device).reference;
+        if (!show(QStringLiteral("getInfo"), {{QStringLiteral("reference"), reference}},
+                  QStringLiteral("who are you? (the reference chooses the table of tools)")))
+            return;
+        const int generation = m_device->getProperty(QStringLiteral("softwareVersion"), QVariant()).toInt();
+        expect(
+            generation == controller().profile().generation(),
+            QStringLiteral("software generation %1 was recognised").arg(controller().profile().generation()),
+            QStringLiteral("it is %1").arg(generation));
+        line(QStringLiteral("so"),
+             suffix().isEmpty()
+                 ? QStringLiteral("channels are looked up by their plain names from now on")
+                 : QStringLiteral("channels are looked up with \"%1\" behind their names from now on")
+                       .arg(suffix()));
+    }
+
+    void showSetDirection()
+    {
+        if (!show(QStringLiteral("setDirection"), {{QStringLiteral("direction"), uint{c_shownDirection}}},
+                  QStringLiteral("turn the other way (0 fastening, 1 loosening)")))
+            return;
+        expectWrite(QStringLiteral("directionChange") + suffix(), c_shownDirection);
+        expect(controller().direction() == c_shownDirection,
+               QStringLiteral("the controller turns the other way"),
+               QStringLiteral("its direction is %1").arg(controller().direction()));
+    }
+
+    void showSetProgram()
+    {
+        if (!show(QStringLiteral("setProgram"), {{QStringLiteral("program"), uint{c_shownProgram}}},
+                  QStringLiteral("tighten with program %1 from now on").arg(c_shownProgram)))
+            return;
+        expectWrite(QStringLiteral("presetChange") + suffix(), c_shownProgram);
+        expect(controller().currentPreset() == c_shownProgram,
+               QStringLiteral("the controller uses program %1").arg(c_shownProgram),
+               QStringLiteral("it uses %1").arg(controller().currentPreset()));
+    }
+
+    void showResetAlarm()
+    {
+        controller().raiseAlarm(c_shownAlarm);
+        if (!show(QStringLiteral("resetAlarm"), {},
+                  QStringLiteral("clear the alarm (alarm %1 was raised in the controller just now)")
+                      .arg(c_shownAlarm)))
+            return;
+        expectWrite(QStringLiteral("alarmReset"), 1);
+        expect(controller().alarm() == 0, QStringLiteral("the alarm is gone"),
+               QStringLiteral("alarm %1 is active").arg(controller().alarm()));
+    }
+
+    void showGetRegister()
+    {
+        const QString channel = QStringLiteral("direction");
+        if (!show(QStringLiteral("getRegister"), {{QStringLiteral("channel"), channel}},
+                  QStringLiteral("which way do you turn? (channel \"%1\", register %2)")
+                      .arg(channel + suffix())
+                      .arg(registerOf(m_session.describe(*m_device).configuration, channel + suffix()))))
+            return;
+        const QVariant values = m_end.outcome.results.value(QStringLiteral("values"));
+        const QVariantList list = values.toList();
+        expect(list.size() == 1 && list.constFirst().toInt() == c_shownDirection,
+               QStringLiteral("what step 2 wrote is read back"),
+               QStringLiteral("it is %1").arg(valueText(values)));
+    }
+
+    const BenchOptions& m_options;
+    Console& m_console;
+    BenchSession m_session;
+    DAbstractPlugin* m_device = nullptr;
+    OrderEnd m_end;
+    ExitCode m_code = ExitCode::Done;
+    int m_orders = 0;
+};
+
+} // namespace
+
+ExitCode runDemo(const BenchOptions& options, Console& console, Interrupt& interrupt)
+{
+    QList<BenchOptions::Simulation> transports;
+    if (options.demoTcp)
+        transports.append(BenchOptions::Simulation::Tcp);
+    if (options.demoRtu)
+        transports.append(BenchOptions::Simulation::Rtu);
+    int orders = 0;
+    for (const BenchOptions::Simulation transport : std::as_const(transports)) {
+        BenchOptions one = options;
+        one.simulation = transport;
+        if (orders > 0)
+            console.out(QStringLiteral("\n"));
+        Demonstration demonstration(one, console, interrupt);
+        const ExitCode code = demonstration.run();
+        orders += demonstration.orderCount();
+        if (code != ExitCode::Done)
+            return code;
+    }
+    console.out(
+        QStringLiteral("\n%1 orders, all as expected.\n"
+                       "\n"
+                       "What to try next:\n"
+                       "  mdc-bench commands                               what else can be run\n"
+                       "  mdc-bench run getRegister channel=currentPreset  one command by itself\n"
+                       "  mdc-bench run setProgram program=0               a refusal (exit code 7)\n"
+                       "  mdc-bench run setProgram program=3 --fault no-answer   an uncertain outcome (9)\n"
+                       "  mdc-bench backup                                 save all registers to a file\n"
+                       "  mdc-bench restore FILE --presets 1-3 --dry-run   what writing them back would do\n"
+                       "  mdc-bench check                                  look a configuration over\n"
+                       "With a controller of your own: mdc-bench --config FILE check, then run.\n")
+            .arg(orders));
+    return ExitCode::Done;
+}

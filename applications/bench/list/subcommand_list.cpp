@@ -1,0 +1,134 @@
+#include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/result_writer.h"
+#include "applications/bench/core/subcommands.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_utilities/version.h>
+#include <QFileInfo>
+#include <QJsonArray>
+
+namespace {
+
+QString typeName(IPlugin::Type type)
+{
+    return type == IPlugin::CeTypeDriver ? QStringLiteral("driver") : QStringLiteral("device");
+}
+
+QVariantMap statisticsOf(const DAbstractPlugin& plugin)
+{
+    return plugin.getProperty(QStringLiteral("statistics"), QVariant()).toMap();
+}
+
+QJsonObject objectAsJson(const BenchSession& session, const DAbstractPlugin& plugin)
+{
+    QJsonObject object{{QStringLiteral("id"), plugin.objectUuid().toString()},
+                       {QStringLiteral("name"), plugin.getName()},
+                       {QStringLiteral("type"), typeName(plugin.pluginType())},
+                       {QStringLiteral("plugin"), plugin.pluginName()},
+                       {QStringLiteral("pluginId"), plugin.pluginUuid().toString()},
+                       {QStringLiteral("version"), versionToString(plugin.pluginVersion())}};
+    const DAbstractPlugin* const driver = session.driverOf(plugin);
+    if (driver != nullptr) {
+        object.insert(QStringLiteral("connected"),
+                      driver->getProperty(QStringLiteral("connected"), QVariant(false)).toBool());
+        object.insert(QStringLiteral("address"),
+                      driver->getProperty(QStringLiteral("address"), QVariant()).toString());
+    }
+    if (plugin.pluginType() == IPlugin::CeTypeDriver)
+        object.insert(QStringLiteral("statistics"), toJson(statisticsOf(plugin)));
+    else if (driver != nullptr)
+        object.insert(QStringLiteral("driver"), driver->getName());
+    return object;
+}
+
+QString linkText(const Console& console, const DAbstractPlugin* driver)
+{
+    if (driver == nullptr)
+        return QStringLiteral("no driver");
+    const bool connected = driver->getProperty(QStringLiteral("connected"), QVariant(false)).toBool();
+    return connected ? console.tinted(QStringLiteral("connected"), Console::Tint::Good)
+                     : console.tinted(QStringLiteral("not connected"), Console::Tint::Bad);
+}
+
+// 0.4312 as "0.431": more digits of a time in milliseconds are noise.
+QString statisticText(const QVariant& value)
+{
+    return value.userType() == QMetaType::Double ? QString::number(value.toDouble(), 'f', 3)
+                                                 : valueText(value);
+}
+
+void printTables(Console& console, const BenchSession& session, const QList<DAbstractPlugin*>& plugins,
+                 const QList<DPluginReport>& reports)
+{
+    QList<QStringList> rows;
+    for (const DAbstractPlugin* const plugin : plugins) {
+        const DAbstractPlugin* const driver = session.driverOf(*plugin);
+        const bool isDriver = plugin->pluginType() == IPlugin::CeTypeDriver;
+        rows.append({plugin->getName(), typeName(plugin->pluginType()), plugin->pluginName(),
+                     isDriver || driver == nullptr ? QStringLiteral("-") : driver->getName(),
+                     driver == nullptr
+                         ? QStringLiteral("-")
+                         : driver->getProperty(QStringLiteral("address"), QVariant()).toString(),
+                     linkText(console, driver)});
+    }
+    console.out(formatTable({QStringLiteral("OBJECT"), QStringLiteral("TYPE"), QStringLiteral("PLUG-IN"),
+                             QStringLiteral("DRIVER"), QStringLiteral("ADDRESS"), QStringLiteral("LINK")},
+                            rows));
+    rows.clear();
+    for (const DPluginReport& report : reports)
+        rows.append({QFileInfo(report.file).fileName(),
+                     report.error.isEmpty() ? report.name : QStringLiteral("-"),
+                     report.error.isEmpty() ? versionToString(report.version) : QStringLiteral("-"),
+                     report.error.isEmpty() ? QStringLiteral("loaded") : report.error});
+    console.out(QLatin1Char('\n') + formatTable({QStringLiteral("PLUG-IN FILE"), QStringLiteral("NAME"),
+                                                 QStringLiteral("VERSION"), QStringLiteral("STATE")},
+                                                rows));
+    for (const DAbstractPlugin* const plugin : plugins) {
+        const QVariantMap statistics = statisticsOf(*plugin);
+        if (statistics.isEmpty())
+            continue;
+        rows.clear();
+        for (auto it = statistics.cbegin(); it != statistics.cend(); ++it)
+            rows.append({QStringLiteral("  ") + it.key(), statisticText(it.value())});
+        console.out(
+            QStringLiteral("\nStatistics of \"%1\" since this program started:\n").arg(plugin->getName()) +
+            formatTable({}, rows));
+    }
+}
+
+} // namespace
+
+ExitCode runList(const BenchOptions& options, Console& console, Interrupt& interrupt)
+{
+    BenchSession session(options, console, interrupt);
+    const ExitCode opened = session.open();
+    if (opened != ExitCode::Done)
+        return opened;
+    session.startFaults();
+    session.waitForLinks(options.timeout);
+    if (interrupt.requested())
+        return ExitCode::Interrupted;
+
+    QList<DAbstractPlugin*> plugins;
+    const QList<QUuid> uuids = session.host().objectUuids();
+    for (const QUuid& uuid : uuids)
+        plugins.append(session.host().findInstance(uuid));
+    const QList<DPluginReport> reports = session.host().pluginReports();
+    if (options.format == OutputFormat::Table)
+        printTables(console, session, plugins, reports);
+
+    ResultWriter writer(console, options.format);
+    QJsonArray objects;
+    for (const DAbstractPlugin* const plugin : std::as_const(plugins)) {
+        objects.append(objectAsJson(session, *plugin));
+        writer.record(plugin->getName(), objectAsJson(session, *plugin));
+    }
+    QJsonArray files;
+    for (const DPluginReport& report : reports)
+        files.append(QJsonObject{{QStringLiteral("file"), report.file},
+                                 {QStringLiteral("name"), report.name},
+                                 {QStringLiteral("version"), versionToString(report.version)},
+                                 {QStringLiteral("error"), report.error}});
+    writer.document({{QStringLiteral("objects"), objects}, {QStringLiteral("plugins"), files}});
+    return ExitCode::Done;
+}

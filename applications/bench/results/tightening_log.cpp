@@ -1,0 +1,157 @@
+#include "applications/bench/results/tightening_log.h"
+
+#include <QFileInfo>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+// Down to the disk, not only to the operating system.
+bool synchronise(const QFile& file)
+{
+#ifdef Q_OS_WIN
+    return _commit(file.handle()) == 0;
+#else
+    return fsync(file.handle()) == 0;
+#endif
+}
+
+QString failure(const QFile& file, const QString& what)
+{
+    return QStringLiteral("%1 cannot be %2: %3").arg(file.fileName(), what, file.errorString());
+}
+
+} // namespace
+
+TighteningLog::TighteningLog(const QString& path, const TighteningLayout& layout, qint64 rotateSize, int keep)
+    : m_path(path)
+    , m_layout(layout)
+    , m_rotateSize(rotateSize)
+    , m_keep(keep)
+    , m_lock(path + QStringLiteral(".lock"))
+{
+    // As long as its process lives, however old: a quiet log is no abandoned one.
+    m_lock.setStaleLockTime(0);
+}
+
+QString TighteningLog::rotatedName(int number) const
+{
+    return QStringLiteral("%1.%2").arg(m_path).arg(number);
+}
+
+bool TighteningLog::open(QString* error)
+{
+    if (!m_lock.tryLock()) {
+        *error = m_lock.error() == QLockFile::LockFailedError
+                     ? QStringLiteral("%1 is written by another program (%2.lock)").arg(m_path, m_path)
+                     : QStringLiteral("%1.lock cannot be made in %2")
+                           .arg(m_path, QFileInfo(m_path).absolutePath());
+        return false;
+    }
+    return openFile(error) && repair(error);
+}
+
+bool TighteningLog::openFile(QString* error)
+{
+    // A pipe or a terminal can neither be read back nor repaired.
+    const QFileInfo info(m_path);
+    if (info.exists() && !info.isFile()) {
+        *error = QStringLiteral("%1 is no file").arg(m_path);
+        return false;
+    }
+    m_file.setFileName(m_path);
+    // Unbuffered: what could not be written must not come out of a buffer later, behind the next line.
+    if (m_file.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
+        return true;
+    *error = failure(m_file, QStringLiteral("opened"));
+    return false;
+}
+
+std::optional<TighteningLedger::State> TighteningLog::newestState(const QByteArray& content) const
+{
+    const QList<QByteArray> lines = content.split('\n');
+    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
+        std::optional<TighteningLedger::State> state = tighteningState(*it, m_layout.format);
+        if (state)
+            return state;
+    }
+    return std::nullopt;
+}
+
+bool TighteningLog::repair(QString* error)
+{
+    m_file.seek(0);
+    QByteArray content = m_file.readAll();
+    const auto whole = content.lastIndexOf('\n') + 1;
+    if (whole != content.size()) {
+        m_notes.append(QStringLiteral("%1: a torn last line of %2 bytes was cut off")
+                           .arg(m_path)
+                           .arg(content.size() - whole));
+        content.truncate(whole);
+        if (!m_file.resize(whole) || !synchronise(m_file)) {
+            *error = failure(m_file, QStringLiteral("repaired"));
+            return false;
+        }
+    }
+    m_lastState = newestState(content);
+    if (!content.isEmpty() && !m_lastState && content != tighteningHeader(m_layout)) {
+        *error = QStringLiteral("%1 holds something else than this log: name another file").arg(m_path);
+        return false;
+    }
+    // The program may have ended between making room and the first line.
+    for (int number = 1; !m_lastState && number <= m_keep; ++number) {
+        QFile rotated(rotatedName(number));
+        if (rotated.open(QIODevice::ReadOnly))
+            m_lastState = newestState(rotated.readAll());
+    }
+    const QByteArray header = tighteningHeader(m_layout);
+    if (!content.isEmpty() && !content.startsWith(header)) {
+        m_notes.append(QStringLiteral("%1 has other columns: a new file is begun").arg(m_path));
+        return rotate(error);
+    }
+    return !content.isEmpty() || header.isEmpty() || write(header, error);
+}
+
+bool TighteningLog::append(const TighteningLine& line, QString* error)
+{
+    const QByteArray text = tighteningText(line, m_layout);
+    const auto headerSize = tighteningHeader(m_layout).size();
+    const bool isFull =
+        m_rotateSize > 0 && m_file.size() > headerSize && m_file.size() + text.size() > m_rotateSize;
+    if (isFull && !rotate(error))
+        return false;
+    return write(text, error);
+}
+
+bool TighteningLog::rotate(QString* error)
+{
+    m_file.close();
+    QFile::remove(rotatedName(m_keep));
+    for (int number = m_keep - 1; number > 0; --number) {
+        if (QFile::exists(rotatedName(number)))
+            QFile::rename(rotatedName(number), rotatedName(number + 1));
+    }
+    const bool moved = m_keep > 0 ? QFile::rename(m_path, rotatedName(1)) : QFile::remove(m_path);
+    if (!moved) {
+        *error = QStringLiteral("%1 cannot be renamed to %2").arg(m_path, rotatedName(1));
+        return false;
+    }
+    const QByteArray header = tighteningHeader(m_layout);
+    return openFile(error) && (header.isEmpty() || write(header, error));
+}
+
+bool TighteningLog::write(const QByteArray& bytes, QString* error)
+{
+    const qint64 size = m_file.size();
+    const bool isWritten = m_file.write(bytes) == bytes.size() && synchronise(m_file);
+    if (isWritten)
+        return true;
+    *error = failure(m_file, QStringLiteral("written"));
+    // Half a line must not stand before the next one. When this fails too, the next opening repairs it.
+    m_file.resize(size);
+    return false;
+}

@@ -1,0 +1,259 @@
+#include "model/backup_file.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QIODevice>
+#include <QLocale>
+#include <QSaveFile>
+#include <QStringList>
+#include <QTextStream>
+
+namespace {
+
+constexpr int c_headerLines = 5;
+constexpr int c_registerLineParts = 2;
+constexpr int c_positionDigits = 4;
+constexpr int c_usualLineLength = 12; // "A0001,65535" and the line feed
+constexpr int c_registerMaximum = 65535;
+
+const QChar c_separator = QLatin1Char(',');
+const QString c_modelKey = QStringLiteral("Driver model");
+const QString c_serialKey = QStringLiteral("Driver serial");
+const QString c_firmwareVersionKey = QStringLiteral("Firmware version");
+
+// The bytes of the text as a text stream writes them when nobody tells it an encoding.
+QByteArray encoded(const QString& text)
+{
+    QByteArray bytes;
+    QTextStream stream(&bytes, QIODevice::WriteOnly);
+    stream << text;
+    stream.flush();
+    return bytes;
+}
+
+// A date's own toString writes the digits of the system's language.
+QString dateText(const QDate& date, const QString& format)
+{
+    return QLocale::c().toString(date, format);
+}
+
+// Digits behind an optional sign: QString::toInt alone takes blanks too.
+std::optional<int> decimalNumber(const QString& text)
+{
+    const bool isSigned = text.startsWith(QLatin1Char('-')) || text.startsWith(QLatin1Char('+'));
+    for (int i = isSigned ? 1 : 0; i < text.size(); ++i) {
+        if (text.at(i) < QLatin1Char('0') || text.at(i) > QLatin1Char('9'))
+            return std::nullopt;
+    }
+    bool fits = false;
+    const int number = text.toInt(&fits);
+    return fits ? std::optional<int>(number) : std::nullopt;
+}
+
+void readHeaderLine(const QString& line, BackupHeader& header)
+{
+    const QStringList parts = line.split(c_separator);
+    if (parts.size() < 2)
+        return;
+    const QString key = parts.at(0).trimmed();
+    const QString value = parts.at(1).trimmed();
+    if (key == c_modelKey)
+        header.model = value;
+    else if (key == c_serialKey)
+        header.serial = value;
+    else if (key == c_firmwareVersionKey)
+        header.firmwareVersion = value;
+}
+
+struct RegisterLine
+{
+    int position = 0;
+    int value = 0;
+};
+
+std::optional<RegisterLine> registerLine(const QString& line)
+{
+    const QStringList parts = line.split(c_separator);
+    if (parts.size() != c_registerLineParts)
+        return std::nullopt;
+    QString position = parts.at(0).trimmed();
+    if (position.startsWith(QLatin1Char('A')))
+        position.remove(0, 1);
+    const std::optional<int> positionNumber = decimalNumber(position);
+    const std::optional<int> value = decimalNumber(parts.at(1).trimmed());
+    if (!positionNumber || !value)
+        return std::nullopt;
+    return RegisterLine{*positionNumber, *value};
+}
+
+// Why this line cannot follow what has been read; empty when it can.
+QString inconsistency(const RegisterLine& line, const BackupFile& file)
+{
+    if (file.values.isEmpty() && line.position < 1)
+        return QStringLiteral("position %1 is no register number").arg(line.position);
+    const qint64 expected = qint64{file.firstPosition} + file.values.size();
+    if (!file.values.isEmpty() && line.position != expected)
+        return QStringLiteral("position %1 stands where %2 was expected").arg(line.position).arg(expected);
+    if (line.value < 0 || line.value > c_registerMaximum)
+        return QStringLiteral("%1 is no value of a register (0 to %2)")
+            .arg(line.value)
+            .arg(c_registerMaximum);
+    if (file.values.size() >= c_backupLinesLimit)
+        return QStringLiteral("there are more than %1 register lines").arg(c_backupLinesLimit);
+    return {};
+}
+
+// Lines of a text, counted from 1.
+class LineReader
+{
+public:
+    explicit LineReader(QIODevice& device)
+        : m_stream(&device)
+    {}
+
+    // False at the end. A line above the longest one is cut: isTooLong().
+    bool next()
+    {
+        m_line = m_stream.readLine(c_backupLineLength + 1);
+        if (m_line.isNull())
+            return false;
+        ++m_number;
+        return true;
+    }
+    const QString& line() const { return m_line; }
+    int number() const { return m_number; }
+    bool isTooLong() const { return m_line.size() > c_backupLineLength; }
+
+private:
+    QTextStream m_stream;
+    QString m_line;
+    int m_number = 0;
+};
+
+BackupReading& fail(BackupReading& reading, BackupReading::Fault fault, int line, const QString& detail)
+{
+    reading.fault = fault;
+    reading.line = line;
+    reading.detail = detail;
+    return reading;
+}
+
+bool fail(QString* error, const QString& text)
+{
+    if (error != nullptr)
+        *error = text;
+    return false;
+}
+
+} // namespace
+
+QString backupText(const BackupHeader& header, const QDate& date, const QVariantList& values)
+{
+    QString text = QStringLiteral("Driver Parameter data file,\n") + c_modelKey + c_separator + header.model +
+                   QLatin1Char('\n') + c_serialKey + c_separator + header.serial + QLatin1Char('\n') +
+                   c_firmwareVersionKey + c_separator + header.firmwareVersion + QLatin1Char('\n') +
+                   QStringLiteral("Date,") + dateText(date, QStringLiteral("M/d/yyyy")) + QLatin1Char('\n');
+    text.reserve(text.size() + values.size() * c_usualLineLength);
+    // Put together by hand: with arg() and a stream these lines were half of the processor's work for a
+    // backup.
+    int position = 0;
+    for (const QVariant& value : values) {
+        const QString number = QString::number(++position);
+        text += QLatin1Char('A');
+        for (int digits = number.size(); digits < c_positionDigits; ++digits)
+            text += QLatin1Char('0');
+        text += number;
+        text += c_separator;
+        text += value.toString();
+        text += QLatin1Char('\n');
+    }
+    return text;
+}
+
+bool writeBackup(QIODevice& device, const QString& text)
+{
+    const QByteArray bytes = encoded(text);
+    return device.write(bytes) == bytes.size();
+}
+
+QString backupFilePath(const QString& folderPath, const QString& model, const QString& backupName,
+                       const QDate& date)
+{
+    return folderPath + QLatin1Char('/') + model + QLatin1Char('_') + backupName + QLatin1Char('_') +
+           dateText(date, QStringLiteral("ddMMyyyy")) + QStringLiteral(".csv");
+}
+
+// QSaveFile's commit alone does not notice a full disk: it has replaced a good file by the part that
+// fitted. So nothing is committed that was not flushed without an error.
+bool saveBackup(const QString& filePath, const QString& text, QString* error)
+{
+    const QString path = filePath.isEmpty() ? QStringLiteral("backup.csv") : filePath;
+    // Qt would take another name in its place.
+    if (path.contains(QChar(0)))
+        return fail(error, QStringLiteral("%1: a zero character is no part of a file name").arg(path));
+    // A device or a pipe would be replaced by a file.
+    const QFileInfo existing(path);
+    if (existing.exists() && !existing.isFile())
+        return fail(error, QStringLiteral("%1: is there already and is no file").arg(path));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
+        return fail(error, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    if (!writeBackup(file, text) || !file.flush() || file.error() != QFileDevice::NoError) {
+        const QString why = file.errorString();
+        file.cancelWriting();
+        return fail(error, QStringLiteral("%1: %2").arg(path, why));
+    }
+    if (!file.commit())
+        return fail(error, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    QFile check(path);
+    if (!check.open(QIODevice::ReadOnly | QIODevice::Text) || check.readAll() != encoded(text))
+        return fail(error, QStringLiteral("%1: does not hold what was written to it").arg(path));
+    return true;
+}
+
+std::optional<int> BackupFile::valueAt(int position) const
+{
+    const qint64 index = static_cast<qint64>(position) - firstPosition;
+    if (index < 0 || index >= values.size())
+        return std::nullopt;
+    return values.at(static_cast<int>(index));
+}
+
+BackupReading readBackup(QIODevice& device, const QString* wantedModel)
+{
+    BackupReading reading;
+    LineReader lines(device);
+    while (lines.next()) {
+        const bool isHeader = lines.number() <= c_headerLines;
+        if (lines.isTooLong()) {
+            return fail(reading, isHeader ? BackupReading::CeInconsistent : BackupReading::CeLineFault,
+                        lines.number(),
+                        QStringLiteral("the line is longer than %1 characters").arg(c_backupLineLength));
+        }
+        if (isHeader) {
+            readHeaderLine(lines.line(), reading.file.header);
+            if (lines.number() == c_headerLines && wantedModel != nullptr &&
+                reading.file.header.model != *wantedModel) {
+                return fail(reading, BackupReading::CeModelDiffers, 0,
+                            QStringLiteral("the backup is of the model \"%1\", not \"%2\"")
+                                .arg(reading.file.header.model, *wantedModel));
+            }
+            continue;
+        }
+        const std::optional<RegisterLine> line = registerLine(lines.line());
+        if (!line) {
+            return fail(reading, BackupReading::CeLineFault, lines.number(),
+                        QStringLiteral("\"%1\" is not \"A\" and a position, a comma and a value")
+                            .arg(lines.line().left(80)));
+        }
+        const QString problem = inconsistency(*line, reading.file);
+        if (!problem.isEmpty())
+            return fail(reading, BackupReading::CeInconsistent, lines.number(), problem);
+        if (reading.file.values.isEmpty())
+            reading.file.firstPosition = line->position;
+        reading.file.values.append(static_cast<quint16>(line->value));
+    }
+    if (reading.file.values.isEmpty())
+        return fail(reading, BackupReading::CeNoData, 0, QStringLiteral("there is no register line"));
+    return reading;
+}

@@ -1,0 +1,75 @@
+#include "model/register_block.h"
+
+#include <QStringView>
+#include <QVariantMap>
+
+#include <bit>
+#include <limits>
+#include <string_view>
+
+namespace {
+
+constexpr float c_hundredthsPerUnit = 100.0F;
+// The range of int as singles: the upper one is the first that does not fit, the lower one fits.
+constexpr float c_aboveInt = 2147483648.0F;
+constexpr float c_lowestInt = -2147483648.0F;
+
+DecodedValue fault(DecodedValue::Fault kind, const QString& message)
+{
+    return {QVariant(), kind, message};
+}
+
+// Converting what does not fit is undefined behaviour: the comparison also sorts out what is no number.
+int truncated(float number)
+{
+    const bool fits = number >= c_lowestInt && number < c_aboveInt;
+    return fits ? static_cast<int>(number) : std::numeric_limits<int>::min();
+}
+
+int hundredths(quint32 high, quint32 low)
+{
+    const quint32 pattern = (high << 16U) | (low & 0xFFFFU);
+    return truncated(std::bit_cast<float>(pattern) * c_hundredthsPerUnit);
+}
+
+} // namespace
+
+BlockParameter blockParameter(const QVariant& entry)
+{
+    const QVariantMap map = entry.toMap();
+    return {map.value(QStringLiteral("parameter_name")).toString(),
+            map.value(QStringLiteral("start_address")).toInt(),
+            map.value(QStringLiteral("end_address")).toInt(), map.value(QStringLiteral("type")).toString()};
+}
+
+int blockIndex(int address, int base)
+{
+    return static_cast<int>(static_cast<quint32>(address) - static_cast<quint32>(base));
+}
+
+DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, int lastIndex, const QString& type)
+{
+    const int count = words.size();
+    if (firstIndex < 0 || firstIndex >= count || lastIndex < 0 || lastIndex >= count) {
+        return fault(DecodedValue::CeIndexFault,
+                     QStringLiteral("ERROR: cannot parse modbus value, index is incorrect"));
+    }
+    // Compared in place: Qt's comparison is a call that takes longer than the rest.
+    const std::u16string_view typeName(QStringView(type).utf16(), static_cast<std::size_t>(type.size()));
+    if (typeName == u"int")
+        return {words.at(firstIndex), DecodedValue::CeNoFault, QString()};
+    if (typeName == u"list") {
+        const bool isBackwards = lastIndex < firstIndex;
+        return {isBackwards ? QVariantList() : words.mid(firstIndex, lastIndex - firstIndex + 1),
+                DecodedValue::CeNoFault, QString()};
+    }
+    if (typeName == u"float") {
+        if (lastIndex - firstIndex != 1) {
+            return fault(DecodedValue::CeFloatLengthFault,
+                         QStringLiteral("Erreur : type float n\u00E9cessite exactement deux registres."));
+        }
+        return {hundredths(words.at(firstIndex).toUInt(), words.at(lastIndex).toUInt()),
+                DecodedValue::CeNoFault, QString()};
+    }
+    return fault(DecodedValue::CeTypeFault, QStringLiteral("ERROR: modbus type inconnu: ") + type);
+}

@@ -1,0 +1,191 @@
+#include "tests/support/process_watch.h"
+
+#include <QDir>
+#include <QFile>
+#include <QList>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+class QObject;
+
+// Hooks that the Core library offers to debuggers; a slot each for "a QObject is made" and "is going".
+// NOLINTNEXTLINE(readability-identifier-naming, cppcoreguidelines-avoid-c-arrays)
+extern Q_CORE_EXPORT quintptr qtHookData[];
+
+namespace {
+
+constexpr int c_addQObject = 3;
+constexpr int c_removeQObject = 4;
+
+// Of the thread that opens it.
+constexpr const char* c_statistics = "/proc/thread-self/schedstat";
+// Half a minute of them.
+constexpr std::size_t c_keptSamples = 16384;
+
+std::atomic<int> s_objects{0};
+
+double milliseconds(const timeval& time)
+{
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
+}
+
+// Milliseconds. The text has nanoseconds on a processor, nanoseconds waiting for one, turns.
+double waitedOf(const QByteArray& statistics)
+{
+    return statistics.split(' ').value(1).toDouble() / 1e6;
+}
+
+} // namespace
+
+void countQtObjects()
+{
+    void (*const add)(QObject*) = [](QObject* /*object*/) { ++s_objects; };
+    void (*const remove)(QObject*) = [](QObject* /*object*/) { --s_objects; };
+    qtHookData[c_addQObject] = reinterpret_cast<quintptr>(add);
+    qtHookData[c_removeQObject] = reinterpret_cast<quintptr>(remove);
+}
+
+int liveQtObjects()
+{
+    return s_objects;
+}
+
+int openDescriptors()
+{
+    return static_cast<int>(QDir(QStringLiteral("/proc/self/fd"))
+                                .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+                                .size());
+}
+
+qint64 heapInUse()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
+}
+
+double processorTime()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
+}
+
+qint64 pagesWaitedFor()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_majflt;
+}
+
+double waitedForProcessor()
+{
+    QFile file{QLatin1String(c_statistics)};
+    return file.open(QIODevice::ReadOnly) ? waitedOf(file.readAll()) : 0;
+}
+
+bool machineIsOverloaded()
+{
+    constexpr double c_percent = 50;
+    QFile file(QStringLiteral("/proc/pressure/cpu"));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    // "some avg10=1.23 avg60=…"
+    return file.readLine().split(' ').value(1).mid(static_cast<int>(qstrlen("avg10="))).toDouble() >
+           c_percent;
+}
+
+StallWitness::StallWitness()
+    : m_statistics(open(c_statistics, O_RDONLY | O_CLOEXEC))
+    , m_samples(c_keptSamples, {m_planned, waited()})
+    , m_thread([this] { watch(); })
+{}
+
+StallWitness::~StallWitness()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_stopping.notify_one();
+    m_thread.join();
+    if (m_statistics >= 0)
+        close(m_statistics);
+}
+
+double StallWitness::disturbance(double milliseconds) const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto now = Clock::now();
+    const auto since = now - std::chrono::duration_cast<Clock::duration>(
+                                 std::chrono::duration<double, std::milli>(milliseconds));
+    // A machine that stands still lets the thread wait as well: one of the two, not both.
+    return std::min(milliseconds, std::max(waitedSince(since), stalledSince(since, now)));
+}
+
+// Of each stall what lies in that time, and of the one that lasts right now.
+double StallWitness::stalledSince(Clock::time_point since, Clock::time_point now) const
+{
+    const auto within = [since](Clock::time_point end, double milliseconds) {
+        return std::max(
+            0.0, std::min(milliseconds, std::chrono::duration<double, std::milli>(end - since).count()));
+    };
+    double stalled = within(now, std::chrono::duration<double, std::milli>(now - m_planned).count());
+    for (const Stall& stall : m_stalls)
+        stalled += within(stall.end, stall.milliseconds);
+    return stalled;
+}
+
+// Since the last sample before that time; since the oldest one when it has been overwritten.
+double StallWitness::waitedSince(Clock::time_point since) const
+{
+    std::size_t back = 1;
+    const auto sampleAt = [this, &back] {
+        return m_samples.at((m_next + m_samples.size() - back) % m_samples.size());
+    };
+    while (back < m_samples.size() && sampleAt().time > since)
+        ++back;
+    return waited() - sampleAt().waited;
+}
+
+double StallWitness::waited() const
+{
+    constexpr std::size_t c_longest = 128;
+    std::array<char, c_longest> text{};
+    const ssize_t length = m_statistics < 0 ? 0 : pread(m_statistics, text.data(), text.size(), 0);
+    return length <= 0 ? 0 : waitedOf(QByteArray(text.data(), static_cast<int>(length)));
+}
+
+void StallWitness::watch()
+{
+    constexpr std::chrono::milliseconds c_nap{2};
+    constexpr double c_noticed = 1;
+    constexpr std::size_t c_kept = 1024;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stop) {
+        m_planned = Clock::now() + c_nap;
+        if (m_stopping.wait_until(lock, m_planned, [this] { return m_stop; }))
+            return;
+        const auto now = Clock::now();
+        m_samples.at(m_next) = {now, waited()};
+        m_next = (m_next + 1) % m_samples.size();
+        const double late = std::chrono::duration<double, std::milli>(now - m_planned).count();
+        if (late < c_noticed)
+            continue;
+        m_stalls.push_back({now, late});
+        if (m_stalls.size() > c_kept)
+            m_stalls.pop_front();
+    }
+}
+
+const StallWitness& stallWitness()
+{
+    static const StallWitness c_witness;
+    return c_witness;
+}
