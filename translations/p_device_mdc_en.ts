@@ -135,5 +135,17 @@
         <source>Controller Status</source>
         <translation>Controller Status</translation>
     </message>
+    <message id="BeMaintenance_action_setProgram">
+        <source>Set program</source>
+        <translation>Set program</translation>
+    </message>
+    <message id="BeMaintenance_action_setLock">
+        <source>Tool lock</source>
+        <translation>Tool lock</translation>
+    </message>
+    <message id="BeMaintenance_action_setDirection">
+        <source>Set direction</source>
+        <translation>Set direction</translation>
+    </message>
 </context>
 </TS>

@@ -135,5 +135,17 @@
         <source>Controller Status</source>
         <translation>État du contrôleur</translation>
     </message>
+    <message id="BeMaintenance_action_setProgram">
+        <source>Set program</source>
+        <translation>Choix du programme</translation>
+    </message>
+    <message id="BeMaintenance_action_setLock">
+        <source>Tool lock</source>
+        <translation>Verrouillage de l’outil</translation>
+    </message>
+    <message id="BeMaintenance_action_setDirection">
+        <source>Set direction</source>
+        <translation>Sens de rotation</translation>
+    </message>
 </context>
 </TS>

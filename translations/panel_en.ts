@@ -63,18 +63,6 @@
         <source>The newest value is %1 old.</source>
         <translation>The newest value is %1 old.</translation>
     </message>
-    <message id="panel_action_setProgram">
-        <source>Set program</source>
-        <translation>Set program</translation>
-    </message>
-    <message id="panel_action_setLock">
-        <source>Tool lock</source>
-        <translation>Tool lock</translation>
-    </message>
-    <message id="panel_action_setDirection">
-        <source>Set direction</source>
-        <translation>Set direction</translation>
-    </message>
     <message id="panel_action_switch">
         <source>Switch a value</source>
         <translation>Switch a value</translation>

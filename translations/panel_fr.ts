@@ -63,18 +63,6 @@
         <source>The newest value is %1 old.</source>
         <translation>La valeur la plus récente date de %1.</translation>
     </message>
-    <message id="panel_action_setProgram">
-        <source>Set program</source>
-        <translation>Choix du programme</translation>
-    </message>
-    <message id="panel_action_setLock">
-        <source>Tool lock</source>
-        <translation>Verrouillage de l’outil</translation>
-    </message>
-    <message id="panel_action_setDirection">
-        <source>Set direction</source>
-        <translation>Sens de rotation</translation>
-    </message>
     <message id="panel_action_switch">
         <source>Switch a value</source>
         <translation>Changement d’une valeur</translation>

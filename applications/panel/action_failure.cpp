@@ -1,29 +1,13 @@
 #include "applications/panel/action_failure.h"
 
-#include <QMap>
+#include <QMetaClassInfo>
+#include <QMetaObject>
+#include <QObject>
 
 namespace {
 
 // Of the action's name in a title. Not for arg(), which complains where no translation is loaded.
 const QString c_place = QStringLiteral("%1");
-
-// What the operator pressed. A command without a text here is told by its name; a tap on a value runs
-// one that has none.
-QString actionName(const QString& commandName)
-{
-    static const QMap<QString, const char*> texts{
-        //% "Set program"
-        {QStringLiteral("setProgram"), QT_TRID_NOOP("panel_action_setProgram")},
-        //% "Tool lock"
-        {QStringLiteral("setLock"), QT_TRID_NOOP("panel_action_setLock")},
-        //% "Set direction"
-        {QStringLiteral("setDirection"), QT_TRID_NOOP("panel_action_setDirection")},
-        //% "Switch a value"
-        {QString(), QT_TRID_NOOP("panel_action_switch")},
-    };
-    const char* const id = texts.value(commandName, nullptr);
-    return id == nullptr ? commandName : qtTrId(id);
-}
 
 QString reasonFor(IMessenger::EnErrorCode code)
 {
@@ -61,7 +45,25 @@ QString reasonFor(IMessenger::EnErrorCode code)
 
 } // namespace
 
-ActionFailure actionFailure(const QString& commandName, const DOrderOutcome& outcome)
+QString pageInformation(const QObject& backend, const QByteArray& name)
+{
+    const QMetaObject* const type = backend.metaObject();
+    const int index = type->indexOfClassInfo(name.constData());
+    return index < 0 ? QString() : QString::fromUtf8(type->classInfo(index).value());
+}
+
+QString actionName(const QObject& backend, const QString& commandName)
+{
+    if (commandName.isEmpty())
+        //% "Switch a value"
+        return qtTrId("panel_action_switch");
+    const QString id = pageInformation(backend, "action." + commandName.toUtf8());
+    // An id without a text comes back as it is.
+    const QString text = qtTrId(id.toUtf8().constData());
+    return text == id ? commandName : text;
+}
+
+ActionFailure actionFailure(const QString& actionName, const DOrderOutcome& outcome)
 {
     if (outcome.ok && outcome.results.value(QStringLiteral("doneOk"), true).toBool())
         return {};
@@ -69,10 +71,10 @@ ActionFailure actionFailure(const QString& commandName, const DOrderOutcome& out
     failure.uncertain = outcome.errorCode == IMessenger::CeEcUncertain;
     if (failure.uncertain)
         //% "%1: not known whether it was done"
-        failure.title = qtTrId("panel_failure_uncertain").replace(c_place, actionName(commandName));
+        failure.title = qtTrId("panel_failure_uncertain").replace(c_place, actionName);
     else
         //% "%1: not done"
-        failure.title = qtTrId("panel_failure_failed").replace(c_place, actionName(commandName));
+        failure.title = qtTrId("panel_failure_failed").replace(c_place, actionName);
     failure.reason = outcome.ok ? reasonFor(IMessenger::CeEcRefused) : reasonFor(outcome.errorCode);
     failure.detail = outcome.errorMessage;
     return failure;

@@ -2,6 +2,7 @@
 
 #include <lib_plugins_management/i_host.h>
 
+#include <QByteArray>
 #include <QString>
 
 // What an operator is told of an action that was not done, or perhaps not.
@@ -14,5 +15,15 @@ struct ActionFailure
     bool uncertain = false;
 };
 
+// What a page says of itself: the value of a Q_CLASSINFO of its backend, empty when there is none.
+//   "identification"  the command that identifies the device, run with each new connection before all
+//                     others; none: nothing is to be identified
+//   "reading"         the command that reads a row
+//   "action.<name>"   the translation id of what an operator knows a command as; none: its name
+QString pageInformation(const QObject& backend, const QByteArray& name);
+
+// What an operator knows a page's command as. A tap on a value runs one without a name.
+QString actionName(const QObject& backend, const QString& commandName);
+
 // Of the end of a page's command. A command that succeeded and says "doneOk" false was not done either.
-ActionFailure actionFailure(const QString& commandName, const DOrderOutcome& outcome);
+ActionFailure actionFailure(const QString& actionName, const DOrderOutcome& outcome);

@@ -15,8 +15,6 @@ constexpr int c_identificationRetry = 2000; // ms
 
 // The folder of the host's frames and widgets is named relative to this place.
 const QString c_pageUrl = QStringLiteral("qrc:/plugins/p_device_mdc/qml/maintenance_panel.qml");
-const QString c_getInfo = QStringLiteral("getInfo");
-const QString c_getRegister = QStringLiteral("getRegister");
 
 QString errorText(const QQmlComponent& component)
 {
@@ -131,8 +129,13 @@ void PanelPage::identify()
     IHost* const host = IHost::current();
     if (host == nullptr || !isConnected())
         return;
+    const QString command = pageInformation(*m_backend, "identification");
+    if (command.isEmpty()) {
+        identityKnown();
+        return;
+    }
     m_identification = host->runCommand(
-        m_device.uuid, c_getInfo, {{QStringLiteral("reference"), m_device.reference}}, 0, this,
+        m_device.uuid, command, {{QStringLiteral("reference"), m_device.reference}}, 0, this,
         [this](quint64 orderId, const DOrderOutcome& outcome) { identified(orderId, outcome); });
 }
 
@@ -146,6 +149,11 @@ void PanelPage::identified(quint64 orderId, const DOrderOutcome& outcome)
         m_retry.start();
         return;
     }
+    identityKnown();
+}
+
+void PanelPage::identityKnown()
+{
     m_identified = true;
     if (m_outdated && !m_backend.isNull())
         forgetValues();
@@ -166,11 +174,11 @@ void PanelPage::treatmentEnded(int index, const QString& commandName, const DOrd
 {
     const bool isOfBefore = m_leftOver;
     m_leftOver = m_leftOver && m_backend->hasPendingTreatments();
-    if (commandName == c_getRegister) {
+    if (commandName == pageInformation(*m_backend, "reading")) {
         valueEnded(index, outcome.ok, isOfBefore);
         return;
     }
-    const ActionFailure failure = actionFailure(commandName, outcome);
+    const ActionFailure failure = actionFailure(actionName(*m_backend, commandName), outcome);
     if (failure.title.isEmpty())
         return;
     tellFrame("failureTitle", failure.title);

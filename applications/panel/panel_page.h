@@ -62,6 +62,7 @@ private:
     void connectionChanged();
     void identify();
     void identified(quint64 orderId, const DOrderOutcome& outcome);
+    void identityKnown();
     void treatmentEnded(int index, const QString& commandName, const DOrderOutcome& outcome);
     void tellFrame(const char* property, const QVariant& value);
 

@@ -24,8 +24,8 @@ struct Catalogue
 
 QList<Catalogue> catalogues()
 {
-    return {{"p_device_mdc", {c_sources + "/plugins/p_device_mdc", c_sources + "/applications/bench"}, 33},
-            {"panel", {c_sources + "/applications/Kivora", c_sources + "/applications/panel"}, 27}};
+    return {{"p_device_mdc", {c_sources + "/plugins/p_device_mdc", c_sources + "/applications/bench"}, 36},
+            {"panel", {c_sources + "/applications/Kivora", c_sources + "/applications/panel"}, 24}};
 }
 
 QString catalogueFile(const QString& catalogue, const QString& language)

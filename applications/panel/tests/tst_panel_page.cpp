@@ -1047,7 +1047,7 @@ void TestPanelPage::failures()
     QFETCH(QVariantMap, results);
     QFETCH(QString, title);
     const DOrderOutcome outcome{ok, static_cast<IMessenger::EnErrorCode>(code), "the detail", results};
-    const ActionFailure failure = actionFailure("setLock", outcome);
+    const ActionFailure failure = actionFailure("Tool lock", outcome);
     QCOMPARE(failure.title, title);
     QTEST(failure.reason, "reason");
     QCOMPARE(failure.uncertain, code == IMessenger::CeEcUncertain);
@@ -1148,9 +1148,16 @@ void TestPanelPage::focusFrameFollows()
 
 void TestPanelPage::actionsHaveNames()
 {
-    QTranslator translator;
-    QVERIFY(translator.load(":/translations/panel_en.qm"));
-    QVERIFY(QCoreApplication::installTranslator(&translator));
+    PageHost host;
+    Window window(host);
+    const DAbstractPluginBackend& backend = *window.page().backend();
+    QCOMPARE(actionName(backend, "setLock"), QString("setLock"));
+
+    QTranslator translators[2];
+    QVERIFY(translators[0].load(":/translations/panel_en.qm"));
+    QVERIFY(translators[1].load(":/translations/p_device_mdc_en.qm"));
+    for (QTranslator& translator : translators)
+        QVERIFY(QCoreApplication::installTranslator(&translator));
     const DOrderOutcome refused{false, IMessenger::CeEcRefused, QString(), {}};
     const QMap<QString, QString> names{{"setProgram", "Set program"},
                                        {"setLock", "Tool lock"},
@@ -1158,7 +1165,11 @@ void TestPanelPage::actionsHaveNames()
                                        {"", "Switch a value"},
                                        {"another", "another"}};
     for (auto name = names.cbegin(); name != names.cend(); ++name)
-        QCOMPARE(actionFailure(name.key(), refused).title, name.value() + ": not done");
+        QCOMPARE(actionFailure(actionName(backend, name.key()), refused).title, name.value() + ": not done");
+
+    const QObject silent;
+    QCOMPARE(pageInformation(silent, "identification"), QString());
+    QCOMPARE(actionName(silent, "setLock"), QString("setLock"));
 }
 
 void TestPanelPage::accessibleNames()

@@ -15,6 +15,16 @@
 class BeMaintenanceDeviceMdc : public DAbstractPluginBackend
 {
     Q_OBJECT
+    // For a frame around the page: the command that identifies the controller and has to come before all
+    // others, the one that reads a row, and what the operator knows the others as.
+    Q_CLASSINFO("identification", "getInfo")
+    Q_CLASSINFO("reading", "getRegister")
+    //% "Set program"
+    Q_CLASSINFO("action.setProgram", QT_TRID_NOOP("BeMaintenance_action_setProgram"))
+    //% "Tool lock"
+    Q_CLASSINFO("action.setLock", QT_TRID_NOOP("BeMaintenance_action_setLock"))
+    //% "Set direction"
+    Q_CLASSINFO("action.setDirection", QT_TRID_NOOP("BeMaintenance_action_setDirection"))
     Q_PROPERTY(QString connectionPath READ connectionPath NOTIFY connectionPathChanged FINAL)
     Q_PROPERTY(QString version READ version NOTIFY versionChanged FINAL)
     Q_PROPERTY(QVariantList deviceInfo READ deviceInfo NOTIFY channelsModelChanged FINAL)
