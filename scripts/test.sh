@@ -11,8 +11,7 @@ step "packages"
 scripts/setup.sh
 
 step "formatting"
-git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run -Werror
-echo "formatted: $(git ls-files '*.h' '*.cpp' | wc -l) files"
+scripts/format.sh --check
 
 step "build of the release, warnings as errors"
 cmake --preset release >/dev/null
