@@ -5,6 +5,8 @@
 #include <QDebug>
 #include <QJsonArray>
 
+#include <algorithm>
+
 namespace {
 
 const QString c_objects = QStringLiteral("objects");
@@ -36,10 +38,32 @@ QVariantList describe(const QList<DCommandValue>& values)
     return list;
 }
 
+// Equal with their types, at every depth: 1 and "1" are equal to QVariant, not to a reader.
+bool isSame(const QVariant& left, const QVariant& right)
+{
+    if (left.userType() != right.userType())
+        return false;
+    if (left.userType() == QMetaType::QVariantList) {
+        const QVariantList these = left.toList();
+        const QVariantList those = right.toList();
+        return std::equal(these.cbegin(), these.cend(), those.cbegin(), those.cend(), isSame);
+    }
+    if (left.userType() == QMetaType::QVariantMap) {
+        const QVariantMap these = left.toMap();
+        const QVariantMap those = right.toMap();
+        return these.keys() == those.keys() &&
+               std::equal(these.cbegin(), these.cend(), those.cbegin(), isSame);
+    }
+    return left == right;
+}
+
 } // namespace
 
 struct DAbstractPlugin::ConfigCache
 {
+    // What it was made from. Whoever else writes to the shared configuration gets a copy of the data, and
+    // the two differ; to compare them otherwise is to compare two pointers.
+    QJsonObject source;
     QHash<QString, QHash<QString, QVariant>> channels;
     QHash<QString, QVariantMap> sections;
 };
@@ -194,13 +218,11 @@ void DAbstractPlugin::setInPluginConfig(const QString& key, const QJsonValue& va
     else
         objects.replace(index, object);
     m_mainConfig->insert(c_objects, objects);
-    m_cache.reset();
 }
 
 void DAbstractPlugin::setInMainConfig(const QString& key, const QJsonValue& value)
 {
     m_mainConfig->insert(key, value);
-    m_cache.reset();
 }
 
 void DAbstractPlugin::initAbstractCommands()
@@ -254,9 +276,7 @@ bool DAbstractPlugin::isUnique() const
 void DAbstractPlugin::setProperty(const QString& name, const QVariant& value, bool persistent)
 {
     const auto it = m_properties.constFind(name);
-    // Compared with their types: 1 and "1" are equal to QVariant, not to a reader.
-    const bool same =
-        it != m_properties.cend() && it.value().userType() == value.userType() && it.value() == value;
+    const bool same = it != m_properties.cend() && isSame(it.value(), value);
     if (!same)
         m_properties.insert(name, value);
     if (!same || persistent)
@@ -287,9 +307,10 @@ QJsonObject DAbstractPlugin::pluginConfig() const
 
 const DAbstractPlugin::ConfigCache& DAbstractPlugin::cache() const
 {
-    if (m_cache)
+    if (m_cache && m_cache->source == *m_mainConfig)
         return *m_cache;
     m_cache = std::make_unique<ConfigCache>();
+    m_cache->source = *m_mainConfig;
     const QJsonObject config = pluginConfig();
     const QJsonArray channels = config.value(QLatin1String("channels")).toArray();
     for (const QJsonValue& element : channels) {

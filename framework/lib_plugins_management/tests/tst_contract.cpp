@@ -234,7 +234,10 @@ private Q_SLOTS:
     void pluginIdentity();
     void pluginProperties();
     void pluginPropertySignal();
+    void nestedPropertiesKeepTheirTypes_data();
+    void nestedPropertiesKeepTheirTypes();
     void pluginConfiguration();
+    void sharedConfigurationIsNeverStale();
     void pluginRegistry();
     void pluginRegistryRefusals();
     void pluginSaysFarewell();
@@ -944,6 +947,40 @@ void tst_Contract::pluginPropertySignal()
     QCOMPARE(changed.last().at(2), QVariant(true));
 }
 
+void tst_Contract::nestedPropertiesKeepTheirTypes_data()
+{
+    QTest::addColumn<QVariant>("before");
+    QTest::addColumn<QVariant>("after");
+    QTest::addColumn<bool>("changes");
+    const QVariantList numbers{1, 2};
+    QTest::newRow("same list") << QVariant(numbers) << QVariant(QVariantList{1, 2}) << false;
+    QTest::newRow("text in a list") << QVariant(numbers) << QVariant(QVariantList{"1", 2}) << true;
+    QTest::newRow("a type of number in a list")
+        << QVariant(numbers) << QVariant(QVariantList{1, qlonglong(2)}) << true;
+    QTest::newRow("a longer list") << QVariant(numbers) << QVariant(QVariantList{1, 2, 3}) << true;
+    QTest::newRow("a list in a list")
+        << QVariant(QVariantList{QVariant(numbers)}) << QVariant(QVariantList{QVariantList{1, "2"}}) << true;
+    const QVariantMap map{{"a", 1}};
+    QTest::newRow("same map") << QVariant(map) << QVariant(QVariantMap{{"a", 1}}) << false;
+    QTest::newRow("text in a map") << QVariant(map) << QVariant(QVariantMap{{"a", "1"}}) << true;
+    QTest::newRow("another key") << QVariant(map) << QVariant(QVariantMap{{"b", 1}}) << true;
+    QTest::newRow("a list in a map") << QVariant(QVariantMap{{"a", numbers}})
+                                     << QVariant(QVariantMap{{"a", QVariantList{1, true}}}) << true;
+    QTest::newRow("texts") << QVariant(QStringList{"1"}) << QVariant(QVariantList{"1"}) << true;
+}
+
+void tst_Contract::nestedPropertiesKeepTheirTypes()
+{
+    QFETCH(QVariant, before);
+    QFETCH(QVariant, after);
+    QFETCH(bool, changes);
+    Plugin plugin;
+    plugin.setProperty("a", before, false);
+    QSignalSpy changed(&plugin, &DAbstractPlugin::sigPropertyChanged);
+    plugin.setProperty("a", after, false);
+    QCOMPARE(changed.size(), changes ? 1 : 0);
+}
+
 void tst_Contract::pluginConfiguration()
 {
     Plugin plugin;
@@ -969,6 +1006,39 @@ void tst_Contract::pluginConfiguration()
     QVERIFY(other.getInPluginConfig("key", {}, nullptr).isNull());
     plugin.setInMainConfig("site", "x");
     QCOMPARE(other.getInMainConfig("site", {}, nullptr), QJsonValue("x"));
+}
+
+// A page and a command read one configuration through instances of their own.
+void tst_Contract::sharedConfigurationIsNeverStale()
+{
+    const QUuid uuid("{55555555-0000-0000-0000-000000000001}");
+    const QSharedPointer<QJsonObject> shared = configuration();
+    Plugin writer(uuid);
+    Plugin reader(uuid);
+    writer.setMainConfig(shared);
+    reader.setMainConfig(shared);
+    QCOMPARE(reader.configSection("parameters").value("number"), QVariant(3));
+    QVERIFY(!reader.channelInfo("new", "register").isValid());
+
+    writer.setInPluginConfig("parameters", QJsonObject{{"number", 4}});
+    QCOMPARE(reader.configSection("parameters").value("number"), QVariant(4));
+    const QJsonObject channel{{"id", "new"},
+                              {"value", QJsonArray{QJsonObject{{"id", "register"}, {"value", 7}}}}};
+    writer.setInPluginConfig("channels", QJsonArray{channel});
+    QCOMPARE(reader.channelInfo("new", "register"), QVariant(7));
+
+    QJsonArray objects = shared->value("objects").toArray();
+    for (int i = 0; i < objects.size(); ++i) {
+        QJsonObject object = objects.at(i).toObject();
+        if (object.value("id").toString() == uuid.toString())
+            object.insert("configuration", QJsonObject{{"parameters", QJsonObject{{"number", 5}}}});
+        objects.replace(i, object);
+    }
+    reader.getMainConfig()->insert("objects", objects);
+    for (const Plugin* const plugin : {&writer, &reader}) {
+        QCOMPARE(plugin->configSection("parameters").value("number"), QVariant(5));
+        QVERIFY(!plugin->channelInfo("new", "register").isValid());
+    }
 }
 
 void tst_Contract::pluginRegistry()
