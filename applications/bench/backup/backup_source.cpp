@@ -1,6 +1,6 @@
 #include "applications/bench/backup/backup_source.h"
 
-#include "applications/bench/check/command_requirements.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -8,7 +8,6 @@
 namespace {
 
 constexpr int c_shownTextLength = 80;
-constexpr int c_firstFirmwareOfGeneration2 = 4;
 const QString c_editedFile =
     QStringLiteral("take a file that \"mdc-bench backup\" wrote and nobody has edited");
 
@@ -109,18 +108,10 @@ BackupRegisters backupRegisters(const QString& modelName, const QString& rangeTe
 
 QString configurationModelName(const BackupHeader& header)
 {
-    const int firmware = header.firmwareVersion.section(QLatin1Char('.'), 0, 0).toInt();
-    const int generation = firmware >= c_firstFirmwareOfGeneration2 ? 2 : 1;
-    return configurationModelName(
-               DeviceInformation{header.model, {}, header.firmwareVersion, header.serial, generation})
+    return configurationModelName(DeviceInformation{header.model,
+                                                    {},
+                                                    header.firmwareVersion,
+                                                    header.serial,
+                                                    generationOfFirmware(header.firmwareVersion)})
         .value_or(QString());
-}
-
-QString torqueUnitChannel(const DeviceInformation& information)
-{
-    const QString name = QStringLiteral("torqueUnit");
-    // Only generation 1 has two layouts of registers.
-    if (information.softwareVersion == 1 && isFirstFirmware(information.version))
-        return name + QStringLiteral("Gen1V1");
-    return name + generationSuffix(information.softwareVersion);
 }

@@ -47,6 +47,3 @@ BackupRegisters backupRegisters(const QString& modelName, const QString& rangeTe
 // The name under which the configuration keeps what holds for the controller of a file. The file does not
 // tell the generation of the register map; firmware 4.00.0 brought the second one.
 QString configurationModelName(const BackupHeader& header);
-
-// Name of the channel that tells where the torque unit is.
-QString torqueUnitChannel(const DeviceInformation& information);

@@ -5,6 +5,7 @@
 #include "applications/bench/core/progress_display.h"
 #include "applications/bench/core/result_writer.h"
 #include "applications/bench/core/subcommands.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -104,7 +105,8 @@ private:
     // Why the command would refuse it although the file is good; empty when it would not.
     QString torqueUnitProblem(const BackupFile& controller) const
     {
-        const QString channel = torqueUnitChannel(m_device.information);
+        const QString channel =
+            torqueUnitChannel(m_device.information.softwareVersion, m_device.information.version);
         const int number = channelEntry(m_device.configuration, channel, QStringLiteral("register")).toInt();
         if (number < 1)
             return QStringLiteral("the configuration has no register of the channel \"%1\"").arg(channel);

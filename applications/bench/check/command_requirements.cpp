@@ -1,12 +1,12 @@
 #include "applications/bench/check/command_requirements.h"
 
 #include "applications/bench/check/key_list_check.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/variant_conversion.h>
 
 #include <QHash>
 #include <QJsonArray>
-#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -309,11 +309,6 @@ const QList<CommandRequirement>& commandRequirements()
     return c_requirements;
 }
 
-QString generationSuffix(int generation)
-{
-    return generation > 1 ? QStringLiteral("V%1").arg(generation) : QString();
-}
-
 QList<int> describedGenerations(const QList<CommandRequirement>& table, const QJsonObject& configuration)
 {
     QList<int> generations;
@@ -321,15 +316,10 @@ QList<int> describedGenerations(const QList<CommandRequirement>& table, const QJ
     for (const CommandRequirement& requirement : table) {
         if (!requirement.versioned)
             continue;
-        const QRegularExpression versioned(QStringLiteral("^%1(?:V([1-9][0-9]{0,4}))?$")
-                                               .arg(QRegularExpression::escape(requirement.channel)));
         for (const Channel& channel : channels) {
-            const QRegularExpressionMatch match = versioned.match(channel.id);
-            if (!match.hasMatch())
-                continue;
-            const int generation = match.captured(1).isEmpty() ? 1 : match.captured(1).toInt();
-            if (!generations.contains(generation))
-                generations.append(generation);
+            const VersionedName name = versionedName(channel.id);
+            if (name.base == requirement.channel && !generations.contains(name.generation))
+                generations.append(name.generation);
         }
     }
     std::sort(generations.begin(), generations.end());

@@ -40,9 +40,6 @@ struct CommandRequirement
 // The rows of all commands known here: a new command adds its rows.
 const QList<CommandRequirement>& commandRequirements();
 
-// "" for generations 0 and 1, "V2" for 2 …
-QString generationSuffix(int generation);
-
 // The generations whose channels the configuration describes, judged by the versioned channels of
 // the table; ascending.
 QList<int> describedGenerations(const QList<CommandRequirement>& table, const QJsonObject& configuration);

@@ -1,8 +1,8 @@
 #include "applications/bench/check/key_list_check.h"
 
 #include "applications/bench/check/channel_entry.h"
-#include "applications/bench/check/command_requirements.h"
 #include "applications/bench/results/event_source.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QVector>
 

@@ -3,6 +3,7 @@
 #include "applications/bench/check/channel_entry.h"
 #include "applications/bench/core/suggestion.h"
 #include "plugins/p_device_mdc/model/backup_range.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/identification_block.h"
 
 #include <QMap>
@@ -24,11 +25,6 @@ const QRegularExpression& itemExpression()
     return c_expression;
 }
 
-QString keyOf(const QString& model)
-{
-    return backupRangeKey(model);
-}
-
 QString registers(int first, int last)
 {
     return first == last ? QStringLiteral("register %1").arg(first)
@@ -41,7 +37,7 @@ class TextReport
 public:
     explicit TextReport(const QString& model)
         : m_subject(QStringLiteral("backup of %1").arg(model))
-        , m_key(keyOf(model))
+        , m_key(backupRangeKey(model))
     {}
 
     void error(const QString& message, const QString& remedy) { add(FindingLevel::Error, message, remedy); }
@@ -286,31 +282,9 @@ void checkGroups(const QList<BackupRangeItem>& items, TextReport& report)
                        QStringLiteral("name the registers of the presets, as \"preset1\": [1-20];"));
 }
 
-// The generation of which "MDgen2" is the name; nothing for another name.
-std::optional<int> generationOf(const QString& model)
+bool isOfNoController(const QString& model)
 {
-    static const QRegularExpression c_name(QStringLiteral("^MDgen([2-9]|[1-9][0-9]{1,4})$"));
-    const QRegularExpressionMatch match = c_name.match(model);
-    if (!match.hasMatch())
-        return std::nullopt;
-    return match.captured(1).toInt();
-}
-
-const QString c_firstFirmware = QStringLiteral("MDgen1V1");
-
-bool isGenerationName(const QString& model)
-{
-    return model.startsWith(QLatin1String("MDgen"));
-}
-
-// Where a restore of this model looks the unit of torque up.
-QString torqueUnitChannel(const QString& model)
-{
-    const QString base = QStringLiteral("torqueUnit");
-    if (model == c_firstFirmware)
-        return base + QStringLiteral("Gen1V1");
-    const std::optional<int> generation = generationOf(model);
-    return generation ? base + QStringLiteral("V%1").arg(*generation) : base;
+    return isReservedModelName(model) && model != modelNameOfFirstFirmware() && !generationOfModelName(model);
 }
 
 void checkTorqueUnit(const QString& model, const std::optional<BackupRange>& range,
@@ -363,12 +337,12 @@ QList<Finding> checkRangeText(const QString& model, const QString& text, const Q
     checkBackupRange(items, report);
     checkGroups(items, report);
     const std::optional<BackupRange> range = backupRange(items);
-    if (isGenerationName(model) && model != c_firstFirmware && !generationOf(model))
+    if (isOfNoController(model))
         report.warning(
             QStringLiteral("it is of no controller, and never read"),
             QStringLiteral("name it \"%1\" for generation 1 with firmware 1, \"MDgen2_config\" for "
                            "generation 2, else by the controller's model")
-                .arg(keyOf(c_firstFirmware)));
+                .arg(backupRangeKey(modelNameOfFirstFirmware())));
     else
         checkTorqueUnit(model, range, configuration, report);
     if (report.findings().isEmpty())
@@ -380,16 +354,16 @@ QList<Finding> checkRangeText(const QString& model, const QString& text, const Q
 QList<Finding> checkRanges(const QStringList& commands, const QJsonObject& configuration,
                            const std::optional<QString>& connected)
 {
-    const QString ending = keyOf({});
     const QStringList models = controllerModels();
     const QJsonObject parameters = configuration.value(QLatin1String("parameters")).toObject();
     QList<Finding> findings;
     for (auto it = parameters.constBegin(); it != parameters.constEnd(); ++it) {
-        if (!it.key().endsWith(ending))
+        const std::optional<QString> modelOfKey = modelOfBackupRangeKey(it.key());
+        if (!modelOfKey)
             continue;
-        const QString model = it.key().chopped(ending.size());
+        const QString& model = *modelOfKey;
         QList<Finding> ofModel = checkRangeText(model, it.value().toString(), configuration);
-        if (!isGenerationName(model) && !models.contains(model)) {
+        if (!isReservedModelName(model) && !models.contains(model)) {
             // The one finding that all is well is not true then.
             if (ofModel.constFirst().level == FindingLevel::Ok)
                 ofModel.clear();
@@ -408,11 +382,11 @@ QList<Finding> checkRanges(const QStringList& commands, const QJsonObject& confi
             {FindingLevel::Error, QStringLiteral("backup"),
              QStringLiteral("the connected controller tells no model to look its registers up by"),
              QStringLiteral("it can be neither backed up nor restored")});
-    else if (!parameters.contains(keyOf(*connected)))
+    else if (!parameters.contains(backupRangeKey(*connected)))
         findings.append({FindingLevel::Error, QStringLiteral("backup of %1").arg(*connected),
                          QStringLiteral("the parameter \"%1\" is missing: the connected controller can be "
                                         "neither backed up nor restored")
-                             .arg(keyOf(*connected)),
+                             .arg(backupRangeKey(*connected)),
                          QStringLiteral("add it to \"parameters\"")});
     return findings;
 }

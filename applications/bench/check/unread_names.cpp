@@ -2,10 +2,9 @@
 
 #include "applications/bench/check/command_requirements.h"
 #include "applications/bench/core/suggestion.h"
-#include "plugins/p_device_mdc/model/backup_range.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>
-#include <QRegularExpression>
 
 namespace {
 
@@ -29,9 +28,8 @@ QStringList readParameters()
 
 bool isRead(const QString& parameter, const QStringList& names)
 {
-    static const QRegularExpression c_suffix(QStringLiteral("V[1-9][0-9]{0,4}$"));
-    return parameter.endsWith(backupRangeKey({})) || names.contains(parameter) ||
-           names.contains(QString(parameter).remove(c_suffix));
+    return modelOfBackupRangeKey(parameter) || names.contains(parameter) ||
+           names.contains(versionedName(parameter).base);
 }
 
 QList<Finding> checkEntries(const QJsonObject& channel)

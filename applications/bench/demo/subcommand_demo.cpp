@@ -1,8 +1,8 @@
-#include "applications/bench/check/command_requirements.h"
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/subcommands.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <QJsonArray>

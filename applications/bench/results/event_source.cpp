@@ -1,7 +1,7 @@
 #include "applications/bench/results/event_source.h"
 
 #include "applications/bench/check/channel_entry.h"
-#include "applications/bench/check/command_requirements.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>
 
@@ -68,9 +68,10 @@ EventSource eventSource(const QJsonObject& configuration, int generation)
     for (const QJsonValue& element : channels) {
         const QJsonObject channel = element.toObject();
         const QString id = channel.value(QLatin1String("id")).toString();
-        if (id.endsWith(suffix) && channelEntry(channel, c_register).toInt(-1) == *address &&
+        const std::optional<QString> name = nameWithoutSuffix(id, generation);
+        if (name && channelEntry(channel, c_register).toInt(-1) == *address &&
             channelEntry(channel, c_type).toString() == type) {
-            source.counterChannel = id.chopped(suffix.size());
+            source.counterChannel = *name;
             return source;
         }
     }

@@ -5,6 +5,7 @@
 #include "applications/bench/core/suggestion.h"
 #include "applications/bench/run/changed_values.h"
 #include "applications/bench/run/order_arguments.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -78,8 +79,8 @@ void explainFailure(Console& console, const BenchSession& session, const DAbstra
         !channels.contains(channel + generationSuffix(generation))) {
         QStringList names;
         for (const QString& name : std::as_const(channels)) {
-            if (name.endsWith(generationSuffix(generation)))
-                names.append(name.chopped(generationSuffix(generation).size()));
+            if (const std::optional<QString> base = nameWithoutSuffix(name, generation))
+                names.append(*base);
         }
         const QString hint = didYouMean(channel, names);
         console.error(

@@ -408,30 +408,6 @@ private Q_SLOTS:
                     .contains("too many registers: \"extra\": [1-99999999999]"));
     }
 
-    void torqueUnitChannel_data()
-    {
-        QTest::addColumn<int>("generation");
-        QTest::addColumn<QString>("firmware");
-        QTest::addColumn<QString>("channel");
-        QTest::newRow("first firmware") << 1 << "1.23.0"
-                                        << "torqueUnitGen1V1";
-        QTest::newRow("generation 1") << 1 << "3.10.5"
-                                      << "torqueUnit";
-        QTest::newRow("generation 2") << 2 << "4.01.2"
-                                      << "torqueUnitV2";
-        QTest::newRow("generation 2, odd firmware") << 2 << "1.00.0"
-                                                    << "torqueUnitV2";
-        QTest::newRow("none") << 0 << "1.00.0"
-                              << "torqueUnit";
-    }
-
-    void torqueUnitChannel()
-    {
-        QFETCH(int, generation);
-        QFETCH(QString, firmware);
-        QTEST(::torqueUnitChannel({"MDC-32", {}, firmware, {}, generation}), "channel");
-    }
-
     void modelNameOfAFile_data()
     {
         QTest::addColumn<QString>("model");

@@ -6,6 +6,7 @@
 #include "applications/bench/core/output_format.h"
 #include "applications/bench/core/suggestion.h"
 #include "applications/bench/run/order_arguments.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -49,11 +49,6 @@ QString backupRangePattern()
     return QStringLiteral(R"re("([^"]+)": \[(\d+)-(\d+)\](?:, \[(\d+)-(\d+)\])?;?)re");
 }
 
-QString backupRangeKey(const QString& modelName)
-{
-    return modelName + QStringLiteral("_config");
-}
-
 QList<BackupRangeItem> backupRangeItems(const QRegularExpression& expression, const QString& text)
 {
     QList<BackupRangeItem> items;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "channel_names.h"
+
 #include <QList>
 #include <QMap>
 #include <QRegularExpression>
@@ -8,8 +10,8 @@
 #include <optional>
 
 // Which registers make up a backup of a controller, and where its named groups of registers lie, says a
-// text in the configuration, one for each model of controllers, under the model's name followed by
-// "_config":
+// text in the configuration, one for each model of controllers, under the model's name (see
+// backupRangeKey()):
 //
 //     "backup_range": [1-1500]; "preset1": [1-20]; "extraTool": [1401-1410], [1450-1459];
 //
@@ -43,8 +45,6 @@ struct BackupRangeItem
 
 // What an item looks like; to be applied over the whole text.
 QString backupRangePattern();
-// The key of the text in the configuration.
-QString backupRangeKey(const QString& modelName);
 // All items in their order.
 QList<BackupRangeItem> backupRangeItems(const QRegularExpression& expression, const QString& text);
 // The item tells the backup's range; any other one is a group.

@@ -51,17 +51,12 @@ std::optional<DeviceInformation> deviceInformation(const QVariant& record)
         else if (id == QLatin1String("screwdriverSN"))
             information.screwdriverSN = value.toString();
         else if (id == QLatin1String("softwareVersion"))
-            information.softwareVersion = static_cast<quint16>(value.toUInt());
+            information.softwareVersion = softwareGeneration(value);
         else
             continue;
         isFound = true;
     }
     return isFound ? std::optional<DeviceInformation>(information) : std::nullopt;
-}
-
-bool isFirstFirmware(const QString& version)
-{
-    return version.split(QLatin1Char('.')).at(0).toInt() == 1;
 }
 
 std::optional<QString> configurationModelName(const DeviceInformation& information)
@@ -70,6 +65,6 @@ std::optional<QString> configurationModelName(const DeviceInformation& informati
     if (generation == 0)
         return std::nullopt;
     if (generation > 1)
-        return QStringLiteral("MDgen") + QString::number(generation);
-    return isFirstFirmware(information.version) ? QStringLiteral("MDgen1V1") : information.controllerModel;
+        return modelNameOfGeneration(generation);
+    return isFirstFirmware(information.version) ? modelNameOfFirstFirmware() : information.controllerModel;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "channel_names.h"
+
 #include <QString>
 #include <QVariantList>
 
@@ -23,10 +25,6 @@ QVariantList deviceInformationRecord(const DeviceInformation& information);
 // What a record tells, each member as its entry's value; a member without an entry is empty or 0.
 // Nothing when `record` is no list, or holds no entry for any member.
 std::optional<DeviceInformation> deviceInformation(const QVariant& record);
-
-// The firmware version's first number is 1: of generation 1, the controller then has the first of two
-// layouts of registers.
-bool isFirstFirmware(const QString& version);
 
 // The name under which the configuration keeps what holds for the controller's model: of generation 1
 // "MDgen1V1" with the first firmware, else the controller's model; of a later one "MDgen" and its

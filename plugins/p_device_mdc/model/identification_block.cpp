@@ -1,5 +1,7 @@
 #include "model/identification_block.h"
 
+#include "model/channel_names.h"
+
 #include <lib_utilities/conversions.h>
 
 #include <initializer_list>
@@ -15,9 +17,6 @@ constexpr int c_familyOffset = 2;
 constexpr int c_toolOffset = 4;
 constexpr int c_versionOffset = 6;
 constexpr int c_serialOffset = 8;
-
-// Firmware 4.00.0 brought the second generation of the register map.
-constexpr int c_lastVersionOfGeneration1 = 3999;
 
 const QString c_unknown = QStringLiteral("????");
 
@@ -175,6 +174,6 @@ Identification decodeIdentification(const QByteArray& block, const ToolModels* t
     identification.versionNumber = convByteArrayToUInt16(block, c_versionOffset);
     identification.version = versionText(identification.versionNumber);
     identification.serial = serialText(block);
-    identification.generation = identification.versionNumber > c_lastVersionOfGeneration1 ? 2 : 1;
+    identification.generation = generationOfFirmware(identification.versionNumber);
     return identification;
 }

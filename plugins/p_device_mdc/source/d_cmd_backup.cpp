@@ -2,6 +2,7 @@
 
 #include "log_line.h"
 #include "model/backup_file.h"
+#include "model/channel_names.h"
 #include "p_device_mdc.h"
 #include "register_map.h"
 #include "reply_values.h"

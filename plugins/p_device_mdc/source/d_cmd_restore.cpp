@@ -1,6 +1,7 @@
 #include "d_cmd_restore.h"
 
 #include "log_line.h"
+#include "model/channel_names.h"
 #include "register_map.h"
 #include "reply_values.h"
 
@@ -16,15 +17,6 @@ enum EnRestoreState { CeRestoreRunning = 1, CeRestoreDone = 2, CeRestoreFailed =
 constexpr const char* c_softwareVersionIncorrect =
     QT_TRID_NOOP("DCmdBackup_deviceMdc_tool_software_version_err");
 constexpr const char* c_torqueUnitIncorrect = QT_TRID_NOOP("DCmdRestore_torque_unit_incorrect");
-
-// Only generation 1 has two layouts of registers.
-QString torqueUnitChannel(const DeviceInformation& information)
-{
-    const QString name = QStringLiteral("torqueUnit");
-    if (information.softwareVersion == 1)
-        return isFirstFirmware(information.version) ? name + QStringLiteral("Gen1V1") : name;
-    return name + generationSuffix(information.softwareVersion);
-}
 
 } // namespace
 
@@ -178,11 +170,11 @@ bool DCmdRestore::checkTorqueUnit()
 {
     if (information.softwareVersion == 0)
         logCritical(this) << "ERROR: software Version number is not found. using version 1";
-    const RegisterEntry entry = registerForRead(*this, torqueUnitChannel(information));
+    const QString channel = torqueUnitChannel(information.softwareVersion, information.version);
+    const RegisterEntry entry = registerForRead(*this, channel);
     torqueUnitRegister = static_cast<quint16>(entry.address);
     if (torqueUnitRegister == 0) {
-        logCritical(this) << "ERROR: torque unit register is not configured, channel ="
-                          << torqueUnitChannel(information);
+        logCritical(this) << "ERROR: torque unit register is not configured, channel =" << channel;
         return fail(c_torqueUnitIncorrect);
     }
     addInstruction(QStringLiteral("driver"), QStringLiteral("read"), readArguments(entry),

@@ -1,24 +1,17 @@
 #include "d_cmd_setLockScreen.h"
 
 #include "log_line.h"
+#include "model/channel_names.h"
 #include "p_device_mdc.h"
 #include "register_map.h"
 #include "reply_values.h"
 
 namespace {
 
-// Firmware numbers of the first of generation 1's two register layouts.
-constexpr quint16 c_firstOfLayout1 = 1000;
-constexpr quint16 c_lastOfLayout1 = 1999;
+constexpr int c_unknownGeneration = 0;
 
 constexpr int c_lockData = 0;
 constexpr int c_lockDataOfBm = 2;
-
-bool isOfLayout1(const QVariant& version)
-{
-    const auto number = static_cast<quint16>(version.toUInt());
-    return number >= c_firstOfLayout1 && number <= c_lastOfLayout1;
-}
 
 } // namespace
 
@@ -68,19 +61,14 @@ bool DCmdSetLockScreen::rplSetLockScreen(quint64 /*instructionId*/, const QVaria
 
 QString DCmdSetLockScreen::registerKey(const PDeviceMdc& plugin, bool isBm) const
 {
-    QString key = QStringLiteral("lockScreen");
     const QVariant softwareVersion = plugin.getProperty(QStringLiteral("softwareVersion"), nullptr);
     const QVariant version = plugin.getProperty(QStringLiteral("version"), nullptr);
     if (softwareVersion.isNull() || version.isNull()) {
         logCritical(this) << "ERROR: software Version number is not found. using version 1";
-        return key;
+        return lockScreenChannel(c_unknownGeneration, 0, isBm);
     }
-    const auto generation = static_cast<quint16>(softwareVersion.toUInt());
-    if (generation == 0)
+    const quint16 generation = softwareGeneration(softwareVersion);
+    if (generation == c_unknownGeneration)
         logCritical(this) << "ERROR: version number is not found. using version gen 1 V2";
-    else if (generation == 1 && (isBm || isOfLayout1(version)))
-        key += QLatin1String("Gen1V1");
-    else
-        key += generationSuffix(softwareVersion);
-    return key;
+    return lockScreenChannel(generation, static_cast<quint16>(version.toUInt()), isBm);
 }

@@ -1,6 +1,7 @@
 #include "d_cmd_setTriggerProgram.h"
 
 #include "log_line.h"
+#include "model/channel_names.h"
 #include "p_device_mdc.h"
 #include "register_map.h"
 #include "reply_values.h"
@@ -53,7 +54,7 @@ bool DCmdSetTriggerProgram::commandExecute()
     if (softwareVersion.isNull() || version.isNull())
         logCritical(this) << "ERROR: software Version number is not found. using version 1";
     else
-        keySuffix = generationSuffix(softwareVersion);
+        keySuffix = generationSuffix(softwareGeneration(softwareVersion));
     const int programSize = getInfoFromChannel(QStringLiteral("currentPreset") + keySuffix,
                                                QStringLiteral("size"), QMetaType::Int, QVariant())
                                 .toInt();

@@ -1,6 +1,7 @@
 #include "register_map.h"
 
 #include "log_line.h"
+#include "model/channel_names.h"
 #include "p_device_mdc.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
@@ -17,12 +18,6 @@ RegisterEntry registerEntry(const DAbstractCommand& command, const QString& chan
 
 } // namespace
 
-QString generationSuffix(const QVariant& softwareVersion)
-{
-    const auto generation = static_cast<quint16>(softwareVersion.toUInt());
-    return generation > 1 ? QString::number(generation).prepend(QLatin1Char('V')) : QString();
-}
-
 QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& command,
                               const SourcePlace& place)
 {
@@ -31,7 +26,7 @@ QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& 
         logCritical(&command, place) << "ERROR: version number is not found. using version 1";
         return {};
     }
-    return generationSuffix(softwareVersion);
+    return generationSuffix(softwareGeneration(softwareVersion));
 }
 
 RegisterEntry registerForRead(const DAbstractCommand& command, const QString& channel)

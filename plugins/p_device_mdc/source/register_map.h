@@ -22,13 +22,9 @@ struct RegisterEntry
     QString type;    // passed to the driver as it stands
 };
 
-// The ending of a register description's name for a software generation: "V" and the number for a
-// generation above 1, nothing for 0 and 1. Only the low 16 bits of the number count.
-QString generationSuffix(const QVariant& softwareVersion);
-
-// The ending for the connected controller, from the plug-in's property "softwareVersion". As long as
-// the controller has not been identified, this logs so in the name of `command` and answers as for
-// generation 1.
+// The ending of a register description's name for the connected controller's generation, from the plug-in's
+// property "softwareVersion". As long as the controller has not been identified, this logs so in the name of
+// `command` and answers as for generation 1.
 QString softwareVersionSuffix(const PDeviceMdc& plugin, const DAbstractCommand& command,
                               const SourcePlace& place = SourcePlace::current());
 

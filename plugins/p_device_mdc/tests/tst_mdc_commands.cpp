@@ -78,8 +78,6 @@ private Q_SLOTS:
     void replies();
     void resultsAfterTheEnd_data();
     void resultsAfterTheEnd();
-    void generationSuffixes_data();
-    void generationSuffixes();
     void logSourceNames_data();
     void logSourceNames();
     void toolModels_data();
@@ -831,31 +829,6 @@ void TestMdcCommands::resultsAfterTheEnd()
     bench.order().setOpen(false);
     QCOMPARE(bench.reply(reply), ok);
     QCOMPARE(bench.order().published(), QStringList());
-}
-
-void TestMdcCommands::generationSuffixes_data()
-{
-    QTest::addColumn<QVariant>("version");
-    QTest::addColumn<QString>("suffix");
-    QTest::newRow("0") << QVariant(0) << "";
-    QTest::newRow("1") << QVariant(1) << "";
-    QTest::newRow("2") << QVariant(2) << "V2";
-    QTest::newRow("2 unsigned") << QVariant(2u) << "V2";
-    QTest::newRow("10") << QVariant(10) << "V10";
-    QTest::newRow("65535") << QVariant(65535) << "V65535";
-    QTest::newRow("65536") << QVariant(65536) << "";
-    QTest::newRow("65537") << QVariant(65537) << "";
-    QTest::newRow("65538") << QVariant(65538) << "V2";
-    QTest::newRow("text") << QVariant("3") << "V3";
-    QTest::newRow("no number") << QVariant("three") << "";
-    QTest::newRow("invalid") << QVariant() << "";
-}
-
-void TestMdcCommands::generationSuffixes()
-{
-    QFETCH(QVariant, version);
-    QFETCH(QString, suffix);
-    QCOMPARE(generationSuffix(version), suffix);
 }
 
 void TestMdcCommands::logSourceNames_data()
