@@ -7,14 +7,66 @@
 #include <QHash>
 #include <QJsonArray>
 #include <QList>
+#include <QPointer>
 
+#include <functional>
 #include <memory>
+#include <utility>
 
 const QUuid c_deviceKind("{11111111-0000-0000-0000-000000000001}");
 const QUuid c_driverKind("{11111111-0000-0000-0000-000000000002}");
 const QUuid c_device("{22222222-0000-0000-0000-000000000001}");
 const QUuid c_driver("{22222222-0000-0000-0000-000000000002}");
 const QUuid c_lonely("{22222222-0000-0000-0000-000000000003}");
+
+using Replies = QList<QVariantMap>;
+
+// Places one instruction and hands what it hears to `heard`.
+inline Script asks(const QString& target, const QString& instruction, Replies& heard, int timeout = 3000)
+{
+    Script script;
+    script.execute = [=](ScriptedCommand& command) {
+        return command.place(target, instruction, {}, timeout) != 0;
+    };
+    script.reply = [&heard](ScriptedCommand&, quint64, const QVariantMap& reply) {
+        heard.append(reply);
+        return true;
+    };
+    return script;
+}
+
+// A driver's command that answers at once.
+inline Script answers(const QVariantMap& results)
+{
+    Script script;
+    script.execute = [results](ScriptedCommand& command) { return command.commandUpdateResults(results); };
+    return script;
+}
+
+// A driver's command that never answers by itself; the last clone is found in `running`.
+inline Script waits(QPointer<ScriptedCommand>& running, const QString& stopName = {})
+{
+    Script script;
+    script.endsByItself = true;
+    script.stopName = stopName;
+    script.execute = [&running](ScriptedCommand& command) {
+        running = &command;
+        return true;
+    };
+    return script;
+}
+
+inline Script executes(std::function<bool(ScriptedCommand&)> execute)
+{
+    Script script;
+    script.execute = std::move(execute);
+    return script;
+}
+
+inline int codeOf(const QVariantMap& notice)
+{
+    return notice.value("errorCode", -1).toInt();
+}
 
 // A host with a device "mdc", its driver "link", and a device "lonely" without a driver, and what
 // the host's signals said.
