@@ -1,6 +1,7 @@
 #include <lib_host/d_host.h>
 
 #include <lib_host/d_order.h>
+#include <lib_host/objects_check.h>
 #include <lib_host/plugin_loader.h>
 #include <lib_host/properties_file.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -25,15 +26,6 @@ constexpr int c_orderCapacity = 1024;
 const QString c_targetDriver = QStringLiteral("driver");
 const QString c_targetMyself = QStringLiteral("myself");
 
-// One object of the configuration that has been found good.
-struct ObjectEntry
-{
-    QUuid uuid;
-    QString name;
-    QUuid kind;
-    QUuid driver;
-};
-
 } // namespace
 
 class DHost::Private final : public DOrderKeeper
@@ -45,7 +37,7 @@ public:
 
     struct Instance
     {
-        ObjectEntry entry;
+        DObjectEntry entry;
         QPointer<DAbstractPlugin> plugin;
         QString title; // its name between quotes
     };
@@ -74,8 +66,8 @@ public:
     void tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome);
 
     bool addRoot(DAbstractPlugin* root, QString* error);
-    QList<ObjectEntry> checkObjects(const QJsonArray& objects, QStringList& errors) const;
-    bool makeInstance(const ObjectEntry& entry, QString* error);
+    QHash<QUuid, DPluginKind> kinds() const;
+    bool makeInstance(const DObjectEntry& entry, QString* error);
     void endOrdersOf(const DAbstractPlugin* plugin);
     void instanceGoes(DAbstractPlugin* plugin);
     // Forgets the instance; true when there was one.
@@ -311,105 +303,16 @@ bool DHost::Private::addRoot(DAbstractPlugin* root, QString* error)
     return why.isEmpty();
 }
 
-QList<ObjectEntry> DHost::Private::checkObjects(const QJsonArray& objects, QStringList& errors) const
+QHash<QUuid, DPluginKind> DHost::Private::kinds() const
 {
-    struct Candidate
-    {
-        ObjectEntry entry;
-        QString title;
-        bool good = true;
-    };
-    QList<Candidate> candidates;
-    const auto complain = [&errors](Candidate& candidate, const QString& key, const QString& text) {
-        candidate.good = false;
-        errors.append(QStringLiteral("%1: \"%2\" %3").arg(candidate.title, key, text));
-    };
-    for (int i = 0; i < objects.size(); ++i) {
-        const QJsonObject object = objects.at(i).toObject();
-        Candidate candidate;
-        candidate.entry.name = object.value(QLatin1String("name")).toString();
-        const QString idText = object.value(QLatin1String("id")).toString();
-        candidate.title = QStringLiteral("objects[%1] %2")
-                              .arg(i)
-                              .arg(candidate.entry.name.isEmpty() ? idText : candidate.entry.name)
-                              .trimmed();
-        candidate.entry.uuid = QUuid::fromString(idText);
-        if (candidate.entry.uuid.isNull())
-            complain(candidate, QStringLiteral("id"),
-                     QStringLiteral("must be the UUID of the object, not \"%1\"").arg(idText));
-        if (candidate.entry.name.isEmpty())
-            complain(candidate, QStringLiteral("name"), QStringLiteral("must be a text that is not empty"));
-        for (const Candidate& other : std::as_const(candidates)) {
-            if (!candidate.entry.uuid.isNull() && other.entry.uuid == candidate.entry.uuid)
-                complain(candidate, QStringLiteral("id"),
-                         QStringLiteral("is the same as that of %1").arg(other.title));
-            if (!candidate.entry.name.isEmpty() && other.entry.name == candidate.entry.name)
-                complain(candidate, QStringLiteral("name"),
-                         QStringLiteral("is the same as that of %1").arg(other.title));
-        }
-        const QString kindText = object.value(QLatin1String("plugin")).toString();
-        candidate.entry.kind = QUuid::fromString(kindText);
-        const DAbstractPlugin* const root = roots.value(candidate.entry.kind, nullptr);
-        if (root == nullptr) {
-            complain(
-                candidate, QStringLiteral("plugin"),
-                QStringLiteral("must be the UUID of a plug-in that is loaded, not \"%1\"").arg(kindText));
-        } else if (root->isUnique()) {
-            for (const Candidate& other : std::as_const(candidates)) {
-                if (other.entry.kind == candidate.entry.kind) {
-                    complain(candidate, QStringLiteral("plugin"),
-                             QStringLiteral("allows one object only, and %1 is one").arg(other.title));
-                    break;
-                }
-            }
-        }
-        const QJsonValue reference = object.value(QLatin1String("reference"));
-        if (!reference.isUndefined() && !reference.isString())
-            complain(candidate, QStringLiteral("reference"), QStringLiteral("must be a text"));
-        const QJsonValue configuration = object.value(QLatin1String("configuration"));
-        if (!configuration.isUndefined() && !configuration.isObject())
-            complain(candidate, QStringLiteral("configuration"), QStringLiteral("must be an object"));
-        candidates.append(candidate);
-    }
-
-    for (int i = 0; i < candidates.size(); ++i) {
-        Candidate& candidate = candidates[i];
-        const QJsonValue value = objects.at(i).toObject().value(QLatin1String("driver"));
-        if (value.isUndefined())
-            continue;
-        candidate.entry.driver = QUuid::fromString(value.toString());
-        const auto driver =
-            std::find_if(candidates.cbegin(), candidates.cend(), [&candidate](const Candidate& other) {
-                return other.entry.uuid == candidate.entry.driver;
-            });
-        if (candidate.entry.driver.isNull() || driver == candidates.cend()) {
-            complain(candidate, QStringLiteral("driver"),
-                     QStringLiteral("must be the UUID of another object, not \"%1\"").arg(value.toString()));
-            continue;
-        }
-        const DAbstractPlugin* const driverRoot = roots.value(driver->entry.kind, nullptr);
-        const DAbstractPlugin* const root = roots.value(candidate.entry.kind, nullptr);
-        if (driverRoot == nullptr || root == nullptr)
-            continue; // told already
-        if (driverRoot->pluginType() != IPlugin::CeTypeDriver)
-            complain(candidate, QStringLiteral("driver"),
-                     QStringLiteral("must be a driver, which %1 is not").arg(driver->title));
-        else if (!root->compatiblePlugins().isEmpty() &&
-                 !root->compatiblePlugins().contains(driver->entry.kind))
-            complain(candidate, QStringLiteral("driver"),
-                     QStringLiteral("cannot be %1: %2 does not work with %3")
-                         .arg(driver->title, root->pluginName(), driverRoot->pluginName()));
-    }
-
-    QList<ObjectEntry> good;
-    for (const Candidate& candidate : std::as_const(candidates)) {
-        if (candidate.good)
-            good.append(candidate.entry);
-    }
-    return good;
+    QHash<QUuid, DPluginKind> kinds;
+    for (const DAbstractPlugin* const root : roots)
+        kinds.insert(root->pluginUuid(),
+                     {root->pluginName(), root->pluginType(), root->isUnique(), root->compatiblePlugins()});
+    return kinds;
 }
 
-bool DHost::Private::makeInstance(const ObjectEntry& entry, QString* error)
+bool DHost::Private::makeInstance(const DObjectEntry& entry, QString* error)
 {
     IPlugin* const made = roots.value(entry.kind)->createInstance(entry.uuid);
     auto* const plugin = dynamic_cast<DAbstractPlugin*>(made);
@@ -625,9 +528,9 @@ QStringList DHost::configure(const QJsonObject& configuration)
     const QJsonValue objects = configuration.value(QLatin1String("objects"));
     if (!objects.isArray())
         return {QStringLiteral("the configuration: \"objects\" must be a list")};
-    QStringList errors;
-    const QList<ObjectEntry> entries = d->checkObjects(objects.toArray(), errors);
-    for (const ObjectEntry& entry : entries) {
+    const DCheckedObjects checked = checkObjects(objects.toArray(), d->kinds());
+    QStringList errors = checked.errors;
+    for (const DObjectEntry& entry : checked.good) {
         QString error;
         if (!d->makeInstance(entry, &error))
             errors.append(error);
