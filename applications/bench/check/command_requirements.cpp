@@ -7,12 +7,12 @@
 
 #include <QHash>
 #include <QJsonArray>
+#include <QSet>
 
 #include <algorithm>
 
 namespace {
 
-const QString c_anyChannel = QStringLiteral("*");
 const QString c_register = QStringLiteral("register");
 const QString c_size = QStringLiteral("size");
 const QString c_readType = QStringLiteral("readRegisterType");
@@ -23,7 +23,16 @@ const QStringList c_writableTypes{QStringLiteral("holdingRegisters"), QStringLit
                                   QStringLiteral("coils")};
 const QStringList c_readOnlyTypes{QStringLiteral("inputRegisters"), QStringLiteral("discreteInputs")};
 
+// The one with two layouts of registers.
+constexpr int c_generationOfLayouts = 1;
+
 using Entries = QHash<QString, QJsonValue>;
+
+struct Generations
+{
+    QList<int> described; // ascending
+    std::optional<int> connected;
+};
 
 struct Channel
 {
@@ -62,29 +71,20 @@ QString quoted(const QStringList& texts)
     return QLatin1Char('"') + texts.join(QStringLiteral("\", \"")) + QLatin1Char('"');
 }
 
-QStringList entryNames(RequiredEntry entry)
+// What stands for the entry; an order that names its channel says whether it is read or written.
+QStringList entryNames(ChannelEntry entry, ChosenBy chosenBy)
 {
-    switch (entry) {
-    case RequiredEntry::Register:
-        return {c_register};
-    case RequiredEntry::WriteType:
-        return {c_writeType};
-    case RequiredEntry::ReadType:
-        return {c_readType};
-    case RequiredEntry::AnyType:
+    if (entry == ChannelEntry::ReadType && chosenBy == ChosenBy::Order)
         return {c_readType, c_writeType};
-    case RequiredEntry::Size:
-        return {c_size};
-    }
-    return {};
+    return {entryName(entry)};
 }
 
-// Names of the required entries that the channel does not have; alternatives as one text.
-QStringList missingEntries(const CommandRequirement& requirement, const Entries& entries)
+// Names of the needed entries that the channel does not have; alternatives as one text.
+QStringList missingEntries(const NeededChannel& need, const Entries& entries)
 {
     QStringList missing;
-    for (const RequiredEntry entry : requirement.entries) {
-        const QStringList names = entryNames(entry);
+    for (const ChannelEntry entry : need.entries) {
+        const QStringList names = entryNames(entry, need.chosenBy);
         if (std::none_of(names.cbegin(), names.cend(),
                          [&entries](const QString& name) { return entries.contains(name); }))
             missing.append(QLatin1Char('"') + names.join(QStringLiteral("\" or \"")) + QLatin1Char('"'));
@@ -137,28 +137,26 @@ QList<Finding> checkValues(const QList<Channel>& channels)
     return findings;
 }
 
-QString subjectOf(const CommandRequirement& requirement, int generation)
+QString ofGeneration(const QString& command, int generation)
 {
-    return requirement.versioned
-               ? QStringLiteral("%1, generation %2").arg(requirement.command).arg(generation)
-               : requirement.command;
+    return QStringLiteral("%1, generation %2").arg(command).arg(generation);
 }
 
-Finding checkChannel(const CommandRequirement& requirement, const QString& channelName,
-                     const QString& subject, const QList<Channel>& channels, FindingLevel levelWhenMissing)
+Finding checkChannel(const NeededChannel& need, const QString& channelName, const QString& subject,
+                     const QList<Channel>& channels, FindingLevel levelWhenMissing)
 {
     const QString consequence =
-        requirement.consequence.isEmpty() ? QString() : QStringLiteral(": ") + requirement.consequence;
+        need.consequence.isEmpty() ? QString() : QStringLiteral(": ") + need.consequence;
     const Channel* const channel = find(channels, channelName);
     if (channel == nullptr) {
         QStringList names;
-        for (const RequiredEntry entry : requirement.entries)
-            names.append(entryNames(entry).constFirst());
+        for (const ChannelEntry entry : need.entries)
+            names.append(entryName(entry));
         return {levelWhenMissing, subject,
                 QStringLiteral("the channel \"%1\" is missing").arg(channelName) + consequence,
                 QStringLiteral("add it to \"channels\" with %1").arg(quoted(names))};
     }
-    const QStringList missing = missingEntries(requirement, channel->entries);
+    const QStringList missing = missingEntries(need, channel->entries);
     if (!missing.isEmpty())
         return {levelWhenMissing, subject,
                 QStringLiteral("the channel \"%1\" has no %2")
@@ -168,7 +166,8 @@ Finding checkChannel(const CommandRequirement& requirement, const QString& chann
     return {FindingLevel::Ok, subject, QStringLiteral("channel \"%1\"").arg(channelName), {}};
 }
 
-QList<Finding> checkEveryChannel(const CommandRequirement& requirement, const QList<Channel>& channels)
+QList<Finding> checkEveryChannel(const QString& command, const NeededChannel& need,
+                                 const QList<Channel>& channels)
 {
     QList<Finding> findings;
     int count = 0;
@@ -176,182 +175,129 @@ QList<Finding> checkEveryChannel(const CommandRequirement& requirement, const QL
         if (!channel.entries.contains(c_register))
             continue;
         ++count;
-        const Finding finding =
-            checkChannel(requirement, channel.id, requirement.command, channels, FindingLevel::Error);
+        const Finding finding = checkChannel(need, channel.id, command, channels, FindingLevel::Error);
         if (finding.level != FindingLevel::Ok)
             findings.append(finding);
     }
     if (count == 0)
-        return {{FindingLevel::Error, requirement.command, QStringLiteral("no channel has a \"register\""),
+        return {{FindingLevel::Error, command, QStringLiteral("no channel has a \"register\""),
                  QStringLiteral("describe the controller's registers in \"channels\"")}};
     if (findings.isEmpty())
-        findings.append({FindingLevel::Ok,
-                         requirement.command,
-                         QStringLiteral("%1 channels with a register").arg(count),
-                         {}});
+        findings.append(
+            {FindingLevel::Ok, command, QStringLiteral("%1 channels with a register").arg(count), {}});
     return findings;
 }
 
-QList<Finding> checkParameters(const QStringList& names, const QString& subject,
-                               const QJsonObject& configuration, FindingLevel levelWhenMissing)
+Finding checkParameter(const QString& name, const QString& subject, const QJsonObject& configuration,
+                       FindingLevel levelWhenMissing)
 {
-    QList<Finding> findings;
-    const QJsonObject parameters = configuration.value(QLatin1String("parameters")).toObject();
-    for (const QString& name : names) {
-        if (parameters.contains(name))
-            findings.append({FindingLevel::Ok, subject, QStringLiteral("parameter \"%1\"").arg(name), {}});
-        else
-            findings.append({levelWhenMissing, subject,
-                             QStringLiteral("the parameter \"%1\" is missing").arg(name),
-                             QStringLiteral("add it to \"parameters\"")});
-    }
-    return findings;
+    if (configuration.value(QLatin1String("parameters")).toObject().contains(name))
+        return {FindingLevel::Ok, subject, QStringLiteral("parameter \"%1\"").arg(name), {}};
+    return {levelWhenMissing, subject, QStringLiteral("the parameter \"%1\" is missing").arg(name),
+            QStringLiteral("add it to \"parameters\"")};
 }
 
-QList<Finding> checkVersioned(const CommandRequirement& requirement, const QList<Channel>& channels,
-                              const QJsonObject& configuration, const QList<int>& generations,
-                              std::optional<int> connected)
+QList<Finding> checkByGeneration(const QString& command, const NeededChannel& need,
+                                 const QList<Channel>& channels, const QJsonObject& configuration,
+                                 const Generations& generations)
 {
     QList<Finding> findings;
-    for (const int generation : generations) {
-        const FindingLevel level = generation == connected ? FindingLevel::Error : FindingLevel::Warning;
+    for (const int generation : generations.described) {
+        const FindingLevel level =
+            generation == generations.connected ? FindingLevel::Error : FindingLevel::Warning;
         const QString suffix = generationSuffix(generation);
-        const QString subject = subjectOf(requirement, generation);
-        findings.append(checkChannel(requirement, requirement.channel + suffix, subject, channels, level));
-        QStringList names;
-        for (const QString& name : requirement.parameters)
-            names.append(name + suffix);
-        findings += checkParameters(names, subject, configuration, level);
+        const QString subject = ofGeneration(command, generation);
+        findings.append(checkChannel(need, need.name + suffix, subject, channels, level));
+        if (!need.keyList.isEmpty())
+            findings.append(checkParameter(need.keyList + suffix, subject, configuration, level));
     }
     return findings;
 }
 
-QList<Finding> checkRow(const CommandRequirement& requirement, const QList<Channel>& channels,
-                        const QJsonObject& configuration, const QList<int>& generations,
-                        std::optional<int> connected)
+QList<Finding> checkNeededChannel(const QString& command, const NeededChannel& need,
+                                  const QList<Channel>& channels, const QJsonObject& configuration,
+                                  const Generations& generations)
 {
-    if (requirement.versioned)
-        return checkVersioned(requirement, channels, configuration, generations, connected);
-    QList<Finding> findings;
-    if (requirement.someOfGeneration) {
-        if (generations.contains(*requirement.someOfGeneration))
-            findings.append(checkChannel(requirement, requirement.channel,
-                                         QStringLiteral("%1, some controllers of generation %2")
-                                             .arg(requirement.command)
-                                             .arg(*requirement.someOfGeneration),
-                                         channels, FindingLevel::Warning));
-    } else if (requirement.channel == c_anyChannel) {
-        findings += checkEveryChannel(requirement, channels);
-    } else if (!requirement.channel.isEmpty()) {
-        findings.append(checkChannel(requirement, requirement.channel, requirement.command, channels,
-                                     FindingLevel::Error));
+    switch (need.chosenBy) {
+    case ChosenBy::Nothing:
+        return {checkChannel(need, need.name, command, channels, FindingLevel::Error)};
+    case ChosenBy::Generation:
+        return checkByGeneration(command, need, channels, configuration, generations);
+    case ChosenBy::FirstLayout:
+        if (!generations.described.contains(c_generationOfLayouts))
+            return {};
+        return {checkChannel(
+            need, need.name,
+            QStringLiteral("%1, some controllers of generation %2").arg(command).arg(c_generationOfLayouts),
+            channels, FindingLevel::Warning)};
+    case ChosenBy::Order:
+        return checkEveryChannel(command, need, channels);
+    case ChosenBy::Model:
+        break;
     }
-    return findings +
-           checkParameters(requirement.parameters, requirement.command, configuration, FindingLevel::Error);
+    // By model: checkRanges() looks after it.
+    return {};
+}
+
+QList<Finding> checkNeeds(const CommandNeeds& needs, const QList<Channel>& channels,
+                          const QJsonObject& configuration, const Generations& generations)
+{
+    QList<Finding> findings;
+    for (const NeededChannel& need : needs.channels)
+        findings += checkNeededChannel(needs.command, need, channels, configuration, generations);
+    for (const NeededParameter& need : needs.parameters) {
+        if (need.chosenBy != ChosenBy::Model)
+            findings.append(checkParameter(need.name, needs.command, configuration, FindingLevel::Error));
+    }
+    return findings;
 }
 
 } // namespace
 
-const QList<CommandRequirement>& commandRequirements()
+QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration)
 {
-    using E = RequiredEntry;
-    static const QList<CommandRequirement> c_requirements{
-        {QStringLiteral("getInfo"), {}, false, {}, {}},
-        {QStringLiteral("setDirection"),
-         QStringLiteral("directionChange"),
-         true,
-         {E::Register, E::WriteType},
-         {}},
-        {QStringLiteral("setProgram"), QStringLiteral("presetChange"), true, {E::Register, E::WriteType}, {}},
-        // The number of registers of one program: it counts to the program's first one.
-        {QStringLiteral("SetTriggerProgram"),
-         QStringLiteral("currentPreset"),
-         true,
-         {E::Size},
-         {},
-         std::nullopt,
-         QStringLiteral("it would overwrite registers 1 to 6, those of program 1")},
-        {QStringLiteral("setLock"), QStringLiteral("lockChange"), true, {E::Register, E::WriteType}, {}},
-        {QStringLiteral("setLockScreen"),
-         QStringLiteral("lockScreen"),
-         true,
-         {E::Register, E::WriteType},
-         {}},
-        // The first of generation 1's two register layouts (BM controllers, firmware 1.x).
-        {QStringLiteral("setLockScreen"),
-         QStringLiteral("lockScreenGen1V1"),
-         false,
-         {E::Register, E::WriteType},
-         {},
-         1},
-        {QStringLiteral("listenEventsData"),
-         QStringLiteral("eventData"),
-         true,
-         {E::Register, E::Size, E::ReadType},
-         {QStringLiteral("eventDataKeys")}},
-        {QStringLiteral("listenMotorRunState"),
-         QStringLiteral("motorRun"),
-         true,
-         {E::Register, E::ReadType},
-         {}},
-        {QStringLiteral("getPresetData"), QStringLiteral("currentPreset"), true, {E::Size}, {}},
-        {QStringLiteral("getPresetData"),
-         QStringLiteral("presets"),
-         true,
-         {E::Size, E::ReadType},
-         {QStringLiteral("presetDataKeys")}},
-        {QStringLiteral("resetAlarm"), QStringLiteral("alarmReset"), false, {E::Register, E::WriteType}, {}},
-        // By model and firmware instead of by generation: checkRanges() looks after it.
-        {QStringLiteral("backup"), {}, false, {}, {}},
-        {QStringLiteral("restoreBackup"), {}, false, {}, {}},
-        {QStringLiteral("getRegister"), c_anyChannel, false, {E::Register, E::AnyType}, {}},
-    };
-    return c_requirements;
-}
-
-QList<int> describedGenerations(const QList<CommandRequirement>& table, const QJsonObject& configuration)
-{
+    QSet<QString> chosenByGeneration;
+    for (const CommandNeeds& needs : table) {
+        for (const NeededChannel& need : needs.channels) {
+            if (need.chosenBy == ChosenBy::Generation)
+                chosenByGeneration.insert(need.name);
+        }
+    }
     QList<int> generations;
     const QList<Channel> channels = channelsOf(configuration);
-    for (const CommandRequirement& requirement : table) {
-        if (!requirement.versioned)
-            continue;
-        for (const Channel& channel : channels) {
-            const VersionedName name = versionedName(channel.id);
-            if (name.base == requirement.channel && !generations.contains(name.generation))
-                generations.append(name.generation);
-        }
+    for (const Channel& channel : channels) {
+        const VersionedName name = versionedName(channel.id);
+        if (chosenByGeneration.contains(name.base) && !generations.contains(name.generation))
+            generations.append(name.generation);
     }
     std::sort(generations.begin(), generations.end());
     return generations;
 }
 
-QList<Finding> checkRequirements(const QList<CommandRequirement>& table, const QStringList& commands,
+QList<Finding> checkRequirements(const QList<CommandNeeds>& table, const QStringList& commands,
                                  const QJsonObject& configuration, std::optional<int> generation)
 {
     const QList<Channel> channels = channelsOf(configuration);
     if (generation)
         generation = std::max(*generation, 1);
-    QList<int> generations = describedGenerations(table, configuration);
-    if (generation && !generations.contains(*generation))
-        generations.append(*generation);
-    if (generations.isEmpty())
-        generations.append(1);
-    std::sort(generations.begin(), generations.end());
+    Generations generations{describedGenerations(table, configuration), generation};
+    if (generation && !generations.described.contains(*generation))
+        generations.described.append(*generation);
+    if (generations.described.isEmpty())
+        generations.described.append(1);
+    std::sort(generations.described.begin(), generations.described.end());
 
     QList<Finding> findings = checkValues(channels);
     for (const QString& command : commands) {
-        bool isKnown = false;
-        for (const CommandRequirement& requirement : table) {
-            if (requirement.command != command)
-                continue;
-            isKnown = true;
-            findings += checkRow(requirement, channels, configuration, generations, generation);
-        }
-        if (!isKnown)
+        const auto needs = std::find_if(table.cbegin(), table.cend(), [&command](const CommandNeeds& row) {
+            return row.command == command;
+        });
+        if (needs == table.cend())
             findings.append({FindingLevel::Warning, command,
                              QStringLiteral("what it needs from the configuration is not known here"),
                              QStringLiteral("compare the configuration with the command's documentation")});
+        else
+            findings += checkNeeds(*needs, channels, configuration, generations);
     }
-    return findings + checkBlocks(commands, configuration, generations, generation);
+    return findings + checkBlocks(commands, configuration, generations.described, generation);
 }

@@ -270,7 +270,7 @@ ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& inte
         if (generation)
             name = configurationNameOf(*device, *generation);
         const QList<Finding> findings =
-            checkRequirements(commandRequirements(), device->commandNames(), configuration, generation) +
+            checkRequirements(commandNeeds(), device->commandNames(), configuration, generation) +
             checkRanges(device->commandNames(), configuration, name) + checkUnreadNames(configuration);
         for (const Finding& finding : findings)
             report.add(finding);

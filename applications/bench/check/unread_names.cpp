@@ -1,8 +1,8 @@
 #include "applications/bench/check/unread_names.h"
 
-#include "applications/bench/check/command_requirements.h"
 #include "applications/bench/core/suggestion.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QJsonArray>
 
@@ -20,9 +20,16 @@ const QStringList& readEntries()
 QStringList readParameters()
 {
     QStringList names;
-    for (const CommandRequirement& requirement : commandRequirements())
-        names += requirement.parameters;
+    for (const CommandNeeds& needs : commandNeeds()) {
+        for (const NeededChannel& channel : needs.channels)
+            names.append(channel.keyList);
+        for (const NeededParameter& parameter : needs.parameters) {
+            if (parameter.chosenBy != ChosenBy::Model)
+                names.append(parameter.name);
+        }
+    }
     names.removeDuplicates();
+    names.removeAll(QString());
     return names;
 }
 

@@ -29,7 +29,7 @@ constexpr int c_linkPollInterval = 20; // ms
 ControllerProfile defaultProfile(const QJsonObject& deviceConfiguration)
 {
     const QList<ControllerProfile> profiles = ControllerProfile::all();
-    const QList<int> generations = describedGenerations(commandRequirements(), deviceConfiguration);
+    const QList<int> generations = describedGenerations(commandNeeds(), deviceConfiguration);
     const int wanted = generations.isEmpty() ? 1 : generations.constLast();
     for (const ControllerProfile& profile : profiles) {
         if (profile.generation() == wanted)

@@ -90,8 +90,7 @@ void explainFailure(Console& console, const BenchSession& session, const DAbstra
             (hint.isEmpty() ? QStringLiteral("; it has: %1").arg(names.join(QStringLiteral(", "))) : hint));
         return;
     }
-    const QList<Finding> findings =
-        checkRequirements(commandRequirements(), {command}, configuration, generation);
+    const QList<Finding> findings = checkRequirements(commandNeeds(), {command}, configuration, generation);
     for (const Finding& finding : findings) {
         if (finding.level == FindingLevel::Error)
             console.error(

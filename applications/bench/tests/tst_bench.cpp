@@ -468,7 +468,7 @@ private Q_SLOTS:
     {
         const QStringList commands{"getInfo", "setDirection", "setProgram", "resetAlarm", "getRegister"};
         const QList<Finding> findings =
-            checkRequirements(commandRequirements(), commands, configurationOf(completeChannels()), 2);
+            checkRequirements(commandNeeds(), commands, configurationOf(completeChannels()), 2);
         QCOMPARE(complaints(findings), QStringList());
         // Two generations of two commands, the reset and the register read; getInfo needs nothing.
         QCOMPARE(findings.size(), 6);
@@ -580,7 +580,7 @@ private Q_SLOTS:
         QFETCH(QString, command);
         const std::optional<int> connected = generation == 0 ? std::nullopt : std::optional<int>(generation);
         const QList<Finding> findings =
-            checkRequirements(commandRequirements(), {command}, configurationOf(channels), connected);
+            checkRequirements(commandNeeds(), {command}, configurationOf(channels), connected);
         QTEST(complaints(findings), "expected");
         for (const Finding& finding : findings)
             QCOMPARE(finding.remedy.isEmpty(), finding.level == FindingLevel::Ok);
@@ -588,7 +588,7 @@ private Q_SLOTS:
 
     void requiredParameter()
     {
-        const QList<CommandRequirement> table{{"save", QString(), false, {}, {"ranges"}}};
+        const QList<CommandNeeds> table{{"save", {}, {}, {{"ranges"}}}};
         QCOMPARE(complaints(checkRequirements(table, {"save"}, configurationOf({}), 1)),
                  QStringList{"error: save: the parameter \"ranges\" is missing"});
         QJsonObject configuration = configurationOf({});
@@ -601,10 +601,10 @@ private Q_SLOTS:
         QCOMPARE(generationSuffix(0), QString());
         QCOMPARE(generationSuffix(1), QString());
         QCOMPARE(generationSuffix(2), QStringLiteral("V2"));
-        QCOMPARE(describedGenerations(commandRequirements(), configurationOf(completeChannels())),
+        QCOMPARE(describedGenerations(commandNeeds(), configurationOf(completeChannels())),
                  (QList<int>{1, 2}));
-        QCOMPARE(describedGenerations(commandRequirements(), configurationOf({writable("presetChangeV10", 1),
-                                                                              writable("otherV3", 2)})),
+        QCOMPARE(describedGenerations(commandNeeds(), configurationOf({writable("presetChangeV10", 1),
+                                                                       writable("otherV3", 2)})),
                  QList<int>{10});
     }
 

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QVariant>
+
+#include <optional>
+
+// What each command of the device plug-in needs: the arguments that an order gives it and what they mean
+// on the controller, and the part of the device's configuration that it looks up. A command itself
+// silently takes 0 or an empty text for what is missing; who gives orders or writes a configuration finds
+// out here beforehand.
+
+// One value of an argument that has a meaning of its own.
+struct ArgumentValue
+{
+    int value = 0;
+    QString meaning;
+};
+
+struct CommandArgument
+{
+    QString name;
+    QString type; // as commands declare it: "ui16", "int", "strg" or "bool"
+    QString meaning;
+    // An order without it does nothing that anybody can want: it fails, or writes what nobody gave.
+    bool isRequired = false;
+    // What the command works with when the order lacks it; invalid for a required one.
+    QVariant usableDefault = QVariant();
+    // Numbers that make sense. A command does not keep to them: it writes what it is given.
+    std::optional<int> lowest = std::nullopt;
+    std::optional<int> highest = std::nullopt;
+    // All numbers from `lowest` to `highest`, where each has a meaning of its own.
+    QList<ArgumentValue> values = {};
+    // The command reads it without declaring it: a host is not told of it.
+    bool isDeclared = true;
+};
+
+// What a channel or list of the configuration is chosen by, among those whose names begin alike.
+enum class ChosenBy {
+    Nothing,     // one for all controllers
+    Generation,  // the name is followed by generationSuffix()
+    FirstLayout, // in place of the one by generation, by those of generation 1 with its first layout
+    Model,       // torqueUnitChannel() and backupRangeKey() make the name
+    Order,       // an argument names it, and it is followed by generationSuffix()
+};
+
+// An entry of a channel's description.
+enum class ChannelEntry { Register, WriteType, ReadType, Size };
+
+// "register", "writeRegisterType", "readRegisterType", "size".
+QString entryName(ChannelEntry entry);
+
+struct NeededChannel
+{
+    QString name; // empty when the order names it
+    ChosenBy chosenBy = ChosenBy::Nothing;
+    QList<ChannelEntry> entries;
+    // The list in "parameters" that tells what the channel's registers hold, chosen as the channel is;
+    // empty for none.
+    QString keyList = QString();
+    // What the command does without an entry, where that is worse than a refusal.
+    QString consequence = QString();
+};
+
+struct NeededParameter
+{
+    QString name; // what stands behind the model's name when chosen by that
+    ChosenBy chosenBy = ChosenBy::Nothing;
+};
+
+struct CommandNeeds
+{
+    QString command;
+    QList<CommandArgument> arguments = {}; // declared ones in the order of their declaration
+    QList<NeededChannel> channels = {};
+    QList<NeededParameter> parameters = {}; // without the key lists of channels
+};
+
+// All commands, in the order in which the plug-in tells them.
+const QList<CommandNeeds>& commandNeeds();
