@@ -318,8 +318,11 @@ QStringList TestMdcCommandNeeds::trace(const QString& command, const QVariantMap
     bench.device().setInPluginConfig("parameters", parameters);
     QStringList seen{bench.command().commandExecute() ? "starts" : "does not start"};
     for (int step = 0; step < bench.order().sent().size() && step < c_mostSteps; ++step) {
-        const bool ok = bench.command().setReply(static_cast<quint64>(step + 1),
-                                                 answerTo(bench.order().sent().at(step), controller));
+        // Numbered one by one.
+        const int behind = bench.order().sent().size() - 1 - step;
+        const quint64 instruction = bench.order().lastInstruction() - static_cast<quint64>(behind);
+        const bool ok =
+            bench.command().setReply(instruction, answerTo(bench.order().sent().at(step), controller));
         seen.append(ok ? "goes on" : "fails");
     }
     return seen + bench.order().sent() + bench.order().published() + bench.logged();
