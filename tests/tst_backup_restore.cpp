@@ -90,7 +90,7 @@ public:
     // Prepares the controller and the files; false with a text when that fails.
     bool prepare(QString* error)
     {
-        if (!m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp)) {
+        if (!m_bench.start("mdc32-gen2", Transport::Tcp)) {
             *error = m_bench.error();
             return false;
         }
@@ -237,8 +237,7 @@ void TestBackupRestore::restoresWhatWasChosen()
     QFETCH(int, count);
     QFETCH(QList<int>, registers);
     BenchFixture bench;
-    QVERIFY2(bench.start(profile, serial ? BenchFixture::Transport::Rtu : BenchFixture::Transport::Tcp),
-             qPrintable(bench.error()));
+    QVERIFY2(bench.start(profile, serial ? Transport::Rtu : Transport::Tcp), qPrintable(bench.error()));
     SimulatedController& controller = bench.simulator().controller();
     const QVector<quint16> before = holdingRegisters(bench.simulator(), count);
     QCOMPARE(before.size(), count);
@@ -290,7 +289,7 @@ void TestBackupRestore::restoresWhatWasChosen()
 void TestBackupRestore::refusesAnotherTorqueUnit()
 {
     BenchFixture bench;
-    QVERIFY2(bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(bench.error()));
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp), qPrintable(bench.error()));
     QTemporaryDir folder;
     const DOrderOutcome backup = bench.run("backup", backupArguments(folder), c_backupWait);
     QVERIFY2(backup.ok, qPrintable(backup.errorMessage));
@@ -310,11 +309,11 @@ void TestBackupRestore::refusesAnotherModel()
 {
     QTemporaryDir folder;
     BenchFixture other;
-    QVERIFY2(other.start("mdc22-gen2", BenchFixture::Transport::Tcp), qPrintable(other.error()));
+    QVERIFY2(other.start("mdc22-gen2", Transport::Tcp), qPrintable(other.error()));
     const DOrderOutcome backup = other.run("backup", backupArguments(folder), c_backupWait);
     QVERIFY2(backup.ok, qPrintable(backup.errorMessage));
     BenchFixture bench;
-    QVERIFY2(bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(bench.error()));
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp), qPrintable(bench.error()));
     const DOrderOutcome restore =
         bench.run("restoreBackup",
                   {{"filePath", backup.results.value("filePath")}, {"startPreset", 1}, {"endPreset", 1}});
@@ -327,7 +326,7 @@ void TestBackupRestore::refusesAnotherModel()
 void TestBackupRestore::stopsAfterTheRegisterUnderWay()
 {
     BenchFixture bench;
-    QVERIFY2(bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(bench.error()));
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp), qPrintable(bench.error()));
     QTemporaryDir folder;
     const DOrderOutcome backup = bench.run("backup", backupArguments(folder), c_backupWait);
     QVERIFY2(backup.ok, qPrintable(backup.errorMessage));

@@ -2,6 +2,7 @@
 #include "applications/simulator/simulator.h"
 #include "plugins/p_device_mdc/model/backup_file.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_bench.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -141,7 +142,7 @@ void tst_BenchBackup::init()
     qputenv("XDG_DATA_HOME", m_folder->path().toLocal8Bit());
     const auto profile = ControllerProfile::byName("mdc32-gen2");
     QVERIFY(profile);
-    m_simulator = std::make_unique<Simulator>(sampleDeviceConfiguration(), *profile);
+    m_simulator = std::make_unique<Simulator>(deviceConfiguration(sampleBench()), *profile);
     QVERIFY(m_simulator->listenTcp());
     m_config = path("bench.json");
     QVERIFY(writeBenchFor(*m_simulator, profile->reference, m_config));

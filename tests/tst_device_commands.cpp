@@ -61,9 +61,9 @@ QVariantList savedValues(const BenchFixture& bench)
     return bench.device()->getProperty("triggerBackupRegister", nullptr).toList();
 }
 
-BenchFixture::Transport transportOf(bool rtu)
+Transport transportOf(bool rtu)
 {
-    return rtu ? BenchFixture::Transport::Rtu : BenchFixture::Transport::Tcp;
+    return rtu ? Transport::Rtu : Transport::Tcp;
 }
 
 void addProfiles()
@@ -275,7 +275,7 @@ void tst_DeviceCommands::triggerProgramCutOffWithOlderValues()
 {
     QTemporaryDir folder;
     BenchFixture bench;
-    QVERIFY2(bench.start("mdc32-gen2", BenchFixture::Transport::Tcp, folder.filePath("properties.json")),
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp, folder.filePath("properties.json")),
              qPrintable(bench.error()));
     const QVariantList original = triggerRegisters(bench.simulator());
     QVERIFY(bench.run("getInfo", {{"reference", bench.profile().reference}}).ok);

@@ -54,9 +54,9 @@ void addTransports()
     QTest::newRow("rtu") << true;
 }
 
-BenchFixture::Transport transportOf(bool rtu)
+Transport transportOf(bool rtu)
 {
-    return rtu ? BenchFixture::Transport::Rtu : BenchFixture::Transport::Tcp;
+    return rtu ? Transport::Rtu : Transport::Tcp;
 }
 
 } // namespace
@@ -213,7 +213,7 @@ void tst_EndToEnd::unansweredWriteIsUncertain()
 
 void tst_EndToEnd::unansweredReadTimesOut()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
     QVERIFY(m_bench.simulator().faults().add("no-answer"));
     QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("ERROR: Reply does not contain values key"));
@@ -227,7 +227,7 @@ void tst_EndToEnd::unansweredReadTimesOut()
 
 void tst_EndToEnd::undefinedRegister()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
     // A channel that the configuration lacks reads as address 0 without a type: the driver says so.
     QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("ERROR: Reply does not contain values key"));
@@ -239,7 +239,7 @@ void tst_EndToEnd::undefinedRegister()
 
 void tst_EndToEnd::withoutIdentification()
 {
-    QVERIFY2(m_bench.start("mdc26-gen1v2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc26-gen1v2", Transport::Tcp), qPrintable(m_bench.error()));
     QTest::ignoreMessage(QtCriticalMsg,
                          QRegularExpression("ERROR: version number is not found. using version 1"));
     const DOrderOutcome outcome = m_bench.run("setDirection", {{"direction", 1}});
@@ -249,7 +249,7 @@ void tst_EndToEnd::withoutIdentification()
 
 void tst_EndToEnd::recoversFromRestart()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
     QVERIFY(m_bench.driver()->getProperty("connected", nullptr).toBool());
 
@@ -273,7 +273,7 @@ void tst_EndToEnd::recoversFromRestart()
 
 void tst_EndToEnd::instanceGoesWhileItWorks()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
     QVERIFY(m_bench.simulator().faults().add("no-answer"));
 
@@ -288,7 +288,7 @@ void tst_EndToEnd::instanceGoesWhileItWorks()
 
 void tst_EndToEnd::driverGoesWhileItWorks()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
     QVERIFY(m_bench.simulator().faults().add("no-answer"));
 
@@ -309,7 +309,7 @@ void tst_EndToEnd::driverGoesWhileItWorks()
 
 void tst_EndToEnd::stopListening()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     QSignalSpy updated(&m_bench.host(), &DHost::orderUpdated);
     QSignalSpy finished(&m_bench.host(), &DHost::orderFinished);
     const QUuid driver = m_bench.driver()->objectUuid();
@@ -339,9 +339,9 @@ void tst_EndToEnd::stopListening()
 
 void tst_EndToEnd::twoDevicesOfOneKind()
 {
-    QVERIFY2(m_bench.start("mdc32-gen2", BenchFixture::Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
     BenchFixture other;
-    QVERIFY2(other.start("mdc26-gen1v1", BenchFixture::Transport::Tcp), qPrintable(other.error()));
+    QVERIFY2(other.start("mdc26-gen1v1", Transport::Tcp), qPrintable(other.error()));
     QVERIFY(m_bench.run("getInfo").ok);
     QVERIFY(other.run("getInfo").ok);
     // Properties live in the instance: one identification does not change the other's register map.

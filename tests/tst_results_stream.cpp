@@ -2,6 +2,7 @@
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/tightening_cycles.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_bench.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -128,7 +129,7 @@ void tst_ResultsStream::init()
 bool tst_ResultsStream::simulate(const QString& profile)
 {
     m_simulator =
-        std::make_unique<Simulator>(sampleDeviceConfiguration(), *ControllerProfile::byName(profile));
+        std::make_unique<Simulator>(deviceConfiguration(sampleBench()), *ControllerProfile::byName(profile));
     m_simulator->controller().setEventSeed(c_seed);
     m_simulator->controller().setValue("currentPreset", 1);
     return m_simulator->listenTcp() &&
@@ -288,8 +289,8 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     // no outage.
     QString told;
     QTRY_VERIFY((told += bench->readAllStandardError()).contains("listening goes on"));
-    m_simulator =
-        std::make_unique<Simulator>(sampleDeviceConfiguration(), *ControllerProfile::byName("mdc22-gen1v2"));
+    m_simulator = std::make_unique<Simulator>(deviceConfiguration(sampleBench()),
+                                              *ControllerProfile::byName("mdc22-gen1v2"));
     m_simulator->controller().setEventCount(1);
     QVERIFY(m_simulator->listenTcp(port));
     QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 0; event 1; sequence 1"), 15000);

@@ -4,10 +4,7 @@
 #include "tests/reliability/row_report.h"
 #include "tests/support/process_watch.h"
 
-#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
-
-#include <QJsonArray>
 
 #include <algorithm>
 
@@ -66,28 +63,13 @@ Chain::~Chain() = default;
 
 bool Chain::start(const QJsonObject& link)
 {
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    QJsonObject root = loaded.configuration;
-    QJsonArray objects = root.value(QStringLiteral("objects")).toArray();
-    QJsonObject driverObject = objects.at(0).toObject();
-    driverObject.insert(QStringLiteral("configuration"), link);
-    objects.replace(0, driverObject);
-    root.insert(QStringLiteral("objects"), objects);
-
-    m_host = std::make_unique<DHost>();
-    connect(m_host.get(), &DHost::orderFinished, this, &Chain::onFinished);
-    QStringList errors;
-    // The first one of a kind counts: the naive driver has the real one's identity.
-    const bool naive = m_report.options().driver == TestedDriver::Naive;
-    if (naive)
-        m_host->loadPlugins(MDC_NAIVE_DRIVER_DIRECTORY);
-    const QList<DPluginReport> reports = m_host->loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
-    for (const DPluginReport& plugin : reports) {
-        if (!plugin.error.isEmpty() && !naive)
-            errors.append(plugin.error);
-    }
-    errors += m_host->configure(root);
-    return m_report.check('X', errors.isEmpty(), errors.join(QLatin1String("; ")));
+    ChainOptions options;
+    // The naive driver has the real one's identity.
+    if (m_report.options().driver == TestedDriver::Naive)
+        options.otherPlugins = QStringLiteral(MDC_NAIVE_DRIVER_DIRECTORY);
+    const bool started = m_bench.startWithout(link, options);
+    connect(&host(), &DHost::orderFinished, this, &Chain::onFinished);
+    return m_report.check('X', started, m_bench.error());
 }
 
 MeasuredEnd Chain::run(const Order& order)
@@ -99,7 +81,7 @@ quint64 Chain::place(const Order& order)
 {
     disconnect(m_watching);
     if (order.watched)
-        m_watching = connect(m_host.get(), &DHost::instructionFinished, this, &Chain::onInstructionFinished);
+        m_watching = connect(&host(), &DHost::instructionFinished, this, &Chain::onInstructionFinished);
     Record record;
     record.order = order;
     record.processorAtStart = processorTime();
@@ -108,7 +90,7 @@ quint64 Chain::place(const Order& order)
     record.clock.start();
     m_writeOrders += order.command.startsWith(QLatin1String("set")) ? 1 : 0;
     const quint64 id =
-        m_host->startOrder(device()->objectUuid(), order.command, order.arguments, order.timeout);
+        host().startOrder(device()->objectUuid(), order.command, order.arguments, order.timeout);
     record.disturbedAtStart = waitedForProcessor() - waitedBefore;
     m_records.insert(id, record);
     return id;
@@ -165,10 +147,10 @@ void Chain::takeBaseline()
 void Chain::finish()
 {
     constexpr int c_settlingTime = 1500;
-    waitUntil([this] { return m_host->runningOrderCount() == 0; }, c_settlingTime);
+    waitUntil([this] { return host().runningOrderCount() == 0; }, c_settlingTime);
     m_report.check(
-        'A', m_host->runningOrderCount() == 0,
-        QStringLiteral("%1 orders or instructions have not ended").arg(m_host->runningOrderCount()));
+        'A', host().runningOrderCount() == 0,
+        QStringLiteral("%1 orders or instructions have not ended").arg(host().runningOrderCount()));
     if (m_objects >= 0) {
         waitUntil([this] { return liveQtObjects() <= m_objects && openDescriptors() <= m_descriptors; },
                   c_settlingTime);
@@ -184,11 +166,6 @@ void Chain::finish()
                        QStringLiteral("%1 write requests were sent for %2 orders")
                            .arg(truth.writes())
                            .arg(m_writeOrders));
-}
-
-bool Chain::isConnected() const
-{
-    return driver()->getProperty(QStringLiteral("connected"), nullptr).toBool();
 }
 
 void Chain::onFinished(quint64 id, const DOrderOutcome& outcome)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/bench_fixture.h"
+
 #include <lib_host/d_host.h>
 
 #include <QElapsedTimer>
@@ -9,7 +11,6 @@
 #include <QVariantMap>
 
 #include <functional>
-#include <memory>
 
 class RowReport;
 
@@ -72,10 +73,10 @@ public:
     // What holds when the row is done. Called once, at the end.
     void finish();
 
-    bool isConnected() const;
-    DHost& host() { return *m_host; }
-    DAbstractPlugin* device() const { return m_host->findObject(QStringLiteral("mdc")); }
-    DAbstractPlugin* driver() const { return m_host->findObject(QStringLiteral("modbus")); }
+    bool isConnected() const { return m_bench.isConnected(); }
+    DHost& host() { return m_bench.host(); }
+    DAbstractPlugin* device() const { return m_bench.device(); }
+    DAbstractPlugin* driver() const { return m_bench.driver(); }
 
     // Whether what the controller answers now is an answer: otherwise no order may be reported as done.
     bool answersAreGood = true;
@@ -106,7 +107,7 @@ private:
     QVariantList trueValues(int address, int count) const;
 
     RowReport& m_report;
-    std::unique_ptr<DHost> m_host;
+    BenchFixture m_bench;
     QHash<quint64, Record> m_records; // of orders that are running
     QMetaObject::Connection m_watching;
     int m_writeOrders = 0;

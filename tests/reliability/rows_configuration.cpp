@@ -4,6 +4,7 @@
 #include "tests/reliability/row_table.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/process_watch.h"
+#include "tests/support/sample_bench.h"
 
 #include <QDir>
 #include <QFile>
@@ -241,7 +242,8 @@ class CheckedConfiguration
 public:
     explicit CheckedConfiguration(RowReport& report)
         : m_report(report)
-        , m_simulator(sampleDeviceConfiguration(), *ControllerProfile::byName(QStringLiteral("mdc32-gen2")))
+        , m_simulator(deviceConfiguration(sampleBench()),
+                      *ControllerProfile::byName(QStringLiteral("mdc32-gen2")))
     {}
 
     bool start()

@@ -4,6 +4,7 @@
 #include "tests/reliability/row_table.h"
 #include "tests/reliability/simulated_bench.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/log_capture.h"
 
 #include "applications/simulator/simulated_controller.h"
 
@@ -719,7 +720,7 @@ public:
             m_report.broken('X', QStringLiteral("the spoilt file cannot be written"));
         file.close();
         m_files.bench.clearWrites();
-        m_log.take();
+        LogCapture::takeTexts();
         const MeasuredEnd end =
             m_files.bench.run(QStringLiteral("restoreBackup"),
                               {{"filePath", m_path}, {"startPreset", 1}, {"endPreset", 1}}, c_orderTime);
@@ -733,7 +734,7 @@ public:
         ++m_refused;
         m_report.check('C', writes.isEmpty(),
                        when + QStringLiteral(": refused, and written was ") + writes.join(QLatin1Char(' ')));
-        const QString log = m_log.take().join(QLatin1Char('\n'));
+        const QString log = LogCapture::takeTexts().join(QLatin1Char('\n'));
         // Two lines joined into one: said of the first of them; a line of its own taken out of the row:
         // of the one behind it.
         // A header with a line more in it: of its last one, which stands where the registers begin.

@@ -8,7 +8,6 @@
 
 #include "applications/simulator/simulated_controller.h"
 
-#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QCoreApplication>
@@ -415,27 +414,16 @@ QString libraryIn(const QString& folder, const QString& name)
 // loaded them: the host's own loader keeps all files for good, so this row's host is given their roots.
 void runUnloadCycles(RowReport& report)
 {
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    QJsonObject configuration = loaded.configuration;
-    QJsonArray objects = configuration.value(QStringLiteral("objects")).toArray();
-    QJsonObject driverObject = objects.at(0).toObject();
-    const QJsonObject deviceObject = objects.at(1).toObject();
-    Simulator simulator(deviceObject.value(QStringLiteral("configuration")).toObject(),
-                        *ControllerProfile::byName(QStringLiteral("mdc32-gen2")));
     QString error;
-    if (!report.check('X', simulator.listenTcp(0, &error), error))
+    const QJsonObject sample = sampleBench(&error);
+    if (!report.check('X', !sample.isEmpty(), error))
         return;
-    const QString line = simulator.openPseudoTerminal(&error);
-    if (!report.check('X', !line.isEmpty(), error))
+    Simulator simulator(deviceConfiguration(sample),
+                        *ControllerProfile::byName(QStringLiteral("mdc32-gen2")));
+    const QJsonObject tcp = openLink(simulator, Transport::Tcp, &error);
+    const QJsonObject rtu = openLink(simulator, Transport::Rtu, &error);
+    if (!report.check('X', !tcp.isEmpty() && !rtu.isEmpty(), error))
         return;
-    const auto setLink = [&](const QJsonObject& link) {
-        driverObject.insert(QStringLiteral("configuration"), link);
-        objects.replace(0, driverObject);
-        configuration.insert(QStringLiteral("objects"), objects);
-    };
-    const QJsonObject tcp{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}};
-    const QJsonObject rtu{{"transport", "rtu"}, {"serialPort", line}, {"baudRate", 115200}};
-    const QUuid device(deviceObject.value(QStringLiteral("id")).toString());
 
     const bool naive = report.options().driver == TestedDriver::Naive;
     const QString folder = QStringLiteral(MDC_BINARY_DIRECTORY "/plugins");
@@ -452,7 +440,6 @@ void runUnloadCycles(RowReport& report)
     int done = 0;
     for (int i = 0; i < cycles && report.isGood(); ++i) {
         std::vector<std::unique_ptr<UnloadableFile>> plugins;
-        setLink(i % 2 == 0 ? tcp : rtu);
         {
             DHost host;
             for (const QString& file : files) {
@@ -462,8 +449,11 @@ void runUnloadCycles(RowReport& report)
                              file + QStringLiteral(" is there already"));
                 report.check('X', plugins.back()->load(host, &error), error);
             }
-            const QStringList errors = host.configure(configuration);
+            const QStringList errors = host.configure(withLink(sample, i % 2 == 0 ? tcp : rtu));
             report.check('X', errors.isEmpty(), errors.join(QLatin1String("; ")));
+            const DAbstractPlugin* const device = host.findObject(QStringLiteral("mdc"));
+            if (device == nullptr)
+                break;
             int ends = 0;
             const QObject context;
             QObject::connect(&host, &DHost::orderFinished, &context,
@@ -473,7 +463,7 @@ void runUnloadCycles(RowReport& report)
                                  done += outcome.ok ? 1 : 0;
                              });
             const auto place = [&](const char* command, const QVariantMap& arguments, int timeout) {
-                host.startOrder(device, QLatin1String(command), arguments, timeout);
+                host.startOrder(device->objectUuid(), QLatin1String(command), arguments, timeout);
             };
             const DAbstractPlugin* const driver = host.findObject(QStringLiteral("modbus"));
             report.check('D',

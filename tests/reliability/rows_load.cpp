@@ -4,6 +4,7 @@
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
 #include "tests/reliability/simulated_bench.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/process_watch.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -397,7 +398,7 @@ void exhaustInBackup(RowReport& report, SimulatedBench& bench)
     const FolderWatch watch(folder.path());
     QString told;
     {
-        LogCapture log;
+        const LogCapture log;
         std::optional<DescriptorShortage> shortage;
         const int middle = SimulatedBench::c_registers / SimulatedBench::c_blockSize / 2;
         int reads = 0;
@@ -412,7 +413,7 @@ void exhaustInBackup(RowReport& report, SimulatedBench& bench)
                      QStringLiteral("there are descriptors left"));
         report.check('C', !end.outcome.ok && !end.outcome.results.value(QStringLiteral("doneOk")).toBool(),
                      QStringLiteral("a backup without a file is reported as done"));
-        told = log.take().join(QLatin1Char(' ')) + end.outcome.errorMessage;
+        told = LogCapture::takeTexts().join(QLatin1Char(' ')) + end.outcome.errorMessage;
         report.check('X', told.contains(QLatin1String("Too many open files")),
                      QStringLiteral("the backup's reason is not told: ") + told.right(300));
         report.check('D', bench.isConnected(), QStringLiteral("the link is down"));

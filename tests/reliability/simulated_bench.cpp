@@ -5,7 +5,6 @@
 #include "tests/reliability/row_report.h"
 #include "tests/support/process_watch.h"
 
-#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QJsonArray>
@@ -20,13 +19,6 @@ constexpr int c_patience = 20000;
 constexpr int c_recoveryTime = 6500;
 constexpr int c_goodDeadline = 2000;
 constexpr int c_idleTime = 100;
-
-QStringList s_log;
-
-void capture(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& text)
-{
-    s_log.append(text);
-}
 
 QJsonObject withEntry(QJsonObject channel, const QString& entry, int number)
 {
@@ -53,50 +45,21 @@ SimulatedBench::~SimulatedBench() = default;
 
 bool SimulatedBench::start(const QJsonObject& link)
 {
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    m_root = loaded.configuration;
-    QJsonArray objects = m_root.value(QStringLiteral("objects")).toArray();
-    QJsonObject driverObject = objects.at(0).toObject();
-    QJsonObject deviceObject = objects.at(1).toObject();
-    const QJsonObject configuration =
-        deviceConfiguration(deviceObject.value(QStringLiteral("configuration")).toObject());
-    deviceObject.insert(QStringLiteral("configuration"), configuration);
-
-    const auto profile = ControllerProfile::byName(QStringLiteral("mdc32-gen2"));
-    QString error;
-    m_simulator = std::make_unique<Simulator>(configuration, *profile);
-    if (!m_report.check('X', m_simulator->listenTcp(0, &error), error))
+    ChainOptions options;
+    options.link = link;
+    if (!link.contains(QStringLiteral("connectTimeout")))
+        options.link.insert(QStringLiteral("connectTimeout"), 200);
+    options.changeDevice = [this](const QJsonObject& device) { return deviceConfiguration(device); };
+    // The naive driver has the real one's identity.
+    if (m_report.options().driver == TestedDriver::Naive)
+        options.otherPlugins = QStringLiteral(MDC_NAIVE_DRIVER_DIRECTORY);
+    if (!m_report.check('X', m_bench.start(options), m_bench.error()))
         return false;
-    QJsonObject linkToIt{{"transport", "tcp"},
-                         {"host", "127.0.0.1"},
-                         {"port", m_simulator->tcpPort()},
-                         {"connectTimeout", 200}};
-    for (auto it = link.begin(); it != link.end(); ++it)
-        linkToIt.insert(it.key(), it.value());
-    driverObject.insert(QStringLiteral("configuration"), linkToIt);
-    objects.replace(0, driverObject);
-    objects.replace(1, deviceObject);
-    m_root.insert(QStringLiteral("objects"), objects);
-
-    m_host = std::make_unique<DHost>();
-    connect(m_host.get(), &DHost::orderFinished, this, &SimulatedBench::onFinished);
-    connect(m_host.get(), &DHost::orderUpdated, this, [this](quint64 id, const QVariantMap& results) {
+    connect(&host(), &DHost::orderFinished, this, &SimulatedBench::onFinished);
+    connect(&host(), &DHost::orderUpdated, this, [this](quint64 id, const QVariantMap& results) {
         if (onUpdate)
             onUpdate(id, results);
     });
-    QStringList errors;
-    // The first one of a kind counts: the naive driver has the real one's identity.
-    const bool naive = m_report.options().driver == TestedDriver::Naive;
-    if (naive)
-        m_host->loadPlugins(MDC_NAIVE_DRIVER_DIRECTORY);
-    const QList<DPluginReport> reports = m_host->loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
-    for (const DPluginReport& plugin : reports) {
-        if (!plugin.error.isEmpty() && !naive)
-            errors.append(plugin.error);
-    }
-    errors += m_host->configure(m_root);
-    if (!m_report.check('X', errors.isEmpty(), errors.join(QLatin1String("; "))))
-        return false;
     recover();
     takeBaseline();
     return m_report.isGood();
@@ -141,7 +104,7 @@ quint64 SimulatedBench::place(const QString& command, const QVariantMap& argumen
     record.timeout = timeout;
     const double waitedBefore = waitedForProcessor();
     record.clock.start();
-    const quint64 id = m_host->startOrder(device()->objectUuid(), command, arguments, timeout);
+    const quint64 id = host().startOrder(device()->objectUuid(), command, arguments, timeout);
     record.disturbedAtStart = waitedForProcessor() - waitedBefore;
     m_records.insert(id, record);
     return id;
@@ -220,10 +183,10 @@ void SimulatedBench::takeBaseline()
 void SimulatedBench::finish()
 {
     constexpr int c_settlingTime = 1500;
-    waitUntil([this] { return m_host->runningOrderCount() == 0; }, c_settlingTime);
+    waitUntil([this] { return host().runningOrderCount() == 0; }, c_settlingTime);
     m_report.check(
-        'A', m_host->runningOrderCount() == 0,
-        QStringLiteral("%1 orders or instructions have not ended").arg(m_host->runningOrderCount()));
+        'A', host().runningOrderCount() == 0,
+        QStringLiteral("%1 orders or instructions have not ended").arg(host().runningOrderCount()));
     // The simulator's side of a connection that is over goes a little later.
     waitUntil([this] { return liveQtObjects() <= m_objects && openDescriptors() <= m_descriptors; },
               c_settlingTime);
@@ -241,22 +204,17 @@ void SimulatedBench::finish()
                        .arg(c_idleTime));
 }
 
-bool SimulatedBench::isConnected() const
-{
-    return driver() != nullptr && driver()->getProperty(QStringLiteral("connected"), false).toBool();
-}
-
 QVector<quint16> SimulatedBench::registers(int count) const
 {
     QVector<quint16> values;
-    m_simulator->controller().read(QModbusDataUnit::HoldingRegisters, 1, count, &values);
+    m_bench.simulator().controller().read(QModbusDataUnit::HoldingRegisters, 1, count, &values);
     return values;
 }
 
 QStringList SimulatedBench::writes() const
 {
     QStringList texts;
-    const QList<ControllerWrite> all = m_simulator->controller().writes();
+    const QList<ControllerWrite> all = m_bench.simulator().controller().writes();
     for (const ControllerWrite& write : all)
         texts.append(write.isAccepted() && write.values.size() == 1
                          ? QStringLiteral("%1=%2").arg(write.address).arg(write.values.first())
@@ -266,31 +224,13 @@ QStringList SimulatedBench::writes() const
 
 void SimulatedBench::clearWrites()
 {
-    m_simulator->controller().clearWrites();
+    m_bench.simulator().controller().clearWrites();
 }
 
 void SimulatedBench::watchInstructions(const std::function<void(const QString& instruction)>& watcher)
 {
     disconnect(m_watching);
     if (watcher)
-        m_watching = connect(m_host.get(), &DHost::instructionFinished, this,
+        m_watching = connect(&host(), &DHost::instructionFinished, this,
                              [watcher](quint64 /*id*/, const QString& instruction) { watcher(instruction); });
-}
-
-LogCapture::LogCapture()
-    : m_previous(qInstallMessageHandler(capture))
-{
-    s_log.clear();
-}
-
-LogCapture::~LogCapture()
-{
-    qInstallMessageHandler(m_previous);
-}
-
-QStringList LogCapture::take()
-{
-    QStringList lines = s_log;
-    s_log.clear();
-    return lines;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "applications/simulator/simulator.h"
 #include "tests/reliability/chain.h"
+#include "tests/support/bench_fixture.h"
 
 #include <lib_host/d_host.h>
 
@@ -11,7 +11,6 @@
 #include <QVector>
 
 #include <functional>
-#include <memory>
 
 class RowReport;
 
@@ -57,12 +56,12 @@ public:
     // What holds when the row is done. Called once, at the end.
     void finish();
 
-    bool isConnected() const;
-    Simulator& simulator() { return *m_simulator; }
-    DHost& host() { return *m_host; }
-    const QJsonObject& configuration() const { return m_root; }
-    DAbstractPlugin* device() const { return m_host->findObject(QStringLiteral("mdc")); }
-    DAbstractPlugin* driver() const { return m_host->findObject(QStringLiteral("modbus")); }
+    bool isConnected() const { return m_bench.isConnected(); }
+    Simulator& simulator() { return m_bench.simulator(); }
+    DHost& host() { return m_bench.host(); }
+    const QJsonObject& configuration() const { return m_bench.configuration(); }
+    DAbstractPlugin* device() const { return m_bench.device(); }
+    DAbstractPlugin* driver() const { return m_bench.driver(); }
 
     // The values of the registers from 1 on.
     QVector<quint16> registers(int count) const;
@@ -98,26 +97,9 @@ private:
 
     RowReport& m_report;
     const SmallLayout m_layout;
-    QJsonObject m_root;
-    std::unique_ptr<Simulator> m_simulator;
-    std::unique_ptr<DHost> m_host;
+    BenchFixture m_bench;
     QHash<quint64, Record> m_records;
     QMetaObject::Connection m_watching;
     int m_objects = -1;
     int m_descriptors = -1;
-};
-
-// The lines that the chain logs while it lives; one at a time.
-class LogCapture
-{
-public:
-    LogCapture();
-    ~LogCapture();
-    Q_DISABLE_COPY_MOVE(LogCapture)
-
-    // What has come since the last call.
-    QStringList take();
-
-private:
-    QtMessageHandler m_previous;
 };

@@ -41,10 +41,11 @@ constexpr int c_mostRefusal = 400;
 
 } // namespace
 
-SoakLane::SoakLane(int number, const QString& profile, bool serial, quint32 seed, const QString& folder)
+SoakLane::SoakLane(int number, const QString& profile, Transport transport, quint32 seed,
+                   const QString& folder)
     : m_number(number)
     , m_profileName(profile)
-    , m_serial(serial)
+    , m_transport(transport)
     , m_folder(folder)
     , m_random(seed)
     , m_faultSource(m_random)
@@ -72,25 +73,16 @@ bool SoakLane::listen(const QJsonObject& deviceConfiguration, QString* error)
     for (int i = 0; i < FaultPlan::c_maximumHits; ++i)
         plan.next(0x03, TouchedRegisters{1, 1});
     plan.clear();
-    if (m_serial) {
-        m_serialDevice = m_simulator->openPseudoTerminal(error);
-        return !m_serialDevice.isEmpty();
-    }
-    return m_simulator->listenTcp(0, error);
+    m_link = openLink(*m_simulator, m_transport, error);
+    return !m_link.isEmpty();
 }
 
 QJsonArray SoakLane::objects(const QJsonObject& deviceConfiguration) const
 {
-    const QJsonObject link = m_serial ? QJsonObject{{QStringLiteral("transport"), QStringLiteral("rtu")},
-                                                    {QStringLiteral("serialPort"), m_serialDevice},
-                                                    {QStringLiteral("baudRate"), 115200}}
-                                      : QJsonObject{{QStringLiteral("transport"), QStringLiteral("tcp")},
-                                                    {QStringLiteral("host"), QStringLiteral("127.0.0.1")},
-                                                    {QStringLiteral("port"), m_simulator->tcpPort()}};
     const QJsonObject driver{{QStringLiteral("id"), m_driver.toString()},
                              {QStringLiteral("name"), QStringLiteral("modbus %1").arg(m_number)},
                              {QStringLiteral("plugin"), c_driverKind},
-                             {QStringLiteral("configuration"), link}};
+                             {QStringLiteral("configuration"), m_link}};
     const QJsonObject device{{QStringLiteral("id"), m_device.toString()},
                              {QStringLiteral("name"), QStringLiteral("mdc %1").arg(m_number)},
                              {QStringLiteral("plugin"), c_deviceKind},

@@ -3,6 +3,7 @@
 #include "applications/simulator/simulator.h"
 #include "tests/soak/fault_source.h"
 #include "tests/soak/page_reader.h"
+#include "tests/support/sample_bench.h"
 
 #include <lib_host/d_host.h>
 
@@ -43,7 +44,7 @@ class SoakLane : public QObject
     Q_OBJECT
 
 public:
-    SoakLane(int number, const QString& profile, bool serial, quint32 seed, const QString& folder);
+    SoakLane(int number, const QString& profile, Transport transport, quint32 seed, const QString& folder);
     ~SoakLane() override;
 
     // Starts the controller; false with a text.
@@ -106,12 +107,12 @@ private:
 
     const int m_number;
     const QString m_profileName;
-    const bool m_serial;
+    const Transport m_transport;
     const QString m_folder;
     QRandomGenerator m_random;
     FaultSource m_faultSource;
     std::unique_ptr<Simulator> m_simulator;
-    QString m_serialDevice;
+    QJsonObject m_link;
     DHost* m_host = nullptr;
     QUuid m_device;
     QUuid m_driver;

@@ -15,10 +15,11 @@ namespace {
 struct Controller
 {
     const char* profile;
-    bool serial;
+    Transport transport;
 };
-constexpr std::array c_controllers{Controller{"mdc32-gen2", false}, Controller{"mdc26-gen1v1", false},
-                                   Controller{"mdc22-gen2", false}, Controller{"mdc26-gen1v2", true}};
+constexpr std::array c_controllers{
+    Controller{"mdc32-gen2", Transport::Tcp}, Controller{"mdc26-gen1v1", Transport::Tcp},
+    Controller{"mdc22-gen2", Transport::Tcp}, Controller{"mdc26-gen1v2", Transport::Rtu}};
 
 constexpr int c_tick = 100;
 constexpr int c_ticksPerSecond = 1000 / c_tick;
@@ -28,17 +29,6 @@ constexpr int c_closingLimit = 10000;
 constexpr int c_keptMessages = 20;
 // An order that ends twice does so at once or with a late answer.
 constexpr int c_keptOrders = 2000;
-
-QJsonObject deviceConfiguration(const QJsonObject& configuration)
-{
-    const QJsonArray objects = configuration.value(QLatin1String("objects")).toArray();
-    for (const QJsonValue& object : objects) {
-        QJsonObject own = object.toObject().value(QLatin1String("configuration")).toObject();
-        if (own.contains(QLatin1String("channels")))
-            return own;
-    }
-    return {};
-}
 
 SoakCounts sumOf(const SoakCounts& a, const SoakCounts& b)
 {
@@ -68,9 +58,9 @@ bool SoakRun::prepare(QString* error)
     QJsonArray objects;
     QRandomGenerator seeds(m_options.seed);
     for (const Controller& controller : c_controllers) {
-        m_lanes.push_back(std::make_unique<SoakLane>(static_cast<int>(m_lanes.size()),
-                                                     QString::fromLatin1(controller.profile),
-                                                     controller.serial, seeds.generate(), m_folder.path()));
+        m_lanes.push_back(std::make_unique<SoakLane>(
+            static_cast<int>(m_lanes.size()), QString::fromLatin1(controller.profile), controller.transport,
+            seeds.generate(), m_folder.path()));
         SoakLane& lane = *m_lanes.back();
         connect(&lane, &SoakLane::broken, this, &SoakRun::fail);
         if (!lane.listen(device, error))

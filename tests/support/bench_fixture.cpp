@@ -1,69 +1,91 @@
 #include "tests/support/bench_fixture.h"
 
-#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <QJsonArray>
+#include <QElapsedTimer>
 #include <QSignalSpy>
 
-bool BenchFixture::start(const QString& profile, Transport transport, const QString& propertiesFile)
+bool BenchFixture::start(const ChainOptions& options)
 {
-    m_propertiesFile = propertiesFile;
+    m_options = options;
     m_host.reset();
     m_simulator.reset();
-    const auto known = ControllerProfile::byName(profile);
+    const auto known = ControllerProfile::byName(options.profile);
     if (!known) {
-        m_error = "unknown profile " + profile;
+        m_error = "unknown profile " + options.profile;
         return false;
     }
     m_profile = *known;
-
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    if (!loaded.errors.isEmpty()) {
-        m_error = loaded.errors.first().toString();
+    const QJsonObject sample = sampleBench(&m_error);
+    if (sample.isEmpty())
         return false;
-    }
-    QJsonObject root = loaded.configuration;
-    QJsonArray objects = root.value("objects").toArray();
-    QJsonObject driver = objects.at(0).toObject();
-    QJsonObject device = objects.at(1).toObject();
+    QJsonObject device = deviceConfiguration(sample);
+    if (options.changeDevice)
+        device = options.changeDevice(device);
 
-    m_simulator = std::make_unique<Simulator>(device.value("configuration").toObject(), m_profile);
-    QJsonObject link;
-    if (transport == Transport::Tcp) {
-        if (!m_simulator->listenTcp(0, &m_error))
+    m_simulator = std::make_unique<Simulator>(device, m_profile);
+    for (const QString& fault : options.faults) {
+        if (!m_simulator->faults().add(fault, &m_error))
             return false;
-        link = {{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", m_simulator->tcpPort()}};
-    } else {
-        const QString serialDevice = m_simulator->openPseudoTerminal(&m_error);
-        if (serialDevice.isEmpty())
-            return false;
-        link = {{"transport", "rtu"}, {"serialPort", serialDevice}, {"baudRate", 115200}};
     }
-    driver.insert("configuration", link);
-    device.insert("reference", m_profile.reference);
-    objects.replace(0, driver);
-    objects.replace(1, device);
-    root.insert("objects", objects);
-    m_configuration = root;
+    QJsonObject link = openLink(*m_simulator, options.transport, &m_error);
+    if (link.isEmpty())
+        return false;
+    for (auto entry = options.link.begin(); entry != options.link.end(); ++entry)
+        link.insert(entry.key(), entry.value());
+    configure(withDevice(withLink(sample, link), device, m_profile.reference));
     return restartHost();
+}
+
+bool BenchFixture::start(const QString& profile, Transport transport, const QString& propertiesFile)
+{
+    ChainOptions options;
+    options.profile = profile;
+    options.transport = transport;
+    options.propertiesFile = propertiesFile;
+    return start(options);
+}
+
+bool BenchFixture::startWithout(const QJsonObject& link, const ChainOptions& options)
+{
+    m_options = options;
+    m_host.reset();
+    m_simulator.reset();
+    const QJsonObject sample = sampleBench(&m_error);
+    if (sample.isEmpty())
+        return false;
+    QJsonObject device = deviceConfiguration(sample);
+    if (options.changeDevice)
+        device = options.changeDevice(device);
+    configure(withDevice(withLink(sample, link), device, QString()));
+    return restartHost();
+}
+
+void BenchFixture::configure(const QJsonObject& bench)
+{
+    m_configuration = m_options.changeBench ? m_options.changeBench(bench) : bench;
 }
 
 bool BenchFixture::restartHost()
 {
     m_host.reset();
     m_host = std::make_unique<DHost>();
-    if (!m_propertiesFile.isEmpty() && !m_host->setPropertiesFile(m_propertiesFile, &m_error))
+    const QString& properties = m_options.propertiesFile;
+    if (!properties.isEmpty() && !m_host->setPropertiesFile(properties, &m_error))
         return false;
+    // The first one of a kind counts, and the others are refused.
+    const bool replaces = !m_options.otherPlugins.isEmpty();
+    if (replaces)
+        m_host->loadPlugins(m_options.otherPlugins);
     const QList<DPluginReport> reports = m_host->loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
     for (const DPluginReport& report : reports) {
-        if (!report.error.isEmpty()) {
+        if (!report.error.isEmpty() && !replaces) {
             m_error = report.error;
             return false;
         }
     }
     const QStringList errors = m_host->configure(m_configuration);
-    m_error = errors.join('\n');
+    m_error = errors.join(QLatin1String("; "));
     return errors.isEmpty();
 }
 
@@ -91,6 +113,12 @@ DAbstractPlugin* BenchFixture::device() const
 DAbstractPlugin* BenchFixture::driver() const
 {
     return m_host->findObject("modbus");
+}
+
+bool BenchFixture::isConnected() const
+{
+    const DAbstractPlugin* const instance = driver();
+    return instance != nullptr && instance->getProperty("connected", false).toBool();
 }
 
 int BenchFixture::registerValue(const QString& channel)

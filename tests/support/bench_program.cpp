@@ -1,44 +1,20 @@
 #include "tests/support/bench_program.h"
 
-#include <lib_host/configuration.h>
+#include "tests/support/sample_bench.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTimer>
 
 #include <csignal>
 
-namespace {
-
-QJsonObject sampleBench()
-{
-    return loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json").configuration;
-}
-
-} // namespace
-
-QJsonObject sampleDeviceConfiguration()
-{
-    return sampleBench().value("objects").toArray().at(1).toObject().value("configuration").toObject();
-}
-
 bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path)
 {
-    QJsonObject bench = sampleBench();
-    QJsonArray objects = bench.value("objects").toArray();
-    QJsonObject driver = objects.at(0).toObject();
-    driver.insert("configuration",
-                  QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
-    QJsonObject device = objects.at(1).toObject();
-    device.insert("reference", reference);
-    // Merged above.
-    device.remove("configurationFiles");
-    objects.replace(0, driver);
-    objects.replace(1, device);
-    bench.insert("objects", objects);
+    const QJsonObject sample = sampleBench();
+    const QJsonObject link{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}};
+    const QJsonObject bench = withDevice(withLink(sample, link), deviceConfiguration(sample), reference);
     const QByteArray text = QJsonDocument(bench).toJson();
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();

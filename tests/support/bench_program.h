@@ -17,9 +17,6 @@ struct BenchEnd
     QString err;
 };
 
-// The device object's "configuration" of the sample bench, with the files it names merged.
-QJsonObject sampleDeviceConfiguration();
-
 // Writes the sample bench for the simulator's TCP port to a file; false when that is not possible.
 bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path);
 

@@ -31,6 +31,16 @@ public:
 
     static const QList<Line>& taken() { return lines(); }
 
+    // The texts of the lines since the last call, which forgets them.
+    static QStringList takeTexts()
+    {
+        QStringList texts;
+        for (const Line& line : qAsConst(lines()))
+            texts.append(line.text);
+        lines().clear();
+        return texts;
+    }
+
     // The messages of the lines taken, each of which must be a whole critical line of `object` written
     // from `source` (a path from the checkout root without extension); a line that is not says why. A
     // plain warning is "warning: " and its whole text.

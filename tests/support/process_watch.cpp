@@ -189,3 +189,10 @@ const StallWitness& stallWitness()
     static const StallWitness c_witness;
     return c_witness;
 }
+
+bool isInTime(qint64 after, int allowed)
+{
+    constexpr double c_slack = 40;
+    const auto taken = static_cast<double>(after);
+    return taken <= allowed + c_slack + stallWitness().disturbance(taken);
+}

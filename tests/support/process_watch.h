@@ -77,3 +77,7 @@ private:
 
 // The one of this process.
 const StallWitness& stallWitness();
+
+// Whether what was told after so many milliseconds was told within those that were allowed: at most 40 ms
+// later, besides what the machine had no time for this process meanwhile.
+bool isInTime(qint64 after, int allowed);

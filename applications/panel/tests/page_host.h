@@ -1,29 +1,27 @@
 #pragma once
 
+#include "tests/support/fake_host.h"
+
 #include "p_device_mdc.h"
 
-#include <lib_plugins_management/i_host.h>
-
 #include <QJsonArray>
+#include <QJsonObject>
 #include <QMap>
-#include <QPointer>
 #include <QStringList>
-#include <QVariantMap>
 
-#include <functional>
-#include <utility>
+#include <memory>
 
-// A host with one device and its driver, and no controller: it takes down what is run and answers from
-// the event loop what the test says. "getInfo" and "getRegister" have answers of their own.
-class PageHost : public IHost
+// A host with one device and its driver, and no controller: it answers what the test says. "getInfo" and
+// "getRegister" have answers of their own.
+class PageHost : public FakeHost
 {
     Q_OBJECT
 
 public:
     // Status channels of these ids, each with a "type" entry unless the id is marked as in "x-".
     explicit PageHost(const QStringList& channels = {"direction", "motorRun", "currentPreset"})
-        : device(QUuid::createUuid())
-        , driver(QUuid::createUuid())
+        : device(*add(std::make_unique<PDeviceMdc>(QUuid::createUuid())))
+        , driver(*add(std::make_unique<PDeviceMdc>(QUuid::createUuid())))
     {
         QJsonArray list;
         for (QString id : channels) {
@@ -34,24 +32,16 @@ public:
             list.append(QJsonObject{{"id", id}, {"name", "The " + id}, {"value", entries}});
         }
         device.setInPluginConfig("channels", list);
+        setDriver(device.objectUuid(), driver.objectUuid());
         connectDriver(true);
+        answer = [this](const Run& run) { return outcomeOf(run.command, run.arguments); };
     }
 
     void connectDriver(bool connected) { driver.setProperty("connected", connected, false); }
 
-    DAbstractPlugin* findInstance(const QUuid& uuid) const override
-    {
-        return const_cast<PDeviceMdc*>(uuid == device.objectUuid() ? &device : nullptr);
-    }
-    DAbstractPlugin* findTarget(const QUuid& uuid, const QString& target) const override
-    {
-        const bool known = uuid == device.objectUuid() && target == QLatin1String("driver");
-        return const_cast<PDeviceMdc*>(known ? &driver : nullptr);
-    }
-    quint64 runCommand(const QUuid&, const QString& command, const QVariantMap& arguments, int,
+    quint64 runCommand(const QUuid& uuid, const QString& command, const QVariantMap& arguments, int timeout,
                        QObject* context, EndHandler onEnd) override
     {
-        const quint64 id = ++m_lastId;
         ++counts[command];
         order.append(command);
         if (command != QLatin1String("getInfo") && command != QLatin1String("getRegister")) {
@@ -60,28 +50,27 @@ public:
                 parts.append(argument.key() + '=' + argument->toString());
             actions.append(parts.join(' '));
         }
-        const auto end = [this, id, command, arguments, guard = QPointer<QObject>(context), onEnd] {
-            if (!guard.isNull())
-                onEnd(id, answer(command, arguments));
-        };
-        if (holdsReads && command == QLatin1String("getRegister"))
-            m_held.append(end);
-        else
-            QMetaObject::invokeMethod(this, end, Qt::QueuedConnection);
-        return id;
+        return FakeHost::runCommand(uuid, command, arguments, timeout, context, onEnd);
     }
 
+    // A page runs commands for as long as it is open.
+    void forgetRuns()
+    {
+        order.clear();
+        takeBegun();
+    }
+
+    void holdReads() { held = "getRegister"; }
     // Lets the reads end that were held, and holds no others.
     void endHeldReads()
     {
-        holdsReads = false;
-        const QList<std::function<void()>> held = std::exchange(m_held, {});
-        for (const std::function<void()>& end : held)
-            end();
+        held.clear();
+        while (!runs.isEmpty())
+            endFirst(outcomeOf(runs.first().command, runs.first().arguments));
     }
 
-    PDeviceMdc device;
-    PDeviceMdc driver;
+    DAbstractPlugin& device;
+    DAbstractPlugin& driver;
     QMap<QString, int> counts; // of the runs, by command
     QStringList order;         // of all runs, by command
     QStringList actions;       // the runs but "getInfo" and "getRegister", as in "setLock lock=1"
@@ -90,11 +79,10 @@ public:
     DOrderOutcome outcome{true, IMessenger::CeEcNone, QString(), {}};
     bool identifies = true;
     bool reads = true;
-    bool holdsReads = false;
     QString model = "MDC-26";
 
 private:
-    DOrderOutcome answer(const QString& command, const QVariantMap& arguments) const
+    DOrderOutcome outcomeOf(const QString& command, const QVariantMap& arguments) const
     {
         if (command == QLatin1String("getInfo")) {
             if (!identifies)
@@ -117,7 +105,4 @@ private:
         };
         return {entry("Model", model), entry("Serial", "17")};
     }
-
-    quint64 m_lastId = 0;
-    QList<std::function<void()>> m_held;
 };

@@ -5,7 +5,6 @@
 #include "applications/simulator/simulated_controller.h"
 #include "tests/support/bench_fixture.h"
 
-#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QImage>
@@ -76,7 +75,7 @@ class Bench
 public:
     bool start(const QString& profile)
     {
-        if (!fixture.start(profile, BenchFixture::Transport::Tcp) ||
+        if (!fixture.start(profile, Transport::Tcp) ||
             !QTest::qWaitFor([&] { return fixture.driver()->getProperty("connected", false).toBool(); }))
             return false;
         window = std::make_unique<PanelWindow>(
@@ -262,31 +261,19 @@ void TestPanelChain::typedPrograms()
     QFETCH(QString, typed);
     QFETCH(QStringList, writes);
     QFETCH(int, program);
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    QVERIFY(loaded.errors.isEmpty());
-    QJsonObject root = loaded.configuration;
-    QJsonArray objects = root.value("objects").toArray();
-    QJsonObject driver = objects.at(0).toObject();
-    QJsonObject device = objects.at(1).toObject();
-    QJsonObject configuration = device.value("configuration").toObject();
-    QJsonArray channels = configuration.value("channels").toArray();
-    for (QJsonValueRef channel : channels)
-        channel = withSize(withSize(channel.toObject(), "presetsV2", 255), "currentPresetV2", 4);
-    configuration.insert("channels", channels);
-    Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
-    QVERIFY(simulator.listenTcp());
+    ChainOptions options;
+    options.changeDevice = [](QJsonObject configuration) {
+        QJsonArray channels = configuration.value("channels").toArray();
+        for (QJsonValueRef channel : channels)
+            channel = withSize(withSize(channel.toObject(), "presetsV2", 255), "currentPresetV2", 4);
+        configuration.insert("channels", channels);
+        return configuration;
+    };
+    BenchFixture bench;
+    QVERIFY2(bench.start(options), qPrintable(bench.error()));
+    Simulator& simulator = bench.simulator();
     simulator.controller().setValue("currentPreset", 7);
-    driver.insert("configuration",
-                  QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
-    device.insert("configuration", configuration);
-    device.insert("reference", simulator.controller().profile().reference);
-    root.insert("objects", QJsonArray{driver, device});
-    DHost host;
-    host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
-    QCOMPARE(host.configure(root), QStringList());
-    const DAbstractPlugin* const plugin = host.findObject("mdc");
-    QVERIFY(plugin != nullptr);
-    PanelWindow window(requestFor({panelDevice(*plugin, simulator.controller().profile().reference)}));
+    PanelWindow window(requestFor({panelDevice(*bench.device(), bench.profile().reference)}));
     QCOMPARE(window.error(), QString());
     window.show();
     QVERIFY(QTest::qWaitForWindowActive(&window));
@@ -393,24 +380,20 @@ void TestPanelChain::linkLostAndBack()
 
 void TestPanelChain::aSecondDevice()
 {
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    QVERIFY(loaded.errors.isEmpty());
-    QJsonObject root = loaded.configuration;
-    QJsonArray objects = root.value("objects").toArray();
-    QJsonObject driver = objects.at(0).toObject();
-    QJsonObject first = objects.at(1).toObject();
-    Simulator simulator(first.value("configuration").toObject(), *ControllerProfile::byName("mdc32-gen2"));
-    QVERIFY(simulator.listenTcp());
-    driver.insert("configuration",
-                  QJsonObject{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}});
-    first.insert("reference", simulator.controller().profile().reference);
-    QJsonObject second = first;
-    second.insert("id", "{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f33}");
-    second.insert("name", "the \"other\" one");
-    root.insert("objects", QJsonArray{driver, first, second});
-    DHost host;
-    host.loadPlugins(MDC_BINARY_DIRECTORY "/plugins");
-    QCOMPARE(host.configure(root), QStringList());
+    ChainOptions options;
+    options.changeBench = [](QJsonObject root) {
+        QJsonArray objects = root.value("objects").toArray();
+        QJsonObject second = objects.last().toObject();
+        second.insert("id", "{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f33}");
+        second.insert("name", "the \"other\" one");
+        objects.append(second);
+        root.insert("objects", objects);
+        return root;
+    };
+    BenchFixture bench;
+    QVERIFY2(bench.start(options), qPrintable(bench.error()));
+    DHost& host = bench.host();
+    Simulator& simulator = bench.simulator();
     QList<PanelDevice> devices;
     for (const char* const name : {"mdc", "the \"other\" one"}) {
         const DAbstractPlugin* const device = host.findObject(name);

@@ -1,11 +1,11 @@
 // The maintenance page in its frame, on a host without a controller.
 
-#include "live_objects.h"
 #include "page_host.h"
 
 #include "applications/panel/action_failure.h"
 #include "applications/panel/page_text.h"
 #include "applications/panel/panel_window.h"
+#include "tests/support/live_objects.h"
 
 #include <lib_plugins_management/d_abstract_plugin_backend.h>
 
@@ -921,7 +921,7 @@ void TestPanelPage::identifiedBeforeAnythingIsRead()
     QCOMPARE(window.text(model), QString("MDC-26"));
     host.connectDriver(false);
     QTRY_VERIFY(!window.page().isWaiting());
-    host.order.clear();
+    host.forgetRuns();
     host.model = "MDC-32";
     host.connectDriver(true);
     QTRY_VERIFY(host.order.contains("getRegister"));
@@ -936,7 +936,7 @@ void TestPanelPage::aPollOfTheConnectionBefore()
     Window window(host);
     QTRY_VERIFY(window.page().isComplete());
     window.root()->setProperty("updatePeriod", 1000000000);
-    host.holdsReads = true;
+    host.holdReads();
     QMetaObject::invokeMethod(window.root(), "updateData");
     QTRY_VERIFY(host.order.last() == "getRegister");
     host.connectDriver(false);
@@ -961,7 +961,7 @@ void TestPanelPage::awaitedValues()
     Window window(host);
     QTRY_VERIFY(window.page().isComplete());
     window.root()->setProperty("updatePeriod", 1000000000);
-    host.holdsReads = true;
+    host.holdReads();
     QMetaObject::invokeMethod(window.root(), "updateData");
     QTRY_VERIFY(host.order.last() == "getRegister");
     window.page().awaitValues();
@@ -1382,7 +1382,7 @@ void TestPanelPage::eightHours()
         // What the test itself takes down is not to grow either.
         updated += updates.size();
         updates.clear();
-        host.order.clear();
+        host.forgetRuns();
         host.values["direction"] = i % 2;
         host.values["motorRun"] = i % 3;
         host.values["currentPreset"] = i % 1000;

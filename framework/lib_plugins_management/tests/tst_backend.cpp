@@ -1,8 +1,8 @@
+#include "tests/support/fake_host.h"
+
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/d_abstract_plugin_backend.h>
-#include <lib_plugins_management/i_host.h>
 
-#include <QHash>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QQmlComponent>
@@ -31,59 +31,14 @@ public:
     QString pluginSubTypeName() const override { return {}; }
 };
 
-// A host whose orders end when the test says so.
-class FakeHost : public IHost
+// A host whose device, once it is there, has a driver, once that is there.
+class BackendHost : public FakeHost
 {
     Q_OBJECT
 
 public:
-    struct Run
-    {
-        quint64 id = 0;
-        QUuid uuid;
-        QString command;
-        QVariantMap arguments;
-        QPointer<QObject> context;
-        EndHandler onEnd;
-    };
-
-    DAbstractPlugin* findInstance(const QUuid& uuid) const override { return m_instances.value(uuid); }
-    DAbstractPlugin* findTarget(const QUuid& uuid, const QString& target) const override
-    {
-        return uuid == c_device && target == "driver" ? m_instances.value(c_driver) : nullptr;
-    }
-    quint64 runCommand(const QUuid& uuid, const QString& command, const QVariantMap& arguments, int,
-                       QObject* context, EndHandler onEnd) override
-    {
-        const quint64 id = ++m_lastId;
-        runs.append({id, uuid, command, arguments, context, std::move(onEnd)});
-        return id;
-    }
-
-    void add(const QUuid& uuid)
-    {
-        m_instances.insert(uuid, new Plugin(uuid));
-        Q_EMIT instanceAdded(uuid);
-    }
-    void remove(const QUuid& uuid)
-    {
-        Q_EMIT instanceAboutToGo(uuid);
-        delete m_instances.take(uuid);
-    }
-    void endFirst(bool ok, const QVariantMap& results = {})
-    {
-        const Run run = runs.takeFirst();
-        if (!run.context.isNull())
-            run.onEnd(run.id, {ok, ok ? IMessenger::CeEcNone : IMessenger::CeEcTimeout, ok ? "" : "too late",
-                               results});
-    }
-    ~FakeHost() override { qDeleteAll(m_instances); }
-
-    QList<Run> runs;
-
-private:
-    quint64 m_lastId = 40;
-    QHash<QUuid, DAbstractPlugin*> m_instances;
+    BackendHost() { setDriver(c_device, c_driver); }
+    void add(const QUuid& uuid) { FakeHost::add(std::make_unique<Plugin>(uuid)); }
 };
 
 // One element of a list of lists: QVariantList would take its elements instead.
@@ -168,7 +123,7 @@ private Q_SLOTS:
 
 void tst_Backend::oneAtATime()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
@@ -195,7 +150,7 @@ void tst_Backend::oneAtATime()
 
 void tst_Backend::releaseOfFailures()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
@@ -221,7 +176,7 @@ void tst_Backend::releaseOfFailures()
 
 void tst_Backend::nothingRunsInsideQueueTreatment()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     backend->queueTreatment(0, "a", {});
@@ -231,7 +186,7 @@ void tst_Backend::nothingRunsInsideQueueTreatment()
 
 void tst_Backend::queueIsBounded()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     for (int i = 0; i < DAbstractPluginBackend::c_queueCapacity; ++i)
@@ -244,7 +199,7 @@ void tst_Backend::queueIsBounded()
 
 void tst_Backend::emptyName()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QSignalSpy released(backend.get(), &DAbstractPluginBackend::treatmentReleased);
@@ -260,7 +215,7 @@ void tst_Backend::emptyName()
 
 void tst_Backend::handlerQueuesMore()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     connect(backend.get(), &DAbstractPluginBackend::treatmentReleased, backend.get(),
@@ -277,7 +232,7 @@ void tst_Backend::handlerQueuesMore()
 // What comes next waits until the handler of the reply before it has returned.
 void tst_Backend::handlerOpensAnEventLoop()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QSignalSpy released(backend.get(), &Backend::treatmentReleased);
@@ -302,7 +257,7 @@ void tst_Backend::handlerOpensAnEventLoop()
 // A command meant for one controller is not sent to another one that the page shows meanwhile.
 void tst_Backend::keepsTheDeviceOfATreatment()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QVERIFY(backend->queueTreatment(1, "setLock", {}));
@@ -318,7 +273,7 @@ void tst_Backend::keepsTheDeviceOfATreatment()
 // A page polls every half second: the log has a failure once, until it is another one or over.
 void tst_Backend::tellsARepeatedFailureOnce()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     const auto run = [&](int index, bool ok) {
@@ -344,7 +299,7 @@ void tst_Backend::tellsARepeatedFailureOnce()
 
 void tst_Backend::deletedWhileWaiting()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     auto backend = completeBackend();
     backend->queueTreatment(0, "a", {});
@@ -357,7 +312,7 @@ void tst_Backend::deletedWhileWaiting()
 
 void tst_Backend::deletedByItsReply()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     QPointer<Backend> backend = completeBackend().release();
     backend->deleteOnReply = true;
@@ -383,7 +338,7 @@ void tst_Backend::withoutHost()
 
 void tst_Backend::instruction()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     Backend* const raw = backend.get();
@@ -413,7 +368,7 @@ void tst_Backend::instruction()
 
 void tst_Backend::connectionFollowsTheDriver()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_driver);
     host.findInstance(c_driver)->setProperty("connected", true, false);
     host.add(c_device);
@@ -431,7 +386,7 @@ void tst_Backend::connectionFollowsTheDriver()
 
 void tst_Backend::driverComesLate()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QVERIFY(!backend->isConnected());
@@ -443,7 +398,7 @@ void tst_Backend::driverComesLate()
 
 void tst_Backend::driverGoesAndComesBack()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_driver);
     host.add(c_device);
     const auto backend = completeBackend();
@@ -460,7 +415,7 @@ void tst_Backend::driverGoesAndComesBack()
 
 void tst_Backend::instanceGoesAndComesBack()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_driver);
     host.add(c_device);
     host.findInstance(c_driver)->setProperty("connected", true, false);
@@ -482,7 +437,7 @@ void tst_Backend::instanceGoesAndComesBack()
 
 void tst_Backend::instanceComesLate()
 {
-    FakeHost host;
+    BackendHost host;
     Backend backend;
     QSignalSpy initialized(&backend, &DAbstractPluginBackend::abstractBackendInitialized);
     backend.setObjectId(c_device.toString());
@@ -497,7 +452,7 @@ void tst_Backend::instanceComesLate()
 
 void tst_Backend::anotherObjectId()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QSignalSpy initialized(backend.get(), &DAbstractPluginBackend::abstractBackendInitialized);
@@ -512,7 +467,7 @@ void tst_Backend::anotherObjectId()
 
 void tst_Backend::configuration()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
     QVERIFY(backend->configuration().isNull());
@@ -523,7 +478,7 @@ void tst_Backend::configuration()
 
 void tst_Backend::madeByQml()
 {
-    FakeHost host;
+    BackendHost host;
     host.add(c_driver);
     host.add(c_device);
     host.findInstance(c_driver)->setProperty("connected", true, false);

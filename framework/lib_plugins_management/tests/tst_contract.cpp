@@ -1,6 +1,7 @@
+#include "tests/support/fake_order.h"
+
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
-#include <lib_plugins_management/i_order.h>
 #include <lib_plugins_management/variant_conversion.h>
 
 #include <QJsonArray>
@@ -89,63 +90,6 @@ public:
     void initPluginCommands() override { initAbstractCommands(); }
     IPlugin* createInstance(const QUuid& objectUuid) const override { return new Plugin(objectUuid); }
     QString pluginSubTypeName() const override { return {}; }
-};
-
-// One element of a list of lists: QVariantList would take its elements instead.
-QVariant record(const QVariantList& fields)
-{
-    return fields;
-}
-
-// An order that takes everything and remembers it.
-class Order : public QObject, public IOrder
-{
-    Q_OBJECT
-    Q_INTERFACES(IOrder)
-
-public:
-    quint64 orderId() const override { return 7; }
-    quint64 callerOrderId() const override { return 3; }
-    bool isOpen() const override { return open; }
-    QDeadlineTimer deadline() const override { return QDeadlineTimer(1000); }
-    quint64 addInstruction(const QString& target, const QString& instruction, const QVariantMap& arguments,
-                           int timeout) override
-    {
-        if (!open)
-            return 0;
-        instructions.append(record({target, instruction, arguments, timeout}));
-        return 100 + quint64(instructions.size());
-    }
-    bool updateResults(const QVariantMap& published) override
-    {
-        results.append(published);
-        return open;
-    }
-    bool setReply(const QVariantMap& reply) override
-    {
-        replies.append(reply);
-        return open;
-    }
-    bool finish(bool ok, IMessenger::EnErrorCode code, const QString& message) override
-    {
-        if (!open)
-            return false;
-        open = false;
-        endings.append(record({ok, int(code), message}));
-        return true;
-    }
-    bool reportFailure(IMessenger::EnErrorCode code, const QString& message) override
-    {
-        failures.append(record({int(code), message}));
-        return open;
-    }
-
-    bool open = true;
-    QVariantList instructions;
-    QList<QVariantMap> results;
-    QList<QVariantMap> replies;
-    QVariantList endings;
-    QVariantList failures;
 };
 
 // What delegates are bound to.
@@ -778,7 +722,7 @@ void tst_Contract::descriptions()
 
 void tst_Contract::publishing()
 {
-    Order order;
+    FakeOrder order;
     Command command;
     command.declareAResult("doneOk", "bool", "");
     command.declareAResult("values", "vart", "");
@@ -789,18 +733,18 @@ void tst_Contract::publishing()
     QVERIFY(command.commandUpdateResults({{"doneOk", false}, {"values", QVariantList{1}}}));
     QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("\"?command\"?.*other.*not declared"));
     QVERIFY(!command.commandUpdateResults({{"doneOk", true}, {"other", 1}}));
-    QCOMPARE(order.results,
+    QCOMPARE(order.updates,
              (QList<QVariantMap>{{{"doneOk", true}}, {{"doneOk", false}, {"values", QVariantList{1}}}}));
     QVERIFY(command.commandSetReply({{"anything", 1}}));
     QCOMPARE(order.replies, (QList<QVariantMap>{{{"anything", 1}}}));
     QVERIFY(command.reportFailure(IMessenger::CeEcNotConnected, "down"));
     QCOMPARE(order.failures.size(), 1);
-    order.open = false;
+    order.setOpen(false);
     QVERIFY(!command.commandUpdateResult("doneOk", true));
     QVERIFY(!command.commandSetReply({}));
     QVERIFY(!command.reportFailure(IMessenger::CeEcNotConnected, "down"));
     QVERIFY(!command.commandExecute());
-    QCOMPARE(order.results.size(), 2);
+    QCOMPARE(order.updates.size(), 2);
 }
 
 void tst_Contract::withoutOrder()
@@ -830,7 +774,7 @@ void tst_Contract::withoutOrder()
     QVERIFY(other.commandExecute());
     QCOMPARE(other.addInstruction("driver", "read", {}, 0, {}), quint64(0));
     {
-        Order order;
+        FakeOrder order;
         other.linkWithItsOrder(&order);
         QCOMPARE(other.getOrderId(), quint64(7));
     }
@@ -841,14 +785,13 @@ void tst_Contract::withoutOrder()
 
 void tst_Contract::replies()
 {
-    Order order;
+    FakeOrder order;
     Command command;
     command.linkWithItsOrder(&order);
     const quint64 id =
         command.addInstruction("driver", "read", {{"register", 1}}, 3000, {&command, &Command::onReply});
     QCOMPARE(id, quint64(101));
-    QCOMPARE(order.instructions,
-             (QVariantList{record({"driver", "read", QVariantMap{{"register", 1}}, 3000})}));
+    QCOMPARE(order.sent(), QStringList("driver read {register=int:1} 3000"));
     QVERIFY(!command.setReply(id + 1, {{"values", 1}}));
     QCOMPARE(command.lastId, quint64(0));
     QVERIFY(command.setReply(id, {{"values", 1}}));
@@ -868,19 +811,19 @@ void tst_Contract::replies()
 
 void tst_Contract::finishing()
 {
-    Order order;
+    FakeOrder order;
     Command command;
     command.linkWithItsOrder(&order);
     bool ok = false;
     command.finishTheCommand(ok);
     QVERIFY(!ok);
-    QCOMPARE(order.endings.size(), 1);
-    QCOMPARE(order.endings.first().toList().value(0), QVariant(false));
-    QCOMPARE(order.endings.first().toList().value(1), QVariant(int(IMessenger::CeEcInternal)));
+    QCOMPARE(order.endCount, 1);
+    QVERIFY(!order.ok);
+    QCOMPARE(order.code, IMessenger::CeEcInternal);
     ok = true;
     command.finishTheCommand(ok);
     QVERIFY(!ok);
-    QCOMPARE(order.endings.size(), 1);
+    QCOMPARE(order.endCount, 1);
 
     QSignalSpy finished(&command, &DAbstractCommand::sigCommandFinished);
     command.orderEnded(true);
@@ -891,11 +834,14 @@ void tst_Contract::finishing()
 
 void tst_Contract::failing()
 {
-    Order order;
+    FakeOrder order;
     Command command;
     command.linkWithItsOrder(&order);
     QVERIFY(command.failTheCommand(IMessenger::CeEcUncertain, "sent"));
-    QCOMPARE(order.endings, (QVariantList{record({false, int(IMessenger::CeEcUncertain), "sent"})}));
+    QCOMPARE(order.endCount, 1);
+    QVERIFY(!order.ok);
+    QCOMPARE(order.code, IMessenger::CeEcUncertain);
+    QCOMPARE(order.message, QString("sent"));
     QVERIFY(!command.failTheCommand(IMessenger::CeEcUncertain, "sent"));
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "fake_order.h"
+#include "tests/support/fake_order.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/typed_text.h"
 
 #include "d_cmd_backup.h"
 #include "d_cmd_getInfo.h"

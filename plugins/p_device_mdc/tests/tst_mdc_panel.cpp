@@ -1,3 +1,5 @@
+#include "tests/support/fake_host.h"
+#include "tests/support/live_objects.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/typed_text.h"
 
@@ -5,10 +7,6 @@
 #include "d_mdc_channel.h"
 #include "olm_d_mdc_channel.h"
 #include "p_device_mdc.h"
-
-#include "applications/panel/tests/live_objects.h"
-
-#include <lib_plugins_management/i_host.h>
 
 #include <QAbstractItemModelTester>
 #include <QJSEngine>
@@ -35,57 +33,12 @@ QVariantMap entry(const QString& id, const QVariant& value)
     return {{"id", id}, {"value", value}};
 }
 
-// A host with one device: it takes down what the backend runs and answers when the test says so.
-class FakeHost : public IHost
-{
-    Q_OBJECT
-
-public:
-    explicit FakeHost(DAbstractPlugin* device)
-        : m_device(device)
-    {}
-
-    DAbstractPlugin* findInstance(const QUuid& uuid) const override
-    {
-        return m_device != nullptr && uuid == m_device->objectUuid() ? m_device : nullptr;
-    }
-    DAbstractPlugin* findTarget(const QUuid&, const QString&) const override { return nullptr; }
-    quint64 runCommand(const QUuid& uuid, const QString& command, const QVariantMap& arguments, int timeout,
-                       QObject*, EndHandler onEnd) override
-    {
-        const bool known = findInstance(uuid) != nullptr && timeout == 0;
-        m_run.append(known ? command + ' ' + typedText(arguments) : "another device or time: " + command);
-        m_onEnd.append(onEnd);
-        return ++m_lastId;
-    }
-
-    const QStringList& run() const { return m_run; }
-    // The same, forgotten with the call.
-    QStringList takeRun() { return std::exchange(m_run, {}); }
-    // Ends the oldest order that is still running.
-    void end(bool ok, const QVariantMap& results)
-    {
-        DOrderOutcome outcome;
-        outcome.ok = ok;
-        outcome.errorCode = ok ? IMessenger::CeEcNone : IMessenger::CeEcTimeout;
-        outcome.results = results;
-        m_onEnd.takeFirst()(++m_lastId, outcome);
-    }
-
-private:
-    DAbstractPlugin* m_device;
-    QStringList m_run;
-    QList<EndHandler> m_onEnd;
-    quint64 m_lastId = 0;
-};
-
 // A page's backend in a running host, complete and attached, unless told otherwise.
 class Page
 {
 public:
     explicit Page(const QJsonValue& channels)
-        : device(QUuid::createUuid())
-        , host(&device)
+        : device(*host.add(std::make_unique<PDeviceMdc>(QUuid::createUuid())))
     {
         device.setInPluginConfig("other", 1);
         if (!channels.isUndefined())
@@ -107,8 +60,8 @@ public:
         return ids;
     }
 
-    PDeviceMdc device;
     FakeHost host;
+    DAbstractPlugin& device;
     BeMaintenanceDeviceMdc backend;
 };
 
@@ -506,11 +459,11 @@ void TestMdcPanel::backendInitialises()
     const QAbstractItemModelTester tester(&page.model(),
                                           QAbstractItemModelTester::FailureReportingMode::QtTest);
     QSignalSpy changed(&page.model(), &OLM_DMdcChannel::changed);
-    QCOMPARE(page.host.takeRun(), QStringList());
+    QCOMPARE(page.host.takeBegun(), QStringList());
     page.complete();
     QCOMPARE(page.rows(), rows);
     QCOMPARE(changed.size(), rows.size());
-    QCOMPARE(page.host.takeRun(), QStringList{c_getInfo});
+    QCOMPARE(page.host.takeBegun(), QStringList{c_getInfo});
     QVERIFY(page.backend.getChannelAt(-1).isNull());
     QVERIFY(page.backend.getChannelAt(rows.size()).isNull());
 }
@@ -518,13 +471,13 @@ void TestMdcPanel::backendInitialises()
 void TestMdcPanel::backendWithoutConfiguration()
 {
     BeMaintenanceDeviceMdc backend;
-    PDeviceMdc device(QUuid::createUuid());
-    FakeHost host(&device);
-    backend.setObjectId(device.objectUuid().toString());
+    FakeHost host;
+    const DAbstractPlugin* const device = host.add(std::make_unique<PDeviceMdc>(QUuid::createUuid()));
+    backend.setObjectId(device->objectUuid().toString());
     backend.classBegin();
     backend.componentComplete();
     QCOMPARE(backend.statusChannelsModel()->length(), 0);
-    QCOMPARE(host.takeRun(), QStringList());
+    QCOMPARE(host.takeBegun(), QStringList());
 }
 
 void TestMdcPanel::backendOtherChannelsAreNoRows()
@@ -562,7 +515,7 @@ void TestMdcPanel::backendResets()
     const QAbstractItemModelTester tester(&page.model(),
                                           QAbstractItemModelTester::FailureReportingMode::QtTest);
     const QWeakPointer<DMdcChannel> before = page.backend.getChannelAt(0);
-    page.host.takeRun();
+    page.host.takeBegun();
     page.device.setInPluginConfig("channels", statusChannels({"currentPreset"}));
     QSignalSpy reset(&page.model(), &QAbstractItemModel::modelReset);
     QSignalSpy changed(&page.model(), &OLM_DMdcChannel::changed);
@@ -571,30 +524,30 @@ void TestMdcPanel::backendResets()
     QCOMPARE(changed.size(), 2);
     QCOMPARE(page.rows(), QStringList{"currentPreset"});
     QVERIFY2(before.isNull(), "the channels before are gone");
-    QCOMPARE(page.host.takeRun(), QStringList{c_getInfo});
+    QCOMPARE(page.host.takeBegun(), QStringList{c_getInfo});
 }
 
 void TestMdcPanel::backendPolls()
 {
     Page page(statusChannels({"direction", "motorRun"}));
     page.complete();
-    page.host.end(true, {});
-    page.host.takeRun();
+    page.host.endFirst(true, {});
+    page.host.takeBegun();
     page.backend.updateChannelsValue();
     QVERIFY(page.backend.hasPendingTreatments());
-    QTRY_COMPARE(page.host.run(), QStringList{"getRegister {channel=QString:direction}"});
-    page.host.takeRun();
+    QTRY_COMPARE(page.host.begun(), QStringList{"getRegister {channel=QString:direction}"});
+    page.host.takeBegun();
     page.backend.updateChannelsValue();
-    page.host.end(true, {{"values", QVariantList{1}}});
+    page.host.endFirst(true, {{"values", QVariantList{1}}});
     QCOMPARE(page.backend.getChannelAt(0)->value(), QVariant("Loosening"));
-    QTRY_COMPARE(page.host.run(), QStringList{"getRegister {channel=QString:motorRun}"});
-    page.host.takeRun();
-    page.host.end(true, {{"values", QVariantList{0}}});
+    QTRY_COMPARE(page.host.begun(), QStringList{"getRegister {channel=QString:motorRun}"});
+    page.host.takeBegun();
+    page.host.endFirst(true, {{"values", QVariantList{0}}});
     QCOMPARE(page.backend.getChannelAt(1)->value(), QVariant(0));
     QVERIFY2(!page.backend.hasPendingTreatments(), "the poll in between has added nothing");
     page.backend.updateChannelsValue();
-    QTRY_COMPARE(page.host.run(), QStringList{"getRegister {channel=QString:direction}"});
-    page.host.takeRun();
+    QTRY_COMPARE(page.host.begun(), QStringList{"getRegister {channel=QString:direction}"});
+    page.host.takeBegun();
 
     Page empty{QJsonArray()};
     empty.backend.updateChannelsValue();
@@ -622,7 +575,7 @@ void TestMdcPanel::backendLogsMissingChannels()
     Page page(statusChannels({"motorRun"}));
     page.complete();
     page.model().append({});
-    page.host.takeRun();
+    page.host.takeBegun();
     const LogCapture log;
     page.backend.applyTreatmentReply(2, "getRegister", {{"values", QVariantList{5}}});
     page.backend.applyTreatmentReply(-1, "getRegister", {});
@@ -634,8 +587,8 @@ void TestMdcPanel::backendLogsMissingChannels()
                           "BeMaintenanceDeviceMdc::applyTreatmentReply: channel is null at index -1",
                           "BeMaintenanceDeviceMdc::clickedOnChannel: channel is null at index 7",
                           "BeMaintenanceDeviceMdc::updateChannelsValue: channel is null at index 1"}));
-    QTRY_COMPARE(page.host.run(), QStringList{"getRegister {channel=QString:motorRun}"});
-    page.host.takeRun();
+    QTRY_COMPARE(page.host.begun(), QStringList{"getRegister {channel=QString:motorRun}"});
+    page.host.takeBegun();
 }
 
 void TestMdcPanel::backendRunsPageCommands_data()
@@ -679,8 +632,8 @@ void TestMdcPanel::backendRunsPageCommands()
     const QByteArray slot = QByteArray(QTest::currentDataTag()).split(',').constFirst();
     Page page{QJsonArray()};
     page.complete();
-    page.host.end(true, {});
-    page.host.takeRun();
+    page.host.endFirst(true, {});
+    page.host.takeBegun();
     QSignalSpy released(&page.backend, &DAbstractPluginBackend::treatmentReleased);
     if (slot == "setLock")
         page.backend.setLock(argument == "true");
@@ -691,9 +644,9 @@ void TestMdcPanel::backendRunsPageCommands()
     QCOMPARE(page.backend.hasPendingTreatments(), !run.isEmpty());
     if (run.isEmpty())
         return;
-    QTRY_COMPARE(page.host.run(), QStringList{run});
-    page.host.takeRun();
-    page.host.end(true, {{"doneOk", true}});
+    QTRY_COMPARE(page.host.begun(), QStringList{run});
+    page.host.takeBegun();
+    page.host.endFirst(true, {{"doneOk", true}});
     QCOMPARE(released.size(), 1);
     QCOMPARE(released.constFirst(), (QVariantList{index, QString(slot), true}));
 }
@@ -702,13 +655,13 @@ void TestMdcPanel::backendToggles()
 {
     Page page(statusChannels({"direction", "motorRun"}));
     page.complete();
-    page.host.takeRun();
+    page.host.takeBegun();
     QSignalSpy released(&page.backend, &DAbstractPluginBackend::treatmentReleased);
     page.backend.clickedOnChannel(1);
     QVERIFY(page.backend.hasPendingTreatments());
     QTRY_COMPARE(released.size(), 1);
     QCOMPARE(released.constFirst(), (QVariantList{1, QString(), false}));
-    QVERIFY2(page.host.takeRun().isEmpty(), "an empty name runs no command");
+    QVERIFY2(page.host.takeBegun().isEmpty(), "an empty name runs no command");
 }
 
 void TestMdcPanel::backendRetriesATap()
@@ -732,7 +685,7 @@ void TestMdcPanel::backendTakesInformation()
     page.complete();
     QSignalSpy changed(&page.backend, &BeMaintenanceDeviceMdc::channelsModelChanged);
     const QVariantList record{QVariantMap{{"id", "version"}, {"value", "4.00.0"}}};
-    page.host.end(true, {{"deviceInformation", record}});
+    page.host.endFirst(true, {{"deviceInformation", record}});
     QCOMPARE(page.backend.deviceInfo(), record);
     QCOMPARE(changed.size(), 1);
     QVERIFY(page.backend.cbGetInfoReply(1, {{"deviceInformation", record}}));
@@ -740,7 +693,7 @@ void TestMdcPanel::backendTakesInformation()
     QCOMPARE(changed.size(), 1);
     QCOMPARE(page.backend.deviceInfo(), record);
     page.backend.getDeviceInfo();
-    page.host.end(false, {});
+    page.host.endFirst(false, {});
     QCOMPARE(changed.size(), 1);
     QVERIFY(page.backend.cbGetInfoReply(1, {{"deviceInformation", QVariantList()}}));
     QCOMPARE(changed.size(), 2);

@@ -2,8 +2,9 @@
 #include "plugins/p_driver_modbus/source/modbus_link.h"
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
-#include "plugins/p_driver_modbus/tests/fake_order.h"
+#include "tests/support/fake_order.h"
 #include "tests/support/full_server.h"
+#include "tests/support/process_watch.h"
 #include "tests/support/scripted_peer.h"
 
 #include <QJsonArray>

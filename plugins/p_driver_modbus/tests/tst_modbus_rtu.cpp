@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
-#include "plugins/p_driver_modbus/tests/fake_order.h"
+#include "tests/support/fake_order.h"
+#include "tests/support/process_watch.h"
 #include "tests/support/serial_peer.h"
 
 #include <QDir>
