@@ -5,10 +5,21 @@
 #include "p_device_mdc.h"
 #include "register_map.h"
 
+namespace {
+
+// One table for every run; a command holds a share of it.
+const QMap<quint16, QString>& controllerModelTable()
+{
+    static const QMap<quint16, QString> c_table{
+        {1, QStringLiteral("MDC-26")}, {2, QStringLiteral("MDC-32")}, {3, QStringLiteral("MDC-22")}};
+    return c_table;
+}
+
+} // namespace
+
 DCmdGetInfo::DCmdGetInfo(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("getInfo"), arguments, parent)
-    , controllerModels(
-          {{1, QStringLiteral("MDC-26")}, {2, QStringLiteral("MDC-32")}, {3, QStringLiteral("MDC-22")}})
+    , controllerModels(controllerModelTable())
     , mdcToolModels(mdcToolTable())
     , mdtcToolModels(mdtcToolTable())
     , bmToolModels(bmToolTable())

@@ -211,6 +211,8 @@ bool DCmdRestore::rplTorqueUnit(quint64 /*instructionId*/, const QVariantMap& re
         fail(QT_TRID_NOOP("DCmdRestore_torque_unit_not_matching"));
     } else if (total > 0) {
         writeRegister(writeList.first());
+    } else {
+        finished = true;
     }
     return true;
 }
@@ -250,7 +252,8 @@ bool DCmdRestore::rplWriteRegister(quint64 instructionId, const QVariantMap& rep
     }
     receivedReplies.insert(instructionId);
     const int done = receivedReplies.size();
-    if (done < total && !writeRegister(writeList.at(done)))
+    finished = done == total;
+    if (!finished && !writeRegister(writeList.at(done)))
         return false;
     const int progress = static_cast<int>(qint64{done} * 100 / total);
     if (progress % 2 != 0)

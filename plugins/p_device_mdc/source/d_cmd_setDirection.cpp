@@ -34,10 +34,10 @@ bool DCmdSetDirection::commandExecute()
         return false;
     }
     const QString channel = QStringLiteral("directionChange") + softwareVersionSuffix(*plugin, *this);
+    const RegisterEntry entry = registerForWrite(*this, channel);
     const QVariant direction = getParameterValue(QStringLiteral("direction"), QVariant());
-    addInstruction(QStringLiteral("driver"), QStringLiteral("write"),
-                   writeArguments(registerForWrite(*this, channel), direction), c_instructionTimeout,
-                   {this, &DCmdSetDirection::rplSetDirection});
+    addInstruction(QStringLiteral("driver"), QStringLiteral("write"), writeArguments(entry, direction),
+                   c_instructionTimeout, {this, &DCmdSetDirection::rplSetDirection});
     return true;
 }
 

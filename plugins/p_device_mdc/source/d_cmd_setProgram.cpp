@@ -33,10 +33,10 @@ bool DCmdSetProgram::commandExecute()
         return false;
     }
     const QString channel = QStringLiteral("presetChange") + softwareVersionSuffix(*plugin, *this);
+    const RegisterEntry entry = registerForWrite(*this, channel);
     const QVariant program = getParameterValue(QStringLiteral("program"), QVariant());
-    addInstruction(QStringLiteral("driver"), QStringLiteral("write"),
-                   writeArguments(registerForWrite(*this, channel), program), c_instructionTimeout,
-                   {this, &DCmdSetProgram::rplSetProgram});
+    addInstruction(QStringLiteral("driver"), QStringLiteral("write"), writeArguments(entry, program),
+                   c_instructionTimeout, {this, &DCmdSetProgram::rplSetProgram});
     return true;
 }
 

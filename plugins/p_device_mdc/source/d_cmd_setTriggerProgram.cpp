@@ -79,9 +79,7 @@ bool DCmdSetTriggerProgram::rplSetTriggerProgram(quint64 instructionId, const QV
     if (isFailureNotice(reply)) {
         logCritical(this) << "ERROR: trigger program stopped: the" << (writing ? "write" : "read")
                           << "of register" << stepRegister() << "failed with error" << failureCode(reply)
-                          << failureText(reply)
-                          << (writing ? "; program 15 is incomplete, resetMode restores the saved values"
-                                      : "; nothing has been written or saved");
+                          << failureText(reply) << consequence(reply);
         expectedInstructionId = 0;
         return false;
     }
@@ -94,6 +92,19 @@ bool DCmdSetTriggerProgram::rplSetTriggerProgram(quint64 instructionId, const QV
     readBack.append(static_cast<int>(word));
     ++stepIndex;
     return sendNextStep();
+}
+
+// Of an instruction that failed, for the log. A write that was refused has changed nothing, and says so by
+// its values.
+const char* DCmdSetTriggerProgram::consequence(const QVariantMap& reply) const
+{
+    if (!writing)
+        return "; nothing has been written or saved";
+    if (stepIndex > 0)
+        return "; program 15 is incomplete, resetMode restores the saved values";
+    return ReplyValues(reply).isPresent()
+               ? "; program 15 is as it was"
+               : "; its first register may have been written, resetMode restores it";
 }
 
 bool DCmdSetTriggerProgram::sendNextStep()

@@ -35,6 +35,7 @@ public:
 private:
     // Sends the instruction of the current step; after the last one publishes the result.
     bool sendNextStep();
+    const char* consequence(const QVariantMap& reply) const;
     int stepRegister() const;
 
     QVariantList values;               // to write, one per register

@@ -12,8 +12,8 @@
 namespace __qobjectsqmllist {
 
 // A list of QObjects as a model of one column. A row shares the ownership of its item; QML, to which
-// items are handed out, never owns them. Each item's properties are its roles, and the item itself is
-// the role "modelData".
+// items are handed out, never owns them. The item itself is the role "modelData", and any other role is the
+// item's property of that role's name, of which the model names none but those of every item model.
 template <class Item>
 class QObjectListModelBase : public QAbstractListModel
 {

@@ -15,7 +15,9 @@ constexpr int c_instructionTimeout = 3000;
 constexpr int c_listenInterval = 100;
 
 // What a register description of the configuration says about one kind of access. A missing entry
-// reads as address 0 and an empty type: the driver then refuses the instruction and says why.
+// reads as address 0 and as an empty type. Without a type the driver refuses the instruction; without an
+// address, beside a good type, it reads or writes register 0. Whoever starts an order looks for that
+// first, as "mdc-bench check" does.
 struct RegisterEntry
 {
     int address = 0; // 0…65535; a larger configured number is taken modulo 65536

@@ -8,13 +8,15 @@ ReplyValues::ReplyValues(const QVariantMap& reply)
     if (values == reply.cend())
         return;
     m_present = true;
-    m_isList = values->canConvert(QMetaType::QVariantList);
-    m_list = values->toList();
+    // Not what merely converts to one: a list of texts is no list of registers.
+    m_isList = values->userType() == QMetaType::QVariantList;
+    if (m_isList)
+        m_list = values->toList();
 }
 
 bool isFailureNotice(const QVariantMap& reply)
 {
-    return reply.contains(QStringLiteral("errorCode"));
+    return failureCode(reply) != 0;
 }
 
 int failureCode(const QVariantMap& reply)

@@ -20,7 +20,7 @@ public:
 
     // The reply has the key "values", whatever stands under it.
     [[nodiscard]] bool isPresent() const { return m_present; }
-    // It is a list, possibly empty.
+    // It is a QVariantList, possibly empty; what merely converts to one is none.
     [[nodiscard]] bool isList() const { return m_isList; }
     // It is a list of no elements, or no list.
     [[nodiscard]] bool isEmpty() const { return m_list.isEmpty(); }
@@ -35,7 +35,8 @@ private:
     QVariantList m_list;
 };
 
-// The reply tells that the instruction failed: it answers nothing, even when it holds values.
+// The reply tells that the instruction failed: it answers nothing, even when it holds values. A host may
+// send the error number 0 (none) with every reply.
 bool isFailureNotice(const QVariantMap& reply);
 // The notice's error number, 0 when there is none.
 int failureCode(const QVariantMap& reply);

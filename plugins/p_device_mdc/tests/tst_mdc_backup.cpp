@@ -202,6 +202,8 @@ private Q_SLOTS:
     void restoreOfRegistersTwice();
     void restoreOfAFileFromAnotherRegisterOn();
     void restoreIgnoresRepeatedReplies();
+    void restoreIsOverWhenItIsDone_data();
+    void restoreIsOverWhenItIsDone();
     void restoreIsOverAfterAFailure();
 
 private:
@@ -1070,6 +1072,34 @@ void TestMdcBackup::restoreIgnoresRepeatedReplies()
         QVERIFY(bench.replyWords({1}));
     QCOMPARE(bench.order().published().last(), progress(100, 2));
     QCOMPARE(bench.order().sent().size(), 2 + 5);
+}
+
+// Whatever is told after the last register, nothing is read or written anew.
+void TestMdcBackup::restoreIsOverWhenItIsDone_data()
+{
+    QTest::addColumn<int>("startPreset");
+    QTest::addColumn<int>("writes");
+    QTest::newRow("all registers") << 1 << 5;
+    QTest::newRow("no register") << 5 << 0;
+}
+
+void TestMdcBackup::restoreIsOverWhenItIsDone()
+{
+    QFETCH(int, startPreset);
+    QFETCH(int, writes);
+    RestoreBench bench(restoreArguments(writeBackupFile("MDC-32"), startPreset, startPreset));
+    const quint64 question = bench.order().lastInstruction();
+    QVERIFY(bench.reply(information(c_generation2)));
+    QVERIFY(bench.replyWords({2}));
+    for (int i = 0; i < writes; ++i)
+        QVERIFY(bench.replyWords({1}));
+    QCOMPARE(bench.order().sent().size(), 2 + writes);
+    const QStringList published = bench.order().published();
+    const QStringList logged = bench.logged();
+    QVERIFY(bench.command().setReply(question, information(c_generation2)));
+    QCOMPARE(bench.order().sent().size(), 2 + writes);
+    QCOMPARE(bench.order().published(), published);
+    QCOMPARE(bench.logged(), logged);
 }
 
 void TestMdcBackup::restoreIsOverAfterAFailure()

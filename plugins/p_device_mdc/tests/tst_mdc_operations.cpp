@@ -83,6 +83,19 @@ public:
 } // namespace
 
 // The commands beyond the table that runs over all of them: what they choose, count and remember.
+namespace {
+
+// What is said of program 15 when the write of its register at `step` has failed.
+QString afterFailedWrite(int step, bool refused)
+{
+    if (step > 0)
+        return "program 15 is incomplete, resetMode restores the saved values";
+    return refused ? "program 15 is as it was"
+                   : "its first register may have been written, resetMode restores it";
+}
+
+} // namespace
+
 class TestMdcOperations : public QObject
 {
     Q_OBJECT
@@ -711,8 +724,8 @@ void TestMdcOperations::triggerFailures()
     QCOMPARE(bench.order().published(), QStringList());
     const QString consequence =
         failing < 6 ? "the read of register %1 failed with error %2 ; nothing has been written or saved"
-                    : "the write of register %1 failed with error %2 ; program 15 is incomplete, resetMode "
-                      "restores the saved values";
+                    : "the write of register %1 failed with error %2 ; " +
+                          afterFailedWrite(failing - 6, notice == c_refused);
     const QString line =
         "ERROR: trigger program stopped: " + consequence.arg(QString::number(281 + failing % 6), error);
     QCOMPARE(bench.logged(), QStringList{line});
@@ -753,10 +766,10 @@ void TestMdcOperations::triggerResetFailures()
     QCOMPARE(bench.order().published(), QStringList());
     QCOMPARE(
         bench.logged(),
-        QStringList{QStringLiteral("ERROR: trigger program stopped: the write of register %1 failed with "
-                                   "error %2 ; program 15 is incomplete, resetMode restores the saved "
-                                   "values")
-                        .arg(QString::number(281 + failing), error)});
+        QStringList{
+            QStringLiteral("ERROR: trigger program stopped: the write of register %1 failed with "
+                           "error %2 ; %3")
+                .arg(QString::number(281 + failing), error, afterFailedWrite(failing, notice == c_refused))});
 }
 
 // Whatever a write is answered with, short of a failure, is no matter for the sequence.
