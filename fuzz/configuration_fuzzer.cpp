@@ -3,6 +3,9 @@
 
 #include <lib_host/configuration.h>
 #include <lib_host/properties_file.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/plugin_description.h>
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -26,6 +29,29 @@ constexpr char c_mainWithPart[] = R"({"version": 1, "objects": [
 constexpr char c_part[] = R"({"channels": [{"id": "direction", "value": [{"id": "register", "value": 5101}]}],
     "parameters": {"eventDataKeys": ["eventCountNo"]}})";
 const QString c_driverKind = QStringLiteral("{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}");
+
+// The driver as far as it knows what its configuration may have.
+class DescribedDriver : public DAbstractPlugin
+{
+public:
+    DescribedDriver()
+        : DAbstractPlugin(QUuid(c_driverKind), QStringLiteral("driver"), CeTypeDriver, 1, {}, nullptr, false)
+    {
+        QFile schema(QStringLiteral(":/%1/configuration.schema.json").arg(c_driverKind));
+        require(schema.open(QIODevice::ReadOnly), "the driver's schema is there");
+        QObject::setProperty(plugin_description::c_configurationSchema, schema.readAll());
+    }
+
+    void initPluginCommands() override {}
+    IPlugin* createInstance(const QUuid&) const override { return nullptr; }
+    QString pluginSubTypeName() const override { return {}; }
+};
+
+DLoadedConfiguration load(const QString& path)
+{
+    static DescribedDriver c_driver;
+    return loadConfiguration(path, {{c_driver.pluginUuid(), &c_driver}});
+}
 
 class Folder
 {
@@ -80,7 +106,7 @@ void requireSound(const QJsonObject& configuration)
 
 void checkConfiguration(const Folder& folder, const QString& path)
 {
-    const DLoadedConfiguration loaded = loadConfiguration(path);
+    const DLoadedConfiguration loaded = load(path);
     if (!loaded.errors.isEmpty()) {
         require(loaded.configuration.isEmpty(), "what is refused is not handed out");
         for (const DConfigurationError& error : loaded.errors)
@@ -92,7 +118,7 @@ void checkConfiguration(const Folder& folder, const QString& path)
     requireSound(loaded.configuration);
     // What is loaded is complete: written into one file it is the same configuration.
     const DLoadedConfiguration again =
-        loadConfiguration(folder.write("again.json", QJsonDocument(loaded.configuration).toJson()));
+        load(folder.write("again.json", QJsonDocument(loaded.configuration).toJson()));
     require(again.errors.isEmpty() && again.configuration == loaded.configuration,
             "a loaded configuration is one that can be loaded");
 }

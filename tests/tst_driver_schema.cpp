@@ -1,15 +1,17 @@
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 
-#include <lib_host/schema_check.h>
+#include <lib_host/configuration.h>
+#include <lib_plugins_management/plugin_description.h>
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 #include <QtTest>
 
-// The driver checks its configuration itself, and the bench's schema checks the file it stands in.
-// Both must say the same of every key, or an integrator is told of an error by one and not by the
-// other.
+// The driver checks its configuration itself, and its schema checks the file it stands in. Both must say
+// the same of every key, or an integrator is told of an error by one and not by the other.
 class tst_DriverSchema : public QObject
 {
     Q_OBJECT
@@ -20,15 +22,39 @@ private Q_SLOTS:
     void agree();
 
 private:
-    QJsonObject m_schema;
+    // What is told of a bench with this driver.
+    QStringList errorsOf(const QJsonObject& driverConfiguration);
+
+    PDriverModbus m_driver;
+    QTemporaryDir m_folder;
 };
 
 void tst_DriverSchema::initTestCase()
 {
-    QFile file(MDC_SOURCE_DIRECTORY "/configurations/schema/bench.schema.json");
+    QFile file(MDC_SOURCE_DIRECTORY "/plugins/p_driver_modbus/configuration.schema.json");
     QVERIFY(file.open(QIODevice::ReadOnly));
-    m_schema = QJsonDocument::fromJson(file.readAll()).object();
-    QVERIFY(!m_schema.isEmpty());
+    QCOMPARE(m_driver.property(plugin_description::c_configurationSchema).toByteArray(), file.readAll());
+    QVERIFY(m_folder.isValid());
+}
+
+QStringList tst_DriverSchema::errorsOf(const QJsonObject& driverConfiguration)
+{
+    const QJsonObject bench{
+        {"version", 1},
+        {"objects", QJsonArray{QJsonObject{{"id", "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}"},
+                                           {"name", "modbus"},
+                                           {"plugin", PDriverModbus::getPluginId().toString()},
+                                           {"configuration", driverConfiguration}}}}};
+    QFile file(m_folder.filePath("bench.json"));
+    if (!file.open(QIODevice::WriteOnly) || file.write(QJsonDocument(bench).toJson()) < 0)
+        return {"the file cannot be written"};
+    file.close();
+    QStringList texts;
+    const DLoadedConfiguration loaded =
+        loadConfiguration(file.fileName(), {{PDriverModbus::getPluginId(), &m_driver}});
+    for (const DConfigurationError& error : loaded.errors)
+        texts.append(error.path + ": " + error.message);
+    return texts;
 }
 
 void tst_DriverSchema::agree_data()
@@ -96,15 +122,7 @@ void tst_DriverSchema::agree()
     parseModbusConfiguration(configuration, &driverErrors);
     QVERIFY2(driverErrors.isEmpty() == good, qPrintable("driver: " + driverErrors.join("; ")));
 
-    const QJsonObject bench{
-        {"version", 1},
-        {"objects", QJsonArray{QJsonObject{{"id", "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}"},
-                                           {"name", "modbus"},
-                                           {"plugin", "{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}"},
-                                           {"configuration", configuration}}}}};
-    QStringList schemaErrors;
-    for (const DSchemaError& error : checkAgainstSchema(bench, m_schema))
-        schemaErrors.append(error.path + ": " + error.message);
+    const QStringList schemaErrors = errorsOf(configuration);
     QVERIFY2(schemaErrors.isEmpty() == good, qPrintable("schema: " + schemaErrors.join("; ")));
 }
 

@@ -1,6 +1,9 @@
 #include <lib_host/configuration.h>
 
 #include <lib_host/schema_check.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/plugin_description.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -10,6 +13,7 @@
 
 namespace {
 
+const QString c_objects = QStringLiteral("objects");
 const QString c_channels = QStringLiteral("channels");
 const QString c_parameters = QStringLiteral("parameters");
 const QString c_configuration = QStringLiteral("configuration");
@@ -39,10 +43,15 @@ QString position(const QByteArray& text, int offset)
 class Loader
 {
 public:
+    explicit Loader(const DPluginKinds& kinds)
+        : m_kinds(kinds)
+    {}
+
     DLoadedConfiguration load(const QString& path)
     {
         DLoadedConfiguration loaded;
         const QJsonObject root = readFile(path, c_benchSchema);
+        checkByPlugins(root, path);
         if (m_errors.isEmpty())
             loaded.configuration = resolveObjects(root, path);
         if (!m_errors.isEmpty())
@@ -97,11 +106,51 @@ private:
         return QJsonDocument::fromJson(file.readAll()).object();
     }
 
+    // What each plug-in says of the configuration of its objects.
+    void checkByPlugins(const QJsonObject& root, const QString& file)
+    {
+        const QJsonArray objects = root.value(c_objects).toArray();
+        for (int i = 0; i < objects.size(); ++i) {
+            const QJsonObject object = objects.at(i).toObject();
+            const QUuid kind = QUuid::fromString(object.value(QLatin1String("plugin")).toString());
+            const DAbstractPlugin* const plugin = m_kinds.value(kind, nullptr);
+            if (plugin != nullptr)
+                checkByPlugin(*plugin, object, file, QStringLiteral("/objects/%1").arg(i));
+        }
+    }
+
+    void checkByPlugin(const DAbstractPlugin& plugin, const QJsonObject& object, const QString& file,
+                       const QString& objectPath)
+    {
+        const QString path = objectPath + QStringLiteral("/configuration");
+        const QByteArray text = plugin.property(plugin_description::c_configurationSchema).toByteArray();
+        if (text.isEmpty())
+            return;
+        QJsonParseError parseError;
+        const QJsonDocument schema = QJsonDocument::fromJson(text, &parseError);
+        if (!schema.isObject()) {
+            fail(file, path,
+                 QStringLiteral("cannot be checked: the schema of the plug-in \"%1\" is no JSON object (%2)")
+                     .arg(plugin.pluginName(), parseError.errorString()));
+            return;
+        }
+        const QJsonValue own = object.value(c_configuration);
+        // What is not there is as good as what has nothing in it.
+        const QList<DSchemaError> errors = checkAgainstSchema(own.toObject(), schema.object());
+        if (own.isUndefined() && !errors.isEmpty()) {
+            fail(
+                file, objectPath,
+                QStringLiteral("key \"configuration\" is missing; needed is the object's own configuration"));
+        } else if (own.isObject()) {
+            for (const DSchemaError& error : errors)
+                fail(file, path + error.path, error.message);
+        }
+    }
+
     QJsonObject resolveObjects(QJsonObject root, const QString& path)
     {
         const QDir folder = QFileInfo(path).dir();
-        const QString objectsKey = QStringLiteral("objects");
-        QJsonArray objects = root.value(objectsKey).toArray();
+        QJsonArray objects = root.value(c_objects).toArray();
         Origins ids;
         Origins names;
         for (int i = 0; i < objects.size(); ++i) {
@@ -117,7 +166,7 @@ private:
             }
             objects.replace(i, object);
         }
-        root.insert(objectsKey, objects);
+        root.insert(c_objects, objects);
         root.remove(QStringLiteral("$schema"));
         return root;
     }
@@ -199,6 +248,7 @@ private:
         }
     }
 
+    const DPluginKinds& m_kinds;
     QList<DConfigurationError> m_errors;
 };
 
@@ -210,7 +260,7 @@ QString DConfigurationError::toString() const
                           : QStringLiteral("%1: %2: %3").arg(file, path, message);
 }
 
-DLoadedConfiguration loadConfiguration(const QString& path)
+DLoadedConfiguration loadConfiguration(const QString& path, const DPluginKinds& kinds)
 {
-    return Loader().load(path);
+    return Loader(kinds).load(path);
 }

@@ -2,9 +2,13 @@
 
 #include <lib_host/lib_host_global.h>
 
+#include <QHash>
 #include <QJsonObject>
 #include <QList>
 #include <QString>
+#include <QUuid>
+
+class DAbstractPlugin;
 
 // One thing that is wrong in a configuration.
 struct DConfigurationError
@@ -26,9 +30,14 @@ struct DLoadedConfiguration
     QList<DConfigurationError> errors;
 };
 
+// The root objects of plug-in kinds, by the kind's identity. See DHost::kinds().
+using DPluginKinds = QHash<QUuid, DAbstractPlugin*>;
+
 // Reads a bench configuration: the file with the list "objects", and the files that an object's
 // "configurationFiles" names (relative to it), whose members "channels" and "parameters" are joined
 // with the object's own "configuration" in the order given. Every file is checked against the
 // schema of its kind; a channel or parameter that is given twice is an error that names both files.
+// An object's own "configuration" is checked against the schema that its plug-in kind has of it
+// (plugin_description.h) as well; of a kind that is not among `kinds`, or has none, it is not.
 // `path` may be a resource (":/…"). Never throws; whatever the files contain, errors say so.
-LIB_HOST_EXPORT DLoadedConfiguration loadConfiguration(const QString& path);
+LIB_HOST_EXPORT DLoadedConfiguration loadConfiguration(const QString& path, const DPluginKinds& kinds = {});

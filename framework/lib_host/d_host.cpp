@@ -507,6 +507,11 @@ QList<DPluginReport> DHost::pluginReports() const
     return d->reports;
 }
 
+DPluginKinds DHost::kinds() const
+{
+    return d->roots;
+}
+
 bool DHost::addPlugin(DAbstractPlugin* root, QString* error)
 {
     return d->isOwnThread("addPlugin") && d->addRoot(root, error);

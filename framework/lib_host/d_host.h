@@ -1,5 +1,6 @@
 #pragma once
 
+#include <lib_host/configuration.h>
 #include <lib_host/lib_host_global.h>
 
 #include <lib_plugins_management/i_host.h>
@@ -49,6 +50,8 @@ public:
     // Adds a plug-in kind that is linked into the program instead of loaded. `root` is not owned
     // and must outlive the host. False with `error` for a null or repeated kind.
     bool addPlugin(DAbstractPlugin* root, QString* error = nullptr);
+    // The root objects of all kinds, loaded and added; they make the instances and describe the kinds.
+    DPluginKinds kinds() const;
 
     // Persistent properties are restored from and saved to this file (JSON, by object identity).
     // Called before configure(). A missing file is an empty one; an unreadable one is an error:

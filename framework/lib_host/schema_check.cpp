@@ -4,6 +4,9 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QStringList>
+
+// A schema that makes no sense is a plug-in's mistake: it is told, and not the end of the program.
+#define VALIJSON_USE_EXCEPTIONS 1
 #include <valijson/adapters/qtjson_adapter.hpp>
 #include <valijson/schema.hpp>
 #include <valijson/schema_parser.hpp>
@@ -11,6 +14,7 @@
 #include <valijson/validator.hpp>
 
 #include <algorithm>
+#include <exception>
 
 namespace {
 
@@ -162,15 +166,20 @@ bool isProperPrefix(const QStringList& prefix, const QStringList& path)
 
 QList<DSchemaError> checkAgainstSchema(const QJsonValue& document, const QJsonObject& schema)
 {
-    const QJsonValue schemaValue(schema);
-    valijson::Schema compiled;
-    valijson::SchemaParser().populateSchema(valijson::adapters::QtJsonAdapter(schemaValue), compiled);
-
     valijson::ValidationResults results;
-    // Strong types: the text "1" is no number.
-    valijson::Validator validator(valijson::Validator::kStrongTypes);
-    if (validator.validate(compiled, valijson::adapters::QtJsonAdapter(document), &results))
-        return {};
+    try {
+        const QJsonValue schemaValue(schema);
+        valijson::Schema compiled;
+        valijson::SchemaParser().populateSchema(valijson::adapters::QtJsonAdapter(schemaValue), compiled);
+        // Strong types: the text "1" is no number.
+        valijson::Validator validator(valijson::Validator::kStrongTypes);
+        if (validator.validate(compiled, valijson::adapters::QtJsonAdapter(document), &results))
+            return {};
+    } catch (const std::exception& error) {
+        return {{{},
+                 QStringLiteral("cannot be checked: the schema is none (%1)")
+                     .arg(QString::fromUtf8(error.what()))}};
+    }
 
     QList<Location> locations;
     for (const valijson::ValidationResults::Error& error : results)

@@ -18,5 +18,6 @@ struct DSchemaError
 };
 
 // Compares a document with a JSON schema (draft 7). Of errors along one path only the innermost is
-// reported. An empty list means that the document conforms.
+// reported. An empty list means that the document conforms. A schema that is none is one error, of the
+// document itself; it is found at the latest when the document has something that it is about.
 LIB_HOST_EXPORT QList<DSchemaError> checkAgainstSchema(const QJsonValue& document, const QJsonObject& schema);

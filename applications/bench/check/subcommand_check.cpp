@@ -221,7 +221,7 @@ ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& inte
     if (problem)
         return report.finish();
 
-    problem = session.loadPluginFolder();
+    problem = session.checkPlugins();
     reportPlugins(report, session, problem);
     if (problem)
         return report.finish();

@@ -67,8 +67,11 @@ QString BenchSession::pluginFolder() const
 
 std::optional<BenchProblem> BenchSession::loadConfigurationFile()
 {
-    const DLoadedConfiguration loaded =
-        loadConfiguration(m_options.configFile.isEmpty() ? c_bundledConfiguration : m_options.configFile);
+    // Plug-ins know what the configuration of their objects may have. What became of their files is told
+    // afterwards: a configuration that is wrong is so with or without them.
+    m_host.loadPlugins(pluginFolder());
+    const DLoadedConfiguration loaded = loadConfiguration(
+        m_options.configFile.isEmpty() ? c_bundledConfiguration : m_options.configFile, m_host.kinds());
     m_configuration = loaded.configuration;
     if (loaded.errors.isEmpty())
         return std::nullopt;
@@ -78,12 +81,12 @@ std::optional<BenchProblem> BenchSession::loadConfigurationFile()
     return problem;
 }
 
-std::optional<BenchProblem> BenchSession::loadPluginFolder()
+std::optional<BenchProblem> BenchSession::checkPlugins()
 {
     BenchProblem problem{ExitCode::Plugin, {}, {}};
     QSet<QUuid> loadedKinds;
     QStringList refusals;
-    const QList<DPluginReport> reports = m_host.loadPlugins(pluginFolder());
+    const QList<DPluginReport> reports = m_host.pluginReports();
     for (const DPluginReport& report : reports) {
         if (report.error.isEmpty())
             loadedKinds.insert(report.pluginUuid);
@@ -193,7 +196,7 @@ std::optional<BenchProblem> BenchSession::makeObjects()
 ExitCode BenchSession::open()
 {
     using Step = std::optional<BenchProblem> (BenchSession::*)();
-    const Step steps[] = {&BenchSession::loadConfigurationFile, &BenchSession::loadPluginFolder,
+    const Step steps[] = {&BenchSession::loadConfigurationFile, &BenchSession::checkPlugins,
                           &BenchSession::startSimulator, &BenchSession::makeObjects};
     for (const Step step : steps) {
         const std::optional<BenchProblem> problem = (this->*step)();

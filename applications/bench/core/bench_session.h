@@ -67,8 +67,9 @@ public:
     BenchSession(const BenchOptions& options, Console& console, Interrupt& interrupt);
     ~BenchSession() override;
 
+    // The plug-ins as well, by which it is checked.
     std::optional<BenchProblem> loadConfigurationFile();
-    std::optional<BenchProblem> loadPluginFolder();
+    std::optional<BenchProblem> checkPlugins();
     std::optional<BenchProblem> startSimulator();
     std::optional<BenchProblem> makeObjects();
     // All steps. Errors are told on the console; the result is Done or the code of the problem.

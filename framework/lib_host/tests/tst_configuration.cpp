@@ -1,5 +1,7 @@
 #include <lib_host/configuration.h>
 #include <lib_host/schema_check.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/plugin_description.h>
 
 #include <QDir>
 #include <QFile>
@@ -63,6 +65,38 @@ const char* const c_map = R"({
   "parameters": {"q": [1, 2]}
 })";
 
+// A kind that describes the configuration of its objects, or none.
+class DescribedKind : public DAbstractPlugin
+{
+public:
+    explicit DescribedKind(const QByteArray& schema)
+        : DAbstractPlugin(QUuid("{c7a3f1de-52b8-4a0e-9c64-1f0d8e2b7a95}"), "Described", CeTypeDriver, 1, {},
+                          nullptr, false)
+    {
+        if (!schema.isNull())
+            QObject::setProperty(plugin_description::c_configurationSchema, schema);
+    }
+
+    void initPluginCommands() override {}
+    IPlugin* createInstance(const QUuid&) const override { return nullptr; }
+    QString pluginSubTypeName() const override { return {}; }
+};
+
+DLoadedConfiguration loadWith(DescribedKind& kind, const QString& path)
+{
+    return loadConfiguration(path, {{kind.pluginUuid(), &kind}});
+}
+
+// As the driver plug-in describes itself.
+DLoadedConfiguration load(const QString& path)
+{
+    QFile schema(MDC_SOURCE_DIRECTORY "/plugins/p_driver_modbus/configuration.schema.json");
+    if (!schema.open(QIODevice::ReadOnly))
+        qFatal("the driver's schema cannot be read");
+    DescribedKind kind(schema.readAll());
+    return loadWith(kind, path);
+}
+
 const QJsonObject c_descriptor{
     {"parameter_name", "torque"}, {"start_address", 6205}, {"end_address", 6206}, {"type", "float"}};
 
@@ -85,6 +119,9 @@ private Q_SLOTS:
     void missingPart();
     void duplicates();
     void deviceWithoutChannels();
+    void kindWithoutSchema();
+    void kindWithSchema_data();
+    void kindWithSchema();
     void acceptsParameters_data();
     void acceptsParameters();
     void bundledKeyLists_data();
@@ -115,7 +152,7 @@ void tst_Configuration::deviceWithoutChannels()
     bench =
         replaced(bench, {"objects", "1", "configurationFiles"}, QJsonValue(QJsonValue::Undefined)).toObject();
     write("bench.json", QJsonDocument(bench).toJson());
-    const QList<DConfigurationError> errors = loadConfiguration(path("bench.json")).errors;
+    const QList<DConfigurationError> errors = load(path("bench.json")).errors;
     QCOMPARE(errors.size(), 1);
     QCOMPARE(errors.at(0).path, QString("/objects/1/configuration/chanels"));
 }
@@ -129,7 +166,7 @@ void tst_Configuration::write(const QString& name, const QByteArray& text)
 
 void tst_Configuration::bundledIsGood()
 {
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    const DLoadedConfiguration loaded = load(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
     for (const DConfigurationError& error : loaded.errors)
         qWarning("%s", qPrintable(error.toString()));
     QVERIFY(loaded.errors.isEmpty());
@@ -141,7 +178,7 @@ void tst_Configuration::bundledIsGood()
 
 void tst_Configuration::joinsFiles()
 {
-    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    const DLoadedConfiguration loaded = load(path("bench.json"));
     QVERIFY(loaded.errors.isEmpty());
     const QJsonObject device = loaded.configuration.value("objects").toArray().at(1).toObject();
     QVERIFY(!device.contains("configurationFiles"));
@@ -329,7 +366,7 @@ void tst_Configuration::refuses()
     QVERIFY(bad != good);
     write(file, QJsonDocument(bad).toJson());
 
-    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    const DLoadedConfiguration loaded = load(path("bench.json"));
     QVERIFY(loaded.configuration.isEmpty());
     QStringList all;
     for (const DConfigurationError& error : loaded.errors)
@@ -372,7 +409,7 @@ void tst_Configuration::everyKeyMisspelt()
             QJsonObject object = node.toObject();
             object.insert(key + "X", object.take(key));
             write(file, QJsonDocument(replaced(good, parent, object).toObject()).toJson());
-            const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+            const DLoadedConfiguration loaded = load(path("bench.json"));
             QVERIFY2(!loaded.errors.isEmpty(), qPrintable(place.join('/')));
             bool named = false;
             for (const DConfigurationError& error : loaded.errors)
@@ -387,7 +424,7 @@ void tst_Configuration::everyKeyMisspelt()
 
 void tst_Configuration::missingFile()
 {
-    const DLoadedConfiguration loaded = loadConfiguration(path("none.json"));
+    const DLoadedConfiguration loaded = load(path("none.json"));
     QCOMPARE(loaded.errors.size(), 1);
     QCOMPARE(loaded.errors.at(0).file, path("none.json"));
     QVERIFY(loaded.errors.at(0).message.contains("cannot be read"));
@@ -395,7 +432,7 @@ void tst_Configuration::missingFile()
 
 void tst_Configuration::folder()
 {
-    const DLoadedConfiguration loaded = loadConfiguration(m_folder->path());
+    const DLoadedConfiguration loaded = load(m_folder->path());
     QCOMPARE(loaded.errors.size(), 1);
     QVERIFY(loaded.errors.at(0).message.contains("folder"));
 }
@@ -403,19 +440,19 @@ void tst_Configuration::folder()
 void tst_Configuration::noJson()
 {
     write("bench.json", "{\n  \"version\": 1,\n  oops\n}");
-    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    const DLoadedConfiguration loaded = load(path("bench.json"));
     QCOMPARE(loaded.errors.size(), 1);
     QVERIFY2(loaded.errors.at(0).message.contains("line 3"), qPrintable(loaded.errors.at(0).message));
     write("bench.json", "[]");
-    QVERIFY(!loadConfiguration(path("bench.json")).errors.isEmpty());
+    QVERIFY(!load(path("bench.json")).errors.isEmpty());
     write("bench.json", "");
-    QVERIFY(!loadConfiguration(path("bench.json")).errors.isEmpty());
+    QVERIFY(!load(path("bench.json")).errors.isEmpty());
 }
 
 void tst_Configuration::missingPart()
 {
     QVERIFY(QFile::remove(path("map.json")));
-    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    const DLoadedConfiguration loaded = load(path("bench.json"));
     QCOMPARE(loaded.errors.size(), 1);
     QCOMPARE(loaded.errors.at(0).file, path("map.json"));
 }
@@ -431,7 +468,7 @@ void tst_Configuration::duplicates()
     map.insert("channels", channels);
     map.insert("parameters", QJsonObject{{"p", 2}});
     write("map.json", QJsonDocument(map).toJson());
-    const QList<DConfigurationError> errors = loadConfiguration(path("bench.json")).errors;
+    const QList<DConfigurationError> errors = load(path("bench.json")).errors;
     QCOMPARE(errors.size(), 3);
     QCOMPARE(errors.at(0).path, QString("/channels/1"));
     QVERIFY(errors.at(0).message.contains("channel \"directionChange\" is given twice, first in " +
@@ -445,10 +482,103 @@ void tst_Configuration::duplicates()
     bench = replaced(bench, {"objects", "1", "id"}, "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}").toObject();
     bench = replaced(bench, {"objects", "1", "name"}, "modbus").toObject();
     write("bench.json", QJsonDocument(bench).toJson());
-    const QList<DConfigurationError> objectErrors = loadConfiguration(path("bench.json")).errors;
+    const QList<DConfigurationError> objectErrors = load(path("bench.json")).errors;
     QCOMPARE(objectErrors.size(), 2);
     QCOMPARE(objectErrors.at(0).path, QString("/objects/1/id"));
     QCOMPARE(objectErrors.at(1).path, QString("/objects/1/name"));
+}
+
+// What nobody knows the plug-in of, or what its plug-in says nothing of, is left to the plug-in.
+void tst_Configuration::kindWithoutSchema()
+{
+    const QJsonObject own{{"trnsport", 5}};
+    write("bench.json",
+          QJsonDocument(replaced(objectFrom(c_bench), {"objects", "0", "configuration"}, own).toObject())
+              .toJson());
+    QVERIFY(!load(path("bench.json")).errors.isEmpty());
+    DescribedKind silent{QByteArray()};
+    DescribedKind empty("");
+    for (const DLoadedConfiguration& loaded :
+         {loadConfiguration(path("bench.json")), loadWith(silent, path("bench.json")),
+          loadWith(empty, path("bench.json"))}) {
+        QVERIFY(loaded.errors.isEmpty());
+        QCOMPARE(loaded.configuration.value("objects").toArray().at(0)["configuration"].toObject(), own);
+    }
+}
+
+void tst_Configuration::kindWithSchema_data()
+{
+    QTest::addColumn<QByteArray>("schema");
+    QTest::addColumn<QJsonValue>("own");
+    // Of the errors, one per line.
+    QTest::addColumn<QStringList>("errors");
+
+    const QJsonValue gone(QJsonValue::Undefined);
+    const QByteArray optional(
+        R"({"additionalProperties": false, "properties": {"x": {"type": "integer", "description": "a number"}}})");
+    const QByteArray needed(
+        R"({"required": ["x"], "properties": {"x": {"type": "integer", "description": "a number"}}})");
+    QTest::newRow("good") << optional << QJsonValue(QJsonObject{{"x", 1}}) << QStringList();
+    QTest::newRow("wrong") << optional << QJsonValue(QJsonObject{{"x", "1"}})
+                           << QStringList{
+                                  "/objects/0/configuration/x: \"1\" is not allowed; needed is a number"};
+    QTest::newRow("unknown and wrong")
+        << optional << QJsonValue(QJsonObject{{"x", "1"}, {"y", 1}})
+        << QStringList{"/objects/0/configuration/x: \"1\" is not allowed; needed is a number",
+                       "/objects/0/configuration/y: unknown key \"y\"; allowed are x"};
+    QTest::newRow("none, none needed") << optional << gone << QStringList();
+    QTest::newRow("none, one needed")
+        << needed << gone
+        << QStringList{"/objects/0: key \"configuration\" is missing; needed is the "
+                       "object's own configuration"};
+    QTest::newRow("empty, one needed")
+        << needed << QJsonValue(QJsonObject())
+        << QStringList{"/objects/0/configuration: key \"x\" is missing; needed is a number"};
+    QTest::newRow("no object") << needed << QJsonValue(5)
+                               << QStringList{
+                                      "/objects/0/configuration: 5 is not allowed; needed is the object's "
+                                      "own configuration"};
+    QTest::newRow("reference") << QByteArray(R"({"properties": {"x": {"$ref": "#/definitions/d"}},
+                                   "definitions": {"d": {"type": "integer", "description": "a number"}}})")
+                               << QJsonValue(QJsonObject{{"x", "1"}})
+                               << QStringList{
+                                      "/objects/0/configuration/x: \"1\" is not allowed; needed is a number"};
+    // A plug-in's mistake, which is no reason to fall over it.
+    QTest::newRow("schema no JSON") << QByteArray("{") << QJsonValue(QJsonObject())
+                                    << QStringList{
+                                           "/objects/0/configuration: cannot be checked: the schema of the "
+                                           "plug-in \"Described\" is no JSON object"};
+    QTest::newRow("schema a list") << QByteArray("[]") << QJsonValue(QJsonObject())
+                                   << QStringList{
+                                          "/objects/0/configuration: cannot be checked: the schema of the "
+                                          "plug-in \"Described\" is no JSON object"};
+    QTest::newRow("schema without sense")
+        << QByteArray(R"({"properties": 5})") << QJsonValue(QJsonObject())
+        << QStringList{"/objects/0/configuration: cannot be checked: the schema is none"};
+    QTest::newRow("schema with a broken pattern")
+        << QByteArray(R"({"properties": {"x": {"pattern": "("}}})") << QJsonValue(QJsonObject{{"x", "1"}})
+        << QStringList{"/objects/0/configuration: cannot be checked: the schema is none"};
+}
+
+void tst_Configuration::kindWithSchema()
+{
+    QFETCH(QByteArray, schema);
+    QFETCH(QJsonValue, own);
+    QFETCH(QStringList, errors);
+    write("bench.json",
+          QJsonDocument(replaced(objectFrom(c_bench), {"objects", "0", "configuration"}, own).toObject())
+              .toJson());
+    DescribedKind kind(schema);
+    const DLoadedConfiguration loaded = loadWith(kind, path("bench.json"));
+    QStringList told;
+    for (const DConfigurationError& error : loaded.errors) {
+        QCOMPARE(error.file, path("bench.json"));
+        told.append(error.path + ": " + error.message);
+    }
+    QVERIFY2(told.size() == errors.size(), qPrintable(told.join('\n')));
+    for (int i = 0; i < told.size(); ++i)
+        QVERIFY2(told.at(i).startsWith(errors.at(i)), qPrintable(told.join('\n')));
+    QCOMPARE(loaded.configuration.isEmpty(), !errors.isEmpty());
 }
 
 void tst_Configuration::acceptsParameters_data()
@@ -480,7 +610,7 @@ void tst_Configuration::acceptsParameters()
     QJsonObject map = objectFrom(c_map);
     map.insert("parameters", QJsonObject{{name, value}});
     write("map.json", QJsonDocument(map).toJson());
-    const DLoadedConfiguration loaded = loadConfiguration(path("bench.json"));
+    const DLoadedConfiguration loaded = load(path("bench.json"));
     for (const DConfigurationError& error : loaded.errors)
         qWarning("%s", qPrintable(error.toString()));
     QVERIFY(loaded.errors.isEmpty());
@@ -517,7 +647,7 @@ void tst_Configuration::bundledKeyLists()
     QFETCH(bool, described);
     QFETCH(int, first);
     QFETCH(int, size);
-    const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    const DLoadedConfiguration loaded = load(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
     const QJsonObject configuration =
         loaded.configuration.value("objects").toArray().at(1).toObject().value("configuration").toObject();
     int configuredSize = 0;

@@ -9,6 +9,7 @@
 
 #include <lib_utilities/version.h>
 #include <QDebug>
+#include <QFile>
 #include <QJsonArray>
 #include <QPointer>
 
@@ -102,6 +103,12 @@ QVariant PDriverModbus::getProperty(const QString& name, const QVariant& default
     if (name != c_statistics || m_link == nullptr)
         return DAbstractPlugin::getProperty(name, defaultValue);
     return m_link->statistics().toMap();
+}
+
+QByteArray PDriverModbus::configurationSchema() const
+{
+    QFile file(QStringLiteral(":/%1/configuration.schema.json").arg(getPluginId().toString()));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 ModbusLink* PDriverModbus::link() const

@@ -19,6 +19,7 @@ class PDriverModbus : public DAbstractPlugin
 {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "org.mdcbench.PDriverModbus")
+    Q_PROPERTY(QByteArray configurationSchema READ configurationSchema CONSTANT)
 
 public:
     explicit PDriverModbus(const QUuid& objectUuid = QUuid(), QObject* parent = nullptr);
@@ -36,6 +37,8 @@ public:
     QString pluginSubTypeName() const override;
     QVariant getProperty(const QString& name, bool* found) const override;
     QVariant getProperty(const QString& name, const QVariant& defaultValue) const override;
+    // The schema of the keys that the configuration may have: configuration.schema.json.
+    QByteArray configurationSchema() const;
 
     // Null before initPluginCommands() and when the configuration is refused.
     ModbusLink* link() const;
