@@ -1,4 +1,5 @@
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/modbus_request.h"
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 
 #include <lib_host/configuration.h>
@@ -20,6 +21,8 @@ private Q_SLOTS:
     void initTestCase();
     void agree_data();
     void agree();
+    void describesItself();
+    void describedRegisterTypes();
 
 private:
     // What is told of a bench with this driver.
@@ -124,6 +127,56 @@ void tst_DriverSchema::agree()
 
     const QStringList schemaErrors = errorsOf(configuration);
     QVERIFY2(schemaErrors.isEmpty() == good, qPrintable("schema: " + schemaErrors.join("; ")));
+}
+
+// Whoever points the driver elsewhere, by what it says of itself, gets a configuration that it takes.
+void tst_DriverSchema::describesItself()
+{
+    using namespace plugin_description;
+    const QVariantMap description = m_driver.property(c_driverDescription).toMap();
+    const QVariantMap tcp = description.value(c_tcpLink).toMap();
+    const QVariantMap serial = description.value(c_serialLink).toMap();
+    QJsonObject toTcp = QJsonObject::fromVariantMap(tcp.value(c_set).toMap());
+    toTcp.insert(tcp.value(c_host).toString(), "127.0.0.1");
+    toTcp.insert(tcp.value(c_port).toString(), 1502);
+    QJsonObject toSerial = QJsonObject::fromVariantMap(serial.value(c_set).toMap());
+    toSerial.insert(serial.value(c_device).toString(), "/dev/ttyUSB0");
+    for (QJsonObject* const configuration : {&toTcp, &toSerial}) {
+        configuration->insert(description.value(c_unit).toString(), 7);
+        configuration->insert(description.value(c_frameTrace).toString(), "frames.txt");
+        QCOMPARE(errorsOf(*configuration), QStringList());
+    }
+
+    QStringList errors;
+    const ModbusConfiguration overTcp = parseModbusConfiguration(toTcp, &errors);
+    const ModbusConfiguration overSerial = parseModbusConfiguration(toSerial, &errors);
+    QCOMPARE(errors, QStringList());
+    QVERIFY(overTcp.transport == ModbusConfiguration::Transport::Tcp);
+    QCOMPARE(overTcp.address(), QStringLiteral("127.0.0.1:1502"));
+    QVERIFY(overSerial.transport == ModbusConfiguration::Transport::Rtu);
+    QCOMPARE(overSerial.address(), QStringLiteral("/dev/ttyUSB0"));
+    for (const ModbusConfiguration& configuration : {overTcp, overSerial}) {
+        QCOMPARE(configuration.unitId, 7);
+        QCOMPARE(configuration.frameTrace, QStringLiteral("frames.txt"));
+    }
+}
+
+void tst_DriverSchema::describedRegisterTypes()
+{
+    using namespace plugin_description;
+    const QVariantMap description = m_driver.property(c_driverDescription).toMap();
+    QCOMPARE(
+        description.value(c_readableRegisterTypes).toStringList(),
+        (QStringList{"holdingRegisters", "singleRegister", "inputRegisters", "coils", "discreteInputs"}));
+    QCOMPARE(description.value(c_writableRegisterTypes).toStringList(),
+             (QStringList{"holdingRegisters", "singleRegister", "coils"}));
+    QString error;
+    for (const QString& type : description.value(c_readableRegisterTypes).toStringList()) {
+        QVERIFY(readRequest({{"register", 1}, {"registerType", type}}, 0, &error));
+        const bool isWritable = description.value(c_writableRegisterTypes).toStringList().contains(type);
+        const QVariantMap write{{"register", 1}, {"registerType", type}, {"data", 1}};
+        QCOMPARE(writeRequest(write, 0, &error).has_value(), isWritable);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_DriverSchema)

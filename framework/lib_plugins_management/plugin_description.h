@@ -9,4 +9,22 @@ namespace plugin_description {
 // "needed is".
 constexpr char c_configurationSchema[] = "configurationSchema";
 
+// QVariantMap, of drivers; its entries follow. docs/driver-contract.md says what a host does with them.
+constexpr char c_driverDescription[] = "driverDescription";
+
+// Lists of texts.
+constexpr char c_readableRegisterTypes[] = "readableRegisterTypes";
+constexpr char c_writableRegisterTypes[] = "writableRegisterTypes";
+// Maps: how members of an object's "configuration" point its link to a TCP port or to a serial device.
+// "set" is a map of members and their values; the others are names of members.
+constexpr char c_tcpLink[] = "tcpLink";
+constexpr char c_serialLink[] = "serialLink";
+constexpr char c_set[] = "set";
+constexpr char c_host[] = "host";
+constexpr char c_port[] = "port";
+constexpr char c_device[] = "device";
+// Names of members: the unit that the link speaks to, and the file to which it appends its frames.
+constexpr char c_unit[] = "unit";
+constexpr char c_frameTrace[] = "frameTrace";
+
 } // namespace plugin_description

@@ -3,11 +3,21 @@
 #include "plugins/p_driver_modbus/source/driver_of.h"
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 
+#include <lib_plugins_management/driver_contract.h>
+
+namespace {
+
+// Made once: a command is cloned for every order.
+const QString c_deviceInformation = driver_contract::c_deviceInformation;
+const QString c_info = driver_contract::c_info;
+
+} // namespace
+
 DCmdDeviceInformation::DCmdDeviceInformation(const QVariantMap& arguments, QObject* parent)
-    : DAbstractCommand(QStringLiteral("deviceInformation"), arguments, parent)
+    : DAbstractCommand(c_deviceInformation, arguments, parent)
 {
     setDescription(QStringLiteral("Asks the controller for its identification (Report Server ID)."));
-    declareAResult(QStringLiteral("deviceInformation"), QStringLiteral("varM"),
+    declareAResult(c_deviceInformation, QStringLiteral("varM"),
                    QStringLiteral("\"info\": the identification's bytes, without their count"));
     setEndsByItself(true);
 }
@@ -39,7 +49,6 @@ void DCmdDeviceInformation::onEnd(const ModbusOutcome& outcome)
         failTheCommand(outcome.code, outcome.message);
         return;
     }
-    bool ok = commandUpdateResult(QStringLiteral("deviceInformation"),
-                                  QVariantMap{{QStringLiteral("info"), outcome.information}});
+    bool ok = commandUpdateResult(c_deviceInformation, QVariantMap{{c_info, outcome.information}});
     finishTheCommand(ok);
 }

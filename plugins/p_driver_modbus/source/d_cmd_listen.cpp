@@ -4,32 +4,39 @@
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
 
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_plugins_management/variant_conversion.h>
 
 namespace {
 
-const QString c_interval = QStringLiteral("recurrentInterval");
-constexpr int c_defaultInterval = 100;
+// Made once: a command is cloned for every order.
+const QString c_listen = driver_contract::c_listen;
+const QString c_stopListening = driver_contract::c_stopListening;
+const QString c_register = driver_contract::c_register;
+const QString c_registerType = driver_contract::c_registerType;
+const QString c_dataSize = driver_contract::c_dataSize;
+const QString c_recurrentInterval = driver_contract::c_recurrentInterval;
+const QString c_values = driver_contract::c_values;
 
 } // namespace
 
 DCmdListen::DCmdListen(const QVariantMap& arguments, QObject* parent)
-    : DAbstractCommand(QStringLiteral("listen"), QStringLiteral("stopListening"), arguments, parent)
+    : DAbstractCommand(c_listen, c_stopListening, arguments, parent)
 {
     setDescription(
         QStringLiteral("Reads registers or bits of the controller again and again until it is stopped."));
-    declareAParameter(QStringLiteral("register"), QStringLiteral("ui16"),
+    declareAParameter(c_register, QStringLiteral("ui16"),
                       QStringLiteral("Protocol address of the first register or bit (0 to 65535)"));
     declareAParameter(
-        QStringLiteral("registerType"), QStringLiteral("strg"),
+        c_registerType, QStringLiteral("strg"),
         QStringLiteral("holdingRegisters, singleRegister, inputRegisters, coils or discreteInputs"));
-    declareAParameter(QStringLiteral("dataSize"), QStringLiteral("ui16"),
+    declareAParameter(c_dataSize, QStringLiteral("ui16"),
                       QStringLiteral("Number of registers or bits (1 to 125)"), 1);
     declareAParameter(
-        c_interval, QStringLiteral("ui16"),
+        c_recurrentInterval, QStringLiteral("ui16"),
         QStringLiteral("Milliseconds from the start of one read to the start of the next (1 to 65535)"),
-        c_defaultInterval);
-    declareAResult(QStringLiteral("values"), QStringLiteral("varL"),
+        driver_contract::c_defaultInterval);
+    declareAResult(c_values, QStringLiteral("varL"),
                    QStringLiteral("Values of each read in address order, as of \"read\""));
     setEndsByItself(true);
     connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { unsubscribe(); });
@@ -63,12 +70,12 @@ bool DCmdListen::commandExecute()
         failTheCommand(IMessenger::CeEcInvalidArguments, error);
         return false;
     }
-    const QVariant given = getParameterValue(c_interval, c_defaultInterval);
+    const QVariant given = getParameterValue(c_recurrentInterval, driver_contract::c_defaultInterval);
     const int interval = convertVariant(given, QMetaType::UShort, 0).toInt();
     if (interval < 1) {
         failTheCommand(IMessenger::CeEcInvalidArguments,
                        QStringLiteral("\"%1\" is %2: a whole number from 1 to 65535 is needed")
-                           .arg(c_interval, given.toString()));
+                           .arg(c_recurrentInterval, given.toString()));
         return false;
     }
     m_schedule = driver->schedule();
@@ -85,7 +92,7 @@ void DCmdListen::onPoll(const ModbusOutcome& outcome)
 {
     if (outcome.ok()) {
         m_failureIsTold = false;
-        commandUpdateResult(QStringLiteral("values"), outcome.values);
+        commandUpdateResult(c_values, outcome.values);
     } else if (!m_failureIsTold) {
         m_failureIsTold = true;
         reportFailure(outcome.code, outcome.message);

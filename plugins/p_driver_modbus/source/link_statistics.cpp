@@ -1,5 +1,7 @@
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 
+#include <lib_plugins_management/driver_contract.h>
+
 #include <algorithm>
 
 namespace {
@@ -21,16 +23,17 @@ void LinkStatistics::addRoundTrip(qint64 nanoseconds)
 
 QVariantMap LinkStatistics::toMap() const
 {
-    QVariantMap map{{QStringLiteral("sent"), sent},
-                    {QStringLiteral("answered"), answered},
-                    {QStringLiteral("refused"), refused},
-                    {QStringLiteral("timedOut"), timedOut},
-                    {QStringLiteral("malformed"), malformed},
-                    {QStringLiteral("skippedPolls"), skippedPolls},
-                    {QStringLiteral("connections"), connections},
-                    {QStringLiteral("reconnects"), connections == 0 ? 0 : connections - 1},
-                    {QStringLiteral("failedOpenings"), failedOpenings},
-                    {QStringLiteral("roundTrips"), static_cast<quint64>(m_roundTrips.size())}};
+    using namespace driver_contract;
+    QVariantMap map{{c_sent, sent},
+                    {c_answered, answered},
+                    {c_refused, refused},
+                    {c_timedOut, timedOut},
+                    {c_malformed, malformed},
+                    {c_skippedPolls, skippedPolls},
+                    {c_connections, connections},
+                    {c_reconnects, connections == 0 ? 0 : connections - 1},
+                    {c_failedOpenings, failedOpenings},
+                    {c_roundTrips, static_cast<quint64>(m_roundTrips.size())}};
     if (m_roundTrips.empty())
         return map;
     std::vector<qint64> sorted = m_roundTrips;
@@ -40,8 +43,8 @@ QVariantMap LinkStatistics::toMap() const
         const std::size_t rank = (sorted.size() * percent + 99) / 100;
         return static_cast<double>(sorted[std::max<std::size_t>(rank, 1) - 1]) / c_nanosecondsPerMillisecond;
     };
-    map.insert(QStringLiteral("roundTripMinimum"), percentile(0));
-    map.insert(QStringLiteral("roundTripMedian"), percentile(50));
-    map.insert(QStringLiteral("roundTripPercentile99"), percentile(99));
+    map.insert(c_roundTripMinimum, percentile(0));
+    map.insert(c_roundTripMedian, percentile(50));
+    map.insert(c_roundTripPercentile99, percentile(99));
     return map;
 }

@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_plugins_management/variant_conversion.h>
 
 namespace {
@@ -8,19 +9,26 @@ constexpr int c_mostAddress = 65535;
 constexpr quint16 c_coilOn = 0xFF00;
 constexpr quint8 c_exceptionBit = 0x80;
 
+const QString c_register = driver_contract::c_register;
+const QString c_registerType = driver_contract::c_registerType;
+const QString c_dataSize = driver_contract::c_dataSize;
+const QString c_data = driver_contract::c_data;
+
 struct RegisterType
 {
-    const char* name;
+    QLatin1String name;
     ModbusRequest::Function read;
     std::optional<ModbusRequest::Function> write;
 };
 
 constexpr RegisterType c_registerTypes[]{
-    {"holdingRegisters", ModbusRequest::ReadHoldingRegisters, ModbusRequest::WriteMultipleRegisters},
-    {"singleRegister", ModbusRequest::ReadHoldingRegisters, ModbusRequest::WriteSingleRegister},
-    {"inputRegisters", ModbusRequest::ReadInputRegisters, std::nullopt},
-    {"coils", ModbusRequest::ReadCoils, ModbusRequest::WriteSingleCoil},
-    {"discreteInputs", ModbusRequest::ReadDiscreteInputs, std::nullopt},
+    {driver_contract::c_holdingRegisters, ModbusRequest::ReadHoldingRegisters,
+     ModbusRequest::WriteMultipleRegisters},
+    {driver_contract::c_singleRegister, ModbusRequest::ReadHoldingRegisters,
+     ModbusRequest::WriteSingleRegister},
+    {driver_contract::c_inputRegisters, ModbusRequest::ReadInputRegisters, std::nullopt},
+    {driver_contract::c_coils, ModbusRequest::ReadCoils, ModbusRequest::WriteSingleCoil},
+    {driver_contract::c_discreteInputs, ModbusRequest::ReadDiscreteInputs, std::nullopt},
 };
 
 void append16(QByteArray& bytes, quint16 value)
@@ -88,27 +96,23 @@ std::optional<quint16> numberWithin(const QVariantMap& arguments, const QString&
 
 const RegisterType* findRegisterType(const QVariantMap& arguments, QString* error)
 {
-    const QVariant value = arguments.value(QStringLiteral("registerType"));
+    const QVariant value = arguments.value(c_registerType);
     const bool isText = static_cast<QMetaType::Type>(value.userType()) == QMetaType::QString;
     const QString text = isText ? value.toString() : QString();
     for (const RegisterType& type : c_registerTypes) {
-        if (isText && text == QLatin1String(type.name))
+        if (isText && text == type.name)
             return &type;
     }
-    QStringList names;
-    for (const RegisterType& type : c_registerTypes)
-        names.append(QLatin1String(type.name));
     *error = QStringLiteral("\"registerType\" is %1: one of %2 is needed")
-                 .arg(show(value), names.join(QLatin1String(", ")));
+                 .arg(show(value), readableRegisterTypes().join(QLatin1String(", ")));
     return nullptr;
 }
 
 // Sets the start of the request and checks that its whole range can be addressed.
 bool setStart(ModbusRequest& request, const QVariantMap& arguments, int addressOffset, QString* error)
 {
-    const QString name = QStringLiteral("register");
     const std::optional<quint16> configured =
-        numberWithin(arguments, name, arguments.value(name), 0, c_mostAddress, error);
+        numberWithin(arguments, c_register, arguments.value(c_register), 0, c_mostAddress, error);
     if (!configured)
         return false;
     const int start = *configured + addressOffset;
@@ -190,6 +194,24 @@ ModbusAnswer decodeInformation(const QByteArray& pdu)
 
 } // namespace
 
+QStringList readableRegisterTypes()
+{
+    QStringList names;
+    for (const RegisterType& type : c_registerTypes)
+        names.append(type.name);
+    return names;
+}
+
+QStringList writableRegisterTypes()
+{
+    QStringList names;
+    for (const RegisterType& type : c_registerTypes) {
+        if (type.write)
+            names.append(type.name);
+    }
+    return names;
+}
+
 bool ModbusRequest::isWrite() const
 {
     return function == WriteSingleCoil || function == WriteSingleRegister ||
@@ -257,9 +279,8 @@ std::optional<ModbusRequest> readRequest(const QVariantMap& arguments, int addre
     const RegisterType* const type = findRegisterType(arguments, error);
     if (type == nullptr)
         return std::nullopt;
-    const QString sizeName = QStringLiteral("dataSize");
     const std::optional<quint16> count =
-        numberWithin(arguments, sizeName, arguments.value(sizeName, 1), 1, c_mostReadValues, error);
+        numberWithin(arguments, c_dataSize, arguments.value(c_dataSize, 1), 1, c_mostReadValues, error);
     if (!count)
         return std::nullopt;
     ModbusRequest request;
@@ -276,23 +297,21 @@ std::optional<ModbusRequest> writeRequest(const QVariantMap& arguments, int addr
     if (type == nullptr)
         return std::nullopt;
     if (!type->write) {
-        *error = QStringLiteral("\"registerType\" is \"%1\": that can only be read")
-                     .arg(QLatin1String(type->name));
+        *error = QStringLiteral("\"registerType\" is \"%1\": that can only be read").arg(type->name);
         return std::nullopt;
     }
-    const QVariant given = arguments.value(QStringLiteral("data"));
+    const QVariant given = arguments.value(c_data);
     const bool isList = static_cast<QMetaType::Type>(given.userType()) == QMetaType::QVariantList;
     const QVariantList values = isList ? given.toList() : QVariantList{given};
 
     const int most = *type->write == ModbusRequest::WriteMultipleRegisters ? c_mostWrittenValues : 1;
-    const QString sizeName = QStringLiteral("dataSize");
     const std::optional<quint16> count = numberWithin(
-        arguments, sizeName, arguments.value(sizeName, static_cast<int>(values.size())), 1, most, error);
+        arguments, c_dataSize, arguments.value(c_dataSize, static_cast<int>(values.size())), 1, most, error);
     if (!count) {
-        if (!arguments.contains(sizeName)) {
+        if (!arguments.contains(c_dataSize)) {
             *error = QStringLiteral("\"data\" is a list of %1: \"%2\" takes from 1 to %3 values")
                          .arg(values.size())
-                         .arg(QLatin1String(type->name))
+                         .arg(type->name)
                          .arg(most);
         }
         return std::nullopt;
@@ -308,8 +327,7 @@ std::optional<ModbusRequest> writeRequest(const QVariantMap& arguments, int addr
     request.count = *count;
     const int mostValue = request.function == ModbusRequest::WriteSingleCoil ? 1 : c_mostAddress;
     for (const QVariant& value : values) {
-        const std::optional<quint16> number =
-            numberWithin(arguments, QStringLiteral("data"), value, 0, mostValue, error);
+        const std::optional<quint16> number = numberWithin(arguments, c_data, value, 0, mostValue, error);
         if (!number)
             return std::nullopt;
         request.data.append(*number);

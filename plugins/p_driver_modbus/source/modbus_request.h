@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
 #include <QVector>
@@ -13,6 +14,10 @@
 // Most registers that one request may read, and write (Modbus application protocol, 6.3 and 6.12).
 constexpr int c_mostReadValues = 125;
 constexpr int c_mostWrittenValues = 123;
+
+// Names of the register types, as an instruction's "registerType" has them.
+QStringList readableRegisterTypes();
+QStringList writableRegisterTypes();
 
 struct ModbusRequest
 {

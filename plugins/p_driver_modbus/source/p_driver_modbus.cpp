@@ -4,9 +4,11 @@
 #include "plugins/p_driver_modbus/source/d_cmd_listen.h"
 #include "plugins/p_driver_modbus/source/d_cmd_read.h"
 #include "plugins/p_driver_modbus/source/d_cmd_write.h"
+#include "plugins/p_driver_modbus/source/driver_description.h"
 #include "plugins/p_driver_modbus/source/modbus_link.h"
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
 
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_utilities/version.h>
 #include <QDebug>
 #include <QFile>
@@ -15,10 +17,10 @@
 
 namespace {
 
-const QString c_connected = QStringLiteral("connected");
-const QString c_address = QStringLiteral("address");
-const QString c_configurationErrors = QStringLiteral("configurationErrors");
-const QString c_statistics = QStringLiteral("statistics");
+const QString c_connected = driver_contract::c_connected;
+const QString c_address = driver_contract::c_address;
+const QString c_configurationErrors = driver_contract::c_configurationErrors;
+const QString c_statistics = driver_contract::c_statistics;
 
 } // namespace
 
@@ -109,6 +111,11 @@ QByteArray PDriverModbus::configurationSchema() const
 {
     QFile file(QStringLiteral(":/%1/configuration.schema.json").arg(getPluginId().toString()));
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QVariantMap PDriverModbus::driverDescription() const
+{
+    return modbusDriverDescription();
 }
 
 ModbusLink* PDriverModbus::link() const

@@ -20,6 +20,7 @@ class PDriverModbus : public DAbstractPlugin
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "org.mdcbench.PDriverModbus")
     Q_PROPERTY(QByteArray configurationSchema READ configurationSchema CONSTANT)
+    Q_PROPERTY(QVariantMap driverDescription READ driverDescription CONSTANT)
 
 public:
     explicit PDriverModbus(const QUuid& objectUuid = QUuid(), QObject* parent = nullptr);
@@ -39,6 +40,7 @@ public:
     QVariant getProperty(const QString& name, const QVariant& defaultValue) const override;
     // The schema of the keys that the configuration may have: configuration.schema.json.
     QByteArray configurationSchema() const;
+    QVariantMap driverDescription() const;
 
     // Null before initPluginCommands() and when the configuration is refused.
     ModbusLink* link() const;
