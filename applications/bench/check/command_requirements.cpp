@@ -18,11 +18,6 @@ const QString c_size = QStringLiteral("size");
 const QString c_readType = QStringLiteral("readRegisterType");
 const QString c_writeType = QStringLiteral("writeRegisterType");
 
-// What the Modbus driver knows; the last two cannot be written.
-const QStringList c_writableTypes{QStringLiteral("holdingRegisters"), QStringLiteral("singleRegister"),
-                                  QStringLiteral("coils")};
-const QStringList c_readOnlyTypes{QStringLiteral("inputRegisters"), QStringLiteral("discreteInputs")};
-
 // The one with two layouts of registers.
 constexpr int c_generationOfLayouts = 1;
 
@@ -92,8 +87,29 @@ QStringList missingEntries(const NeededChannel& need, const Entries& entries)
     return missing;
 }
 
+// Register types that the driver does not know, or cannot write.
+QList<Finding> checkTypes(const Channel& channel, const RegisterTypes& types)
+{
+    QList<Finding> findings;
+    for (const QString& name : {c_readType, c_writeType}) {
+        if (!channel.entries.contains(name))
+            continue;
+        const QStringList& allowed = name == c_writeType ? types.writable : types.readable;
+        const QString type = channel.entries.value(name).toString();
+        if (allowed.contains(type))
+            continue;
+        const bool isReadOnly = name == c_writeType && types.readable.contains(type);
+        findings.append({FindingLevel::Error, QStringLiteral("channel %1").arg(channel.id),
+                         isReadOnly
+                             ? QStringLiteral("\"%1\" is \"%2\", which cannot be written").arg(name, type)
+                             : QStringLiteral("\"%1\" is \"%2\"").arg(name, type),
+                         QStringLiteral("give one of %1").arg(quoted(allowed))});
+    }
+    return findings;
+}
+
 // Values that cannot be right, whoever reads them.
-QList<Finding> checkValues(const QList<Channel>& channels)
+QList<Finding> checkValues(const QList<Channel>& channels, const RegisterTypes& types)
 {
     QList<Finding> findings;
     for (const Channel& channel : channels) {
@@ -118,21 +134,8 @@ QList<Finding> checkValues(const QList<Channel>& channels)
                          .arg(value.isString() ? QStringLiteral("a text") : value.toVariant().toString()),
                      QStringLiteral("give a whole number from 1 on")});
         }
-        for (const QString& name : {c_readType, c_writeType}) {
-            if (!channel.entries.contains(name))
-                continue;
-            const bool isWrite = name == c_writeType;
-            const QStringList allowed = isWrite ? c_writableTypes : c_writableTypes + c_readOnlyTypes;
-            const QString type = channel.entries.value(name).toString();
-            if (allowed.contains(type))
-                continue;
-            const bool isReadOnly = c_readOnlyTypes.contains(type);
-            findings.append({FindingLevel::Error, subject,
-                             isReadOnly
-                                 ? QStringLiteral("\"%1\" is \"%2\", which cannot be written").arg(name, type)
-                                 : QStringLiteral("\"%1\" is \"%2\"").arg(name, type),
-                             QStringLiteral("give one of %1").arg(quoted(allowed))});
-        }
+        if (types.areKnown())
+            findings += checkTypes(channel, types);
     }
     return findings;
 }
@@ -275,7 +278,8 @@ QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObj
 }
 
 QList<Finding> checkRequirements(const QList<CommandNeeds>& table, const QStringList& commands,
-                                 const QJsonObject& configuration, std::optional<int> generation)
+                                 const QJsonObject& configuration, std::optional<int> generation,
+                                 const RegisterTypes& types)
 {
     const QList<Channel> channels = channelsOf(configuration);
     if (generation)
@@ -287,7 +291,7 @@ QList<Finding> checkRequirements(const QList<CommandNeeds>& table, const QString
         generations.described.append(1);
     std::sort(generations.described.begin(), generations.described.end());
 
-    QList<Finding> findings = checkValues(channels);
+    QList<Finding> findings = checkValues(channels, types);
     for (const QString& command : commands) {
         const auto needs = std::find_if(table.cbegin(), table.cend(), [&command](const CommandNeeds& row) {
             return row.command == command;

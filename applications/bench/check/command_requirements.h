@@ -1,6 +1,7 @@
 #pragma once
 
 #include "applications/bench/check/finding.h"
+#include "applications/bench/core/driver_description.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QJsonObject>
@@ -22,7 +23,9 @@ QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObj
 // What the connected controller's generation lacks is an error. What another generation lacks is a
 // warning when the configuration describes that generation at all. Without `generation` (nothing
 // identified) the described generations count, as warnings. A value that no register can have is an
-// error wherever it stands. Key lists and blocks are checked as checkBlocks() says; what is chosen by the
-// controller's model is left to checkRanges().
+// error wherever it stands, and so is a register type that is not among `types`, unless none are known. Key
+// lists and blocks are checked as checkBlocks() says; what is chosen by the controller's model is left to
+// checkRanges().
 QList<Finding> checkRequirements(const QList<CommandNeeds>& table, const QStringList& commands,
-                                 const QJsonObject& configuration, std::optional<int> generation);
+                                 const QJsonObject& configuration, std::optional<int> generation,
+                                 const RegisterTypes& types);

@@ -195,6 +195,18 @@ std::optional<int> reportIdentification(Report& report, BenchSession& session, D
     return generation;
 }
 
+// Those that a register map may have; none when there is no driver to know them.
+RegisterTypes reportRegisterTypes(Report& report, const DAbstractPlugin* driver)
+{
+    const RegisterTypes types = DriverDescription(driver).registerTypes();
+    if (driver != nullptr && !types.areKnown())
+        report.add({FindingLevel::Warning, QStringLiteral("driver \"%1\"").arg(driver->getName()),
+                    QStringLiteral("\"%1\" does not say which register types it knows: they are not checked")
+                        .arg(driver->pluginName()),
+                    QStringLiteral("compare them with the driver's documentation")});
+    return types;
+}
+
 // By which name an identified device's configuration is looked up; empty for a model without a text.
 QString configurationNameOf(const DAbstractPlugin& device, int generation)
 {
@@ -269,8 +281,9 @@ ExitCode runCheck(const BenchOptions& options, Console& console, Interrupt& inte
         std::optional<QString> name;
         if (generation)
             name = configurationNameOf(*device, *generation);
+        const RegisterTypes types = reportRegisterTypes(report, session.driverOf(*device));
         const QList<Finding> findings =
-            checkRequirements(commandNeeds(), device->commandNames(), configuration, generation) +
+            checkRequirements(commandNeeds(), device->commandNames(), configuration, generation, types) +
             checkRanges(device->commandNames(), configuration, name) + checkUnreadNames(configuration);
         for (const Finding& finding : findings)
             report.add(finding);

@@ -45,22 +45,11 @@ QList<BenchObject> benchObjects(const QJsonObject& benchConfiguration)
     return result;
 }
 
-QJsonObject withSimulatedLink(const QJsonObject& benchConfiguration, const QUuid& driver,
-                              const SimulatorPlace& place)
+QJsonObject withConfiguration(const QJsonObject& benchConfiguration, const QUuid& object,
+                              const QJsonObject& configuration)
 {
-    return withChangedObject(benchConfiguration, driver, [&place](QJsonObject& object) {
-        QJsonObject configuration = object.value(c_configuration).toObject();
-        for (const char* key : {"host", "port", "serialPort"})
-            configuration.remove(QLatin1String(key));
-        if (place.tcpPort != 0) {
-            configuration.insert(QStringLiteral("transport"), QStringLiteral("tcp"));
-            configuration.insert(QStringLiteral("host"), QStringLiteral("127.0.0.1"));
-            configuration.insert(QStringLiteral("port"), place.tcpPort);
-        } else {
-            configuration.insert(QStringLiteral("transport"), QStringLiteral("rtu"));
-            configuration.insert(QStringLiteral("serialPort"), place.serialDevice);
-        }
-        object.insert(c_configuration, configuration);
+    return withChangedObject(benchConfiguration, object, [&configuration](QJsonObject& changed) {
+        changed.insert(c_configuration, configuration);
     });
 }
 
@@ -69,14 +58,5 @@ QJsonObject withReference(const QJsonObject& benchConfiguration, const QUuid& de
 {
     return withChangedObject(benchConfiguration, device, [&reference](QJsonObject& object) {
         object.insert(QStringLiteral("reference"), reference);
-    });
-}
-
-QJsonObject withFrameTrace(const QJsonObject& benchConfiguration, const QUuid& driver, const QString& path)
-{
-    return withChangedObject(benchConfiguration, driver, [&path](QJsonObject& object) {
-        QJsonObject configuration = object.value(c_configuration).toObject();
-        configuration.insert(QStringLiteral("frameTrace"), path);
-        object.insert(c_configuration, configuration);
     });
 }

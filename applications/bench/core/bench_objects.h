@@ -18,18 +18,8 @@ struct BenchObject
 
 QList<BenchObject> benchObjects(const QJsonObject& benchConfiguration);
 
-// Where a simulated controller is reached.
-struct SimulatorPlace
-{
-    quint16 tcpPort = 0; // 0 for a serial line
-    QString serialDevice;
-};
-
-// The configuration with the driver object's transport pointed there, whatever it was before; its
-// other settings stay.
-QJsonObject withSimulatedLink(const QJsonObject& benchConfiguration, const QUuid& driver,
-                              const SimulatorPlace& place);
+// With this as the object's own configuration.
+QJsonObject withConfiguration(const QJsonObject& benchConfiguration, const QUuid& object,
+                              const QJsonObject& configuration);
 QJsonObject withReference(const QJsonObject& benchConfiguration, const QUuid& device,
                           const QString& reference);
-// With the driver's trace of frames written to this file.
-QJsonObject withFrameTrace(const QJsonObject& benchConfiguration, const QUuid& driver, const QString& path);

@@ -9,6 +9,7 @@
 #include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 #include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
@@ -21,7 +22,7 @@
 namespace {
 
 const QString c_bundledConfiguration = QStringLiteral(":/configurations/bench.json");
-const QString c_connected = QStringLiteral("connected");
+const QString c_connected = driver_contract::c_connected;
 const QString c_getInfo = QStringLiteral("getInfo");
 constexpr int c_linkPollInterval = 20; // ms
 
@@ -116,11 +117,9 @@ std::optional<BenchProblem> BenchSession::startSimulator()
     if (unknown)
         return unknown;
     const BenchObject device = chosenDevice();
-    if (!m_options.traceFile.isEmpty() && !device.driver.isNull())
-        m_configuration =
-            withFrameTrace(m_configuration, device.driver, QFileInfo(m_options.traceFile).absoluteFilePath());
-    if (m_options.simulation == BenchOptions::Simulation::None)
-        return std::nullopt;
+    std::optional<BenchProblem> problem = traceFrames(device);
+    if (problem || m_options.simulation == BenchOptions::Simulation::None)
+        return problem;
     if (device.uuid.isNull() || device.driver.isNull())
         return BenchProblem{ExitCode::Configuration,
                             {QStringLiteral("%1 has no device object with a driver that could be simulated")
@@ -130,36 +129,77 @@ std::optional<BenchProblem> BenchSession::startSimulator()
     m_simulator = std::make_unique<Simulator>(device.configuration, profile);
     connect(m_simulator.get(), &Simulator::message, this,
             [this](const QString& text) { m_console.note(QStringLiteral("simulator: %1").arg(text)); });
-    const QList<BenchObject> configured = objects();
-    for (const BenchObject& object : configured) {
-        if (object.uuid == device.driver)
-            m_simulator->setUnitId(object.configuration.value(QLatin1String("unitId")).toInt(1));
-    }
     for (const QString& text : m_options.faults) {
         const std::optional<Fault> fault = Fault::parse(text);
         if (fault && fault->refusesAtOnce())
             m_simulator->faults().add(*fault);
     }
     SimulatorPlace place;
+    problem = listen(place);
+    if (!problem)
+        problem = pointAtSimulator(device, place);
+    if (problem)
+        return problem;
+    m_configuration = withReference(m_configuration, device.uuid, profile.reference);
+    m_console.note(QStringLiteral("simulated controller: %1 (profile %2) at %3")
+                       .arg(profile.title(), profile.name,
+                            place.tcpPort != 0 ? QStringLiteral("127.0.0.1:%1").arg(place.tcpPort)
+                                               : place.serialDevice));
+    return std::nullopt;
+}
+
+std::optional<BenchProblem> BenchSession::listen(SimulatorPlace& place)
+{
     QString error;
     if (m_options.simulation == BenchOptions::Simulation::Tcp) {
         if (!m_simulator->listenTcp(0, &error))
             return BenchProblem{ExitCode::NotConnected,
                                 {QStringLiteral("the simulated controller cannot listen: %1").arg(error)}};
         place.tcpPort = m_simulator->tcpPort();
-    } else {
-        place.serialDevice = m_simulator->openPseudoTerminal(&error);
-        if (place.serialDevice.isEmpty())
-            return BenchProblem{
-                ExitCode::NotConnected,
-                {QStringLiteral("the simulated controller has no serial line: %1").arg(error)}};
+        return std::nullopt;
     }
-    m_configuration = withSimulatedLink(m_configuration, device.driver, place);
-    m_configuration = withReference(m_configuration, device.uuid, profile.reference);
-    m_console.note(QStringLiteral("simulated controller: %1 (profile %2) at %3")
-                       .arg(profile.title(), profile.name,
-                            place.tcpPort != 0 ? QStringLiteral("127.0.0.1:%1").arg(place.tcpPort)
-                                               : place.serialDevice));
+    place.serialDevice = m_simulator->openPseudoTerminal(&error);
+    if (place.serialDevice.isEmpty())
+        return BenchProblem{ExitCode::NotConnected,
+                            {QStringLiteral("the simulated controller has no serial line: %1").arg(error)}};
+    return std::nullopt;
+}
+
+std::optional<BenchProblem> BenchSession::pointAtSimulator(const BenchObject& device,
+                                                           const SimulatorPlace& place)
+{
+    const BenchObject driver = describe(device.driver);
+    const DAbstractPlugin* const kind = m_host.kinds().value(driver.kind);
+    const DriverDescription description(kind);
+    const std::optional<QJsonObject> pointed = description.pointedTo(driver.configuration, place);
+    if (!pointed)
+        return BenchProblem{
+            ExitCode::Configuration,
+            {QStringLiteral("the driver \"%1\" does not say how it is pointed at a %2: no controller can be "
+                            "simulated for it")
+                 .arg(kind == nullptr ? driver.name : kind->pluginName(),
+                      place.tcpPort != 0 ? QStringLiteral("TCP port") : QStringLiteral("serial device"))}};
+    m_simulator->setUnitId(description.unit(driver.configuration));
+    m_configuration = withConfiguration(m_configuration, driver.uuid, *pointed);
+    return std::nullopt;
+}
+
+std::optional<BenchProblem> BenchSession::traceFrames(const BenchObject& device)
+{
+    if (m_options.traceFile.isEmpty() || device.driver.isNull())
+        return std::nullopt;
+    const BenchObject driver = describe(device.driver);
+    const DAbstractPlugin* const kind = m_host.kinds().value(driver.kind);
+    const std::optional<QJsonObject> traced = DriverDescription(kind).traced(
+        driver.configuration, QFileInfo(m_options.traceFile).absoluteFilePath());
+    if (!traced)
+        return BenchProblem{
+            ExitCode::Configuration,
+            {QStringLiteral(
+                 "the driver \"%1\" does not say how its frames are traced: --trace cannot be used "
+                 "with it")
+                 .arg(kind == nullptr ? driver.name : kind->pluginName())}};
+    m_configuration = withConfiguration(m_configuration, driver.uuid, *traced);
     return std::nullopt;
 }
 
@@ -171,7 +211,7 @@ std::optional<BenchProblem> BenchSession::makeObjects()
     for (const QUuid& uuid : made) {
         const DAbstractPlugin* const plugin = m_host.findInstance(uuid);
         const QStringList errors =
-            plugin->getProperty(QStringLiteral("configurationErrors"), QVariant(QStringList()))
+            plugin->getProperty(driver_contract::c_configurationErrors, QVariant(QStringList()))
                 .toStringList();
         for (const QString& error : errors)
             problem.messages.append(QStringLiteral("object \"%1\": %2").arg(plugin->getName(), error));
@@ -231,10 +271,15 @@ DAbstractPlugin* BenchSession::chosenObject() const
 
 BenchObject BenchSession::describe(const DAbstractPlugin& plugin) const
 {
+    return describe(plugin.objectUuid());
+}
+
+BenchObject BenchSession::describe(const QUuid& object) const
+{
     const QList<BenchObject> configured = objects();
-    for (const BenchObject& object : configured) {
-        if (object.uuid == plugin.objectUuid())
-            return object;
+    for (const BenchObject& candidate : configured) {
+        if (candidate.uuid == object)
+            return candidate;
     }
     return {};
 }
@@ -282,9 +327,9 @@ void BenchSession::waitForLinks(int milliseconds)
 
 bool BenchSession::isSettled(const DAbstractPlugin& driver) const
 {
-    const QVariantMap statistics = driver.getProperty(QStringLiteral("statistics"), QVariant()).toMap();
+    const QVariantMap statistics = driver.getProperty(driver_contract::c_statistics, QVariant()).toMap();
     return driver.getProperty(c_connected, QVariant(false)).toBool() ||
-           statistics.value(QStringLiteral("failedOpenings")).toULongLong() > 0;
+           statistics.value(driver_contract::c_failedOpenings).toULongLong() > 0;
 }
 
 OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command, const QVariantMap& arguments,

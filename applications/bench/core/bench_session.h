@@ -3,6 +3,7 @@
 #include "applications/bench/core/bench_objects.h"
 #include "applications/bench/core/command_line.h"
 #include "applications/bench/core/console.h"
+#include "applications/bench/core/driver_description.h"
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/core/interrupt.h"
 
@@ -110,6 +111,11 @@ private:
     // Set when the options name an object that the configuration does not have.
     std::optional<BenchProblem> unknownObject() const;
     BenchObject chosenDevice() const;
+    BenchObject describe(const QUuid& object) const;
+    // Of startSimulator().
+    std::optional<BenchProblem> traceFrames(const BenchObject& device);
+    std::optional<BenchProblem> listen(SimulatorPlace& place);
+    std::optional<BenchProblem> pointAtSimulator(const BenchObject& device, const SimulatorPlace& place);
     bool isDeviceKind(const QUuid& kind) const;
     void openProperties();
     bool isSettled(const DAbstractPlugin& driver) const;

@@ -90,7 +90,9 @@ void explainFailure(Console& console, const BenchSession& session, const DAbstra
             (hint.isEmpty() ? QStringLiteral("; it has: %1").arg(names.join(QStringLiteral(", "))) : hint));
         return;
     }
-    const QList<Finding> findings = checkRequirements(commandNeeds(), {command}, configuration, generation);
+    const RegisterTypes types = DriverDescription(session.driverOf(plugin)).registerTypes();
+    const QList<Finding> findings =
+        checkRequirements(commandNeeds(), {command}, configuration, generation, types);
     for (const Finding& finding : findings) {
         if (finding.level == FindingLevel::Error)
             console.error(

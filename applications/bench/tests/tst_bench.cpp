@@ -20,6 +20,10 @@
 
 namespace {
 
+const RegisterTypes c_registerTypes{
+    {"holdingRegisters", "singleRegister", "inputRegisters", "coils", "discreteInputs"},
+    {"holdingRegisters", "singleRegister", "coils"}};
+
 QList<DCommandValue> someParameters()
 {
     return {{QStringLiteral("direction"), QStringLiteral("ui16"), {}, {}},
@@ -467,8 +471,8 @@ private Q_SLOTS:
     void everyCommandFindsWhatItNeeds()
     {
         const QStringList commands{"getInfo", "setDirection", "setProgram", "resetAlarm", "getRegister"};
-        const QList<Finding> findings =
-            checkRequirements(commandNeeds(), commands, configurationOf(completeChannels()), 2);
+        const QList<Finding> findings = checkRequirements(
+            commandNeeds(), commands, configurationOf(completeChannels()), 2, c_registerTypes);
         QCOMPARE(complaints(findings), QStringList());
         // Two generations of two commands, the reset and the register read; getInfo needs nothing.
         QCOMPARE(findings.size(), 6);
@@ -579,21 +583,37 @@ private Q_SLOTS:
         QFETCH(int, generation);
         QFETCH(QString, command);
         const std::optional<int> connected = generation == 0 ? std::nullopt : std::optional<int>(generation);
-        const QList<Finding> findings =
-            checkRequirements(commandNeeds(), {command}, configurationOf(channels), connected);
+        const QList<Finding> findings = checkRequirements(
+            commandNeeds(), {command}, configurationOf(channels), connected, c_registerTypes);
         QTEST(complaints(findings), "expected");
         for (const Finding& finding : findings)
             QCOMPARE(finding.remedy.isEmpty(), finding.level == FindingLevel::Ok);
     }
 
+    void registerTypesOfTheDriver()
+    {
+        const QJsonObject configuration = configurationOf(
+            with(completeChannels(), channel("tag", {{"register", 1}, {"readRegisterType", "tags"}})));
+        const QStringList commands{"getRegister"};
+        const auto told = [&](const RegisterTypes& types) {
+            return complaints(checkRequirements(commandNeeds(), commands, configuration, 2, types));
+        };
+        QCOMPARE(told(c_registerTypes), QStringList{"error: channel tag: \"readRegisterType\" is \"tags\""});
+        QCOMPARE(told({{"tags", "singleRegister"}, {"singleRegister"}}), QStringList());
+        QCOMPARE(told({{"tags"}, {}}).size(), completeChannels().size());
+        // Nobody knows.
+        QCOMPARE(told({}), QStringList());
+    }
+
     void requiredParameter()
     {
         const QList<CommandNeeds> table{{"save", {}, {}, {{"ranges"}}}};
-        QCOMPARE(complaints(checkRequirements(table, {"save"}, configurationOf({}), 1)),
+        QCOMPARE(complaints(checkRequirements(table, {"save"}, configurationOf({}), 1, c_registerTypes)),
                  QStringList{"error: save: the parameter \"ranges\" is missing"});
         QJsonObject configuration = configurationOf({});
         configuration.insert("parameters", QJsonObject{{"ranges", QJsonArray{}}});
-        QCOMPARE(complaints(checkRequirements(table, {"save"}, configuration, 1)), QStringList());
+        QCOMPARE(complaints(checkRequirements(table, {"save"}, configuration, 1, c_registerTypes)),
+                 QStringList());
     }
 
     void generations()

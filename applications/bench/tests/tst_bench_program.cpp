@@ -414,6 +414,42 @@ private Q_SLOTS:
         QVERIFY2(rest.err.contains("warning: ") && rest.err.contains("libother.so"), qPrintable(rest.err));
     }
 
+    // A driver that does not describe itself is used as it is configured, and not otherwise.
+    void silentDriver()
+    {
+        const QString folder = m_samples.filePath("silent");
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(
+            QFile::copy(MDC_BINARY_DIRECTORY "/plugins/libp_device_mdc.so", folder + "/libp_device_mdc.so"));
+        QVERIFY(QFile::copy(MDC_BINARY_DIRECTORY "/tests/naive_driver/libp_naive_driver.so",
+                            folder + "/libp_naive_driver.so"));
+        const Ended simulated = runProgram({"run", "getInfo", "--plugins", folder});
+        QVERIFY2(simulated.exitCode == 3, qPrintable(simulated.err));
+        QVERIFY2(
+            simulated.err.contains("the driver \"Naive Modbus driver\" does not say how it is pointed at a "
+                                   "TCP port: no controller can be simulated for it"),
+            qPrintable(simulated.err));
+        const Ended serial = runProgram({"run", "getInfo", "--plugins", folder, "--simulate", "rtu"});
+        QVERIFY2(serial.exitCode == 3, qPrintable(serial.err));
+        QVERIFY2(serial.err.contains("pointed at a serial device"), qPrintable(serial.err));
+
+        const QString path = m_samples.configuration("bench.json", "\"port\": 1502", "\"port\": 9");
+        const Ended traced = runProgram(
+            {"run", "getInfo", "--plugins", folder, "--config", path, "--trace", folder + "/frames"});
+        QVERIFY2(traced.exitCode == 3, qPrintable(traced.err));
+        QVERIFY2(
+            traced.err.contains("does not say how its frames are traced: --trace cannot be used with it"),
+            qPrintable(traced.err));
+        // Its settings are its own matter, and its register types as well.
+        const QString own = m_samples.configuration("bench.json", "\"port\": 1502", "\"prot\": 9");
+        const Ended checked = runProgram({"check", "--plugins", folder, "--config", own, "--timeout", "100"});
+        QVERIFY2(checked.exitCode == 5, qPrintable(checked.out + checked.err));
+        QVERIFY2(
+            checked.out.contains("warning  driver \"modbus\": \"Naive Modbus driver\" does not say which "
+                                 "register types it knows: they are not checked"),
+            qPrintable(checked.out));
+    }
+
     void jsonLines()
     {
         const Ended ended = runProgram({"run", "getInfo", "--format", "jsonl"});

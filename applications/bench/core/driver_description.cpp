@@ -1,0 +1,63 @@
+#include "applications/bench/core/driver_description.h"
+
+#include <lib_plugins_management/plugin_description.h>
+
+#include <QObject>
+
+using namespace plugin_description;
+
+DriverDescription::DriverDescription(const QObject* kind)
+    : m_properties(kind == nullptr ? QVariantMap() : kind->property(c_driverDescription).toMap())
+{}
+
+RegisterTypes DriverDescription::registerTypes() const
+{
+    return {m_properties.value(c_readableRegisterTypes).toStringList(),
+            m_properties.value(c_writableRegisterTypes).toStringList()};
+}
+
+std::optional<QJsonObject> DriverDescription::pointedTo(const QJsonObject& configuration,
+                                                        const SimulatorPlace& place) const
+{
+    const QVariantMap tcp = m_properties.value(c_tcpLink).toMap();
+    const QVariantMap serial = m_properties.value(c_serialLink).toMap();
+    const bool isTcp = place.tcpPort != 0;
+    const QVariantMap& link = isTcp ? tcp : serial;
+    const QString port = tcp.value(c_port).toString();
+    const QString device = serial.value(c_device).toString();
+    if (isTcp ? port.isEmpty() : device.isEmpty())
+        return std::nullopt;
+
+    QJsonObject result = configuration;
+    // Nothing of another place stays behind.
+    const QString host = tcp.value(c_host).toString();
+    for (const QString& member : {host, port, device})
+        result.remove(member);
+    const QVariantMap fixed = link.value(c_set).toMap();
+    for (auto it = fixed.cbegin(); it != fixed.cend(); ++it)
+        result.insert(it.key(), QJsonValue::fromVariant(it.value()));
+    if (isTcp) {
+        if (!host.isEmpty())
+            result.insert(host, QStringLiteral("127.0.0.1"));
+        result.insert(port, place.tcpPort);
+    } else {
+        result.insert(device, place.serialDevice);
+    }
+    return result;
+}
+
+std::optional<QJsonObject> DriverDescription::traced(const QJsonObject& configuration,
+                                                     const QString& path) const
+{
+    const QString member = m_properties.value(c_frameTrace).toString();
+    if (member.isEmpty())
+        return std::nullopt;
+    QJsonObject result = configuration;
+    result.insert(member, path);
+    return result;
+}
+
+int DriverDescription::unit(const QJsonObject& configuration) const
+{
+    return configuration.value(m_properties.value(c_unit).toString()).toInt(1);
+}

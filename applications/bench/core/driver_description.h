@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <optional>
+
+class QObject;
+
+// Where a simulated controller is reached.
+struct SimulatorPlace
+{
+    quint16 tcpPort = 0; // 0 for a serial line
+    QString serialDevice;
+};
+
+// Names that an instruction's "registerType" may have. Of a driver that does not say, none are known.
+struct RegisterTypes
+{
+    QStringList readable;
+    QStringList writable;
+
+    bool areKnown() const { return !readable.isEmpty() || !writable.isEmpty(); }
+};
+
+// What a kind of driver says of itself (lib_plugins_management/plugin_description.h). `configuration` is that
+// of an object of this kind; what the driver does not say cannot be done with it.
+class DriverDescription
+{
+public:
+    // Of the kind's root object or an instance; a null one says nothing.
+    explicit DriverDescription(const QObject* kind);
+
+    RegisterTypes registerTypes() const;
+    // With the link pointed there, whatever it was before; other settings stay.
+    std::optional<QJsonObject> pointedTo(const QJsonObject& configuration, const SimulatorPlace& place) const;
+    // With the frames appended to this file.
+    std::optional<QJsonObject> traced(const QJsonObject& configuration, const QString& path) const;
+    // The unit that it speaks to; 1 where nothing is configured.
+    int unit(const QJsonObject& configuration) const;
+
+private:
+    QVariantMap m_properties;
+};
