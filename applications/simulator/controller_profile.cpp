@@ -1,7 +1,5 @@
 #include "applications/simulator/controller_profile.h"
 
-#include "plugins/p_device_mdc/model/device_information.h"
-
 #include <algorithm>
 
 namespace {
@@ -95,11 +93,21 @@ QByteArray ControllerProfile::identificationBlock() const
     return block;
 }
 
+bool ControllerProfile::hasFirstFirmware() const
+{
+    return layout != Layout::Bytes8 && firmware / 1000 == 1;
+}
+
 bool ControllerProfile::hasFirstRegisterLayout() const
 {
     constexpr quint8 c_familyBm = 10;
     const bool isBm = layout == Layout::Bytes17 && familyByte == c_familyBm;
-    return generation() == 1 && (isBm || (firmware >= 1000 && firmware <= 1999));
+    return generation() == 1 && (isBm || hasFirstFirmware());
+}
+
+QString ControllerProfile::channelSuffix() const
+{
+    return generation() > 1 ? QStringLiteral("V%1").arg(generation()) : QString();
 }
 
 QString ControllerProfile::version() const
@@ -114,11 +122,9 @@ QString ControllerProfile::version() const
 
 QString ControllerProfile::configurationName() const
 {
-    DeviceInformation information;
-    information.controllerModel = model;
-    information.version = version();
-    information.softwareVersion = generation();
-    return configurationModelName(information).value_or(QString());
+    if (generation() > 1)
+        return QStringLiteral("MDgen%1").arg(generation());
+    return hasFirstFirmware() ? QStringLiteral("MDgen1V1") : model;
 }
 
 QString ControllerProfile::title() const

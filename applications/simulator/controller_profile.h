@@ -26,6 +26,10 @@ struct ControllerProfile
     QString model;     // what a host makes of the block: "MDC-32", "????" when it knows no such controller
 
     int generation() const { return firmware > 3999 ? 2 : 1; }
+    // Firmware 1.x, as far as a host can read it.
+    bool hasFirstFirmware() const;
+    // What the names of the generation's channels end with: "V2", nothing in generation 1.
+    QString channelSuffix() const;
     // Generation 1 comes in two register layouts, which differ in where the screen lock is; the first
     // one is that of firmware 1.x and of every BM.
     bool hasFirstRegisterLayout() const;

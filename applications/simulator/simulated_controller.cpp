@@ -1,7 +1,6 @@
 #include "applications/simulator/simulated_controller.h"
 
-#include "plugins/p_device_mdc/model/backup_range.h"
-#include "plugins/p_device_mdc/model/device_information.h"
+#include "applications/simulator/backed_up_registers.h"
 
 #include <QJsonArray>
 #include <QRegularExpression>
@@ -136,7 +135,7 @@ bool isIn(const KnownChannel& known, const ControllerProfile& profile)
         return (known.layouts == Layouts::TheFirst) == profile.hasFirstRegisterLayout();
     case Layouts::NotFirmware1:
     case Layouts::Firmware1:
-        return (known.layouts == Layouts::Firmware1) == isFirstFirmware(profile.version());
+        return (known.layouts == Layouts::Firmware1) == profile.hasFirstFirmware();
     }
     return false;
 }
@@ -196,8 +195,7 @@ SimulatedController::SimulatedController(const QJsonObject& deviceConfiguration,
     , m_profile(profile)
 {
     const QHash<QString, QJsonObject> channels = channelsOf(deviceConfiguration);
-    const QString suffix =
-        profile.generation() > 1 ? QStringLiteral("V%1").arg(profile.generation()) : QString();
+    const QString suffix = profile.channelSuffix();
     // The number of programs bounds what presetChange accepts.
     const QJsonObject parameters = deviceConfiguration.value(QStringLiteral("parameters")).toObject();
     definePresets(channels, parameters, suffix);
@@ -209,7 +207,7 @@ SimulatedController::SimulatedController(const QJsonObject& deviceConfiguration,
 
 QString SimulatedController::torqueUnitChannel() const
 {
-    return QLatin1String(isFirstFirmware(m_profile.version()) ? c_torqueUnitOfFirmware1 : c_torqueUnit);
+    return QLatin1String(m_profile.hasFirstFirmware() ? c_torqueUnitOfFirmware1 : c_torqueUnit);
 }
 
 void SimulatedController::definePresets(const QHash<QString, QJsonObject>& channels,
@@ -399,7 +397,7 @@ void SimulatedController::defineParameters(const QJsonObject& parameters)
     // A host looks nothing up for a model without a name.
     if (name.isEmpty())
         return;
-    const QString key = backupRangeKey(name);
+    const QString key = name + QStringLiteral("_config");
     const QJsonValue text = parameters.value(key);
     if (!text.isString()) {
         m_problems.append(
@@ -407,14 +405,13 @@ void SimulatedController::defineParameters(const QJsonObject& parameters)
                 .arg(key, text.isUndefined() ? QStringLiteral("missing") : QStringLiteral("no text")));
         return;
     }
-    const QRegularExpression items(backupRangePattern());
-    const auto range = backupRange(backupRangeItems(items, text.toString()));
+    const auto range = backedUpRegisters(text.toString());
     if (!range) {
         m_problems.append(QStringLiteral("parameter \"%1\" has no valid \"backup_range\"").arg(key));
         return;
     }
     Table& table = m_tables[QModbusDataUnit::HoldingRegisters];
-    for (int address = range->first; address < qMin(range->first + range->count, c_addressCount); ++address) {
+    for (int address = range->first; address < qMin(range->last + 1, c_addressCount); ++address) {
         if (table.contains(static_cast<quint16>(address)))
             continue;
         Register content;
