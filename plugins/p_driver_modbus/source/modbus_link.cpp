@@ -1,34 +1,24 @@
 #include "plugins/p_driver_modbus/source/modbus_link.h"
 
-#include "plugins/p_driver_modbus/source/answer_check.h"
 #include "plugins/p_driver_modbus/source/line_drain.h"
-#include "plugins/p_driver_modbus/source/wire_time.h"
+#include "plugins/p_driver_modbus/source/modbus_transport.h"
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QModbusClient>
 #include <QModbusReply>
-#include <QModbusRtuSerialMaster>
-#include <QModbusTcpClient>
 #include <QRandomGenerator>
-#include <QSerialPort>
-#include <QTcpSocket>
 
 #include <algorithm>
 #include <limits>
 
 namespace {
 
-// The client's own timer is out of use: it repeats requests and does not fire on half an answer.
-constexpr int c_noClientTimeout = 24 * 60 * 60 * 1000;
 constexpr int c_graceTime = 250;
-constexpr int c_timeToTell = 20;
 constexpr int c_firstPause = 250;
 constexpr int c_longestPause = 5000;
 // A connection that stood this long was a good one, whatever ended it.
 constexpr int c_provenTime = 5000;
-// Read at once at most. The longest frame has 260 bytes; a peer that sends without an end must not keep
-// the client busy with what has come already.
-constexpr int c_pieceSize = 1024;
 // The client keeps what it hears before the first request: so much, and it is replaced.
 constexpr int c_mostHeard = 64 * 1024;
 
@@ -43,24 +33,11 @@ int pauseAfter(int failures)
     return pause - static_cast<int>(QRandomGenerator::global()->bounded(pause / 5 + 1));
 }
 
-QSerialPort::Parity parityOf(ModbusConfiguration::Parity parity)
-{
-    switch (parity) {
-    case ModbusConfiguration::Parity::None:
-        return QSerialPort::NoParity;
-    case ModbusConfiguration::Parity::Even:
-        return QSerialPort::EvenParity;
-    case ModbusConfiguration::Parity::Odd:
-        break;
-    }
-    return QSerialPort::OddParity;
-}
-
 } // namespace
 
 ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent)
     : QObject(parent)
-    , m_configuration(configuration)
+    , m_transport(makeTransport(configuration))
     , m_trace(configuration.frameTrace)
     , m_queue(configuration.queueCapacity)
 {
@@ -70,8 +47,9 @@ ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent
         timer->setTimerType(Qt::PreciseTimer);
     }
     connect(&m_connectTimer, &QTimer::timeout, this, [this] {
-        loseClient(Cause::Transport,
-                   QStringLiteral("no connection within %1 ms").arg(m_configuration.connectTimeout));
+        loseClient(
+            Cause::Transport,
+            QStringLiteral("no connection within %1 ms").arg(m_transport->configuration().connectTimeout));
     });
     connect(&m_reopenTimer, &QTimer::timeout, this, &ModbusLink::openClient);
     connect(&m_graceTimer, &QTimer::timeout, this, [this] {
@@ -88,6 +66,11 @@ ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent
 ModbusLink::~ModbusLink()
 {
     discardClient();
+}
+
+const ModbusConfiguration& ModbusLink::configuration() const
+{
+    return m_transport->configuration();
 }
 
 void ModbusLink::start()
@@ -114,8 +97,8 @@ quint64 ModbusLink::submit(const ModbusRequest& request, RequestPriority priorit
         ModbusOutcome outcome;
         outcome.code = IMessenger::CeEcQueueFull;
         outcome.message = QStringLiteral("%1 requests to %2 are waiting already: %3 is not sent")
-                              .arg(m_configuration.queueCapacity)
-                              .arg(m_configuration.address(), request.text());
+                              .arg(configuration().queueCapacity)
+                              .arg(configuration().address(), request.text());
         end(std::move(copy), outcome);
         return id;
     }
@@ -163,27 +146,6 @@ bool ModbusLink::isConnected() const
     return m_state == State::Connected;
 }
 
-QModbusClient* ModbusLink::makeClient()
-{
-    QModbusClient* client = nullptr;
-    if (m_configuration.transport == ModbusConfiguration::Transport::Tcp) {
-        client = new QModbusTcpClient(this);
-        client->setConnectionParameter(QModbusDevice::NetworkAddressParameter, m_configuration.host);
-        client->setConnectionParameter(QModbusDevice::NetworkPortParameter, m_configuration.port);
-    } else {
-        client = new QModbusRtuSerialMaster(this);
-        client->setConnectionParameter(QModbusDevice::SerialPortNameParameter, m_configuration.serialPort);
-        client->setConnectionParameter(QModbusDevice::SerialBaudRateParameter, m_configuration.baudRate);
-        client->setConnectionParameter(QModbusDevice::SerialParityParameter,
-                                       parityOf(m_configuration.parity));
-        client->setConnectionParameter(QModbusDevice::SerialDataBitsParameter, m_configuration.dataBits);
-        client->setConnectionParameter(QModbusDevice::SerialStopBitsParameter, m_configuration.stopBits);
-    }
-    client->setTimeout(c_noClientTimeout);
-    client->setNumberOfRetries(0);
-    return client;
-}
-
 void ModbusLink::setState(State state)
 {
     m_state = state;
@@ -213,12 +175,12 @@ void ModbusLink::openClient()
         return;
     }
     setState(State::Connecting);
-    QModbusClient* const client = makeClient();
+    QModbusClient* const client = m_transport->makeClient(this);
     m_client = client;
     connect(client, &QModbusClient::stateChanged, this, &ModbusLink::onClientState);
     connect(client, &QModbusClient::errorOccurred, this,
             [this, client] { loseClient(Cause::Transport, client->errorString()); });
-    m_connectTimer.start(m_configuration.connectTimeout);
+    m_connectTimer.start(configuration().connectTimeout);
     if (!client->connectDevice() && m_client == client)
         loseClient(Cause::Transport, client->errorString());
 }
@@ -238,11 +200,11 @@ void ModbusLink::discardClient()
     m_client->disconnect(this);
     if (m_client->device() != nullptr)
         m_client->device()->disconnect(this);
-    // To close a port and to open it again may take long: pending output, a lock file on a slow disk. What
-    // has been decided is told first, and everything that its callers have queued for it is done. By name: a
-    // pointer to the slot would be called by code of this file, which may have left the process by then.
-    if (isRtu() && !m_ended.empty())
-        QTimer::singleShot(c_timeToTell, m_client, SLOT(deleteLater()));
+    // By name: a pointer to the slot would be called by code of this file, which may have left the process
+    // by then.
+    const std::chrono::milliseconds timeToTell = m_transport->timeToTell();
+    if (timeToTell.count() > 0 && !m_ended.empty())
+        QTimer::singleShot(timeToTell, m_client, SLOT(deleteLater()));
     else
         m_client->deleteLater();
     m_dyingClient = m_client;
@@ -265,20 +227,14 @@ void ModbusLink::onClientState(QModbusDevice::State state)
 
     // The client reads inside a transaction, so that its bytes can be read once more behind it.
     QIODevice* const device = m_client->device();
-    if (auto* const socket = qobject_cast<QTcpSocket*>(device)) {
-        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
-        socket->setReadBufferSize(c_pieceSize);
-    } else if (auto* const serial = qobject_cast<QSerialPort*>(device)) {
-        serial->setReadBufferSize(c_pieceSize);
-    }
+    m_transport->prepare(device);
     device->startTransaction();
     connect(device, &QIODevice::readyRead, this, &ModbusLink::onBytes);
 
     m_heardWhileSettling = 0;
     setState(State::Settling);
     m_graceTimer.stop();
-    m_settleTimer.start(std::max(m_configuration.settleDelay, m_drainTime));
+    m_settleTimer.start(std::max(configuration().settleDelay, m_drainTime));
 }
 
 void ModbusLink::onSettled()
@@ -295,7 +251,7 @@ void ModbusLink::onSettled()
     endExpired();
     m_drainTime = 0;
     m_lastLoggedReason.clear();
-    qInfo().noquote() << QStringLiteral("connected to %1").arg(m_configuration.address());
+    qInfo().noquote() << QStringLiteral("connected to %1").arg(configuration().address());
     setState(State::Connected);
     sendNext();
 }
@@ -305,7 +261,8 @@ void ModbusLink::loseClient(Cause cause, const QString& reason)
     if (m_client.isNull())
         return;
     // The peer may have answered and closed in one breath.
-    settleAnswer();
+    if (m_answer)
+        settleAnswer();
     m_connectTimer.stop();
     m_settleTimer.stop();
     m_pauseTimer.stop();
@@ -323,7 +280,7 @@ void ModbusLink::loseClient(Cause cause, const QString& reason)
         m_failuresInARow = std::max(m_failuresInARow, 1);
     }
     // To drain the line is a pause already.
-    const bool drains = isRtu() && wasOpen && cause == Cause::Answer;
+    const bool drains = m_drainTime > 0 && wasOpen && cause == Cause::Answer;
     const int pause = drains ? 0 : pauseAfter(m_failuresInARow);
     if (!drains)
         ++m_failuresInARow;
@@ -371,7 +328,7 @@ void ModbusLink::sendNext()
     QModbusClient* const client = m_client;
     QModbusReply* const reply = client->sendRawRequest(
         QModbusRequest(static_cast<QModbusPdu::FunctionCode>(m_inFlight->request.function), pdu.mid(1)),
-        m_configuration.unitId);
+        configuration().unitId);
     if (reply == nullptr) {
         // Nothing has left. Usually the client's error signal has brought this here already.
         if (m_client == client)
@@ -381,13 +338,12 @@ void ModbusLink::sendNext()
     m_isSent = true;
     ++m_statistics.sent;
     if (m_trace.isOpen())
-        m_trace.sent(static_cast<char>(m_configuration.unitId) + pdu);
+        m_trace.sent(static_cast<char>(configuration().unitId) + pdu);
     m_reply = reply;
     connect(reply, &QModbusReply::finished, this, &ModbusLink::onReplyFinished);
     armDeadline();
-    // A socket keeps what is written until the event loop comes to it. The client may be gone afterwards.
-    if (auto* const socket = qobject_cast<QTcpSocket*>(client->device()))
-        socket->flush();
+    // The client may be gone afterwards.
+    m_transport->flush(client->device());
 }
 
 // Called from inside the client, before onBytes has seen the bytes: the answer is only noted.
@@ -413,7 +369,7 @@ void ModbusLink::onBytes()
     if (bytes.isEmpty())
         return;
     m_trace.received(bytes);
-    if (m_state == State::Settling && isRtu()) {
+    if (m_state == State::Settling && m_transport->hearsOldAnswers()) {
         m_heardWhileSettling += static_cast<int>(bytes.size());
         m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
         m_settleTimer.start(m_drainTime);
@@ -423,50 +379,32 @@ void ModbusLink::onBytes()
     }
     if (!m_inFlight) {
         ++m_statistics.malformed;
-        m_drainTime = isRtu() ? c_quietTime : 0;
+        m_drainTime = m_transport->drainTime(0);
         loseClient(Cause::Answer, QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size()));
         return;
     }
     m_received += bytes;
-    const QString broken = brokenStream();
-    const QString problem = broken.isEmpty() ? settleAnswer() : invalidAnswer(broken);
+    const QString problem = settleAnswer();
     if (!problem.isEmpty()) {
         ++m_statistics.malformed;
-        if (isRtu() && !m_inFlight)
-            m_drainTime = c_quietTime;
+        if (!m_inFlight)
+            m_drainTime = m_transport->drainTime(0);
         loseClient(Cause::Answer, problem);
     } else if (!m_inFlight) {
-        if (m_configuration.interFrameDelay > 0)
-            m_pauseTimer.start(m_configuration.interFrameDelay);
+        if (configuration().interFrameDelay > 0)
+            m_pauseTimer.start(configuration().interFrameDelay);
         sendNext();
     }
 }
 
-// Judged with each piece, so that no more is ever kept than an answer and a piece.
-QString ModbusLink::brokenStream() const
-{
-    if (isRtu()) {
-        if (m_answer || m_received.size() <= c_mostRtuBytes)
-            return {};
-        return QStringLiteral("it has more than %1 bytes").arg(c_mostRtuBytes);
-    }
-    QString brokenHeader = brokenTcpHeader(m_received);
-    // The client reads every frame, and takes those of the transaction that it has open.
-    if (brokenHeader.isEmpty() && !m_answer && holdsTcpFrame(m_received))
-        return QStringLiteral("its transaction number is another request's");
-    return brokenHeader;
-}
-
 QString ModbusLink::settleAnswer()
 {
-    if (!m_answer || !m_inFlight)
+    if (!m_inFlight)
         return {};
-    const QByteArray data = *m_answer;
+    const AnswerCheck check = m_transport->check(m_received, m_answer);
     m_answer.reset();
-    const AnswerCheck check = isRtu() ? checkRtuAnswer(m_received, m_configuration.unitId, data)
-                                      : checkTcpAnswer(m_received, m_configuration.unitId, data);
     if (!check.confirmed)
-        return invalidAnswer(check.problem);
+        return check.problem.isEmpty() ? QString() : invalidAnswer(check.problem);
     const ModbusAnswer answer = decodeAnswer(m_inFlight->request, check.pdu);
     if (answer.kind == ModbusAnswer::Malformed)
         return invalidAnswer(answer.text);
@@ -484,7 +422,7 @@ QString ModbusLink::settleAnswer()
         const QString form = uncertain
                                  ? QStringLiteral("%1 answered the %2 with %3; the write may have been done")
                                  : QStringLiteral("%1 refused the %2: %3");
-        outcome.message = form.arg(m_configuration.address(), m_inFlight->request.text(), answer.text);
+        outcome.message = form.arg(configuration().address(), m_inFlight->request.text(), answer.text);
     }
     finishInFlight(std::move(outcome));
     return check.problem;
@@ -510,13 +448,12 @@ void ModbusLink::failInFlight(Cause cause, const QString& problem)
     const bool write = m_inFlight->request.isWrite() && m_isSent;
     outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcNotConnected;
     outcome.message = cause == Cause::Answer
-                          ? QStringLiteral("%1: %2").arg(m_configuration.address(), problem)
+                          ? QStringLiteral("%1: %2").arg(configuration().address(), problem)
                           : QStringLiteral("the connection to %1 was lost during the %2: %3")
-                                .arg(m_configuration.address(), m_inFlight->request.text(), problem);
+                                .arg(configuration().address(), m_inFlight->request.text(), problem);
     if (write)
         outcome.message += QStringLiteral("; the write may have been done");
-    if (isRtu())
-        m_drainTime = drainTimeAfter(m_allowedTime);
+    m_drainTime = m_transport->drainTime(m_allowedTime);
     finishInFlight(std::move(outcome));
 }
 
@@ -541,11 +478,10 @@ void ModbusLink::onDeadline()
         QStringLiteral("no answer to the %1 within %2 ms").arg(m_inFlight->request.text()).arg(m_allowedTime);
     ModbusOutcome outcome;
     outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcTimeout;
-    outcome.message = QStringLiteral("%1: %2").arg(m_configuration.address(), reason);
+    outcome.message = QStringLiteral("%1: %2").arg(configuration().address(), reason);
     if (write)
         outcome.message += QStringLiteral("; the write may have been done");
-    if (isRtu())
-        m_drainTime = drainTimeAfter(m_allowedTime);
+    m_drainTime = m_transport->drainTime(m_allowedTime);
     m_answer.reset();
     finishInFlight(std::move(outcome));
     loseClient(Cause::Answer, reason);
@@ -598,24 +534,26 @@ ModbusOutcome ModbusLink::notConnected() const
     QString reason = m_lossReason;
     if (m_state == State::Settling)
         reason = QStringLiteral("the pause of %1 ms after connecting is not over")
-                     .arg(m_configuration.settleDelay);
+                     .arg(configuration().settleDelay);
     else if (reason.isEmpty())
         reason = QStringLiteral("no answer to the first attempt yet");
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcNotConnected;
-    outcome.message = QStringLiteral("not connected to %1: %2").arg(m_configuration.address(), reason);
+    outcome.message = QStringLiteral("not connected to %1: %2").arg(configuration().address(), reason);
     return outcome;
 }
 
-// A serial line that misses an answer is drained, for everybody who waits: nothing is sent that cannot be
-// answered in time.
 bool ModbusLink::isTooLateFor(const PendingRequest& request) const
 {
-    if (!isRtu() || request.deadline.isForever())
-        return request.deadline.hasExpired();
-    constexpr qint64 c_nanosecondsPerMicrosecond = 1000;
-    return request.deadline.remainingTimeNSecs() <
-           wireTime(m_configuration, request.request) * c_nanosecondsPerMicrosecond;
+    return request.deadline.hasExpired() || !whyTooLate(request).isEmpty();
+}
+
+QString ModbusLink::whyTooLate(const PendingRequest& request) const
+{
+    if (request.deadline.isForever())
+        return {};
+    return m_transport->whyTooLate(request.request,
+                                   std::chrono::nanoseconds(request.deadline.remainingTimeNSecs()));
 }
 
 ModbusOutcome ModbusLink::unsentOutcome(const PendingRequest& request) const
@@ -627,17 +565,11 @@ ModbusOutcome ModbusLink::unsentOutcome(const PendingRequest& request) const
     if (drains) {
         reason = QStringLiteral("the line is being drained after a missed answer");
     } else if (!request.deadline.hasExpired()) {
-        constexpr double c_microsecondsPerMillisecond = 1000;
-        reason = QStringLiteral("there are only %1 ms left, and at %2 baud it takes %3 ms to be answered")
-                     .arg(request.deadline.remainingTime())
-                     .arg(m_configuration.baudRate)
-                     .arg(static_cast<double>(wireTime(m_configuration, request.request)) /
-                              c_microsecondsPerMillisecond,
-                          0, 'f', 1);
+        reason = whyTooLate(request);
     }
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcTimeout;
     outcome.message = QStringLiteral("%1: the %2 was not sent: %3")
-                          .arg(m_configuration.address(), request.request.text(), reason);
+                          .arg(configuration().address(), request.request.text(), reason);
     return outcome;
 }

@@ -12,8 +12,10 @@
 #include <QTimer>
 
 #include <deque>
+#include <memory>
 #include <optional>
 
+class ModbusTransport;
 class QModbusClient;
 class QModbusReply;
 
@@ -57,7 +59,8 @@ public:
     void shutDown();
 
     bool isConnected() const;
-    const ModbusConfiguration& configuration() const { return m_configuration; }
+    const ModbusConfiguration& configuration() const;
+    const ModbusTransport& transport() const { return *m_transport; }
     LinkStatistics& statistics() { return m_statistics; }
     const LinkStatistics& statistics() const { return m_statistics; }
 
@@ -78,7 +81,6 @@ private:
         ModbusOutcome outcome;
     };
 
-    QModbusClient* makeClient();
     void setState(State state);
     void tellConnected();
     void openClient();
@@ -91,8 +93,6 @@ private:
     void sendNext();
     void onReplyFinished();
     void onBytes();
-    // What of the bytes so far makes an answer impossible; empty while nothing does.
-    QString brokenStream() const;
     // Ends the request in flight when its answer is there and can be trusted. Returns why the
     // connection cannot be used any longer; empty when it can.
     QString settleAnswer();
@@ -107,10 +107,10 @@ private:
     void deliverOutcomes();
     ModbusOutcome notConnected() const;
     bool isTooLateFor(const PendingRequest& request) const;
+    QString whyTooLate(const PendingRequest& request) const;
     ModbusOutcome unsentOutcome(const PendingRequest& request) const;
-    bool isRtu() const { return m_configuration.transport == ModbusConfiguration::Transport::Rtu; }
 
-    ModbusConfiguration m_configuration;
+    const std::unique_ptr<const ModbusTransport> m_transport;
     LinkStatistics m_statistics;
     FrameTrace m_trace;
     RequestQueue m_queue;

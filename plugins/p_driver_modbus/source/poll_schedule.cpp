@@ -1,6 +1,6 @@
 #include "plugins/p_driver_modbus/source/poll_schedule.h"
 
-#include "plugins/p_driver_modbus/source/wire_time.h"
+#include "plugins/p_driver_modbus/source/modbus_transport.h"
 
 #include <QPointer>
 
@@ -11,13 +11,10 @@ namespace {
 
 // A poll that starts shortly before a caller gives up still needs the time of an answer: ending it
 // early would close a good link, or keep it from being sent. A controller takes time besides the frames.
-std::chrono::milliseconds leastPollTime(const ModbusConfiguration& configuration,
-                                        const ModbusRequest& request)
+std::chrono::milliseconds leastPollTime(const ModbusTransport& transport, const ModbusRequest& request)
 {
     constexpr std::chrono::milliseconds c_least{500};
-    if (configuration.transport != ModbusConfiguration::Transport::Rtu)
-        return c_least;
-    const std::chrono::microseconds frames(wireTime(configuration, request));
+    const std::chrono::microseconds frames = transport.leastAnswerTime(request);
     return std::max(c_least, std::chrono::ceil<std::chrono::milliseconds>(2 * frames));
 }
 
@@ -154,7 +151,7 @@ QDeadlineTimer PollSchedule::deadlineOf(const Range& range) const
         if (!deadline.hasExpired())
             earliest = std::min(earliest, deadline);
     }
-    const std::chrono::milliseconds least = leastPollTime(m_link->configuration(), range.request);
+    const std::chrono::milliseconds least = leastPollTime(m_link->transport(), range.request);
     return std::max(earliest, QDeadlineTimer(least, Qt::PreciseTimer));
 }
 

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "plugins/p_driver_modbus/source/modbus_transport.h"
+
+// Modbus RTU. An answer does not tell which request it belongs to, frames take their time, and so does a port
+// that is closed and opened.
+class RtuTransport : public ModbusTransport
+{
+public:
+    using ModbusTransport::ModbusTransport;
+
+    void prepare(QIODevice* device) const override;
+    void flush(QIODevice* device) const override;
+    AnswerCheck check(const QByteArray& received, const std::optional<QByteArray>& taken) const override;
+    bool hearsOldAnswers() const override { return true; }
+    int drainTime(int allowedTime) const override;
+    std::chrono::microseconds leastAnswerTime(const ModbusRequest& request) const override;
+    QString whyTooLate(const ModbusRequest& request, std::chrono::nanoseconds left) const override;
+    std::chrono::milliseconds timeToTell() const override;
+
+private:
+    QModbusClient* newClient(QObject* parent) const override;
+};
