@@ -113,8 +113,8 @@ void ModbusLink::withdraw(quint64 id)
         armDeadline();
         return;
     }
-    if (m_inFlight && m_inFlight->id == id) {
-        m_inFlight->onEnd = nullptr;
+    if (m_inFlight && m_inFlight->pending.id == id) {
+        m_inFlight->pending.onEnd = nullptr;
         return;
     }
     std::erase_if(m_ended, [id](const EndedRequest& ended) { return ended.id == id; });
@@ -130,7 +130,7 @@ void ModbusLink::shutDown()
     const QString reason = QStringLiteral("the driver instance is ended");
     m_requestsMayWait = false;
     if (m_inFlight)
-        failInFlight(Cause::Transport, reason);
+        conclude(m_inFlight->exchange.loseConnection(reason, ModbusExchange::Clock::now()));
     discardClient();
     setState(State::Stopped);
     m_lossReason = reason;
@@ -193,8 +193,6 @@ void ModbusLink::discardClient()
         m_reply->deleteLater();
         m_reply = nullptr;
     }
-    m_answer.reset();
-    m_received.clear();
     if (m_client.isNull())
         return;
     m_client->disconnect(this);
@@ -260,16 +258,13 @@ void ModbusLink::loseClient(Cause cause, const QString& reason)
 {
     if (m_client.isNull())
         return;
-    // The peer may have answered and closed in one breath.
-    if (m_answer)
-        settleAnswer();
     m_connectTimer.stop();
     m_settleTimer.stop();
     m_pauseTimer.stop();
     m_graceTimer.stop();
     m_lossReason = reason;
     if (m_inFlight)
-        failInFlight(cause, reason);
+        conclude(m_inFlight->exchange.loseConnection(reason, ModbusExchange::Clock::now()));
     const bool wasOpen = m_state == State::Connected || m_state == State::Settling;
     discardClient();
 
@@ -318,24 +313,22 @@ void ModbusLink::sendNext()
     if (!next)
         return;
     const QByteArray pdu = next->request.pdu();
-    m_received.clear();
-    m_answer.reset();
-    m_inFlight = std::move(next);
-    m_isSent = false;
-    m_allowedTime =
-        static_cast<int>(std::min<qint64>(m_inFlight->deadline.remainingTime(), c_noClientTimeout));
-    m_sentAt.start();
+    const auto function = static_cast<QModbusPdu::FunctionCode>(next->request.function);
+    const qint64 allowed = std::min<qint64>(next->deadline.remainingTime(), c_noClientTimeout);
+    ModbusExchange exchange(next->request, *m_transport, static_cast<int>(allowed),
+                            ModbusExchange::Clock::now());
+    m_inFlight = InFlight{std::move(*next), std::move(exchange)};
     QModbusClient* const client = m_client;
-    QModbusReply* const reply = client->sendRawRequest(
-        QModbusRequest(static_cast<QModbusPdu::FunctionCode>(m_inFlight->request.function), pdu.mid(1)),
-        configuration().unitId);
+    QModbusReply* const reply =
+        client->sendRawRequest(QModbusRequest(function, pdu.mid(1)), configuration().unitId);
+    // Usually the client's error signal has ended the request already when nothing has left.
+    if (m_client != client)
+        return;
     if (reply == nullptr) {
-        // Nothing has left. Usually the client's error signal has brought this here already.
-        if (m_client == client)
-            loseClient(Cause::Transport, client->errorString());
+        loseClient(Cause::Transport, client->errorString());
         return;
     }
-    m_isSent = true;
+    m_inFlight->exchange.markSent();
     ++m_statistics.sent;
     if (m_trace.isOpen())
         m_trace.sent(static_cast<char>(configuration().unitId) + pdu);
@@ -355,7 +348,8 @@ void ModbusLink::onReplyFinished()
     m_reply = nullptr;
     reply->disconnect(this);
     reply->deleteLater();
-    m_answer = reply->rawResult().data();
+    if (m_inFlight)
+        m_inFlight->exchange.noteTaken(reply->rawResult().data());
 }
 
 void ModbusLink::onBytes()
@@ -383,78 +377,36 @@ void ModbusLink::onBytes()
         loseClient(Cause::Answer, QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size()));
         return;
     }
-    m_received += bytes;
-    const QString problem = settleAnswer();
-    if (!problem.isEmpty()) {
+    const ExchangeVerdict verdict = m_inFlight->exchange.receive(bytes, ModbusExchange::Clock::now());
+    if (verdict.isOpen())
+        return;
+    conclude(verdict);
+    if (!verdict.problem.isEmpty()) {
         ++m_statistics.malformed;
-        if (!m_inFlight)
+        if (verdict.isAnswer())
             m_drainTime = m_transport->drainTime(0);
-        loseClient(Cause::Answer, problem);
-    } else if (!m_inFlight) {
-        if (configuration().interFrameDelay > 0)
-            m_pauseTimer.start(configuration().interFrameDelay);
-        sendNext();
+        loseClient(Cause::Answer, verdict.problem);
+        return;
     }
+    if (configuration().interFrameDelay > 0)
+        m_pauseTimer.start(configuration().interFrameDelay);
+    sendNext();
 }
 
-QString ModbusLink::settleAnswer()
+void ModbusLink::conclude(const ExchangeVerdict& verdict)
 {
-    if (!m_inFlight)
-        return {};
-    const AnswerCheck check = m_transport->check(m_received, m_answer);
-    m_answer.reset();
-    if (!check.confirmed)
-        return check.problem.isEmpty() ? QString() : invalidAnswer(check.problem);
-    const ModbusAnswer answer = decodeAnswer(m_inFlight->request, check.pdu);
-    if (answer.kind == ModbusAnswer::Malformed)
-        return invalidAnswer(answer.text);
-    m_statistics.addRoundTrip(m_sentAt.nsecsElapsed());
-    m_failuresInARow = 0;
-    ModbusOutcome outcome;
-    if (answer.kind == ModbusAnswer::Values) {
-        ++m_statistics.answered;
-        outcome.values = answer.values;
-        outcome.information = answer.information;
-    } else {
-        ++m_statistics.refused;
-        const bool uncertain = answer.kind == ModbusAnswer::Undecided;
-        outcome.code = uncertain ? IMessenger::CeEcUncertain : IMessenger::CeEcRefused;
-        const QString form = uncertain
-                                 ? QStringLiteral("%1 answered the %2 with %3; the write may have been done")
-                                 : QStringLiteral("%1 refused the %2: %3");
-        outcome.message = form.arg(configuration().address(), m_inFlight->request.text(), answer.text);
+    if (verdict.isAnswer()) {
+        m_statistics.addRoundTrip(verdict.roundTrip.count());
+        ++(verdict.kind == ExchangeVerdict::Values ? m_statistics.answered : m_statistics.refused);
+        m_failuresInARow = 0;
     }
-    finishInFlight(std::move(outcome));
-    return check.problem;
-}
-
-QString ModbusLink::invalidAnswer(const QString& problem) const
-{
-    return QStringLiteral("the answer to the %1 is not valid: %2").arg(m_inFlight->request.text(), problem);
-}
-
-void ModbusLink::finishInFlight(ModbusOutcome outcome)
-{
-    PendingRequest request = std::move(*m_inFlight);
+    // What was missed may still come.
+    if (!verdict.isAnswer())
+        m_drainTime = m_transport->drainTime(m_inFlight->exchange.allowedTime());
+    PendingRequest request = std::move(m_inFlight->pending);
     m_inFlight.reset();
-    m_received.clear();
-    end(std::move(request), std::move(outcome));
+    end(std::move(request), verdict.outcome);
     armDeadline();
-}
-
-void ModbusLink::failInFlight(Cause cause, const QString& problem)
-{
-    ModbusOutcome outcome;
-    const bool write = m_inFlight->request.isWrite() && m_isSent;
-    outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcNotConnected;
-    outcome.message = cause == Cause::Answer
-                          ? QStringLiteral("%1: %2").arg(configuration().address(), problem)
-                          : QStringLiteral("the connection to %1 was lost during the %2: %3")
-                                .arg(configuration().address(), m_inFlight->request.text(), problem);
-    if (write)
-        outcome.message += QStringLiteral("; the write may have been done");
-    m_drainTime = m_transport->drainTime(m_allowedTime);
-    finishInFlight(std::move(outcome));
 }
 
 void ModbusLink::endExpired()
@@ -468,30 +420,21 @@ void ModbusLink::endExpired()
 void ModbusLink::onDeadline()
 {
     endExpired();
-    if (!m_inFlight || !m_inFlight->deadline.hasExpired()) {
+    if (!m_inFlight || !m_inFlight->pending.deadline.hasExpired()) {
         armDeadline();
         return;
     }
     ++m_statistics.timedOut;
-    const bool write = m_inFlight->request.isWrite();
-    const QString reason =
-        QStringLiteral("no answer to the %1 within %2 ms").arg(m_inFlight->request.text()).arg(m_allowedTime);
-    ModbusOutcome outcome;
-    outcome.code = write ? IMessenger::CeEcUncertain : IMessenger::CeEcTimeout;
-    outcome.message = QStringLiteral("%1: %2").arg(configuration().address(), reason);
-    if (write)
-        outcome.message += QStringLiteral("; the write may have been done");
-    m_drainTime = m_transport->drainTime(m_allowedTime);
-    m_answer.reset();
-    finishInFlight(std::move(outcome));
-    loseClient(Cause::Answer, reason);
+    const ExchangeVerdict verdict = m_inFlight->exchange.timeOut();
+    conclude(verdict);
+    loseClient(Cause::Answer, verdict.problem);
 }
 
 void ModbusLink::armDeadline()
 {
     QDeadlineTimer earliest = m_queue.earliestDeadline();
     if (m_inFlight)
-        earliest = std::min(earliest, m_inFlight->deadline);
+        earliest = std::min(earliest, m_inFlight->pending.deadline);
     if (earliest.isForever())
         return;
     // A timer that ends sooner stays: it was set for a request that has been answered, and sets itself

@@ -3,6 +3,7 @@
 #include "plugins/p_driver_modbus/source/frame_trace.h"
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/modbus_exchange.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
 
 #include <QElapsedTimer>
@@ -74,6 +75,12 @@ private:
     // What ended a connection: the transport, or this side because of what came or did not come.
     enum class Cause { Transport, Answer };
 
+    struct InFlight
+    {
+        PendingRequest pending;
+        ModbusExchange exchange;
+    };
+
     struct EndedRequest
     {
         quint64 id = 0;
@@ -93,12 +100,8 @@ private:
     void sendNext();
     void onReplyFinished();
     void onBytes();
-    // Ends the request in flight when its answer is there and can be trusted. Returns why the
-    // connection cannot be used any longer; empty when it can.
-    QString settleAnswer();
-    QString invalidAnswer(const QString& problem) const;
-    void finishInFlight(ModbusOutcome outcome);
-    void failInFlight(Cause cause, const QString& problem);
+    // Ends the request in flight.
+    void conclude(const ExchangeVerdict& verdict);
     void endExpired();
     void onDeadline();
     void armDeadline();
@@ -129,15 +132,8 @@ private:
     int m_drainTime = 0; // to listen to the next connection before a request is sent; serial lines only
     int m_heardWhileSettling = 0;
 
-    std::optional<PendingRequest> m_inFlight;
-    // Handed to the client. On a serial line that may still keep it for the pause between two frames; a
-    // loss within it says "uncertain" of a write that was not sent, which is the safe side.
-    bool m_isSent = false;
-    int m_allowedTime = 0;
+    std::optional<InFlight> m_inFlight;
     QPointer<QModbusReply> m_reply;
-    QElapsedTimer m_sentAt;
-    QByteArray m_received;
-    std::optional<QByteArray> m_answer; // what follows the function code, as the client has taken it
 
     std::deque<EndedRequest> m_ended;
 

@@ -1,28 +1,14 @@
 #pragma once
 
+#include "plugins/p_driver_modbus/source/modbus_outcome.h"
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 
-#include <lib_plugins_management/i_messenger.h>
 #include <QDeadlineTimer>
 
 #include <array>
 #include <deque>
-#include <functional>
 #include <optional>
 #include <vector>
-
-// How a request ended. `values` and `information` as in ModbusAnswer, when `code` is CeEcNone.
-struct ModbusOutcome
-{
-    IMessenger::EnErrorCode code = IMessenger::CeEcNone;
-    QString message;
-    QVariantList values;
-    QByteArray information;
-
-    bool ok() const { return code == IMessenger::CeEcNone; }
-};
-
-using OutcomeHandler = std::function<void(const ModbusOutcome& outcome)>;
 
 // What an operator ordered goes before what he asked, and both before what repeats itself anyway. On a link
 // that is never free the later ones have their turn all the same: see RequestQueue.

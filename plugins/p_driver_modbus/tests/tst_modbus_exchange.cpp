@@ -1,3 +1,4 @@
+#include "plugins/p_driver_modbus/source/modbus_exchange.h"
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 #include "plugins/p_driver_modbus/source/rtu_transport.h"
 #include "plugins/p_driver_modbus/source/tcp_transport.h"
@@ -31,6 +32,11 @@ private Q_SLOTS:
     void tooLate_data();
     void tooLate();
     void closing();
+    void verdicts_data();
+    void verdicts();
+    void answerInTwoPieces_data();
+    void answerInTwoPieces();
+    void roundTrip();
 };
 
 namespace {
@@ -68,6 +74,15 @@ ModbusRequest readOf(quint16 start, quint16 count)
     ModbusRequest request;
     request.start = start;
     request.count = count;
+    return request;
+}
+
+ModbusRequest writeOf(quint16 start, const QVector<quint16>& data)
+{
+    ModbusRequest request = readOf(start, static_cast<quint16>(data.size()));
+    request.function =
+        data.size() == 1 ? ModbusRequest::WriteSingleRegister : ModbusRequest::WriteMultipleRegisters;
+    request.data = data;
     return request;
 }
 
@@ -286,6 +301,234 @@ void TestModbusExchange::closing()
 {
     QCOMPARE(TcpTransport(tcpConfiguration()).timeToTell(), milliseconds(0));
     QVERIFY(RtuTransport(rtuConfiguration()).timeToTell() > milliseconds(0));
+}
+
+namespace {
+
+constexpr int c_allowed = 250;
+constexpr ModbusExchange::Clock::time_point c_start{std::chrono::hours(1)};
+
+// What happens to an exchange, one after the other: "sent" (the client has the request), "taken" and the
+// data that the client has taken, "rx" and the bytes that came, "lost" and why, "expired".
+ExchangeVerdict happen(ModbusExchange& exchange, const QString& event)
+{
+    const QString name = event.section(' ', 0, 0);
+    const QString rest = event.section(' ', 1);
+    if (name == "rx")
+        return exchange.receive(hex(qPrintable(rest)), c_start);
+    if (name == "lost")
+        return exchange.loseConnection(rest, c_start);
+    if (name == "expired")
+        return exchange.timeOut();
+    if (name == "sent")
+        exchange.markSent();
+    else if (name == "taken")
+        exchange.noteTaken(hex(qPrintable(rest)));
+    else
+        qFatal("no such event: %s", qPrintable(event));
+    return {};
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(ModbusConfiguration)
+Q_DECLARE_METATYPE(ModbusRequest)
+
+void TestModbusExchange::verdicts_data()
+{
+    QTest::addColumn<ModbusConfiguration>("configuration");
+    QTest::addColumn<ModbusRequest>("request");
+    QTest::addColumn<QString>("events");
+    QTest::addColumn<int>("kind"); // after the last event; it is open after all others
+    QTest::addColumn<IMessenger::EnErrorCode>("code");
+    // "%A" is the controller's address, "%R" the request in words, "%N" the beginning that answers have in
+    // common which are none.
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("problem");
+
+    ModbusConfiguration configuration = tcpConfiguration();
+    ModbusRequest request = readOf(100, 1);
+    const auto row = [&](const char* name, const char* events, ExchangeVerdict::Kind kind,
+                         IMessenger::EnErrorCode code, const char* message, const char* problem) {
+        const bool isTcp = configuration.transport == ModbusConfiguration::Transport::Tcp;
+        QTest::addRow("%s %s: %s", isTcp ? "tcp" : "rtu", request.isWrite() ? "write" : "read", name)
+            << configuration << request << QString(events) << static_cast<int>(kind) << code
+            << QString::fromUtf8(message) << QString::fromUtf8(problem);
+    };
+
+    row("sent", "sent", ExchangeVerdict::Open, IMessenger::CeEcNone, "", "");
+    row("a part of the answer", "sent;rx 0001 0000 0005 01 0302", ExchangeVerdict::Open, IMessenger::CeEcNone,
+        "", "");
+    row("values", "sent;taken 020007;rx 0001 0000 0005 01 03020007", ExchangeVerdict::Values,
+        IMessenger::CeEcNone, "", "");
+    row("values, taken between two pieces", "sent;rx 0001 0000;taken 020007;rx 0005 01 03020007",
+        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "");
+    row("values twice", "sent;taken 020007;rx 0001 0000 0005 01 03020007 0001 0000 0005 01 03020007",
+        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "more came than the answer to one request");
+    row("exception", "sent;taken 02;rx 0001 0000 0003 01 8302", ExchangeVerdict::Refused,
+        IMessenger::CeEcRefused, "%A refused the %R: illegal data address (2)", "");
+    row("exception 4", "sent;taken 04;rx 0001 0000 0003 01 8304", ExchangeVerdict::Refused,
+        IMessenger::CeEcRefused, "%A refused the %R: server device failure (4)", "");
+    row("exception twice", "sent;taken 02;rx 0001 0000 0003 01 8302 0001 0000 0003 01 8302",
+        ExchangeVerdict::Refused, IMessenger::CeEcRefused, "%A refused the %R: illegal data address (2)",
+        "more came than the answer to one request");
+    row("another unit", "sent;taken 020007;rx 0001 0000 0005 09 03020007", ExchangeVerdict::Malformed,
+        IMessenger::CeEcNotConnected, "%A: %N it came from unit 9 instead of 1",
+        "%N it came from unit 9 instead of 1");
+    row("another function", "sent;taken 020007;rx 0001 0000 0005 01 04020007", ExchangeVerdict::Malformed,
+        IMessenger::CeEcNotConnected, "%A: %N its function code is 0x04", "%N its function code is 0x04");
+    row("another transaction", "sent;rx 0009 0000 0005 01 0302;rx 0007", ExchangeVerdict::Malformed,
+        IMessenger::CeEcNotConnected, "%A: %N its transaction number is another request's",
+        "%N its transaction number is another request's");
+    row("another protocol, before the rest has come", "sent;rx 0001 0007 0005", ExchangeVerdict::Malformed,
+        IMessenger::CeEcNotConnected, "%A: %N its protocol identifier is 7 instead of 0",
+        "%N its protocol identifier is 7 instead of 0");
+    row("more registers than asked", "sent;taken 0400070008;rx 0001 0000 0007 01 030400070008",
+        ExchangeVerdict::Malformed, IMessenger::CeEcNotConnected, "%A: %N 6 bytes do not hold 1 registers",
+        "%N 6 bytes do not hold 1 registers");
+    row("expired", "sent;expired", ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
+        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+    row("expired with half an answer", "sent;rx 0001 0000 0005 01 0302;expired", ExchangeVerdict::TimedOut,
+        IMessenger::CeEcTimeout, "%A: no answer to the %R within 250 ms",
+        "no answer to the %R within 250 ms");
+    row("lost", "sent;lost gone", ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
+        "the connection to %A was lost during the %R: gone", "");
+    row("lost with half an answer", "sent;rx 0001 0000 0005 01 0302;lost gone", ExchangeVerdict::Lost,
+        IMessenger::CeEcNotConnected, "the connection to %A was lost during the %R: gone", "");
+    row("lost with an answer whose bytes have not been seen", "sent;taken 020007;lost gone",
+        ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
+        "the connection to %A was lost during the %R: gone", "");
+
+    request = writeOf(100, {7});
+    row("acknowledged", "sent;taken 00640007;rx 0001 0000 0006 01 06 0064 0007", ExchangeVerdict::Values,
+        IMessenger::CeEcNone, "", "");
+    row("exception", "sent;taken 02;rx 0001 0000 0003 01 8602", ExchangeVerdict::Refused,
+        IMessenger::CeEcRefused, "%A refused the %R: illegal data address (2)", "");
+    row("exception that decides nothing", "sent;taken 04;rx 0001 0000 0003 01 8604",
+        ExchangeVerdict::Uncertain, IMessenger::CeEcUncertain,
+        "%A answered the %R with server device failure (4); the write may have been done", "");
+    row("another value", "sent;taken 00640008;rx 0001 0000 0006 01 06 0064 0008", ExchangeVerdict::Malformed,
+        IMessenger::CeEcUncertain, "%A: %N it does not repeat the request; the write may have been done",
+        "%N it does not repeat the request");
+    row("another unit", "sent;taken 00640007;rx 0001 0000 0006 02 06 0064 0007", ExchangeVerdict::Malformed,
+        IMessenger::CeEcUncertain, "%A: %N it came from unit 2 instead of 1; the write may have been done",
+        "%N it came from unit 2 instead of 1");
+    row("expired", "sent;expired", ExchangeVerdict::TimedOut, IMessenger::CeEcUncertain,
+        "%A: no answer to the %R within 250 ms; the write may have been done",
+        "no answer to the %R within 250 ms");
+    row("lost", "sent;lost gone", ExchangeVerdict::Lost, IMessenger::CeEcUncertain,
+        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+    row("lost before the client had it", "lost gone", ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
+        "the connection to %A was lost during the %R: gone", "");
+
+    request = writeOf(100, {7, 8});
+    row("several acknowledged", "sent;taken 00640002;rx 0001 0000 0006 01 10 0064 0002",
+        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "");
+    row("one too few acknowledged", "sent;taken 00640001;rx 0001 0000 0006 01 10 0064 0001",
+        ExchangeVerdict::Malformed, IMessenger::CeEcUncertain,
+        "%A: %N it does not repeat start and count of the request; the write may have been done",
+        "%N it does not repeat start and count of the request");
+
+    configuration = rtuConfiguration();
+    request = readOf(100, 1);
+    row("a part of the answer", "sent;rx 01 0302", ExchangeVerdict::Open, IMessenger::CeEcNone, "", "");
+    row("a frame that the client does not take", "sent;rx 01 03020007 0000", ExchangeVerdict::Open,
+        IMessenger::CeEcNone, "", "");
+    row("values", "sent;rx 01;taken 020007;rx 03020007 1234", ExchangeVerdict::Values, IMessenger::CeEcNone,
+        "", "");
+    row("values behind noise", "sent;taken 020007;rx ff 01 03020007 1234", ExchangeVerdict::Values,
+        IMessenger::CeEcNone, "", "more came than the answer to one request");
+    row("exception", "sent;taken 0b;rx 01 830b 1234", ExchangeVerdict::Refused, IMessenger::CeEcRefused,
+        "%A refused the %R: gateway target device failed to respond (11)", "");
+    row("another unit", "sent;taken 020007;rx 02 03020007 1234", ExchangeVerdict::Malformed,
+        IMessenger::CeEcNotConnected, "%A: %N it holds no answer of unit 1",
+        "%N it holds no answer of unit 1");
+    row("expired", "sent;rx 01 0302;expired", ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
+        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+    request = writeOf(100, {7});
+    row("exception that decides nothing", "sent;taken 0b;rx 01 860b 1234", ExchangeVerdict::Uncertain,
+        IMessenger::CeEcUncertain,
+        "%A answered the %R with gateway target device failed to respond (11); the write may have been done",
+        "");
+    row("lost", "sent;lost gone", ExchangeVerdict::Lost, IMessenger::CeEcUncertain,
+        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+    row("lost with the answer", "sent;rx 01 06 0064 0007 1234;taken 00640007;lost gone",
+        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "");
+    row("lost with what is no answer", "sent;rx 01 06 0064 0008 1234;taken 00640008;lost gone",
+        ExchangeVerdict::Lost, IMessenger::CeEcUncertain,
+        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+}
+
+void TestModbusExchange::verdicts()
+{
+    QFETCH(ModbusConfiguration, configuration);
+    QFETCH(ModbusRequest, request);
+    QFETCH(QString, events);
+    QFETCH(int, kind);
+    QFETCH(QString, message);
+    QFETCH(QString, problem);
+    const auto filledIn = [&](QString text) {
+        text.replace("%N", "the answer to the %R is not valid:");
+        return text.replace("%A", configuration.address()).replace("%R", request.text());
+    };
+    const std::unique_ptr<const ModbusTransport> transport = makeTransport(configuration);
+    ModbusExchange exchange(request, *transport, c_allowed, c_start);
+    ExchangeVerdict verdict;
+    const QStringList all = events.split(';');
+    for (const QString& event : all) {
+        QVERIFY2(verdict.isOpen(), qPrintable("decided before " + event));
+        verdict = happen(exchange, event);
+    }
+    QCOMPARE(static_cast<int>(verdict.kind), kind);
+    QTEST(verdict.outcome.code, "code");
+    QCOMPARE(verdict.outcome.message, filledIn(message));
+    QCOMPARE(verdict.problem, filledIn(problem));
+    const bool hasValues = kind == ExchangeVerdict::Values;
+    QCOMPARE(verdict.outcome.values, hasValues ? QVariantList{request.isWrite() ? 1 : 7} : QVariantList());
+    QCOMPARE(verdict.isAnswer(),
+             hasValues || kind == ExchangeVerdict::Refused || kind == ExchangeVerdict::Uncertain);
+}
+
+void TestModbusExchange::answerInTwoPieces_data()
+{
+    QTest::addColumn<ModbusConfiguration>("configuration");
+    QTest::addColumn<QByteArray>("frame");
+    QTest::newRow("tcp") << tcpConfiguration() << hex("0001 0000 0007 01 030400070008");
+    QTest::newRow("rtu") << rtuConfiguration() << hex("01 030400070008 1234");
+}
+
+// Wherever the stream is cut: nothing is decided before the client has taken the answer.
+void TestModbusExchange::answerInTwoPieces()
+{
+    QFETCH(ModbusConfiguration, configuration);
+    QFETCH(QByteArray, frame);
+    const std::unique_ptr<const ModbusTransport> transport = makeTransport(configuration);
+    for (int cut = 1; cut < frame.size(); ++cut) {
+        ModbusExchange exchange(readOf(100, 2), *transport, c_allowed, c_start);
+        exchange.markSent();
+        QVERIFY2(exchange.receive(frame.left(cut), c_start).isOpen(), qPrintable(QString::number(cut)));
+        exchange.noteTaken(hex("0400070008"));
+        const ExchangeVerdict verdict = exchange.receive(frame.mid(cut), c_start);
+        QCOMPARE(static_cast<int>(verdict.kind), static_cast<int>(ExchangeVerdict::Values));
+        QCOMPARE(verdict.outcome.values, (QVariantList{7, 8}));
+        QCOMPARE(verdict.problem, QString());
+    }
+}
+
+// From being given to the client to the piece that decides.
+void TestModbusExchange::roundTrip()
+{
+    const TcpTransport transport(tcpConfiguration());
+    ModbusExchange exchange(deviceInformationRequest(), transport, c_allowed, c_start);
+    QCOMPARE(exchange.allowedTime(), c_allowed);
+    exchange.markSent();
+    QVERIFY(exchange.receive(hex("0001 0000"), c_start + milliseconds(2)).isOpen());
+    exchange.noteTaken(hex("03 4d4443"));
+    const ExchangeVerdict verdict = exchange.receive(hex("0006 01 1103 4d4443"), c_start + milliseconds(5));
+    QCOMPARE(static_cast<int>(verdict.kind), static_cast<int>(ExchangeVerdict::Values));
+    QCOMPARE(verdict.outcome.information, QByteArray("MDC"));
+    QCOMPARE(verdict.outcome.values, QVariantList());
+    QCOMPARE(verdict.roundTrip, nanoseconds(milliseconds(5)));
 }
 
 QTEST_GUILESS_MAIN(TestModbusExchange)

@@ -1,0 +1,110 @@
+#include "plugins/p_driver_modbus/source/modbus_exchange.h"
+
+#include "plugins/p_driver_modbus/source/modbus_transport.h"
+
+ModbusExchange::ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport,
+                               int allowedTime, Clock::time_point startedAt)
+    : m_request(request)
+    , m_transport(&transport)
+    , m_allowedTime(allowedTime)
+    , m_startedAt(startedAt)
+{}
+
+void ModbusExchange::markSent()
+{
+    m_isSent = true;
+}
+
+void ModbusExchange::noteTaken(const QByteArray& data)
+{
+    m_taken = data;
+}
+
+ExchangeVerdict ModbusExchange::receive(const QByteArray& bytes, Clock::time_point now)
+{
+    m_received += bytes;
+    return judge(now);
+}
+
+ExchangeVerdict ModbusExchange::timeOut() const
+{
+    const QString problem =
+        QStringLiteral("no answer to the %1 within %2 ms").arg(m_request.text()).arg(m_allowedTime);
+    ExchangeVerdict verdict = failed(ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
+                                     QStringLiteral("%1: %2").arg(address(), problem));
+    verdict.problem = problem;
+    return verdict;
+}
+
+ExchangeVerdict ModbusExchange::loseConnection(const QString& reason, Clock::time_point now) const
+{
+    if (m_taken) {
+        ExchangeVerdict verdict = judge(now);
+        if (verdict.isAnswer())
+            return verdict;
+    }
+    return failed(ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
+                  QStringLiteral("the connection to %1 was lost during the %2: %3")
+                      .arg(address(), m_request.text(), reason));
+}
+
+ExchangeVerdict ModbusExchange::judge(Clock::time_point now) const
+{
+    const AnswerCheck check = m_transport->check(m_received, m_taken);
+    if (!check.confirmed)
+        return check.problem.isEmpty() ? ExchangeVerdict() : malformed(check.problem);
+    const ModbusAnswer answer = decodeAnswer(m_request, check.pdu);
+    ExchangeVerdict verdict;
+    verdict.problem = check.problem;
+    verdict.roundTrip = now - m_startedAt;
+    switch (answer.kind) {
+    case ModbusAnswer::Malformed:
+        return malformed(answer.text);
+    case ModbusAnswer::Values:
+        verdict.kind = ExchangeVerdict::Values;
+        verdict.outcome.values = answer.values;
+        verdict.outcome.information = answer.information;
+        break;
+    case ModbusAnswer::Refused:
+        verdict.kind = ExchangeVerdict::Refused;
+        verdict.outcome.code = IMessenger::CeEcRefused;
+        verdict.outcome.message =
+            QStringLiteral("%1 refused the %2: %3").arg(address(), m_request.text(), answer.text);
+        break;
+    case ModbusAnswer::Undecided:
+        verdict.kind = ExchangeVerdict::Uncertain;
+        verdict.outcome.code = IMessenger::CeEcUncertain;
+        verdict.outcome.message = QStringLiteral("%1 answered the %2 with %3; the write may have been done")
+                                      .arg(address(), m_request.text(), answer.text);
+        break;
+    }
+    return verdict;
+}
+
+ExchangeVerdict ModbusExchange::malformed(const QString& problem) const
+{
+    const QString text =
+        QStringLiteral("the answer to the %1 is not valid: %2").arg(m_request.text(), problem);
+    ExchangeVerdict verdict = failed(ExchangeVerdict::Malformed, IMessenger::CeEcNotConnected,
+                                     QStringLiteral("%1: %2").arg(address(), text));
+    verdict.problem = text;
+    return verdict;
+}
+
+// `code` is a read's, and that of a write that has not been sent.
+ExchangeVerdict ModbusExchange::failed(ExchangeVerdict::Kind kind, IMessenger::EnErrorCode code,
+                                       const QString& message) const
+{
+    const bool mayBeDone = m_request.isWrite() && m_isSent;
+    ExchangeVerdict verdict;
+    verdict.kind = kind;
+    verdict.outcome.code = mayBeDone ? IMessenger::CeEcUncertain : code;
+    verdict.outcome.message =
+        mayBeDone ? message + QStringLiteral("; the write may have been done") : message;
+    return verdict;
+}
+
+QString ModbusExchange::address() const
+{
+    return m_transport->configuration().address();
+}

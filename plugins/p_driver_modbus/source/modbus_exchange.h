@@ -1,0 +1,78 @@
+#pragma once
+
+#include "plugins/p_driver_modbus/source/modbus_outcome.h"
+#include "plugins/p_driver_modbus/source/modbus_request.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <chrono>
+#include <optional>
+
+class ModbusTransport;
+
+// What has become of a request that is in flight.
+struct ExchangeVerdict
+{
+    enum Kind {
+        Open,      // nothing yet: more has to come
+        Values,    // answered as asked
+        Refused,   // with an exception
+        Uncertain, // likewise, but the exception does not say that the write is not done
+        Malformed, // what came is no answer
+        TimedOut,
+        Lost, // with its connection
+    };
+
+    Kind kind = Open;
+    ModbusOutcome outcome; // for whoever asked, unless it is open
+    // Why the connection cannot be used any longer; empty when it can. An answer may be a good one all the
+    // same.
+    QString problem;
+    std::chrono::nanoseconds roundTrip{0}; // of an answer
+
+    bool isOpen() const { return kind == Open; }
+    bool isAnswer() const { return kind == Values || kind == Refused || kind == Uncertain; }
+};
+
+// One request in flight, from the moment it is given to the client to its verdict. Bytes and times in,
+// verdicts out: nothing is sent, received or waited for here. A verdict that is not open is the last one.
+class ModbusExchange
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // `transport` must outlive the exchange; `allowedTime` are the milliseconds to the request's deadline.
+    ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport, int allowedTime,
+                   Clock::time_point startedAt);
+
+    // The client has it: from now on a write may have been done. On a serial line the client may still keep
+    // it for the pause between two frames; a loss within it says "uncertain" of a write that was not sent,
+    // which is the safe side.
+    void markSent();
+    // What follows the function code in the answer that the client has taken. It is told before the bytes
+    // that it was taken from, and judged with them.
+    void noteTaken(const QByteArray& data);
+
+    ExchangeVerdict receive(const QByteArray& bytes, Clock::time_point now);
+    ExchangeVerdict timeOut() const;
+    // An answer that was taken before counts: the peer may have answered and closed in one breath.
+    ExchangeVerdict loseConnection(const QString& reason, Clock::time_point now) const;
+
+    int allowedTime() const { return m_allowedTime; }
+
+private:
+    ExchangeVerdict judge(Clock::time_point now) const;
+    ExchangeVerdict malformed(const QString& problem) const;
+    ExchangeVerdict failed(ExchangeVerdict::Kind kind, IMessenger::EnErrorCode code,
+                           const QString& message) const;
+    QString address() const;
+
+    ModbusRequest m_request;
+    const ModbusTransport* m_transport;
+    int m_allowedTime;
+    Clock::time_point m_startedAt;
+    bool m_isSent = false;
+    QByteArray m_received;
+    std::optional<QByteArray> m_taken;
+};
