@@ -1,26 +1,21 @@
 #pragma once
 
-#include "plugins/p_driver_modbus/source/frame_trace.h"
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/modbus_connection.h"
 #include "plugins/p_driver_modbus/source/modbus_exchange.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
 
-#include <QElapsedTimer>
-#include <QModbusDevice>
+#include <QDeadlineTimer>
 #include <QObject>
-#include <QPointer>
 #include <QTimer>
 
 #include <deque>
 #include <memory>
 #include <optional>
 
-class ModbusTransport;
-class QModbusClient;
-class QModbusReply;
-
-// The connection to one controller, kept up as long as this object lives.
+// The way to one controller, kept up as long as this object lives: requests wait here for the connection
+// (ModbusConnection), and what comes back is judged (ModbusExchange) and told.
 //
 // One request is in flight at a time, and none is ever sent twice. Each has exactly one outcome,
 // told from the event loop and by its deadline, whatever the peer does:
@@ -38,7 +33,7 @@ class QModbusReply;
 // Requests wait for the first connection after start(), for at most 250 ms for one that is made again
 // at once, and while a serial line is drained. In every other state without a connection they fail
 // immediately.
-class ModbusLink : public QObject
+class ModbusLink : public QObject, private ModbusConnection::Owner
 {
     Q_OBJECT
 
@@ -59,7 +54,7 @@ public:
     // Closes for good and gives every request its outcome before it returns.
     void shutDown();
 
-    bool isConnected() const;
+    bool isConnected() const { return m_connection.isReady(); }
     const ModbusConfiguration& configuration() const;
     const ModbusTransport& transport() const { return *m_transport; }
     LinkStatistics& statistics() { return m_statistics; }
@@ -71,10 +66,6 @@ Q_SIGNALS:
     void connectedChanged(bool connected);
 
 private:
-    enum class State { Stopped, Connecting, Settling, Connected, Waiting };
-    // What ended a connection: the transport, or this side because of what came or did not come.
-    enum class Cause { Transport, Answer };
-
     struct InFlight
     {
         PendingRequest pending;
@@ -88,20 +79,19 @@ private:
         ModbusOutcome outcome;
     };
 
-    void setState(State state);
-    void tellConnected();
-    void openClient();
-    void discardClient();
-    void onClientState(QModbusDevice::State state);
-    void onSettled();
-    void loseClient(Cause cause, const QString& reason);
-    void failWaiting();
+    void onSettled() override;
+    void onReady() override;
+    void onTaken(const QByteArray& data) override;
+    void onReceived(const QByteArray& bytes) override;
+    std::optional<int> onLost(const QString& reason) override;
+    void onNothingToWaitFor() override;
+    bool hasOutcomesToTell() const override { return !m_ended.empty(); }
 
     void sendNext();
-    void onReplyFinished();
-    void onBytes();
-    // Ends the request in flight.
-    void conclude(const ExchangeVerdict& verdict);
+    std::optional<PendingRequest> takeNext();
+    // Ends the request in flight. Returns the milliseconds that there were for its answer, when it is missed.
+    std::optional<int> conclude(const ExchangeVerdict& verdict);
+    void renewConnection(const QString& reason, std::optional<int> missedTime);
     void endExpired();
     void onDeadline();
     void armDeadline();
@@ -115,32 +105,12 @@ private:
 
     const std::unique_ptr<const ModbusTransport> m_transport;
     LinkStatistics m_statistics;
-    FrameTrace m_trace;
     RequestQueue m_queue;
     quint64 m_lastId = 0;
-
-    State m_state = State::Stopped;
-    bool m_toldConnected = false;
-    bool m_tellingIsQueued = false;
-    QPointer<QModbusClient> m_client;
-    QPointer<QModbusClient> m_dyingClient;
-    QString m_lossReason;
-    QString m_lastLoggedReason;
-    int m_failuresInARow = 0;
-    bool m_requestsMayWait = false;
-    QElapsedTimer m_connectedSince;
-    int m_drainTime = 0; // to listen to the next connection before a request is sent; serial lines only
-    int m_heardWhileSettling = 0;
-
     std::optional<InFlight> m_inFlight;
-    QPointer<QModbusReply> m_reply;
-
     std::deque<EndedRequest> m_ended;
+    ModbusConnection m_connection;
 
-    QTimer m_connectTimer;
-    QTimer m_reopenTimer;
-    QTimer m_graceTimer;
-    QTimer m_settleTimer;
     QTimer m_pauseTimer;
     QTimer m_deadlineTimer;
     // A timer of no time: it fires in the pass of the event loop that has read the answer, where a queued

@@ -1,3 +1,4 @@
+#include "plugins/p_driver_modbus/source/back_off.h"
 #include "plugins/p_driver_modbus/source/modbus_exchange.h"
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 #include "plugins/p_driver_modbus/source/rtu_transport.h"
@@ -12,8 +13,8 @@
 #include <memory>
 #include <optional>
 
-// What a link decides about a request in flight, and what it does differently over TCP and over a serial
-// line: bytes and times, without a socket or a port.
+// What a link decides about a request in flight, what it does differently over TCP and over a serial line,
+// and when it connects again: bytes and times, without a socket or a port.
 class TestModbusExchange : public QObject
 {
     Q_OBJECT
@@ -37,6 +38,9 @@ private Q_SLOTS:
     void answerInTwoPieces_data();
     void answerInTwoPieces();
     void roundTrip();
+    void pausesBetweenAttempts_data();
+    void pausesBetweenAttempts();
+    void pausesAtRandom();
 };
 
 namespace {
@@ -529,6 +533,60 @@ void TestModbusExchange::roundTrip()
     QCOMPARE(verdict.outcome.information, QByteArray("MDC"));
     QCOMPARE(verdict.outcome.values, QVariantList());
     QCOMPARE(verdict.roundTrip, nanoseconds(milliseconds(5)));
+}
+
+void TestModbusExchange::pausesBetweenAttempts_data()
+{
+    // What comes before each pause: "l5000" (a connection that stood so many milliseconds is lost), "f" (an
+    // attempt failed), "a" (an answer has come).
+    QTest::addColumn<QString>("events");
+    QTest::addColumn<QVector<int>>("pauses");
+    QTest::newRow("lost") << "l0" << QVector<int>{0};
+    QTest::newRow("the first attempt fails") << "f f f" << QVector<int>{250, 500, 1000};
+    QTest::newRow("attempts fail after a loss") << "l0 f f" << QVector<int>{0, 250, 500};
+    QTest::newRow("for long") << "f f f f f f f f"
+                              << QVector<int>{250, 500, 1000, 2000, 4000, 5000, 5000, 5000};
+    QTest::newRow("made and lost again") << "l0 l10 l10 l10" << QVector<int>{0, 250, 500, 1000};
+    QTest::newRow("lost after 5 s") << "l0 l0 l5000" << QVector<int>{0, 250, 500};
+    QTest::newRow("lost after more than 5 s") << "l0 l0 l5001 l0" << QVector<int>{0, 250, 0, 250};
+    QTest::newRow("lost after an answer") << "l0 l0 al0 l0" << QVector<int>{0, 250, 0, 250};
+    QTest::newRow("an answer between failed attempts") << "f f af" << QVector<int>{250, 500, 250};
+}
+
+void TestModbusExchange::pausesBetweenAttempts()
+{
+    QFETCH(QString, events);
+    BackOff backOff;
+    QVector<int> pauses;
+    for (QString event : events.split(' ')) {
+        if (event.startsWith('a')) {
+            backOff.reset();
+            event.remove(0, 1);
+        }
+        if (event == "f")
+            backOff.attemptFailed();
+        else
+            backOff.connectionLost(event.mid(1).toLongLong());
+        pauses.append(backOff.nextPause(0));
+    }
+    QTEST(pauses, "pauses");
+}
+
+// Up to a fifth shorter, and never at once where there is to be a pause.
+void TestModbusExchange::pausesAtRandom()
+{
+    constexpr double c_most = 0.999999;
+    BackOff longest;
+    BackOff middle;
+    BackOff shortest;
+    for (BackOff* const backOff : {&longest, &middle, &shortest})
+        backOff->attemptFailed();
+    for (const int pause : {250, 500, 1000, 2000, 4000, 5000, 5000}) {
+        QCOMPARE(longest.nextPause(0), pause);
+        QCOMPARE(middle.nextPause(0.5), pause - pause / 10);
+        QCOMPARE(shortest.nextPause(c_most), pause - pause / 5);
+    }
+    QCOMPARE(BackOff().nextPause(c_most), 0);
 }
 
 QTEST_GUILESS_MAIN(TestModbusExchange)

@@ -1,0 +1,220 @@
+#include "plugins/p_driver_modbus/source/modbus_connection.h"
+
+#include "plugins/p_driver_modbus/source/line_drain.h"
+#include "plugins/p_driver_modbus/source/link_statistics.h"
+#include "plugins/p_driver_modbus/source/modbus_transport.h"
+
+#include <QDebug>
+#include <QRandomGenerator>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int c_graceTime = 250;
+// The client keeps what it hears before the first request: so much, and it is replaced.
+constexpr int c_mostHeard = 64 * 1024;
+
+} // namespace
+
+ModbusConnection::ModbusConnection(const ModbusTransport& transport, LinkStatistics& statistics, Owner& owner)
+    : m_transport(transport)
+    , m_statistics(statistics)
+    , m_owner(owner)
+    , m_client(transport)
+{
+    for (QTimer* timer : {&m_connectTimer, &m_reopenTimer, &m_graceTimer, &m_settleTimer}) {
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+    }
+    connect(&m_connectTimer, &QTimer::timeout, this, [this] {
+        lose(QStringLiteral("no connection within %1 ms").arg(m_transport.configuration().connectTimeout));
+    });
+    connect(&m_reopenTimer, &QTimer::timeout, this, &ModbusConnection::open);
+    connect(&m_graceTimer, &QTimer::timeout, this, [this] {
+        m_requestsMayWait = false;
+        m_owner.onNothingToWaitFor();
+    });
+    connect(&m_settleTimer, &QTimer::timeout, this, &ModbusConnection::onSettled);
+    connect(&m_client, &ClientHolder::opened, this, &ModbusConnection::onOpened);
+    connect(&m_client, &ClientHolder::failed, this, &ModbusConnection::lose);
+    connect(&m_client, &ClientHolder::taken, this, [this](const QByteArray& data) { m_owner.onTaken(data); });
+    connect(&m_client, &ClientHolder::received, this, &ModbusConnection::onReceived);
+}
+
+ModbusConnection::~ModbusConnection() = default;
+
+void ModbusConnection::start()
+{
+    if (m_state != State::Stopped)
+        return;
+    m_requestsMayWait = true;
+    setState(State::Waiting);
+    open();
+}
+
+void ModbusConnection::stop(const QString& reason)
+{
+    m_requestsMayWait = false;
+    discardClient();
+    setState(State::Stopped);
+    m_lossReason = reason;
+    for (QTimer* timer : {&m_connectTimer, &m_reopenTimer, &m_graceTimer, &m_settleTimer})
+        timer->stop();
+}
+
+bool ModbusConnection::mayWait() const
+{
+    return m_requestsMayWait || m_state == State::Settling || m_state == State::Ready;
+}
+
+QString ModbusConnection::notConnectedText() const
+{
+    QString reason = m_lossReason;
+    if (m_state == State::Settling)
+        reason = QStringLiteral("the pause of %1 ms after connecting is not over")
+                     .arg(m_transport.configuration().settleDelay);
+    else if (reason.isEmpty())
+        reason = QStringLiteral("no answer to the first attempt yet");
+    return QStringLiteral("not connected to %1: %2").arg(m_transport.configuration().address(), reason);
+}
+
+bool ModbusConnection::send(const QByteArray& pdu)
+{
+    return m_client.send(pdu);
+}
+
+void ModbusConnection::flush()
+{
+    m_client.flush();
+}
+
+void ModbusConnection::renew(const QString& reason, int missedTime)
+{
+    m_drainTime = m_transport.drainTime(missedTime);
+    // To drain the line is a pause already.
+    replace(reason, m_drainTime > 0);
+}
+
+void ModbusConnection::setState(State state)
+{
+    m_state = state;
+    if (m_tellingIsQueued || m_toldConnected == isReady())
+        return;
+    m_tellingIsQueued = true;
+    QMetaObject::invokeMethod(this, &ModbusConnection::tellConnected, Qt::QueuedConnection);
+}
+
+void ModbusConnection::tellConnected()
+{
+    m_tellingIsQueued = false;
+    if (m_state == State::Stopped || m_toldConnected == isReady())
+        return;
+    m_toldConnected = isReady();
+    Q_EMIT connectedChanged(m_toldConnected);
+    // Nothing may follow: this may be gone.
+}
+
+void ModbusConnection::open()
+{
+    if (m_state == State::Stopped)
+        return;
+    // A serial port cannot be opened while the last client still has it.
+    if (m_client.closingClient() != nullptr) {
+        connect(m_client.closingClient(), &QObject::destroyed, &m_reopenTimer,
+                [this] { m_reopenTimer.start(0); });
+        return;
+    }
+    setState(State::Connecting);
+    m_connectTimer.start(m_transport.configuration().connectTimeout);
+    m_client.open();
+}
+
+void ModbusConnection::discardClient()
+{
+    m_client.discard(m_owner.hasOutcomesToTell() ? m_transport.timeToTell() : std::chrono::milliseconds(0));
+}
+
+void ModbusConnection::onOpened()
+{
+    m_connectTimer.stop();
+    m_openedSince.start();
+    ++m_statistics.connections;
+    m_heard = 0;
+    setState(State::Settling);
+    m_graceTimer.stop();
+    m_settleTimer.start(std::max(m_transport.configuration().settleDelay, m_drainTime));
+}
+
+void ModbusConnection::onReceived(const QByteArray& bytes)
+{
+    if (m_state == State::Settling && m_transport.hearsOldAnswers())
+        hear(static_cast<int>(bytes.size()));
+    else
+        m_owner.onReceived(bytes);
+}
+
+// Each byte asks for silence anew.
+void ModbusConnection::hear(int size)
+{
+    m_heard += size;
+    m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
+    m_settleTimer.start(m_drainTime);
+    if (m_heard > c_mostHeard)
+        onSettled();
+}
+
+void ModbusConnection::onSettled()
+{
+    if (m_heard > 0) {
+        // A late answer, or the beginning of one, is in the client's buffer.
+        m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
+        m_settleTimer.stop();
+        discardClient();
+        open();
+        return;
+    }
+    m_owner.onSettled();
+    m_drainTime = 0;
+    m_lastLoggedReason.clear();
+    qInfo().noquote() << QStringLiteral("connected to %1").arg(m_transport.configuration().address());
+    setState(State::Ready);
+    m_owner.onReady();
+}
+
+void ModbusConnection::lose(const QString& reason)
+{
+    if (!m_client.hasClient())
+        return;
+    if (const std::optional<int> missedTime = m_owner.onLost(reason))
+        m_drainTime = m_transport.drainTime(*missedTime);
+    replace(reason, false);
+}
+
+void ModbusConnection::replace(const QString& reason, bool isDrained)
+{
+    m_connectTimer.stop();
+    m_settleTimer.stop();
+    m_graceTimer.stop();
+    m_lossReason = reason;
+    discardClient();
+    if (m_state == State::Settling || m_state == State::Ready) {
+        m_backOff.connectionLost(m_openedSince.elapsed());
+    } else {
+        ++m_statistics.failedOpenings;
+        m_backOff.attemptFailed();
+    }
+    const int pause = isDrained ? 0 : m_backOff.nextPause(QRandomGenerator::global()->generateDouble());
+    m_requestsMayWait = false;
+    setState(State::Waiting);
+    // What was waiting was meant for the moment before the loss.
+    m_owner.onNothingToWaitFor();
+    if (m_lastLoggedReason != reason) {
+        m_lastLoggedReason = reason;
+        qWarning().noquote() << notConnectedText();
+    }
+    m_requestsMayWait = pause == 0;
+    if (m_requestsMayWait)
+        m_graceTimer.start(c_graceTime);
+    m_reopenTimer.start(pause);
+}

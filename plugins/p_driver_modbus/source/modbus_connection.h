@@ -1,0 +1,119 @@
+#pragma once
+
+#include "plugins/p_driver_modbus/source/back_off.h"
+#include "plugins/p_driver_modbus/source/client_holder.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <optional>
+
+class LinkStatistics;
+class ModbusTransport;
+
+// The connection to a controller, made again whenever it is lost or cannot be trusted any longer: at once at
+// first, and then with growing pauses. Each time with a new client, so that nothing of the old stream becomes
+// a later answer.
+//
+// After it has been made it is given time before the first request: the configured pause, and on a serial
+// line as long as an answer to an older request may still come. What comes meanwhile is heard and dropped.
+class ModbusConnection : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Whoever sends over the connection. All this is told from inside the client's signals, of timers here or
+    // of calls to the connection, which must not be deleted meanwhile.
+    class Owner
+    {
+    public:
+        // isReady() becomes true next: the last moment of those who wait for a connection.
+        virtual void onSettled() = 0;
+        virtual void onReady() = 0;
+        // What follows the function code of the answer to the last request, as the client has taken it. The
+        // bytes that it was taken from follow.
+        virtual void onTaken(const QByteArray& data) = 0;
+        virtual void onReceived(const QByteArray& bytes) = 0;
+        // The connection is lost, and so is what was sent over it. Returns the milliseconds that there were
+        // for an answer, when one is missed.
+        virtual std::optional<int> onLost(const QString& reason) = 0;
+        // mayWait() has become false.
+        virtual void onNothingToWaitFor() = 0;
+        // What has been decided and not told yet is not to be delayed.
+        virtual bool hasOutcomesToTell() const = 0;
+
+    protected:
+        ~Owner() = default;
+    };
+
+    // All three must outlive the connection.
+    ModbusConnection(const ModbusTransport& transport, LinkStatistics& statistics, Owner& owner);
+    ~ModbusConnection() override;
+
+    void start();
+    // Closes for good.
+    void stop(const QString& reason);
+
+    // Requests can be sent.
+    bool isReady() const { return m_state == State::Ready; }
+    // Requests may wait for it to be ready. They may for the first one after start(), for at most 250 ms for
+    // one that is made again at once, and while one is given its time before the first request.
+    bool mayWait() const;
+    // An older answer may still come.
+    bool isDraining() const { return m_state == State::Settling && m_drainTime > 0; }
+    // "not connected to …: …"
+    QString notConnectedText() const;
+
+    // Unit and checksum or header are the client's to add. False when it could not be sent; the owner has
+    // been told of the loss then.
+    bool send(const QByteArray& pdu);
+    // Sends at once what has been left to the event loop, and may find out that the connection is lost.
+    void flush();
+    // A proper answer has come: what is lost next is reopened at once.
+    void noteAnswer() { m_backOff.reset(); }
+    // Closes and makes a new one, because of what came or did not come. `missedTime` are the milliseconds
+    // that there were for an answer that may still come; 0 for none.
+    void renew(const QString& reason, int missedTime);
+
+Q_SIGNALS:
+    // isReady() has changed. Told from the event loop, once per change that lasts until then: a listener may
+    // delete the connection. Not told of the end by stop().
+    void connectedChanged(bool connected);
+
+private:
+    enum class State { Stopped, Waiting, Connecting, Settling, Ready };
+
+    void setState(State state);
+    void tellConnected();
+    void open();
+    void discardClient();
+    void onOpened();
+    void onReceived(const QByteArray& bytes);
+    void hear(int size);
+    void onSettled();
+    void lose(const QString& reason);
+    void replace(const QString& reason, bool isDrained);
+
+    const ModbusTransport& m_transport;
+    LinkStatistics& m_statistics;
+    Owner& m_owner;
+    ClientHolder m_client;
+
+    State m_state = State::Stopped;
+    bool m_toldConnected = false;
+    bool m_tellingIsQueued = false;
+    QString m_lossReason;
+    QString m_lastLoggedReason;
+
+    BackOff m_backOff;
+    bool m_requestsMayWait = false; // although there is no connection
+    QElapsedTimer m_openedSince;
+    int m_drainTime = 0; // to listen to the next connection before a request is sent
+    int m_heard = 0;     // bytes that came before
+
+    QTimer m_connectTimer;
+    QTimer m_reopenTimer;
+    QTimer m_graceTimer;
+    QTimer m_settleTimer;
+};
