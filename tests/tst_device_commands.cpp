@@ -1,4 +1,5 @@
 #include "applications/simulator/simulated_controller.h"
+#include "plugins/p_device_mdc/tests/commands/command_rows.h"
 #include "tests/support/bench_fixture.h"
 #include "tests/support/bench_program.h"
 
@@ -17,6 +18,8 @@ class tst_DeviceCommands : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
+    void everyCommandHasRows();
     void run_data();
     void run();
     void triggerProgram_data();
@@ -24,6 +27,9 @@ private Q_SLOTS:
     void triggerProgramCutOff_data();
     void triggerProgramCutOff();
     void triggerProgramCutOffWithOlderValues();
+
+private:
+    QStringList m_commands; // of the built plug-in
 };
 
 namespace {
@@ -32,16 +38,6 @@ const QString c_trigger = "SetTriggerProgram";
 const QVariantList c_triggerValues{1, 100, 0, 1, 0, 3};
 constexpr int c_reads = 6;
 constexpr int c_steps = 12;
-
-struct Case
-{
-    const char* command;
-    const char* fault; // empty for none
-    int exitCode;
-    const char* out; // part of standard output; null: nothing is printed there
-    const char* err; // part of standard error; null: nothing is printed there
-    int times;       // how often
-};
 
 // The registers of the trigger program as they are in the controller.
 QVariantList triggerRegisters(Simulator& simulator)
@@ -78,6 +74,22 @@ void addProfiles()
 
 } // namespace
 
+void tst_DeviceCommands::initTestCase()
+{
+    BenchFixture bench;
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp), qPrintable(bench.error()));
+    m_commands = bench.device()->commandNames();
+    QVERIFY(!m_commands.isEmpty());
+}
+
+void tst_DeviceCommands::everyCommandHasRows()
+{
+    for (const QString& command : qAsConst(m_commands)) {
+        const QString objection = objectionTo(rowsOf(command), command);
+        QVERIFY2(objection.isEmpty(), qPrintable(objection));
+    }
+}
+
 void tst_DeviceCommands::run_data()
 {
     addProfiles();
@@ -89,95 +101,33 @@ void tst_DeviceCommands::run()
 {
     QFETCH(QString, profile);
     QFETCH(bool, rtu);
-    // The names alone stand one level deeper.
-    const char* const presetOut = profile == "mdc32-gen2" ? R"("name":"presetData","value":{"acceleration":)"
-                                                          : R"("name":"presetData","value":{"presetData":{)";
-    const char* const refusal = "refused";
-    const char* const invalid = "is not valid";
-    const char* const doneOk = R"("name":"doneOk","value":true)";
-    const char* const notDone = R"("name":"doneOk","value":false)";
-    const char* const goesOn = "; listening goes on";
-    const Case cases[] = {
-        {"getInfo", "", 0, R"("name":"deviceInformation")", nullptr, 0},
-        {"getInfo", "exception=1", 7, nullptr, refusal, 1},
-        {"getInfo", "no-answer", 6, nullptr, "check that the controller is on", 1},
-        {"setDirection direction=1", "", 0, doneOk, nullptr, 0},
-        {"setDirection direction=1", "exception=3", 7, nullptr, "Direction not applied", 1},
-        {"setDirection direction=1", "no-answer", 9, nullptr, "read the state back", 1},
-        {"setDirection direction=1", "short", 9, nullptr, "read the state back", 1},
-        {"setProgram program=3", "", 0, doneOk, nullptr, 0},
-        {"setProgram program=3", "exception=3", 7, notDone, refusal, 1},
-        {"setProgram program=3", "no-answer", 9, nullptr, "read the state back", 1},
-        {"setProgram program=3", "short", 9, nullptr, "read the state back", 1},
-        {"resetAlarm", "", 0, nullptr, nullptr, 0},
-        {"resetAlarm", "exception=3", 7, nullptr, refusal, 1},
-        {"resetAlarm", "no-answer", 9, nullptr, "read the state back", 1},
-        {"resetAlarm", "short", 9, nullptr, "read the state back", 1},
-        {"getRegister channel=direction", "", 0, R"("name":"values","value":[0])", nullptr, 0},
-        {"getRegister channel=direction", "exception=2", 7, nullptr, refusal, 1},
-        {"getRegister channel=direction", "no-answer", 6, nullptr, "check that the controller is on", 1},
-        {"getRegister channel=direction", "short", 5, nullptr, invalid, 2},
-        {"setLock lock=1", "short", 9, nullptr, "read the state back", 1},
-        {"setLockScreen", "short", 9, nullptr, "read the state back", 1},
-        {"SetTriggerProgram", "short@6", 5, nullptr, "nothing has been written or saved", 1},
-        {"getPresetData preset=2", "short", 5, nullptr, invalid, 2},
-        {"listenEventsData --count 1", "short@1", 0, R"("eventCountNo":-1)", goesOn, 1},
-        {"listenMotorRunState --count 1", "short@1", 0, R"("name":"isRunning")", goesOn, 1},
-        {"setLock lock=2", "", 0, R"("name":"lockStatus","value":"fastening")", nullptr, 0},
-        {"setLock lock=1 unlockLoosening=true", "", 0, R"("name":"lockStatus","value":"loosening")",
-         "declares no parameter \"unlockLoosening\"", 1},
-        {"setLock lock=1", "exception=3", 7, nullptr, "Device is not locked as wanted", 1},
-        {"setLock lock=1", "no-answer", 9, nullptr, "read the state back", 1},
-        {"setLock lock=1", "cut-middle", 9, nullptr, "read the state back", 1},
-        {"setLockScreen", "", 0, doneOk, nullptr, 0},
-        {"setLockScreen", "exception=3", 7, notDone, refusal, 1},
-        {"setLockScreen", "no-answer", 9, nullptr, "read the state back", 1},
-        {"setLockScreen", "cut-middle", 9, nullptr, "read the state back", 1},
-        {"SetTriggerProgram", "", 0, doneOk, nullptr, 0},
-        {"SetTriggerProgram resetMode=true", "", 0, doneOk, nullptr, 0},
-        {"SetTriggerProgram", "exception=2", 7, nullptr, "nothing has been written or saved", 1},
-        {"SetTriggerProgram", "exception=2@7", 7, nullptr, "program 15 is incomplete", 1},
-        {"SetTriggerProgram", "no-answer", 6, nullptr, "nothing has been written or saved", 1},
-        {"SetTriggerProgram", "no-answer@7", 9, nullptr, "program 15 is incomplete", 1},
-        {"SetTriggerProgram", "cut-middle@3", 6, nullptr, "nothing has been written or saved", 1},
-        {"getPresetData preset=2", "", 0, presetOut, nullptr, 0},
-        {"getPresetData preset=999", "", 0, R"("name":"presetData","value":{})", nullptr, 0},
-        {"getPresetData preset=0", "", 1, nullptr, "failure to get preset value", 1},
-        {"getPresetData preset=2", "exception=2", 7, nullptr, refusal, 1},
-        {"getPresetData preset=2", "no-answer", 6, nullptr, "check that the controller is on", 1},
-        {"getPresetData preset=2", "cut-middle", 6, nullptr, "check that the controller is on", 1},
-        {"listenEventsData --count 2", "", 0, R"("eventCountNo":-1)", nullptr, 0},
-        {"listenEventsData --seconds 0.5", "exception=2", 0, nullptr, goesOn, 1},
-        {"listenEventsData --count 1", "no-answer@1", 0, R"("eventCountNo":-1)", goesOn, 1},
-        {"listenEventsData --count 1", "cut-middle@1", 0, R"("eventCountNo":-1)", goesOn, 1},
-        {"listenMotorRunState --count 2", "", 0, R"("name":"isRunning","value":false)", nullptr, 0},
-        {"listenMotorRunState --count 1 --changes", "", 0, R"("name":"isRunning","value":false)", nullptr, 0},
-        {"listenMotorRunState --seconds 0.5", "exception=2", 0, nullptr, goesOn, 1},
-        {"listenMotorRunState --count 1", "no-answer@1", 0, R"("name":"isRunning")", goesOn, 1},
-        {"listenMotorRunState --count 1", "cut-middle@1", 0, R"("name":"isRunning")", goesOn, 1},
-    };
     struct Running
     {
-        Case expected;
+        RunRow expected;
         QString title;
         std::unique_ptr<QProcess> process;
     };
     std::vector<Running> all;
-    for (const Case& expected : cases) {
-        QStringList arguments{"--simulate", rtu ? "rtu" : "tcp", "--profile", profile, "--format", "jsonl"};
-        if (*expected.fault != '\0')
-            arguments << "--fault" << expected.fault;
-        arguments << "run" << QString(expected.command).split(' ');
-        all.push_back({expected, arguments.join(' '), startBench(arguments)});
+    for (const QString& command : qAsConst(m_commands)) {
+        const QList<RunRow> rows = rowsOf(command).runs;
+        for (const RunRow& expected : rows) {
+            QStringList arguments{"--simulate", rtu ? "rtu" : "tcp", "--profile",
+                                  profile,      "--format",          "jsonl"};
+            if (*expected.fault != '\0')
+                arguments << "--fault" << expected.fault;
+            arguments << "run" << QString(expected.commandLine).split(' ');
+            all.push_back({expected, arguments.join(' '), startBench(arguments)});
+        }
     }
     for (Running& running : all) {
         const BenchEnd end = endOf(*running.process);
-        const Case& expected = running.expected;
+        const RunRow& expected = running.expected;
+        const bool isOther = expected.outOfGeneration1 != nullptr && profile != "mdc32-gen2";
+        const char* const out = isOther ? expected.outOfGeneration1 : expected.out;
         const QString told =
             QString("%1: exit code %2\n%3\n%4").arg(running.title).arg(end.exitCode).arg(end.out, end.err);
         QVERIFY2(end.exitCode == expected.exitCode, qPrintable(told));
-        QVERIFY2(expected.out == nullptr ? end.out.isEmpty() : end.out.contains(expected.out),
-                 qPrintable(told));
+        QVERIFY2(out == nullptr ? end.out.isEmpty() : end.out.contains(out), qPrintable(told));
         QVERIFY2(expected.err == nullptr ? end.err.isEmpty() : end.err.count(expected.err) == expected.times,
                  qPrintable(told));
     }

@@ -64,13 +64,6 @@ const CommandNeeds* needsOf(const QString& command)
     return found == table.cend() ? nullptr : &*found;
 }
 
-QStringList pluginCommands()
-{
-    PDeviceMdc device;
-    device.initPluginCommands();
-    return device.commandNames();
-}
-
 // Under which name this controller's channel is looked up; empty for one that is of no use to it.
 QString channelOf(const CommandNeeds& needs, const NeededChannel& need, const Controller& controller,
                   const QVariantMap& arguments)

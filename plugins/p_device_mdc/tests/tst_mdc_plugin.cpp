@@ -1,3 +1,5 @@
+#include "model/command_needs.h"
+
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <lib_utilities/version.h>
@@ -101,10 +103,10 @@ void TestMdcPlugin::instances()
 
 void TestMdcPlugin::commands()
 {
-    const QStringList names{"getInfo",       "setDirection",  "setProgram",       "SetTriggerProgram",
-                            "setLock",       "setLockScreen", "listenEventsData", "listenMotorRunState",
-                            "getPresetData", "backup",        "restoreBackup",    "resetAlarm",
-                            "getRegister"};
+    // Hosts show the commands in the order of the registry.
+    QStringList names;
+    for (const CommandNeeds& needs : commandNeeds())
+        names.append(needs.command);
     const QUuid uuid = QUuid::createUuid();
     const std::unique_ptr<IPlugin> instance(m_root->createInstance(uuid));
     auto* const object = dynamic_cast<DAbstractPlugin*>(instance.get());
