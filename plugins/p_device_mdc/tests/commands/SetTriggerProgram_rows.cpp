@@ -3,6 +3,8 @@
 namespace {
 
 constexpr const char* c_nothingWritten = "nothing has been written or saved";
+constexpr const char* c_asItWas = "program 15 is as it was";
+constexpr const char* c_perhapsFirst = "its first register may have been written";
 constexpr const char* c_incomplete = "program 15 is incomplete";
 
 QList<ExecutionRow> executions()
@@ -51,9 +53,11 @@ QList<RunRow> runs()
         {"SetTriggerProgram", "", 0, c_doneOk, nullptr, 0},
         {"SetTriggerProgram resetMode=true", "", 0, c_doneOk, nullptr, 0},
         {"SetTriggerProgram", "exception=2", 7, nullptr, c_nothingWritten, 1},
-        {"SetTriggerProgram", "exception=2@7", 7, nullptr, c_incomplete, 1},
+        {"SetTriggerProgram", "exception=2@7", 7, nullptr, c_asItWas, 1},
+        {"SetTriggerProgram", "exception=2@8", 7, nullptr, c_incomplete, 1},
         {"SetTriggerProgram", "no-answer", 6, nullptr, c_nothingWritten, 1},
-        {"SetTriggerProgram", "no-answer@7", 9, nullptr, c_incomplete, 1},
+        {"SetTriggerProgram", "no-answer@7", 9, nullptr, c_perhapsFirst, 1},
+        {"SetTriggerProgram", "no-answer@8", 9, nullptr, c_incomplete, 1},
         {"SetTriggerProgram", "cut-middle@3", 6, nullptr, c_nothingWritten, 1},
         {"SetTriggerProgram", "short@6", 5, nullptr, c_nothingWritten, 1},
     };
