@@ -1,5 +1,7 @@
 #pragma once
 
+#include "applications/simulator/controller_profile.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -114,4 +116,10 @@ inline QJsonArray without(const QJsonArray& channels, const QString& id)
             result.append(one);
     }
     return result;
+}
+
+inline ControllerProfile profileOfGeneration(int generation)
+{
+    return *ControllerProfile::byName(generation == 1 ? QStringLiteral("mdc22-gen1v2")
+                                                      : QStringLiteral("mdc32-gen2"));
 }

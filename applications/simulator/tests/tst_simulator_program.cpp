@@ -1,0 +1,251 @@
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/tests/simulator_fixture.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <csignal>
+
+// The program, and a client of another making.
+class TestSimulatorProgram : public SimulatorFixture
+{
+    Q_OBJECT
+
+    void checkState(quint16 port, char unit);
+
+private Q_SLOTS:
+    void mbpollReadsAndWrites_data();
+    void mbpollReadsAndWrites();
+    void programRuns_data();
+    void programRuns();
+    void programRefuses_data();
+    void programRefuses();
+    void programLists();
+};
+
+void TestSimulatorProgram::mbpollReadsAndWrites_data()
+{
+    QTest::addColumn<bool>("rtu");
+    QTest::addColumn<QStringList>("arguments"); // behind the place
+    QTest::addColumn<QStringList>("values");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QString>("printed");
+
+    for (const bool rtu : {false, true}) {
+        const auto row = [rtu](const char* name) -> QTestData& {
+            return QTest::addRow("%s: %s", rtu ? "rtu" : "tcp", name) << rtu;
+        };
+        row("read") << QStringList({"-r", "6101", "-c", "4"}) << QStringList() << true << "[6103]: \t1";
+        row("read the programs") << QStringList({"-r", "1", "-c", "40"}) << QStringList() << true
+                                 << "[2]: \t105";
+        row("read undefined") << QStringList({"-r", "6107", "-c", "1"}) << QStringList() << false
+                              << "Illegal data address";
+        row("read the event") << QStringList({"-r", "6201", "-c", "16"}) << QStringList() << true
+                              << "[6216]: \t0";
+        row("lock") << QStringList({"-r", "6004"}) << QStringList({"3"}) << true << "Written 1 references";
+        row("write") << QStringList({"-r", "6001"}) << QStringList({"1"}) << true << "Written 1 references";
+        row("write two") << QStringList({"-r", "6001"}) << QStringList({"1", "5"}) << true
+                         << "Written 2 references";
+        row("write without meaning") << QStringList({"-r", "6001"}) << QStringList({"2"}) << false
+                                     << "Illegal data value";
+        if (rtu)
+            row("identification") << QStringList({"-u"}) << QStringList() << true << "Length: 13";
+    }
+}
+
+void TestSimulatorProgram::mbpollReadsAndWrites()
+{
+    QFETCH(bool, rtu);
+    QFETCH(QStringList, arguments);
+    QFETCH(QStringList, values);
+    QFETCH(QString, printed);
+    QStringList all{QStringLiteral("-m"), rtu ? QStringLiteral("rtu") : QStringLiteral("tcp"),
+                    QStringLiteral("-a"), QStringLiteral("1"),
+                    // Registers as they stand in the frame, one poll.
+                    QStringLiteral("-0"), QStringLiteral("-1"), QStringLiteral("-o"), QStringLiteral("5")};
+    if (!rtu)
+        all << QStringLiteral("-p") << QString::number(m_simulator->tcpPort());
+    all << arguments << (rtu ? m_simulator->openPseudoTerminal() : QStringLiteral("127.0.0.1")) << values;
+    QProcess mbpoll;
+    mbpoll.setProcessChannelMode(QProcess::MergedChannels);
+    mbpoll.start(QStringLiteral(MBPOLL), all);
+    QVERIFY(mbpoll.waitForStarted());
+    // The simulator lives in this thread: its event loop must run.
+    QTRY_COMPARE_WITH_TIMEOUT(mbpoll.state(), QProcess::NotRunning, 15000);
+    const QString output = QString::fromLocal8Bit(mbpoll.readAll());
+    QVERIFY2(output.contains(printed), qPrintable(output));
+    QFETCH(bool, ok);
+    QVERIFY2((mbpoll.exitCode() == 0) == ok, qPrintable(output));
+    QCOMPARE(m_simulator->controller().acceptedWriteCount(), qint64(values.isEmpty() || !ok ? 0 : 1));
+    if (values.size() == 2)
+        QCOMPARE(m_simulator->controller().currentPreset(), quint16(5));
+}
+
+void TestSimulatorProgram::programRuns_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("summary");
+
+    const QStringList port{QStringLiteral("--port"), QStringLiteral("0")};
+    QTest::newRow("terminated") << port << SIGTERM
+                                << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$"
+                                << true;
+    QTest::newRow("interrupted") << port + QStringList{"--profile", "bm-gen1v1", "--unit", "7"} << SIGINT
+                                 << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 7, BM generation 1\n$"
+                                 << true;
+    QTest::newRow("quiet") << port + QStringList{"--quiet", "--fault", "late=5@1", "--fault", "close@2"}
+                           << SIGTERM
+                           << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$"
+                           << false;
+    QTest::newRow("pseudo-terminal") << QStringList{"--pty"} << SIGTERM
+                                     << "^listening on /dev/pts/([0-9]+), unit 1, MDC-32 generation 2\n$"
+                                     << true;
+    QTest::newRow("paced") << QStringList{"--pty", "--pace", "115200"} << SIGTERM
+                           << "^listening on /dev/pts/([0-9]+), unit 1, MDC-32 generation 2\n$" << true;
+    QTest::newRow("tightening") << port + QStringList{"--tightening-interval", "2", "--event-count", "30000"}
+                                << SIGTERM
+                                << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$"
+                                << true;
+    QTest::newRow("object and state")
+        << port + QStringList{"--object", "mdc", "--alarm", "12", "--motor-run", "--torque-unit", "2"}
+        << SIGTERM << "^listening on 127\\.0\\.0\\.1:([0-9]+), unit 1, MDC-32 generation 2\n$" << true;
+}
+
+// What the program serves is what its options said.
+void TestSimulatorProgram::checkState(quint16 port, char unit)
+{
+    RawClient client(port);
+    QByteArray request = QByteArray::fromHex("0001 0000 0002 01 11");
+    request[6] = unit;
+    client.send(request);
+    QTRY_VERIFY(client.received().size() > 14);
+    if (QByteArray(QTest::currentDataTag()) == "tightening") {
+        // The event counter, on from where it was told to start.
+        const auto count = [&client] {
+            return client.received().size() == 22 ? client.received().right(4).toInt(nullptr, 16) : -1;
+        };
+        do {
+            client.forget();
+            client.send(QByteArray::fromHex("0001 0000 0006 01 03 1839 0001"));
+            QTRY_VERIFY(count() >= 30000);
+        } while (count() == 30000);
+        QVERIFY2(count() < 60000, client.received().constData());
+    }
+    if (QByteArray(QTest::currentDataTag()) == "object and state") {
+        client.forget();
+        client.send(c_readStatus);
+        QTRY_COMPARE(client.received(),
+                     QByteArray::fromHex("0001 0000 000B 01 03 08 0000 0001 0001 000C").toHex());
+        client.forget();
+        client.send(QByteArray::fromHex("0001 0000 0006 01 03 07D1 0001"));
+        QTRY_COMPARE(client.received(), QByteArray::fromHex("0001 0000 0005 01 03 02 0002").toHex());
+    }
+}
+
+void TestSimulatorProgram::programRuns()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, signal);
+    QFETCH(QString, line);
+    QFETCH(bool, summary);
+    QProcess program;
+    program.start(QStringLiteral(SIMULATOR), arguments);
+    QVERIFY(program.waitForStarted());
+    QByteArray output;
+    QByteArray messages;
+    const auto isListening = [&] {
+        output += program.readAllStandardOutput();
+        messages += program.readAllStandardError();
+        return output.contains('\n');
+    };
+    QTRY_VERIFY2(isListening(), messages.constData());
+    const QRegularExpressionMatch match = QRegularExpression(line).match(QString::fromLocal8Bit(output));
+    QVERIFY2(match.hasMatch(), output.constData());
+    const bool isTcp = output.contains("127.0.0.1");
+    if (isTcp) {
+        const char unit = output.contains("unit 7") ? 7 : 1;
+        checkState(static_cast<quint16>(match.captured(1).toUInt()), unit);
+        if (QTest::currentTestFailed())
+            return;
+    }
+    QCOMPARE(::kill(static_cast<pid_t>(program.processId()), signal), 0);
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 0);
+    const QByteArray rest = program.readAllStandardOutput();
+    messages += program.readAllStandardError();
+    // The bundled configuration has all that the controller needs.
+    QVERIFY2(!messages.contains("not simulated"), messages.constData());
+    if (summary) {
+        QVERIFY2(rest.contains(" requests, 0 of them hit by faults, 0 writes accepted, 0 refused\n"),
+                 rest.constData());
+        QCOMPARE(messages.contains("connected"), isTcp);
+    } else {
+        QCOMPARE(rest, QByteArray());
+        QCOMPARE(messages, QByteArray());
+    }
+}
+
+void TestSimulatorProgram::programRefuses_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("fault") << QStringList{"--fault", "slow"} << 2
+                           << "\"slow\" is not one of no-answer, lost, late";
+    QTest::newRow("profile") << QStringList{"--profile", "mdc99"} << 2 << "\"mdc99\" is no profile";
+    QTest::newRow("option") << QStringList{"--prot", "5"} << 2 << "--prot";
+    QTest::newRow("port") << QStringList{"--port", "70000"} << 2 << "--port";
+    QTest::newRow("unit") << QStringList{"--unit", "0"} << 2 << "--unit";
+    QTest::newRow("no interval") << QStringList{"--tightening-interval", "0"} << 2 << "--tightening-interval";
+    QTest::newRow("interval of more than an hour")
+        << QStringList{"--tightening-interval", "3600001"} << 2 << "--tightening-interval";
+    QTest::newRow("event count") << QStringList{"--event-count", "65536"} << 2 << "--event-count";
+    QTest::newRow("torque unit") << QStringList{"--torque-unit", "3"} << 2 << "--torque-unit";
+    QTest::newRow("baud alone") << QStringList{"--baud", "9600"} << 2 << "--serial";
+    QTest::newRow("pace alone") << QStringList{"--pace", "9600"} << 2 << "--pty";
+    QTest::newRow("slowest pace") << QStringList{"--pty", "--pace", "299"} << 2 << "--pace";
+    QTest::newRow("parity") << QStringList{"--serial", "/dev/no-such-line", "--parity", "mark"} << 2
+                            << "mark";
+    QTest::newRow("serial device") << QStringList{"--serial", "/dev/no-such-line"} << 1
+                                   << "/dev/no-such-line";
+    QTest::newRow("configuration") << QStringList{"--config", "no/such/bench.json"} << 1
+                                   << "no/such/bench.json";
+    QTest::newRow("object") << QStringList{"--object", "left"} << 1 << "no device \"left\"; there is mdc";
+}
+
+void TestSimulatorProgram::programRefuses()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+    QProcess program;
+    program.start(QStringLiteral(SIMULATOR), arguments);
+    QVERIFY(program.waitForFinished());
+    const QString messages = QString::fromLocal8Bit(program.readAllStandardError());
+    QCOMPARE(program.exitCode(), exitCode);
+    QVERIFY2(messages.contains(message), qPrintable(messages));
+    QCOMPARE(program.readAllStandardOutput(), QByteArray());
+}
+
+void TestSimulatorProgram::programLists()
+{
+    QProcess program;
+    program.start(QStringLiteral(SIMULATOR),
+                  {QStringLiteral("--list-faults"), QStringLiteral("--list-profiles")});
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 0);
+    const QString output = QString::fromLocal8Bit(program.readAllStandardOutput());
+    for (const FaultDescription& fault : faultDescriptions())
+        QVERIFY2(output.contains(QStringLiteral("\n  %1").arg(QString::fromLatin1(fault.name))), fault.name);
+    const QList<ControllerProfile> profiles = ControllerProfile::all();
+    for (const ControllerProfile& profile : profiles)
+        QVERIFY2(output.contains(profile.description), qPrintable(profile.name));
+}
+
+QTEST_GUILESS_MAIN(TestSimulatorProgram)
+#include "tst_simulator_program.moc"

@@ -1,0 +1,202 @@
+#include "applications/simulator/pseudo_terminal.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/tests/simulator_fixture.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+class TestSimulatorRtu : public SimulatorFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void answersOverRtu_data();
+    void answersOverRtu();
+    void faultOnTheLine_data();
+    void faultOnTheLine();
+    void lateOverRtu();
+    void restartSilencesTheLine();
+    void broadcastIsCarriedOut();
+    void lineRecoversFromNoise();
+    void bothTransportsShowOneController();
+    void servesASerialDevice();
+    void refusesAnUnknownSerialDevice();
+};
+
+void TestSimulatorRtu::answersOverRtu_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<QByteArray>("answer");
+
+    QTest::newRow("read") << QByteArray::fromHex("01 03 17D5 0004")
+                          << QByteArray::fromHex("01 03 08 0000 0000 0001 0000");
+    QTest::newRow("read 120") << QByteArray::fromHex("01 03 17D6 0078") << QByteArray::fromHex("01 83 02");
+    QTest::newRow("write") << QByteArray::fromHex("01 06 1771 0001")
+                           << QByteArray::fromHex("01 06 1771 0001");
+    QTest::newRow("write without meaning")
+        << QByteArray::fromHex("01 06 1771 0005") << QByteArray::fromHex("01 86 03");
+    QTest::newRow("write two") << QByteArray::fromHex("01 10 1771 0002 04 0001 0005")
+                               << QByteArray::fromHex("01 10 1771 0002");
+    QTest::newRow("identification") << QByteArray::fromHex("01 11")
+                                    << QByteArray::fromHex("01 11 0D 0100 0200 0700 AC0F 2A00 0F0713");
+}
+
+void TestSimulatorRtu::answersOverRtu()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, answer);
+    QString error;
+    const QString name = m_simulator->openPseudoTerminal(&error);
+    QVERIFY2(!name.isEmpty(), qPrintable(error));
+    openLine(name);
+    for (int round = 0; round < 3; ++round) {
+        m_fromLine.clear();
+        m_line->write(withChecksum(request));
+        QTRY_COMPARE(line(), withChecksum(answer).toHex());
+    }
+    // A client that comes later finds the line as good.
+    m_line.reset();
+    openLine(name);
+    m_fromLine.clear();
+    m_line->write(withChecksum(request));
+    QTRY_COMPARE(line(), withChecksum(answer).toHex());
+}
+
+void TestSimulatorRtu::faultOnTheLine_data()
+{
+    QTest::addColumn<QByteArray>("wire");
+    QTest::addColumn<bool>("carriedOut");
+
+    const QByteArray answer = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
+    QTest::newRow("no-answer@once") << QByteArray() << true;
+    QTest::newRow("lost@once") << QByteArray() << false;
+    QTest::newRow("twice@once") << answer + answer << true;
+    QTest::newRow("cut-header@once") << QByteArray::fromHex("01 06") << true;
+    QTest::newRow("cut-middle@once") << QByteArray::fromHex("01 06 1771 00") << true;
+    QTest::newRow("exception=6@once") << withChecksum(QByteArray::fromHex("01 86 06")) << false;
+    QTest::newRow("close@once") << QByteArray() << true;
+    QTest::newRow("reset@once") << QByteArray() << true;
+    QTest::newRow("refuse") << QByteArray() << false;
+    QTest::newRow("refuse@1") << QByteArray() << false;
+}
+
+void TestSimulatorRtu::faultOnTheLine()
+{
+    QFETCH(QByteArray, wire);
+    QFETCH(bool, carriedOut);
+    const QString name = m_simulator->openPseudoTerminal();
+    openLine(name);
+    QVERIFY(m_simulator->faults().add(QString::fromLatin1(QTest::currentDataTag())));
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 1771 0001")));
+    // What comes next shows that this was all; a silent line is asked again until it answers.
+    const QByteArray identify = withChecksum(QByteArray::fromHex("01 11"));
+    const QByteArray identity = withChecksum(QByteArray::fromHex("01 11 0D 0100 0200 0700 AC0F 2A00 0F0713"));
+    if (!wire.isEmpty())
+        QTRY_COMPARE(line(), wire.toHex());
+    else if (m_simulator->faults().isRefusing())
+        QTRY_COMPARE(m_line->bytesToWrite(), qint64(0));
+    else
+        QTRY_COMPARE(m_simulator->faults().hitCount(), qint64(1));
+    if (carriedOut)
+        QTRY_COMPARE(m_simulator->controller().direction(), quint16(1));
+    QTRY_VERIFY(m_simulator->faults().hitCount() == 1 || m_simulator->faults().isRefusing());
+    m_simulator->faults().clear();
+    m_line->write(identify);
+    QTRY_COMPARE(line(), (wire + identity).toHex());
+    QCOMPARE(m_simulator->controller().direction() == 1, carriedOut);
+}
+
+void TestSimulatorRtu::lateOverRtu()
+{
+    openLine(m_simulator->openPseudoTerminal());
+    QVERIFY(m_simulator->faults().add(QStringLiteral("late=200@once")));
+    QElapsedTimer clock;
+    clock.start();
+    m_line->write(withChecksum(QByteArray::fromHex("01 11")));
+    QTRY_COMPARE(line(),
+                 withChecksum(QByteArray::fromHex("01 11 0D 0100 0200 0700 AC0F 2A00 0F0713")).toHex());
+    QVERIFY2(clock.elapsed() >= 200, qPrintable(QString::number(clock.elapsed())));
+}
+
+void TestSimulatorRtu::restartSilencesTheLine()
+{
+    openLine(m_simulator->openPseudoTerminal());
+    QVERIFY(m_simulator->faults().add(QStringLiteral("restart=200@once")));
+    QSignalSpy messages(m_simulator.get(), &Simulator::message);
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 1771 0001")));
+    QTRY_COMPARE(newest(messages), QStringLiteral("controller up again"));
+    QVERIFY(m_fromLine.isEmpty());
+    QCOMPARE(m_simulator->controller().direction(), quint16(0));
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 1771 0001")));
+    QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 06 1771 0001")).toHex());
+}
+
+void TestSimulatorRtu::broadcastIsCarriedOut()
+{
+    openLine(m_simulator->openPseudoTerminal());
+    m_line->write(withChecksum(QByteArray::fromHex("00 06 1771 0001")));
+    QTRY_COMPARE(m_simulator->controller().direction(), quint16(1));
+    m_line->write(withChecksum(QByteArray::fromHex("02 06 1771 0000")));
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 1772 0005")));
+    QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 06 1772 0005")).toHex());
+    QCOMPARE(m_simulator->controller().direction(), quint16(1));
+}
+
+void TestSimulatorRtu::lineRecoversFromNoise()
+{
+    QSignalSpy messages(m_simulator.get(), &Simulator::message);
+    openLine(m_simulator->openPseudoTerminal());
+    const QByteArray request = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
+    // Half a frame, discarded once nothing follows; then one with a wrong check sum.
+    m_line->write(request.left(5));
+    QTRY_COMPARE(messages.size(), 1);
+    QVERIFY(messages.first().first().toString().contains(QStringLiteral("5 bytes")));
+    QByteArray damaged = request;
+    damaged[4] = 1;
+    m_line->write(damaged);
+    QTRY_COMPARE(messages.size(), 2);
+    m_line->write(request);
+    QTRY_COMPARE(line(), request.toHex());
+}
+
+void TestSimulatorRtu::bothTransportsShowOneController()
+{
+    openLine(m_simulator->openPseudoTerminal());
+    m_line->write(withChecksum(QByteArray::fromHex("01 06 1771 0001")));
+    QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 06 1771 0001")).toHex());
+    RawClient client(m_simulator->tcpPort());
+    client.send(QByteArray::fromHex("0001 0000 0006 01 03 17D5 0001"));
+    QTRY_COMPARE(client.received(), QByteArray::fromHex("0001 0000 0005 01 03 02 0001").toHex());
+    QCOMPARE(m_simulator->controller().writes().first().transport, QStringLiteral("rtu"));
+    QCOMPARE(m_simulator->faults().requestCount(), qint64(2));
+}
+
+void TestSimulatorRtu::servesASerialDevice()
+{
+    Simulator served(sampleConfiguration(), *ControllerProfile::byName(QStringLiteral("mdc22-gen2")));
+    // The far end of a pseudo-terminal is the device.
+    PseudoTerminal cable;
+    QString error;
+    const QString device = cable.openPair(&error);
+    QVERIFY2(!device.isEmpty(), qPrintable(error));
+    QByteArray received;
+    connect(&cable, &PseudoTerminal::readyRead, this, [&] { received += cable.readAll(); });
+    QVERIFY2(served.listenSerial(device, 19200, 'E', &error), qPrintable(error));
+    const QByteArray request = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
+    cable.write(request);
+    QTRY_COMPARE(received.toHex(), request.toHex());
+    QCOMPARE(served.controller().direction(), quint16(1));
+}
+
+void TestSimulatorRtu::refusesAnUnknownSerialDevice()
+{
+    QString error;
+    QVERIFY(!m_simulator->listenSerial(QStringLiteral("/dev/no-such-line"), 19200, 'N', &error));
+    QVERIFY2(error.contains(QStringLiteral("/dev/no-such-line")), qPrintable(error));
+    QVERIFY(!m_simulator->listenSerial(QStringLiteral("/dev/no-such-line"), 19200, 'X', &error));
+    QVERIFY2(error.contains(QStringLiteral("N, E, O")), qPrintable(error));
+}
+
+QTEST_GUILESS_MAIN(TestSimulatorRtu)
+#include "tst_simulator_rtu.moc"
