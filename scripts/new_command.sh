@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# Begins a command of the device plug-in: one that writes its parameter "value" to one register, as most do.
+#
+#   scripts/new_command.sh NAME [CHANNEL]
+#
+# NAME is the command's, as in setTorqueUnit; CHANNEL the configuration's name of its register without a
+# generation's suffix (NAME and "Change" without "set", as in torqueUnitChange). Writes the command, its rows
+# for the tests and its needs, makes them known, and says what is left. The tests fail until that is done.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+usage() {
+  sed -n '2,8s/^# \{0,1\}//p' "$0" >&2
+  exit 2
+}
+if [ $# -lt 1 ] || [ $# -gt 2 ]; then usage; fi
+name=$1
+case "$name" in -h | --help) usage ;; esac
+[[ $name =~ ^[a-z][A-Za-z0-9]*$ ]] || { echo "new_command: \"$name\" is no name of a command: letters and digits, a small letter first" >&2; exit 2; }
+default=${name#set}
+default=${default,}Change
+channel=${2:-$default}
+[[ $channel =~ ^[a-z][A-Za-z0-9]*$ ]] || { echo "new_command: \"$channel\" is no name of a channel: letters and digits, a small letter first" >&2; exit 2; }
+
+plugin=plugins/p_device_mdc
+class=DCmd${name^}
+for file in "$plugin/source/d_cmd_$name.h" "$plugin/source/d_cmd_$name.cpp" "$plugin/tests/commands/${name}_rows.cpp"; do
+  [ ! -e "$file" ] || { echo "new_command: $file is there already" >&2; exit 1; }
+done
+
+filled() {
+  sed -e "s/@NAME@/$name/g; s/@CLASS@/$class/g; s/@HANDLER@/${name^}/g; s/@CHANNEL@/$channel/g" "scripts/templates/$1"
+}
+
+# Puts TEXT before the first line that matches END, behind the line that matches BEGIN.
+insert() { # FILE BEGIN END TEXT
+  awk -v begin="$2" -v end="$3" -v text="$4" '
+    !done && seen && $0 ~ end { print text; done = 1 }
+    $0 ~ begin { seen = 1 }
+    { print }
+    END { exit !done }' "$1" >"$1.new" ||
+    { rm -f "$1.new"; echo "new_command: $1 has no place for it: a line \"$3\" behind \"$2\"" >&2; exit 1; }
+  mv "$1.new" "$1"
+}
+
+# What may not find its place comes first; the files that are new come last.
+insert $plugin/CMakeLists.txt 'source/d_cmd_' '^    source/d_mdc_channel' "    source/d_cmd_$name.cpp source/d_cmd_$name.h"
+insert $plugin/CMakeLists.txt 'tests/commands/command_rows.cpp' '^    tests/commands/SetTriggerProgram_rows' "    tests/commands/${name}_rows.cpp"
+insert $plugin/source/p_device_mdc.cpp '#include "d_cmd_' '#include "d_mdc_channel' "#include \"d_cmd_$name.h\""
+insert $plugin/source/p_device_mdc.cpp 'declareInstructionCommand' 'sigCommandsInitDone' "    declareInstructionCommand(new $class(this));"
+insert $plugin/model/command_needs.cpp '^namespace' '^} // namespace' "$(filled needs.cpp.in)
+"
+insert $plugin/model/command_needs.cpp 'c_needs\{' '^    \};' "        $name(),"
+filled d_cmd.h.in >"$plugin/source/d_cmd_$name.h"
+filled d_cmd.cpp.in >"$plugin/source/d_cmd_$name.cpp"
+filled rows.cpp.in >"$plugin/tests/commands/${name}_rows.cpp"
+clang-format -i "$plugin/source/d_cmd_$name".{h,cpp} "$plugin/tests/commands/${name}_rows.cpp" \
+  $plugin/source/p_device_mdc.cpp $plugin/model/command_needs.cpp
+
+cat <<TEXT
+"$name" is begun. The tests fail until this is done:
+  $plugin/source/d_cmd_$name.{h,cpp}        replace DESCRIBE; the messages, and what each check answers
+  $plugin/tests/commands/${name}_rows.cpp   fill what is empty
+  $plugin/model/command_needs.cpp           replace DESCRIBE; range, values and entries, in $name()
+  configurations/register_map_*.json        the channel "$channel", and "${channel}V2" of generation 2
+  applications/simulator                    what a write to it means, see docs/simulator.md
+  docs/commands.md                          mdc-bench commands --format markdown > docs/commands.md
+  CHANGELOG.md
+See them with:
+  cmake --preset dev && cmake --build --preset dev --target mdc_device && ctest --preset dev -L device
+TEXT
+grep -rn DESCRIBE $plugin | sed 's/^/  /'

@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""scripts/new_command.sh on a copy of the device plug-in's folder.
+
+    test_new_command.py ROOT
+"""
+
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
+PLUGIN = "plugins/p_device_mdc"
+
+
+class NewCommand(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.copy = Path(self.folder.name)
+        shutil.copytree(ROOT / "scripts", self.copy / "scripts")
+        shutil.copytree(ROOT / PLUGIN, self.copy / PLUGIN)
+        shutil.copy(ROOT / ".clang-format", self.copy)
+
+    def run_script(self, *arguments):
+        return subprocess.run([self.copy / "scripts/new_command.sh", *arguments], capture_output=True, text=True,
+                              check=False)
+
+    def text(self, name):
+        return (self.copy / PLUGIN / name).read_text(encoding="utf-8")
+
+    def files(self):
+        return {path: path.read_bytes() for path in (self.copy / PLUGIN).rglob("*") if path.is_file()}
+
+    def test_a_command_is_begun_and_made_known(self):
+        done = self.run_script("setTorqueUnit")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        places = [
+            ("CMakeLists.txt", "source/d_cmd_setTorqueUnit.cpp source/d_cmd_setTorqueUnit.h"),
+            ("CMakeLists.txt", "tests/commands/setTorqueUnit_rows.cpp"),
+            ("source/p_device_mdc.cpp", '#include "d_cmd_setTorqueUnit.h"'),
+            ("source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTorqueUnit(this));"),
+            ("model/command_needs.cpp", "CommandNeeds setTorqueUnit()"),
+            ("model/command_needs.cpp", 'QStringLiteral("torqueUnitChange")'),
+            ("source/d_cmd_setTorqueUnit.h", "class DCmdSetTorqueUnit : public DAbstractCommand"),
+            ("source/d_cmd_setTorqueUnit.cpp", "bool DCmdSetTorqueUnit::commandExecute()"),
+            ("tests/commands/setTorqueUnit_rows.cpp", 'rows.command = "setTorqueUnit";'),
+        ]
+        for name, text in places:
+            with self.subTest(name, text=text):
+                self.assertEqual(self.text(name).count(text), 1)
+        self.assertRegex(self.text("model/command_needs.cpp"), r"c_needs\{[^}]*\bsetTorqueUnit\(\),")
+        for path in self.files():
+            self.assertNotIn("@NAME@", path.read_text(encoding="utf-8", errors="replace"), path)
+        self.assertIn("torqueUnitChangeV2", done.stdout)
+        self.assertIn("replace DESCRIBE", done.stdout)
+
+    def test_a_channel_of_its_own(self):
+        self.assertEqual(self.run_script("readTool", "toolNumber").returncode, 0)
+        self.assertIn('QStringLiteral("toolNumber") + softwareVersionSuffix', self.text("source/d_cmd_readTool.cpp"))
+
+    def test_what_is_refused_changes_nothing(self):
+        rows = [((), 2, "NAME [CHANNEL]"), (("a", "b", "c"), 2, "NAME [CHANNEL]"), (("-x",), 2, "is no name"),
+                (("Set",), 2, "is no name"), (("set it",), 2, "is no name"), (("../x",), 2, "is no name"),
+                (("good", "no/good"), 2, "is no name of a channel"), (("setLock",), 1, "is there already")]
+        before = self.files()
+        for arguments, code, message in rows:
+            with self.subTest(arguments):
+                refused = self.run_script(*arguments)
+                self.assertEqual(refused.returncode, code)
+                self.assertIn(message, refused.stderr)
+                self.assertEqual(self.files(), before)
+
+    def test_a_place_that_is_gone_is_named(self):
+        source = self.copy / PLUGIN / "source/p_device_mdc.cpp"
+        source.write_text(self.text("source/p_device_mdc.cpp").replace("sigCommandsInitDone", "sigOther"))
+        refused = self.run_script("setTorqueUnit")
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("source/p_device_mdc.cpp has no place for it", refused.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
