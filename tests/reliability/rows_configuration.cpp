@@ -1,4 +1,4 @@
-#include "applications/bench/core/subcommands.h"
+#include "applications/bench/check/bench_check.h"
 #include "tests/reliability/event_wait.h"
 #include "tests/reliability/row_report.h"
 #include "tests/reliability/row_table.h"
@@ -290,16 +290,17 @@ public:
     CheckEnd check(Interrupt& interrupt) const
     {
         QFile::remove(properties());
-        BenchOptions options;
-        options.subcommand = BenchOptions::Subcommand::Check;
-        options.configFile = m_folder.filePath(c_bench);
-        options.propertiesFile = properties();
-        options.timeout = c_linkTime;
+        GeneralOptions general;
+        general.configFile = m_folder.filePath(c_bench);
+        general.propertiesFile = properties();
+        CheckOptions options;
+        options.linkWait = c_linkTime;
         CapturedOutput output;
         CheckEnd end;
         {
             Console console(false, true);
-            end.code = static_cast<int>(runCheck(options, console, interrupt));
+            BenchCheck benchCheck(general, options, console, interrupt);
+            end.code = static_cast<int>(benchCheck.run());
         }
         end.out = output.take();
         return end;

@@ -1,5 +1,6 @@
 #include "applications/bench/backup/backup_device.h"
 
+#include "applications/bench/core/device_choice.h"
 #include "applications/bench/core/progress_display.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -19,28 +20,15 @@ BackupDevice openBackupDevice(BenchSession& session, Console& console, const QSt
     device.code = session.open();
     if (device.code != ExitCode::Done)
         return device;
-    DAbstractPlugin* const plugin = session.chosenObject();
-    device.code = ExitCode::Usage;
+    DAbstractPlugin* const plugin = deviceWithCommands(session, commands, console);
     if (plugin == nullptr) {
-        console.error(QStringLiteral("%1 has no device object").arg(session.configurationName()));
+        device.code = ExitCode::Usage;
         return device;
     }
-    for (const QString& command : commands) {
-        if (!plugin->commandNames().contains(command)) {
-            console.error(QStringLiteral("\"%1\" has no command \"%2\"").arg(plugin->getName(), command));
-            console.hint(QStringLiteral("name a device with --object"));
-            return device;
-        }
-    }
-    const OrderEnd identified = session.identify(*plugin);
+    const OrderEnd identified = identifyOrTell(session, *plugin, QString(), console);
     device.code = identified.code;
-    if (identified.code != ExitCode::Done) {
-        console.error(QStringLiteral("the controller could not be identified (getInfo): %1")
-                          .arg(identified.outcome.errorMessage));
-        if (!remedyFor(identified.code).isEmpty())
-            console.hint(remedyFor(identified.code));
+    if (identified.code != ExitCode::Done)
         return device;
-    }
     device.plugin = plugin;
     device.information =
         deviceInformation(identified.outcome.results.value(QStringLiteral("deviceInformation")))

@@ -1,24 +1,18 @@
 #pragma once
 
-#include "applications/bench/backup/restore_plan.h"
-
 #include <QString>
-#include <QStringList>
 
-// What "backup", "restore" and "compare" are asked for.
-struct BackupOptions
+namespace CLI {
+class App;
+}
+
+// What "backup", "restore" and "compare" are all asked for: whose registers they are.
+struct BackupDeviceOptions
 {
-    // backup: text in the file's name, may be empty; where the file goes; over a file of that name.
-    QString name;
-    QString folder;
-    bool overwrite = false;
-    // restore: one; compare: one or two.
-    QStringList files;
-    // restore.
-    RestoreChoice choice;
-    bool dryRun = false;
-    bool verify = false;
-    bool takeSnapshot = true;
-    // Empty: that of the file.
-    QString snapshotFolder;
+    // Name or identity of the device; empty: the first one.
+    QString object;
+    // ms of each whole order, 0 for no bound of its own.
+    int timeout = 0;
+
+    void addTo(CLI::App& app);
 };

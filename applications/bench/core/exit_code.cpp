@@ -1,20 +1,55 @@
 #include "applications/bench/core/exit_code.h"
 
+namespace {
+
+// Null for a number that is no exit code. No default: the compiler tells of one without a text.
+const char* textOf(ExitCode code)
+{
+    switch (code) {
+    case ExitCode::Done:
+        return "done";
+    case ExitCode::CommandFailed:
+        return "the command failed";
+    case ExitCode::Usage:
+        return "wrong usage: unknown option, command, object or parameter value";
+    case ExitCode::Configuration:
+        return "the configuration is wrong";
+    case ExitCode::Plugin:
+        return "a plug-in cannot be loaded";
+    case ExitCode::NotConnected:
+        return "the controller cannot be reached or makes no sense; nothing was written";
+    case ExitCode::TimedOut:
+        return "the controller did not answer in time";
+    case ExitCode::Refused:
+        return "the controller refused";
+    case ExitCode::Different:
+        return "registers differ (compare, restore --verify)";
+    case ExitCode::Uncertain:
+        return "a write was sent and not answered: it may have been done";
+    case ExitCode::Interrupted:
+        return "interrupted (Ctrl-C)";
+    }
+    return nullptr;
+}
+
+QList<ExitCodeDescription> allDescriptions()
+{
+    constexpr int c_highest = 255; // that a process can end with
+    QList<ExitCodeDescription> descriptions;
+    for (int number = 0; number <= c_highest; ++number) {
+        const auto code = static_cast<ExitCode>(number);
+        const char* const text = textOf(code);
+        if (text != nullptr)
+            descriptions.append({code, text});
+    }
+    return descriptions;
+}
+
+} // namespace
+
 const QList<ExitCodeDescription>& exitCodeDescriptions()
 {
-    static const QList<ExitCodeDescription> c_descriptions{
-        {ExitCode::Done, "done"},
-        {ExitCode::CommandFailed, "the command failed"},
-        {ExitCode::Usage, "wrong usage: unknown option, command, object or parameter value"},
-        {ExitCode::Configuration, "the configuration is wrong"},
-        {ExitCode::Plugin, "a plug-in cannot be loaded"},
-        {ExitCode::NotConnected, "the controller cannot be reached or makes no sense; nothing was written"},
-        {ExitCode::TimedOut, "the controller did not answer in time"},
-        {ExitCode::Refused, "the controller refused"},
-        {ExitCode::Different, "registers differ (compare, restore --verify)"},
-        {ExitCode::Uncertain, "a write was sent and not answered: it may have been done"},
-        {ExitCode::Interrupted, "interrupted (Ctrl-C)"},
-    };
+    static const QList<ExitCodeDescription> c_descriptions = allDescriptions();
     return c_descriptions;
 }
 
@@ -54,4 +89,29 @@ ExitCode exitCodeFor(const DOrderOutcome& outcome)
     const auto doneOk = outcome.results.constFind(QStringLiteral("doneOk"));
     const bool denied = doneOk != outcome.results.cend() && doneOk->isValid() && !doneOk->toBool();
     return denied ? ExitCode::CommandFailed : ExitCode::Done;
+}
+
+QString remedyFor(ExitCode code)
+{
+    switch (code) {
+    case ExitCode::NotConnected:
+        return QStringLiteral(
+            "nothing was written; check the cable, the address and that the controller is on "
+            "(\"mdc-bench list\" shows the links)");
+    case ExitCode::TimedOut:
+        return QStringLiteral("check that the controller is on and answers to this unit id");
+    case ExitCode::Refused:
+        return QStringLiteral("nothing was changed; check the value and the register address");
+    case ExitCode::Uncertain:
+        return QStringLiteral("it may have been done: read the state back before repeating it");
+    case ExitCode::Done:
+    case ExitCode::CommandFailed:
+    case ExitCode::Usage:
+    case ExitCode::Configuration:
+    case ExitCode::Plugin:
+    case ExitCode::Different:
+    case ExitCode::Interrupted:
+        break;
+    }
+    return {};
 }

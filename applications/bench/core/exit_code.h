@@ -21,7 +21,7 @@ enum class ExitCode : int {
     Interrupted = 130, // 128 + SIGINT, as shells report it
 };
 
-// For the help text and the manual, in numerical order.
+// For the help text and the manual: all of them, in numerical order.
 struct ExitCodeDescription
 {
     ExitCode code;
@@ -36,3 +36,6 @@ ExitCode exitCodeFor(IMessenger::EnErrorCode errorCode);
 // The exit code of an order's outcome. A failed order is never Done, and neither is a successful one
 // whose result "doneOk" is false: the command then says itself that the device did not do it.
 ExitCode exitCodeFor(const DOrderOutcome& outcome);
+
+// One plain sentence: what this end means for the person, and what to do. Empty for Done.
+QString remedyFor(ExitCode code);

@@ -54,18 +54,30 @@ QString textOfWholeNumber(const QVariant& value)
 
 } // namespace
 
+const QList<OutputFormatDescription>& outputFormatDescriptions()
+{
+    static const QList<OutputFormatDescription> c_descriptions{
+        {OutputFormat::Table, "table", nullptr},     {OutputFormat::Json, "json", nullptr},
+        {OutputFormat::JsonLines, "jsonl", nullptr}, {OutputFormat::Markdown, "markdown", "commands"},
+        {OutputFormat::Csv, "csv", "results"},
+    };
+    return c_descriptions;
+}
+
+const OutputFormatDescription& outputFormatDescription(OutputFormat format)
+{
+    const QList<OutputFormatDescription>& all = outputFormatDescriptions();
+    return *std::find_if(all.cbegin(), all.cend(), [format](const OutputFormatDescription& description) {
+        return description.format == format;
+    });
+}
+
 std::optional<OutputFormat> outputFormatByName(const QString& name)
 {
-    if (name == QLatin1String("table"))
-        return OutputFormat::Table;
-    if (name == QLatin1String("json"))
-        return OutputFormat::Json;
-    if (name == QLatin1String("jsonl"))
-        return OutputFormat::JsonLines;
-    if (name == QLatin1String("markdown"))
-        return OutputFormat::Markdown;
-    if (name == QLatin1String("csv"))
-        return OutputFormat::Csv;
+    for (const OutputFormatDescription& description : outputFormatDescriptions()) {
+        if (name == QLatin1String(description.name))
+            return description.format;
+    }
     return std::nullopt;
 }
 

@@ -15,11 +15,19 @@ enum class OutputFormat {
     Table,     // for people; not a stable interface
     Json,      // one document
     JsonLines, // one object per line and value, as they come
-    Markdown,  // the reference page of the commands only
-    Csv,       // the log of tightenings only
+    Markdown,  // a page
+    Csv,       // one line per record
 };
 
-// "table", "json", "jsonl", "markdown", "csv".
+struct OutputFormatDescription
+{
+    OutputFormat format;
+    const char* name; // "table", "json", "jsonl", "markdown", "csv"
+    // The only subcommand that has it; null for one that any may have.
+    const char* onlyOf;
+};
+const QList<OutputFormatDescription>& outputFormatDescriptions();
+const OutputFormatDescription& outputFormatDescription(OutputFormat format);
 std::optional<OutputFormat> outputFormatByName(const QString& name);
 
 // Version of the JSON documents and lines, their member "v". Members may be added without raising

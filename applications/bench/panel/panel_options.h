@@ -1,5 +1,7 @@
 #pragma once
 
+#include "applications/bench/core/shared_options.h"
+
 #include <QSize>
 #include <QString>
 #include <QStringList>
@@ -11,6 +13,9 @@ constexpr int c_largestPanel = 8000;
 // What "panel" is asked for.
 struct PanelOptions
 {
+    // Name or identity of the device whose page it is; empty: a page of each.
+    QString object;
+    int linkWait = c_defaultLinkWait; // ms
     // Empty: a window.
     QString screenshotFile;
     QSize size = QSize(600, 800);

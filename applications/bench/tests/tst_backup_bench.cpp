@@ -3,12 +3,15 @@
 
 #include "applications/bench/backup/backup_comparison.h"
 #include "applications/bench/backup/backup_source.h"
+#include "applications/bench/backup/backup_subcommand.h"
+#include "applications/bench/backup/compare_subcommand.h"
 #include "applications/bench/backup/comparison_report.h"
 #include "applications/bench/backup/restore_plan.h"
 #include "applications/bench/backup/restore_record.h"
 #include "applications/bench/backup/restore_report.h"
-#include "applications/bench/core/command_line.h"
+#include "applications/bench/backup/restore_subcommand.h"
 #include "applications/bench/core/progress_line.h"
+#include "applications/bench/tests/parsed_call.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -529,31 +532,43 @@ private Q_SLOTS:
 
     void commandLine()
     {
-        const ParsedCommandLine backup =
-            parseCommandLine({"backup", "--name", "a", "--folder", "b", "--force", "--object", "mdc"});
-        QVERIFY(backup.options);
-        QCOMPARE(int(backup.options->subcommand), int(BenchOptions::Subcommand::Backup));
-        QCOMPARE(backup.options->backup.name, QString("a"));
-        QCOMPARE(backup.options->backup.folder, QString("b"));
-        QVERIFY(backup.options->backup.overwrite);
-        QCOMPARE(backup.options->object, QString("mdc"));
-        QCOMPARE(backup.options->timeout, 0);
+        const ParsedCall saving({"backup", "--name", "a", "--folder", "b", "--force", "--object", "mdc"});
+        const auto* const backup = saving.as<BackupSubcommand>();
+        QVERIFY(backup != nullptr);
+        QCOMPARE(backup->options().name, QString("a"));
+        QCOMPARE(backup->options().folder, QString("b"));
+        QVERIFY(backup->options().overwrite);
+        QCOMPARE(backup->options().device.object, QString("mdc"));
+        QCOMPARE(backup->options().device.timeout, 0);
 
-        const ParsedCommandLine restore =
-            parseCommandLine({"restore", "f", "--presets", "2-5", "--extras", "--verify", "--timeout", "9"});
-        QVERIFY(restore.options);
-        QCOMPARE(int(restore.options->subcommand), int(BenchOptions::Subcommand::Restore));
-        QCOMPARE(restore.options->backup.files, QStringList{"f"});
-        QCOMPARE(restore.options->backup.choice.firstPreset, 2);
-        QCOMPARE(restore.options->backup.choice.lastPreset, 5);
-        QVERIFY(restore.options->backup.choice.withExtras && restore.options->backup.verify);
-        QVERIFY(restore.options->backup.takeSnapshot && !restore.options->backup.dryRun);
-        QCOMPARE(restore.options->timeout, 9);
+        const ParsedCall writing(
+            {"restore", "f", "--presets", "2-5", "--extras", "--verify", "--timeout", "9"});
+        const auto* const restore = writing.as<RestoreSubcommand>();
+        QVERIFY(restore != nullptr);
+        QCOMPARE(restore->options().file, QString("f"));
+        QCOMPARE(restore->options().choice.firstPreset, 2);
+        QCOMPARE(restore->options().choice.lastPreset, 5);
+        QVERIFY(restore->options().choice.withExtras && restore->options().verify);
+        QVERIFY(!restore->options().withoutSnapshot && !restore->options().dryRun);
+        QCOMPARE(restore->options().device.timeout, 9);
 
-        const ParsedCommandLine compare = parseCommandLine({"compare", "a", "b", "--simulate", "none"});
-        QVERIFY(compare.options);
-        QCOMPARE(compare.options->backup.files, (QStringList{"a", "b"}));
-        QVERIFY(parseCommandLine({"compare", "--help"}).text.contains("FILE..."));
+        const ParsedCall comparing({"compare", "a", "b", "--simulate", "none"});
+        const auto* const compare = comparing.as<CompareSubcommand>();
+        QVERIFY(compare != nullptr);
+        QCOMPARE(compare->options().files, (QStringList{"a", "b"}));
+        QVERIFY(ParsedCall({"compare", "--help"})->text.contains("FILE..."));
+    }
+
+    void filesBehindTheDashes()
+    {
+        const ParsedCall writing({"restore", "--presets", "1", "--", "--odd.csv"});
+        const auto* const restore = writing.as<RestoreSubcommand>();
+        QVERIFY(restore != nullptr);
+        QCOMPARE(restore->options().file, QString("--odd.csv"));
+        const ParsedCall comparing({"compare", "--", "--a.csv", "b.csv"});
+        const auto* const compare = comparing.as<CompareSubcommand>();
+        QVERIFY(compare != nullptr);
+        QCOMPARE(compare->options().files, (QStringList{"--a.csv", "b.csv"}));
     }
 
     void unusableCommandLine_data()
@@ -586,10 +601,10 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, text);
-        const ParsedCommandLine parsed = parseCommandLine(arguments);
-        QVERIFY(!parsed.options);
-        QCOMPARE(static_cast<int>(parsed.exitCode), 2);
-        QVERIFY2(parsed.text.contains(text), qPrintable(parsed.text));
+        const ParsedCall parsed(arguments);
+        QVERIFY(parsed->subcommand == nullptr);
+        QCOMPARE(static_cast<int>(parsed->exitCode), 2);
+        QVERIFY2(parsed->text.contains(text), qPrintable(parsed->text));
     }
 
     void progress_data()

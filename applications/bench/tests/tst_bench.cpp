@@ -1,11 +1,14 @@
 #include "applications/bench/check/command_requirements.h"
 #include "applications/bench/commands/command_reference.h"
-#include "applications/bench/core/command_line.h"
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/core/log_line.h"
 #include "applications/bench/core/output_format.h"
 #include "applications/bench/core/suggestion.h"
+#include "applications/bench/demo/demo_subcommand.h"
+#include "applications/bench/results/results_subcommand.h"
 #include "applications/bench/run/order_arguments.h"
+#include "applications/bench/run/run_subcommand.h"
+#include "applications/bench/tests/parsed_call.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>
@@ -654,49 +657,52 @@ private Q_SLOTS:
 
     void commandLine()
     {
-        const ParsedCommandLine parsed =
-            parseCommandLine({"-v", "--config", "bench.json", "run", "setProgram", "program=3", "--object",
-                              "mdc", "--timeout", "2000", "--format", "jsonl", "--", "offset=-1", "--odd=1"});
-        QVERIFY2(parsed.options.has_value(), qPrintable(parsed.text));
-        const BenchOptions& options = *parsed.options;
-        QCOMPARE(options.subcommand, BenchOptions::Subcommand::Run);
-        QCOMPARE(options.configFile, QStringLiteral("bench.json"));
-        QCOMPARE(options.command, QStringLiteral("setProgram"));
-        QCOMPARE(options.arguments, (QStringList{"program=3", "offset=-1", "--odd=1"}));
-        QCOMPARE(options.object, QStringLiteral("mdc"));
-        QCOMPARE(options.timeout, 2000);
-        QCOMPARE(options.format, OutputFormat::JsonLines);
-        QCOMPARE(options.simulation, BenchOptions::Simulation::None);
-        QVERIFY(options.verbose);
-        QVERIFY(options.identify);
+        const ParsedCall parsed({"-v", "--config", "bench.json", "run", "setProgram", "program=3", "--object",
+                                 "mdc", "--timeout", "2000", "--format", "jsonl", "--", "offset=-1",
+                                 "--odd=1"});
+        const auto* const run = parsed.as<RunSubcommand>();
+        QVERIFY2(run != nullptr, qPrintable(parsed->text));
+        QCOMPARE(parsed->general.configFile, QStringLiteral("bench.json"));
+        QCOMPARE(run->options().command, QStringLiteral("setProgram"));
+        QCOMPARE(run->options().arguments, (QStringList{"program=3", "offset=-1", "--odd=1"}));
+        QCOMPARE(run->options().object, QStringLiteral("mdc"));
+        QCOMPARE(run->options().timeout, 2000);
+        QCOMPARE(parsed->general.format, OutputFormat::JsonLines);
+        QCOMPARE(parsed->general.simulation, GeneralOptions::Simulation::None);
+        QVERIFY(parsed->general.verbose);
+        QVERIFY(!run->options().withoutIdentification);
     }
 
     void defaults()
     {
-        const ParsedCommandLine run = parseCommandLine({"run", "getInfo"});
-        QVERIFY(run.options.has_value());
-        QCOMPARE(run.options->simulation, BenchOptions::Simulation::Tcp);
-        QCOMPARE(run.options->timeout, 0);
-        QCOMPARE(run.options->format, OutputFormat::Table);
-        const ParsedCommandLine listening =
-            parseCommandLine({"run", "listenEventsData", "--count", "3", "--seconds", "1.5", "--changes"});
-        QVERIFY(listening.options.has_value());
-        QCOMPARE(listening.options->count, 3);
-        QCOMPARE(listening.options->duration, 1500);
-        QVERIFY(listening.options->changesOnly);
-        const ParsedCommandLine results =
-            parseCommandLine({"results", "--output", "x", "--rotate-size", "9"});
-        QVERIFY(results.options.has_value());
-        QCOMPARE(results.options->format, OutputFormat::JsonLines);
-        QCOMPARE(results.options->rotateSize, qint64(9));
-        QCOMPARE(results.options->keptFiles, 5);
-        QCOMPARE(results.options->programName, QStringLiteral("program"));
-        const ParsedCommandLine demo = parseCommandLine({"demo"});
-        QVERIFY(demo.options.has_value());
-        QVERIFY(demo.options->demoTcp && demo.options->demoRtu);
-        const ParsedCommandLine rtu = parseCommandLine({"demo", "--rtu"});
-        QVERIFY(rtu.options.has_value());
-        QVERIFY(!rtu.options->demoTcp && rtu.options->demoRtu);
+        const ParsedCall getInfo({"run", "getInfo"});
+        const auto* const run = getInfo.as<RunSubcommand>();
+        QVERIFY(run != nullptr);
+        QCOMPARE(getInfo->general.simulation, GeneralOptions::Simulation::Tcp);
+        QCOMPARE(run->options().timeout, 0);
+        QCOMPARE(getInfo->general.format, OutputFormat::Table);
+        const ParsedCall listening(
+            {"run", "listenEventsData", "--count", "3", "--seconds", "1.5", "--changes"});
+        const auto* const listen = listening.as<RunSubcommand>();
+        QVERIFY(listen != nullptr);
+        QCOMPARE(listen->options().bounds.count, 3);
+        QCOMPARE(listen->options().bounds.duration, 1500);
+        QVERIFY(listen->options().changesOnly);
+        const ParsedCall logging({"results", "--output", "x", "--rotate-size", "9"});
+        const auto* const results = logging.as<ResultsSubcommand>();
+        QVERIFY(results != nullptr);
+        QCOMPARE(logging->general.format, OutputFormat::JsonLines);
+        QCOMPARE(results->options().rotateSize, qint64(9));
+        QCOMPARE(results->options().keptFiles, 5);
+        QCOMPARE(results->options().programName, QStringLiteral("program"));
+        const ParsedCall both({"demo"});
+        const auto* const demo = both.as<DemoSubcommand>();
+        QVERIFY(demo != nullptr);
+        QVERIFY(demo->options().showsTcp() && demo->options().showsRtu());
+        const ParsedCall one({"demo", "--rtu"});
+        const auto* const rtu = one.as<DemoSubcommand>();
+        QVERIFY(rtu != nullptr);
+        QVERIFY(!rtu->options().showsTcp() && rtu->options().showsRtu());
     }
 
     void unusableCommandLine_data()
@@ -744,10 +750,10 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QString, text);
-        const ParsedCommandLine parsed = parseCommandLine(arguments);
-        QVERIFY(!parsed.options.has_value());
-        QCOMPARE(static_cast<int>(parsed.exitCode), 2);
-        QVERIFY2(parsed.text.contains(text), qPrintable(parsed.text));
+        const ParsedCall parsed(arguments);
+        QVERIFY(parsed->subcommand == nullptr);
+        QCOMPARE(static_cast<int>(parsed->exitCode), 2);
+        QVERIFY2(parsed->text.contains(text), qPrintable(parsed->text));
     }
 
     void help_data()
@@ -765,11 +771,11 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QStringList, parts);
-        const ParsedCommandLine parsed = parseCommandLine(arguments);
-        QVERIFY(!parsed.options.has_value());
-        QCOMPARE(static_cast<int>(parsed.exitCode), 0);
+        const ParsedCall parsed(arguments);
+        QVERIFY(parsed->subcommand == nullptr);
+        QCOMPARE(static_cast<int>(parsed->exitCode), 0);
         for (const QString& part : parts)
-            QVERIFY2(parsed.text.contains(part), qPrintable(parsed.text));
+            QVERIFY2(parsed->text.contains(part), qPrintable(parsed->text));
     }
 };
 

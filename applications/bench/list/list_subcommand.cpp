@@ -1,6 +1,7 @@
+#include "applications/bench/list/list_subcommand.h"
+
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/result_writer.h"
-#include "applications/bench/core/subcommands.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_utilities/version.h>
@@ -29,8 +30,7 @@ QJsonObject objectAsJson(const BenchSession& session, const DAbstractPlugin& plu
                        {QStringLiteral("version"), versionToString(plugin.pluginVersion())}};
     const DAbstractPlugin* const driver = session.driverOf(plugin);
     if (driver != nullptr) {
-        object.insert(QStringLiteral("connected"),
-                      driver->getProperty(QStringLiteral("connected"), QVariant(false)).toBool());
+        object.insert(QStringLiteral("connected"), isConnected(*driver));
         object.insert(QStringLiteral("address"),
                       driver->getProperty(QStringLiteral("address"), QVariant()).toString());
     }
@@ -45,9 +45,8 @@ QString linkText(const Console& console, const DAbstractPlugin* driver)
 {
     if (driver == nullptr)
         return QStringLiteral("no driver");
-    const bool connected = driver->getProperty(QStringLiteral("connected"), QVariant(false)).toBool();
-    return connected ? console.tinted(QStringLiteral("connected"), Console::Tint::Good)
-                     : console.tinted(QStringLiteral("not connected"), Console::Tint::Bad);
+    return isConnected(*driver) ? console.tinted(QStringLiteral("connected"), Console::Tint::Good)
+                                : console.tinted(QStringLiteral("not connected"), Console::Tint::Bad);
 }
 
 // 0.4312 as "0.431": more digits of a time in milliseconds are noise.
@@ -98,28 +97,37 @@ void printTables(Console& console, const BenchSession& session, const QList<DAbs
 
 } // namespace
 
-ExitCode runList(const BenchOptions& options, Console& console, Interrupt& interrupt)
+ListSubcommand::ListSubcommand()
+    : Subcommand({"list", "Objects, plug-ins, state and statistics of the links",
+                  "Examples:\n"
+                  "  mdc-bench list\n"
+                  "  mdc-bench --config bench.json list --timeout 500 --format json\n"})
+{}
+
+void ListSubcommand::addTo(CLI::App& app)
 {
-    BenchSession session(options, console, interrupt);
+    addLinkWait(app, m_options.linkWait);
+}
+
+ExitCode ListSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
+{
+    BenchSession session(general, QString(), console, interrupt);
     const ExitCode opened = session.open();
     if (opened != ExitCode::Done)
         return opened;
     session.startFaults();
-    session.waitForLinks(options.timeout);
+    session.waitForLinks(m_options.linkWait);
     if (interrupt.requested())
         return ExitCode::Interrupted;
 
-    QList<DAbstractPlugin*> plugins;
-    const QList<QUuid> uuids = session.host().objectUuids();
-    for (const QUuid& uuid : uuids)
-        plugins.append(session.host().findInstance(uuid));
+    const QList<DAbstractPlugin*> plugins = session.plugins();
     const QList<DPluginReport> reports = session.host().pluginReports();
-    if (options.format == OutputFormat::Table)
+    if (general.format == OutputFormat::Table)
         printTables(console, session, plugins, reports);
 
-    ResultWriter writer(console, options.format);
+    ResultWriter writer(console, general.format);
     QJsonArray objects;
-    for (const DAbstractPlugin* const plugin : std::as_const(plugins)) {
+    for (const DAbstractPlugin* const plugin : plugins) {
         objects.append(objectAsJson(session, *plugin));
         writer.record(plugin->getName(), objectAsJson(session, *plugin));
     }

@@ -1,8 +1,10 @@
+#include "applications/bench/backup/compare_subcommand.h"
+
 #include "applications/bench/backup/backup_device.h"
 #include "applications/bench/backup/comparison_report.h"
-#include "applications/bench/core/subcommands.h"
+#include "applications/bench/core/option_binding.h"
 
-#include <QFileInfo>
+#include <CLI/CLI.hpp>
 
 namespace {
 
@@ -26,15 +28,15 @@ bool readSide(Console& console, const QString& path, Side& side)
     return false;
 }
 
-// What the configuration calls the registers of the controller of a file: of the device that the options
-// name, else of the first one that knows its model.
-RegisterGroups groupsFor(const BenchOptions& options, const BenchSession& session, const BackupFile& file)
+// What the configuration calls the registers of the controller of a file: of the device that is meant, else
+// of the first one that knows its model.
+RegisterGroups groupsFor(const QString& meant, const BenchSession& session, const BackupFile& file)
 {
     const QString modelName = configurationModelName(file.header);
     const QList<BenchObject> objects = session.objects();
     for (const BenchObject& object : objects) {
-        const bool isMeant = options.object.isEmpty() || object.name == options.object ||
-                             object.uuid == QUuid::fromString(options.object);
+        const bool isMeant =
+            meant.isEmpty() || object.name == meant || object.uuid == QUuid::fromString(meant);
         const QString text = isMeant ? rangeText(object.configuration, modelName) : QString();
         if (!text.isEmpty())
             return backupRegisters(modelName, text, file).groups;
@@ -61,7 +63,7 @@ QJsonObject headerJson(const QList<HeaderDifference>& header)
     return object;
 }
 
-ExitCode report(const BenchOptions& options, Console& console, const Side& here, const Side& there,
+ExitCode report(OutputFormat format, Console& console, const Side& here, const Side& there,
                 const RegisterGroups& groups)
 {
     if (groups.isEmpty())
@@ -70,7 +72,7 @@ ExitCode report(const BenchOptions& options, Console& console, const Side& here,
                             .arg(here.file.header.model, here.file.header.firmwareVersion));
     const BackupComparison found = compareBackups(here.file, there.file, RegisterNames(groups));
     const ExitCode code = found.registers.isEmpty() ? ExitCode::Done : ExitCode::Different;
-    if (options.format == OutputFormat::Table) {
+    if (format == OutputFormat::Table) {
         console.out(headerText(found.header, here, there));
         if (found.registers.isEmpty())
             console.out(QStringLiteral("no differences in %1 registers\n").arg(found.compared));
@@ -81,7 +83,7 @@ ExitCode report(const BenchOptions& options, Console& console, const Side& here,
                             .arg(found.compared)
                             .arg(differencesPerGroup(found.registers)));
     }
-    ResultWriter writer(console, options.format);
+    ResultWriter writer(console, format);
     if (!found.header.isEmpty())
         writer.record(QStringLiteral("header"), headerJson(found.header));
     for (const RegisterDifference& difference : found.registers)
@@ -97,41 +99,68 @@ ExitCode report(const BenchOptions& options, Console& console, const Side& here,
     return code;
 }
 
-ExitCode compareFiles(const BenchOptions& options, Console& console, Interrupt& interrupt, const Side& here)
+ExitCode compareFiles(const GeneralOptions& general, const CompareOptions& options, Console& console,
+                      Interrupt& interrupt, const Side& here)
 {
     Side there;
-    if (!readSide(console, options.backup.files.constLast(), there))
+    if (!readSide(console, options.files.constLast(), there))
         return ExitCode::CommandFailed;
-    BenchSession session(options, console, interrupt);
+    BenchSession session(general, options.device.object, console, interrupt);
     const std::optional<BenchProblem> problem = session.loadConfigurationFile();
     if (problem) {
-        for (const QString& message : problem->messages)
-            console.error(message);
+        problem->tell(console);
         return problem->code;
     }
-    return report(options, console, here, there, groupsFor(options, session, here.file));
+    return report(general.format, console, here, there, groupsFor(options.device.object, session, here.file));
 }
 
 } // namespace
 
-ExitCode runCompare(const BenchOptions& options, Console& console, Interrupt& interrupt)
+CompareSubcommand::CompareSubcommand()
+    : Subcommand(
+          {"compare", "List what differs between two backups, or a backup and the controller",
+           "With one file it is compared with the connected controller, with two no controller is needed. "
+           "Exit\n"
+           "code 8 when registers differ; another serial number or firmware alone is no difference.\n"
+           "\n"
+           "Examples:\n"
+           "  mdc-bench --config bench.json compare monday.csv\n"
+           "  mdc-bench --config bench.json compare monday.csv tuesday.csv --format json\n"})
+{}
+
+void CompareSubcommand::addTo(CLI::App& app)
+{
+    m_options.device.addTo(app);
+    addWords(app, "FILE", m_options.files, "One backup file or two")
+        ->type_name("")
+        ->required()
+        ->expected(1, 2);
+}
+
+QString CompareSubcommand::contradiction(const GeneralOptions& general) const
+{
+    return firstProblem({needsController() ? controllerProblem(general) : QString(), formatProblem(general)});
+}
+
+ExitCode CompareSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
 {
     Side here;
-    if (!readSide(console, options.backup.files.constFirst(), here))
+    if (!readSide(console, m_options.files.constFirst(), here))
         return ExitCode::CommandFailed;
-    if (options.backup.files.size() > 1)
-        return compareFiles(options, console, interrupt, here);
-    BenchSession session(options, console, interrupt);
+    if (!needsController())
+        return compareFiles(general, m_options, console, interrupt, here);
+    BenchSession session(general, m_options.device.object, console, interrupt);
     const BackupDevice device = openBackupDevice(session, console, c_commands);
     if (device.plugin == nullptr)
         return device.code;
+    const int timeout = m_options.device.timeout;
     const ControllerRegisters controller =
-        readController(session, device, console, QStringLiteral("reading the controller"), options.timeout);
+        readController(session, device, console, QStringLiteral("reading the controller"), timeout);
     if (controller.taken.end.code != ExitCode::Done) {
         tellFailure(console, QStringLiteral("the controller could not be read"), controller.taken.error,
-                    controller.taken.end, options.timeout);
+                    controller.taken.end, timeout);
         return controller.taken.end.code;
     }
-    return report(options, console, here, {QStringLiteral("controller"), controller.file},
+    return report(general.format, console, here, {QStringLiteral("controller"), controller.file},
                   backupRegisters(device.modelName, device.rangeText, controller.file).groups);
 }

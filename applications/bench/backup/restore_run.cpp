@@ -1,0 +1,342 @@
+#include "applications/bench/backup/restore_run.h"
+
+#include "applications/bench/backup/comparison_report.h"
+#include "applications/bench/backup/restore_report.h"
+#include "applications/bench/check/channel_entry.h"
+#include "applications/bench/core/progress_display.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+const QString c_restore = QStringLiteral("restoreBackup");
+const QStringList c_commands{QStringLiteral("getInfo"), QStringLiteral("backup"), c_restore};
+constexpr int c_snapshotAttempts = 100;
+constexpr int c_statusFailed = 3;
+
+} // namespace
+
+RestoreRun::RestoreRun(const GeneralOptions& general, const RestoreOptions& options, Console& console,
+                       Interrupt& interrupt)
+    : m_general(general)
+    , m_options(options)
+    , m_console(console)
+    , m_session(general, options.device.object, console, interrupt)
+    , m_writer(console, general.format)
+    , m_path(QDir::cleanPath(QFileInfo(options.file).absoluteFilePath()))
+    , m_record({})
+{}
+
+ExitCode RestoreRun::run()
+{
+    m_device = openBackupDevice(m_session, m_console, c_commands);
+    if (m_device.plugin == nullptr)
+        return m_device.code;
+    ExitCode code = plan();
+    if (code == ExitCode::Done && m_options.dryRun) {
+        code = preview();
+    } else if (code == ExitCode::Done) {
+        m_record = RestoreRecord(m_plan.writes);
+        code = takeSnapshot();
+        if (code == ExitCode::Done)
+            code = write();
+        if (code == ExitCode::Done && m_options.verify)
+            code = verify();
+    }
+    tellDocument(code);
+    return code;
+}
+
+QString RestoreRun::commandFor(const QString& path) const
+{
+    return restoreCommandText(path, choice(), m_general.configFile, m_options.device.object);
+}
+
+ExitCode RestoreRun::fail(const QString& error, const QString& remedy, ExitCode code)
+{
+    m_error = error;
+    m_console.error(error);
+    if (!remedy.isEmpty())
+        m_console.hint(remedy);
+    return code;
+}
+
+ExitCode RestoreRun::fail(const BackupProblem& problem)
+{
+    return fail(problem.text(), problem.textId == nullptr ? problem.remedy : QString());
+}
+
+ExitCode RestoreRun::plan()
+{
+    const BackupSource source = readBackupFile(m_path, &m_device.information.controllerModel);
+    if (source.problem.isSet())
+        return fail(source.problem);
+    m_file = source.file;
+    const BackupRegisters registers = backupRegisters(m_device.modelName, m_device.rangeText, m_file);
+    if (registers.problem.isSet())
+        return fail(registers.problem);
+    m_groups = registers.groups;
+    m_plan = planRestore(m_file, m_groups, choice());
+    if (m_plan.problem.isSet())
+        return fail(m_plan.problem);
+    if (!m_plan.missingPresets.isEmpty())
+        m_console.warning(
+            QStringLiteral("there are no registers of presets %1%2: they are left out")
+                .arg(rangesText(m_plan.missingPresets), m_plan.missingPresets.size() < c_missingPresetsLimit
+                                                            ? QString()
+                                                            : QStringLiteral(" and more")));
+    if (m_file.header.serial != m_device.information.screwdriverSN)
+        m_console.warning(QStringLiteral("the file is of the serial number %1, the controller has %2")
+                              .arg(m_file.header.serial, m_device.information.screwdriverSN));
+    return ExitCode::Done;
+}
+
+QString RestoreRun::torqueUnitProblem(const BackupFile& controller) const
+{
+    const QString channel =
+        torqueUnitChannel(m_device.information.softwareVersion, m_device.information.version);
+    const int number = channelEntry(m_device.configuration, channel, QStringLiteral("register")).toInt();
+    if (number < 1)
+        return QStringLiteral("the configuration has no register of the channel \"%1\"").arg(channel);
+    const std::optional<int> inFile = m_file.valueAt(number);
+    const std::optional<int> inController = controller.valueAt(number);
+    if (!inFile)
+        return QStringLiteral("the file has no torque unit (register %1)").arg(number);
+    if (inController && inController != inFile)
+        return QStringLiteral("the torque unit (register %1) is %2 in the controller and %3 in the file")
+            .arg(number)
+            .arg(*inController)
+            .arg(*inFile);
+    return {};
+}
+
+ExitCode RestoreRun::preview()
+{
+    const ControllerRegisters controller = readController(
+        m_session, m_device, m_console, QStringLiteral("reading the controller"), m_options.device.timeout);
+    if (controller.taken.end.code != ExitCode::Done) {
+        m_error = controller.taken.error;
+        tellFailure(m_console, QStringLiteral("the controller could not be read"), m_error,
+                    controller.taken.end, m_options.device.timeout);
+        return controller.taken.end.code;
+    }
+    const int changes = changeCount(m_plan.writes, controller.file);
+    if (m_general.format == OutputFormat::Table)
+        m_console.out(previewTable(m_plan.writes, controller.file) +
+                      QStringLiteral("\n%1 registers would be written, %2 of them would change; nothing "
+                                     "was written\n")
+                          .arg(m_plan.writes.size())
+                          .arg(changes));
+    QJsonArray writes;
+    for (const PlannedWrite& write : std::as_const(m_plan.writes)) {
+        const QJsonObject json = toJson(write, controller.file);
+        m_writer.record(QStringLiteral("write"), json);
+        writes.append(json);
+    }
+    m_document.insert(QStringLiteral("writes"), writes);
+    m_document.insert(QStringLiteral("changes"), changes);
+    const QString problem = torqueUnitProblem(controller.file);
+    return problem.isEmpty() ? ExitCode::Done
+                             : fail(QStringLiteral("the restore would be refused: %1").arg(problem), {});
+}
+
+QString RestoreRun::freeSnapshotName(const QString& folder) const
+{
+    const QTime now = QTime::currentTime();
+    for (int attempt = 1; attempt <= c_snapshotAttempts; ++attempt) {
+        const QString name = snapshotName(now, attempt);
+        if (!QFileInfo::exists(
+                backupFilePath(folder, m_device.information.controllerModel, name, QDate::currentDate())))
+            return name;
+    }
+    return {};
+}
+
+ExitCode RestoreRun::takeSnapshot()
+{
+    if (m_options.withoutSnapshot)
+        return ExitCode::Done;
+    const QString folder = m_options.snapshotFolder.isEmpty()
+                               ? QFileInfo(m_path).absolutePath()
+                               : QDir::cleanPath(QFileInfo(m_options.snapshotFolder).absoluteFilePath());
+    const QString remedy = QStringLiteral(
+        "nothing was written; name another folder with --snapshot-folder, or do without (--no-snapshot)");
+    if (!QFileInfo(folder).isDir())
+        return fail(QStringLiteral("there is no folder %1 for the snapshot").arg(folder), remedy);
+    const QString name = freeSnapshotName(folder);
+    if (name.isEmpty())
+        return fail(QStringLiteral("every name of a snapshot is taken in %1").arg(folder), remedy);
+    const TakenBackup taken = takeBackup(m_session, m_device, m_console, QStringLiteral("snapshot"), folder,
+                                         name, m_options.device.timeout);
+    if (taken.end.code != ExitCode::Done) {
+        m_error = taken.error;
+        tellFailure(m_console, QStringLiteral("no snapshot could be taken, nothing was written"), taken.error,
+                    taken.end, 0);
+        if (taken.end.code != ExitCode::Interrupted)
+            m_console.hint(remedy);
+        return taken.end.code;
+    }
+    m_snapshot = taken.filePath;
+    m_console.note(QStringLiteral("snapshot: %1").arg(m_snapshot));
+    return ExitCode::Done;
+}
+
+ExitCode RestoreRun::write()
+{
+    ProgressDisplay progress(m_console, QStringLiteral("restore"), m_plan.writes.size());
+    int written = 0;
+    QString message;
+    OrderTerms terms;
+    terms.timeout = m_options.device.timeout;
+    terms.stopsBetweenInstructions = true;
+    terms.onUpdate = [&message](const QVariantMap& results) {
+        const QVariantMap status = results.value(QStringLiteral("statusData")).toMap();
+        if (status.value(QStringLiteral("doneOk")).toInt() == c_statusFailed)
+            message = status.value(QStringLiteral("message")).toString();
+        return true;
+    };
+    terms.onInstruction = [this, &written, &progress](const QString& instruction,
+                                                      const QVariantMap& arguments,
+                                                      const DOrderOutcome& outcome) {
+        if (instruction != QLatin1String("write"))
+            return;
+        m_record.add(arguments.value(QStringLiteral("register")).toInt(),
+                     arguments.value(QStringLiteral("data")).toInt(), outcome);
+        written += outcome.ok ? 1 : 0;
+        progress.show(written);
+    };
+    OrderEnd end = m_session.runOrder(*m_device.plugin, c_restore,
+                                      {{QStringLiteral("filePath"), m_path},
+                                       {QStringLiteral("startPreset"), choice().firstPreset},
+                                       {QStringLiteral("endPreset"), choice().lastPreset},
+                                       {QStringLiteral("loadControllerParams"), choice().withExtras}},
+                                      terms);
+    m_elapsed = progress.elapsed();
+    m_console.clearProgress();
+    QString reason = failureText(message, end.outcome);
+    if (end.code == ExitCode::Done && m_record.firstMissing()) {
+        end.code = ExitCode::CommandFailed;
+        reason = QStringLiteral("\"%1\" ended before all was written").arg(c_restore);
+    }
+    tellRecord(end.code);
+    if (end.code != ExitCode::Done)
+        tellUnfinished(end, reason);
+    return end.code;
+}
+
+void RestoreRun::tellRecord(ExitCode code)
+{
+    const QList<GroupRecord> groups = m_record.groups();
+    for (const GroupRecord& group : groups)
+        m_writer.record(QStringLiteral("group"), toJson(group));
+    if (m_general.format != OutputFormat::Table)
+        return;
+    const int written = m_record.count(WriteState::Written);
+    if (code != ExitCode::Done && written == 0 && !m_record.uncertain())
+        return;
+    m_console.out(recordTable(m_record) +
+                  QStringLiteral("\n%1 of %2 registers written").arg(written).arg(m_record.plannedCount()) +
+                  (m_snapshot.isEmpty() ? QStringLiteral("; no snapshot was taken\n")
+                                        : QStringLiteral("; snapshot: %1\n").arg(m_snapshot)));
+}
+
+void RestoreRun::tellUnfinished(const OrderEnd& end, const QString& reason)
+{
+    const bool isInterrupted = end.code == ExitCode::Interrupted;
+    m_error = isInterrupted ? QStringLiteral("interrupted") : reason;
+    const int written = m_record.count(WriteState::Written);
+    const std::optional<PlannedWrite> uncertain = m_record.uncertain();
+    const std::optional<PlannedWrite> missing = m_record.firstMissing();
+    if (written == 0 && !uncertain) {
+        m_console.error(QStringLiteral("nothing was written: %1").arg(m_error));
+        return;
+    }
+    m_console.error(
+        QStringLiteral("the restore is not complete: %1; %2 of %3 registers are written, nothing is undone")
+            .arg(m_error)
+            .arg(written)
+            .arg(m_record.plannedCount()));
+    if (uncertain)
+        m_console.error(QStringLiteral("%1 may or may not have been written; \"%2 --dry-run\" shows it")
+                            .arg(writeText(*uncertain), commandFor(m_path)));
+    else if (missing)
+        m_console.error(QStringLiteral("%1 is the first that was not written").arg(writeText(*missing)));
+    m_console.hint(m_snapshot.isEmpty()
+                       ? QStringLiteral("run the restore again when the cause is gone")
+                       : QStringLiteral("run the restore again when the cause is gone, or put back what was "
+                                        "there before: %1")
+                             .arg(commandFor(m_snapshot)));
+}
+
+ExitCode RestoreRun::verify()
+{
+    const ControllerRegisters controller = readController(
+        m_session, m_device, m_console, QStringLiteral("reading back"), m_options.device.timeout);
+    if (controller.taken.end.code != ExitCode::Done) {
+        const bool isInterrupted = controller.taken.end.code == ExitCode::Interrupted;
+        return fail(
+            QStringLiteral("everything was written, but it could not be read back: %1")
+                .arg(isInterrupted ? QStringLiteral("interrupted") : controller.taken.error),
+            QStringLiteral("\"%1 --dry-run\" shows what the controller holds").arg(commandFor(m_path)),
+            controller.taken.end.code);
+    }
+    QList<int> written;
+    for (const PlannedWrite& write : std::as_const(m_plan.writes))
+        written.append(write.number);
+    const BackupComparison found =
+        compareBackups(m_file, controller.file, RegisterNames(m_groups, &m_plan.groups), &written);
+    m_document.insert(QStringLiteral("differences"), toJson(found.registers));
+    for (const RegisterDifference& difference : found.registers)
+        m_writer.record(QStringLiteral("difference"), toJson(difference));
+    if (found.registers.isEmpty()) {
+        if (m_general.format == OutputFormat::Table)
+            m_console.out(
+                QStringLiteral("read back: %1 registers, all as in the file\n").arg(found.compared));
+        return ExitCode::Done;
+    }
+    if (m_general.format == OutputFormat::Table)
+        m_console.out(QLatin1Char('\n') + differencesTable(found.registers, QStringLiteral("file"),
+                                                           QStringLiteral("controller")));
+    return fail(QStringLiteral("%1 of %2 registers do not hold what was written to them (%3)")
+                    .arg(found.registers.size())
+                    .arg(found.compared)
+                    .arg(differencesPerGroup(found.registers)),
+                QStringLiteral("see whether the controller changes them itself, and restore them again"),
+                ExitCode::Different);
+}
+
+void RestoreRun::tellDocument(ExitCode code)
+{
+    m_document.insert(QStringLiteral("object"), m_device.plugin->getName());
+    m_document.insert(QStringLiteral("command"), QStringLiteral("restore"));
+    m_document.insert(QStringLiteral("ok"), code == ExitCode::Done);
+    m_document.insert(QStringLiteral("exitCode"), static_cast<int>(code));
+    m_document.insert(QStringLiteral("file"), m_path);
+    m_document.insert(QStringLiteral("dryRun"), m_options.dryRun);
+    m_document.insert(QStringLiteral("presets"), QJsonArray{choice().firstPreset, choice().lastPreset});
+    m_document.insert(QStringLiteral("extras"), choice().withExtras);
+    if (!m_snapshot.isEmpty())
+        m_document.insert(QStringLiteral("snapshot"), m_snapshot);
+    if (!m_error.isEmpty())
+        m_document.insert(QStringLiteral("error"), m_error);
+    if (!m_options.dryRun) {
+        QJsonArray groups;
+        const QList<GroupRecord> records = m_record.groups();
+        for (const GroupRecord& group : records)
+            groups.append(toJson(group));
+        m_document.insert(QStringLiteral("groups"), groups);
+        m_document.insert(QStringLiteral("planned"), m_record.plannedCount());
+        m_document.insert(QStringLiteral("written"), m_record.count(WriteState::Written));
+        m_document.insert(QStringLiteral("uncertain"), m_record.count(WriteState::Uncertain));
+        m_document.insert(QStringLiteral("milliseconds"), m_elapsed);
+    }
+    m_writer.document(m_document);
+    // The lists have had lines of their own.
+    for (const char* const list : {"groups", "writes", "differences"})
+        m_document.remove(QLatin1String(list));
+    m_writer.record(QStringLiteral("restore"), m_document);
+}

@@ -1,0 +1,212 @@
+#include "applications/bench/check/bench_check.h"
+
+#include "applications/bench/check/command_requirements.h"
+#include "applications/bench/check/range_check.h"
+#include "applications/bench/check/unread_names.h"
+#include "plugins/p_device_mdc/model/device_information.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_utilities/version.h>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace {
+
+// By which name an identified device's configuration is looked up; empty for a model without a text.
+QString configurationNameOf(const DAbstractPlugin& device, int generation)
+{
+    // The firmware as one number, 4012 of "4.01.2".
+    const int firmware = device.getProperty(QStringLiteral("version"), QVariant(0)).toInt();
+    DeviceInformation information;
+    information.controllerModel =
+        device.getProperty(QStringLiteral("controllerModel"), QVariant()).toString();
+    information.version = QString::number(firmware / 1000);
+    information.softwareVersion = generation;
+    return configurationModelName(information).value_or(QString());
+}
+
+} // namespace
+
+BenchCheck::BenchCheck(const GeneralOptions& general, const CheckOptions& options, Console& console,
+                       Interrupt& interrupt)
+    : m_options(options)
+    , m_console(console)
+    , m_interrupt(interrupt)
+    , m_session(general, options.object, console, interrupt)
+    , m_report(console, general.format)
+{}
+
+ExitCode BenchCheck::run()
+{
+    if (!checkConfigurationFile() || !checkPlugins())
+        return m_report.finish();
+    const std::optional<BenchProblem> simulation = m_session.startSimulator();
+    if (simulation && simulation->code == ExitCode::Usage) {
+        // Nothing that the bench lacks: the object that was asked for is not there.
+        simulation->tell(m_console);
+        return simulation->code;
+    }
+    if (!checkObjects(simulation))
+        return m_report.finish();
+
+    m_session.startFaults();
+    m_session.waitForLinks(m_options.linkWait);
+    if (!m_interrupt.requested())
+        checkLinks();
+    const QList<DAbstractPlugin*> all = devices();
+    for (DAbstractPlugin* const device : all) {
+        if (!m_interrupt.requested())
+            checkDevice(*device);
+    }
+    return m_interrupt.requested() ? ExitCode::Interrupted : m_report.finish();
+}
+
+bool BenchCheck::checkConfigurationFile()
+{
+    const std::optional<BenchProblem> problem = m_session.loadConfigurationFile();
+    m_report.add(QStringLiteral("configuration"), problem, m_session.configurationName(),
+                 QStringLiteral("correct the file at the place named"));
+    return !problem;
+}
+
+bool BenchCheck::checkPlugins()
+{
+    const std::optional<BenchProblem> problem = m_session.checkPlugins();
+    const QList<DPluginReport> files = m_session.host().pluginReports();
+    for (const DPluginReport& file : files) {
+        if (file.error.isEmpty())
+            m_report.add({FindingLevel::Ok,
+                          QStringLiteral("plug-in %1").arg(QFileInfo(file.file).fileName()),
+                          QStringLiteral("%1 %2").arg(file.name, versionToString(file.version)),
+                          {}});
+        else
+            // An error only when an object needs it, which the problem tells.
+            m_report.add({FindingLevel::Warning,
+                          QStringLiteral("plug-in %1").arg(QFileInfo(file.file).fileName()), file.error,
+                          QStringLiteral("replace or remove this file")});
+    }
+    if (problem)
+        m_report.add(QStringLiteral("plug-ins"),
+                     BenchProblem{problem->code, {problem->messages.constFirst()}}, {},
+                     QStringLiteral("name the folder of the plug-ins with --plugins DIR"));
+    return !problem;
+}
+
+bool BenchCheck::checkObjects(const std::optional<BenchProblem>& simulation)
+{
+    const std::optional<BenchProblem> problem = simulation ? simulation : m_session.makeObjects();
+    m_report.add(QStringLiteral("objects"), problem,
+                 QStringLiteral("%1 made").arg(m_session.host().objectUuids().size()),
+                 QStringLiteral("correct the object named"));
+    return !problem;
+}
+
+QList<DAbstractPlugin*> BenchCheck::devices() const
+{
+    QList<DAbstractPlugin*> result =
+        m_options.object.isEmpty() ? m_session.plugins() : QList<DAbstractPlugin*>{m_session.chosenObject()};
+    result.erase(std::remove_if(result.begin(), result.end(),
+                                [](const DAbstractPlugin* plugin) {
+                                    return plugin->pluginType() != IPlugin::CeTypeDevice;
+                                }),
+                 result.end());
+    return result;
+}
+
+QList<DAbstractPlugin*> BenchCheck::links() const
+{
+    if (m_options.object.isEmpty())
+        return m_session.drivers();
+    QList<DAbstractPlugin*> result{m_session.driverOf(*m_session.chosenObject())};
+    result.removeAll(nullptr);
+    return result;
+}
+
+void BenchCheck::checkLinks()
+{
+    const QList<DAbstractPlugin*> all = links();
+    for (const DAbstractPlugin* const driver : all) {
+        const QString subject = QStringLiteral("link \"%1\"").arg(driver->getName());
+        const QString address = driver->getProperty(QStringLiteral("address"), QVariant()).toString();
+        if (isConnected(*driver))
+            m_report.add({FindingLevel::Ok, subject, QStringLiteral("connected with %1").arg(address), {}});
+        else
+            m_report.add({FindingLevel::Error, subject, QStringLiteral("%1 cannot be reached").arg(address),
+                          QStringLiteral("check the address, the cable and that the controller is on")},
+                         ExitCode::NotConnected);
+    }
+}
+
+void BenchCheck::checkDevice(DAbstractPlugin& device)
+{
+    const std::optional<int> generation = identify(device);
+    const QJsonObject configuration = m_session.describe(device).configuration;
+    std::optional<QString> name;
+    if (generation)
+        name = configurationNameOf(device, *generation);
+    const RegisterTypes types = registerTypes(m_session.driverOf(device));
+    const QList<Finding> findings =
+        checkRequirements(commandNeeds(), device.commandNames(), configuration, generation, types) +
+        checkRanges(device.commandNames(), configuration, name) + checkUnreadNames(configuration);
+    for (const Finding& finding : findings)
+        m_report.add(finding);
+}
+
+RegisterTypes BenchCheck::registerTypes(const DAbstractPlugin* driver)
+{
+    const RegisterTypes types = DriverDescription(driver).registerTypes();
+    if (driver != nullptr && !types.areKnown())
+        m_report.add(
+            {FindingLevel::Warning, QStringLiteral("driver \"%1\"").arg(driver->getName()),
+             QStringLiteral("\"%1\" does not say which register types it knows: they are not checked")
+                 .arg(driver->pluginName()),
+             QStringLiteral("compare them with the driver's documentation")});
+    return types;
+}
+
+std::optional<int> BenchCheck::identify(DAbstractPlugin& device)
+{
+    const QString subject = QStringLiteral("device \"%1\"").arg(device.getName());
+    const DAbstractPlugin* const driver = m_session.driverOf(device);
+    if (driver == nullptr) {
+        m_report.add({FindingLevel::Error, subject, QStringLiteral("it has no driver"),
+                      QStringLiteral("give the identity of the driver object as \"driver\"")});
+        return std::nullopt;
+    }
+    if (!isConnected(*driver)) {
+        m_report.add({FindingLevel::Warning, subject, QStringLiteral("not identified: its link is down"),
+                      QStringLiteral("the register map is checked without knowing the controller")});
+        return std::nullopt;
+    }
+    if (!device.commandNames().contains(QStringLiteral("getInfo")))
+        return std::nullopt;
+    if (m_session.describe(device).reference.isEmpty())
+        m_report.add({FindingLevel::Warning, subject,
+                      QStringLiteral("no \"reference\": its tool is not recognised"),
+                      QStringLiteral("give the controller's order reference as \"reference\"")});
+    const OrderEnd end = m_session.identify(device);
+    if (end.code != ExitCode::Done) {
+        m_report.add({FindingLevel::Error, subject,
+                      QStringLiteral("not identified: %1").arg(end.outcome.errorMessage),
+                      remedyFor(end.code)},
+                     end.code);
+        return std::nullopt;
+    }
+    const int generation = device.getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
+    reportIdentity(subject, device, generation);
+    return generation;
+}
+
+void BenchCheck::reportIdentity(const QString& subject, const DAbstractPlugin& device, int generation)
+{
+    const QString model = device.getProperty(QStringLiteral("controllerModel"), QVariant()).toString();
+    if (model.isEmpty() || model.contains(QLatin1Char('?')))
+        m_report.add(
+            {FindingLevel::Warning, subject,
+             QStringLiteral("an unknown controller answers, taken for generation %1").arg(generation),
+             QStringLiteral("check that it is a controller of a supported family")});
+    else
+        m_report.add(
+            {FindingLevel::Ok, subject, QStringLiteral("%1, generation %2").arg(model).arg(generation), {}});
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "applications/bench/check/check_report.h"
+#include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/driver_description.h"
+#include "applications/bench/core/shared_options.h"
+
+#include <optional>
+
+struct CheckOptions
+{
+    // Name or identity of the device that is looked at; empty: all.
+    QString object;
+    int linkWait = c_defaultLinkWait; // ms
+};
+
+// Looks over one bench: the configuration's files, the plug-in files, the objects, the links, who each
+// controller is, and what each command needs of the configuration.
+class BenchCheck
+{
+public:
+    BenchCheck(const GeneralOptions& general, const CheckOptions& options, Console& console,
+               Interrupt& interrupt);
+
+    // Once. The code of the first error that was found; Done without one.
+    ExitCode run();
+
+private:
+    // What the rest is built on; each false when there is nothing to build on.
+    bool checkConfigurationFile();
+    bool checkPlugins();
+    // `simulation`: why the simulated controller could not be started, if so.
+    bool checkObjects(const std::optional<BenchProblem>& simulation);
+    void checkLinks();
+    void checkDevice(DAbstractPlugin& device);
+
+    // The generation of the connected controller; nothing when it could not be asked.
+    std::optional<int> identify(DAbstractPlugin& device);
+    // Those that a register map may have; none when there is no driver to know them.
+    RegisterTypes registerTypes(const DAbstractPlugin* driver);
+    void reportIdentity(const QString& subject, const DAbstractPlugin& device, int generation);
+    QList<DAbstractPlugin*> devices() const;
+    QList<DAbstractPlugin*> links() const;
+
+    const CheckOptions& m_options;
+    Console& m_console;
+    Interrupt& m_interrupt;
+    BenchSession m_session;
+    CheckReport m_report;
+};

@@ -1,0 +1,88 @@
+#include "applications/bench/check/check_report.h"
+
+namespace {
+
+constexpr int c_levelWidth = 9;
+
+QString levelText(FindingLevel level)
+{
+    switch (level) {
+    case FindingLevel::Ok:
+        return QStringLiteral("ok");
+    case FindingLevel::Warning:
+        return QStringLiteral("warning");
+    case FindingLevel::Error:
+        return QStringLiteral("error");
+    }
+    return {};
+}
+
+Console::Tint tintOf(FindingLevel level)
+{
+    switch (level) {
+    case FindingLevel::Ok:
+        return Console::Tint::Good;
+    case FindingLevel::Warning:
+        return Console::Tint::Doubtful;
+    case FindingLevel::Error:
+        return Console::Tint::Bad;
+    }
+    return Console::Tint::None;
+}
+
+} // namespace
+
+CheckReport::CheckReport(Console& console, OutputFormat format)
+    : m_console(console)
+    , m_format(format)
+    , m_writer(console, format)
+{}
+
+void CheckReport::add(const Finding& finding, ExitCode codeOfError)
+{
+    ++m_counts.at(static_cast<std::size_t>(finding.level));
+    if (finding.level == FindingLevel::Error && m_code == ExitCode::Done)
+        m_code = codeOfError;
+    const QJsonObject object{{QStringLiteral("level"), levelText(finding.level)},
+                             {QStringLiteral("subject"), finding.subject},
+                             {QStringLiteral("message"), finding.message},
+                             {QStringLiteral("remedy"), finding.remedy}};
+    m_all.append(object);
+    m_writer.record(finding.subject, object);
+    if (m_format != OutputFormat::Table)
+        return;
+    // Padded before it is coloured: escape sequences have a length but no width.
+    const QString level = levelText(finding.level).leftJustified(c_levelWidth);
+    m_console.out(QStringLiteral("%1%2: %3\n")
+                      .arg(m_console.tinted(level, tintOf(finding.level)), finding.subject, finding.message));
+    if (!finding.remedy.isEmpty())
+        m_console.out(QString(c_levelWidth, QLatin1Char(' ')) +
+                      QStringLiteral("  → %1\n").arg(finding.remedy));
+}
+
+void CheckReport::add(const QString& subject, const std::optional<BenchProblem>& problem,
+                      const QString& whenOk, const QString& remedy)
+{
+    if (!problem) {
+        add({FindingLevel::Ok, subject, whenOk, {}});
+        return;
+    }
+    for (const QString& message : problem->messages)
+        add({FindingLevel::Error, subject, message,
+             message == problem->messages.constLast() ? remedy : QString()},
+            problem->code);
+}
+
+ExitCode CheckReport::finish()
+{
+    if (m_format == OutputFormat::Table)
+        m_console.out(QStringLiteral("\n%1 ok, warnings: %2, errors: %3\n")
+                          .arg(count(FindingLevel::Ok))
+                          .arg(count(FindingLevel::Warning))
+                          .arg(count(FindingLevel::Error)));
+    m_writer.document({{QStringLiteral("findings"), m_all},
+                       {QStringLiteral("errors"), count(FindingLevel::Error)},
+                       {QStringLiteral("warnings"), count(FindingLevel::Warning)},
+                       {QStringLiteral("exitCode"), static_cast<int>(m_code)}});
+    return m_code;
+}

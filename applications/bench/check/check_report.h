@@ -1,0 +1,34 @@
+#pragma once
+
+#include "applications/bench/check/finding.h"
+#include "applications/bench/core/bench_problem.h"
+#include "applications/bench/core/result_writer.h"
+
+#include <QJsonArray>
+
+#include <array>
+#include <optional>
+
+// Writes findings as they come, so that a person sees what is waited for, and remembers the worst.
+class CheckReport
+{
+public:
+    CheckReport(Console& console, OutputFormat format);
+
+    void add(const Finding& finding, ExitCode codeOfError = ExitCode::Configuration);
+    // The problem, or that there is none.
+    void add(const QString& subject, const std::optional<BenchProblem>& problem, const QString& whenOk,
+             const QString& remedy);
+    // Sums up. The code of the first error; Done without one.
+    ExitCode finish();
+
+private:
+    int count(FindingLevel level) const { return m_counts.at(static_cast<std::size_t>(level)); }
+
+    Console& m_console;
+    const OutputFormat m_format;
+    ResultWriter m_writer;
+    QJsonArray m_all;
+    std::array<int, 3> m_counts{};
+    ExitCode m_code = ExitCode::Done;
+};

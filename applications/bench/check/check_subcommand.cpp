@@ -1,0 +1,28 @@
+#include "applications/bench/check/check_subcommand.h"
+
+CheckSubcommand::CheckSubcommand()
+    : Subcommand({"check", "Look over configuration, plug-ins, links and register map",
+                  "Exit code 0 when nothing worse than a warning was found, else the code of the first "
+                  "error.\n"
+                  "\n"
+                  "Examples:\n"
+                  "  mdc-bench check\n"
+                  "  mdc-bench --config bench.json check --timeout 1000\n"})
+{}
+
+void CheckSubcommand::addTo(CLI::App& app)
+{
+    addObject(app, m_options.object, "Only this device");
+    addLinkWait(app, m_options.linkWait);
+}
+
+QString CheckSubcommand::contradiction(const GeneralOptions& general) const
+{
+    return firstProblem({formatProblem(general), controllerProblem(general)});
+}
+
+ExitCode CheckSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
+{
+    BenchCheck check(general, m_options, console, interrupt);
+    return check.run();
+}

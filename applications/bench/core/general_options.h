@@ -1,0 +1,64 @@
+#pragma once
+
+#include "applications/bench/core/output_format.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace CLI {
+class App;
+}
+
+// What every subcommand may be asked for: which bench, which simulated controller, and how to speak.
+struct GeneralOptions
+{
+    enum class Simulation { None, Tcp, Rtu };
+
+    // Empty: the bundled configuration.
+    QString configFile;
+    // Empty: "../plugins" as seen from the program.
+    QString pluginFolder;
+    // Empty: "properties.json" in the user's data folder.
+    QString propertiesFile;
+    // Driver's trace of frames; empty for none.
+    QString traceFile;
+
+    Simulation simulation = Simulation::None;
+    // Empty: the first profile that the device object's configuration fits.
+    QString profile;
+    QStringList faults;
+
+    OutputFormat format = OutputFormat::Table;
+    // Of the plug-ins' texts; empty: the system's.
+    QString language;
+    bool verbose = false;
+    bool quiet = false;
+};
+
+// Reads them from the command line.
+class GeneralOptionsParser
+{
+public:
+    // `formats` is what the help says of the form of results that nobody has asked for.
+    void addTo(CLI::App& app, const QString& formats);
+    // After parsing. `format` is the one that nobody has asked for.
+    GeneralOptions options(OutputFormat format) const;
+
+private:
+    void addBenchOptions(CLI::App& app);
+    void addSimulationOptions(CLI::App& app);
+    void addOutputOptions(CLI::App& app, const QString& formats);
+
+    GeneralOptions m_options;
+    std::optional<GeneralOptions::Simulation> m_simulation;
+    std::optional<OutputFormat> m_format;
+};
+
+// Each is one reason why these options cannot be; empty when there is none.
+QString languageProblem(const GeneralOptions& general);
+// Of a simulated controller without one.
+QString simulationProblem(const GeneralOptions& general);
+// For what needs a controller, simulated or not.
+QString controllerProblem(const GeneralOptions& general);

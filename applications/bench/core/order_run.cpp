@@ -1,0 +1,120 @@
+#include "applications/bench/core/order_run.h"
+
+#include <lib_host/d_host.h>
+#include <lib_plugins_management/d_abstract_command.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <QTimer>
+
+OrderRun::OrderRun(DHost& host, const DAbstractPlugin& plugin, const OrderTerms& terms, Console& console,
+                   Interrupt& interrupt)
+    : m_host(host)
+    , m_plugin(plugin)
+    , m_uuid(plugin.objectUuid())
+    , m_terms(terms)
+    , m_console(console)
+    , m_interrupt(interrupt)
+    , m_isInterrupted(interrupt.requested())
+{}
+
+OrderEnd OrderRun::run(const QString& command, const QVariantMap& arguments)
+{
+    const DAbstractCommand* const prototype = m_plugin.commandPrototype(command);
+    if (prototype != nullptr)
+        m_stopName = prototype->stopCommandName();
+    // Queued signals: none of them comes before startOrder has returned the identifier.
+    followOrder();
+    if (m_terms.onInstruction || m_terms.stopsBetweenInstructions)
+        followInstructions();
+    followInterrupt();
+    m_order = m_host.startOrder(m_uuid, command, arguments, m_terms.timeout);
+    if (m_isInterrupted)
+        stop();
+    if (m_terms.duration > 0 && !m_stopName.isEmpty())
+        QTimer::singleShot(m_terms.duration, Qt::PreciseTimer, &m_loop, [this] {
+            if (!m_isStopped)
+                stop();
+        });
+    m_loop.exec();
+
+    m_end.code = exitCodeFor(m_end.outcome);
+    if (m_isInterrupted && (m_stopName.isEmpty() || !m_end.outcome.ok))
+        m_end.code = ExitCode::Interrupted;
+    return m_end;
+}
+
+void OrderRun::followOrder()
+{
+    QObject::connect(&m_host, &DHost::orderUpdated, &m_loop,
+                     [this](quint64 order, const QVariantMap& results) {
+                         if (order == m_order && !m_isStopped)
+                             handleUpdate(results);
+                     });
+    QObject::connect(&m_host, &DHost::orderFailureReported, &m_loop,
+                     [this](quint64 order, int, const QString& message) {
+                         if (order == m_order)
+                             warn(m_outage.missed(message));
+                     });
+    QObject::connect(&m_host, &DHost::orderFinished, &m_loop,
+                     [this](quint64 order, const DOrderOutcome& outcome) {
+                         if (order != m_order)
+                             return;
+                         m_end.outcome = outcome;
+                         m_loop.quit();
+                     });
+}
+
+void OrderRun::followInstructions()
+{
+    QObject::connect(&m_host, &DHost::instructionFinished, &m_loop,
+                     [this](quint64 order, const QString& instruction, const QVariantMap& arguments,
+                            const DOrderOutcome& outcome) {
+                         if (order == m_order)
+                             handleInstruction(instruction, arguments, outcome);
+                     });
+}
+
+void OrderRun::followInterrupt()
+{
+    QObject::connect(&m_interrupt, &Interrupt::interrupted, &m_loop, [this] { handleInterrupt(); });
+}
+
+void OrderRun::handleUpdate(const QVariantMap& results)
+{
+    warn(m_outage.answered());
+    if (m_terms.onUpdate && !m_terms.onUpdate(results))
+        stop();
+}
+
+void OrderRun::handleInstruction(const QString& instruction, const QVariantMap& arguments,
+                                 const DOrderOutcome& outcome)
+{
+    if (m_terms.onInstruction)
+        m_terms.onInstruction(instruction, arguments, outcome);
+    if (m_terms.stopsBetweenInstructions && m_isInterrupted && !m_isStopped)
+        stop();
+}
+
+void OrderRun::handleInterrupt()
+{
+    m_isInterrupted = true;
+    if (m_terms.stopsBetweenInstructions)
+        m_console.warning(
+            QStringLiteral("stopping after the request under way; Ctrl-C once more ends at once"));
+    else
+        stop();
+}
+
+void OrderRun::stop()
+{
+    m_isStopped = true;
+    if (m_stopName.isEmpty())
+        m_host.stopOrder(m_order);
+    else
+        m_host.startOrder(m_uuid, m_stopName, {});
+}
+
+void OrderRun::warn(const QString& news)
+{
+    if (!news.isEmpty())
+        m_console.warning(news);
+}

@@ -1,0 +1,228 @@
+#include "applications/bench/run/command_run.h"
+
+#include "applications/bench/core/device_choice.h"
+#include "applications/bench/core/suggestion.h"
+#include "applications/bench/run/changed_values.h"
+#include "applications/bench/run/missing_configuration.h"
+#include "applications/bench/run/order_arguments.h"
+
+#include <lib_plugins_management/d_abstract_command.h>
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/variant_conversion.h>
+
+namespace {
+
+const QString c_getInfo = QStringLiteral("getInfo");
+const QString c_reference = QStringLiteral("reference");
+
+QString unknownCommandText(const DAbstractPlugin& plugin, const QString& command,
+                           const QList<DAbstractPlugin*>& others)
+{
+    QString text = QStringLiteral("\"%1\" has no command \"%2\"").arg(plugin.getName(), command);
+    const QString hint = didYouMean(command, plugin.getFunctions(true));
+    if (!hint.isEmpty())
+        return text + hint;
+    for (const DAbstractPlugin* const other : others) {
+        if (other->getFunctions(true).contains(command))
+            return text + QStringLiteral("; \"%1\" has: add --object %1").arg(other->getName());
+    }
+    return text + QStringLiteral("; it has: %1").arg(plugin.getFunctions(true).join(QStringLiteral(", ")));
+}
+
+} // namespace
+
+CommandRun::CommandRun(const GeneralOptions& general, const RunOptions& options, Console& console,
+                       Interrupt& interrupt)
+    : m_general(general)
+    , m_options(options)
+    , m_console(console)
+    , m_session(general, options.object, console, interrupt)
+    , m_writer(console, general.format)
+{}
+
+ExitCode CommandRun::run()
+{
+    const ExitCode opened = m_session.open();
+    if (opened != ExitCode::Done)
+        return opened;
+    using Step = ExitCode (CommandRun::*)();
+    const Step steps[] = {&CommandRun::chooseObject, &CommandRun::findCommand, &CommandRun::convertArguments,
+                          &CommandRun::identify};
+    for (const Step step : steps) {
+        const ExitCode code = (this->*step)();
+        if (code != ExitCode::Done)
+            return code;
+    }
+    m_session.startFaults();
+    const OrderEnd end = runOrder();
+    tellResults(end);
+    if (end.code != ExitCode::Done)
+        tellFailure(end);
+    return end.code;
+}
+
+ExitCode CommandRun::chooseObject()
+{
+    m_plugin = m_session.chosenObject();
+    if (m_plugin != nullptr)
+        return ExitCode::Done;
+    m_console.error(QStringLiteral("%1 has no device object; name an object with --object")
+                        .arg(m_session.configurationName()));
+    return ExitCode::Usage;
+}
+
+ExitCode CommandRun::findCommand()
+{
+    const QString& command = m_options.command;
+    if (!m_plugin->getFunctions(true).contains(command)) {
+        m_console.error(unknownCommandText(*m_plugin, command, m_session.plugins()));
+        return ExitCode::Usage;
+    }
+    m_prototype = m_plugin->commandPrototype(command);
+    m_isListening = m_prototype != nullptr && m_prototype->isRecurrent();
+    if (!m_isListening && m_options.isForListening()) {
+        m_console.error(QStringLiteral("\"%1\" does not listen: --count, --seconds and --changes are for "
+                                       "commands that do")
+                            .arg(command));
+        return ExitCode::Usage;
+    }
+    return ExitCode::Done;
+}
+
+ExitCode CommandRun::convertArguments()
+{
+    const QString& command = m_options.command;
+    const OrderArguments arguments =
+        parseOrderArguments(command, m_options.arguments,
+                            m_prototype == nullptr ? QList<DCommandValue>() : m_prototype->parameters());
+    for (const QString& error : arguments.errors)
+        m_console.error(error);
+    if (!arguments.errors.isEmpty()) {
+        m_console.hint(QStringLiteral("see \"mdc-bench commands %1\"").arg(command));
+        return ExitCode::Usage;
+    }
+    for (const QString& warning : arguments.warnings)
+        m_console.warning(warning);
+    m_arguments = arguments.values;
+    if (command == c_getInfo && !m_arguments.contains(c_reference)) {
+        const QString reference = m_session.describe(*m_plugin).reference;
+        m_arguments.insert(c_reference, reference);
+        m_console.note(QStringLiteral("reference=%1, as the object is configured").arg(reference));
+    }
+    warnOfMissing();
+    return ExitCode::Done;
+}
+
+void CommandRun::warnOfMissing() const
+{
+    const QList<DCommandValue> declared =
+        m_prototype == nullptr ? QList<DCommandValue>() : m_prototype->parameters();
+    for (const DCommandValue& parameter : declared) {
+        if (m_arguments.contains(parameter.id))
+            continue;
+        QString error;
+        convertToDeclaredType(parameter.defaultValue, parameter.type, &error);
+        if (!parameter.defaultValue.isValid() || !error.isEmpty())
+            m_console.warning(
+                QStringLiteral("parameter \"%1\" is not given and has no usable default").arg(parameter.id));
+    }
+}
+
+ExitCode CommandRun::identify()
+{
+    const bool isWanted = m_plugin->pluginType() == IPlugin::CeTypeDevice && m_prototype != nullptr &&
+                          !m_options.withoutIdentification && m_options.command != c_getInfo &&
+                          m_plugin->commandNames().contains(c_getInfo);
+    if (!isWanted)
+        return ExitCode::Done;
+    const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
+    return identifyOrTell(m_session, *m_plugin, consequence, m_console).code;
+}
+
+OrderEnd CommandRun::runOrder()
+{
+    OrderTerms terms;
+    terms.timeout = m_options.timeout;
+    terms.onUpdate = [this](const QVariantMap& results) { return takeUpdate(results); };
+    terms.duration = m_options.bounds.duration;
+    return m_session.runOrder(*m_plugin, m_options.command, m_arguments, terms);
+}
+
+bool CommandRun::takeUpdate(const QVariantMap& results)
+{
+    const QVariantMap shown = m_options.changesOnly ? changedValues(m_lastUpdate, results) : results;
+    m_lastUpdate = results;
+    if (m_options.changesOnly && shown.isEmpty())
+        return true;
+    m_writer.update(ordered(shown));
+    ++m_updates;
+    return m_options.bounds.count == 0 || m_updates < m_options.bounds.count;
+}
+
+QList<NamedValue> CommandRun::ordered(const QVariantMap& results) const
+{
+    QList<NamedValue> values;
+    QVariantMap rest = results;
+    const QList<DCommandValue> declared =
+        m_prototype == nullptr ? QList<DCommandValue>() : m_prototype->results();
+    for (const DCommandValue& result : declared) {
+        if (rest.contains(result.id))
+            values.append({result.id, rest.take(result.id)});
+    }
+    for (auto it = rest.cbegin(); it != rest.cend(); ++it)
+        values.append({it.key(), it.value()});
+    return values;
+}
+
+void CommandRun::tellResults(const OrderEnd& end)
+{
+    const QString& command = m_options.command;
+    const QList<NamedValue> values = m_isListening ? QList<NamedValue>() : ordered(end.outcome.results);
+    m_writer.results(values);
+    QJsonObject document{{QStringLiteral("object"), m_plugin->getName()},
+                         {QStringLiteral("command"), command},
+                         {QStringLiteral("ok"), end.code == ExitCode::Done},
+                         {QStringLiteral("exitCode"), static_cast<int>(end.code)}};
+    if (m_isListening)
+        document.insert(QStringLiteral("updates"), m_writer.updates());
+    else
+        document.insert(QStringLiteral("results"), toJson(values));
+    if (!end.outcome.errorMessage.isEmpty())
+        document.insert(QStringLiteral("error"), end.outcome.errorMessage);
+    m_writer.document(document);
+
+    if (end.code != ExitCode::Done)
+        return;
+    if (m_isListening && m_updates == 0)
+        m_console.warning(QStringLiteral("\"%1\" gave no update").arg(command));
+    if (m_general.format == OutputFormat::Table && values.isEmpty() && !m_isListening)
+        m_console.out(QStringLiteral("%1: done\n").arg(command));
+}
+
+void CommandRun::tellFailure(const OrderEnd& end)
+{
+    const QString& command = m_options.command;
+    if (end.code == ExitCode::Interrupted)
+        m_console.error(
+            QStringLiteral("\"%1\" was interrupted; what had been sent by then may have been done")
+                .arg(command));
+    else
+        m_console.error(end.outcome.errorMessage.isEmpty()
+                            ? QStringLiteral("\"%1\" says that it was not done").arg(command)
+                            : end.outcome.errorMessage);
+    if (end.code == ExitCode::CommandFailed && m_plugin->pluginType() == IPlugin::CeTypeDevice) {
+        const int generation = m_plugin->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
+        const RegisterTypes types = DriverDescription(m_session.driverOf(*m_plugin)).registerTypes();
+        const QStringList missing = missingConfiguration(m_session.describe(*m_plugin).configuration, command,
+                                                         m_arguments, generation, types);
+        for (const QString& text : missing)
+            m_console.error(text);
+    }
+    // The order's own bound cuts off whatever its instructions wait for.
+    if (end.code == ExitCode::TimedOut && m_options.timeout > 0)
+        m_console.hint(
+            QStringLiteral("the time of the whole order was up (--timeout); what had been sent by then may "
+                           "have been done"));
+    else if (!remedyFor(end.code).isEmpty())
+        m_console.hint(remedyFor(end.code));
+}

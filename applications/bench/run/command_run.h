@@ -1,0 +1,52 @@
+#pragma once
+
+#include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/result_writer.h"
+#include "applications/bench/run/run_options.h"
+
+#include <QVariantMap>
+
+class DAbstractCommand;
+
+// One command of one object, from what a person typed to what came of it. Each step tells what went wrong in
+// it.
+class CommandRun
+{
+public:
+    // Everything outlives the run.
+    CommandRun(const GeneralOptions& general, const RunOptions& options, Console& console,
+               Interrupt& interrupt);
+
+    // Once.
+    ExitCode run();
+
+private:
+    // Steps before the order, each Done when the next one may be taken.
+    ExitCode chooseObject();
+    ExitCode findCommand();
+    ExitCode convertArguments();
+    ExitCode identify();
+
+    void warnOfMissing() const;
+    OrderEnd runOrder();
+    bool takeUpdate(const QVariantMap& results);
+    // Declared results first, in their order.
+    QList<NamedValue> ordered(const QVariantMap& results) const;
+
+    void tellResults(const OrderEnd& end);
+    void tellFailure(const OrderEnd& end);
+
+    const GeneralOptions& m_general;
+    const RunOptions& m_options;
+    Console& m_console;
+    BenchSession m_session;
+    ResultWriter m_writer;
+
+    DAbstractPlugin* m_plugin = nullptr;
+    // Null for a stop command, which has no declaration of its own.
+    const DAbstractCommand* m_prototype = nullptr;
+    bool m_isListening = false;
+    QVariantMap m_arguments;
+    int m_updates = 0; // printed
+    QVariantMap m_lastUpdate;
+};

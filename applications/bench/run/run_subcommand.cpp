@@ -1,0 +1,47 @@
+#include "applications/bench/run/run_subcommand.h"
+
+#include "applications/bench/core/option_binding.h"
+#include "applications/bench/run/command_run.h"
+
+#include <CLI/CLI.hpp>
+
+RunSubcommand::RunSubcommand()
+    : Subcommand(
+          {"run", "Run one command of an object",
+           "Values are converted to the declared type: whole numbers, true or false, text, JSON lists and\n"
+           "objects. A command that listens prints each update until Ctrl-C, --count or --seconds, which "
+           "end\n"
+           "it with exit code 0.\n"
+           "\n"
+           "Examples:\n"
+           "  mdc-bench run getInfo\n"
+           "  mdc-bench run getRegister channel=direction --format jsonl\n"
+           "  mdc-bench run listenMotorRunState --changes --seconds 60\n"
+           "  mdc-bench --config bench.json run setProgram program=3 --object mdc --timeout 2000\n"
+           "  mdc-bench run setDirection -- direction=1    whatever follows -- is no option\n"
+           "  mdc-bench run setDirection direction=1 --fault help    which faults can be simulated\n"})
+{}
+
+void RunSubcommand::addTo(CLI::App& app)
+{
+    addText(app, "COMMAND", m_options.command, "Name of the command")->type_name("")->required();
+    addWords(app, "name=value", m_options.arguments, "Its parameters")->type_name("")->expected(0, -1);
+    addObject(app, m_options.object, "Object whose command it is [the first device]");
+    addOrderTimeout(app, m_options.timeout, "Bound for the whole order in milliseconds [none]");
+    app.add_flag("--no-identify", m_options.withoutIdentification,
+                 "Do not read the device information first (the registers of generation 1 are used)");
+    addListeningBounds(app, m_options.bounds, "Listening: end after so many printed updates [none]");
+    app.add_flag("--changes", m_options.changesOnly,
+                 "Listening: print only what differs from the update before");
+}
+
+QString RunSubcommand::contradiction(const GeneralOptions& general) const
+{
+    return firstProblem({formatProblem(general), controllerProblem(general)});
+}
+
+ExitCode RunSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
+{
+    CommandRun run(general, m_options, console, interrupt);
+    return run.run();
+}

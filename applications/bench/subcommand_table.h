@@ -1,0 +1,6 @@
+#pragma once
+
+#include "applications/bench/core/subcommand.h"
+
+// All subcommands of the program, for one call of it.
+Subcommands makeSubcommands();
