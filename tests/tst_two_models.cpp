@@ -6,6 +6,7 @@
 #include "plugins/p_device_mdc/model/device_information.h"
 #include "plugins/p_device_mdc/model/identification_block.h"
 #include "tests/support/sample_bench.h"
+#include "tests/support/table_gaps.h"
 
 #include <QJsonArray>
 #include <QtTest>
@@ -18,6 +19,8 @@ class tst_TwoModels : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void everyModelHasAProfile();
+    void everyToolTableHasAProfile();
     void identification_data();
     void identification();
     void firmware_data();
@@ -75,6 +78,37 @@ QString simulatorRange(const QString& text)
 }
 
 } // namespace
+
+// What the plug-in can call a controller, a profile makes it call one.
+void tst_TwoModels::everyModelHasAProfile()
+{
+    QStringList simulated;
+    const QList<ControllerProfile> profiles = ControllerProfile::all();
+    for (const ControllerProfile& profile : profiles)
+        simulated.append(profile.model);
+    // Of no model at all, as "nameless" is.
+    simulated.removeAll(QString());
+    const QString same = QStringLiteral("told by a byte of the block like \"MD\" and \"BM\", and by nothing "
+                                        "else: what holds for \"MD\" holds for it");
+    const QString gaps = tableGaps(
+        QStringLiteral("ControllerProfile::all(), by model"), controllerModels(), simulated,
+        {{QStringLiteral("AD"), same}, {QStringLiteral("MDT"), same}, {QStringLiteral("BMT"), same}});
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+}
+
+// The table of tools is chosen by the reference, which each profile has.
+void tst_TwoModels::everyToolTableHasAProfile()
+{
+    QStringList references;
+    const QList<ControllerProfile> profiles = ControllerProfile::all();
+    for (const ControllerProfile& profile : profiles)
+        references.append(profile.reference);
+    const QString gaps = tableGaps(
+        QStringLiteral("ControllerProfile::all(), by reference"), {"MDC", "MDTC", "BM"}, references,
+        {{QStringLiteral("MDTC"), QStringLiteral("no family of controllers of its own: the same blocks, read "
+                                                 "with another table of tools, which is tested as such")}});
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+}
 
 void tst_TwoModels::identification_data()
 {

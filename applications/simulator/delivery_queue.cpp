@@ -11,13 +11,20 @@ DeliveryQueue::DeliveryQueue(QObject* parent)
 
 void DeliveryQueue::add(const Delivery& delivery)
 {
-    if (m_entries.isEmpty() && delivery.delay == 0) {
-        Q_EMIT due(delivery);
-        return;
+    QList<Delivery::Piece> pieces = delivery.pieces;
+    if (pieces.isEmpty() && delivery.ending != Delivery::Ending::Open)
+        pieces.append(Delivery::Piece());
+    const bool isFree = m_entries.isEmpty();
+    for (int i = 0; i < pieces.size(); ++i) {
+        Entry entry{pieces.at(i), Delivery::Ending::Open, std::nullopt};
+        if (i == 0)
+            entry.time = m_clock.elapsed() + entry.piece.delay;
+        if (i == pieces.size() - 1)
+            entry.ending = delivery.ending;
+        m_entries.enqueue(entry);
     }
-    m_entries.enqueue({delivery, m_clock.elapsed() + delivery.delay});
-    if (m_entries.size() == 1)
-        m_timer.start(delivery.delay);
+    if (isFree)
+        handOut();
 }
 
 void DeliveryQueue::clear()
@@ -29,11 +36,15 @@ void DeliveryQueue::clear()
 void DeliveryQueue::handOut()
 {
     while (!m_entries.isEmpty()) {
-        const qint64 wait = m_entries.head().time - m_clock.elapsed();
+        Entry& next = m_entries.head();
+        if (!next.time)
+            next.time = m_clock.elapsed() + next.piece.delay;
+        const qint64 wait = *next.time - m_clock.elapsed();
         if (wait > 0) {
             m_timer.start(static_cast<int>(wait));
             return;
         }
-        Q_EMIT due(m_entries.dequeue().delivery);
+        const Entry entry = m_entries.dequeue();
+        Q_EMIT due(entry.piece.bytes, entry.ending);
     }
 }

@@ -7,8 +7,10 @@
 #include <QQueue>
 #include <QTimer>
 
-// Hands deliveries out in their order, each not before its delay is over: a controller that is slow
-// with one answer is late with all that follow.
+#include <optional>
+
+// Hands deliveries out in their order, piece by piece, none before its delay is over: a controller that is
+// slow with one answer is late with all that follow.
 class DeliveryQueue : public QObject
 {
     Q_OBJECT
@@ -20,14 +22,17 @@ public:
     void clear();
 
 Q_SIGNALS:
-    // From inside add() when nothing holds the delivery up.
-    void due(const Delivery& delivery);
+    // A piece, and what becomes of the connection behind it. A delivery without a piece that ends the
+    // connection is one of no bytes. From inside add() when nothing holds it up.
+    void due(const QByteArray& bytes, Delivery::Ending ending);
 
 private:
     struct Entry
     {
-        Delivery delivery;
-        qint64 time = 0;
+        Delivery::Piece piece;
+        Delivery::Ending ending = Delivery::Ending::Open;
+        // Nothing while it waits for the piece before it: its delay begins with that.
+        std::optional<qint64> time;
     };
     void handOut();
 

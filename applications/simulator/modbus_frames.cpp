@@ -221,24 +221,24 @@ Delivery bendAnswer(const Fault& fault, const QByteArray& answer, int headerSize
     case FaultKind::NoAnswer:
         return {};
     case FaultKind::Late:
-        return {answer, fault.value, Delivery::Ending::Open};
+        return Delivery::whole(answer, fault.value);
     case FaultKind::Twice:
-        return {answer + answer, 0, Delivery::Ending::Open};
+        return Delivery::whole(answer + answer);
     case FaultKind::CutHeader:
-        return {answer.left(headerSize), 0, Delivery::Ending::Open};
+        return Delivery::whole(answer.left(headerSize));
     case FaultKind::CutMiddle:
-        return {answer.left(headerSize + (answer.size() - headerSize) / 2), 0, Delivery::Ending::Open};
+        return Delivery::whole(answer.left(headerSize + (answer.size() - headerSize) / 2));
     case FaultKind::Short:
-        return {shortened(answer, headerSize), 0, Delivery::Ending::Open};
+        return Delivery::whole(shortened(answer, headerSize));
     case FaultKind::Close:
-        return {{}, 0, Delivery::Ending::Close};
+        return {{}, Delivery::Ending::Close};
     case FaultKind::Reset:
-        return {{}, 0, Delivery::Ending::Reset};
+        return {{}, Delivery::Ending::Reset};
     case FaultKind::Lost:
     case FaultKind::Exception:
     case FaultKind::Refuse:
     case FaultKind::Restart:
         break;
     }
-    return {answer, 0, Delivery::Ending::Open};
+    return Delivery::whole(answer);
 }

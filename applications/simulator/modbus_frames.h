@@ -42,14 +42,22 @@ std::optional<TouchedRegisters> touchedRegisters(const QByteArray& pdu);
 QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code);
 QByteArray rtuExceptionAnswer(const QByteArray& request, quint8 code);
 
-// What goes on the wire instead of an answer.
+// What goes on the wire instead of an answer: pieces in their order, none for no answer, and what becomes of
+// the connection behind the last one.
 struct Delivery
 {
     enum class Ending { Open, Close, Reset };
+    struct Piece
+    {
+        QByteArray bytes;
+        int delay = 0; // milliseconds behind the answer, or behind the piece before
+    };
 
-    QByteArray bytes;
-    int delay = 0; // milliseconds
+    QList<Piece> pieces;
     Ending ending = Ending::Open;
+
+    // All of an answer, at once or later.
+    static Delivery whole(const QByteArray& bytes, int delay = 0) { return {{{bytes, delay}}, Ending::Open}; }
 };
 
 // `answer` as the fault leaves it. Faults that act on the request (lost, exception, refuse, restart)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "applications/simulator/fault_plan.h"
+#include "applications/simulator/modbus_frames.h"
 
 #include <QByteArray>
 #include <QString>
@@ -15,6 +16,8 @@ struct RelayContext
     std::function<void(const QString& text)> message;
     // A request that a fault refuses in the controller's name: transport, PDU, exception code.
     std::function<void(const QString& transport, const QByteArray& pdu, quint8 code)> refused;
+    // What becomes of an answer that a fault hits.
+    std::function<Delivery(const Fault& fault, const QByteArray& answer, int headerSize)> bend = bendAnswer;
     // The controller goes down for so long. May be called from within a relay: takes effect later.
     std::function<void(int milliseconds)> restart;
 };

@@ -22,8 +22,11 @@ SerialRelay::SerialRelay(QIODevice* line, QIODevice* inner, const RelayContext& 
     connect(&m_gap, &QTimer::timeout, this, &SerialRelay::discardPartial);
     connect(m_line, &QIODevice::readyRead, this, &SerialRelay::readLine);
     connect(m_inner, &QIODevice::readyRead, this, &SerialRelay::readInner);
-    connect(&m_queue, &DeliveryQueue::due, this,
-            [this](const Delivery& delivery) { m_line->write(delivery.bytes); });
+    // There is no connection to end.
+    connect(&m_queue, &DeliveryQueue::due, this, [this](const QByteArray& bytes) {
+        if (!bytes.isEmpty())
+            m_line->write(bytes);
+    });
 }
 
 void SerialRelay::setSilent(bool silent)
@@ -86,7 +89,7 @@ void SerialRelay::handleRequest(const QByteArray& frame)
         if (fault->kind == FaultKind::Exception) {
             const auto code = static_cast<quint8>(fault->value);
             m_context.refused(QStringLiteral("rtu"), pdu, code);
-            m_queue.add({rtuExceptionAnswer(frame, code), 0, Delivery::Ending::Open});
+            m_queue.add(Delivery::whole(rtuExceptionAnswer(frame, code)));
             return;
         }
     }
@@ -103,10 +106,7 @@ void SerialRelay::readInner()
         if (m_pending.isEmpty())
             continue;
         const auto fault = m_pending.dequeue();
-        const Delivery delivery =
-            fault ? bendAnswer(*fault, frame, c_rtuHeaderSize) : Delivery{frame, 0, Delivery::Ending::Open};
-        if (!delivery.bytes.isEmpty())
-            m_queue.add(delivery);
+        m_queue.add(fault ? m_context.bend(*fault, frame, c_rtuHeaderSize) : Delivery::whole(frame));
     }
     if (scan == FrameScan::Garbage)
         m_fromInner.clear();

@@ -93,7 +93,7 @@ void TcpRelayClient::handleRequest(const QByteArray& frame)
         if (fault->kind == FaultKind::Exception) {
             const auto code = static_cast<quint8>(fault->value);
             m_context.refused(QStringLiteral("tcp"), frame.mid(c_functionOffset), code);
-            m_queue.add({tcpExceptionAnswer(frame, code), 0, Delivery::Ending::Open});
+            m_queue.add(Delivery::whole(tcpExceptionAnswer(frame, code)));
             return;
         }
     }
@@ -125,17 +125,16 @@ void TcpRelayClient::readInner()
 
 void TcpRelayClient::answer(const std::optional<Fault>& fault, const QByteArray& frame)
 {
-    m_queue.add(fault ? bendAnswer(*fault, frame, c_tcpHeaderSize)
-                      : Delivery{frame, 0, Delivery::Ending::Open});
+    m_queue.add(fault ? m_context.bend(*fault, frame, c_tcpHeaderSize) : Delivery::whole(frame));
 }
 
-void TcpRelayClient::deliver(const Delivery& delivery)
+void TcpRelayClient::deliver(const QByteArray& bytes, Delivery::Ending ending)
 {
     if (m_finished)
         return;
-    if (!delivery.bytes.isEmpty())
-        m_client->write(delivery.bytes);
-    switch (delivery.ending) {
+    if (!bytes.isEmpty())
+        m_client->write(bytes);
+    switch (ending) {
     case Delivery::Ending::Open:
         if (m_client->bytesToWrite() > c_maximumUnread) {
             m_context.message(

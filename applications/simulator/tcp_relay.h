@@ -35,7 +35,7 @@ private:
     void readInner();
     void handleRequest(const QByteArray& frame);
     void answer(const std::optional<Fault>& fault, const QByteArray& frame);
-    void deliver(const Delivery& delivery);
+    void deliver(const QByteArray& bytes, Delivery::Ending ending);
     void finish();
 
     const RelayContext& m_context;

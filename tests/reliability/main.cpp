@@ -1,3 +1,4 @@
+#include "tests/reliability/fault_rows.h"
 #include "tests/reliability/row_runner.h"
 #include "tests/reliability/row_table.h"
 #include "tests/support/process_watch.h"
@@ -39,6 +40,7 @@ int main(int argc, char* argv[])
         {"row", "Runs one row: 0 when every promise held, 1 when not, 77 when it cannot be run.", "id"});
     parser.addOption({"table", "Runs all rows and prints the table as Markdown."});
     parser.addOption({"with-naive", "With --table: a column for the naive driver, never in full numbers."});
+    parser.addOption({"every-fault", "0 when every fault of the simulator has a row, 1 when not."});
     parser.addOption({"driver", "\"own\" or \"naive\".", "which", "own"});
     parser.addOption({"expect-broken", "With --row: 0 when the row finds a broken promise, 1 when not."});
     parser.addOption({"full", "The full number of repetitions, which takes long."});
@@ -68,6 +70,11 @@ int main(int argc, char* argv[])
         for (const Row& row : table.rows())
             std::printf("%s\n", qPrintable(row.id));
         return 0;
+    }
+    if (parser.isSet("every-fault")) {
+        const QString missing = faultsWithoutRows(table);
+        std::fprintf(stderr, "%s\n", qPrintable(missing));
+        return missing.isEmpty() ? 0 : 1;
     }
     if (parser.isSet("row")) {
         const Row* const row = table.find(parser.value("row"));

@@ -53,6 +53,14 @@ constexpr int c_slowFactor = 8;
 
 } // namespace
 
+QList<FaultSource::Choice> FaultSource::choices()
+{
+    QList<Choice> all;
+    for (const Row& row : c_rows)
+        all.append({{QString::fromLatin1(row.fault)}, row.refuses, 0});
+    return all;
+}
+
 FaultSource::Choice FaultSource::next()
 {
     const Row& row = c_rows.at(static_cast<std::size_t>(m_random.bounded(static_cast<int>(c_rows.size()))));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QRandomGenerator>
 #include <QStringList>
 
@@ -13,6 +14,9 @@ public:
         bool refuses = false; // besides, nobody may come back for a while
         int requests = 0;     // before it
     };
+
+    // All that there are to choose from.
+    static QList<Choice> choices();
 
     explicit FaultSource(QRandomGenerator& random)
         : m_random(random)

@@ -1,6 +1,8 @@
 #include "applications/simulator/simulated_controller.h"
 #include "tests/soak/line_fit.h"
 #include "tests/soak/soak_run.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QtTest>
 
@@ -12,6 +14,7 @@ class tst_Soak : public QObject
 private Q_SLOTS:
     void slope_data();
     void slope();
+    void everyFaultIsMet();
     void everythingHolds();
     void lieIsFound();
 };
@@ -55,6 +58,23 @@ void tst_Soak::slope()
     QFETCH(Points, points);
     QFETCH(double, slope);
     QCOMPARE(slopeOf(points) + 10, slope + 10);
+}
+
+void tst_Soak::everyFaultIsMet()
+{
+    QStringList met;
+    const QList<FaultSource::Choice> choices = FaultSource::choices();
+    for (const FaultSource::Choice& choice : choices) {
+        for (const QString& fault : choice.faults) {
+            QVERIFY2(Fault::parse(fault).has_value(), qPrintable(fault));
+            met.append(faultName(fault));
+        }
+        // Besides the fault that ends the connection: nobody could be refused otherwise.
+        if (choice.refuses)
+            met.append(QStringLiteral("refuse"));
+    }
+    const QString gaps = tableGaps(QStringLiteral("the soak's faults"), faultNames(), met);
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 
 void tst_Soak::everythingHolds()

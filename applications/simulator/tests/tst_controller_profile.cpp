@@ -1,10 +1,15 @@
 #include "applications/simulator/controller_profile.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tests/sample_configuration.h"
+#include "tests/support/markdown_table.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QSet>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <iterator>
 
 using Words = QVector<quint16>;
 
@@ -13,6 +18,55 @@ namespace {
 QByteArray bytes(const char* hex)
 {
     return QByteArray::fromHex(hex);
+}
+
+struct IdentityRow
+{
+    const char* profile;
+    const char* block;
+    int generation;
+    const char* title;
+    const char* name; // in the configuration
+};
+
+constexpr IdentityRow c_identities[] = {
+    {"mdc26-gen1v1", "0100 0100 0400 DC05 7D00 03 07", 1, "MDC-26 generation 1", "MDgen1V1"},
+    {"mdc26-gen1v2", "0100 0100 0400 C409 7D00 03 07", 1, "MDC-26 generation 1", "MDC-26"},
+    {"mdc22-gen1v2", "0100 0300 0D00 210C 2A00 0F 07 13", 1, "MDC-22 generation 1", "MDC-22"},
+    {"mdc32-gen1v2", "0100 0200 0600 810C 7D00 03 07", 1, "MDC-32 generation 1", "MDC-32"},
+    {"mdc32-gen2", "0100 0200 0700 AC0F 2A00 0F 07 13", 2, "MDC-32 generation 2", "MDgen2"},
+    {"mdc22-gen2", "0100 0300 1100 0410 2A00 0F 07 13", 2, "MDC-22 generation 2", "MDgen2"},
+    {"mdc26-gen2", "0100 0100 0400 6B10 2A00 01 07 13 00000000", 2, "MDC-26 generation 2", "MDgen2"},
+    {"bm-gen1v1", "0100 0100 0500 CE04 2A00 0A 07 13 00000000", 1, "BM generation 1", "MDgen1V1"},
+    {"bm-firmware2-gen1v1", "0100 0100 0500 2409 2A00 0A 07 13 00000000", 1, "BM generation 1", "BM"},
+    {"bm-gen2", "0100 0100 0600 CD10 2A00 0A 07 13 00000000", 2, "BM generation 2", "MDgen2"},
+    {"unknown-gen1v2", "0100 0900 0D00 280A 2A00 0F 07 13", 1, "Unknown generation 1", "????"},
+    {"nameless-gen1v2", "0100 0100 0400 8C0A 2A00 07 07 13 00000000", 1, "Nameless generation 1", ""},
+    {"unreadable-gen1v2", "0100 0200 0700 810C", 1, "Unreadable generation 1", "????"},
+};
+
+// Where the register of the torque unit is. By the firmware's number, unlike the screen lock.
+struct TorqueUnitRow
+{
+    const char* profile;
+    int address;
+};
+
+constexpr TorqueUnitRow c_torqueUnits[] = {
+    {"mdc26-gen1v1", 602},   {"mdc26-gen1v2", 601},    {"mdc22-gen1v2", 601},
+    {"mdc32-gen1v2", 601},   {"bm-gen1v1", 602},       {"bm-firmware2-gen1v1", 601},
+    {"unknown-gen1v2", 601}, {"nameless-gen1v2", 601}, {"unreadable-gen1v2", 601},
+    {"mdc32-gen2", 2001},    {"mdc22-gen2", 2001},     {"mdc26-gen2", 2001},
+    {"bm-gen2", 2001},
+};
+
+template <class Table>
+QStringList profilesOf(const Table& table)
+{
+    QStringList names;
+    for (const auto& row : table)
+        names.append(QString::fromLatin1(row.profile));
+    return names;
 }
 
 } // namespace
@@ -25,6 +79,8 @@ private Q_SLOTS:
     void identificationBlocks_data();
     void identificationBlocks();
     void profilesAreDistinct();
+    void everyProfileHasItsRows();
+    void everyProfileIsDocumented();
     void layoutOfProfile_data();
     void layoutOfProfile();
     void torqueUnitOfProfile_data();
@@ -36,25 +92,10 @@ void TestControllerProfile::identificationBlocks_data()
     QTest::addColumn<QByteArray>("block");
     QTest::addColumn<int>("generation");
     QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("name"); // in the configuration
-
-    const auto row = [](const char* profile, const char* block, int generation, const char* title,
-                        const char* name) {
-        QTest::newRow(profile) << bytes(block) << generation << title << name;
-    };
-    row("mdc26-gen1v1", "0100 0100 0400 DC05 7D00 03 07", 1, "MDC-26 generation 1", "MDgen1V1");
-    row("mdc26-gen1v2", "0100 0100 0400 C409 7D00 03 07", 1, "MDC-26 generation 1", "MDC-26");
-    row("mdc22-gen1v2", "0100 0300 0D00 210C 2A00 0F 07 13", 1, "MDC-22 generation 1", "MDC-22");
-    row("mdc32-gen1v2", "0100 0200 0600 810C 7D00 03 07", 1, "MDC-32 generation 1", "MDC-32");
-    row("mdc32-gen2", "0100 0200 0700 AC0F 2A00 0F 07 13", 2, "MDC-32 generation 2", "MDgen2");
-    row("mdc22-gen2", "0100 0300 1100 0410 2A00 0F 07 13", 2, "MDC-22 generation 2", "MDgen2");
-    row("mdc26-gen2", "0100 0100 0400 6B10 2A00 01 07 13 00000000", 2, "MDC-26 generation 2", "MDgen2");
-    row("bm-gen1v1", "0100 0100 0500 CE04 2A00 0A 07 13 00000000", 1, "BM generation 1", "MDgen1V1");
-    row("bm-firmware2-gen1v1", "0100 0100 0500 2409 2A00 0A 07 13 00000000", 1, "BM generation 1", "BM");
-    row("bm-gen2", "0100 0100 0600 CD10 2A00 0A 07 13 00000000", 2, "BM generation 2", "MDgen2");
-    row("unknown-gen1v2", "0100 0900 0D00 280A 2A00 0F 07 13", 1, "Unknown generation 1", "????");
-    row("nameless-gen1v2", "0100 0100 0400 8C0A 2A00 07 07 13 00000000", 1, "Nameless generation 1", "");
-    row("unreadable-gen1v2", "0100 0200 0700 810C", 1, "Unreadable generation 1", "????");
+    QTest::addColumn<QString>("name");
+    for (const IdentityRow& row : c_identities)
+        QTest::newRow(row.profile) << bytes(row.block) << row.generation << QString::fromLatin1(row.title)
+                                   << QString::fromLatin1(row.name);
 }
 
 void TestControllerProfile::identificationBlocks()
@@ -82,10 +123,43 @@ void TestControllerProfile::profilesAreDistinct()
         QVERIFY2(!profile.description.isEmpty(), qPrintable(profile.name));
         QVERIFY2(!profile.reference.isEmpty(), qPrintable(profile.name));
     }
-    QCOMPARE(profiles.size(), 13);
+    QCOMPARE(profiles.size(), static_cast<int>(std::size(c_identities)));
     QCOMPARE(names.size(), profiles.size());
     QCOMPARE(blocks.size(), profiles.size());
     QVERIFY(!ControllerProfile::byName(QStringLiteral("mdc99-gen9")).has_value());
+}
+
+void TestControllerProfile::everyProfileHasItsRows()
+{
+    const QString gaps =
+        tableGaps(QStringLiteral("c_identities"), profileNames(), profilesOf(c_identities)) +
+        tableGaps(QStringLiteral("c_torqueUnits"), profileNames(), profilesOf(c_torqueUnits));
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+}
+
+// What the page says of a profile is what it is.
+void TestControllerProfile::everyProfileIsDocumented()
+{
+    const QString page = QStringLiteral(MDC_SOURCE_DIRECTORY "/docs/simulator.md");
+    const QList<QStringList> table = markdownTable(page, QStringLiteral("## Profiles"));
+    QStringList rows;
+    for (const QStringList& cells : table) {
+        const QString name = cells.first();
+        rows.append(name);
+        const auto profile = ControllerProfile::byName(name);
+        if (!profile)
+            continue; // told below
+        QCOMPARE(cells.size(), 5);
+        const QString block = QStringLiteral("%1 bytes").arg(static_cast<int>(profile->layout));
+        QVERIFY2(cells.at(1).startsWith(block), qPrintable(name));
+        const bool isReadable = profile->layout != ControllerProfile::Layout::Bytes8;
+        QVERIFY2(!isReadable || cells.at(2).startsWith(QString::number(profile->family)), qPrintable(name));
+        QVERIFY2(cells.at(3) == (isReadable ? QString::number(profile->firmware) : QString()),
+                 qPrintable(name));
+        QVERIFY2(cells.at(4) == profile->reference, qPrintable(name));
+    }
+    const QString gaps = tableGaps(QStringLiteral("docs/simulator.md, Profiles"), profileNames(), rows);
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 
 void TestControllerProfile::layoutOfProfile_data()
@@ -122,18 +196,8 @@ void TestControllerProfile::layoutOfProfile()
 void TestControllerProfile::torqueUnitOfProfile_data()
 {
     QTest::addColumn<int>("address");
-
-    // By the firmware's number, unlike the screen lock.
-    QTest::newRow("mdc26-gen1v1") << 602;
-    QTest::newRow("mdc26-gen1v2") << 601;
-    QTest::newRow("mdc32-gen1v2") << 601;
-    QTest::newRow("bm-gen1v1") << 602;
-    QTest::newRow("bm-firmware2-gen1v1") << 601;
-    QTest::newRow("unknown-gen1v2") << 601;
-    QTest::newRow("nameless-gen1v2") << 601;
-    QTest::newRow("unreadable-gen1v2") << 601;
-    QTest::newRow("mdc32-gen2") << 2001;
-    QTest::newRow("bm-gen2") << 2001;
+    for (const TorqueUnitRow& row : c_torqueUnits)
+        QTest::newRow(row.profile) << row.address;
 }
 
 void TestControllerProfile::torqueUnitOfProfile()

@@ -1,4 +1,7 @@
 #include "applications/simulator/fault_plan.h"
+#include "tests/support/markdown_table.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QTest>
 
@@ -8,6 +11,35 @@ namespace {
 
 constexpr quint8 c_readFunction = 0x03;
 constexpr quint8 c_writeFunction = 0x06;
+
+struct ParsedFault
+{
+    const char* text;
+    FaultKind kind;
+    int value;
+    const char* again; // as toText() writes it
+};
+
+constexpr ParsedFault c_parsed[] = {
+    {"no-answer", FaultKind::NoAnswer, 0, "no-answer"},
+    {"lost@once", FaultKind::Lost, 0, "lost@once"},
+    {"late=4000@3", FaultKind::Late, 4000, "late=4000@3"},
+    {"twice@2/0x06", FaultKind::Twice, 0, "twice@2/0x06"},
+    {"twice@2/6", FaultKind::Twice, 0, "twice@2/0x06"},
+    {"cut-header/17", FaultKind::CutHeader, 0, "cut-header/0x11"},
+    {"cut-middle@1,3", FaultKind::CutMiddle, 0, "cut-middle@1,3"},
+    {"short", FaultKind::Short, 0, "short"},
+    {"exception=2@5-7", FaultKind::Exception, 2, "exception=2@5-7"},
+    {"exception=0x0B@5-7,9", FaultKind::Exception, 11, "exception=11@5-7,9"},
+    {"close@once/0x10", FaultKind::Close, 0, "close@once/0x10"},
+    {"reset@4-4", FaultKind::Reset, 0, "reset@4"},
+    {"refuse", FaultKind::Refuse, 0, "refuse"},
+    {"restart=250@2", FaultKind::Restart, 250, "restart=250@2"},
+    {"exception=2@once/0x06#117", FaultKind::Exception, 2, "exception=2@once/0x06#117"},
+    {"restart=250#100-199", FaultKind::Restart, 250, "restart=250#100-199"},
+    {"lost@2#0", FaultKind::Lost, 0, "lost@2#0"},
+    {"twice/3#0xFFFF-65535", FaultKind::Twice, 0, "twice/0x03#65535"},
+};
 
 } // namespace
 
@@ -21,6 +53,8 @@ private Q_SLOTS:
     void refusesFaultText_data();
     void refusesFaultText();
     void everyFaultNameIsParsed();
+    void everyFaultIsParsedInTheTable();
+    void everyFaultIsDocumented();
     void planHits_data();
     void planHits();
     void planHitsRegisters_data();
@@ -36,25 +70,8 @@ void TestFaultPlan::parsesFault_data()
     QTest::addColumn<FaultKind>("kind");
     QTest::addColumn<int>("value");
     QTest::addColumn<QString>("again");
-
-    QTest::newRow("no-answer") << FaultKind::NoAnswer << 0 << "no-answer";
-    QTest::newRow("lost@once") << FaultKind::Lost << 0 << "lost@once";
-    QTest::newRow("late=4000@3") << FaultKind::Late << 4000 << "late=4000@3";
-    QTest::newRow("twice@2/0x06") << FaultKind::Twice << 0 << "twice@2/0x06";
-    QTest::newRow("twice@2/6") << FaultKind::Twice << 0 << "twice@2/0x06";
-    QTest::newRow("cut-header/17") << FaultKind::CutHeader << 0 << "cut-header/0x11";
-    QTest::newRow("cut-middle@1,3") << FaultKind::CutMiddle << 0 << "cut-middle@1,3";
-    QTest::newRow("short") << FaultKind::Short << 0 << "short";
-    QTest::newRow("exception=2@5-7") << FaultKind::Exception << 2 << "exception=2@5-7";
-    QTest::newRow("exception=0x0B@5-7,9") << FaultKind::Exception << 11 << "exception=11@5-7,9";
-    QTest::newRow("close@once/0x10") << FaultKind::Close << 0 << "close@once/0x10";
-    QTest::newRow("reset@4-4") << FaultKind::Reset << 0 << "reset@4";
-    QTest::newRow("refuse") << FaultKind::Refuse << 0 << "refuse";
-    QTest::newRow("restart=250@2") << FaultKind::Restart << 250 << "restart=250@2";
-    QTest::newRow("exception=2@once/0x06#117") << FaultKind::Exception << 2 << "exception=2@once/0x06#117";
-    QTest::newRow("restart=250#100-199") << FaultKind::Restart << 250 << "restart=250#100-199";
-    QTest::newRow("lost@2#0") << FaultKind::Lost << 0 << "lost@2#0";
-    QTest::newRow("twice/3#0xFFFF-65535") << FaultKind::Twice << 0 << "twice/0x03#65535";
+    for (const ParsedFault& row : c_parsed)
+        QTest::newRow(row.text) << row.kind << row.value << QString::fromLatin1(row.again);
 }
 
 void TestFaultPlan::parsesFault()
@@ -136,6 +153,37 @@ void TestFaultPlan::everyFaultNameIsParsed()
         QCOMPARE(reread->kind, one.kind);
         QVERIFY2(*one.meaning != '\0', one.name);
     }
+}
+
+void TestFaultPlan::everyFaultIsParsedInTheTable()
+{
+    QStringList rows;
+    for (const ParsedFault& row : c_parsed)
+        rows.append(faultName(QString::fromLatin1(row.text)));
+    const QString gaps = tableGaps(QStringLiteral("c_parsed"), faultNames(), rows);
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+}
+
+void TestFaultPlan::everyFaultIsDocumented()
+{
+    const QString page = QStringLiteral(MDC_SOURCE_DIRECTORY "/docs/simulator.md");
+    QStringList rows;
+    const QList<QStringList> table = markdownTable(page, QStringLiteral("## Faults"));
+    for (const QStringList& cells : table) {
+        const QString name = faultName(cells.first());
+        rows.append(name);
+        for (const FaultDescription& fault : faultDescriptions()) {
+            // "late=ms"
+            const QString written =
+                fault.valueName == nullptr
+                    ? QString::fromLatin1(fault.name)
+                    : QStringLiteral("%1=%2").arg(QLatin1String(fault.name), QLatin1String(fault.valueName));
+            if (name == QLatin1String(fault.name))
+                QCOMPARE(cells.first(), written);
+        }
+    }
+    const QString gaps = tableGaps(QStringLiteral("docs/simulator.md, Faults"), faultNames(), rows);
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 
 void TestFaultPlan::planHits_data()

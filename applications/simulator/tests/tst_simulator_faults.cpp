@@ -1,5 +1,8 @@
 #include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/tcp_relay.h"
 #include "applications/simulator/tests/simulator_fixture.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -13,6 +16,36 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace {
+
+// The write of the direction, hit; then the identification, not hit: it shows that nothing more came.
+struct WireRow
+{
+    const char* fault;
+    QByteArray wire;
+    bool carriedOut;
+};
+
+const QList<WireRow>& wireRows()
+{
+    static const QList<WireRow> rows{
+        {"no-answer@once", {}, true},
+        {"lost@once", {}, false},
+        {"twice@once", c_writeDirection + c_writeDirection, true},
+        {"cut-header@once", QByteArray::fromHex("0002 0000 0006 01"), true},
+        {"cut-middle@once", QByteArray::fromHex("0002 0000 0006 01 06 17"), true},
+        {"short@once", QByteArray::fromHex("0002 0000 0005 01 06 1771 00"), true},
+        {"exception=6@once", QByteArray::fromHex("0002 0000 0003 01 86 06"), false},
+        {"late=20@once", c_writeDirection, true},
+        {"refuse@once", c_writeDirection, true},
+        {"no-answer@2", c_writeDirection, true},
+        {"no-answer/0x03", c_writeDirection, true},
+    };
+    return rows;
+}
+
+} // namespace
+
 // Faults as they are met over TCP.
 class TestSimulatorFaults : public SimulatorFixture
 {
@@ -21,6 +54,8 @@ class TestSimulatorFaults : public SimulatorFixture
 private Q_SLOTS:
     void faultOnTheWire_data();
     void faultOnTheWire();
+    void everyFaultIsOnTheWire();
+    void piecesOnTheWire();
     void lateAnswerIsLate();
     void lateAnswerHoldsUpTheNext();
     void closesAndResets_data();
@@ -39,18 +74,8 @@ void TestSimulatorFaults::faultOnTheWire_data()
 {
     QTest::addColumn<QByteArray>("wire");
     QTest::addColumn<bool>("carriedOut");
-
-    // The write of the direction, hit; then the identification, not hit: it shows that nothing more came.
-    QTest::newRow("no-answer@once") << QByteArray() << true;
-    QTest::newRow("lost@once") << QByteArray() << false;
-    QTest::newRow("twice@once") << c_writeDirection + c_writeDirection << true;
-    QTest::newRow("cut-header@once") << QByteArray::fromHex("0002 0000 0006 01") << true;
-    QTest::newRow("cut-middle@once") << QByteArray::fromHex("0002 0000 0006 01 06 17") << true;
-    QTest::newRow("exception=6@once") << QByteArray::fromHex("0002 0000 0003 01 86 06") << false;
-    QTest::newRow("late=20@once") << c_writeDirection << true;
-    QTest::newRow("refuse@once") << c_writeDirection << true;
-    QTest::newRow("no-answer@2") << c_writeDirection << true;
-    QTest::newRow("no-answer/0x03") << c_writeDirection << true;
+    for (const WireRow& row : wireRows())
+        QTest::newRow(row.fault) << row.wire << row.carriedOut;
 }
 
 void TestSimulatorFaults::faultOnTheWire()
@@ -75,6 +100,56 @@ void TestSimulatorFaults::faultOnTheWire()
         QCOMPARE(m_simulator->faults().hits().first().fault.toText(), fault);
         QCOMPARE(m_simulator->faults().hits().first().function, quint8(6));
     }
+}
+
+void TestSimulatorFaults::everyFaultIsOnTheWire()
+{
+    QStringList rows;
+    for (const WireRow& row : wireRows())
+        rows.append(faultName(QString::fromLatin1(row.fault)));
+    const QString ending = QStringLiteral("it ends the connection: closesAndResets");
+    const QString gaps = tableGaps(
+        QStringLiteral("wireRows over TCP"), faultNames(), rows,
+        {{QStringLiteral("close"), ending},
+         {QStringLiteral("reset"), ending},
+         {QStringLiteral("restart"), QStringLiteral("it ends every connection: restartsAtARequest")}});
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+}
+
+// An answer in two halves, and a pause between them in which the next request is sent already.
+void TestSimulatorFaults::piecesOnTheWire()
+{
+    constexpr int c_pause = 150;
+    FaultPlan plan;
+    RelayContext context;
+    context.plan = &plan;
+    context.message = [](const QString&) {};
+    context.bend = [](const Fault&, const QByteArray& answer, int) -> Delivery {
+        return {{{answer.left(5), 0}, {answer.mid(5), c_pause}}, Delivery::Ending::Close};
+    };
+    TcpRelay relay(m_simulator->tcpPort(), context);
+    QString error;
+    QVERIFY2(relay.listen(0, &error), qPrintable(error));
+    // A machine that stalls this process for the whole pause joins the halves.
+    QList<int> sizes;
+    for (int round = 0; round < 5 && sizes != QList<int>{5, c_status.size()}; ++round) {
+        QVERIFY(plan.add(QStringLiteral("no-answer@2")));
+        RawClient client(relay.port());
+        client.send(c_identify);
+        QTRY_COMPARE(client.received(), c_identity.toHex());
+        client.forget();
+        sizes.clear();
+        connect(&client.socket(), &QTcpSocket::readyRead, this,
+                [&] { sizes.append(client.received().size() / 2); });
+        QElapsedTimer clock;
+        clock.start();
+        client.send(c_readStatus + c_identify);
+        QTRY_VERIFY(client.isClosed());
+        QVERIFY2(clock.elapsed() >= c_pause, qPrintable(QString::number(clock.elapsed())));
+        // What was asked meanwhile is answered behind the end, and so not at all.
+        QCOMPARE(client.received(), c_status.toHex());
+    }
+    QCOMPARE(sizes, (QList<int>{5, c_status.size()}));
 }
 
 void TestSimulatorFaults::lateAnswerIsLate()

@@ -1,10 +1,44 @@
 #include "applications/simulator/pseudo_terminal.h"
+#include "applications/simulator/serial_relay.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tests/simulator_fixture.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
+
+namespace {
+
+// The write of the direction, hit.
+struct WireRow
+{
+    const char* fault;
+    QByteArray wire;
+    bool carriedOut;
+};
+
+const QList<WireRow>& wireRows()
+{
+    static const QByteArray answer = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
+    static const QList<WireRow> rows{
+        {"no-answer@once", {}, true},
+        {"lost@once", {}, false},
+        {"twice@once", answer + answer, true},
+        {"cut-header@once", QByteArray::fromHex("01 06"), true},
+        {"cut-middle@once", QByteArray::fromHex("01 06 1771 00"), true},
+        {"short@once", withChecksum(QByteArray::fromHex("01 06 1771 00")), true},
+        {"exception=6@once", withChecksum(QByteArray::fromHex("01 86 06")), false},
+        {"close@once", {}, true},
+        {"reset@once", {}, true},
+        {"refuse", {}, false},
+        {"refuse@1", {}, false},
+    };
+    return rows;
+}
+
+} // namespace
 
 class TestSimulatorRtu : public SimulatorFixture
 {
@@ -15,6 +49,8 @@ private Q_SLOTS:
     void answersOverRtu();
     void faultOnTheLine_data();
     void faultOnTheLine();
+    void everyFaultIsOnTheLine();
+    void piecesOnTheLine();
     void lateOverRtu();
     void restartSilencesTheLine();
     void broadcastIsCarriedOut();
@@ -67,18 +103,8 @@ void TestSimulatorRtu::faultOnTheLine_data()
 {
     QTest::addColumn<QByteArray>("wire");
     QTest::addColumn<bool>("carriedOut");
-
-    const QByteArray answer = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
-    QTest::newRow("no-answer@once") << QByteArray() << true;
-    QTest::newRow("lost@once") << QByteArray() << false;
-    QTest::newRow("twice@once") << answer + answer << true;
-    QTest::newRow("cut-header@once") << QByteArray::fromHex("01 06") << true;
-    QTest::newRow("cut-middle@once") << QByteArray::fromHex("01 06 1771 00") << true;
-    QTest::newRow("exception=6@once") << withChecksum(QByteArray::fromHex("01 86 06")) << false;
-    QTest::newRow("close@once") << QByteArray() << true;
-    QTest::newRow("reset@once") << QByteArray() << true;
-    QTest::newRow("refuse") << QByteArray() << false;
-    QTest::newRow("refuse@1") << QByteArray() << false;
+    for (const WireRow& row : wireRows())
+        QTest::newRow(row.fault) << row.wire << row.carriedOut;
 }
 
 void TestSimulatorRtu::faultOnTheLine()
@@ -105,6 +131,59 @@ void TestSimulatorRtu::faultOnTheLine()
     m_line->write(identify);
     QTRY_COMPARE(line(), (wire + identity).toHex());
     QCOMPARE(m_simulator->controller().direction() == 1, carriedOut);
+}
+
+void TestSimulatorRtu::everyFaultIsOnTheLine()
+{
+    QStringList rows;
+    for (const WireRow& row : wireRows())
+        rows.append(faultName(QString::fromLatin1(row.fault)));
+    const QString gaps = tableGaps(
+        QStringLiteral("wireRows on the line"), faultNames(), rows,
+        {{QStringLiteral("late"), QStringLiteral("its time counts: lateOverRtu")},
+         {QStringLiteral("restart"), QStringLiteral("silence for a time: restartSilencesTheLine")}});
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+}
+
+// An answer in two halves; what is asked in the pause is answered behind the second.
+void TestSimulatorRtu::piecesOnTheLine()
+{
+    constexpr int c_pause = 150;
+    FaultPlan plan;
+    RelayContext context;
+    context.plan = &plan;
+    context.message = [](const QString&) {};
+    context.bend = [](const Fault&, const QByteArray& answer, int) -> Delivery {
+        return {{{answer.left(5), 0}, {answer.mid(5), c_pause}}, Delivery::Ending::Open};
+    };
+    QString error;
+    auto inner = std::make_unique<QSerialPort>(m_simulator->openPseudoTerminal(&error));
+    QVERIFY2(inner->open(QIODevice::ReadWrite), qPrintable(error));
+    auto outer = std::make_unique<PseudoTerminal>();
+    const QString name = outer->openPair(&error);
+    QVERIFY2(!name.isEmpty(), qPrintable(error));
+    const SerialRelay relay(outer.release(), inner.release(), context);
+    openLine(name);
+    const QByteArray write = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
+    const QByteArray other = withChecksum(QByteArray::fromHex("01 06 1772 0003"));
+    QList<int> sizes;
+    connect(m_line.get(), &QSerialPort::readyRead, this, [&] {
+        if (sizes.isEmpty())
+            m_line->write(other);
+        sizes.append(m_fromLine.size());
+    });
+    // A machine that stalls this process for the whole pause joins the halves.
+    for (int round = 0; round < 5 && sizes.value(0) != 5; ++round) {
+        m_fromLine.clear();
+        sizes.clear();
+        QVERIFY(plan.add(QStringLiteral("no-answer@1")));
+        QElapsedTimer clock;
+        clock.start();
+        m_line->write(write);
+        QTRY_COMPARE(line(), (write + other).toHex());
+        QVERIFY2(clock.elapsed() >= c_pause, qPrintable(QString::number(clock.elapsed())));
+    }
+    QCOMPARE(sizes.value(0), 5);
 }
 
 void TestSimulatorRtu::lateOverRtu()

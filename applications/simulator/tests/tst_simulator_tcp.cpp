@@ -1,5 +1,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tests/simulator_fixture.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QNetworkInterface>
 #include <QSignalSpy>
@@ -7,6 +9,33 @@
 
 #include <memory>
 #include <vector>
+
+namespace {
+
+// To the request c_identify.
+const QList<QPair<const char*, QByteArray>>& profileAnswers()
+{
+    static const QList<QPair<const char*, QByteArray>> answers{
+        {"mdc26-gen1v1", QByteArray::fromHex("0003 0000 000F 01 11 0C 0100 0100 0400 DC05 7D000307")},
+        {"mdc26-gen1v2", QByteArray::fromHex("0003 0000 000F 01 11 0C 0100 0100 0400 C409 7D000307")},
+        {"mdc22-gen1v2", QByteArray::fromHex("0003 0000 0010 01 11 0D 0100 0300 0D00 210C 2A000F0713")},
+        {"mdc32-gen1v2", QByteArray::fromHex("0003 0000 000F 01 11 0C 0100 0200 0600 810C 7D000307")},
+        {"mdc32-gen2", c_identity},
+        {"mdc22-gen2", QByteArray::fromHex("0003 0000 0010 01 11 0D 0100 0300 1100 0410 2A000F0713")},
+        {"mdc26-gen2", QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0400 6B10 2A0001071300000000")},
+        {"bm-gen1v1", QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0500 CE04 2A000A071300000000")},
+        {"bm-firmware2-gen1v1",
+         QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0500 2409 2A000A071300000000")},
+        {"bm-gen2", QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0600 CD10 2A000A071300000000")},
+        {"unknown-gen1v2", QByteArray::fromHex("0003 0000 0010 01 11 0D 0100 0900 0D00 280A 2A000F0713")},
+        {"nameless-gen1v2",
+         QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0400 8C0A 2A0007071300000000")},
+        {"unreadable-gen1v2", QByteArray::fromHex("0003 0000 000B 01 11 08 0100 0200 0700 810C")},
+    };
+    return answers;
+}
+
+} // namespace
 
 class TestSimulatorTcp : public SimulatorFixture
 {
@@ -17,6 +46,7 @@ private Q_SLOTS:
     void answersOverTcp();
     void answersEveryProfilesBlock_data();
     void answersEveryProfilesBlock();
+    void everyProfileHasAnAnswer();
     void ignoresOtherUnits();
     void logsWrites();
     void closesOnBytesThatAreNoFrame();
@@ -98,31 +128,17 @@ void TestSimulatorTcp::answersOverTcp()
 void TestSimulatorTcp::answersEveryProfilesBlock_data()
 {
     QTest::addColumn<QByteArray>("answer");
+    for (const auto& [profile, answer] : profileAnswers())
+        QTest::newRow(profile) << answer;
+}
 
-    QTest::newRow("mdc26-gen1v1") << QByteArray::fromHex(
-        "0003 0000 000F 01 11 0C 0100 0100 0400 DC05 7D000307");
-    QTest::newRow("mdc26-gen1v2") << QByteArray::fromHex(
-        "0003 0000 000F 01 11 0C 0100 0100 0400 C409 7D000307");
-    QTest::newRow("mdc22-gen1v2") << QByteArray::fromHex(
-        "0003 0000 0010 01 11 0D 0100 0300 0D00 210C 2A000F0713");
-    QTest::newRow("mdc32-gen1v2") << QByteArray::fromHex(
-        "0003 0000 000F 01 11 0C 0100 0200 0600 810C 7D000307");
-    QTest::newRow("mdc32-gen2") << c_identity;
-    QTest::newRow("mdc22-gen2") << QByteArray::fromHex(
-        "0003 0000 0010 01 11 0D 0100 0300 1100 0410 2A000F0713");
-    QTest::newRow("mdc26-gen2") << QByteArray::fromHex(
-        "0003 0000 0014 01 11 11 0100 0100 0400 6B10 2A0001071300000000");
-    QTest::newRow("bm-gen1v1") << QByteArray::fromHex(
-        "0003 0000 0014 01 11 11 0100 0100 0500 CE04 2A000A071300000000");
-    QTest::newRow("bm-firmware2-gen1v1")
-        << QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0500 2409 2A000A071300000000");
-    QTest::newRow("bm-gen2") << QByteArray::fromHex(
-        "0003 0000 0014 01 11 11 0100 0100 0600 CD10 2A000A071300000000");
-    QTest::newRow("unknown-gen1v2") << QByteArray::fromHex(
-        "0003 0000 0010 01 11 0D 0100 0900 0D00 280A 2A000F0713");
-    QTest::newRow("nameless-gen1v2") << QByteArray::fromHex(
-        "0003 0000 0014 01 11 11 0100 0100 0400 8C0A 2A0007071300000000");
-    QTest::newRow("unreadable-gen1v2") << QByteArray::fromHex("0003 0000 000B 01 11 08 0100 0200 0700 810C");
+void TestSimulatorTcp::everyProfileHasAnAnswer()
+{
+    QStringList rows;
+    for (const auto& [profile, answer] : profileAnswers())
+        rows.append(QString::fromLatin1(profile));
+    const QString gaps = tableGaps(QStringLiteral("profileAnswers"), profileNames(), rows);
+    QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 
 void TestSimulatorTcp::answersEveryProfilesBlock()
