@@ -4,15 +4,14 @@
 #include <lib_host/objects_check.h>
 #include <lib_host/plugin_loader.h>
 #include <lib_host/properties_file.h>
+#include <lib_host/run_queue.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <QAbstractEventDispatcher>
 #include <QDebug>
 #include <QJsonArray>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QThread>
-#include <QVarLengthArray>
 
 #include <algorithm>
 #include <utility>
@@ -49,7 +48,7 @@ public:
     void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
                            const QString& message) override;
     void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) override;
-    bool isWatched(const DOrder& order) const override;
+    bool isWatched(const DOrder& order) const;
     void instructionOutcome(const DOrder& caller, const QString& instruction, const QVariantMap& arguments,
                             const DOrderOutcome& outcome) override;
     void orderRetired(DOrder& order) override;
@@ -60,7 +59,6 @@ public:
     DAbstractPlugin* target(const QUuid& uuid, const QString& name) const;
     QString nameOf(const DAbstractPlugin* plugin) const;
     DOrder* makeOrder(quint64 id, DOrder* caller, DOrderRequest request);
-    void launchPlaced();
     void place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
                int timeout, const DOrderWaiter& waiter);
     void tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome);
@@ -87,9 +85,7 @@ public:
     // Removed while one of their commands was running: deleted when it has returned.
     QList<QPointer<DAbstractPlugin>> leaving;
     QHash<quint64, DOrder*> orders; // those that have ended and are not deleted yet included
-    // Placed by commands since the event loop came round.
-    QVarLengthArray<QPointer<DOrder>, 8> placed;
-    QPointer<QAbstractEventDispatcher> dispatcher;
+    DRunQueue queue;
     int runningCount = 0;     // of those without a caller
     int instructionCount = 0; // running as well
     DPropertiesFile properties;
@@ -132,8 +128,7 @@ void DHost::Private::orderDelivered(const DOrder& order, const QVariantMap& resu
     const quint64 id = order.orderId();
     if (!order.waiter().announced)
         return;
-    QMetaObject::invokeMethod(
-        q, [host = q, id, results] { Q_EMIT host->orderUpdated(id, results); }, Qt::QueuedConnection);
+    queue.add(q, [host = q, id, results] { Q_EMIT host->orderUpdated(id, results); });
 }
 
 void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
@@ -142,9 +137,7 @@ void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorC
     const quint64 id = order.orderId();
     if (!order.waiter().announced)
         return;
-    QMetaObject::invokeMethod(
-        q, [host = q, id, code, message] { Q_EMIT host->orderFailureReported(id, code, message); },
-        Qt::QueuedConnection);
+    queue.add(q, [host = q, id, code, message] { Q_EMIT host->orderFailureReported(id, code, message); });
 }
 
 void DHost::Private::orderOutcome(const DOrder& order, const DOrderOutcome& outcome)
@@ -164,12 +157,9 @@ void DHost::Private::instructionOutcome(const DOrder& caller, const QString& ins
     if (!isWatched(caller))
         return;
     const quint64 id = caller.orderId();
-    QMetaObject::invokeMethod(
-        q,
-        [host = q, id, instruction, arguments, outcome] {
-            Q_EMIT host->instructionFinished(id, instruction, arguments, outcome);
-        },
-        Qt::QueuedConnection);
+    queue.add(q, [host = q, id, instruction, arguments, outcome] {
+        Q_EMIT host->instructionFinished(id, instruction, arguments, outcome);
+    });
 }
 
 void DHost::Private::orderGone(quint64 id)
@@ -232,26 +222,10 @@ QString DHost::Private::nameOf(const DAbstractPlugin* plugin) const
 
 DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest request)
 {
-    auto* const order = new DOrder(id, *this, caller, std::move(request));
+    auto* const order = new DOrder(id, *this, queue, caller, std::move(request));
     orders.insert(id, order);
     ++(caller != nullptr ? instructionCount : runningCount);
-    if (caller != nullptr && caller->isBusy() && !dispatcher.isNull())
-        placed.append(order);
-    else
-        order->launch();
     return order;
-}
-
-// Most have been started by their caller when its command returned. Left are those of a command that has
-// opened an event loop. To queue each start at once would cost a system call and another pass of the loop
-// for every instruction.
-void DHost::Private::launchPlaced()
-{
-    for (const QPointer<DOrder>& order : std::as_const(placed)) {
-        if (!order.isNull())
-            order->launch();
-    }
-    placed.clear();
 }
 
 void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command,
@@ -275,15 +249,17 @@ void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command
 void DHost::Private::tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome)
 {
     if (waiter.announced) {
-        QMetaObject::invokeMethod(
-            q, [host = q, id, outcome] { Q_EMIT host->orderFinished(id, outcome); }, Qt::QueuedConnection);
+        queue.add(q, [host = q, id, outcome] { Q_EMIT host->orderFinished(id, outcome); });
         return;
     }
     if (!waiter.onEnd || (waiter.hasContext && waiter.context.isNull()))
         return;
     QObject* const context = waiter.hasContext ? waiter.context.data() : q;
-    QMetaObject::invokeMethod(
-        context, [onEnd = waiter.onEnd, id, outcome] { onEnd(id, outcome); }, Qt::QueuedConnection);
+    const auto tell = [onEnd = waiter.onEnd, id, outcome] { onEnd(id, outcome); };
+    if (QThread::currentThread() == q->thread() && context->thread() == q->thread())
+        queue.add(context, tell);
+    else
+        QMetaObject::invokeMethod(context, tell, Qt::QueuedConnection);
 }
 
 bool DHost::Private::addRoot(DAbstractPlugin* root, QString* error)
@@ -418,8 +394,7 @@ void DHost::Private::propertyChanged(const QUuid& uuid, const QString& name, con
     if (!properties.isDirty() || saveScheduled)
         return;
     saveScheduled = true;
-    QMetaObject::invokeMethod(
-        q, [this] { saveProperties(); }, Qt::QueuedConnection);
+    queue.add(q, [this] { saveProperties(); });
 }
 
 void DHost::Private::saveProperties()
@@ -439,12 +414,6 @@ DHost::DHost(QObject* parent)
     , d(std::make_unique<Private>(this))
 {
     qRegisterMetaType<DOrderOutcome>();
-    d->dispatcher = QAbstractEventDispatcher::instance();
-    if (d->dispatcher.isNull())
-        return;
-    // One of the two is told in every pass of a loop of Qt's before it handles or waits for anything.
-    for (const auto signal : {&QAbstractEventDispatcher::awake, &QAbstractEventDispatcher::aboutToBlock})
-        connect(d->dispatcher, signal, this, [this] { d->launchPlaced(); });
 }
 
 DHost::~DHost()

@@ -1,11 +1,11 @@
 #include <lib_host/d_order.h>
 
+#include <lib_host/run_queue.h>
+
 #include <lib_plugins_management/d_abstract_command.h>
 
-#include <QCoreApplication>
 #include <QDebug>
 #include <QTimerEvent>
-#include <QVarLengthArray>
 
 #include <algorithm>
 #include <atomic>
@@ -31,9 +31,6 @@ int graceAfter(int timeout, bool isInstruction)
 constexpr int c_lastWordOfCommand = 5;
 constexpr int c_lastWordOfInstructions = 20;
 
-// How deep commands that place commands are started in one go; the event loop starts the rest.
-constexpr int c_deepestStart = 8;
-
 QDeadlineTimer deadlineIn(int timeout)
 {
     return timeout > 0 ? QDeadlineTimer(timeout, Qt::PreciseTimer) : QDeadlineTimer(QDeadlineTimer::Forever);
@@ -56,9 +53,10 @@ void merge(QVariantMap& into, const QVariantMap& from)
 
 } // namespace
 
-DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request)
+DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DRunQueue& queue, DOrder* caller, DOrderRequest request)
     : m_id(id)
     , m_keeper(keeper)
+    , m_queue(queue)
     , m_caller(caller)
     , m_callerId(caller == nullptr ? 0 : caller->orderId())
     , m_plugin(std::move(request.plugin))
@@ -78,6 +76,7 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest r
     // may have been busy.
     restartTimeout(caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
                                      : caller->boundOfInstructions());
+    m_queue.add(this, [this] { start(); });
 }
 
 DOrder::~DOrder()
@@ -91,15 +90,6 @@ quint64 DOrder::nextId()
     return ++s_last;
 }
 
-void DOrder::launch()
-{
-    if (m_launched || m_started || m_ended)
-        return;
-    m_launched = true;
-    QMetaObject::invokeMethod(
-        this, [this] { start(); }, Qt::QueuedConnection);
-}
-
 bool DOrder::stop(const QString& reason)
 {
     if (m_ended)
@@ -110,8 +100,8 @@ bool DOrder::stop(const QString& reason)
         if (prototype != nullptr && prototype->endsByItself())
             end(true, IMessenger::CeEcNone, {});
         else
-            // Whether it listens shows when it has placed its instructions; none of them is sent
-            // before the event loop runs again, so that the stop still comes before all of them.
+            // Whether it listens shows when it has placed its instructions; none of them starts before its
+            // command has returned, so that the stop still comes before all of them.
             m_stopRequested = true;
     } else {
         endByStop(reason);
@@ -279,40 +269,8 @@ void DOrder::start()
         return;
     if (m_stopRequested)
         endByStop(QStringLiteral("%1: stopped").arg(title()));
-    else if (startPlaced())
-        settle();
-}
-
-bool DOrder::startPlaced()
-{
-    static thread_local int s_depth = 0;
-    constexpr int c_usuallyPlaced = 4;
-    QVarLengthArray<QPointer<DOrder>, c_usuallyPlaced> placed;
-    for (const Instruction& instruction : std::as_const(m_inFlight)) {
-        if (!instruction.order.isNull() && !instruction.order->m_started)
-            placed.append(instruction.order);
-    }
-    if (placed.isEmpty())
-        return true;
-    // A command may have opened an event loop in which they have started, and may place itself. Who
-    // watches the order is to hear of an end, which is queued, before the next instruction starts.
-    if (m_busy > 0 || s_depth >= c_deepestStart || m_keeper.isWatched(*this)) {
-        for (const QPointer<DOrder>& order : std::as_const(placed))
-            order->launch();
-        return true;
-    }
-    const QPointer<DOrder> self(this);
-    ++s_depth;
-    for (const QPointer<DOrder>& order : std::as_const(placed)) {
-        if (order.isNull() || order->m_started)
-            continue;
-        // The start that has been queued.
-        if (order->m_launched)
-            QCoreApplication::removePostedEvents(order, QEvent::MetaCall);
-        order->start();
-    }
-    --s_depth;
-    return !self.isNull() && !m_ended;
+    else
+        proceed();
 }
 
 // False when the order has ended or has gone.
@@ -360,35 +318,28 @@ void DOrder::receive(const Delivery& delivery)
                                  << ": updates are dropped, their handler does not keep up with them";
         m_updatesDropped = true;
     }
+    // One that runs an event loop of its own meets its next reply when it has returned.
+    const bool isFirst = m_inbox.isEmpty();
     m_inbox.append(delivery);
-    scheduleDelivery();
+    if (isFirst && m_busy == 0)
+        queueDelivery();
 }
 
-void DOrder::scheduleDelivery()
+void DOrder::queueDelivery()
 {
-    if (m_ended || m_deliveryScheduled || m_busy > 0 || m_inbox.isEmpty())
-        return;
-    m_deliveryScheduled = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            m_deliveryScheduled = false;
-            deliverNext();
-        },
-        Qt::QueuedConnection);
+    m_queue.add(this, [this] { deliverNext(); });
 }
 
 void DOrder::deliverNext()
 {
-    // A command that runs a nested event loop meets its next reply when it has returned.
-    if (m_ended || m_busy > 0 || m_inbox.isEmpty())
+    if (m_ended || m_inbox.isEmpty())
         return;
     const QPointer<DOrder> self(this);
     const Delivery next = std::move(m_inbox.front());
     m_inbox.erase(m_inbox.begin());
     deliver(next);
     if (!self.isNull())
-        scheduleDelivery();
+        proceed();
 }
 
 void DOrder::deliver(const Delivery& delivery)
@@ -438,8 +389,6 @@ void DOrder::deliver(const Delivery& delivery)
     case Delivery::Over:
         break;
     }
-    if (startPlaced())
-        settle();
 }
 
 template <class Call>
@@ -455,8 +404,6 @@ bool DOrder::callCommand(Call call, bool& verdict)
     --m_busy;
     if (m_ended && m_busy == 0)
         retire();
-    // What came while it ran, in an event loop of its own, has waited.
-    scheduleDelivery();
     return !m_ended;
 }
 
@@ -467,10 +414,14 @@ DOrder::Instruction* DOrder::findInFlight(quint64 id)
     return it == m_inFlight.end() ? nullptr : it;
 }
 
-// Ends an order that waits for nothing any more.
-void DOrder::settle()
+void DOrder::proceed()
 {
-    if (m_ended || m_busy > 0 || !m_inFlight.isEmpty() || m_abstractCommand->endsByItself())
+    if (m_ended)
+        return;
+    // What came while the command ran, in an event loop of its own, has waited.
+    if (!m_inbox.isEmpty())
+        queueDelivery();
+    if (!m_inFlight.isEmpty() || m_abstractCommand->endsByItself())
         return;
     if (m_instructionRefused)
         end(false, IMessenger::CeEcQueueFull,

@@ -14,15 +14,14 @@
 
 class DAbstractCommand;
 class DOrder;
+class DRunQueue;
 class ICommand;
 
 // What one order needs from whoever keeps all of them.
 class DOrderKeeper
 {
 public:
-    // Makes the order of an instruction, null when no more are taken. One that a command places while it
-    // runs is started or queued by its caller when that command has returned; should the command run an
-    // event loop before, the keeper queues the start. In all other cases it does so at once.
+    // Makes the order of an instruction, null when no more are taken.
     virtual DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
                                      const QVariantMap& arguments, int timeout) = 0;
     // Ends the running orders of the instance that have this stop name, `stopOrder` excepted.
@@ -33,8 +32,6 @@ public:
     virtual void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
                                    const QString& message) = 0;
     virtual void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) = 0;
-    // Somebody hears of the ends of its instructions, and may stop it between two of them.
-    virtual bool isWatched(const DOrder& order) const = 0;
     // The caller waits for it and hears of it after this has returned. Must not run anything at once.
     virtual void instructionOutcome(const DOrder& caller, const QString& instruction,
                                     const QVariantMap& arguments, const DOrderOutcome& outcome) = 0;
@@ -82,15 +79,14 @@ class DOrder : public QObject, public IOrder
     Q_INTERFACES(IOrder)
 
 public:
-    // The time allowed starts now. `caller` is null for an order that is no instruction.
-    DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request);
+    // Waits in the queue for its start; the time allowed runs from now on. `caller` is null for an order that
+    // is no instruction.
+    DOrder(quint64 id, DOrderKeeper& keeper, DRunQueue& queue, DOrder* caller, DOrderRequest request);
     ~DOrder() override;
 
     // Unique in the process, never 0. May be called from any thread.
     static quint64 nextId();
 
-    // Queues the start, once.
-    void launch();
     // Ends a listening order as succeeded, any other as failed (CeEcStopped). False when it has ended.
     bool stop(const QString& reason);
     // Ends it because nobody waits for it any more; one that has not started never does.
@@ -145,18 +141,16 @@ private:
 
     void start();
     bool execute(const DAbstractCommand& prototype);
-    // Starts what the command has just placed without waiting for the event loop, which this is called
-    // from, or queues its start. False when this order is gone afterwards or has ended.
-    bool startPlaced();
     void receive(const Delivery& delivery);
-    void scheduleDelivery();
+    void queueDelivery();
     void deliverNext();
     void deliver(const Delivery& delivery);
     // Runs command code; false when this order is gone afterwards or has ended, `verdict` aside.
     template <class Call>
     bool callCommand(Call call, bool& verdict);
     Instruction* findInFlight(quint64 id);
-    void settle();
+    // After the command has returned: ends an order that waits for nothing any more, or goes on.
+    void proceed();
     void retire();
     bool end(bool ok, IMessenger::EnErrorCode code, const QString& message);
     void endByStop(const QString& reason);
@@ -171,6 +165,7 @@ private:
 
     const quint64 m_id;
     DOrderKeeper& m_keeper;
+    DRunQueue& m_queue;
     const QPointer<DOrder> m_caller;
     const quint64 m_callerId;
     const QPointer<DAbstractPlugin> m_plugin;
@@ -199,7 +194,6 @@ private:
 
     int m_busy = 0; // depth of calls into the command
     bool m_recurrent = false;
-    bool m_launched = false;
     bool m_started = false;
     bool m_ended = false;
     bool m_retired = false;
@@ -207,6 +201,5 @@ private:
     bool m_instructionRefused = false;
     bool m_outageTold = false;
     bool m_lastWordAwaited = false;
-    bool m_deliveryScheduled = false;
     bool m_updatesDropped = false;
 };

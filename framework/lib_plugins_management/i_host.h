@@ -42,8 +42,8 @@ public:
     virtual DAbstractPlugin* findInstance(const QUuid& objectUuid) const = 0;
     // What the instruction target ("driver", "myself") means for this instance; null when nothing.
     virtual DAbstractPlugin* findTarget(const QUuid& objectUuid, const QString& target) const = 0;
-    // Runs a command of an instance. `onEnd` is called once, from the event loop, unless `context`
-    // has gone by then. `timeout` in milliseconds bounds the whole order, 0 for no bound.
+    // Runs a command of an instance. `onEnd` is called once, from the event loop of the thread of `context`,
+    // unless that has gone by then. `timeout` in milliseconds bounds the whole order, 0 for no bound.
     // Returns the order's identifier; never 0, a refusal is an outcome as well.
     virtual quint64 runCommand(const QUuid& objectUuid, const QString& command, const QVariantMap& arguments,
                                int timeout, QObject* context, EndHandler onEnd) = 0;

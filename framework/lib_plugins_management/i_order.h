@@ -9,6 +9,11 @@
 
 // What a command needs from the order that runs it; implemented by the host.
 // Every call comes from the host's thread and returns without waiting.
+//
+// What finish(), updateResults(), setReply() and reportFailure() hand over reaches the command that has
+// placed this order as an instruction from the event loop, never from inside the call, and before the loop
+// waits again. So what that command asks for next leaves at once, and nobody has to push it. A command that
+// runs an event loop of its own hears of it when it has returned from there.
 class IOrder
 {
 public:
@@ -22,8 +27,9 @@ public:
     virtual bool isOpen() const = 0;
     // When the caller gives up waiting for the (next) reply; "forever" when it does not.
     virtual QDeadlineTimer deadline() const = 0;
-    // Places an instruction. The reply comes later from the event loop through
-    // DAbstractCommand::setReply. `timeout` is in milliseconds, 0 or less for none.
+    // Places an instruction, which starts when the command has returned to the event loop. The reply comes
+    // later from the event loop through DAbstractCommand::setReply. `timeout` is in milliseconds, 0 or less
+    // for none.
     // Returns the instruction's identifier, or 0 when the order takes no more.
     virtual quint64 addInstruction(const QString& target, const QString& instruction,
                                    const QVariantMap& arguments, int timeout) = 0;

@@ -1,6 +1,9 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <QAbstractEventDispatcher>
+#include <QEventLoop>
 #include <QPointer>
+#include <QTimer>
 #include <QtTest>
 
 class tst_HostInstructions : public QObject
@@ -9,6 +12,8 @@ class tst_HostInstructions : public QObject
 
 private Q_SLOTS:
     void repliesComeFromTheEventLoop();
+    void repliesComeBeforeTheLoopWaits_data();
+    void repliesComeBeforeTheLoopWaits();
     void replyWithoutDeclaredResults();
     void unknownTarget_data();
     void unknownTarget();
@@ -48,6 +53,70 @@ void tst_HostInstructions::repliesComeFromTheEventLoop()
     QVERIFY(!bench.isFinished(id));
     QTRY_VERIFY(bench.outcomes.value(id).ok);
     QVERIFY(!calledInside);
+}
+
+void tst_HostInstructions::repliesComeBeforeTheLoopWaits_data()
+{
+    QTest::addColumn<bool>("listening");
+    QTest::addColumn<bool>("failing");
+    QTest::newRow("a reply") << false << false;
+    QTest::newRow("an update") << true << false;
+    QTest::newRow("a failure") << false << true;
+    QTest::newRow("a missed reply") << true << true;
+}
+
+// A driver hands over from where it handles its timers and sockets, and has nothing to push.
+void tst_HostInstructions::repliesComeBeforeTheLoopWaits()
+{
+    QFETCH(bool, listening);
+    QFETCH(bool, failing);
+    bool handedOver = false;
+    bool heard = false;
+    QPointer<ScriptedCommand> running;
+    QEventLoop loop;
+    Script ask;
+    ask.stopName = listening ? QStringLiteral("stop") : QString();
+    ask.execute = [](ScriptedCommand& command) { return command.place("driver", "read") != 0; };
+    // What the command asks for next has begun by then as well.
+    ask.reply = [&heard](ScriptedCommand& command, quint64, const QVariantMap& reply) {
+        return heard || reply.contains("errorCode") || command.place("myself", "next") != 0;
+    };
+    Script next;
+    next.execute = [&](ScriptedCommand&) {
+        heard = true;
+        loop.quit();
+        return true;
+    };
+    ScriptedBench bench({{"ask", ask}, {"next", next}},
+                        {{"read", waits(running, listening ? "driverStop" : QString())}});
+    const auto hear = [&] {
+        heard = true;
+        loop.quit();
+    };
+    connect(bench.host.get(), &DHost::orderFailureReported, &loop, hear);
+    if (failing)
+        connect(bench.host.get(), &DHost::orderFinished, &loop, hear);
+    bench.start("ask");
+    QTRY_VERIFY(!running.isNull());
+    int waitsInBetween = 0;
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, &loop,
+            [&] { waitsInBetween += handedOver && !heard ? 1 : 0; });
+    QTimer::singleShot(1, &loop, [&] {
+        handedOver = true;
+        if (listening && failing) {
+            running->reportFailure(IMessenger::CeEcNotConnected, "down");
+        } else if (failing) {
+            running->failTheCommand(IMessenger::CeEcNotConnected, "down");
+        } else {
+            running->commandUpdateResult("values", 1);
+            if (!listening)
+                running->finish(true);
+        }
+    });
+    QTimer::singleShot(2000, &loop, &QEventLoop::quit);
+    loop.exec();
+    QVERIFY(heard);
+    QCOMPARE(waitsInBetween, 0);
 }
 
 void tst_HostInstructions::replyWithoutDeclaredResults()

@@ -2,8 +2,10 @@
 
 #include <QEventLoop>
 #include <QPointer>
+#include <QThread>
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -21,6 +23,8 @@ private Q_SLOTS:
     void runCommand();
     void runCommandWithoutContext();
     void foreignThread();
+    void endsAreToldOnTheContextsThread_data();
+    void endsAreToldOnTheContextsThread();
 };
 
 void tst_HostOrders::plainOrder()
@@ -186,6 +190,39 @@ void tst_HostOrders::foreignThread()
     caller.join();
     QVERIFY(!outcome.ok);
     QCOMPARE(outcome.errorCode, IMessenger::CeEcInternal);
+}
+
+void tst_HostOrders::endsAreToldOnTheContextsThread_data()
+{
+    QTest::addColumn<bool>("calledFromThere");
+    QTest::addColumn<bool>("hasContext");
+    QTest::newRow("a context that lives elsewhere") << false << true;
+    QTest::newRow("a refusal elsewhere") << true << true;
+    QTest::newRow("a refusal elsewhere, nobody to be told there") << true << false;
+}
+
+void tst_HostOrders::endsAreToldOnTheContextsThread()
+{
+    QFETCH(bool, calledFromThere);
+    QFETCH(bool, hasContext);
+    ScriptedBench bench({{"read", answers({{"values", 1}})}}, {});
+    QThread thread;
+    thread.start();
+    QObject context;
+    context.moveToThread(&thread);
+    std::atomic<QThread*> toldOn{nullptr};
+    const auto run = [&] {
+        bench.host->runCommand(c_device, "read", {}, 0, hasContext ? &context : nullptr,
+                               [&](quint64, const DOrderOutcome&) { toldOn = QThread::currentThread(); });
+    };
+    if (calledFromThere)
+        QMetaObject::invokeMethod(&context, run);
+    else
+        run();
+    QTRY_VERIFY(toldOn != nullptr);
+    thread.quit();
+    QVERIFY(thread.wait());
+    QCOMPARE(toldOn.load(), hasContext ? &thread : QThread::currentThread());
 }
 
 QTEST_GUILESS_MAIN(tst_HostOrders)
