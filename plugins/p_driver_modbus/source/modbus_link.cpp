@@ -2,7 +2,6 @@
 
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 
-#include <QCoreApplication>
 #include <QPointer>
 
 #include <algorithm>
@@ -256,9 +255,6 @@ void ModbusLink::deliverOutcomes()
         if (self.isNull())
             return;
     }
-    // The host has queued the reply for its command; what that command asks for next goes out now, not
-    // after another look at every socket.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
 }
 
 ModbusOutcome ModbusLink::notConnected() const
