@@ -95,11 +95,16 @@ void PollSchedule::poll(Range* range)
 {
     const PollTimes::Clock::time_point now = PollTimes::Clock::now();
     if (range->last && range->last->isRunning) {
-        ++m_link->statistics().skippedPolls;
+        bool isSkipped = false;
         for (Listener& listener : range->listeners) {
-            if (isDue(listener.times, now))
-                listener.times = afterRead(listener.times, now);
+            if (!isDue(listener.times, now))
+                continue;
+            // Another's read serves this one as well; its own is late.
+            isSkipped = isSkipped || listener.takesRunningPoll;
+            listener.takesRunningPoll = true;
+            listener.times = afterRead(listener.times, now);
         }
+        m_link->statistics().skippedPolls += isSkipped ? 1 : 0;
         arm(*range);
         return;
     }
