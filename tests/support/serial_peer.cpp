@@ -52,6 +52,7 @@ QByteArray withChecksum(const QByteArray& bytes)
 SerialPeer::SerialPeer()
     : device(m_folder.filePath(QStringLiteral("line")))
 {
+    m_clock.start();
     if (!plugIn())
         device.clear();
 }
@@ -118,6 +119,7 @@ void SerialPeer::onBytes()
         const QByteArray request = m_received.left(size - 2);
         m_received.remove(0, size);
         requests.append(request);
+        requestTimes.append(m_clock.elapsed());
         answer(request);
     }
 }
@@ -170,18 +172,25 @@ void SerialPeer::answer(const QByteArray& request)
     }
 }
 
-QByteArray SerialPeer::pdu(const QByteArray& request) const
+QByteArray SerialPeer::pdu(const QByteArray& request)
 {
     const int function = static_cast<quint8>(request.at(0));
     if (function == 0x11)
         return QByteArray::fromHex("110c") + QByteArray("identity.ok!");
-    if (function == 0x06)
+    if (function == 0x06) {
+        m_registers.insert(wordAt(request, 1), wordAt(request, 3));
         return request;
-    if (function == 0x10)
+    }
+    if (function == 0x10) {
+        for (int i = 0; i < wordAt(request, 3); ++i)
+            m_registers.insert(wordAt(request, 1) + i, wordAt(request, 6 + 2 * i));
         return request.left(5);
+    }
     const int count = wordAt(request, 3);
     QByteArray bytes = request.left(1) + static_cast<char>(2 * count);
-    for (int i = 0; i < count; ++i)
-        bytes.append(word(wordAt(request, 1) + offset + i));
+    for (int i = 0; i < count; ++i) {
+        const int address = wordAt(request, 1) + i;
+        bytes.append(word(m_registers.value(address, address + offset)));
+    }
     return bytes;
 }

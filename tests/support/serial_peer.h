@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QList>
+#include <QMap>
 #include <QObject>
 #include <QString>
 #include <QTemporaryDir>
@@ -11,7 +13,7 @@
 class QSocketNotifier;
 
 // A Modbus RTU controller at the other end of a pseudo-terminal that answers as it is told, wrongly
-// included. A register reads as its own address plus `offset`.
+// included. A register reads as its own address plus `offset` until it is written.
 class SerialPeer : public QObject
 {
     Q_OBJECT
@@ -54,16 +56,19 @@ public:
     int offset = 0;
     bool sentAll = true;
     QList<QByteArray> requests; // unit and protocol data unit
+    QList<qint64> requestTimes; // milliseconds since the peer was made
 
 private:
     void onBytes();
     void answer(const QByteArray& request);
-    QByteArray pdu(const QByteArray& request) const;
+    QByteArray pdu(const QByteArray& request);
 
     int m_master = -1;
     int m_slave = -1;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    QElapsedTimer m_clock;
     QByteArray m_received;
+    QMap<int, int> m_registers;
 };
 
 // `bytes` and their checksum.

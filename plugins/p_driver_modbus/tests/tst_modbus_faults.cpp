@@ -1,0 +1,247 @@
+#include "plugins/p_driver_modbus/tests/modbus_bench.h"
+#include "tests/support/instruction_arguments.h"
+#include "tests/support/process_watch.h"
+
+#include <QtTest>
+
+// Every fault of a peer against every instruction, over TCP on the loopback.
+class TestModbusFaults : public QObject
+{
+    Q_OBJECT
+
+    FaultTable m_table{24};
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void faults_data();
+    void faults();
+    void exceptionThatDecidesNothing_data();
+    void exceptionThatDecidesNothing();
+    void chatterClosesTheLink();
+};
+
+Q_DECLARE_METATYPE(ScriptedPeer::Fault)
+
+void TestModbusFaults::initTestCase()
+{
+    keepLinkMessagesBack();
+}
+
+void TestModbusFaults::cleanupTestCase()
+{
+    m_table.print("fault");
+}
+
+void TestModbusFaults::faults_data()
+{
+    QTest::addColumn<ScriptedPeer::Fault>("fault");
+    QTest::addColumn<bool>("refuseConnection");
+    QTest::addColumn<QString>("instruction");
+    QTest::addColumn<int>("code");
+    // By the deadline, or clearly before it.
+    QTest::addColumn<bool>("prompt");
+
+    struct Case
+    {
+        const char* name;
+        ScriptedPeer::Fault fault;
+        IMessenger::EnErrorCode readCode;
+        IMessenger::EnErrorCode writeCode;
+        bool prompt;
+    };
+    const QList<Case> cases{
+        {"no answer", ScriptedPeer::NoAnswer, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"late answer", ScriptedPeer::LateAnswer, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"exception", ScriptedPeer::Exception, IMessenger::CeEcRefused, IMessenger::CeEcRefused, true},
+        {"half a frame", ScriptedPeer::HalfFrame, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"header only", ScriptedPeer::HeaderOnly, IMessenger::CeEcTimeout, IMessenger::CeEcUncertain, false},
+        {"close", ScriptedPeer::Close, IMessenger::CeEcNotConnected, IMessenger::CeEcUncertain, true},
+        {"reset", ScriptedPeer::Reset, IMessenger::CeEcNotConnected, IMessenger::CeEcUncertain, true},
+        {"refused connection", ScriptedPeer::None, IMessenger::CeEcNotConnected, IMessenger::CeEcNotConnected,
+         true},
+        {"length 0", ScriptedPeer::LengthZero, IMessenger::CeEcNotConnected, IMessenger::CeEcUncertain, true},
+        {"length too large", ScriptedPeer::LengthTooLarge, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"wrong unit", ScriptedPeer::WrongUnit, IMessenger::CeEcNotConnected, IMessenger::CeEcUncertain,
+         true},
+        {"wrong function", ScriptedPeer::WrongFunction, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"wrong protocol", ScriptedPeer::WrongProtocol, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"wrong transaction", ScriptedPeer::WrongTransaction, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"flood of others' frames", ScriptedPeer::Flood, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"short, then good", ScriptedPeer::TooShortThenGood, IMessenger::CeEcNotConnected,
+         IMessenger::CeEcUncertain, true},
+        {"too long", ScriptedPeer::TooLong, IMessenger::CeEcNotConnected, IMessenger::CeEcUncertain, true},
+        {"answer twice", ScriptedPeer::Duplicate, IMessenger::CeEcNone, IMessenger::CeEcNone, true},
+    };
+    for (const Case& entry : cases) {
+        for (const char* instruction : {"read", "write", "listen", "deviceInformation"}) {
+            const bool write = qstrcmp(instruction, "write") == 0;
+            QTest::addRow("%s, %s", entry.name, instruction)
+                << entry.fault << (qstrcmp(entry.name, "refused connection") == 0) << QString(instruction)
+                << static_cast<int>(write ? entry.writeCode : entry.readCode) << entry.prompt;
+        }
+    }
+}
+
+void TestModbusFaults::faults()
+{
+    QFETCH(ScriptedPeer::Fault, fault);
+    QFETCH(bool, refuseConnection);
+    QFETCH(QString, instruction);
+    QFETCH(int, code);
+    QFETCH(bool, prompt);
+
+    ModbusTcpBench bench;
+    QVERIFY(bench.listening);
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    if (refuseConnection) {
+        bench.peer.refuse();
+        QTRY_VERIFY(!bench.isConnected());
+        // The attempt that is made at once has failed as well.
+        QTRY_COMPARE(bench.statistic("failedOpenings"), 1);
+    }
+    const bool listens = instruction == "listen";
+    const int allowed = listens ? ModbusBench::c_pollTimeout : ModbusBench::c_timeout;
+    bench.peer.lateBy = allowed + 50;
+    bench.peer.setFault(fault);
+
+    QVariantMap arguments = readArguments(5101, 2);
+    if (instruction == "write")
+        arguments = writeArguments(5001, 7);
+    else if (listens)
+        arguments = listenArguments(5101, prompt ? ModbusBench::c_timeout : allowed + 100, 2);
+    else if (instruction == "deviceInformation")
+        arguments.clear();
+    const std::unique_ptr<FakeOrder> order = bench.run(instruction, arguments, allowed);
+
+    const bool succeeds = code == IMessenger::CeEcNone;
+    IMessenger::EnErrorCode told = IMessenger::CeEcNone;
+    QString message;
+    qint64 after = 0;
+    if (!listens) {
+        QTRY_VERIFY(order->ended());
+        told = order->code;
+        message = order->message;
+        after = order->endedAfter;
+        QCOMPARE(order->ok, succeeds);
+    } else if (succeeds) {
+        QTRY_COMPARE(order->updates.size(), 1);
+        after = order->updateTimes.first();
+    } else {
+        QTRY_COMPARE(order->failures.size(), 1);
+        told = order->failures.first().code;
+        message = order->failures.first().message;
+        after = order->failureTimes.first();
+    }
+    m_table.add(QTest::currentDataTag(), instruction, told, after);
+    QCOMPARE(static_cast<int>(told), code);
+    QCOMPARE(message.isEmpty(), succeeds);
+    if (!succeeds)
+        QVERIFY2(message.contains(QStringLiteral("127.0.0.1:%1").arg(bench.peer.port())),
+                 qPrintable(message));
+    if (code == IMessenger::CeEcRefused)
+        QVERIFY2(message.contains("illegal data address (2)"), qPrintable(message));
+    // An answer that is none has not lost the connection.
+    const bool invalid = prompt && !succeeds && code != IMessenger::CeEcRefused && !refuseConnection &&
+                         fault != ScriptedPeer::Close && fault != ScriptedPeer::Reset;
+    QCOMPARE(message.contains("the answer to the ") && message.contains(" is not valid: "), invalid);
+    QVERIFY2(!invalid || !message.contains("lost"), qPrintable(message));
+    QVERIFY2(isInTime(after, allowed), qPrintable(QString::number(after)));
+    if (prompt)
+        QVERIFY2(after < allowed / 2, qPrintable(QString::number(after)));
+    else
+        QVERIFY2(after >= allowed - 1, qPrintable(QString::number(after)));
+    if (instruction == "write" && !refuseConnection)
+        QCOMPARE(bench.received(0x06), 1);
+    if (instruction == "write" && code == IMessenger::CeEcRefused)
+        QCOMPARE(order->values(), QVariantList{0});
+    else if (instruction == "write" && !succeeds)
+        QCOMPARE(order->updates.size(), 0);
+
+    // Afterwards the link works, and whatever still came of the fault is nobody's answer.
+    if (refuseConnection)
+        QVERIFY(bench.peer.listen());
+    QTRY_VERIFY(bench.isConnected());
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(6101, 2));
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(next->values(), (QVariantList{6101, 6102}));
+    // A late answer has had its time by now, or comes before this: there is no second outcome.
+    if (fault == ScriptedPeer::LateAnswer) {
+        const std::unique_ptr<FakeOrder> later =
+            bench.run("read", readArguments(1, 1), ModbusBench::c_timeout);
+        bench.peer.setFault(ScriptedPeer::None);
+        QTRY_VERIFY(later->ended());
+        QCOMPARE(later->values(), QVariantList{1});
+    }
+    QCOMPARE(order->endCount, listens ? 0 : 1);
+    if (instruction == "write")
+        QCOMPARE(bench.received(0x06), refuseConnection ? 0 : 1);
+    if (listens) {
+        // It has gone on, or does at its next poll.
+        QTRY_VERIFY_WITH_TIMEOUT(!order->updates.isEmpty(), 10 * ModbusBench::c_timeout);
+        QCOMPARE(order->values(), (QVariantList{5101, 5102}));
+        QCOMPARE(order->failures.size(), succeeds ? 0 : 1);
+        order->stop();
+    }
+}
+
+void TestModbusFaults::exceptionThatDecidesNothing_data()
+{
+    QTest::addColumn<int>("exception");
+    QTest::addColumn<bool>("uncertain");
+    QTest::newRow("device failure") << 4 << true;
+    QTest::newRow("acknowledge") << 5 << true;
+    QTest::newRow("busy") << 6 << false;
+    QTest::newRow("gateway path") << 10 << false;
+    QTest::newRow("gateway target") << 11 << true;
+}
+
+void TestModbusFaults::exceptionThatDecidesNothing()
+{
+    QFETCH(int, exception);
+    QFETCH(bool, uncertain);
+    ModbusTcpBench bench;
+    bench.start();
+    bench.peer.exceptionCode = exception;
+    bench.peer.setFault(ScriptedPeer::Exception, 2);
+    const std::unique_ptr<FakeOrder> write = bench.run("write", writeArguments(1, 1));
+    const std::unique_ptr<FakeOrder> read = bench.run("read", readArguments(1));
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(2));
+    QTRY_VERIFY(write->ended() && read->ended() && next->ended());
+    QCOMPARE(write->code, uncertain ? IMessenger::CeEcUncertain : IMessenger::CeEcRefused);
+    QCOMPARE(write->updates.isEmpty(), uncertain);
+    QVERIFY2(write->message.contains(QStringLiteral("(%1)").arg(exception)), qPrintable(write->message));
+    QCOMPARE(write->message.endsWith("the write may have been done"), uncertain);
+    QCOMPARE(read->code, IMessenger::CeEcRefused);
+    // It is an answer all the same: the connection stays.
+    QVERIFY(next->ok);
+    QCOMPARE(bench.statistic("connections"), 1);
+}
+
+void TestModbusFaults::chatterClosesTheLink()
+{
+    ModbusTcpBench bench;
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.setFault(ScriptedPeer::Chatter);
+    const std::unique_ptr<FakeOrder> order = bench.run("read", readArguments(1));
+    QTRY_VERIFY(order->ended());
+    QVERIFY(order->ok);
+    QTRY_COMPARE(bench.statistic("reconnects"), 1);
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.chatter("x");
+    QTRY_COMPARE(bench.statistic("reconnects"), 2);
+    QCOMPARE(bench.statistic("malformed"), 2);
+    // A connection that was closed is gone at the other end as well.
+    QTRY_COMPARE(bench.peer.openConnections(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestModbusFaults)
+#include "tst_modbus_faults.moc"
