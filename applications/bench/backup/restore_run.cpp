@@ -2,8 +2,8 @@
 
 #include "applications/bench/backup/comparison_report.h"
 #include "applications/bench/backup/restore_report.h"
-#include "applications/bench/check/channel_entry.h"
 #include "applications/bench/core/progress_display.h"
+#include "applications/bench/device_configuration/channel_entry.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>

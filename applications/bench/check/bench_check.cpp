@@ -1,8 +1,8 @@
 #include "applications/bench/check/bench_check.h"
 
-#include "applications/bench/check/command_requirements.h"
 #include "applications/bench/check/range_check.h"
 #include "applications/bench/check/unread_names.h"
+#include "applications/bench/device_configuration/command_requirements.h"
 #include "plugins/p_device_mdc/model/device_information.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "applications/bench/check/finding.h"
 #include "applications/bench/core/bench_problem.h"
 #include "applications/bench/core/result_writer.h"
+#include "applications/bench/device_configuration/finding.h"
 
 #include <QJsonArray>
 

@@ -1,7 +1,7 @@
 #include "applications/bench/check/range_check.h"
 
-#include "applications/bench/check/channel_entry.h"
 #include "applications/bench/core/suggestion.h"
+#include "applications/bench/device_configuration/channel_entry.h"
 #include "plugins/p_device_mdc/model/backup_range.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/identification_block.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "applications/bench/check/finding.h"
+#include "applications/bench/device_configuration/finding.h"
 
 #include <QJsonObject>
 #include <QList>

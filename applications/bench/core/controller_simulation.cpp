@@ -1,8 +1,8 @@
 #include "applications/bench/core/controller_simulation.h"
 
-#include "applications/bench/check/command_requirements.h"
 #include "applications/bench/core/console.h"
 #include "applications/simulator/simulator.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 

@@ -1,6 +1,6 @@
 #include "applications/bench/demo/demonstration.h"
 
-#include "applications/bench/check/channel_entry.h"
+#include "applications/bench/device_configuration/channel_entry.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "plugins/p_device_mdc/model/channel_names.h"

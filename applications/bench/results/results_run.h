@@ -2,8 +2,8 @@
 
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/outage.h"
+#include "applications/bench/device_configuration/event_source.h"
 #include "applications/bench/results/event_counts.h"
-#include "applications/bench/results/event_source.h"
 #include "applications/bench/results/tightening_ledger.h"
 
 #include <QEventLoop>

@@ -1,7 +1,7 @@
 #include "applications/bench/run/missing_configuration.h"
 
-#include "applications/bench/check/command_requirements.h"
 #include "applications/bench/core/suggestion.h"
+#include "applications/bench/device_configuration/command_requirements.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>

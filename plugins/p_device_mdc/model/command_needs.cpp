@@ -2,6 +2,11 @@
 
 #include "model/channel_names.h"
 
+#include <QJsonArray>
+#include <QSet>
+
+#include <algorithm>
+
 namespace {
 
 using E = ChannelEntry;
@@ -226,4 +231,24 @@ const QList<CommandNeeds>& commandNeeds()
         restoreBackup(), resetAlarm(),       getRegister(),
     };
     return c_needs;
+}
+
+QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration)
+{
+    QSet<QString> chosenByGeneration;
+    for (const CommandNeeds& needs : table) {
+        for (const NeededChannel& need : needs.channels) {
+            if (need.chosenBy == ChosenBy::Generation)
+                chosenByGeneration.insert(need.name);
+        }
+    }
+    QList<int> generations;
+    const QJsonArray channels = configuration.value(QLatin1String("channels")).toArray();
+    for (const QJsonValue& channel : channels) {
+        const VersionedName name = versionedName(channel.toObject().value(QLatin1String("id")).toString());
+        if (chosenByGeneration.contains(name.base) && !generations.contains(name.generation))
+            generations.append(name.generation);
+    }
+    std::sort(generations.begin(), generations.end());
+    return generations;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QVariant>
@@ -79,3 +80,7 @@ struct CommandNeeds
 
 // All commands, in the order in which the plug-in tells them.
 const QList<CommandNeeds>& commandNeeds();
+
+// The generations whose channels a device object's "configuration" describes, judged by the channels of the
+// table that are chosen by it; ascending.
+QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "applications/bench/check/finding.h"
 #include "applications/bench/core/driver_description.h"
+#include "applications/bench/device_configuration/finding.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QJsonObject>
@@ -13,10 +13,6 @@
 
 // Whether a device object's configuration holds what its commands look up there. A command itself silently
 // uses 0 or an empty text for what is missing, so the check is where an integrator finds out.
-
-// The generations whose channels the configuration describes, judged by the channels of the table
-// that are chosen by it; ascending.
-QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration);
 
 // `configuration` is a device object's "configuration" ("channels", "parameters"). Commands that
 // are not in `commands` are left out; one that the table does not know is a warning.

@@ -1,13 +1,12 @@
-#include "applications/bench/check/command_requirements.h"
+#include "applications/bench/device_configuration/command_requirements.h"
 
-#include "applications/bench/check/key_list_check.h"
+#include "applications/bench/device_configuration/key_list_check.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/variant_conversion.h>
 
 #include <QHash>
 #include <QJsonArray>
-#include <QSet>
 
 #include <algorithm>
 
@@ -256,26 +255,6 @@ QList<Finding> checkNeeds(const CommandNeeds& needs, const QList<Channel>& chann
 }
 
 } // namespace
-
-QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration)
-{
-    QSet<QString> chosenByGeneration;
-    for (const CommandNeeds& needs : table) {
-        for (const NeededChannel& need : needs.channels) {
-            if (need.chosenBy == ChosenBy::Generation)
-                chosenByGeneration.insert(need.name);
-        }
-    }
-    QList<int> generations;
-    const QList<Channel> channels = channelsOf(configuration);
-    for (const Channel& channel : channels) {
-        const VersionedName name = versionedName(channel.id);
-        if (chosenByGeneration.contains(name.base) && !generations.contains(name.generation))
-            generations.append(name.generation);
-    }
-    std::sort(generations.begin(), generations.end());
-    return generations;
-}
 
 QList<Finding> checkRequirements(const QList<CommandNeeds>& table, const QStringList& commands,
                                  const QJsonObject& configuration, std::optional<int> generation,

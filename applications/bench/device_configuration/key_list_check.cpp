@@ -1,7 +1,7 @@
-#include "applications/bench/check/key_list_check.h"
+#include "applications/bench/device_configuration/key_list_check.h"
 
-#include "applications/bench/check/channel_entry.h"
-#include "applications/bench/results/event_source.h"
+#include "applications/bench/device_configuration/channel_entry.h"
+#include "applications/bench/device_configuration/event_source.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QVector>

@@ -1,4 +1,4 @@
-#include "applications/bench/check/channel_entry.h"
+#include "applications/bench/device_configuration/channel_entry.h"
 
 #include <QJsonArray>
 

@@ -1,6 +1,6 @@
-#include "applications/bench/results/event_source.h"
+#include "applications/bench/device_configuration/event_source.h"
 
-#include "applications/bench/check/channel_entry.h"
+#include "applications/bench/device_configuration/channel_entry.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>

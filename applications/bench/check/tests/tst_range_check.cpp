@@ -42,6 +42,148 @@ QStringList complaints(const QList<Finding>& findings)
     return lines;
 }
 
+const QString c_range = "\"backup_range\": [1-60]; ";
+const QString c_preset = "\"preset1\": [1-20]; ";
+const QString c_good = c_range + c_preset + "\"extraGeneral\": [41-60];";
+
+void addText(const char* name, const QString& text, const char* level = nullptr,
+             const QString& message = QString())
+{
+    QStringList expected;
+    if (level != nullptr)
+        expected.append(QString("%1: \"M_config\": %2").arg(level, message));
+    QTest::newRow(name) << text << expected;
+}
+
+// What is an item, and what is none.
+void addItems()
+{
+    addText("good", c_good);
+    addText("good, separators of all kinds", " ;\n" + c_range + " ,;\t" + c_preset + ";; ");
+    addText("no item", "backup_range: [1-60]", "error", "there is no item in it");
+    addText("empty", "", "error", "there is no item in it");
+    addText("misspelt item", c_range + c_preset + "\"preset2\":[21-40]; \"preset3\": [41-60]", "warning",
+            "no item, passed over: \"preset2\":[21-40]");
+    addText("misspelt at the end", c_good + " \"preset3\": [41 - 60];", "warning",
+            "no item, passed over: \"preset3\": [41 - 60]");
+    addText("misspelt second range", c_good.chopped(1) + ",[33-34];", "warning",
+            "no item, passed over: [33-34]");
+    addText("long misspelt item", c_good + QString(100, 'x'), "warning",
+            "no item, passed over: " + QString(60, 'x') + "…");
+}
+
+// "backup_range".
+void addRanges()
+{
+    addText("no range", c_preset, "error", "it has no \"backup_range\", no backup is made");
+    addText("range begins at 0", "\"backup_range\": [0-60]; " + c_preset, "error",
+            "\"backup_range\": [0-60] is not valid: it begins below register 1");
+    addText("single register", "\"backup_range\": [5-5]; " + c_preset, "error",
+            "\"backup_range\": [5-5] is not valid: it has a single register");
+    addText("range backwards", "\"backup_range\": [60-1]; " + c_preset, "error",
+            "\"backup_range\": [60-1] is not valid: it runs backwards");
+    addText("too many registers", "\"backup_range\": [1-65536]; " + c_preset, "error",
+            "\"backup_range\": [1-65536] is not valid: it has more than 65535 registers");
+    addText("most registers", "\"backup_range\": [1-65535]; " + c_preset);
+    addText("number too large", "\"backup_range\": [1-99999999999]; " + c_preset, "error",
+            "\"backup_range\": [1-99999999999] is not valid: a number in it is too large");
+    addText("ignored before", "\"backup_range\": [0-9]; " + c_good, "warning",
+            "\"backup_range\": [0-9] is not valid and ignored: it begins below register 1");
+    addText("ignored behind", c_good + "\"backup_range\": [7-7];", "warning",
+            "\"backup_range\": [7-7] is not valid and ignored: it has a single register");
+    addText("too long beside a valid one", c_good + "\"backup_range\": [1-70000];", "error",
+            "\"backup_range\": [1-70000] is not valid: it has more than 65535 registers");
+    addText(
+        "replaced", "\"backup_range\": [1-50]; " + c_good, "error",
+        "\"backup_range\": [1-50] is replaced by \"backup_range\": [1-60], and a restore, which compares a "
+        "file with both, refuses every file");
+    addText("given twice", c_range + c_good, "warning", "\"backup_range\": [1-60] is given twice");
+    addText("second range ignored", "\"backup_range\": [1-60], [70-80]; " + c_preset, "warning",
+            "the second range of \"backup_range\": [1-60], [70-80] is ignored, a backup is one block");
+    addText("not from 1", "\"backup_range\": [21-80]; \"preset2\": [21-40];", "error",
+            "\"backup_range\": [21-80] does not begin at 1: its backup reads from register 1 and numbers its "
+            "lines from A0001, and a restore refuses the file");
+}
+
+// Groups that reach outside of it.
+void addGroupsOutside()
+{
+    addText(
+        "preset partly outside", c_range + "\"preset3\": [41-61];", "error",
+        "\"preset3\": [41-61] reaches outside of the backup's registers 1 to 60: a file has no value for it");
+    addText(
+        "register 0", c_range + "\"preset1\": [0-20];", "error",
+        "\"preset1\": [0-20] reaches outside of the backup's registers 1 to 60: a file has no value for it");
+    addText(
+        "second range outside", c_good + "\"extraTool\": [30-31], [100-199];", "error",
+        "\"extraTool\": [30-31], [100-199] reaches outside of the backup's registers 1 to 60: a file has no "
+        "value for it");
+    QTest::newRow("outside, never restored")
+        << c_good + "\"groupA\": [99-99];"
+        << QStringList{"warning: \"M_config\": \"groupA\" is neither a preset nor an extra group: a restore "
+                       "never writes it",
+                       "warning: \"M_config\": \"groupA\": [99-99] reaches outside of the backup's registers "
+                       "1 to 60: a file has no value for it"};
+}
+
+// Registers that stand twice, or in no order.
+void addOverlaps()
+{
+    addText("groups backwards", c_good + "\"preset2\": [40-21];", "warning",
+            "[40-21] of \"preset2\" runs backwards and lists no register");
+    addText("groups overlap", c_good + "\"preset2\": [20-40];", "warning",
+            "\"preset1\" and \"preset2\" share register 20");
+    addText("one group inside another", c_good + "\"preset2\": [5-9];", "warning",
+            "\"preset1\" and \"preset2\" share registers 5 to 9");
+    QTest::newRow("three groups overlap")
+        << c_range + "\"preset3\": [8-30]; \"preset1\": [1-10]; \"preset2\": [5-20];"
+        << QStringList{"warning: \"M_config\": \"preset1\" and \"preset2\" share registers 5 to 10",
+                       "warning: \"M_config\": \"preset2\" and \"preset3\" share registers 8 to 20"};
+    addText("a group overlaps itself", c_good + "\"preset2\": [21-30], [30-40];", "warning",
+            "\"preset2\" lists register 30 twice");
+    addText("two groups of one name", c_good + "\"preset1\": [21-40];", "warning",
+            "\"preset1\" is given 2 times, the last one counts");
+}
+
+// Names that no restore knows, and more registers than one takes.
+void addNamesAndAmounts()
+{
+    addText("preset without a number", c_good + "\"preset\": [21-40];", "warning",
+            "\"preset\" has no number from 1 on: it is in no range of presets");
+    addText("preset with a letter", c_good + "\"presetA\": [21-40];", "warning",
+            "\"presetA\" has no number from 1 on: it is in no range of presets");
+    addText("preset 0", c_good + "\"preset0\": [21-40];", "warning",
+            "\"preset0\" has no number from 1 on: it is in no range of presets");
+    addText("preset with two numbers", c_good + "\"preset1preset2\": [21-40];", "warning",
+            "\"preset1preset2\" has no number from 1 on: it is in no range of presets");
+    addText("preset in capitals", c_good + "\"Preset2\": [21-40];", "warning",
+            "\"Preset2\" is neither a preset nor an extra group: a restore never writes it");
+    addText("group with too large a number", c_good + "\"preset2\": [21-99999999999];", "error",
+            "\"preset2\": [21-99999999999] has too large a number, or lists more than 65536 registers: no "
+            "restore is possible");
+    addText(
+        "group with too many registers", c_good + "\"preset2\": [21-65557];", "error",
+        "\"preset2\": [21-65557] has too large a number, or lists more than 65536 registers: no restore is "
+        "possible");
+    const QString shared = "warning: \"M_config\": \"preset1\" and \"%1\" share registers 1 to 65535";
+    const QString everything = "\"backup_range\": [1-65535]; \"preset1\": [1-65535]; \"preset2\": [1-65535];";
+    QTest::newRow("as much as one restore writes") << everything << QStringList{shared.arg("preset2")};
+    QTest::newRow("more than one restore writes")
+        << everything + "\"extraTool\": [1-65535];"
+        << QStringList{"error: \"M_config\": a restore of all groups would write more than 131072 registers "
+                       "and is refused",
+                       shared.arg("preset2"), shared.arg("extraTool")};
+    QTest::newRow("two slips of one item")
+        << c_good + "\"groupA\": [9-5], [60-61];"
+        << QStringList{"warning: \"M_config\": \"groupA\" is neither a preset nor an extra group: a restore "
+                       "never writes it",
+                       "warning: \"M_config\": [9-5] of \"groupA\" runs backwards and lists no register",
+                       "warning: \"M_config\": \"groupA\": [9-5], [60-61] reaches outside of the backup's "
+                       "registers 1 to 60: a file has no value for it",
+                       "warning: \"M_config\": \"extraGeneral\" and \"groupA\" share register 60"};
+    addText("nothing to restore", c_range, "warning", "no group is ever restored");
+}
+
 } // namespace
 
 class TstRangeCheck : public QObject
@@ -64,114 +206,11 @@ void TstRangeCheck::text_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("expected");
-    const QString range = "\"backup_range\": [1-60]; ";
-    const QString preset = "\"preset1\": [1-20]; ";
-    const QString good = range + preset + "\"extraGeneral\": [41-60];";
-    const auto add = [](const char* name, const QString& text, const char* level = nullptr,
-                        const QString& message = QString()) {
-        QStringList expected;
-        if (level != nullptr)
-            expected.append(QString("%1: \"M_config\": %2").arg(level, message));
-        QTest::newRow(name) << text << expected;
-    };
-    add("good", good);
-    add("good, separators of all kinds", " ;\n" + range + " ,;\t" + preset + ";; ");
-    add("no item", "backup_range: [1-60]", "error", "there is no item in it");
-    add("empty", "", "error", "there is no item in it");
-    add("misspelt item", range + preset + "\"preset2\":[21-40]; \"preset3\": [41-60]", "warning",
-        "no item, passed over: \"preset2\":[21-40]");
-    add("misspelt at the end", good + " \"preset3\": [41 - 60];", "warning",
-        "no item, passed over: \"preset3\": [41 - 60]");
-    add("misspelt second range", good.chopped(1) + ",[33-34];", "warning", "no item, passed over: [33-34]");
-    add("long misspelt item", good + QString(100, 'x'), "warning",
-        "no item, passed over: " + QString(60, 'x') + "…");
-    add("no range", preset, "error", "it has no \"backup_range\", no backup is made");
-    add("range begins at 0", "\"backup_range\": [0-60]; " + preset, "error",
-        "\"backup_range\": [0-60] is not valid: it begins below register 1");
-    add("single register", "\"backup_range\": [5-5]; " + preset, "error",
-        "\"backup_range\": [5-5] is not valid: it has a single register");
-    add("range backwards", "\"backup_range\": [60-1]; " + preset, "error",
-        "\"backup_range\": [60-1] is not valid: it runs backwards");
-    add("too many registers", "\"backup_range\": [1-65536]; " + preset, "error",
-        "\"backup_range\": [1-65536] is not valid: it has more than 65535 registers");
-    add("most registers", "\"backup_range\": [1-65535]; " + preset);
-    add("number too large", "\"backup_range\": [1-99999999999]; " + preset, "error",
-        "\"backup_range\": [1-99999999999] is not valid: a number in it is too large");
-    add("ignored before", "\"backup_range\": [0-9]; " + good, "warning",
-        "\"backup_range\": [0-9] is not valid and ignored: it begins below register 1");
-    add("ignored behind", good + "\"backup_range\": [7-7];", "warning",
-        "\"backup_range\": [7-7] is not valid and ignored: it has a single register");
-    add("too long beside a valid one", good + "\"backup_range\": [1-70000];", "error",
-        "\"backup_range\": [1-70000] is not valid: it has more than 65535 registers");
-    add("replaced", "\"backup_range\": [1-50]; " + good, "error",
-        "\"backup_range\": [1-50] is replaced by \"backup_range\": [1-60], and a restore, which compares a "
-        "file with both, refuses every file");
-    add("given twice", range + good, "warning", "\"backup_range\": [1-60] is given twice");
-    add("second range ignored", "\"backup_range\": [1-60], [70-80]; " + preset, "warning",
-        "the second range of \"backup_range\": [1-60], [70-80] is ignored, a backup is one block");
-    add("not from 1", "\"backup_range\": [21-80]; \"preset2\": [21-40];", "error",
-        "\"backup_range\": [21-80] does not begin at 1: its backup reads from register 1 and numbers its "
-        "lines from A0001, and a restore refuses the file");
-    add("preset partly outside", range + "\"preset3\": [41-61];", "error",
-        "\"preset3\": [41-61] reaches outside of the backup's registers 1 to 60: a file has no value for it");
-    add("register 0", range + "\"preset1\": [0-20];", "error",
-        "\"preset1\": [0-20] reaches outside of the backup's registers 1 to 60: a file has no value for it");
-    add("second range outside", good + "\"extraTool\": [30-31], [100-199];", "error",
-        "\"extraTool\": [30-31], [100-199] reaches outside of the backup's registers 1 to 60: a file has no "
-        "value for it");
-    QTest::newRow("outside, never restored")
-        << good + "\"groupA\": [99-99];"
-        << QStringList{"warning: \"M_config\": \"groupA\" is neither a preset nor an extra group: a restore "
-                       "never writes it",
-                       "warning: \"M_config\": \"groupA\": [99-99] reaches outside of the backup's registers "
-                       "1 to 60: a file has no value for it"};
-    add("groups backwards", good + "\"preset2\": [40-21];", "warning",
-        "[40-21] of \"preset2\" runs backwards and lists no register");
-    add("groups overlap", good + "\"preset2\": [20-40];", "warning",
-        "\"preset1\" and \"preset2\" share register 20");
-    add("one group inside another", good + "\"preset2\": [5-9];", "warning",
-        "\"preset1\" and \"preset2\" share registers 5 to 9");
-    QTest::newRow("three groups overlap")
-        << range + "\"preset3\": [8-30]; \"preset1\": [1-10]; \"preset2\": [5-20];"
-        << QStringList{"warning: \"M_config\": \"preset1\" and \"preset2\" share registers 5 to 10",
-                       "warning: \"M_config\": \"preset2\" and \"preset3\" share registers 8 to 20"};
-    add("a group overlaps itself", good + "\"preset2\": [21-30], [30-40];", "warning",
-        "\"preset2\" lists register 30 twice");
-    add("two groups of one name", good + "\"preset1\": [21-40];", "warning",
-        "\"preset1\" is given 2 times, the last one counts");
-    add("preset without a number", good + "\"preset\": [21-40];", "warning",
-        "\"preset\" has no number from 1 on: it is in no range of presets");
-    add("preset with a letter", good + "\"presetA\": [21-40];", "warning",
-        "\"presetA\" has no number from 1 on: it is in no range of presets");
-    add("preset 0", good + "\"preset0\": [21-40];", "warning",
-        "\"preset0\" has no number from 1 on: it is in no range of presets");
-    add("preset with two numbers", good + "\"preset1preset2\": [21-40];", "warning",
-        "\"preset1preset2\" has no number from 1 on: it is in no range of presets");
-    add("preset in capitals", good + "\"Preset2\": [21-40];", "warning",
-        "\"Preset2\" is neither a preset nor an extra group: a restore never writes it");
-    add("group with too large a number", good + "\"preset2\": [21-99999999999];", "error",
-        "\"preset2\": [21-99999999999] has too large a number, or lists more than 65536 registers: no "
-        "restore is possible");
-    add("group with too many registers", good + "\"preset2\": [21-65557];", "error",
-        "\"preset2\": [21-65557] has too large a number, or lists more than 65536 registers: no restore is "
-        "possible");
-    const QString shared = "warning: \"M_config\": \"preset1\" and \"%1\" share registers 1 to 65535";
-    const QString everything = "\"backup_range\": [1-65535]; \"preset1\": [1-65535]; \"preset2\": [1-65535];";
-    QTest::newRow("as much as one restore writes") << everything << QStringList{shared.arg("preset2")};
-    QTest::newRow("more than one restore writes")
-        << everything + "\"extraTool\": [1-65535];"
-        << QStringList{"error: \"M_config\": a restore of all groups would write more than 131072 registers "
-                       "and is refused",
-                       shared.arg("preset2"), shared.arg("extraTool")};
-    QTest::newRow("two slips of one item")
-        << good + "\"groupA\": [9-5], [60-61];"
-        << QStringList{"warning: \"M_config\": \"groupA\" is neither a preset nor an extra group: a restore "
-                       "never writes it",
-                       "warning: \"M_config\": [9-5] of \"groupA\" runs backwards and lists no register",
-                       "warning: \"M_config\": \"groupA\": [9-5], [60-61] reaches outside of the backup's "
-                       "registers 1 to 60: a file has no value for it",
-                       "warning: \"M_config\": \"extraGeneral\" and \"groupA\" share register 60"};
-    add("nothing to restore", range, "warning", "no group is ever restored");
+    addItems();
+    addRanges();
+    addGroupsOutside();
+    addOverlaps();
+    addNamesAndAmounts();
 }
 
 void TstRangeCheck::text()

@@ -1,4 +1,4 @@
-#include "applications/bench/check/key_list_check.h"
+#include "applications/bench/device_configuration/key_list_check.h"
 
 #include <QtTest>
 

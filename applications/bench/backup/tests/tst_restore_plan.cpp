@@ -1,0 +1,184 @@
+#include "applications/bench/backup/restore_plan.h"
+
+#include <QtTest>
+
+#include <limits>
+
+namespace {
+
+// Registers 1…count with ten times their number as values.
+BackupFile fileOf(int count, int firstPosition = 1)
+{
+    BackupFile file;
+    file.header = {"MDC-32", "123", "4.01.2"};
+    file.firstPosition = firstPosition;
+    for (int i = 0; i < count; ++i)
+        file.values.append(static_cast<quint16>((firstPosition + i) * 10));
+    return file;
+}
+
+RegisterGroups someGroups()
+{
+    return {{"preset1", {1, 2}},   {"preset2", {3, 4}}, {"preset10", {5, 6}}, {"extraGeneral", {7}},
+            {"extraTool", {9, 8}}, {"presetA", {10}},   {"other", {1, 10}},   {"preset3", {}}};
+}
+
+QString writesText(const QList<PlannedWrite>& writes)
+{
+    QStringList texts;
+    for (const PlannedWrite& write : writes)
+        texts.append(QString("%1=%2@%3.%4")
+                         .arg(write.number)
+                         .arg(write.value)
+                         .arg(write.place.group)
+                         .arg(write.place.position));
+    return texts.join(' ');
+}
+
+QString numbersText(const QList<int>& numbers)
+{
+    QStringList texts;
+    for (const int number : numbers)
+        texts.append(QString::number(number));
+    return texts.join(' ');
+}
+
+} // namespace
+
+class TstRestorePlan : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void presets_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("first"); // 0: refused
+        QTest::addColumn<int>("last");
+        QTest::newRow("one") << "3" << 3 << 3;
+        QTest::newRow("several") << "3-7" << 3 << 7;
+        QTest::newRow("the same twice") << "7-7" << 7 << 7;
+        QTest::newRow("greatest") << "1-999999999" << 1 << 999999999;
+        QTest::newRow("zero") << "0" << 0 << 0;
+        QTest::newRow("from zero") << "0-3" << 0 << 0;
+        QTest::newRow("backwards") << "7-3" << 0 << 0;
+        QTest::newRow("negative") << "-3" << 0 << 0;
+        QTest::newRow("open") << "3-" << 0 << 0;
+        QTest::newRow("blanks") << "3 - 7" << 0 << 0;
+        QTest::newRow("list") << "3,7" << 0 << 0;
+        QTest::newRow("word") << "all" << 0 << 0;
+        QTest::newRow("empty") << "" << 0 << 0;
+        QTest::newRow("more than int holds") << "3-99999999999" << 0 << 0;
+        QTest::newRow("other digits") << QString::fromUtf8("٣") << 0 << 0;
+        QTest::newRow("line feed behind") << "3\n" << 0 << 0;
+    }
+
+    void presets()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, first);
+        QFETCH(int, last);
+        const std::optional<RestoreChoice> choice = presetsFromText(text);
+        QCOMPARE(choice.has_value(), first > 0);
+        const RestoreChoice found = choice.value_or(RestoreChoice());
+        QCOMPARE(found.firstPreset, first);
+        QCOMPARE(found.lastPreset, last);
+        QVERIFY(!found.withExtras);
+    }
+
+    void plan_data()
+    {
+        QTest::addColumn<int>("first");
+        QTest::addColumn<int>("last");
+        QTest::addColumn<bool>("extras");
+        QTest::addColumn<int>("registersInFile");
+        QTest::addColumn<QString>("writes"); // as planned, also behind a problem
+        QTest::addColumn<QString>("groups");
+        QTest::addColumn<QString>("missing");
+        QTest::addColumn<QString>("problem");
+        QTest::newRow("one") << 1 << 1 << false << 10 << "1=10@preset1.1 2=20@preset1.2"
+                             << "preset1"
+                             << ""
+                             << "";
+        QTest::newRow("numbers, not texts")
+            << 1 << 2 << false << 10 << "1=10@preset1.1 2=20@preset1.2 3=30@preset2.1 4=40@preset2.2"
+            << "preset1 preset2"
+            << ""
+            << "";
+        QTest::newRow("extras in ascending order")
+            << 2 << 2 << true << 10
+            << "3=30@preset2.1 4=40@preset2.2 7=70@extraGeneral.1 8=80@extraTool.2 9=90@extraTool.1"
+            << "extraGeneral extraTool preset2"
+            << ""
+            << "";
+        QTest::newRow("gaps are told") << 9 << 12 << false << 10 << "5=50@preset10.1 6=60@preset10.2"
+                                       << "preset10"
+                                       << "9 11 12"
+                                       << "";
+        QTest::newRow("nothing chosen") << 4 << 6 << false << 10 << ""
+                                        << ""
+                                        << "4 5 6"
+                                        << "no registers of presets 4 to 6; it has presets 1-3, 10";
+        QTest::newRow("a group without registers") << 3 << 3 << false << 10 << ""
+                                                   << ""
+                                                   << ""
+                                                   << "no registers of preset 3;";
+        QTest::newRow("extras alone are written")
+            << 4 << 4 << true << 10 << "7=70@extraGeneral.1 8=80@extraTool.2 9=90@extraTool.1"
+            << "extraGeneral extraTool"
+            << "4"
+            << "";
+        QTest::newRow("beyond the file")
+            << 2 << 2 << true << 8 << "3=30@preset2.1 4=40@preset2.2 7=70@extraGeneral.1 8=80@extraTool.2"
+            << "extraGeneral extraTool preset2"
+            << ""
+            << "register 9 (extraTool, position 1) is not in the file";
+    }
+
+    void plan()
+    {
+        QFETCH(int, first);
+        QFETCH(int, last);
+        QFETCH(bool, extras);
+        QFETCH(int, registersInFile);
+        QFETCH(QString, problem);
+        const RestorePlan plan = planRestore(fileOf(registersInFile), someGroups(), {first, last, extras});
+        QTEST(writesText(plan.writes), "writes");
+        QTEST(plan.groups.join(' '), "groups");
+        QTEST(numbersText(plan.missingPresets), "missing");
+        QCOMPARE(plan.problem.isSet(), !problem.isEmpty());
+        QVERIFY2(plan.problem.text().contains(problem), qPrintable(plan.problem.text()));
+        QCOMPARE(plan.problem.remedy.isEmpty(), problem.isEmpty());
+    }
+
+    void planOfOverlappingGroups()
+    {
+        const RegisterGroups groups{{"preset1", {1, 2, 3}}, {"preset2", {3, 4}}};
+        const RestorePlan plan = planRestore(fileOf(10), groups, {1, 2, false});
+        QCOMPARE(writesText(plan.writes),
+                 QString("1=10@preset1.1 2=20@preset1.2 3=30@preset1.3 3=30@preset2.1 4=40@preset2.2"));
+        // Only of the chosen groups.
+        QCOMPARE(writesText(planRestore(fileOf(10), groups, {2, 2, false}).writes),
+                 QString("3=30@preset2.1 4=40@preset2.2"));
+    }
+
+    void planOfImpossibleGroups()
+    {
+        QList<int> many;
+        for (int i = 0; i <= c_restoreRegistersLimit; ++i)
+            many.append(1);
+        const RestorePlan tooMany = planRestore(fileOf(10), {{"preset1", many}}, {1, 1, false});
+        QVERIFY(tooMany.writes.isEmpty());
+        QVERIFY2(tooMany.problem.text().contains("preset 1 have more than"),
+                 qPrintable(tooMany.problem.text()));
+        QVERIFY(planRestore(fileOf(10), {{"preset1", {0, 1}}}, {1, 1, false}).problem.isSet());
+        // Positions count as the plug-in counts them: by the number of lines.
+        QVERIFY(planRestore(fileOf(10, 5), {{"preset1", {12}}}, {1, 1, false}).problem.isSet());
+        QCOMPARE(planRestore(fileOf(10), someGroups(), {1, std::numeric_limits<int>::max(), false})
+                     .missingPresets.size(),
+                 c_missingPresetsLimit);
+    }
+};
+
+QTEST_GUILESS_MAIN(TstRestorePlan)
+#include "tst_restore_plan.moc"

@@ -1,0 +1,267 @@
+#include "applications/bench/results/tightening_log.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+TighteningLine eventLine(int count)
+{
+    TighteningLine line;
+    line.serial = QStringLiteral("1907");
+    line.count = static_cast<quint16>(count);
+    line.update.values = {{"eventCountNo", count}, {"torque", 625}, {"program", 3}};
+    line.update.time = QDateTime(QDate(2026, 3, 1), QTime(9, 30, 0, 125), Qt::OffsetFromUTC, 3600);
+    return line;
+}
+
+TighteningLayout layoutOf(TighteningFormat format)
+{
+    return {format, QStringLiteral("program"), {QStringLiteral("program"), QStringLiteral("torque")}};
+}
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+bool writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+} // namespace
+
+class TstTighteningLog : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void logGoesOn_data();
+    void logGoesOn();
+    void tornLine_data();
+    void tornLine();
+    void rotation_data();
+    void rotation();
+    void recoversFromRotatedFile();
+    void otherColumnsBeginANewFile();
+    void refusedFiles_data();
+    void refusedFiles();
+    void onlyOneWriter();
+    void fullDisk();
+};
+
+void TstTighteningLog::logGoesOn_data()
+{
+    QTest::addColumn<bool>("csv");
+    QTest::newRow("json") << false;
+    QTest::newRow("csv") << true;
+}
+
+void TstTighteningLog::logGoesOn()
+{
+    QFETCH(bool, csv);
+    const TighteningLayout layout = layoutOf(csv ? TighteningFormat::Csv : TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    QString error;
+    for (const int count : {17, 18}) {
+        TighteningLog log(path, layout, 0, 5);
+        QVERIFY2(log.open(&error), qPrintable(error));
+        QCOMPARE(log.lastState().has_value(), count == 18);
+        QVERIFY(!log.lastState() || (log.lastState()->count == 17 && log.lastState()->serial == "1907"));
+        QVERIFY2(log.append(eventLine(count), &error), qPrintable(error));
+        // Whoever reads along sees it before the program ends.
+        QVERIFY(contentOf(path).endsWith(tighteningText(eventLine(count), layout)));
+        QCOMPARE(log.notes(), QStringList());
+    }
+    QCOMPARE(contentOf(path), tighteningHeader(layout) + tighteningText(eventLine(17), layout) +
+                                  tighteningText(eventLine(18), layout));
+}
+
+void TstTighteningLog::tornLine_data()
+{
+    logGoesOn_data();
+}
+
+// A line may be cut anywhere: the log goes on with the line before it.
+void TstTighteningLog::tornLine()
+{
+    QFETCH(bool, csv);
+    const TighteningLayout layout = layoutOf(csv ? TighteningFormat::Csv : TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const QByteArray good = tighteningHeader(layout) + tighteningText(eventLine(17), layout);
+    const QByteArray next = tighteningText(eventLine(18), layout);
+    for (int size = 0; size <= next.size(); ++size) {
+        QVERIFY(writeFile(path, good + next.left(size)));
+        TighteningLog log(path, layout, 0, 5);
+        QString error;
+        QVERIFY2(log.open(&error), qPrintable(error));
+        const bool isWhole = size == next.size();
+        QCOMPARE(int(log.lastState()->count), isWhole ? 18 : 17);
+        QCOMPARE(log.notes().size(), size == 0 || isWhole ? 0 : 1);
+        QVERIFY(log.append(eventLine(19), &error));
+        QCOMPARE(contentOf(path),
+                 good + (isWhole ? next : QByteArray()) + tighteningText(eventLine(19), layout));
+    }
+    // A file that was made longer by a crash but never filled.
+    QVERIFY(writeFile(path, good + QByteArray(100, '\0')));
+    TighteningLog log(path, layout, 0, 5);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QCOMPARE(int(log.lastState()->count), 17);
+    QCOMPARE(contentOf(path), good);
+    // The header itself.
+    if (csv) {
+        const QString torn = folder.filePath("torn");
+        QVERIFY(writeFile(torn, tighteningHeader(layout).left(10)));
+        TighteningLog again(torn, layout, 0, 5);
+        QVERIFY2(again.open(&error), qPrintable(error));
+        QVERIFY(!again.lastState());
+        QCOMPARE(contentOf(torn), tighteningHeader(layout));
+    }
+}
+
+void TstTighteningLog::rotation_data()
+{
+    logGoesOn_data();
+}
+
+void TstTighteningLog::rotation()
+{
+    QFETCH(bool, csv);
+    const TighteningLayout layout = layoutOf(csv ? TighteningFormat::Csv : TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const auto lineSize = tighteningText(eventLine(10), layout).size();
+    const auto size = tighteningHeader(layout).size() + 2 * lineSize; // two lines each, exactly
+    QString error;
+    {
+        TighteningLog log(path, layout, size, 2);
+        QVERIFY2(log.open(&error), qPrintable(error));
+        for (int count = 10; count < 19; ++count)
+            QVERIFY2(log.append(eventLine(count), &error), qPrintable(error));
+    }
+    const auto file = [&layout](const QList<int>& counts) {
+        QByteArray content = tighteningHeader(layout);
+        for (const int count : counts)
+            content += tighteningText(eventLine(count), layout);
+        return content;
+    };
+    QCOMPARE(contentOf(path), file({18}));
+    QCOMPARE(contentOf(path + ".1"), file({16, 17}));
+    QCOMPARE(contentOf(path + ".2"), file({14, 15}));
+    QCOMPARE(contentOf(path + ".3"), QByteArray("(none)"));
+    // Smaller than a line: one line each, never none and never half of one.
+    TighteningLog small(path, layout, 1, 2);
+    QVERIFY2(small.open(&error), qPrintable(error));
+    QVERIFY(small.append(eventLine(19), &error));
+    QVERIFY(small.append(eventLine(20), &error));
+    QCOMPARE(contentOf(path), file({20}));
+    QCOMPARE(contentOf(path + ".1"), file({19}));
+    QCOMPARE(contentOf(path + ".2"), file({18}));
+}
+
+void TstTighteningLog::recoversFromRotatedFile()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    QVERIFY(writeFile(path + ".1", tighteningText(eventLine(17), layout)));
+    QVERIFY(writeFile(path + ".2", tighteningText(eventLine(12), layout)));
+    TighteningLog log(path, layout, 0, 5);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QVERIFY(log.lastState());
+    QCOMPARE(int(log.lastState()->count), 17);
+}
+
+void TstTighteningLog::otherColumnsBeginANewFile()
+{
+    TighteningLayout layout = layoutOf(TighteningFormat::Csv);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const QByteArray old = tighteningHeader(layout) + tighteningText(eventLine(17), layout);
+    QVERIFY(writeFile(path, old));
+    layout.valueNames.append("angle");
+    TighteningLog log(path, layout, 0, 5);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QCOMPARE(log.notes().size(), 1);
+    QCOMPARE(int(log.lastState()->count), 17);
+    QCOMPARE(contentOf(path), tighteningHeader(layout));
+    QCOMPARE(contentOf(path + ".1"), old);
+}
+
+void TstTighteningLog::refusedFiles_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("another file") << "notes"
+                                  << "something else";
+    QTest::newRow("a folder") << "folder"
+                              << "no file";
+    QTest::newRow("nowhere") << "missing/log"
+                             << "cannot be made";
+}
+
+void TstTighteningLog::refusedFiles()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, error);
+    QTemporaryDir folder;
+    QVERIFY(writeFile(folder.filePath("notes"), "to do:\nlunch\n"));
+    QVERIFY(QDir(folder.path()).mkdir("folder"));
+    TighteningLog log(folder.filePath(name), layoutOf(TighteningFormat::JsonLines), 0, 5);
+    QString text;
+    QVERIFY(!log.open(&text));
+    QVERIFY2(text.contains(error) && text.contains(name), qPrintable(text));
+    QCOMPARE(contentOf(folder.filePath("notes")), QByteArray("to do:\nlunch\n"));
+}
+
+void TstTighteningLog::onlyOneWriter()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    QString error;
+    TighteningLog first(path, layoutOf(TighteningFormat::JsonLines), 0, 5);
+    QVERIFY(first.open(&error));
+    TighteningLog second(path, layoutOf(TighteningFormat::JsonLines), 0, 5);
+    QVERIFY(!second.open(&error));
+    QVERIFY2(error.contains("another program"), qPrintable(error));
+}
+
+// A limit of the file's size stands for the full disk: the write takes half of a line, as there.
+void TstTighteningLog::fullDisk()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    const QByteArray text = tighteningText(eventLine(17), layout);
+    TighteningLog log(path, layout, 0, 5);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QVERIFY(log.append(eventLine(17), &error));
+    struct rlimit before = {};
+    QCOMPARE(getrlimit(RLIMIT_FSIZE, &before), 0);
+    struct rlimit full = before;
+    full.rlim_cur = static_cast<rlim_t>(text.size() * 3 / 2);
+    std::signal(SIGXFSZ, SIG_IGN);
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &full), 0);
+    const bool isAppended = log.append(eventLine(18), &error);
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &before), 0);
+    QVERIFY(!isAppended);
+    QVERIFY2(error.contains(path) && error.contains("written"), qPrintable(error));
+    QCOMPARE(contentOf(path), text);
+    QVERIFY2(log.append(eventLine(19), &error), qPrintable(error));
+    QCOMPARE(contentOf(path), text + tighteningText(eventLine(19), layout));
+}
+
+QTEST_GUILESS_MAIN(TstTighteningLog)
+#include "tst_tightening_log.moc"

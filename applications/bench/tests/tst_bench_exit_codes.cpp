@@ -1,0 +1,324 @@
+// The built program with the built plug-ins, as a script starts it: what it says, and the number that it
+// ends with.
+
+#include "applications/bench/core/exit_code.h"
+#include "applications/bench/subcommand_table.h"
+#include "applications/bench/tests/sample_folder.h"
+#include "tests/support/bench_program.h"
+
+#include <QtTest>
+
+#include <algorithm>
+#include <csignal>
+
+namespace {
+
+constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an answer
+
+const QString c_table =
+    QStringLiteral("the table of rows in applications/bench/tests/tst_bench_exit_codes.cpp");
+
+struct Row
+{
+    const char* name;
+    QStringList arguments;
+    int code;
+    const char* out; // a part of standard output; empty: there is none
+    const char* err; // a part of standard error; empty: there is none
+    // Ctrl-C is pressed when this has been said on standard error; null: it is not.
+    const char* interruptedAfter = nullptr;
+};
+
+const QByteArray c_backupHeader = "Driver Parameter data file,\nDriver model,MDC-32\nDriver serial,7\n"
+                                  "Firmware version,4.01.2\nDate,3/5/2024\n";
+
+QList<Row> rowsOfRun()
+{
+    return {
+        {"0 getInfo", {"run", "getInfo"}, 0, "MD3202", ""},
+        {"0 over a serial line", {"run", "getInfo", "--simulate", "rtu"}, 0, "MD3202", ""},
+        {"0 another controller", {"run", "getInfo", "--profile", "bm-gen1v1"}, 0, "3211", ""},
+        {"0 write", {"run", "setDirection", "direction=1"}, 0, "doneOk  true", ""},
+        {"0 without result", {"run", "resetAlarm"}, 0, "resetAlarm: done", ""},
+        {"0 driver command",
+         {"run", "read", "register=6101", "registerType=holdingRegisters", "--object", "modbus"},
+         0,
+         "values  [0]",
+         ""},
+        {"0 undeclared parameter",
+         {"run", "setDirection", "direction=1", "colour=\"green\""},
+         0,
+         "doneOk  true",
+         "warning: \"setDirection\" declares no parameter \"colour\""},
+        {"0 quiet", {"run", "setDirection", "direction=1", "colour=5", "--quiet"}, 0, "doneOk  true", ""},
+        {"0 verbose",
+         {"run", "setDirection", "direction=1", "-v"},
+         0,
+         "doneOk  true",
+         "it is a MDC-32, generation 2"},
+        {"0 after --", {"run", "setDirection", "--", "direction=1"}, 0, "doneOk  true", ""},
+        {"0 help", {"--help"}, 0, "Usage: mdc-bench", ""},
+        {"0 version", {"--version"}, 0, "mdc-bench ", ""},
+        {"0 faults", {"run", "getInfo", "--fault", "help"}, 0, "no-answer", ""},
+    };
+}
+
+QList<Row> rowsOfUsage()
+{
+    return {
+        {"2 nothing", {}, 2, "", "mdc-bench demo"},
+        {"2 subcommand", {"lits"}, 2, "", "did you mean \"list\"?"},
+        {"2 option", {"list", "--formt", "json"}, 2, "", "did you mean \"--format\"?"},
+        {"2 command", {"run", "setDirectoin", "direction=1"}, 2, "", "did you mean \"setDirection\"?"},
+        {"2 command of another object", {"run", "read"}, 2, "", "add --object modbus"},
+        {"2 parameter", {"run", "setDirection", "directoin=1"}, 2, "", "did you mean \"direction\"?"},
+        {"2 value",
+         {"run", "setDirection", "direction=70000"},
+         2,
+         "",
+         "a whole number from 0 to 65535 is needed"},
+        {"2 negative value", {"run", "setDirection", "--", "direction=-1"}, 2, "", "cannot be \"-1\""},
+        {"2 object", {"run", "getInfo", "--object", "mcd"}, 2, "", "did you mean \"mdc\"?"},
+        {"2 profile", {"run", "getInfo", "--profile", "x"}, 2, "", "mdc32-gen2"},
+        {"2 fault", {"run", "getInfo", "--fault", "no-anser"}, 2, "", "no-answer"},
+        {"2 command to tell about", {"commands", "getinf"}, 2, "", "did you mean \"getInfo\"?"},
+    };
+}
+
+QList<Row> rowsOfFailures(const SampleFolder& samples)
+{
+    return {
+        {"1 channel that is not configured",
+         {"run", "getRegister", "channel=directoin"},
+         1,
+         "",
+         "no channel \"directoinV2\" for generation 2; did you mean \"direction\"?"},
+        {"1 quotes in a value",
+         {"run", "getRegister", "channel=a\"b 'c'"},
+         1,
+         "",
+         "no channel \"a\"b 'c'V2\""},
+        {"1 no value", {"run", "setDirection"}, 1, "", "parameter \"direction\" is not given"},
+        {"3 no configuration",
+         {"run", "getInfo", "--config", samples.filePath("absent.json")},
+         3,
+         "",
+         "absent.json"},
+        {"4 no folder", {"run", "getInfo", "--plugins", samples.filePath("absent")}, 4, "", "--plugins DIR"},
+        {"5 refused", {"run", "getInfo", "--fault", "refuse"}, 5, "", "nothing was written"},
+        {"5 refused before the command",
+         {"run", "setDirection", "direction=1", "--fault", "refuse"},
+         5,
+         "",
+         "could not be identified"},
+        {"6 no answer",
+         {"run", "getRegister", "channel=direction", "--fault", "no-answer"},
+         6,
+         "",
+         "3000 ms"},
+        {"6 time for the order is up",
+         {"run", "getRegister", "channel=direction", "--fault", "late=2000", "--timeout", "200"},
+         6,
+         "",
+         "200 ms"},
+        {"6 no answer to the identification",
+         {"check", "--fault", "no-answer"},
+         6,
+         "not identified",
+         "3000 ms"},
+        {"7 refused by the controller", {"run", "setProgram", "program=0"}, 7, "doneOk  false", "refused"},
+        {"7 read refused",
+         {"run", "getRegister", "channel=direction", "--fault", "exception=2"},
+         7,
+         "",
+         "refused"},
+        {"9 write without an answer",
+         {"run", "setProgram", "program=3", "--fault", "no-answer"},
+         9,
+         "",
+         "read the state back before repeating it"},
+        {"130 interrupted",
+         {"run", "getRegister", "channel=direction", "--fault", "no-answer", "-v"},
+         130,
+         "",
+         "was interrupted",
+         "fault no-answer"},
+    };
+}
+
+QList<Row> rowsOfLogsAndBackups(const SampleFolder& samples)
+{
+    return {
+        {"2 count of a command that does not listen",
+         {"run", "getRegister", "channel=direction", "--count", "1"},
+         2,
+         "",
+         "does not listen"},
+        {"0 listening for a number of updates",
+         {"run", "listenMotorRunState", "--count", "2"},
+         0,
+         "isRunning  false",
+         ""},
+        {"0 listening for a time",
+         {"run", "listenMotorRunState", "--seconds", "0.4", "--changes"},
+         0,
+         "isRunning  false",
+         ""},
+        {"0 listening for a time that is too short",
+         {"run", "listenMotorRunState", "--seconds", "0.3", "--fault", "exception=2"},
+         0,
+         "",
+         "gave no update"},
+        {"0 results for a time", {"results", "--seconds", "0.4"}, 0, R"("kind":"sequence")", ""},
+        {"2 results of an object without events",
+         {"results", "--object", "modbus"},
+         2,
+         "",
+         "name a device with --object"},
+        {"1 results nowhere to be written",
+         {"results", "--output", samples.filePath("absent/log")},
+         1,
+         "",
+         "absent/log.lock cannot be made"},
+        {"5 results out of reach", {"results", "--fault", "refuse"}, 5, "", "nothing was written"},
+        {"0 backup", {"backup", "--folder", samples.path()}, 0, "MDC-32__", ""},
+        {"1 backup over a file", {"backup", "--folder", samples.path()}, 1, "", "--force"},
+        {"1 restore without a file",
+         {"restore", samples.filePath("absent"), "--presets", "1", "--language", "fr"},
+         1,
+         "",
+         "Impossible d"},
+        {"8 compare",
+         {"compare", samples.filePath("one.csv"), samples.filePath("two.csv")},
+         8,
+         "1 of 2 registers differ",
+         "listed without names"},
+    };
+}
+
+QList<Row> rowsOfOthers(const SampleFolder& samples)
+{
+    return {
+        {"panel: a picture", {"panel", "--screenshot", samples.filePath("page.png")}, 0, "", ""},
+        {"check: all is well", {"check"}, 0, "errors: 0", ""},
+        {"check: out of reach", {"check", "--fault", "refuse"}, 5, "cannot be reached", "Connection refused"},
+        {"check: unknown profile", {"check", "--profile", "x"}, 2, "", "mdc32-gen2"},
+        {"list: out of reach", {"list", "--fault", "refuse"}, 0, "not connected", "Connection refused"},
+        {"demo over TCP", {"demo", "--tcp"}, 0, "5 orders, all as expected", ""},
+        {"demo over RTU, first generation",
+         {"demo", "--rtu", "--profile", "mdc22-gen1v2"},
+         0,
+         "5 orders, all as expected",
+         ""},
+        {"demo that fails",
+         {"demo", "--tcp", "--fault", "exception=3/0x06"},
+         7,
+         "refused with exception 3",
+         "\"setDirection\" failed"},
+    };
+}
+
+QList<Row> allRows(const SampleFolder& samples)
+{
+    return rowsOfRun() + rowsOfUsage() + rowsOfFailures(samples) + rowsOfLogsAndBackups(samples) +
+           rowsOfOthers(samples);
+}
+
+BenchEnd run(const Row& row)
+{
+    const std::unique_ptr<QProcess> process = startBench(row.arguments);
+    QByteArray seen;
+    if (row.interruptedAfter != nullptr) {
+        process->setReadChannel(QProcess::StandardError);
+        if (!QTest::qWaitFor([&] { return (seen += process->readAll()).contains(row.interruptedAfter); },
+                             c_programTimeout))
+            return {-1, {}, QString::fromUtf8(seen)};
+        ::kill(static_cast<pid_t>(process->processId()), SIGINT);
+    }
+    BenchEnd end = endOf(*process, c_programTimeout);
+    end.err.prepend(QString::fromUtf8(seen));
+    return end;
+}
+
+// Which subcommand the row is about; empty for none.
+QString subcommandOf(const Row& row, const Subcommands& subcommands)
+{
+    for (const QString& word : row.arguments) {
+        for (const auto& subcommand : subcommands) {
+            if (subcommand->name() == word)
+                return word;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+class TstBenchExitCodes : public QObject
+{
+    Q_OBJECT
+
+    SampleFolder m_samples;
+    QList<Row> m_rows;
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_samples.isValid());
+        // Nothing of the person who runs the tests, and nothing left behind.
+        qputenv("XDG_DATA_HOME", m_samples.path().toLocal8Bit());
+        qunsetenv("NO_COLOR");
+        QVERIFY(writeFile(m_samples.filePath("one.csv"), c_backupHeader + "A0001,5\nA0002,6\n"));
+        QVERIFY(writeFile(m_samples.filePath("two.csv"), c_backupHeader + "A0001,5\nA0002,7\n"));
+        m_rows = allRows(m_samples);
+    }
+
+    void exitCode_data()
+    {
+        QTest::addColumn<int>("row");
+        for (int i = 0; i < m_rows.size(); ++i)
+            QTest::newRow(m_rows.at(i).name) << i;
+    }
+
+    void exitCode()
+    {
+        QFETCH(int, row);
+        const QString out = QString::fromUtf8(m_rows.at(row).out);
+        const QString err = QString::fromUtf8(m_rows.at(row).err);
+        const BenchEnd ended = run(m_rows.at(row));
+        const QByteArray all = (ended.out + QStringLiteral("\n--- stderr\n") + ended.err).toUtf8();
+        QVERIFY2(ended.exitCode == m_rows.at(row).code, QByteArray::number(ended.exitCode) + "\n" + all);
+        QVERIFY2(out.isEmpty() ? ended.out.isEmpty() : ended.out.contains(out), all.constData());
+        QVERIFY2(err.isEmpty() ? ended.err.isEmpty() : ended.err.contains(err), all.constData());
+        QVERIFY2(!all.contains('\x1b'), "colour without a terminal");
+        const QStringList lines = ended.err.split('\n', Qt::SkipEmptyParts);
+        QVERIFY(lines.isEmpty() || lines.constFirst().startsWith("mdc-bench: "));
+    }
+
+    void everyExitCodeHasARow()
+    {
+        for (const ExitCodeDescription& description : exitCodeDescriptions()) {
+            const int number = static_cast<int>(description.code);
+            QVERIFY2(std::any_of(m_rows.cbegin(), m_rows.cend(),
+                                 [number](const Row& row) { return row.code == number; }),
+                     qPrintable(QStringLiteral("the exit code %1 (%2) has no row in %3")
+                                    .arg(number)
+                                    .arg(QLatin1String(description.text), c_table)));
+        }
+    }
+
+    void everySubcommandHasARow()
+    {
+        const Subcommands subcommands = makeSubcommands();
+        for (const auto& subcommand : subcommands)
+            QVERIFY2(std::any_of(m_rows.cbegin(), m_rows.cend(),
+                                 [&](const Row& row) {
+                                     return subcommandOf(row, subcommands) == subcommand->name();
+                                 }),
+                     qPrintable(QStringLiteral("the subcommand \"%1\" has no row in %2")
+                                    .arg(subcommand->name(), c_table)));
+    }
+};
+
+QTEST_GUILESS_MAIN(TstBenchExitCodes)
+#include "tst_bench_exit_codes.moc"

@@ -1,0 +1,80 @@
+// Ctrl-C on the built program.
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QtTest>
+
+#include <csignal>
+
+namespace {
+
+constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an answer
+
+const QString c_program = QStringLiteral(MDC_BINARY_DIRECTORY "/bin/mdc-bench");
+
+} // namespace
+
+class TstBenchInterrupt : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void interruptedCommand()
+    {
+        QProcess process;
+        process.start(c_program, {"run", "getRegister", "channel=direction", "--fault", "no-answer", "-v"});
+        QVERIFY(process.waitForStarted());
+        process.setReadChannel(QProcess::StandardError);
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += process.readAll()).contains("fault no-answer"), c_programTimeout);
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 130);
+        QVERIFY((seen + process.readAll()).contains("was interrupted"));
+    }
+
+    void interruptedListening()
+    {
+        QProcess process;
+        process.start(c_program, {"run", "listen", "register=6101", "registerType=holdingRegisters",
+                                  "recurrentInterval=20", "--object", "modbus", "--format", "jsonl"});
+        QVERIFY(process.waitForStarted());
+        QByteArray out;
+        QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).count('\n') >= 3, c_programTimeout);
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
+        out += process.readAllStandardOutput();
+        const QList<QByteArray> lines = out.trimmed().split('\n');
+        int sequence = 0;
+        for (const QByteArray& line : lines) {
+            const QJsonObject object = QJsonDocument::fromJson(line).object();
+            QCOMPARE(object.value("seq").toInt(), ++sequence);
+            QCOMPARE(object.value("name").toString(), QString("values"));
+            QCOMPARE(object.value("value").toArray().size(), 1);
+        }
+        QCOMPARE(process.readAllStandardError(), QByteArray());
+    }
+
+    void secondInterruptEndsAtOnce()
+    {
+        QProcess process;
+        process.start(c_program, {"run", "getRegister", "channel=direction", "--fault", "no-answer", "-v"});
+        QVERIFY(process.waitForStarted());
+        process.setReadChannel(QProcess::StandardError);
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += process.readAll()).contains("fault no-answer"), c_programTimeout);
+        const auto pid = static_cast<pid_t>(process.processId());
+        QCOMPARE(::kill(pid, SIGINT), 0);
+        ::kill(pid, SIGINT); // it may have ended by the first one
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        QCOMPARE(process.exitCode(), 130);
+    }
+};
+
+QTEST_GUILESS_MAIN(TstBenchInterrupt)
+#include "tst_bench_interrupt.moc"

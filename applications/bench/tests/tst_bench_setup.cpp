@@ -1,0 +1,194 @@
+// The built program with configurations, plug-ins and files that are not as they should be.
+
+#include "applications/bench/tests/sample_folder.h"
+#include "tests/support/bench_program.h"
+
+#include <QtTest>
+
+namespace {
+
+constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an answer
+
+BenchEnd runBench(const QStringList& arguments)
+{
+    return endOf(*startBench(arguments), c_programTimeout);
+}
+
+} // namespace
+
+class TstBenchSetup : public QObject
+{
+    Q_OBJECT
+
+    SampleFolder m_samples;
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_samples.isValid());
+        // Nothing of the person who runs the tests, and nothing left behind.
+        qputenv("XDG_DATA_HOME", m_samples.path().toLocal8Bit());
+        qunsetenv("NO_COLOR");
+    }
+
+    void brokenConfiguration_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QByteArray>("from");
+        QTest::addColumn<QByteArray>("to");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no JSON") << "bench.json" << QByteArray("\"version\": 1,")
+                                 << QByteArray("\"version\": ,") << "JSON";
+        QTest::newRow("unknown driver") << "bench.json" << QByteArray("\"driver\": \"{7d0f")
+                                        << QByteArray("\"driver\": \"{8d0f") << "driver";
+        QTest::newRow("driver setting")
+            << "bench.json" << QByteArray("\"unitId\": 1") << QByteArray("\"unitId\": 300") << "unitId";
+        QTest::newRow("missing register map")
+            << "bench.json" << QByteArray("register_map_common.json") << QByteArray("register_map_none.json")
+            << "register_map_none.json";
+    }
+
+    void brokenConfiguration()
+    {
+        QFETCH(QString, file);
+        QFETCH(QByteArray, from);
+        QFETCH(QByteArray, to);
+        QFETCH(QString, message);
+        const QString path = m_samples.configuration(file, from, to);
+        QVERIFY(!path.isEmpty());
+        const BenchEnd ended = runBench({"run", "getInfo", "--config", path, "--simulate", "tcp"});
+        QCOMPARE(ended.exitCode, 3);
+        QVERIFY(ended.out.isEmpty());
+        QVERIFY2(ended.err.contains(message), qPrintable(ended.err));
+        const BenchEnd checked = runBench({"check", "--config", path, "--simulate", "tcp"});
+        QCOMPARE(checked.exitCode, 3);
+        QVERIFY2(checked.out.contains(message), qPrintable(checked.out));
+    }
+
+    void ownConfiguration()
+    {
+        const QString path = m_samples.configuration("bench.json", "\"name\": \"mdc\"", "\"name\": \"left\"");
+        const BenchEnd ended =
+            runBench({"--config", path, "run", "getInfo", "--simulate", "tcp", "--object", "left"});
+        QVERIFY2(ended.exitCode == 0, qPrintable(ended.err));
+        QVERIFY(ended.out.contains("MD3202"));
+    }
+
+    void unreachableController()
+    {
+        // Nobody listens on the port: it is the discard port of this machine.
+        const QString path = m_samples.configuration("bench.json", "\"port\": 1502", "\"port\": 9");
+        const BenchEnd ended = runBench({"run", "getInfo", "--config", path});
+        QVERIFY2(ended.exitCode == 5, qPrintable(ended.err));
+        QVERIFY(ended.out.isEmpty());
+    }
+
+    void gapInTheRegisterMap()
+    {
+        const QString path = m_samples.configuration("register_map_generation2.json", "\"directionChangeV2\"",
+                                                     "\"somethingV2\"");
+        const BenchEnd connected = runBench({"check", "--config", path, "--simulate", "tcp"});
+        QVERIFY2(connected.exitCode == 3, qPrintable(connected.out + connected.err));
+        QVERIFY(connected.out.contains(
+            "error    setDirection, generation 2: the channel \"directionChangeV2\" is missing"));
+        const BenchEnd other =
+            runBench({"check", "--config", path, "--simulate", "tcp", "--profile", "mdc26-gen1v2"});
+        QVERIFY2(other.exitCode == 0, qPrintable(other.out + other.err));
+        QVERIFY(other.out.contains("warning  setDirection, generation 2"));
+        const BenchEnd run =
+            runBench({"run", "setDirection", "direction=1", "--config", path, "--simulate", "tcp"});
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY2(run.err.contains("the channel \"directionChangeV2\" is missing"), qPrintable(run.err));
+    }
+
+    void brokenPlugin()
+    {
+        const QString folder = m_samples.filePath("broken");
+        QVERIFY(QDir().mkpath(folder));
+        const BenchEnd empty = runBench({"run", "getInfo", "--plugins", folder});
+        QVERIFY2(empty.exitCode == 4, qPrintable(empty.err));
+        QVERIFY(writeFile(folder + "/libp_device_mdc.so", "this is no library"));
+        QVERIFY(QFile::copy(MDC_BINARY_DIRECTORY "/plugins/libp_driver_modbus.so",
+                            folder + "/libp_driver_modbus.so"));
+        const BenchEnd ended = runBench({"run", "getInfo", "--plugins", folder});
+        QVERIFY2(ended.exitCode == 4, qPrintable(ended.err));
+        QVERIFY(ended.out.isEmpty());
+        QVERIFY2(ended.err.contains("libp_device_mdc.so"), qPrintable(ended.err));
+        const BenchEnd checked = runBench({"check", "--plugins", folder});
+        QVERIFY2(checked.exitCode == 4, qPrintable(checked.out));
+        // One that nothing needs is no reason to stop.
+        QVERIFY(QFile::rename(folder + "/libp_device_mdc.so", folder + "/libother.so"));
+        QVERIFY(
+            QFile::copy(MDC_BINARY_DIRECTORY "/plugins/libp_device_mdc.so", folder + "/libp_device_mdc.so"));
+        const BenchEnd rest = runBench({"run", "getInfo", "--plugins", folder});
+        QVERIFY2(rest.exitCode == 0, qPrintable(rest.err));
+        QVERIFY2(rest.err.contains("warning: ") && rest.err.contains("libother.so"), qPrintable(rest.err));
+    }
+
+    // A driver that does not describe itself is used as it is configured, and not otherwise.
+    void silentDriver()
+    {
+        const QString folder = m_samples.filePath("silent");
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(
+            QFile::copy(MDC_BINARY_DIRECTORY "/plugins/libp_device_mdc.so", folder + "/libp_device_mdc.so"));
+        QVERIFY(QFile::copy(MDC_BINARY_DIRECTORY "/tests/naive_driver/libp_naive_driver.so",
+                            folder + "/libp_naive_driver.so"));
+        const BenchEnd simulated = runBench({"run", "getInfo", "--plugins", folder});
+        QVERIFY2(simulated.exitCode == 3, qPrintable(simulated.err));
+        QVERIFY2(
+            simulated.err.contains("the driver \"Naive Modbus driver\" does not say how it is pointed at a "
+                                   "TCP port: no controller can be simulated for it"),
+            qPrintable(simulated.err));
+        const BenchEnd serial = runBench({"run", "getInfo", "--plugins", folder, "--simulate", "rtu"});
+        QVERIFY2(serial.exitCode == 3, qPrintable(serial.err));
+        QVERIFY2(serial.err.contains("pointed at a serial device"), qPrintable(serial.err));
+
+        const QString path = m_samples.configuration("bench.json", "\"port\": 1502", "\"port\": 9");
+        const BenchEnd traced = runBench(
+            {"run", "getInfo", "--plugins", folder, "--config", path, "--trace", folder + "/frames"});
+        QVERIFY2(traced.exitCode == 3, qPrintable(traced.err));
+        QVERIFY2(
+            traced.err.contains("does not say how its frames are traced: --trace cannot be used with it"),
+            qPrintable(traced.err));
+        // Its settings are its own matter, and its register types as well.
+        const QString own = m_samples.configuration("bench.json", "\"port\": 1502", "\"prot\": 9");
+        const BenchEnd checked =
+            runBench({"check", "--plugins", folder, "--config", own, "--timeout", "100"});
+        QVERIFY2(checked.exitCode == 5, qPrintable(checked.out + checked.err));
+        QVERIFY2(
+            checked.out.contains("warning  driver \"modbus\": \"Naive Modbus driver\" does not say which "
+                                 "register types it knows: they are not checked"),
+            qPrintable(checked.out));
+    }
+
+    void withoutIdentification()
+    {
+        // Generation 1 is taken, whose registers this controller does not have.
+        const BenchEnd ended = runBench({"run", "setDirection", "direction=1", "--no-identify"});
+        QVERIFY2(ended.exitCode == 7, qPrintable(ended.err));
+        QVERIFY2(ended.err.contains("version number is not found. using version 1 (d_cmd_setDirection:"),
+                 qPrintable(ended.err));
+    }
+
+    void trace()
+    {
+        const QString path = m_samples.filePath("frames.txt");
+        const BenchEnd ended = runBench({"run", "setDirection", "direction=1", "--trace", path});
+        QCOMPARE(ended.exitCode, 0);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        // Write single register 6001 (0x1771) with 1.
+        QVERIFY(file.readAll().contains("06 17 71 00 01"));
+    }
+
+    void unusablePropertiesFile()
+    {
+        const BenchEnd ended = runBench({"run", "getInfo", "--properties", m_samples.path()});
+        QCOMPARE(ended.exitCode, 0);
+        QVERIFY2(ended.err.contains("neither restored nor saved"), qPrintable(ended.err));
+    }
+};
+
+QTEST_GUILESS_MAIN(TstBenchSetup)
+#include "tst_bench_setup.moc"
