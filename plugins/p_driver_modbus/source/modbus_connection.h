@@ -23,8 +23,8 @@ class ModbusConnection : public QObject
     Q_OBJECT
 
 public:
-    // Whoever sends over the connection. All this is told from inside the client's signals, of timers here or
-    // of calls to the connection, which must not be deleted meanwhile.
+    // Whoever sends over the connection. Told from inside the client's signals, the connection's timers or a
+    // call to it, so it must not be deleted then.
     class Owner
     {
     public:
@@ -65,8 +65,8 @@ public:
     // "not connected to …: …"
     QString notConnectedText() const;
 
-    // Unit and checksum or header are the client's to add. False when it could not be sent; the owner has
-    // been told of the loss then.
+    // `pdu` is function code and data, which the client puts a frame around. Only when isReady(). False when
+    // it could not be sent; the owner has been told of the loss then.
     bool send(const QByteArray& pdu);
     // Sends at once what has been left to the event loop, and may find out that the connection is lost.
     void flush();

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 // What a link decides about a request in flight, what it does differently over TCP and over a serial line,
 // and when it connects again: bytes and times, without a socket or a port.
@@ -338,6 +339,149 @@ ExchangeVerdict happen(ModbusExchange& exchange, const QString& event)
 Q_DECLARE_METATYPE(ModbusConfiguration)
 Q_DECLARE_METATYPE(ModbusRequest)
 
+namespace {
+
+using Verdict = ExchangeVerdict;
+using Code = IMessenger;
+
+// Adds rows of one request over one transport.
+class VerdictRows
+{
+public:
+    VerdictRows(const char* name, ModbusConfiguration configuration, ModbusRequest request)
+        : m_name(name)
+        , m_configuration(std::move(configuration))
+        , m_request(std::move(request))
+    {}
+
+    void operator()(const char* name, const char* events, Verdict::Kind kind, IMessenger::EnErrorCode code,
+                    const char* message, const char* problem) const
+    {
+        QTest::addRow("%s: %s", m_name, name)
+            << m_configuration << m_request << QString(events) << static_cast<int>(kind) << code
+            << QString::fromUtf8(message) << QString::fromUtf8(problem);
+    }
+
+private:
+    const char* m_name;
+    ModbusConfiguration m_configuration;
+    ModbusRequest m_request;
+};
+
+void addTcpReads()
+{
+    const VerdictRows row("tcp read", tcpConfiguration(), readOf(100, 1));
+    row("sent", "sent", Verdict::Open, Code::CeEcNone, "", "");
+    row("a part of the answer", "sent;rx 0001 0000 0005 01 0302", Verdict::Open, Code::CeEcNone, "", "");
+    row("values", "sent;taken 020007;rx 0001 0000 0005 01 03020007", Verdict::Values, Code::CeEcNone, "", "");
+    row("values, taken between two pieces", "sent;rx 0001 0000;taken 020007;rx 0005 01 03020007",
+        Verdict::Values, Code::CeEcNone, "", "");
+    row("values twice", "sent;taken 020007;rx 0001 0000 0005 01 03020007 0001 0000 0005 01 03020007",
+        Verdict::Values, Code::CeEcNone, "", "more came than the answer to one request");
+    row("exception", "sent;taken 02;rx 0001 0000 0003 01 8302", Verdict::Refused, Code::CeEcRefused,
+        "%A refused the %R: illegal data address (2)", "");
+    row("exception 4", "sent;taken 04;rx 0001 0000 0003 01 8304", Verdict::Refused, Code::CeEcRefused,
+        "%A refused the %R: server device failure (4)", "");
+    row("exception twice", "sent;taken 02;rx 0001 0000 0003 01 8302 0001 0000 0003 01 8302", Verdict::Refused,
+        Code::CeEcRefused, "%A refused the %R: illegal data address (2)",
+        "more came than the answer to one request");
+    row("another unit", "sent;taken 020007;rx 0001 0000 0005 09 03020007", Verdict::Malformed,
+        Code::CeEcNotConnected, "%A: %N it came from unit 9 instead of 1",
+        "%N it came from unit 9 instead of 1");
+    row("another function", "sent;taken 020007;rx 0001 0000 0005 01 04020007", Verdict::Malformed,
+        Code::CeEcNotConnected, "%A: %N its function code is 0x04", "%N its function code is 0x04");
+    row("another transaction", "sent;rx 0009 0000 0005 01 0302;rx 0007", Verdict::Malformed,
+        Code::CeEcNotConnected, "%A: %N its transaction number is another request's",
+        "%N its transaction number is another request's");
+    row("another protocol, before the rest has come", "sent;rx 0001 0007 0005", Verdict::Malformed,
+        Code::CeEcNotConnected, "%A: %N its protocol identifier is 7 instead of 0",
+        "%N its protocol identifier is 7 instead of 0");
+    row("more registers than asked", "sent;taken 0400070008;rx 0001 0000 0007 01 030400070008",
+        Verdict::Malformed, Code::CeEcNotConnected, "%A: %N 6 bytes do not hold 1 registers",
+        "%N 6 bytes do not hold 1 registers");
+    row("expired", "sent;expired", Verdict::TimedOut, Code::CeEcTimeout,
+        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+    row("expired with half an answer", "sent;rx 0001 0000 0005 01 0302;expired", Verdict::TimedOut,
+        Code::CeEcTimeout, "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+    row("lost", "sent;lost gone", Verdict::Lost, Code::CeEcNotConnected,
+        "the connection to %A was lost during the %R: gone", "");
+    row("lost with half an answer", "sent;rx 0001 0000 0005 01 0302;lost gone", Verdict::Lost,
+        Code::CeEcNotConnected, "the connection to %A was lost during the %R: gone", "");
+    row("lost with an answer whose bytes have not been seen", "sent;taken 020007;lost gone", Verdict::Lost,
+        Code::CeEcNotConnected, "the connection to %A was lost during the %R: gone", "");
+}
+
+void addTcpWrites()
+{
+    const VerdictRows row("tcp write", tcpConfiguration(), writeOf(100, {7}));
+    row("acknowledged", "sent;taken 00640007;rx 0001 0000 0006 01 06 0064 0007", Verdict::Values,
+        Code::CeEcNone, "", "");
+    row("exception", "sent;taken 02;rx 0001 0000 0003 01 8602", Verdict::Refused, Code::CeEcRefused,
+        "%A refused the %R: illegal data address (2)", "");
+    row("exception that decides nothing", "sent;taken 04;rx 0001 0000 0003 01 8604", Verdict::Uncertain,
+        Code::CeEcUncertain,
+        "%A answered the %R with server device failure (4); the write may have been done", "");
+    row("another value", "sent;taken 00640008;rx 0001 0000 0006 01 06 0064 0008", Verdict::Malformed,
+        Code::CeEcUncertain, "%A: %N it does not repeat the request; the write may have been done",
+        "%N it does not repeat the request");
+    row("another unit", "sent;taken 00640007;rx 0001 0000 0006 02 06 0064 0007", Verdict::Malformed,
+        Code::CeEcUncertain, "%A: %N it came from unit 2 instead of 1; the write may have been done",
+        "%N it came from unit 2 instead of 1");
+    row("expired", "sent;expired", Verdict::TimedOut, Code::CeEcUncertain,
+        "%A: no answer to the %R within 250 ms; the write may have been done",
+        "no answer to the %R within 250 ms");
+    row("lost", "sent;lost gone", Verdict::Lost, Code::CeEcUncertain,
+        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+    row("lost before the client had it", "lost gone", Verdict::Lost, Code::CeEcNotConnected,
+        "the connection to %A was lost during the %R: gone", "");
+}
+
+void addTcpWritesOfSeveral()
+{
+    const VerdictRows row("tcp write of two", tcpConfiguration(), writeOf(100, {7, 8}));
+    row("several acknowledged", "sent;taken 00640002;rx 0001 0000 0006 01 10 0064 0002", Verdict::Values,
+        Code::CeEcNone, "", "");
+    row("one too few acknowledged", "sent;taken 00640001;rx 0001 0000 0006 01 10 0064 0001",
+        Verdict::Malformed, Code::CeEcUncertain,
+        "%A: %N it does not repeat start and count of the request; the write may have been done",
+        "%N it does not repeat start and count of the request");
+}
+
+void addRtuReads()
+{
+    const VerdictRows row("rtu read", rtuConfiguration(), readOf(100, 1));
+    row("a part of the answer", "sent;rx 01 0302", Verdict::Open, Code::CeEcNone, "", "");
+    row("a frame that the client does not take", "sent;rx 01 03020007 0000", Verdict::Open, Code::CeEcNone,
+        "", "");
+    row("values", "sent;rx 01;taken 020007;rx 03020007 1234", Verdict::Values, Code::CeEcNone, "", "");
+    row("values behind noise", "sent;taken 020007;rx ff 01 03020007 1234", Verdict::Values, Code::CeEcNone,
+        "", "more came than the answer to one request");
+    row("exception", "sent;taken 0b;rx 01 830b 1234", Verdict::Refused, Code::CeEcRefused,
+        "%A refused the %R: gateway target device failed to respond (11)", "");
+    row("another unit", "sent;taken 020007;rx 02 03020007 1234", Verdict::Malformed, Code::CeEcNotConnected,
+        "%A: %N it holds no answer of unit 1", "%N it holds no answer of unit 1");
+    row("expired", "sent;rx 01 0302;expired", Verdict::TimedOut, Code::CeEcTimeout,
+        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+}
+
+void addRtuWrites()
+{
+    const VerdictRows row("rtu write", rtuConfiguration(), writeOf(100, {7}));
+    row("exception that decides nothing", "sent;taken 0b;rx 01 860b 1234", Verdict::Uncertain,
+        Code::CeEcUncertain,
+        "%A answered the %R with gateway target device failed to respond (11); the write may have been done",
+        "");
+    row("lost", "sent;lost gone", Verdict::Lost, Code::CeEcUncertain,
+        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+    row("lost with the answer", "sent;rx 01 06 0064 0007 1234;taken 00640007;lost gone", Verdict::Values,
+        Code::CeEcNone, "", "");
+    row("lost with what is no answer", "sent;rx 01 06 0064 0008 1234;taken 00640008;lost gone", Verdict::Lost,
+        Code::CeEcUncertain,
+        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+}
+
+} // namespace
+
 void TestModbusExchange::verdicts_data()
 {
     QTest::addColumn<ModbusConfiguration>("configuration");
@@ -349,118 +493,11 @@ void TestModbusExchange::verdicts_data()
     // common which are none.
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("problem");
-
-    ModbusConfiguration configuration = tcpConfiguration();
-    ModbusRequest request = readOf(100, 1);
-    const auto row = [&](const char* name, const char* events, ExchangeVerdict::Kind kind,
-                         IMessenger::EnErrorCode code, const char* message, const char* problem) {
-        const bool isTcp = configuration.transport == ModbusConfiguration::Transport::Tcp;
-        QTest::addRow("%s %s: %s", isTcp ? "tcp" : "rtu", request.isWrite() ? "write" : "read", name)
-            << configuration << request << QString(events) << static_cast<int>(kind) << code
-            << QString::fromUtf8(message) << QString::fromUtf8(problem);
-    };
-
-    row("sent", "sent", ExchangeVerdict::Open, IMessenger::CeEcNone, "", "");
-    row("a part of the answer", "sent;rx 0001 0000 0005 01 0302", ExchangeVerdict::Open, IMessenger::CeEcNone,
-        "", "");
-    row("values", "sent;taken 020007;rx 0001 0000 0005 01 03020007", ExchangeVerdict::Values,
-        IMessenger::CeEcNone, "", "");
-    row("values, taken between two pieces", "sent;rx 0001 0000;taken 020007;rx 0005 01 03020007",
-        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "");
-    row("values twice", "sent;taken 020007;rx 0001 0000 0005 01 03020007 0001 0000 0005 01 03020007",
-        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "more came than the answer to one request");
-    row("exception", "sent;taken 02;rx 0001 0000 0003 01 8302", ExchangeVerdict::Refused,
-        IMessenger::CeEcRefused, "%A refused the %R: illegal data address (2)", "");
-    row("exception 4", "sent;taken 04;rx 0001 0000 0003 01 8304", ExchangeVerdict::Refused,
-        IMessenger::CeEcRefused, "%A refused the %R: server device failure (4)", "");
-    row("exception twice", "sent;taken 02;rx 0001 0000 0003 01 8302 0001 0000 0003 01 8302",
-        ExchangeVerdict::Refused, IMessenger::CeEcRefused, "%A refused the %R: illegal data address (2)",
-        "more came than the answer to one request");
-    row("another unit", "sent;taken 020007;rx 0001 0000 0005 09 03020007", ExchangeVerdict::Malformed,
-        IMessenger::CeEcNotConnected, "%A: %N it came from unit 9 instead of 1",
-        "%N it came from unit 9 instead of 1");
-    row("another function", "sent;taken 020007;rx 0001 0000 0005 01 04020007", ExchangeVerdict::Malformed,
-        IMessenger::CeEcNotConnected, "%A: %N its function code is 0x04", "%N its function code is 0x04");
-    row("another transaction", "sent;rx 0009 0000 0005 01 0302;rx 0007", ExchangeVerdict::Malformed,
-        IMessenger::CeEcNotConnected, "%A: %N its transaction number is another request's",
-        "%N its transaction number is another request's");
-    row("another protocol, before the rest has come", "sent;rx 0001 0007 0005", ExchangeVerdict::Malformed,
-        IMessenger::CeEcNotConnected, "%A: %N its protocol identifier is 7 instead of 0",
-        "%N its protocol identifier is 7 instead of 0");
-    row("more registers than asked", "sent;taken 0400070008;rx 0001 0000 0007 01 030400070008",
-        ExchangeVerdict::Malformed, IMessenger::CeEcNotConnected, "%A: %N 6 bytes do not hold 1 registers",
-        "%N 6 bytes do not hold 1 registers");
-    row("expired", "sent;expired", ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
-        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
-    row("expired with half an answer", "sent;rx 0001 0000 0005 01 0302;expired", ExchangeVerdict::TimedOut,
-        IMessenger::CeEcTimeout, "%A: no answer to the %R within 250 ms",
-        "no answer to the %R within 250 ms");
-    row("lost", "sent;lost gone", ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
-        "the connection to %A was lost during the %R: gone", "");
-    row("lost with half an answer", "sent;rx 0001 0000 0005 01 0302;lost gone", ExchangeVerdict::Lost,
-        IMessenger::CeEcNotConnected, "the connection to %A was lost during the %R: gone", "");
-    row("lost with an answer whose bytes have not been seen", "sent;taken 020007;lost gone",
-        ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
-        "the connection to %A was lost during the %R: gone", "");
-
-    request = writeOf(100, {7});
-    row("acknowledged", "sent;taken 00640007;rx 0001 0000 0006 01 06 0064 0007", ExchangeVerdict::Values,
-        IMessenger::CeEcNone, "", "");
-    row("exception", "sent;taken 02;rx 0001 0000 0003 01 8602", ExchangeVerdict::Refused,
-        IMessenger::CeEcRefused, "%A refused the %R: illegal data address (2)", "");
-    row("exception that decides nothing", "sent;taken 04;rx 0001 0000 0003 01 8604",
-        ExchangeVerdict::Uncertain, IMessenger::CeEcUncertain,
-        "%A answered the %R with server device failure (4); the write may have been done", "");
-    row("another value", "sent;taken 00640008;rx 0001 0000 0006 01 06 0064 0008", ExchangeVerdict::Malformed,
-        IMessenger::CeEcUncertain, "%A: %N it does not repeat the request; the write may have been done",
-        "%N it does not repeat the request");
-    row("another unit", "sent;taken 00640007;rx 0001 0000 0006 02 06 0064 0007", ExchangeVerdict::Malformed,
-        IMessenger::CeEcUncertain, "%A: %N it came from unit 2 instead of 1; the write may have been done",
-        "%N it came from unit 2 instead of 1");
-    row("expired", "sent;expired", ExchangeVerdict::TimedOut, IMessenger::CeEcUncertain,
-        "%A: no answer to the %R within 250 ms; the write may have been done",
-        "no answer to the %R within 250 ms");
-    row("lost", "sent;lost gone", ExchangeVerdict::Lost, IMessenger::CeEcUncertain,
-        "the connection to %A was lost during the %R: gone; the write may have been done", "");
-    row("lost before the client had it", "lost gone", ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
-        "the connection to %A was lost during the %R: gone", "");
-
-    request = writeOf(100, {7, 8});
-    row("several acknowledged", "sent;taken 00640002;rx 0001 0000 0006 01 10 0064 0002",
-        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "");
-    row("one too few acknowledged", "sent;taken 00640001;rx 0001 0000 0006 01 10 0064 0001",
-        ExchangeVerdict::Malformed, IMessenger::CeEcUncertain,
-        "%A: %N it does not repeat start and count of the request; the write may have been done",
-        "%N it does not repeat start and count of the request");
-
-    configuration = rtuConfiguration();
-    request = readOf(100, 1);
-    row("a part of the answer", "sent;rx 01 0302", ExchangeVerdict::Open, IMessenger::CeEcNone, "", "");
-    row("a frame that the client does not take", "sent;rx 01 03020007 0000", ExchangeVerdict::Open,
-        IMessenger::CeEcNone, "", "");
-    row("values", "sent;rx 01;taken 020007;rx 03020007 1234", ExchangeVerdict::Values, IMessenger::CeEcNone,
-        "", "");
-    row("values behind noise", "sent;taken 020007;rx ff 01 03020007 1234", ExchangeVerdict::Values,
-        IMessenger::CeEcNone, "", "more came than the answer to one request");
-    row("exception", "sent;taken 0b;rx 01 830b 1234", ExchangeVerdict::Refused, IMessenger::CeEcRefused,
-        "%A refused the %R: gateway target device failed to respond (11)", "");
-    row("another unit", "sent;taken 020007;rx 02 03020007 1234", ExchangeVerdict::Malformed,
-        IMessenger::CeEcNotConnected, "%A: %N it holds no answer of unit 1",
-        "%N it holds no answer of unit 1");
-    row("expired", "sent;rx 01 0302;expired", ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
-        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
-    request = writeOf(100, {7});
-    row("exception that decides nothing", "sent;taken 0b;rx 01 860b 1234", ExchangeVerdict::Uncertain,
-        IMessenger::CeEcUncertain,
-        "%A answered the %R with gateway target device failed to respond (11); the write may have been done",
-        "");
-    row("lost", "sent;lost gone", ExchangeVerdict::Lost, IMessenger::CeEcUncertain,
-        "the connection to %A was lost during the %R: gone; the write may have been done", "");
-    row("lost with the answer", "sent;rx 01 06 0064 0007 1234;taken 00640007;lost gone",
-        ExchangeVerdict::Values, IMessenger::CeEcNone, "", "");
-    row("lost with what is no answer", "sent;rx 01 06 0064 0008 1234;taken 00640008;lost gone",
-        ExchangeVerdict::Lost, IMessenger::CeEcUncertain,
-        "the connection to %A was lost during the %R: gone; the write may have been done", "");
+    addTcpReads();
+    addTcpWrites();
+    addTcpWritesOfSeveral();
+    addRtuReads();
+    addRtuWrites();
 }
 
 void TestModbusExchange::verdicts()
