@@ -1,5 +1,6 @@
 #include "applications/bench/run/order_arguments.h"
 #include "fuzz/require.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -15,9 +16,16 @@ namespace {
 
 QList<DCommandValue> declaredParameters()
 {
+    const QStringList types{QStringLiteral("ui16"), QStringLiteral("int"),  QStringLiteral("strg"),
+                            QStringLiteral("bool"), QStringLiteral("vart"), QStringLiteral("varL"),
+                            QStringLiteral("varM")};
+    for (const CommandNeeds& needs : commandNeeds()) {
+        for (const CommandArgument& argument : needs.arguments)
+            require(types.contains(argument.type), "every type that a command takes is typed here");
+    }
     QList<DCommandValue> declared;
-    for (const char* const type : {"ui16", "int", "strg", "bool", "vart", "varL", "varM"})
-        declared.append({QLatin1String("my_") + QLatin1String(type), QLatin1String(type), {}, {}});
+    for (const QString& type : types)
+        declared.append({QLatin1String("my_") + type, type, {}, {}});
     return declared;
 }
 

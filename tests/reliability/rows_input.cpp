@@ -5,6 +5,7 @@
 #include "tests/support/scripted_peer.h"
 
 #include "applications/simulator/controller_profile.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -13,7 +14,9 @@
 #include <QSet>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <optional>
 
@@ -126,20 +129,8 @@ public:
 
     QVariantMap arguments()
     {
-        static const QStringList c_names{"channel",
-                                         "preset",
-                                         "program",
-                                         "direction",
-                                         "lock",
-                                         "reference",
-                                         "resetMode",
-                                         "startPreset",
-                                         "endPreset",
-                                         "filePath",
-                                         "loadControllerParams",
-                                         "unknown"};
         QVariantMap map;
-        for (const QString& name : c_names) {
+        for (const QString& name : qAsConst(m_names)) {
             if (below(3) != 0)
                 map.insert(name, value(name));
         }
@@ -191,33 +182,71 @@ private:
         return below(60);
     }
 
+    // Those that hosts are told of, of all commands together.
+    static QStringList declaredNames()
+    {
+        QStringList names;
+        for (const CommandNeeds& needs : commandNeeds()) {
+            for (const CommandArgument& argument : needs.arguments) {
+                if (argument.isDeclared)
+                    names.append(argument.name);
+            }
+        }
+        names.removeDuplicates();
+        return names + QStringList{"unknown"};
+    }
+
     QRandomGenerator m_random;
     const QStringList m_commands;
+    const QStringList m_names = declaredNames();
     const QString m_folder;
 };
 
-// The arguments that become a register's value or address; what the other commands send does not depend
-// on a number that they are given.
+// The arguments that become a register's value or address: those that are declared as a register's value,
+// and these. What the other commands send does not depend on a number that they are given.
 struct NumberArgument
 {
-    const char* command;
-    const char* name;
-    quint8 function;
+    QString command;
+    QString name;
+    quint8 function; // 0: it is not sent, but chooses among what is
 };
-constexpr NumberArgument c_numberArguments[]{{"setProgram", "program", c_writeSingle},
-                                             {"setDirection", "direction", c_writeSingle},
-                                             {"setLock", "lock", c_writeSingle},
-                                             {"getPresetData", "preset", c_readHolding}};
+const NumberArgument c_otherNumbers[]{{"getPresetData", "preset", c_readHolding},
+                                      {"restoreBackup", "startPreset", 0},
+                                      {"restoreBackup", "endPreset", 0}};
+
+// Says which numbers of commands nobody knows the way of.
+QString numberArguments(QList<NumberArgument>& arguments)
+{
+    QStringList unknown;
+    for (const CommandNeeds& needs : commandNeeds()) {
+        for (const CommandArgument& argument : needs.arguments) {
+            if (argument.type == QLatin1String("ui16")) {
+                arguments.append({needs.command, argument.name, c_writeSingle});
+                continue;
+            }
+            if (!argument.lowest)
+                continue;
+            const auto* const other = std::find_if(
+                std::cbegin(c_otherNumbers), std::cend(c_otherNumbers), [&](const NumberArgument& number) {
+                    return number.command == needs.command && number.name == argument.name;
+                });
+            if (other == std::cend(c_otherNumbers))
+                unknown.append(needs.command + QLatin1Char(' ') + argument.name);
+            else if (other->function != 0)
+                arguments.append(*other);
+        }
+    }
+    return unknown.join(QLatin1String(", "));
+}
 
 // The number that such an argument holds, when the request is one that it goes into.
-std::optional<qlonglong> givenNumber(const QByteArray& request, const QString& command,
-                                     const QVariantMap& arguments)
+std::optional<qlonglong> givenNumber(const QList<NumberArgument>& numbers, const QByteArray& request,
+                                     const QString& command, const QVariantMap& arguments)
 {
-    for (const NumberArgument& argument : c_numberArguments) {
-        if (command != QLatin1String(argument.command) ||
-            static_cast<quint8>(request.at(1)) != argument.function)
+    for (const NumberArgument& argument : numbers) {
+        if (command != argument.command || static_cast<quint8>(request.at(1)) != argument.function)
             continue;
-        const QVariant value = arguments.value(QLatin1String(argument.name));
+        const QVariant value = arguments.value(argument.name);
         bool isNumber = false;
         const qlonglong given = value.toLongLong(&isNumber);
         return isNumber && !std::isnan(value.toDouble()) ? std::optional<qlonglong>(given) : std::nullopt;
@@ -226,10 +255,11 @@ std::optional<qlonglong> givenNumber(const QByteArray& request, const QString& c
 }
 
 // Of a number no other one is made by cutting it. Says which one was; nothing when none was.
-QString cutNumber(const QByteArray& request, const QString& command, const QVariantMap& arguments)
+QString cutNumber(const QList<NumberArgument>& numbers, const QByteArray& request, const QString& command,
+                  const QVariantMap& arguments)
 {
     constexpr int c_programSize = 40;
-    const std::optional<qlonglong> given = givenNumber(request, command, arguments);
+    const std::optional<qlonglong> given = givenNumber(numbers, request, command, arguments);
     if (!given)
         return {};
     const bool isAddress = static_cast<quint8>(request.at(1)) == c_readHolding;
@@ -250,6 +280,9 @@ void runGeneratedCalls(RowReport& report)
     if (!report.check('X', peer.listen(), QStringLiteral("the peer cannot listen")) ||
         !bench.start({{"port", peer.port()}}))
         return;
+    QList<NumberArgument> numbers;
+    const QString unknown = numberArguments(numbers);
+    report.check('X', unknown.isEmpty(), QStringLiteral("nobody knows where these go: ") + unknown);
     const RegisterMap map(bench.configuration());
     constexpr int c_calls = 10000;
     constexpr quint32 c_seed = 20261120;
@@ -275,9 +308,9 @@ void runGeneratedCalls(RowReport& report)
                          QStringLiteral("call %1, %2: %3 was sent: %4")
                              .arg(i)
                              .arg(command, QString::fromLatin1(request.toHex(' ')), objection));
-            const QString cut = cutNumber(request, command, arguments);
+            const QString cut = cutNumber(numbers, request, command, arguments);
             report.check('C', cut.isEmpty(), QStringLiteral("call %1, %2: %3").arg(i).arg(command, cut));
-            compared += givenNumber(request, command, arguments) ? 1 : 0;
+            compared += givenNumber(numbers, request, command, arguments) ? 1 : 0;
         }
         requests += peer.requests.size();
     }

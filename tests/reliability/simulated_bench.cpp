@@ -53,7 +53,8 @@ bool SimulatedBench::start(const QJsonObject& link)
     // The naive driver has the real one's identity.
     if (m_report.options().driver == TestedDriver::Naive)
         options.otherPlugins = QStringLiteral(MDC_NAIVE_DRIVER_DIRECTORY);
-    if (!m_report.check('X', m_bench.start(options), m_bench.error()))
+    const bool started = m_bench.start(options);
+    if (!m_report.check('X', started, m_bench.error()))
         return false;
     connect(&host(), &DHost::orderFinished, this, &SimulatedBench::onFinished);
     connect(&host(), &DHost::orderUpdated, this, [this](quint64 id, const QVariantMap& results) {

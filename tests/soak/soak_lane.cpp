@@ -3,6 +3,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tightening_cycles.h"
 #include "plugins/p_device_mdc/model/backup_file.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -10,6 +11,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -21,6 +23,18 @@ const QString c_stop = QStringLiteral("stopListening");
 const QString c_backup = QStringLiteral("backup");
 const QString c_restore = QStringLiteral("restoreBackup");
 const QStringList c_listeners{QStringLiteral("listenEventsData"), QStringLiteral("listenMotorRunState")};
+// Those that next() chooses from, each with arguments and checks of its own.
+const QStringList c_operations{QStringLiteral("getInfo"),
+                               QStringLiteral("setDirection"),
+                               QStringLiteral("setProgram"),
+                               QStringLiteral("setLock"),
+                               QStringLiteral("setLockScreen"),
+                               QStringLiteral("resetAlarm"),
+                               QStringLiteral("SetTriggerProgram"),
+                               QStringLiteral("getPresetData"),
+                               QStringLiteral("getRegister"),
+                               c_backup,
+                               c_restore};
 // Of the status registers those whose values change only when somebody writes them.
 const QStringList c_channels{QStringLiteral("direction"), QStringLiteral("currentPreset"),
                              QStringLiteral("alarm"), QStringLiteral("lock"), QStringLiteral("screenLock")};
@@ -95,6 +109,11 @@ QJsonArray SoakLane::objects(const QJsonObject& deviceConfiguration) const
 void SoakLane::start(DHost& host)
 {
     m_host = &host;
+    const QStringList commands = host.findInstance(m_device)->commandNames();
+    std::copy_if(commands.cbegin(), commands.cend(), std::back_inserter(m_others),
+                 [](const QString& command) {
+                     return !c_operations.contains(command) && !c_listeners.contains(command);
+                 });
     connect(&host, &DHost::orderUpdated, this, &SoakLane::orderUpdate);
     connect(&host, &DHost::orderFinished, this, &SoakLane::orderEnd);
     connect(&host, &DHost::instructionFinished, this, &SoakLane::instructionEnd);
@@ -173,6 +192,7 @@ quint64 SoakLane::run(const QString& command, const QVariantMap& arguments)
     order.age.start();
     const quint64 id = m_host->startOrder(m_device, command, arguments);
     m_open.insert(id, order);
+    m_commandsRun.insert(command);
     return id;
 }
 
@@ -232,6 +252,10 @@ void SoakLane::next()
                           {{QStringLiteral("preset"), m_random.bounded(1, presets + 1)}});
         break;
     default:
+        if (!m_others.isEmpty() && m_random.bounded(2) == 0) {
+            startOther();
+            break;
+        }
         m_operation = run(QStringLiteral("getRegister"),
                           {{QStringLiteral("channel"), c_channels.at(m_random.bounded(c_channels.size()))}});
         break;
@@ -285,6 +309,29 @@ void SoakLane::startRestore()
                 run(c_stop, {});
         });
     }
+}
+
+void SoakLane::startOther()
+{
+    const QString command = m_others.at(m_random.bounded(m_others.size()));
+    const QList<CommandNeeds>& known = commandNeeds();
+    const auto needs = std::find_if(known.cbegin(), known.cend(),
+                                    [&command](const CommandNeeds& row) { return row.command == command; });
+    if (needs == known.cend()) {
+        fail(QStringLiteral("nobody knows what \"%1\" needs").arg(command));
+        return;
+    }
+    QVariantMap arguments;
+    for (const CommandArgument& argument : needs->arguments) {
+        if (!argument.isRequired)
+            continue;
+        if (!argument.lowest)
+            fail(QStringLiteral("the soak cannot make up \"%1\" for \"%2\": give it an operation of its own")
+                     .arg(argument.name, command));
+        const int lowest = argument.lowest.value_or(0);
+        arguments.insert(argument.name, m_random.bounded(lowest, argument.highest.value_or(lowest) + 1));
+    }
+    m_operation = run(command, arguments);
 }
 
 void SoakLane::listenTo(const QString& command)

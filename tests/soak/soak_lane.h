@@ -61,6 +61,7 @@ public:
     bool isFinished() const;
     qint64 requests() const;
     SoakCounts counts() const;
+    const QSet<QString>& commandsRun() const { return m_commandsRun; }
     Simulator& simulator() { return *m_simulator; }
 
 Q_SIGNALS:
@@ -87,6 +88,8 @@ private:
     void next();
     void startBackup();
     void startRestore();
+    // A command that the lane knows nothing of but what it needs.
+    void startOther();
     void listenTo(const QString& command);
     void orderUpdate(quint64 id, const QVariantMap& results);
     void orderEnd(quint64 id, const DOrderOutcome& outcome);
@@ -119,6 +122,9 @@ private:
     std::unique_ptr<PageReader> m_page;
     QTimer m_pageTimer;
     QTimer m_alarmTimer;
+
+    QSet<QString> m_commandsRun;
+    QStringList m_others; // commands for which there is no operation below
 
     QHash<quint64, Order> m_open;
     quint64 m_operation = 0; // the operator's order; 0 between two

@@ -2,8 +2,7 @@
 
 #include "tests/soak/line_fit.h"
 #include "tests/soak/process_use.h"
-
-#include <lib_host/configuration.h>
+#include "tests/support/configuration_errors.h"
 
 #include <QTimer>
 
@@ -51,7 +50,7 @@ bool SoakRun::prepare(QString* error)
 {
     const DLoadedConfiguration loaded = loadConfiguration(m_options.configuration);
     if (!loaded.errors.isEmpty()) {
-        *error = loaded.errors.first().toString();
+        *error = errorText(loaded.errors);
         return false;
     }
     const QJsonObject device = deviceConfiguration(loaded.configuration);
@@ -137,6 +136,7 @@ SoakResult SoakRun::soFar() const
     for (const auto& lane : m_lanes) {
         result.transactions += lane->requests();
         result.counts = sumOf(result.counts, lane->counts());
+        result.commandsRun.unite(lane->commandsRun());
     }
     result.milliseconds = m_time.elapsed();
     result.memory = residentBytes();

@@ -29,6 +29,7 @@ struct SoakResult
     qint64 transactions = 0;
     qint64 milliseconds = 0;
     SoakCounts counts;
+    QSet<QString> commandsRun; // whatever became of them
     // Bytes of memory for each transaction, after the first fifth of them.
     double memorySlope = 0;
     qint64 memory = 0; // in bytes, at the end

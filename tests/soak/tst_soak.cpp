@@ -1,4 +1,5 @@
 #include "applications/simulator/simulated_controller.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 #include "tests/soak/line_fit.h"
 #include "tests/soak/soak_run.h"
 #include "tests/support/simulator_names.h"
@@ -88,6 +89,8 @@ void tst_Soak::everythingHolds()
     QVERIFY2(prepared, qPrintable(error));
     QVERIFY2(result.broken.isEmpty(), qPrintable(result.broken.join('\n')));
     QVERIFY(result.transactions >= 4000);
+    for (const CommandNeeds& needs : commandNeeds())
+        QVERIFY2(result.commandsRun.contains(needs.command), qPrintable(needs.command + " was never run"));
     QVERIFY(result.counts.faults > 0);
     QCOMPARE(result.counts.survived, result.counts.faults);
     QVERIFY(result.counts.backups > 0 && result.counts.readings > 0 && result.counts.updates > 0);

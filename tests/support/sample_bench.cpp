@@ -1,8 +1,7 @@
 #include "tests/support/sample_bench.h"
 
 #include "applications/simulator/simulator.h"
-
-#include <lib_host/configuration.h>
+#include "tests/support/configuration_errors.h"
 
 #include <QJsonArray>
 
@@ -31,8 +30,10 @@ QJsonObject sampleBench(QString* error)
     const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
     if (loaded.errors.isEmpty())
         return loaded.configuration;
-    if (error != nullptr)
-        *error = loaded.errors.first().toString();
+    const QString text = errorText(loaded.errors);
+    if (error == nullptr)
+        qFatal("the sample configuration is not good:\n%s", qPrintable(text));
+    *error = text;
     return {};
 }
 

@@ -8,7 +8,7 @@ class Simulator;
 enum class Transport { Tcp, Rtu };
 
 // The bundled bench, one driver and one device on it, with the files that it names merged; empty with a text
-// when it cannot be read.
+// when it is not good. Whoever takes no text cannot go on without the bench: the program ends with the text.
 QJsonObject sampleBench(QString* error = nullptr);
 
 // The "configuration" of the bench's device: channels and parameters.

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "applications/simulator/controller_profile.h"
+#include "applications/simulator/simulated_controller.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QStringList>
 
 // The channels of both generations that the tests count on, at the addresses of the bundled sample.
 // Written out here: a test that reads the sample would follow its mistakes.
@@ -122,4 +124,14 @@ inline ControllerProfile profileOfGeneration(int generation)
 {
     return *ControllerProfile::byName(generation == 1 ? QStringLiteral("mdc22-gen1v2")
                                                       : QStringLiteral("mdc32-gen2"));
+}
+
+// What a controller has against the sample itself, in either generation: nothing, or every test of it would
+// tell of what follows.
+inline QString sampleProblems()
+{
+    QStringList problems;
+    for (const int generation : {1, 2})
+        problems += SimulatedController(sampleConfiguration(), profileOfGeneration(generation)).problems();
+    return problems.join(QLatin1Char('\n'));
 }

@@ -4,11 +4,17 @@
 
 #include <QTest>
 
+void SimulatorFixture::initTestCase()
+{
+    QVERIFY2(sampleProblems().isEmpty(), qPrintable(sampleProblems()));
+}
+
 void SimulatorFixture::init()
 {
     m_simulator = std::make_unique<Simulator>(sampleConfiguration(),
                                               *ControllerProfile::byName(QStringLiteral("mdc32-gen2")));
-    QCOMPARE(m_simulator->controller().problems(), QStringList());
+    const QStringList problems = m_simulator->controller().problems();
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join('\n')));
     QString error;
     QVERIFY2(m_simulator->listenTcp(0, &error), qPrintable(error));
     QVERIFY(m_simulator->tcpPort() != 0);

@@ -63,6 +63,7 @@ class SimulatorFixture : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void init();
     void cleanup();
 

@@ -18,6 +18,7 @@ class TestSimulatedTightening : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void eventWords_data();
     void eventWords();
     void eventIsAFunctionOfItsCount_data();
@@ -33,6 +34,11 @@ private Q_SLOTS:
     void cyclesInTime();
     void cyclesAtAnInterval();
 };
+
+void TestSimulatedTightening::initTestCase()
+{
+    QVERIFY2(sampleProblems().isEmpty(), qPrintable(sampleProblems()));
+}
 
 void TestSimulatedTightening::eventWords_data()
 {

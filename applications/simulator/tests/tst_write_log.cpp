@@ -22,10 +22,16 @@ class TestWriteLog : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void writeLogKeepsTheNewest();
     void decodesWrite_data();
     void decodesWrite();
 };
+
+void TestWriteLog::initTestCase()
+{
+    QVERIFY2(sampleProblems().isEmpty(), qPrintable(sampleProblems()));
+}
 
 void TestWriteLog::writeLogKeepsTheNewest()
 {

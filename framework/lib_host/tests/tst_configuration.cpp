@@ -1,3 +1,5 @@
+#include "tests/support/configuration_errors.h"
+
 #include <lib_host/configuration.h>
 #include <lib_host/schema_check.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -167,9 +169,7 @@ void tst_Configuration::write(const QString& name, const QByteArray& text)
 void tst_Configuration::bundledIsGood()
 {
     const DLoadedConfiguration loaded = load(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    for (const DConfigurationError& error : loaded.errors)
-        qWarning("%s", qPrintable(error.toString()));
-    QVERIFY(loaded.errors.isEmpty());
+    QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
     const QJsonArray objects = loaded.configuration.value("objects").toArray();
     QCOMPARE(objects.size(), 2);
     QVERIFY(objects.at(1).toObject().value("configuration").toObject().value("channels").toArray().size() >
@@ -633,11 +633,15 @@ void tst_Configuration::bundledKeyLists_data()
     // Address or position of the first register; 0 for plain names.
     QTest::addColumn<int>("first");
     QTest::addColumn<int>("size");
+    // Beside others.
+    QTest::addColumn<QStringList>("expectedNames");
 
-    QTest::newRow("eventDataKeys") << "eventData" << false << 0 << 12;
-    QTest::newRow("eventDataKeysV2") << "eventDataV2" << true << 6201 << 16;
-    QTest::newRow("presetDataKeys") << "currentPreset" << false << 0 << 20;
-    QTest::newRow("presetDataKeysV2") << "currentPresetV2" << true << 1 << 40;
+    const QStringList ofEvents{"eventCountNo", "program", "torque",   "angle",
+                               "duration",     "result",  "direction"};
+    QTest::newRow("eventDataKeys") << "eventData" << false << 0 << 12 << ofEvents;
+    QTest::newRow("eventDataKeysV2") << "eventDataV2" << true << 6201 << 16 << ofEvents;
+    QTest::newRow("presetDataKeys") << "currentPreset" << false << 0 << 20 << QStringList();
+    QTest::newRow("presetDataKeysV2") << "currentPresetV2" << true << 1 << 40 << QStringList();
 }
 
 // The bundled lists name every register of their block once.
@@ -647,7 +651,9 @@ void tst_Configuration::bundledKeyLists()
     QFETCH(bool, described);
     QFETCH(int, first);
     QFETCH(int, size);
+    QFETCH(QStringList, expectedNames);
     const DLoadedConfiguration loaded = load(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+    QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
     const QJsonObject configuration =
         loaded.configuration.value("objects").toArray().at(1).toObject().value("configuration").toObject();
     int configuredSize = 0;
@@ -683,11 +689,8 @@ void tst_Configuration::bundledKeyLists()
     } else {
         QCOMPARE(keys.size(), size);
     }
-    if (channel.startsWith("eventData")) {
-        for (const char* name :
-             {"eventCountNo", "program", "torque", "angle", "duration", "result", "direction"})
-            QVERIFY2(names.contains(name), name);
-    }
+    for (const QString& name : expectedNames)
+        QVERIFY2(names.contains(name), qPrintable(name));
 }
 
 void tst_Configuration::schemaCheck()

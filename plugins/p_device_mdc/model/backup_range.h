@@ -1,7 +1,5 @@
 #pragma once
 
-#include "channel_names.h"
-
 #include <QList>
 #include <QMap>
 #include <QRegularExpression>

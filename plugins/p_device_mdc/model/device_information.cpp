@@ -1,5 +1,7 @@
 #include "model/device_information.h"
 
+#include "model/channel_names.h"
+
 #include <QCoreApplication>
 #include <QVariantMap>
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "channel_names.h"
-
 #include <QString>
 #include <QVariantList>
 

@@ -1,6 +1,6 @@
 #include "applications/bench/check/range_check.h"
 
-#include <lib_host/configuration.h>
+#include "tests/support/configuration_errors.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -336,7 +336,7 @@ void TstRangeCheck::everyFindingSaysWhatToDo()
 void TstRangeCheck::sampleIsClean()
 {
     const DLoadedConfiguration loaded = loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-    QVERIFY(loaded.errors.isEmpty());
+    QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
     const QJsonObject device = loaded.configuration.value("objects").toArray().at(1).toObject();
     QStringList told;
     for (const Finding& finding :

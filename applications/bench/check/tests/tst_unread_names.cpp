@@ -1,6 +1,6 @@
 #include "applications/bench/check/unread_names.h"
 
-#include <lib_host/configuration.h>
+#include "tests/support/configuration_errors.h"
 
 #include <QJsonArray>
 #include <QtTest>
@@ -96,7 +96,7 @@ private Q_SLOTS:
     {
         const DLoadedConfiguration loaded =
             loadConfiguration(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
-        QVERIFY(loaded.errors.isEmpty());
+        QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
         const QJsonObject device = loaded.configuration.value("objects").toArray().at(1).toObject();
         QCOMPARE(complaints(checkUnreadNames(device.value("configuration").toObject())), QStringList());
     }
