@@ -1,6 +1,7 @@
 #include <lib_plugins_management/d_abstract_plugin_backend.h>
 
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_plugins_management/i_host.h>
 #include <QDebug>
 #include <QJsonArray>
@@ -9,7 +10,7 @@
 
 namespace {
 
-const QString c_connected = QStringLiteral("connected");
+const QString c_connected = driver_contract::c_connected;
 
 } // namespace
 

@@ -6,6 +6,7 @@
 #include "plugins/p_device_mdc/model/device_information.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_utilities/version.h>
 #include <QFileInfo>
 
@@ -128,7 +129,7 @@ void BenchCheck::checkLinks()
     const QList<DAbstractPlugin*> all = links();
     for (const DAbstractPlugin* const driver : all) {
         const QString subject = QStringLiteral("link \"%1\"").arg(driver->getName());
-        const QString address = driver->getProperty(QStringLiteral("address"), QVariant()).toString();
+        const QString address = driver->getProperty(driver_contract::c_address, QVariant()).toString();
         if (isConnected(*driver))
             m_report.add({FindingLevel::Ok, subject, QStringLiteral("connected with %1").arg(address), {}});
         else

@@ -6,6 +6,7 @@
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 
 namespace {
 
@@ -91,7 +92,7 @@ void Demonstration::introduce()
                            driver == nullptr ? QString() : driver->pluginName(),
                            driver == nullptr
                                ? QString()
-                               : driver->getProperty(QStringLiteral("address"), QVariant()).toString()));
+                               : driver->getProperty(driver_contract::c_address, QVariant()).toString()));
 }
 
 bool Demonstration::show(const QString& command, const QVariantMap& arguments, const QString& purpose)

@@ -4,6 +4,7 @@
 #include "applications/bench/core/result_writer.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_utilities/version.h>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -17,7 +18,7 @@ QString typeName(IPlugin::Type type)
 
 QVariantMap statisticsOf(const DAbstractPlugin& plugin)
 {
-    return plugin.getProperty(QStringLiteral("statistics"), QVariant()).toMap();
+    return plugin.getProperty(driver_contract::c_statistics, QVariant()).toMap();
 }
 
 QJsonObject objectAsJson(const BenchSession& session, const DAbstractPlugin& plugin)
@@ -32,7 +33,7 @@ QJsonObject objectAsJson(const BenchSession& session, const DAbstractPlugin& plu
     if (driver != nullptr) {
         object.insert(QStringLiteral("connected"), isConnected(*driver));
         object.insert(QStringLiteral("address"),
-                      driver->getProperty(QStringLiteral("address"), QVariant()).toString());
+                      driver->getProperty(driver_contract::c_address, QVariant()).toString());
     }
     if (plugin.pluginType() == IPlugin::CeTypeDriver)
         object.insert(QStringLiteral("statistics"), toJson(statisticsOf(plugin)));
@@ -67,7 +68,7 @@ void printTables(Console& console, const BenchSession& session, const QList<DAbs
                      isDriver || driver == nullptr ? QStringLiteral("-") : driver->getName(),
                      driver == nullptr
                          ? QStringLiteral("-")
-                         : driver->getProperty(QStringLiteral("address"), QVariant()).toString(),
+                         : driver->getProperty(driver_contract::c_address, QVariant()).toString(),
                      linkText(console, driver)});
     }
     console.out(formatTable({QStringLiteral("OBJECT"), QStringLiteral("TYPE"), QStringLiteral("PLUG-IN"),

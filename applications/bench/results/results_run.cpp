@@ -2,6 +2,7 @@
 
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 
 #include <QTimer>
 
@@ -76,7 +77,7 @@ ResultsRun::ResultsRun(BenchSession& session, DAbstractPlugin& device, const Eve
     if (driver != nullptr)
         connect(driver, &DAbstractPlugin::sigPropertyChanged, this,
                 [this](const QString& name, const QVariant& value) {
-                    if (name == QLatin1String("connected") && !value.toBool())
+                    if (name == driver_contract::c_connected && !value.toBool())
                         loseSight();
                 });
     connect(&interrupt, &Interrupt::interrupted, this, &ResultsRun::stop);

@@ -2,6 +2,8 @@
 
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 
+#include <lib_plugins_management/driver_contract.h>
+
 #include <QPointer>
 
 #include <algorithm>
@@ -149,7 +151,7 @@ void PollSchedule::onPolled(Range* range, const ModbusOutcome& outcome)
 
 QDeadlineTimer PollSchedule::deadlineOf(const Range& range) const
 {
-    QDeadlineTimer earliest(c_defaultAnswerTime, Qt::PreciseTimer);
+    QDeadlineTimer earliest(driver_contract::c_defaultDeadline, Qt::PreciseTimer);
     for (const Listener& listener : range.listeners) {
         const QDeadlineTimer deadline = listener.deadline();
         // A caller who has given up already is told by the host; the poll is made for its next one.

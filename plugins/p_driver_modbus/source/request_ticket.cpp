@@ -1,6 +1,7 @@
 #include "plugins/p_driver_modbus/source/request_ticket.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
+#include <lib_plugins_management/driver_contract.h>
 
 #include <utility>
 
@@ -9,7 +10,7 @@ void RequestTicket::submit(ModbusLink* link, const ModbusRequest& request, Reque
 {
     withdraw();
     if (deadline.isForever())
-        deadline = QDeadlineTimer(c_defaultAnswerTime, Qt::PreciseTimer);
+        deadline = QDeadlineTimer(driver_contract::c_defaultDeadline, Qt::PreciseTimer);
     m_link = link;
     m_id = link->submit(request, priority, deadline, std::move(onEnd));
 }

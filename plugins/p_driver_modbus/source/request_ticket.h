@@ -27,6 +27,3 @@ private:
     QPointer<ModbusLink> m_link;
     quint64 m_id = 0;
 };
-
-// How long a caller who does not say waits for an answer, in milliseconds.
-constexpr int c_defaultAnswerTime = 3000;
