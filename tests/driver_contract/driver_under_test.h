@@ -47,6 +47,8 @@ public:
     // without a configuration.
     virtual QJsonObject wrongMember() const { return {}; }
     virtual QJsonObject goodMember() const { return {}; }
+    // How many times longer the intervals have to be in which the link is read.
+    virtual int pace() const { return 1; }
     // How many ranges are read for listenings, of a driver that shows it.
     virtual std::optional<int> listenedRanges() const { return std::nullopt; }
 

@@ -60,6 +60,7 @@ public:
     QList<QByteArray> requests() const override { return m_peer.requests; }
     QList<qint64> requestTimes() const override { return m_peer.requestTimes; }
     bool isLeft() const override;
+    int pace() const override { return 3; }
     QJsonObject wrongMember() const override { return {{"unitId", 0}}; }
     QJsonObject goodMember() const override { return {{"unitId", 1}}; }
 

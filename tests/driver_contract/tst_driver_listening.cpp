@@ -22,6 +22,8 @@ private Q_SLOTS:
     void listenersKeepTheirIntervals();
     void listenerIsNotStarvedByOthers_data() { addKinds(kindsOfDriver()); }
     void listenerIsNotStarvedByOthers();
+    void dueWhileAnotherReadRuns_data() { addKinds(kindsOfDriver()); }
+    void dueWhileAnotherReadRuns();
     void listeningSurvivesAnOutage_data() { addKinds(kindsOfDriver()); }
     void listeningSurvivesAnOutage();
     void stopWhileAReadIsOut_data() { addKinds(kindsOfDriver()); }
@@ -64,11 +66,11 @@ void TestDriverListening::listening()
     QCOMPARE(device->problem(), QString());
     device->start();
     QTRY_VERIFY(device->isConnected());
-    constexpr int c_interval = 40;
-    device->setAnswerDelay(c_interval / 2);
-    const std::unique_ptr<FakeOrder> order = device->run("listen", listenArguments(5101, c_interval, 2));
+    const int interval = 40 * device->pace();
+    device->setAnswerDelay(interval / 2);
+    const std::unique_ptr<FakeOrder> order = device->run("listen", listenArguments(5101, interval, 2));
     constexpr int c_reads = 20;
-    QTRY_VERIFY(order->updates.size() > c_reads);
+    QTRY_VERIFY_WITH_TIMEOUT(order->updates.size() > c_reads, 10000);
     // From start to start: the time that an answer takes is not added to the interval. A machine that stalls
     // moves reads or has them skipped, so some in a row that it leaves alone have to show it.
     constexpr int c_row = 10;
@@ -77,8 +79,8 @@ void TestDriverListening::listening()
         const QList<qint64> times = readTimes(*device, *order);
         off = times.last();
         for (int i = c_row; i < times.size(); ++i)
-            off = std::min(off, qAbs(times.at(i) - times.at(i - c_row) - qint64{c_row} * c_interval));
-        return off <= c_row * c_interval / 20;
+            off = std::min(off, qAbs(times.at(i) - times.at(i - c_row) - qint64{c_row} * interval));
+        return off <= c_row * interval / 20;
     };
     QTRY_VERIFY2_WITH_TIMEOUT(keepsTime(), qPrintable(QString::number(off)), 15000);
     order->stop();
@@ -90,7 +92,7 @@ void TestDriverListening::listening()
     QTRY_COMPARE(device->statistic("sent"), device->statistic("answered"));
     const int updates = order->updates.size();
     const int before = device->requestCount();
-    const std::unique_ptr<FakeOrder> other = device->run("listen", listenArguments(7, 2 * c_interval));
+    const std::unique_ptr<FakeOrder> other = device->run("listen", listenArguments(7, 2 * interval));
     QTRY_VERIFY(other->updates.size() >= 3);
     other->stop();
     QVERIFY(device->requestCount() - before <= other->updates.size() + 1);
@@ -109,8 +111,9 @@ void TestDriverListening::skipsWhatIsLate()
     QCOMPARE(device->problem(), QString());
     device->start();
     QTRY_VERIFY(device->isConnected());
-    device->setAnswerDelay(110);
-    const std::unique_ptr<FakeOrder> order = device->run("listen", listenArguments(1, 20));
+    device->setAnswerDelay(110 * device->pace());
+    const std::unique_ptr<FakeOrder> order =
+        device->run("listen", listenArguments(1, 20 * device->pace()), DriverUnderTest::c_longTimeout);
     QTRY_VERIFY(order->updates.size() >= 3);
     // Every answer takes five intervals: none is waiting, and the missed ones are counted.
     QVERIFY2(device->requestCount() <= order->updates.size() + 1,
@@ -155,10 +158,10 @@ void TestDriverListening::listenersKeepTheirIntervals()
     QCOMPARE(device->problem(), QString());
     device->start();
     QTRY_VERIFY(device->isConnected());
-    const std::unique_ptr<FakeOrder> slow = device->run("listen", listenArguments(1, 150));
+    const std::unique_ptr<FakeOrder> slow = device->run("listen", listenArguments(1, 150 * device->pace()));
     QTRY_COMPARE(slow->updates.size(), 1);
-    const std::unique_ptr<FakeOrder> fast = device->run("listen", listenArguments(1, 30));
-    QTRY_VERIFY(fast->updates.size() >= 30);
+    const std::unique_ptr<FakeOrder> fast = device->run("listen", listenArguments(1, 30 * device->pace()));
+    QTRY_VERIFY_WITH_TIMEOUT(fast->updates.size() >= 30, 15000);
     const double ratio =
         static_cast<double>(fast->updates.size()) / static_cast<double>(slow->updates.size());
     QVERIFY2(ratio > 3.5 && ratio < 6.0, qPrintable(QString::number(ratio)));
@@ -178,9 +181,9 @@ void TestDriverListening::listenerIsNotStarvedByOthers()
     QCOMPARE(device->problem(), QString());
     device->start();
     QTRY_VERIFY(device->isConnected());
-    constexpr int c_interval = 150;
+    const int interval = 150 * device->pace();
     constexpr int c_updates = 6;
-    const std::unique_ptr<FakeOrder> slow = device->run("listen", listenArguments(1, c_interval));
+    const std::unique_ptr<FakeOrder> slow = device->run("listen", listenArguments(1, interval));
     std::unique_ptr<FakeOrder> other;
     int changes = 0;
     QTimer timer;
@@ -188,20 +191,45 @@ void TestDriverListening::listenerIsNotStarvedByOthers()
         ++changes;
         if (other != nullptr)
             other->stop();
-        other = changes % 2 == 0 ? nullptr : device->run("listen", listenArguments(1, c_interval - 10));
+        other = changes % 2 == 0 ? nullptr : device->run("listen", listenArguments(1, interval - 10));
     });
-    timer.start(c_interval / 3);
-    QTRY_VERIFY(slow->updates.size() >= c_updates);
+    timer.start(interval / 3);
+    QTRY_VERIFY_WITH_TIMEOUT(slow->updates.size() >= c_updates, 10000);
     timer.stop();
     QVERIFY2(changes >= c_updates, qPrintable(QString::number(changes)));
     const QList<qint64> reads = readTimes(*device, *slow);
     for (int i = 1; i < reads.size(); ++i)
-        QVERIFY2(reads.at(i) - reads.at(i - 1) <= c_interval + c_interval / 3,
+        QVERIFY2(reads.at(i) - reads.at(i - 1) <= interval + interval / 3,
                  qPrintable(QString::number(reads.at(i) - reads.at(i - 1))));
     const qint64 span = slow->updateTimes.at(c_updates - 1) - slow->updateTimes.first();
-    QVERIFY2(span <= qint64{c_interval} * c_updates, qPrintable(QString::number(span)));
+    QVERIFY2(span <= qint64(interval) * c_updates, qPrintable(QString::number(span)));
     if (other != nullptr)
         other->stop();
+    slow->stop();
+}
+
+// The times of one come in the middle of the reads of another, whose answers take long.
+void TestDriverListening::dueWhileAnotherReadRuns()
+{
+    QFETCH(QString, kind);
+    const std::unique_ptr<DriverUnderTest> device = makeDriver(kind);
+    QCOMPARE(device->problem(), QString());
+    device->start();
+    QTRY_VERIFY(device->isConnected());
+    constexpr int c_interval = 300;
+    constexpr int c_earlier = 50;
+    device->setAnswerDelay(2 * c_earlier);
+    const std::unique_ptr<FakeOrder> slow =
+        device->run("listen", listenArguments(1, c_interval), DriverUnderTest::c_longTimeout);
+    const std::unique_ptr<FakeOrder> other =
+        device->run("listen", listenArguments(1, c_interval - c_earlier), DriverUnderTest::c_longTimeout);
+    constexpr int c_updates = 4;
+    QTRY_VERIFY(slow->updates.size() >= c_updates);
+    for (int i = 1; i < slow->updateTimes.size(); ++i) {
+        const qint64 gap = slow->updateTimes.at(i) - slow->updateTimes.at(i - 1);
+        QVERIFY2(gap < 3 * c_interval / 2, qPrintable(QString::number(gap)));
+    }
+    other->stop();
     slow->stop();
 }
 
