@@ -9,32 +9,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <limits>
 #include <utility>
 
 namespace {
-
-// Updates that wait for a handler that does not return; older ones are dropped.
-constexpr int c_inboxCapacity = 1024;
-
-// How long after its deadline an order is given up. A command that watches the deadline itself
-// ends first, with a code that says what became of its request; and what an order has placed with
-// its own deadline ends before the order does.
-int graceAfter(int timeout, bool isInstruction)
-{
-    return isInstruction ? std::max(1, timeout / 50) : std::max(10, timeout / 25);
-}
-
-// A last wait for an outcome that is on its way, ms. After a busy loop the deadline of a command and
-// that of its order are over in one and the same pass of the loop, and the outcome is a posted event.
-// An order waits longer than the instructions that it has placed.
-constexpr int c_lastWordOfCommand = 5;
-constexpr int c_lastWordOfInstructions = 20;
-
-QDeadlineTimer deadlineIn(int timeout)
-{
-    return timeout > 0 ? QDeadlineTimer(timeout, Qt::PreciseTimer) : QDeadlineTimer(QDeadlineTimer::Forever);
-}
 
 QVariantMap failureNotice(IMessenger::EnErrorCode code, const QString& message)
 {
@@ -63,19 +40,19 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DRunQueue& queue, DOrder* calle
     , m_targetName(std::move(request.targetName))
     , m_commandName(std::move(request.command))
     , m_arguments(std::move(request.arguments))
-    , m_timeout(request.timeout)
     , m_waiter(std::move(request.waiter))
+    , m_timeout(request.timeout, caller != nullptr)
 {
     if (!m_plugin.isNull()) {
         if (const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName)) {
-            m_recurrent = prototype->isRecurrent();
+            m_updates = prototype->isRecurrent() ? Updates::Flowing : Updates::None;
             m_stopName = prototype->stopCommandName();
         }
     }
     // The same moment as the caller's, and not so many milliseconds from now: between the two the machine
     // may have been busy.
-    restartTimeout(caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
-                                     : caller->boundOfInstructions());
+    m_timeout.restart(this, caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                              : caller->boundOfInstructions());
     m_queue.add(this, [this] { start(); });
 }
 
@@ -90,32 +67,53 @@ quint64 DOrder::nextId()
     return ++s_last;
 }
 
+void DOrder::enter(DOrderPhase phase)
+{
+    Q_ASSERT_X(isOrderTransition(m_phase, phase), orderPhaseName(m_phase), orderPhaseName(phase));
+    m_phase = phase;
+}
+
 bool DOrder::stop(const QString& reason)
 {
-    if (m_ended)
-        return false;
-    if (!m_started && m_recurrent) {
-        const DAbstractCommand* const prototype =
-            m_plugin.isNull() ? nullptr : m_plugin->commandPrototype(m_commandName);
-        if (prototype != nullptr && prototype->endsByItself())
-            end(true, IMessenger::CeEcNone, {});
+    switch (m_phase) {
+    case DOrderPhase::Placed:
+        if (isRecurrent())
+            stopBeforeTheStart();
         else
-            // Whether it listens shows when it has placed its instructions; none of them starts before its
-            // command has returned, so that the stop still comes before all of them.
-            m_stopRequested = true;
-    } else {
+            endByStop(reason);
+        return true;
+    case DOrderPhase::StopRequested:
+        return true;
+    case DOrderPhase::Running:
+    case DOrderPhase::Failing:
         endByStop(reason);
+        return true;
+    case DOrderPhase::Ended:
+    case DOrderPhase::Retired:
+        break;
     }
-    return true;
+    return false;
+}
+
+void DOrder::stopBeforeTheStart()
+{
+    const DAbstractCommand* const prototype =
+        m_plugin.isNull() ? nullptr : m_plugin->commandPrototype(m_commandName);
+    if (prototype != nullptr && prototype->endsByItself())
+        end(true, IMessenger::CeEcNone, {});
+    else
+        // Whether it listens shows when it has placed its instructions; none of them starts before its
+        // command has returned, so that the stop still comes before all of them.
+        enter(DOrderPhase::StopRequested);
 }
 
 void DOrder::abandon()
 {
     const QString reason = QStringLiteral("%1: the order that placed it has ended").arg(title());
-    if (m_started)
-        endByStop(reason);
-    else
+    if (m_phase == DOrderPhase::Placed || m_phase == DOrderPhase::StopRequested)
         end(false, IMessenger::CeEcStopped, reason);
+    else
+        endByStop(reason);
 }
 
 int DOrder::timeLeftFor(int timeout) const
@@ -130,7 +128,7 @@ int DOrder::timeLeftFor(int timeout) const
 QDeadlineTimer DOrder::boundOfInstructions() const
 {
     // The deadline of a listening instruction is that of its next reply, not its own end.
-    return m_recurrent && m_callerId != 0 ? QDeadlineTimer(QDeadlineTimer::Forever) : m_deadline;
+    return isRecurrent() && hasCaller() ? QDeadlineTimer(QDeadlineTimer::Forever) : m_timeout.deadline();
 }
 
 void DOrder::dropCommand()
@@ -156,31 +154,31 @@ quint64 DOrder::callerOrderId() const
 
 bool DOrder::isOpen() const
 {
-    return !m_ended;
+    return m_phase != DOrderPhase::Ended && m_phase != DOrderPhase::Retired;
 }
 
 QDeadlineTimer DOrder::deadline() const
 {
-    return m_deadline;
+    return m_timeout.deadline();
 }
 
 quint64 DOrder::addInstruction(const QString& target, const QString& instruction,
                                const QVariantMap& arguments, int timeout)
 {
-    if (m_ended || m_failing)
+    if (!isOpen() || m_phase == DOrderPhase::Failing)
         return 0;
     DOrder* const order = m_keeper.placeInstruction(*this, target, instruction, arguments, timeout);
     if (order == nullptr) {
         m_instructionRefused = true;
         return 0;
     }
-    m_inFlight.append({order->orderId(), instruction, order, order->m_recurrent});
+    m_inFlight.append({order->orderId(), instruction, order, order->isRecurrent()});
     return order->orderId();
 }
 
 bool DOrder::updateResults(const QVariantMap& results)
 {
-    if (m_ended)
+    if (!isOpen())
         return false;
     publish(results);
     return true;
@@ -188,7 +186,7 @@ bool DOrder::updateResults(const QVariantMap& results)
 
 bool DOrder::setReply(const QVariantMap& reply)
 {
-    if (m_ended)
+    if (!isOpen())
         return false;
     publish(reply);
     return true;
@@ -196,81 +194,83 @@ bool DOrder::setReply(const QVariantMap& reply)
 
 bool DOrder::finish(bool ok, IMessenger::EnErrorCode code, const QString& message)
 {
-    const bool refused = ok && m_failing;
+    const bool refused = ok && m_phase == DOrderPhase::Failing;
     return end(ok, code, message) && !refused;
 }
 
 bool DOrder::reportFailure(IMessenger::EnErrorCode code, const QString& message)
 {
-    if (m_ended || !m_recurrent)
+    if (!isOpen() || !isRecurrent())
         return false;
-    if (m_callerId != 0)
+    if (hasCaller())
         restartTimeout();
-    if (m_outageTold)
+    if (m_updates == Updates::Missed)
         return true;
-    m_outageTold = true;
-    if (m_callerId == 0)
+    m_updates = Updates::Missed;
+    if (!hasCaller())
         m_keeper.orderMissedAReply(*this, code, message);
     else if (!m_caller.isNull())
-        m_caller->receive({m_id, Delivery::Outage, failureNotice(code, message), code, message});
+        m_caller->receive({m_id, DDelivery::Outage, failureNotice(code, message), code, message});
     return true;
 }
 
 void DOrder::timerEvent(QTimerEvent* event)
 {
-    if (event->timerId() != m_timer.timerId()) {
+    if (!m_timeout.isMeant(*event)) {
         QObject::timerEvent(event);
         return;
     }
-    if (!m_giveUpAt.hasExpired()) {
-        setAlarm();
+    if (!m_timeout.isOver(this, lastWord()))
         return;
-    }
-    const bool instructionsMayEnd = !m_inFlight.isEmpty() || !m_inbox.isEmpty();
-    const bool commandMayEnd = m_abstractCommand != nullptr && m_abstractCommand->endsByItself();
-    if ((instructionsMayEnd || commandMayEnd) && !m_lastWordAwaited) {
-        m_lastWordAwaited = true;
-        m_giveUpAt = QDeadlineTimer(instructionsMayEnd ? c_lastWordOfInstructions : c_lastWordOfCommand,
-                                    Qt::PreciseTimer);
-        setAlarm();
-        return;
-    }
-    const QString message = QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout);
-    if (m_recurrent && m_callerId != 0) {
+    const QString message =
+        QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout.milliseconds());
+    if (isRecurrent() && hasCaller())
         reportFailure(IMessenger::CeEcTimeout, message);
-        return;
-    }
-    m_timer.stop();
-    end(false, IMessenger::CeEcTimeout, message);
+    else
+        end(false, IMessenger::CeEcTimeout, message);
+}
+
+DLastWord DOrder::lastWord() const
+{
+    if (!m_inFlight.isEmpty() || !m_inbox.isEmpty())
+        return DLastWord::Instructions;
+    return m_abstractCommand != nullptr && m_abstractCommand->endsByItself() ? DLastWord::Command
+                                                                             : DLastWord::Nobody;
 }
 
 void DOrder::start()
 {
-    if (m_ended || m_started)
+    if (!isOpen())
         return;
-    m_started = true;
+    const bool stopRequested = m_phase == DOrderPhase::StopRequested;
+    enter(DOrderPhase::Running);
     if (m_plugin.isNull()) {
         end(false, IMessenger::CeEcUnknownTarget, QStringLiteral("%1: there is no such target").arg(title()));
         return;
     }
     const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName);
     if (prototype == nullptr) {
-        if (!m_commandName.isEmpty() && m_plugin->getFunctions(true).contains(m_commandName)) {
-            const int stopped = m_keeper.stopOrders(m_plugin, m_commandName, this);
-            publish({{QStringLiteral("stopped"), stopped}});
-            end(true, IMessenger::CeEcNone, {});
-            return;
-        }
-        end(false, IMessenger::CeEcUnknownCommand,
-            QStringLiteral("%1: %2 has no such command").arg(title(), m_plugin->pluginName()));
+        endWithoutCommand();
         return;
     }
     if (!execute(*prototype))
         return;
-    if (m_stopRequested)
+    if (stopRequested)
         endByStop(QStringLiteral("%1: stopped").arg(title()));
     else
         proceed();
+}
+
+// A stop name is no command, but may be run like one.
+void DOrder::endWithoutCommand()
+{
+    if (!m_commandName.isEmpty() && m_plugin->getFunctions(true).contains(m_commandName)) {
+        publish({{QStringLiteral("stopped"), m_keeper.stopOrders(m_plugin, m_commandName, this)}});
+        end(true, IMessenger::CeEcNone, {});
+        return;
+    }
+    end(false, IMessenger::CeEcUnknownCommand,
+        QStringLiteral("%1: %2 has no such command").arg(title(), m_plugin->pluginName()));
 }
 
 // False when the order has ended or has gone.
@@ -283,7 +283,8 @@ bool DOrder::execute(const DAbstractCommand& prototype)
         end(false, IMessenger::CeEcInternal, QStringLiteral("%1: the command makes no clone").arg(title()));
         return false;
     }
-    m_recurrent = m_abstractCommand->isRecurrent();
+    if (m_abstractCommand->isRecurrent() != isRecurrent())
+        m_updates = isRecurrent() ? Updates::None : Updates::Flowing;
     m_stopName = m_abstractCommand->stopCommandName();
     bool accepted = false;
     const bool open = callCommand(
@@ -302,25 +303,16 @@ bool DOrder::execute(const DAbstractCommand& prototype)
     return true;
 }
 
-void DOrder::receive(const Delivery& delivery)
+void DOrder::receive(const DDelivery& delivery)
 {
-    if (m_ended || findInFlight(delivery.instructionId) == nullptr)
+    if (!isOpen() || findInFlight(delivery.instructionId) == nullptr)
         return;
-    if (delivery.kind == Delivery::Update && m_inbox.size() >= c_inboxCapacity) {
-        const auto sameUpdate = [&delivery](const Delivery& waiting) {
-            return waiting.kind == Delivery::Update && waiting.instructionId == delivery.instructionId;
-        };
-        const auto oldest = std::find_if(m_inbox.begin(), m_inbox.end(), sameUpdate);
-        if (oldest != m_inbox.end())
-            m_inbox.erase(oldest);
-        if (!m_updatesDropped)
-            qWarning().noquote() << title()
-                                 << ": updates are dropped, their handler does not keep up with them";
-        m_updatesDropped = true;
-    }
-    // One that runs an event loop of its own meets its next reply when it has returned.
     const bool isFirst = m_inbox.isEmpty();
-    m_inbox.append(delivery);
+    const int dropped = m_inbox.dropped();
+    m_inbox.add(delivery);
+    if (dropped == 0 && m_inbox.dropped() > 0)
+        qWarning().noquote() << title() << ": updates are dropped, their handler does not keep up with them";
+    // A command that runs an event loop of its own meets its next reply when it has returned.
     if (isFirst && m_busy == 0)
         queueDelivery();
 }
@@ -332,61 +324,51 @@ void DOrder::queueDelivery()
 
 void DOrder::deliverNext()
 {
-    if (m_ended || m_inbox.isEmpty())
+    if (!isOpen() || m_inbox.isEmpty())
         return;
     const QPointer<DOrder> self(this);
-    const Delivery next = std::move(m_inbox.front());
-    m_inbox.erase(m_inbox.begin());
-    deliver(next);
+    deliver(m_inbox.takeFirst());
     if (!self.isNull())
         proceed();
 }
 
-void DOrder::deliver(const Delivery& delivery)
+void DOrder::deliver(const DDelivery& delivery)
 {
     Instruction* const instruction = findInFlight(delivery.instructionId);
     if (instruction == nullptr)
         return;
-    const quint64 id = delivery.instructionId;
     const QString name = instruction->name;
-    const bool over = delivery.kind != Delivery::Update && delivery.kind != Delivery::Outage;
-    if (over)
+    if (delivery.isLast())
         m_inFlight.erase(instruction);
-    if (delivery.kind == Delivery::Failure) {
-        m_failing = true;
-        m_failureCode = delivery.code;
-        m_failureMessage = delivery.message;
+    if (delivery.kind == DDelivery::Failure) {
+        enter(DOrderPhase::Failing);
+        m_failure = {delivery.code, delivery.message};
     }
     bool accepted = true;
-    if (delivery.kind != Delivery::Over) {
-        const bool open = callCommand(
-            [&delivery](DAbstractCommand& command) {
-                return command.setReply(delivery.instructionId, delivery.map);
-            },
-            accepted);
-        if (!open)
-            return;
-    }
-    if (over)
-        m_abstractCommand->forgetInstruction(id);
+    const auto tell = [&delivery](DAbstractCommand& command) {
+        return command.setReply(delivery.instructionId, delivery.map);
+    };
+    if (delivery.kind != DDelivery::Over && !callCommand(tell, accepted))
+        return;
+    if (delivery.isLast())
+        m_abstractCommand->forgetInstruction(delivery.instructionId);
     switch (delivery.kind) {
-    case Delivery::Update:
-        m_outageTold = false;
+    case DDelivery::Update:
+        if (m_updates == Updates::Missed)
+            m_updates = Updates::Flowing;
         break;
-    case Delivery::Outage:
+    case DDelivery::Outage:
         reportFailure(delivery.code, delivery.message);
         break;
-    case Delivery::Failure:
+    case DDelivery::Failure:
         end(false, delivery.code, delivery.message);
-        return;
-    case Delivery::Reply:
-        if (!accepted) {
+        break;
+    case DDelivery::Reply:
+        if (!accepted)
             end(false, m_instructionRefused ? IMessenger::CeEcQueueFull : IMessenger::CeEcInternal,
                 QStringLiteral("%1: the reply to \"%2\" was not accepted").arg(title(), name));
-            return;
-        }
         break;
-    case Delivery::Over:
+    case DDelivery::Over:
         break;
     }
 }
@@ -402,9 +384,9 @@ bool DOrder::callCommand(Call call, bool& verdict)
     if (self.isNull())
         return false;
     --m_busy;
-    if (m_ended && m_busy == 0)
+    if (!isOpen() && m_busy == 0)
         retire();
-    return !m_ended;
+    return isOpen();
 }
 
 DOrder::Instruction* DOrder::findInFlight(quint64 id)
@@ -416,7 +398,7 @@ DOrder::Instruction* DOrder::findInFlight(quint64 id)
 
 void DOrder::proceed()
 {
-    if (m_ended)
+    if (!isOpen())
         return;
     // What came while the command ran, in an event loop of its own, has waited.
     if (!m_inbox.isEmpty())
@@ -432,19 +414,19 @@ void DOrder::proceed()
 
 bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
 {
-    if (m_ended)
+    if (!isOpen())
         return false;
-    m_ended = true;
-    m_timer.stop();
     DOrderOutcome outcome{ok, IMessenger::CeEcNone, {}, m_results};
-    if (m_failing) {
+    if (m_phase == DOrderPhase::Failing) {
         outcome.ok = false;
-        outcome.errorCode = m_failureCode;
-        outcome.errorMessage = m_failureMessage;
+        outcome.errorCode = m_failure.code;
+        outcome.errorMessage = m_failure.message;
     } else if (!ok) {
         outcome.errorCode = code == IMessenger::CeEcNone ? IMessenger::CeEcInternal : code;
         outcome.errorMessage = message.isEmpty() ? QStringLiteral("%1: failed").arg(title()) : message;
     }
+    enter(DOrderPhase::Ended);
+    m_timeout.stop();
     m_inbox.clear();
     const Instructions inFlight = std::exchange(m_inFlight, {});
     tellOutcome(outcome);
@@ -469,8 +451,10 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
 
 void DOrder::retire()
 {
-    if (!std::exchange(m_retired, true))
-        m_keeper.orderRetired(*this);
+    if (m_phase == DOrderPhase::Retired)
+        return;
+    enter(DOrderPhase::Retired);
+    m_keeper.orderRetired(*this);
 }
 
 void DOrder::endByStop(const QString& reason)
@@ -485,7 +469,7 @@ bool DOrder::isListening() const
 {
     if (m_abstractCommand == nullptr)
         return false;
-    if (m_recurrent && m_abstractCommand->endsByItself())
+    if (isRecurrent() && m_abstractCommand->endsByItself())
         return true;
     return !m_inFlight.isEmpty() && std::all_of(m_inFlight.cbegin(), m_inFlight.cend(),
                                                 [](const Instruction& i) { return i.listening; });
@@ -494,31 +478,31 @@ bool DOrder::isListening() const
 void DOrder::publish(const QVariantMap& results)
 {
     merge(m_results, results);
-    if (!m_recurrent)
+    if (!isRecurrent())
         return;
-    m_outageTold = false;
-    if (m_callerId == 0) {
+    m_updates = Updates::Flowing;
+    if (!hasCaller()) {
         m_keeper.orderDelivered(*this, results);
         return;
     }
     restartTimeout();
     if (!m_caller.isNull())
-        m_caller->receive({m_id, Delivery::Update, results, IMessenger::CeEcNone, {}});
+        m_caller->receive({m_id, DDelivery::Update, results, IMessenger::CeEcNone, {}});
 }
 
 void DOrder::tellOutcome(const DOrderOutcome& outcome)
 {
-    if (m_callerId == 0) {
+    if (!hasCaller()) {
         m_keeper.orderOutcome(*this, outcome);
         return;
     }
     if (m_caller.isNull())
         return;
-    if (!m_caller->m_ended && m_caller->findInFlight(m_id) != nullptr)
+    if (m_caller->isOpen() && m_caller->findInFlight(m_id) != nullptr)
         m_keeper.instructionOutcome(*m_caller, m_commandName, m_arguments, outcome);
     if (outcome.ok) {
         m_caller->receive({m_id,
-                           m_recurrent ? Delivery::Over : Delivery::Reply,
+                           isRecurrent() ? DDelivery::Over : DDelivery::Reply,
                            outcome.results,
                            IMessenger::CeEcNone,
                            {}});
@@ -531,26 +515,12 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
         merge(results, notice);
         notice = results;
     }
-    m_caller->receive({m_id, Delivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
+    m_caller->receive({m_id, DDelivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
 }
 
-void DOrder::restartTimeout(QDeadlineTimer bound)
+void DOrder::restartTimeout()
 {
-    m_lastWordAwaited = false;
-    m_deadline = std::min(deadlineIn(m_timeout), bound);
-    if (m_timeout <= 0 || m_ended)
-        return;
-    m_giveUpAt = m_deadline + graceAfter(m_timeout, m_callerId != 0);
-    // One that ends sooner stays: each reply of a listening instruction moves the end, and to set a timer
-    // takes longer than to decode the reply.
-    if (!m_timer.isActive())
-        setAlarm();
-}
-
-void DOrder::setAlarm()
-{
-    const qint64 interval = std::min<qint64>(m_giveUpAt.remainingTime(), std::numeric_limits<int>::max());
-    m_timer.start(static_cast<int>(interval), Qt::PreciseTimer, this);
+    m_timeout.restart(this, QDeadlineTimer(QDeadlineTimer::Forever));
 }
 
 QString DOrder::title() const

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <lib_host/order_inbox.h>
+#include <lib_host/order_phase.h>
+#include <lib_host/order_timeout.h>
+
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/i_host.h>
 #include <lib_plugins_management/i_order.h>
 
-#include <QBasicTimer>
 #include <QDeadlineTimer>
 #include <QList>
 #include <QObject>
@@ -128,23 +131,29 @@ private:
         bool listening = false;
     };
 
-    // What an instruction tells its caller.
-    struct Delivery
+    // What became of the updates that a recurrent order publishes.
+    enum class Updates {
+        None, // it is a plain order
+        Flowing,
+        Missed, // and told; the next one is awaited
+    };
+
+    struct Failure
     {
-        enum Kind { Reply, Update, Outage, Over, Failure };
-        quint64 instructionId = 0;
-        Kind kind = Reply;
-        QVariantMap map;
         IMessenger::EnErrorCode code = IMessenger::CeEcNone;
         QString message;
     };
 
+    void enter(DOrderPhase phase);
+    bool isRecurrent() const { return m_updates != Updates::None; }
+    void stopBeforeTheStart();
     void start();
     bool execute(const DAbstractCommand& prototype);
-    void receive(const Delivery& delivery);
+    void endWithoutCommand();
+    void receive(const DDelivery& delivery);
     void queueDelivery();
     void deliverNext();
-    void deliver(const Delivery& delivery);
+    void deliver(const DDelivery& delivery);
     // Runs command code; false when this order is gone afterwards or has ended, `verdict` aside.
     template <class Call>
     bool callCommand(Call call, bool& verdict);
@@ -159,8 +168,8 @@ private:
     void tellOutcome(const DOrderOutcome& outcome);
     // What the end of an instruction must not be later than: this order's own, where it has one.
     QDeadlineTimer boundOfInstructions() const;
-    void restartTimeout(QDeadlineTimer bound = QDeadlineTimer(QDeadlineTimer::Forever));
-    void setAlarm();
+    void restartTimeout();
+    DLastWord lastWord() const;
     QString title() const;
 
     const quint64 m_id;
@@ -172,34 +181,21 @@ private:
     const QString m_targetName;
     const QString m_commandName;
     const QVariantMap m_arguments;
-    const int m_timeout;
     const DOrderWaiter m_waiter;
     QString m_stopName;
-    QDeadlineTimer m_deadline;
-    QDeadlineTimer m_giveUpAt;
-    QBasicTimer m_timer; // fires at m_giveUpAt or, when that has been moved, before
+    DOrderTimeout m_timeout;
 
     QSharedPointer<ICommand> m_command;
     DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
     // In their order; most commands place a single one.
     using Instructions = QVarLengthArray<Instruction, 1>;
     Instructions m_inFlight;
-    QVarLengthArray<Delivery, 1> m_inbox;
+    DOrderInbox m_inbox;
     QVariantMap m_results;
 
-    // Set while the handler hears of a failure that ends the order whatever it answers.
-    bool m_failing = false;
-    IMessenger::EnErrorCode m_failureCode = IMessenger::CeEcNone;
-    QString m_failureMessage;
-
+    DOrderPhase m_phase = DOrderPhase::Placed;
     int m_busy = 0; // depth of calls into the command
-    bool m_recurrent = false;
-    bool m_started = false;
-    bool m_ended = false;
-    bool m_retired = false;
-    bool m_stopRequested = false;
-    bool m_instructionRefused = false;
-    bool m_outageTold = false;
-    bool m_lastWordAwaited = false;
-    bool m_updatesDropped = false;
+    Updates m_updates = Updates::None;
+    Failure m_failure;                 // that the command hears of in the phase Failing
+    bool m_instructionRefused = false; // for want of room
 };
