@@ -265,7 +265,12 @@ void DOrder::start()
 void DOrder::endWithoutCommand()
 {
     if (!m_commandName.isEmpty() && m_plugin->getFunctions(true).contains(m_commandName)) {
-        publish({{QStringLiteral("stopped"), m_keeper.stopOrders(m_plugin, m_commandName, this)}});
+        const QPointer<DOrder> self(this);
+        const int stopped = m_keeper.stopOrders(m_plugin, m_commandName, this);
+        // Who hears of an end may delete the host.
+        if (self.isNull())
+            return;
+        publish({{QStringLiteral("stopped"), stopped}});
         end(true, IMessenger::CeEcNone, {});
         return;
     }

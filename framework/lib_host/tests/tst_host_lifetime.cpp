@@ -19,6 +19,7 @@ private Q_SLOTS:
     void instanceRemovedInsideHandlerKeepsItsParent();
     void hostDeletedWithOrders();
     void hostDeletedInsideHandler();
+    void hostDeletedByAStoppedOrder();
     void goneAndBack();
 };
 
@@ -195,6 +196,19 @@ void tst_HostLifetime::hostDeletedInsideHandler()
     benchPointer = &bench;
     bench.start("end");
     QTRY_VERIFY(survived);
+    QTRY_COMPARE(ScriptedCommand::alive(), 0);
+}
+
+// The order that stops others goes as well, while it stops them.
+void tst_HostLifetime::hostDeletedByAStoppedOrder()
+{
+    QPointer<ScriptedCommand> listener;
+    ScriptedBench bench({}, {{"listen", waits(listener, "stop")}});
+    bench.host->startOrder(c_driver, "listen", {});
+    QTRY_VERIFY(!listener.isNull());
+    connect(listener.data(), &DAbstractCommand::sigCommandFinished, this, [&bench] { bench.host.reset(); });
+    bench.host->startOrder(c_driver, "stop", {});
+    QTRY_VERIFY(bench.host == nullptr);
     QTRY_COMPARE(ScriptedCommand::alive(), 0);
 }
 
