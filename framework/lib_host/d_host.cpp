@@ -1,185 +1,55 @@
 #include <lib_host/d_host.h>
 
 #include <lib_host/d_order.h>
+#include <lib_host/instances.h>
 #include <lib_host/objects_check.h>
+#include <lib_host/order_keeper.h>
+#include <lib_host/order_notices.h>
 #include <lib_host/plugin_loader.h>
-#include <lib_host/properties_file.h>
+#include <lib_host/property_saver.h>
 #include <lib_host/run_queue.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QDebug>
 #include <QJsonArray>
-#include <QMetaMethod>
 #include <QPointer>
 #include <QThread>
 
-#include <algorithm>
 #include <utility>
 
-namespace {
-
-// Orders in flight at most, counted apart for those of callers and those placed as instructions:
-// what keeps a command that places itself from filling the memory.
-constexpr int c_orderCapacity = 1024;
-
-const QString c_targetDriver = QStringLiteral("driver");
-const QString c_targetMyself = QStringLiteral("myself");
-
-} // namespace
-
-class DHost::Private final : public DOrderKeeper
+class DHost::Private
 {
 public:
     explicit Private(DHost* host)
         : q(host)
-    {}
-
-    struct Instance
+        , notices(*host, queue)
+        , keeper(instances, queue, notices)
+        , properties(*host, queue, [host](const QString& error) { Q_EMIT host->propertiesNotSaved(error); })
     {
-        DObjectEntry entry;
-        QPointer<DAbstractPlugin> plugin;
-        QString title; // its name between quotes
-    };
-
-    DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
-                             const QVariantMap& arguments, int timeout) override;
-    int stopOrders(const DAbstractPlugin* plugin, const QString& stopName, const DOrder* stopOrder) override;
-    void orderDelivered(const DOrder& order, const QVariantMap& results) override;
-    void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
-                           const QString& message) override;
-    void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) override;
-    bool isWatched(const DOrder& order) const;
-    void instructionOutcome(const DOrder& caller, const QString& instruction, const QVariantMap& arguments,
-                            const DOrderOutcome& outcome) override;
-    void orderRetired(DOrder& order) override;
-    void orderGone(quint64 id) override;
+        keeper.onRetired([this] { deleteThoseThatLeave(); });
+    }
 
     bool isOwnThread(const char* operation) const;
-    DAbstractPlugin* instance(const QUuid& uuid) const;
-    DAbstractPlugin* target(const QUuid& uuid, const QString& name) const;
-    QString nameOf(const DAbstractPlugin* plugin) const;
-    DOrder* makeOrder(quint64 id, DOrder* caller, DOrderRequest request);
-    void place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
-               int timeout, const DOrderWaiter& waiter);
-    void tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome);
-
     bool addRoot(DAbstractPlugin* root, QString* error);
-    QHash<QUuid, DPluginKind> kinds() const;
+    QHash<QUuid, DKindTraits> kindTraits() const;
     bool makeInstance(const DObjectEntry& entry, QString* error);
-    void endOrdersOf(const DAbstractPlugin* plugin);
     void instanceGoes(DAbstractPlugin* plugin);
-    // Forgets the instance; true when there was one.
-    bool forget(const DAbstractPlugin* plugin);
     void removePlugin(DAbstractPlugin* plugin);
-    bool isBusy(const DAbstractPlugin* plugin) const;
-
-    void propertyChanged(const QUuid& uuid, const QString& name, const QVariant& value, bool persistent);
-    void saveProperties();
+    void deleteThoseThatLeave();
 
     DHost* const q;
     bool going = false;
     QList<DPluginReport> reports;
     QHash<QUuid, DAbstractPlugin*> roots;
     QSharedPointer<QJsonObject> config{new QJsonObject};
-    QList<Instance> instances;
     // Removed while one of their commands was running: deleted when it has returned.
     QList<QPointer<DAbstractPlugin>> leaving;
-    QHash<quint64, DOrder*> orders; // those that have ended and are not deleted yet included
-    DRunQueue queue;
-    int runningCount = 0;     // of those without a caller
-    int instructionCount = 0; // running as well
-    DPropertiesFile properties;
-    bool saveScheduled = false;
+    DInstances instances;
+    DRunQueue queue; // goes after whoever has calls waiting in it
+    DOrderNotices notices;
+    DOrderKeeper keeper;
+    DPropertySaver properties;
 };
-
-DOrder* DHost::Private::placeInstruction(DOrder& caller, const QString& targetName,
-                                         const QString& instruction, const QVariantMap& arguments,
-                                         int timeout)
-{
-    if (going || instructionCount >= c_orderCapacity)
-        return nullptr;
-    DAbstractPlugin* plugin = nullptr;
-    if (caller.plugin() != nullptr)
-        plugin = target(caller.plugin()->objectUuid(), targetName);
-    const QString title =
-        plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(targetName) : nameOf(plugin);
-    return makeOrder(DOrder::nextId(), &caller,
-                     {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}});
-}
-
-int DHost::Private::stopOrders(const DAbstractPlugin* plugin, const QString& stopName,
-                               const DOrder* stopOrder)
-{
-    QList<QPointer<DOrder>> found;
-    for (DOrder* const order : std::as_const(orders)) {
-        if (order != stopOrder && order->plugin() == plugin && order->stopName() == stopName)
-            found.append(order);
-    }
-    int stopped = 0;
-    for (const QPointer<DOrder>& order : std::as_const(found)) {
-        if (!order.isNull() && order->stop(QStringLiteral("stopped by \"%1\"").arg(stopName)))
-            ++stopped;
-    }
-    return stopped;
-}
-
-void DHost::Private::orderDelivered(const DOrder& order, const QVariantMap& results)
-{
-    const quint64 id = order.orderId();
-    if (!order.waiter().announced)
-        return;
-    queue.add(q, [host = q, id, results] { Q_EMIT host->orderUpdated(id, results); });
-}
-
-void DHost::Private::orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
-                                       const QString& message)
-{
-    const quint64 id = order.orderId();
-    if (!order.waiter().announced)
-        return;
-    queue.add(q, [host = q, id, code, message] { Q_EMIT host->orderFailureReported(id, code, message); });
-}
-
-void DHost::Private::orderOutcome(const DOrder& order, const DOrderOutcome& outcome)
-{
-    tellOutcome(order.orderId(), order.waiter(), outcome);
-}
-
-bool DHost::Private::isWatched(const DOrder& order) const
-{
-    static const QMetaMethod c_signal = QMetaMethod::fromSignal(&DHost::instructionFinished);
-    return q->isSignalConnected(c_signal) && order.waiter().announced;
-}
-
-void DHost::Private::instructionOutcome(const DOrder& caller, const QString& instruction,
-                                        const QVariantMap& arguments, const DOrderOutcome& outcome)
-{
-    if (!isWatched(caller))
-        return;
-    const quint64 id = caller.orderId();
-    queue.add(q, [host = q, id, instruction, arguments, outcome] {
-        Q_EMIT host->instructionFinished(id, instruction, arguments, outcome);
-    });
-}
-
-void DHost::Private::orderGone(quint64 id)
-{
-    orders.remove(id);
-}
-
-void DHost::Private::orderRetired(DOrder& order)
-{
-    --(order.hasCaller() ? instructionCount : runningCount);
-    order.deleteLater();
-    for (int i = leaving.size() - 1; i >= 0; --i) {
-        DAbstractPlugin* const plugin = leaving.at(i);
-        if (plugin != nullptr && isBusy(plugin))
-            continue;
-        leaving.removeAt(i);
-        if (plugin != nullptr)
-            plugin->deleteLater();
-    }
-}
 
 bool DHost::Private::isOwnThread(const char* operation) const
 {
@@ -187,79 +57,6 @@ bool DHost::Private::isOwnThread(const char* operation) const
         return true;
     qCritical() << "DHost:" << operation << "is refused: it was called from another thread than the host's";
     return false;
-}
-
-DAbstractPlugin* DHost::Private::instance(const QUuid& uuid) const
-{
-    for (const Instance& candidate : instances) {
-        if (candidate.entry.uuid == uuid)
-            return candidate.plugin;
-    }
-    return nullptr;
-}
-
-DAbstractPlugin* DHost::Private::target(const QUuid& uuid, const QString& name) const
-{
-    if (name == c_targetMyself)
-        return instance(uuid);
-    if (name != c_targetDriver)
-        return nullptr;
-    for (const Instance& candidate : instances) {
-        if (candidate.entry.uuid == uuid)
-            return candidate.entry.driver.isNull() ? nullptr : instance(candidate.entry.driver);
-    }
-    return nullptr;
-}
-
-QString DHost::Private::nameOf(const DAbstractPlugin* plugin) const
-{
-    for (const Instance& candidate : instances) {
-        if (candidate.plugin == plugin)
-            return candidate.title;
-    }
-    return plugin->objectUuid().toString();
-}
-
-DOrder* DHost::Private::makeOrder(quint64 id, DOrder* caller, DOrderRequest request)
-{
-    auto* const order = new DOrder(id, *this, queue, caller, std::move(request));
-    orders.insert(id, order);
-    ++(caller != nullptr ? instructionCount : runningCount);
-    return order;
-}
-
-void DHost::Private::place(quint64 id, const QUuid& uuid, const QString& command,
-                           const QVariantMap& arguments, int timeout, const DOrderWaiter& waiter)
-{
-    if (going || runningCount >= c_orderCapacity) {
-        tellOutcome(id, waiter,
-                    {false,
-                     IMessenger::CeEcQueueFull,
-                     QStringLiteral("command \"%1\": %2 orders are running already")
-                         .arg(command)
-                         .arg(c_orderCapacity),
-                     {}});
-        return;
-    }
-    DAbstractPlugin* const plugin = instance(uuid);
-    const QString title = plugin == nullptr ? uuid.toString() : nameOf(plugin);
-    makeOrder(id, nullptr, {plugin, title, command, arguments, timeout, waiter});
-}
-
-void DHost::Private::tellOutcome(quint64 id, const DOrderWaiter& waiter, const DOrderOutcome& outcome)
-{
-    if (waiter.announced) {
-        queue.add(q, [host = q, id, outcome] { Q_EMIT host->orderFinished(id, outcome); });
-        return;
-    }
-    if (!waiter.onEnd || (waiter.hasContext && waiter.context.isNull()))
-        return;
-    QObject* const context = waiter.hasContext ? waiter.context.data() : q;
-    const auto tell = [onEnd = waiter.onEnd, id, outcome] { onEnd(id, outcome); };
-    if (QThread::currentThread() == q->thread() && context->thread() == q->thread())
-        queue.add(context, tell);
-    else
-        QMetaObject::invokeMethod(context, tell, Qt::QueuedConnection);
 }
 
 bool DHost::Private::addRoot(DAbstractPlugin* root, QString* error)
@@ -279,13 +76,13 @@ bool DHost::Private::addRoot(DAbstractPlugin* root, QString* error)
     return why.isEmpty();
 }
 
-QHash<QUuid, DPluginKind> DHost::Private::kinds() const
+QHash<QUuid, DKindTraits> DHost::Private::kindTraits() const
 {
-    QHash<QUuid, DPluginKind> kinds;
+    QHash<QUuid, DKindTraits> traits;
     for (const DAbstractPlugin* const root : roots)
-        kinds.insert(root->pluginUuid(),
-                     {root->pluginName(), root->pluginType(), root->isUnique(), root->compatiblePlugins()});
-    return kinds;
+        traits.insert(root->pluginUuid(),
+                      {root->pluginName(), root->pluginType(), root->isUnique(), root->compatiblePlugins()});
+    return traits;
 }
 
 bool DHost::Private::makeInstance(const DObjectEntry& entry, QString* error)
@@ -305,55 +102,27 @@ bool DHost::Private::makeInstance(const DObjectEntry& entry, QString* error)
                      [this](DAbstractPlugin* instance) { instanceGoes(instance); });
     QObject::connect(plugin, &DAbstractPlugin::sigPropertyChanged, q,
                      [this, uuid = entry.uuid](const QString& name, const QVariant& value, bool persistent) {
-                         propertyChanged(uuid, name, value, persistent);
+                         if (persistent)
+                             properties.change(uuid, name, value);
                      });
     plugin->setMainConfig(config);
     plugin->initPluginCommands();
-    instances.append({entry, plugin, QStringLiteral("\"%1\"").arg(entry.name)});
+    instances.add(entry, plugin);
     Q_EMIT q->instanceAdded(entry.uuid);
     return true;
-}
-
-void DHost::Private::endOrdersOf(const DAbstractPlugin* plugin)
-{
-    QList<QPointer<DOrder>> found;
-    for (DOrder* const order : std::as_const(orders)) {
-        if (order->plugin() == plugin)
-            found.append(order);
-    }
-    const QString message = QStringLiteral("%1 has gone").arg(nameOf(plugin));
-    for (const QPointer<DOrder>& order : std::as_const(found)) {
-        if (!order.isNull())
-            order->fail(message);
-    }
 }
 
 // Reached from the destructor of the instance, whoever deletes it: its derived part is gone already.
 void DHost::Private::instanceGoes(DAbstractPlugin* plugin)
 {
     const QPointer<DHost> self(q);
-    endOrdersOf(plugin);
+    keeper.endOrdersOf(plugin);
     if (self.isNull())
         return;
-    const QList<DOrder*> all = orders.values();
-    for (DOrder* const order : all) {
-        if (order->plugin() == plugin)
-            order->dropCommand();
-    }
+    keeper.dropCommandsOf(plugin);
     const QUuid uuid = plugin->objectUuid();
-    if (forget(plugin))
+    if (instances.forget(plugin))
         Q_EMIT q->instanceAboutToGo(uuid);
-}
-
-bool DHost::Private::forget(const DAbstractPlugin* plugin)
-{
-    for (int i = 0; i < instances.size(); ++i) {
-        if (instances.at(i).plugin == plugin) {
-            instances.removeAt(i);
-            return true;
-        }
-    }
-    return false;
 }
 
 void DHost::Private::removePlugin(DAbstractPlugin* plugin)
@@ -361,52 +130,30 @@ void DHost::Private::removePlugin(DAbstractPlugin* plugin)
     const QPointer<DHost> self(q);
     const QPointer<DAbstractPlugin> guard(plugin);
     const QUuid uuid = plugin->objectUuid();
-    endOrdersOf(plugin);
-    if (self.isNull() || guard.isNull() || !forget(plugin))
+    keeper.endOrdersOf(plugin);
+    if (self.isNull() || guard.isNull() || !instances.forget(plugin))
         return;
     Q_EMIT q->instanceAboutToGo(uuid);
     if (self.isNull() || guard.isNull())
         return;
-    const QList<DOrder*> all = orders.values();
-    for (DOrder* const order : all) {
-        if (order->plugin() == plugin && !order->isBusy())
-            order->dropCommand();
-    }
+    keeper.dropIdleCommandsOf(plugin);
     // From the event loop only: the call may come from one of its commands or notices. While a
-    // command runs, even a nested loop must not delete it; orderRetired() does it then.
+    // command runs, even a nested loop must not delete it; it is deleted when the command has returned.
     leaving.append(plugin);
-    if (!isBusy(plugin))
+    if (!keeper.isBusy(plugin))
         plugin->deleteLater();
 }
 
-bool DHost::Private::isBusy(const DAbstractPlugin* plugin) const
+void DHost::Private::deleteThoseThatLeave()
 {
-    const auto busy = [plugin](const DOrder* order) { return order->plugin() == plugin && order->isBusy(); };
-    return std::any_of(orders.cbegin(), orders.cend(), busy);
-}
-
-void DHost::Private::propertyChanged(const QUuid& uuid, const QString& name, const QVariant& value,
-                                     bool persistent)
-{
-    if (!persistent || (!properties.isOpen() && properties.refusal().isEmpty()))
-        return;
-    properties.set(uuid, name, value);
-    if (!properties.isDirty() || saveScheduled)
-        return;
-    saveScheduled = true;
-    queue.add(q, [this] { saveProperties(); });
-}
-
-void DHost::Private::saveProperties()
-{
-    saveScheduled = false;
-    if (!properties.isDirty())
-        return;
-    QString error;
-    if (properties.save(&error))
-        return;
-    qCritical().noquote() << "persistent properties are not saved:" << error;
-    Q_EMIT q->propertiesNotSaved(error);
+    for (int i = leaving.size() - 1; i >= 0; --i) {
+        DAbstractPlugin* const plugin = leaving.at(i);
+        if (plugin != nullptr && keeper.isBusy(plugin))
+            continue;
+        leaving.removeAt(i);
+        if (plugin != nullptr)
+            plugin->deleteLater();
+    }
 }
 
 DHost::DHost(QObject* parent)
@@ -419,27 +166,14 @@ DHost::DHost(QObject* parent)
 DHost::~DHost()
 {
     d->going = true;
-    const QList<DOrder*> running = d->orders.values();
-    QList<QPointer<DOrder>> found;
-    for (DOrder* const order : running)
-        found.append(order);
-    for (const QPointer<DOrder>& order : std::as_const(found)) {
-        if (!order.isNull())
-            order->fail(QStringLiteral("the host has gone"));
-    }
-    while (!d->instances.isEmpty()) {
-        const QPointer<DAbstractPlugin> plugin = d->instances.constLast().plugin;
-        if (plugin.isNull())
-            d->instances.removeLast();
-        else
-            delete plugin;
-    }
+    d->keeper.close();
+    QList<QPointer<DAbstractPlugin>> plugins = d->instances.all();
+    while (!plugins.isEmpty())
+        delete plugins.takeLast();
     for (const QPointer<DAbstractPlugin>& plugin : std::exchange(d->leaving, {}))
         delete plugin;
-    d->saveProperties();
-    const QList<DOrder*> left = d->orders.values();
-    for (DOrder* const order : left)
-        delete order;
+    d->properties.save();
+    d->keeper.deleteAll();
 }
 
 QList<DPluginReport> DHost::loadPlugins(const QString& folder)
@@ -502,7 +236,7 @@ QStringList DHost::configure(const QJsonObject& configuration)
     const QJsonValue objects = configuration.value(QLatin1String("objects"));
     if (!objects.isArray())
         return {QStringLiteral("the configuration: \"objects\" must be a list")};
-    const DCheckedObjects checked = checkObjects(objects.toArray(), d->kinds());
+    const DCheckedObjects checked = checkObjects(objects.toArray(), d->kindTraits());
     QStringList errors = checked.errors;
     for (const DObjectEntry& entry : checked.good) {
         QString error;
@@ -519,27 +253,19 @@ QSharedPointer<QJsonObject> DHost::configuration() const
 
 QList<QUuid> DHost::objectUuids() const
 {
-    QList<QUuid> uuids;
-    for (const Private::Instance& instance : std::as_const(d->instances))
-        uuids.append(instance.entry.uuid);
-    return uuids;
+    return d->instances.uuids();
 }
 
 DAbstractPlugin* DHost::findObject(const QString& idOrName) const
 {
-    const QUuid uuid = QUuid::fromString(idOrName);
-    for (const Private::Instance& instance : std::as_const(d->instances)) {
-        if ((!uuid.isNull() && instance.entry.uuid == uuid) || instance.entry.name == idOrName)
-            return instance.plugin;
-    }
-    return nullptr;
+    return d->instances.find(idOrName);
 }
 
 bool DHost::removeInstance(const QUuid& objectUuid)
 {
     if (!d->isOwnThread("removeInstance") || d->going)
         return false;
-    DAbstractPlugin* const plugin = d->instance(objectUuid);
+    DAbstractPlugin* const plugin = d->instances.find(objectUuid);
     if (plugin == nullptr)
         return false;
     d->removePlugin(plugin);
@@ -548,12 +274,12 @@ bool DHost::removeInstance(const QUuid& objectUuid)
 
 DAbstractPlugin* DHost::findInstance(const QUuid& objectUuid) const
 {
-    return d->isOwnThread("findInstance") ? d->instance(objectUuid) : nullptr;
+    return d->isOwnThread("findInstance") ? d->instances.find(objectUuid) : nullptr;
 }
 
 DAbstractPlugin* DHost::findTarget(const QUuid& objectUuid, const QString& target) const
 {
-    return d->isOwnThread("findTarget") ? d->target(objectUuid, target) : nullptr;
+    return d->isOwnThread("findTarget") ? d->instances.target(objectUuid, target) : nullptr;
 }
 
 quint64 DHost::startOrder(const QUuid& objectUuid, const QString& command, const QVariantMap& arguments,
@@ -563,14 +289,14 @@ quint64 DHost::startOrder(const QUuid& objectUuid, const QString& command, const
     DOrderWaiter waiter;
     waiter.announced = true;
     if (QThread::currentThread() == thread()) {
-        d->place(id, objectUuid, command, arguments, timeout, waiter);
+        d->keeper.place(id, objectUuid, command, arguments, timeout, waiter);
         return id;
     }
     // Instances and their commands live on the host's thread: the order is placed there.
     QMetaObject::invokeMethod(
         this,
         [this, id, objectUuid, command, arguments, timeout, waiter] {
-            d->place(id, objectUuid, command, arguments, timeout, waiter);
+            d->keeper.place(id, objectUuid, command, arguments, timeout, waiter);
         },
         Qt::QueuedConnection);
     return id;
@@ -585,11 +311,11 @@ quint64 DHost::runCommand(const QUuid& objectUuid, const QString& command, const
     waiter.context = context;
     waiter.onEnd = std::move(onEnd);
     if (d->isOwnThread("runCommand")) {
-        d->place(id, objectUuid, command, arguments, timeout, waiter);
+        d->keeper.place(id, objectUuid, command, arguments, timeout, waiter);
         return id;
     }
     // `context` may live and die on the calling thread, so the host's must not keep it.
-    d->tellOutcome(
+    d->notices.ended(
         id, waiter,
         {false,
          IMessenger::CeEcInternal,
@@ -602,14 +328,11 @@ bool DHost::stopOrder(quint64 orderId)
 {
     if (!d->isOwnThread("stopOrder"))
         return false;
-    DOrder* const order = d->orders.value(orderId, nullptr);
+    DOrder* const order = d->keeper.find(orderId);
     return order != nullptr && order->stop(QStringLiteral("the order was stopped"));
 }
 
 int DHost::runningOrderCount() const
 {
-    int count = 0;
-    for (const DOrder* const order : std::as_const(d->orders))
-        count += order->isOpen() ? 1 : 0;
-    return count;
+    return d->keeper.openCount();
 }

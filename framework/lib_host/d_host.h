@@ -14,6 +14,7 @@
 #include <memory>
 
 class DAbstractPlugin;
+class DOrderNotices;
 
 // What became of one file of a plug-in folder.
 struct DPluginReport
@@ -104,6 +105,7 @@ Q_SIGNALS:
     void propertiesNotSaved(const QString& error);
 
 private:
+    friend class DOrderNotices; // asks whether anybody listens to a signal
     class Private;
     std::unique_ptr<Private> d;
 };

@@ -1,5 +1,6 @@
 #include <lib_host/d_order.h>
 
+#include <lib_host/order_keeper.h>
 #include <lib_host/run_queue.h>
 
 #include <lib_plugins_management/d_abstract_command.h>
@@ -30,10 +31,9 @@ void merge(QVariantMap& into, const QVariantMap& from)
 
 } // namespace
 
-DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DRunQueue& queue, DOrder* caller, DOrderRequest request)
+DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request)
     : m_id(id)
     , m_keeper(keeper)
-    , m_queue(queue)
     , m_caller(caller)
     , m_callerId(caller == nullptr ? 0 : caller->orderId())
     , m_plugin(std::move(request.plugin))
@@ -53,7 +53,7 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DRunQueue& queue, DOrder* calle
     // may have been busy.
     m_timeout.restart(this, caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
                                               : caller->boundOfInstructions());
-    m_queue.add(this, [this] { start(); });
+    m_keeper.queue().add(this, [this] { start(); });
 }
 
 DOrder::~DOrder()
@@ -208,7 +208,7 @@ bool DOrder::reportFailure(IMessenger::EnErrorCode code, const QString& message)
         return true;
     m_updates = Updates::Missed;
     if (!hasCaller())
-        m_keeper.orderMissedAReply(*this, code, message);
+        m_keeper.notices().missedReply(*this, code, message);
     else if (!m_caller.isNull())
         m_caller->receive({m_id, DDelivery::Outage, failureNotice(code, message), code, message});
     return true;
@@ -324,7 +324,7 @@ void DOrder::receive(const DDelivery& delivery)
 
 void DOrder::queueDelivery()
 {
-    m_queue.add(this, [this] { deliverNext(); });
+    m_keeper.queue().add(this, [this] { deliverNext(); });
 }
 
 void DOrder::deliverNext()
@@ -487,7 +487,7 @@ void DOrder::publish(const QVariantMap& results)
         return;
     m_updates = Updates::Flowing;
     if (!hasCaller()) {
-        m_keeper.orderDelivered(*this, results);
+        m_keeper.notices().updated(*this, results);
         return;
     }
     restartTimeout();
@@ -498,13 +498,13 @@ void DOrder::publish(const QVariantMap& results)
 void DOrder::tellOutcome(const DOrderOutcome& outcome)
 {
     if (!hasCaller()) {
-        m_keeper.orderOutcome(*this, outcome);
+        m_keeper.notices().ended(m_id, m_waiter, outcome);
         return;
     }
     if (m_caller.isNull())
         return;
     if (m_caller->isOpen() && m_caller->findInFlight(m_id) != nullptr)
-        m_keeper.instructionOutcome(*m_caller, m_commandName, m_arguments, outcome);
+        m_keeper.notices().instructionEnded(*m_caller, m_commandName, m_arguments, outcome);
     if (outcome.ok) {
         m_caller->receive({m_id,
                            isRecurrent() ? DDelivery::Over : DDelivery::Reply,

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <lib_host/order_inbox.h>
+#include <lib_host/order_notices.h>
 #include <lib_host/order_phase.h>
 #include <lib_host/order_timeout.h>
 
 #include <lib_plugins_management/d_abstract_plugin.h>
-#include <lib_plugins_management/i_host.h>
 #include <lib_plugins_management/i_order.h>
 
 #include <QDeadlineTimer>
@@ -16,45 +16,8 @@
 #include <QVarLengthArray>
 
 class DAbstractCommand;
-class DOrder;
-class DRunQueue;
+class DOrderKeeper;
 class ICommand;
-
-// What one order needs from whoever keeps all of them.
-class DOrderKeeper
-{
-public:
-    // Makes the order of an instruction, null when no more are taken.
-    virtual DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
-                                     const QVariantMap& arguments, int timeout) = 0;
-    // Ends the running orders of the instance that have this stop name, `stopOrder` excepted.
-    virtual int stopOrders(const DAbstractPlugin* plugin, const QString& stopName,
-                           const DOrder* stopOrder) = 0;
-    // The three are told for orders without a caller only; they must not run anything at once.
-    virtual void orderDelivered(const DOrder& order, const QVariantMap& results) = 0;
-    virtual void orderMissedAReply(const DOrder& order, IMessenger::EnErrorCode code,
-                                   const QString& message) = 0;
-    virtual void orderOutcome(const DOrder& order, const DOrderOutcome& outcome) = 0;
-    // The caller waits for it and hears of it after this has returned. Must not run anything at once.
-    virtual void instructionOutcome(const DOrder& caller, const QString& instruction,
-                                    const QVariantMap& arguments, const DOrderOutcome& outcome) = 0;
-    // The order has ended and runs no command code any more; told once, it is deleted from the event loop.
-    virtual void orderRetired(DOrder& order) = 0;
-    // It is deleted now.
-    virtual void orderGone(quint64 id) = 0;
-
-protected:
-    ~DOrderKeeper() = default;
-};
-
-// Who waits for an order that no other order has placed.
-struct DOrderWaiter
-{
-    bool announced = false; // by the host's signals
-    bool hasContext = false;
-    QPointer<QObject> context;
-    IHost::EndHandler onEnd;
-};
 
 // What an order is to do; fixed when it is placed.
 struct DOrderRequest
@@ -82,9 +45,9 @@ class DOrder : public QObject, public IOrder
     Q_INTERFACES(IOrder)
 
 public:
-    // Waits in the queue for its start; the time allowed runs from now on. `caller` is null for an order that
-    // is no instruction.
-    DOrder(quint64 id, DOrderKeeper& keeper, DRunQueue& queue, DOrder* caller, DOrderRequest request);
+    // Waits in the keeper's queue for its start; the time allowed runs from now on. `caller` is null for an
+    // order that is no instruction.
+    DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request);
     ~DOrder() override;
 
     // Unique in the process, never 0. May be called from any thread.
@@ -174,7 +137,6 @@ private:
 
     const quint64 m_id;
     DOrderKeeper& m_keeper;
-    DRunQueue& m_queue;
     const QPointer<DOrder> m_caller;
     const quint64 m_callerId;
     const QPointer<DAbstractPlugin> m_plugin;

@@ -24,7 +24,7 @@ struct Candidate
 class ObjectsCheck
 {
 public:
-    explicit ObjectsCheck(const QHash<QUuid, DPluginKind>& kinds)
+    explicit ObjectsCheck(const QHash<QUuid, DKindTraits>& kinds)
         : m_kinds(kinds)
     {}
 
@@ -32,13 +32,13 @@ public:
 
 private:
     void complain(Candidate& candidate, const QString& key, const QString& text);
-    const DPluginKind* kindOf(const Candidate& candidate) const;
+    const DKindTraits* kindOf(const Candidate& candidate) const;
     void checkIdentity(Candidate& candidate, const QString& idText);
     void checkKind(Candidate& candidate, const QString& kindText);
     void checkValues(Candidate& candidate, const QJsonObject& object);
     void checkDriver(Candidate& candidate, const QString& driverText);
 
-    const QHash<QUuid, DPluginKind>& m_kinds;
+    const QHash<QUuid, DKindTraits>& m_kinds;
     QList<Candidate> m_candidates;
     QStringList m_errors;
 };
@@ -80,7 +80,7 @@ void ObjectsCheck::complain(Candidate& candidate, const QString& key, const QStr
     m_errors.append(QStringLiteral("%1: \"%2\" %3").arg(candidate.title, key, text));
 }
 
-const DPluginKind* ObjectsCheck::kindOf(const Candidate& candidate) const
+const DKindTraits* ObjectsCheck::kindOf(const Candidate& candidate) const
 {
     const auto kind = m_kinds.constFind(candidate.entry.kind);
     return kind == m_kinds.cend() ? nullptr : &kind.value();
@@ -104,7 +104,7 @@ void ObjectsCheck::checkIdentity(Candidate& candidate, const QString& idText)
 void ObjectsCheck::checkKind(Candidate& candidate, const QString& kindText)
 {
     candidate.entry.kind = QUuid::fromString(kindText);
-    const DPluginKind* const kind = kindOf(candidate);
+    const DKindTraits* const kind = kindOf(candidate);
     if (kind == nullptr) {
         complain(candidate, c_plugin,
                  QStringLiteral("must be the UUID of a plug-in that is loaded, not \"%1\"").arg(kindText));
@@ -143,8 +143,8 @@ void ObjectsCheck::checkDriver(Candidate& candidate, const QString& driverText)
                  QStringLiteral("must be the UUID of another object, not \"%1\"").arg(driverText));
         return;
     }
-    const DPluginKind* const driverKind = kindOf(*driver);
-    const DPluginKind* const kind = kindOf(candidate);
+    const DKindTraits* const driverKind = kindOf(*driver);
+    const DKindTraits* const kind = kindOf(candidate);
     if (driverKind == nullptr || kind == nullptr)
         return; // told already
     if (driverKind->type != IPlugin::CeTypeDriver)
@@ -157,7 +157,7 @@ void ObjectsCheck::checkDriver(Candidate& candidate, const QString& driverText)
 
 } // namespace
 
-DCheckedObjects checkObjects(const QJsonArray& objects, const QHash<QUuid, DPluginKind>& kinds)
+DCheckedObjects checkObjects(const QJsonArray& objects, const QHash<QUuid, DKindTraits>& kinds)
 {
     return ObjectsCheck(kinds).check(objects);
 }

@@ -22,7 +22,7 @@ struct DObjectEntry
 };
 
 // What the check must know of a plug-in kind.
-struct DPluginKind
+struct DKindTraits
 {
     QString name;
     IPlugin::Type type = IPlugin::CeTypeDevice;
@@ -43,4 +43,4 @@ struct DCheckedObjects
 // Checks the "objects" of a configuration, as DHost::configure() describes them, against the kinds that
 // are loaded. An object that is at fault itself may still be another one's driver: one mistake is told once.
 LIB_HOST_EXPORT DCheckedObjects checkObjects(const QJsonArray& objects,
-                                             const QHash<QUuid, DPluginKind>& kinds);
+                                             const QHash<QUuid, DKindTraits>& kinds);

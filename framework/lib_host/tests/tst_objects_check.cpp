@@ -14,7 +14,7 @@ const QUuid c_second("{22222222-0000-0000-0000-000000000002}");
 const QUuid c_third("{22222222-0000-0000-0000-000000000003}");
 
 // A device that works over the network only, and of the serial line there is one.
-QHash<QUuid, DPluginKind> kinds()
+QHash<QUuid, DKindTraits> kinds()
 {
     return {{c_screwdriver, {"Screwdriver", IPlugin::CeTypeDevice, false, {c_network}}},
             {c_serialLine, {"Serial line", IPlugin::CeTypeDriver, true, {}}},

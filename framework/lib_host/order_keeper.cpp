@@ -1,0 +1,155 @@
+#include <lib_host/order_keeper.h>
+
+#include <lib_host/d_order.h>
+#include <lib_host/instances.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// Orders in flight at most, counted apart for those of callers and those placed as instructions:
+// what keeps a command that places itself from filling the memory.
+constexpr int c_capacity = 1024;
+
+} // namespace
+
+DOrderKeeper::DOrderKeeper(const DInstances& instances, DRunQueue& queue, DOrderNotices& notices)
+    : m_instances(instances)
+    , m_queue(queue)
+    , m_notices(notices)
+{}
+
+void DOrderKeeper::place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
+                         int timeout, const DOrderWaiter& waiter)
+{
+    if (m_closed || m_orderCount >= c_capacity) {
+        const QString message =
+            QStringLiteral("command \"%1\": %2 orders are running already").arg(command).arg(c_capacity);
+        m_notices.ended(id, waiter, {false, IMessenger::CeEcQueueFull, message, {}});
+        return;
+    }
+    DAbstractPlugin* const plugin = m_instances.find(uuid);
+    const QString title = plugin == nullptr ? uuid.toString() : m_instances.titleOf(plugin);
+    m_orders.insert(id, new DOrder(id, *this, nullptr, {plugin, title, command, arguments, timeout, waiter}));
+    ++m_orderCount;
+}
+
+DOrder* DOrderKeeper::placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
+                                       const QVariantMap& arguments, int timeout)
+{
+    if (m_closed || m_instructionCount >= c_capacity)
+        return nullptr;
+    DAbstractPlugin* plugin = nullptr;
+    if (caller.plugin() != nullptr)
+        plugin = m_instances.target(caller.plugin()->objectUuid(), target);
+    const QString title =
+        plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(target) : m_instances.titleOf(plugin);
+    const quint64 id = DOrder::nextId();
+    auto* const order = new DOrder(id, *this, &caller,
+                                   {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}});
+    m_orders.insert(id, order);
+    ++m_instructionCount;
+    return order;
+}
+
+DOrder* DOrderKeeper::find(quint64 id) const
+{
+    return m_orders.value(id, nullptr);
+}
+
+int DOrderKeeper::openCount() const
+{
+    return static_cast<int>(std::count_if(m_orders.cbegin(), m_orders.cend(),
+                                          [](const DOrder* order) { return order->isOpen(); }));
+}
+
+bool DOrderKeeper::isBusy(const DAbstractPlugin* plugin) const
+{
+    return std::any_of(m_orders.cbegin(), m_orders.cend(), [plugin](const DOrder* order) {
+        return order->plugin() == plugin && order->isBusy();
+    });
+}
+
+template <class Condition>
+QList<QPointer<DOrder>> DOrderKeeper::ordersThat(Condition condition) const
+{
+    QList<QPointer<DOrder>> found;
+    for (DOrder* const order : m_orders) {
+        if (condition(*order))
+            found.append(order);
+    }
+    return found;
+}
+
+int DOrderKeeper::stopOrders(const DAbstractPlugin* plugin, const QString& stopName, const DOrder* stopOrder)
+{
+    const auto found = ordersThat([&](const DOrder& order) {
+        return &order != stopOrder && order.plugin() == plugin && order.stopName() == stopName;
+    });
+    const QString reason = QStringLiteral("stopped by \"%1\"").arg(stopName);
+    int stopped = 0;
+    for (const QPointer<DOrder>& order : found) {
+        if (!order.isNull() && order->stop(reason))
+            ++stopped;
+    }
+    return stopped;
+}
+
+void DOrderKeeper::endOrdersOf(const DAbstractPlugin* plugin)
+{
+    const auto found = ordersThat([plugin](const DOrder& order) { return order.plugin() == plugin; });
+    const QString message = QStringLiteral("%1 has gone").arg(m_instances.titleOf(plugin));
+    for (const QPointer<DOrder>& order : found) {
+        if (!order.isNull())
+            order->fail(message);
+    }
+}
+
+void DOrderKeeper::dropCommandsOf(const DAbstractPlugin* plugin)
+{
+    dropCommands(ordersThat([plugin](const DOrder& order) { return order.plugin() == plugin; }));
+}
+
+void DOrderKeeper::dropIdleCommandsOf(const DAbstractPlugin* plugin)
+{
+    dropCommands(
+        ordersThat([plugin](const DOrder& order) { return order.plugin() == plugin && !order.isBusy(); }));
+}
+
+void DOrderKeeper::dropCommands(const QList<QPointer<DOrder>>& orders)
+{
+    for (const QPointer<DOrder>& order : orders) {
+        if (!order.isNull())
+            order->dropCommand();
+    }
+}
+
+void DOrderKeeper::close()
+{
+    m_closed = true;
+    const auto found = ordersThat([](const DOrder&) { return true; });
+    for (const QPointer<DOrder>& order : found) {
+        if (!order.isNull())
+            order->fail(QStringLiteral("the host has gone"));
+    }
+}
+
+void DOrderKeeper::deleteAll()
+{
+    const QList<DOrder*> left = m_orders.values();
+    qDeleteAll(left);
+}
+
+void DOrderKeeper::orderRetired(DOrder& order)
+{
+    --(order.hasCaller() ? m_instructionCount : m_orderCount);
+    order.deleteLater();
+    if (m_onRetired)
+        m_onRetired();
+}
+
+void DOrderKeeper::orderGone(quint64 id)
+{
+    m_orders.remove(id);
+}

@@ -1,0 +1,37 @@
+#include <lib_host/property_saver.h>
+
+#include <lib_host/run_queue.h>
+
+#include <QDebug>
+
+#include <utility>
+
+DPropertySaver::DPropertySaver(QObject& host, DRunQueue& queue, FailureHandler onFailure)
+    : m_host(host)
+    , m_queue(queue)
+    , m_onFailure(std::move(onFailure))
+{}
+
+void DPropertySaver::change(const QUuid& objectUuid, const QString& name, const QVariant& value)
+{
+    // A file that was refused is told each time something should have been saved.
+    if (!m_file.isOpen() && m_file.refusal().isEmpty())
+        return;
+    m_file.set(objectUuid, name, value);
+    if (!m_file.isDirty() || m_isQueued)
+        return;
+    m_isQueued = true;
+    m_queue.add(&m_host, [this] { save(); });
+}
+
+void DPropertySaver::save()
+{
+    m_isQueued = false;
+    if (!m_file.isDirty())
+        return;
+    QString error;
+    if (m_file.save(&error))
+        return;
+    qCritical().noquote() << "persistent properties are not saved:" << error;
+    m_onFailure(error);
+}
