@@ -1,11 +1,10 @@
 #pragma once
 
 #include "applications/simulator/controller_profile.h"
-#include "applications/simulator/register_layout.h"
+#include "applications/simulator/controller_registers.h"
+#include "applications/simulator/controller_write.h"
 #include "applications/simulator/tightening_event.h"
 
-#include <QDateTime>
-#include <QHash>
 #include <QJsonObject>
 #include <QList>
 #include <QModbusDataUnit>
@@ -16,34 +15,16 @@
 
 #include <optional>
 
-// One write that reached the controller, carried out or not.
-struct ControllerWrite
-{
-    QDateTime time;
-    QString transport; // "tcp", "rtu"
-    QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
-    quint16 address = 0;
-    QVector<quint16> values; // a coil is 0 or 1
-    quint8 exception = 0;    // the Modbus exception code of a refusal, 0 when accepted
-
-    bool isAccepted() const { return exception == 0; }
-    // "tcp: 5001 = 1", "rtu: 5101 = 7 7: refused with exception 2"
-    QString toText() const;
-};
-
 // The registers of one controller and what writing them does. Registers take their place and type
 // from the channel entries of a device configuration, by the names of the profile's generation
 // ("direction", for generation 2 "directionV2"), so that it and the plug-in read one map.
 //
-// Defined registers: the known channels (direction, motorRun, currentPreset, alarm, lock, screenLock,
-// directionChange, presetChange, alarmReset, lockChange, and for the screen lock lockScreen, in the first
-// register layout of generation 1 lockScreenGen1V1; for the unit of torque torqueUnit, with firmware 1.x
-// torqueUnitGen1V1); the event block eventData; the stored programs from register 1 on; every other
-// channel of the generation that names a register and a type, without a meaning of its own (to write:
-// any value); and those registers of the model's "backup_range" that none of these take, to read and to
-// write. What the event block's registers mean says the key list
-// "eventDataKeys" of "parameters", names in generation 1, descriptors in later ones; descriptors in
-// "presetDataKeys" tell which registers of a stored program are floats.
+// Defined registers: the channels with a meaning that the profile has, see channelMeanings(); every other
+// channel of the generation that names a register and a type, without a meaning of its own (to write: any
+// value); and those registers of the model's "backup_range" that none of these take, to read and to write.
+// What the event block's registers mean says the key list "eventDataKeys" of "parameters", names in
+// generation 1, descriptors in later ones; descriptors in "presetDataKeys" tell which registers of a stored
+// program are floats.
 // Of "size": registers of one program for currentPreset, number of programs for presets, number of
 // registers for the others. Addresses are taken to 16 bits.
 class SimulatedController : public QObject
@@ -52,10 +33,9 @@ class SimulatedController : public QObject
 
 public:
     // Modbus exception codes that a controller answers by itself; 0 is none.
-    static constexpr quint8 c_accepted = 0;
-    static constexpr quint8 c_illegalAddress = 2;
-    static constexpr quint8 c_illegalValue = 3;
-    static constexpr quint16 c_maximumTorqueUnit = 2;
+    static constexpr quint8 c_accepted = RegisterBank::c_accepted;
+    static constexpr quint8 c_illegalAddress = RegisterBank::c_illegalAddress;
+    static constexpr quint8 c_illegalValue = RegisterBank::c_illegalValue;
     // The newest writes that writes() keeps.
     static constexpr int c_maximumWrites = 10000;
 
@@ -65,7 +45,7 @@ public:
     const ControllerProfile& profile() const { return m_profile; }
     // What is missing or wrong in the configuration, one line each. Registers without a usable entry are
     // not defined; an event block without a usable key list is, but never holds an event.
-    QStringList problems() const { return m_problems; }
+    QStringList problems() const { return m_registers.problems; }
 
     // What a client sees. All `count` registers must be defined, else c_illegalAddress.
     quint8 read(QModbusDataUnit::RegisterType table, quint16 address, int count,
@@ -88,9 +68,9 @@ public:
     quint16 direction() const { return value(QStringLiteral("direction")).value_or(0); }
     quint16 currentPreset() const { return value(QStringLiteral("currentPreset")).value_or(0); }
     quint16 alarm() const { return value(QStringLiteral("alarm")).value_or(0); }
-    // A code; clients may write 0 to c_maximumTorqueUnit, the controller itself anything.
-    quint16 torqueUnit() const { return value(torqueUnitChannel()).value_or(0); }
-    bool setTorqueUnit(quint16 code) { return setValue(torqueUnitChannel(), code); }
+    // A code; clients may write 0 to c_largestTorqueUnit, the controller itself anything.
+    quint16 torqueUnit() const;
+    bool setTorqueUnit(quint16 code);
     bool isMotorRunning() const { return value(QStringLiteral("motorRun")).value_or(0) != 0; }
     void setMotorRunning(bool running) { setValue(QStringLiteral("motorRun"), running ? 1 : 0); }
     // The alarm stays until a client resets it; 0 is none.
@@ -116,9 +96,9 @@ public:
     // The newest event; of all zeros but the count before the first one.
     TighteningEvent lastEvent() const { return m_lastEvent; }
 
-    int presetCount() const { return m_presetCount; }
+    int presetCount() const { return m_registers.programCount; }
     // Registers of one program; program p (from 1) begins at register (p - 1) × size + 1.
-    int presetSize() const { return m_presetSize; }
+    int presetSize() const { return m_registers.programSize; }
 
     // Accepted and refused writes, oldest first.
     QList<ControllerWrite> writes() const { return m_writes; }
@@ -132,61 +112,19 @@ Q_SIGNALS:
     void eventPosted(const TighteningEvent& event);
 
 private:
-    struct Register
-    {
-        quint16 value = 0;
-        bool writable = false;
-        // Values a client may write.
-        quint16 minimum = 0;
-        quint16 maximum = 0xFFFF;
-        // Base name of the known channel here; empty for the others.
-        QString channel;
-        // What a write does besides: this known channel gets the value, or 0.
-        QString target;
-        bool clearsTarget = false;
-    };
-    struct Place
-    {
-        QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
-        quint16 address = 0;
-    };
-    using Table = QHash<quint16, Register>;
-
-    struct EventBlock
-    {
-        Place place;
-        int size = 0;
-        RegisterLayout layout;
-    };
     struct Cycle
     {
         quint16 program = 0;
         quint16 direction = 0;
     };
 
-    QString torqueUnitChannel() const;
-    void definePresets(const QHash<QString, QJsonObject>& channels, const QJsonObject& parameters,
-                       const QString& suffix);
-    RegisterLayout presetLayout(const QJsonObject& parameters, const QString& suffix);
-    void defineEvents(const QHash<QString, QJsonObject>& channels, const QJsonObject& parameters,
-                      const QString& suffix);
     void showEvent();
-    void defineKnownChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
-    void defineOtherChannels(const QHash<QString, QJsonObject>& channels, const QString& suffix);
-    void defineParameters(const QJsonObject& parameters);
-    bool define(const QString& name, const Place& place, const Register& content);
-    std::optional<Place> placeOf(const QString& name, const QJsonObject& entry, bool toWrite);
 
     ControllerProfile m_profile;
-    QHash<int, Table> m_tables;
-    QHash<QString, Place> m_places;
-    QStringList m_problems;
+    ControllerRegisters m_registers;
     QList<ControllerWrite> m_writes;
     qint64 m_acceptedWriteCount = 0;
     qint64 m_refusedWriteCount = 0;
-    int m_presetCount = 0;
-    int m_presetSize = 0;
-    std::optional<EventBlock> m_eventBlock;
     std::optional<Cycle> m_cycle;
     TighteningEvent m_lastEvent;
     quint32 m_eventSeed = 1;

@@ -1,6 +1,6 @@
 #include "applications/simulator/simulator_options.h"
 
-#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/channel_meaning.h"
 
 #include <CLI/CLI.hpp>
 
@@ -111,7 +111,7 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
     app.add_flag("--motor-run", options.motorRunning, "The motor runs");
     app.add_option("--alarm", options.alarm, "An alarm with this code is active");
     app.add_option("--torque-unit", options.torqueUnit, "Code of the unit of torque")
-        ->check(CLI::Range(0, static_cast<int>(SimulatedController::c_maximumTorqueUnit)))
+        ->check(CLI::Range(0, static_cast<int>(c_largestTorqueUnit)))
         ->capture_default_str();
     app.add_option("--tightening-interval", options.tighteningInterval,
                    "Run a tightening cycle every so many ms (none unless given)")
