@@ -24,7 +24,7 @@ channel=${2:-$default}
 
 plugin=plugins/p_device_mdc
 class=DCmd${name^}
-for file in "$plugin/source/d_cmd_$name.h" "$plugin/source/d_cmd_$name.cpp" "$plugin/tests/commands/${name}_rows.cpp"; do
+for file in "$plugin/source/d_cmd_$name.h" "$plugin/source/d_cmd_$name.cpp" "tests/commands/${name}_rows.cpp"; do
   [ ! -e "$file" ] || { echo "new_command: $file is there already" >&2; exit 1; }
 done
 
@@ -45,7 +45,7 @@ insert() { # FILE BEGIN END TEXT
 
 # What may not find its place comes first; the files that are new come last.
 insert $plugin/CMakeLists.txt 'source/d_cmd_' '^    source/d_mdc_channel' "    source/d_cmd_$name.cpp source/d_cmd_$name.h"
-insert $plugin/CMakeLists.txt 'tests/commands/command_rows.cpp' '^    tests/commands/SetTriggerProgram_rows' "    tests/commands/${name}_rows.cpp"
+insert tests/commands/CMakeLists.txt 'command_rows.cpp' '^    SetTriggerProgram_rows' "    ${name}_rows.cpp"
 insert $plugin/source/p_device_mdc.cpp '#include "d_cmd_' '#include "d_mdc_channel' "#include \"d_cmd_$name.h\""
 insert $plugin/source/p_device_mdc.cpp 'declareInstructionCommand' 'sigCommandsInitDone' "    declareInstructionCommand(new $class(this));"
 insert $plugin/model/command_needs.cpp '^namespace' '^} // namespace' "$(filled needs.cpp.in)
@@ -53,14 +53,14 @@ insert $plugin/model/command_needs.cpp '^namespace' '^} // namespace' "$(filled 
 insert $plugin/model/command_needs.cpp 'c_needs\{' '^    \};' "        $name(),"
 filled d_cmd.h.in >"$plugin/source/d_cmd_$name.h"
 filled d_cmd.cpp.in >"$plugin/source/d_cmd_$name.cpp"
-filled rows.cpp.in >"$plugin/tests/commands/${name}_rows.cpp"
-clang-format -i "$plugin/source/d_cmd_$name".{h,cpp} "$plugin/tests/commands/${name}_rows.cpp" \
+filled rows.cpp.in >"tests/commands/${name}_rows.cpp"
+clang-format -i "$plugin/source/d_cmd_$name".{h,cpp} "tests/commands/${name}_rows.cpp" \
   $plugin/source/p_device_mdc.cpp $plugin/model/command_needs.cpp
 
 cat <<TEXT
 "$name" is begun. The tests fail until this is done:
   $plugin/source/d_cmd_$name.{h,cpp}        replace DESCRIBE; the messages, and what each check answers
-  $plugin/tests/commands/${name}_rows.cpp   fill what is empty
+  tests/commands/${name}_rows.cpp           fill what is empty
   $plugin/model/command_needs.cpp           replace DESCRIBE; range, values and entries, in $name()
   configurations/register_map_*.json        the channel "$channel", and "${channel}V2" of generation 2
   applications/simulator                    what a write to it means, see docs/simulator.md

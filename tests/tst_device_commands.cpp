@@ -1,5 +1,5 @@
 #include "applications/simulator/simulated_controller.h"
-#include "plugins/p_device_mdc/tests/commands/command_rows.h"
+#include "tests/commands/command_rows.h"
 #include "tests/support/bench_fixture.h"
 #include "tests/support/bench_program.h"
 

@@ -13,6 +13,8 @@ from pathlib import Path
 
 ROOT = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
 PLUGIN = "plugins/p_device_mdc"
+ROWS = "tests/commands"
+FOLDERS = (PLUGIN, ROWS)
 
 
 class NewCommand(unittest.TestCase):
@@ -21,7 +23,8 @@ class NewCommand(unittest.TestCase):
         self.addCleanup(self.folder.cleanup)
         self.copy = Path(self.folder.name)
         shutil.copytree(ROOT / "scripts", self.copy / "scripts")
-        shutil.copytree(ROOT / PLUGIN, self.copy / PLUGIN)
+        for name in FOLDERS:
+            shutil.copytree(ROOT / name, self.copy / name)
         shutil.copy(ROOT / ".clang-format", self.copy)
 
     def run_script(self, *arguments):
@@ -29,29 +32,30 @@ class NewCommand(unittest.TestCase):
                               check=False)
 
     def text(self, name):
-        return (self.copy / PLUGIN / name).read_text(encoding="utf-8")
+        return (self.copy / name).read_text(encoding="utf-8")
 
     def files(self):
-        return {path: path.read_bytes() for path in (self.copy / PLUGIN).rglob("*") if path.is_file()}
+        return {path: path.read_bytes() for name in FOLDERS
+                for path in (self.copy / name).rglob("*") if path.is_file()}
 
     def test_a_command_is_begun_and_made_known(self):
         done = self.run_script("setTorqueUnit")
         self.assertEqual(done.returncode, 0, done.stderr)
         places = [
-            ("CMakeLists.txt", "source/d_cmd_setTorqueUnit.cpp source/d_cmd_setTorqueUnit.h"),
-            ("CMakeLists.txt", "tests/commands/setTorqueUnit_rows.cpp"),
-            ("source/p_device_mdc.cpp", '#include "d_cmd_setTorqueUnit.h"'),
-            ("source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTorqueUnit(this));"),
-            ("model/command_needs.cpp", "CommandNeeds setTorqueUnit()"),
-            ("model/command_needs.cpp", 'QStringLiteral("torqueUnitChange")'),
-            ("source/d_cmd_setTorqueUnit.h", "class DCmdSetTorqueUnit : public DAbstractCommand"),
-            ("source/d_cmd_setTorqueUnit.cpp", "bool DCmdSetTorqueUnit::commandExecute()"),
-            ("tests/commands/setTorqueUnit_rows.cpp", 'rows.command = "setTorqueUnit";'),
+            (f"{PLUGIN}/CMakeLists.txt", "source/d_cmd_setTorqueUnit.cpp source/d_cmd_setTorqueUnit.h"),
+            (f"{ROWS}/CMakeLists.txt", "    setTorqueUnit_rows.cpp"),
+            (f"{PLUGIN}/source/p_device_mdc.cpp", '#include "d_cmd_setTorqueUnit.h"'),
+            (f"{PLUGIN}/source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTorqueUnit(this));"),
+            (f"{PLUGIN}/model/command_needs.cpp", "CommandNeeds setTorqueUnit()"),
+            (f"{PLUGIN}/model/command_needs.cpp", 'QStringLiteral("torqueUnitChange")'),
+            (f"{PLUGIN}/source/d_cmd_setTorqueUnit.h", "class DCmdSetTorqueUnit : public DAbstractCommand"),
+            (f"{PLUGIN}/source/d_cmd_setTorqueUnit.cpp", "bool DCmdSetTorqueUnit::commandExecute()"),
+            (f"{ROWS}/setTorqueUnit_rows.cpp", 'rows.command = "setTorqueUnit";'),
         ]
         for name, text in places:
             with self.subTest(name, text=text):
                 self.assertEqual(self.text(name).count(text), 1)
-        self.assertRegex(self.text("model/command_needs.cpp"), r"c_needs\{[^}]*\bsetTorqueUnit\(\),")
+        self.assertRegex(self.text(f"{PLUGIN}/model/command_needs.cpp"), r"c_needs\{[^}]*\bsetTorqueUnit\(\),")
         for path in self.files():
             self.assertNotIn("@NAME@", path.read_text(encoding="utf-8", errors="replace"), path)
         self.assertIn("torqueUnitChangeV2", done.stdout)
@@ -59,7 +63,7 @@ class NewCommand(unittest.TestCase):
 
     def test_a_channel_of_its_own(self):
         self.assertEqual(self.run_script("readTool", "toolNumber").returncode, 0)
-        self.assertIn('QStringLiteral("toolNumber") + softwareVersionSuffix', self.text("source/d_cmd_readTool.cpp"))
+        self.assertIn('QStringLiteral("toolNumber") + softwareVersionSuffix', self.text(f"{PLUGIN}/source/d_cmd_readTool.cpp"))
 
     def test_what_is_refused_changes_nothing(self):
         rows = [((), 2, "NAME [CHANNEL]"), (("a", "b", "c"), 2, "NAME [CHANNEL]"), (("-x",), 2, "is no name"),
@@ -75,10 +79,10 @@ class NewCommand(unittest.TestCase):
 
     def test_a_place_that_is_gone_is_named(self):
         source = self.copy / PLUGIN / "source/p_device_mdc.cpp"
-        source.write_text(self.text("source/p_device_mdc.cpp").replace("sigCommandsInitDone", "sigOther"))
+        source.write_text(self.text(f"{PLUGIN}/source/p_device_mdc.cpp").replace("sigCommandsInitDone", "sigOther"))
         refused = self.run_script("setTorqueUnit")
         self.assertEqual(refused.returncode, 1)
-        self.assertIn("source/p_device_mdc.cpp has no place for it", refused.stderr)
+        self.assertIn(f"{PLUGIN}/source/p_device_mdc.cpp has no place for it", refused.stderr)
 
 
 if __name__ == "__main__":

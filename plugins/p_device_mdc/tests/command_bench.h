@@ -1,7 +1,7 @@
 #pragma once
 
-#include "commands/command_rows.h"
 #include "p_device_mdc.h"
+#include "tests/commands/command_rows.h"
 #include "tests/support/fake_order.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/typed_text.h"

@@ -39,7 +39,7 @@ QString objectionTo(const CommandRows& rows, const QString& command)
 {
     if (rows.command != command) {
         return QStringLiteral("the command \"%1\" has no rows: add "
-                              "plugins/p_device_mdc/tests/commands/%1_rows.cpp")
+                              "tests/commands/%1_rows.cpp")
             .arg(command);
     }
     const QMap<QString, int> counts{
