@@ -1,6 +1,8 @@
 #include <lib_host/order_inbox.h>
 #include <lib_host/order_phase.h>
 
+#include "tests/support/markdown_table.h"
+
 #include <QtTest>
 
 namespace {
@@ -24,6 +26,7 @@ private Q_SLOTS:
     void transitions_data();
     void transitions();
     void everyPhaseLeadsToTheEnd();
+    void pageTellsThePhases();
     void inboxKeepsItsOrder();
     void fullInbox_data();
     void fullInbox();
@@ -66,6 +69,25 @@ void tst_OrderParts::everyPhaseLeadsToTheEnd()
         if (phase != DOrderPhase::Ended && phase != DOrderPhase::Retired)
             QVERIFY2(isOrderTransition(phase, DOrderPhase::Ended), orderPhaseName(phase));
     }
+}
+
+void tst_OrderParts::pageTellsThePhases()
+{
+    QStringList expected;
+    for (const DOrderPhase begin : c_phases) {
+        QStringList to;
+        for (const DOrderPhase end : c_phases) {
+            if (isOrderTransition(begin, end))
+                to.append(orderPhaseName(end));
+        }
+        expected.append(QStringLiteral("%1: %2").arg(
+            orderPhaseName(begin), to.isEmpty() ? QStringLiteral("nothing") : to.join(QStringLiteral(", "))));
+    }
+    QStringList told;
+    const QList<QStringList> rows = markdownTable(MDC_SOURCE_DIRECTORY "/docs/host.md", "### Phases");
+    for (const QStringList& row : rows)
+        told.append(QStringLiteral("%1: %2").arg(row.value(0), row.value(2)));
+    QCOMPARE(told, expected);
 }
 
 void tst_OrderParts::inboxKeepsItsOrder()
