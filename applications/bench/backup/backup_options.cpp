@@ -2,8 +2,8 @@
 
 #include "applications/bench/core/shared_options.h"
 
-void BackupDeviceOptions::addTo(CLI::App& app)
+void BackupDeviceOptions::addTo(OptionSet& options)
 {
-    addObject(app, object, "Device whose registers they are [the first device]");
-    addOrderTimeout(app, timeout, "Bound for each whole order in milliseconds [none]");
+    addObject(options, object, "Device whose registers they are [the first device]");
+    addOrderTimeout(options, timeout, "Bound for each whole order in milliseconds [none]");
 }

@@ -2,9 +2,7 @@
 
 #include <QString>
 
-namespace CLI {
-class App;
-}
+class OptionSet;
 
 // What "backup", "restore" and "compare" are all asked for: whose registers they are.
 struct BackupDeviceOptions
@@ -14,5 +12,5 @@ struct BackupDeviceOptions
     // ms of each whole order, 0 for no bound of its own.
     int timeout = 0;
 
-    void addTo(CLI::App& app);
+    void addTo(OptionSet& options);
 };

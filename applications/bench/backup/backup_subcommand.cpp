@@ -1,12 +1,11 @@
 #include "applications/bench/backup/backup_subcommand.h"
 
 #include "applications/bench/backup/backup_device.h"
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/core/result_writer.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <CLI/CLI.hpp>
 #include <QDir>
 #include <QFileInfo>
 
@@ -80,12 +79,12 @@ BackupSubcommand::BackupSubcommand()
            "  mdc-bench --config bench.json backup --force    once more on the same day\n"})
 {}
 
-void BackupSubcommand::addTo(CLI::App& app)
+void BackupSubcommand::addTo(OptionSet& options)
 {
-    m_options.device.addTo(app);
-    addText(app, "--name", m_options.name, "Text in the name of the file [none]")->type_name("TEXT");
-    addText(app, "--folder", m_options.folder, "Folder of the file [the current one]")->type_name("DIR");
-    app.add_flag("--force", m_options.overwrite, "Replace a file of the same name");
+    m_options.device.addTo(options);
+    options.text("--name", "TEXT", m_options.name, "Text in the name of the file [none]");
+    options.text("--folder", "DIR", m_options.folder, "Folder of the file [the current one]");
+    options.flag("--force", m_options.overwrite, "Replace a file of the same name");
 }
 
 QString BackupSubcommand::contradiction(const GeneralOptions& general) const

@@ -18,7 +18,7 @@ public:
     BackupSubcommand();
 
     const BackupOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     QString contradiction(const GeneralOptions& general) const override;
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 

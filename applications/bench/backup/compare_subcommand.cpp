@@ -2,9 +2,7 @@
 
 #include "applications/bench/backup/backup_device.h"
 #include "applications/bench/backup/comparison_report.h"
-#include "applications/bench/core/option_binding.h"
-
-#include <CLI/CLI.hpp>
+#include "applications/bench/core/option_set.h"
 
 namespace {
 
@@ -128,13 +126,10 @@ CompareSubcommand::CompareSubcommand()
            "  mdc-bench --config bench.json compare monday.csv tuesday.csv --format json\n"})
 {}
 
-void CompareSubcommand::addTo(CLI::App& app)
+void CompareSubcommand::addTo(OptionSet& options)
 {
-    m_options.device.addTo(app);
-    addWords(app, "FILE", m_options.files, "One backup file or two")
-        ->type_name("")
-        ->required()
-        ->expected(1, 2);
+    m_options.device.addTo(options);
+    options.words("FILE", m_options.files, 1, 2, "One backup file or two").required();
 }
 
 QString CompareSubcommand::contradiction(const GeneralOptions& general) const

@@ -1,9 +1,7 @@
 #include "applications/bench/backup/restore_subcommand.h"
 
 #include "applications/bench/backup/restore_run.h"
-#include "applications/bench/core/option_binding.h"
-
-#include <CLI/CLI.hpp>
+#include "applications/bench/core/option_set.h"
 
 #include <string>
 
@@ -32,31 +30,35 @@ RestoreSubcommand::RestoreSubcommand()
            "backups\n"})
 {}
 
-void RestoreSubcommand::addTo(CLI::App& app)
+void RestoreSubcommand::addTo(OptionSet& options)
 {
-    m_options.device.addTo(app);
-    addText(app, "FILE", m_options.file, "Backup file")->type_name("")->required();
-    addConverted(app, "--presets", "Which presets: one (3), or the first and the last (3-7)",
-                 [this](const QString& text) {
-                     const RestoreChoice chosen = presetsFromText(text).value_or(RestoreChoice());
-                     m_options.choice.firstPreset = chosen.firstPreset;
-                     m_options.choice.lastPreset = chosen.lastPreset;
-                 })
-        ->type_name("S-E")
-        ->check(CLI::Validator(presetsError, ""))
-        ->required();
-    app.add_flag("--extras", m_options.choice.withExtras,
+    m_options.device.addTo(options);
+    options.word("FILE", m_options.file, "Backup file").required();
+    options
+        .converted(
+            "--presets", "S-E", [this](const QString& text) { choosePresets(text); },
+            "Which presets: one (3), or the first and the last (3-7)")
+        .check(presetsError)
+        .required();
+    options.flag("--extras", m_options.choice.withExtras,
                  "The controller's parameters (groups \"extra…\") as well");
-    CLI::Option* const dryRun =
-        app.add_flag("--dry-run", m_options.dryRun,
+    const AddedOption dryRun =
+        options.flag("--dry-run", m_options.dryRun,
                      "Write nothing; show each register with its value in controller and file");
-    app.add_flag("--verify", m_options.verify, "Read back what was written and list each difference")
-        ->excludes(dryRun);
-    CLI::Option* const noSnapshot = app.add_flag("--no-snapshot", m_options.withoutSnapshot,
-                                                 "Do not save the registers before they are written");
-    addText(app, "--snapshot-folder", m_options.snapshotFolder, "Folder of the snapshot [that of FILE]")
-        ->type_name("DIR")
-        ->excludes(noSnapshot);
+    options.flag("--verify", m_options.verify, "Read back what was written and list each difference")
+        .excludes(dryRun);
+    const AddedOption noSnapshot = options.flag("--no-snapshot", m_options.withoutSnapshot,
+                                                "Do not save the registers before they are written");
+    options
+        .text("--snapshot-folder", "DIR", m_options.snapshotFolder, "Folder of the snapshot [that of FILE]")
+        .excludes(noSnapshot);
+}
+
+void RestoreSubcommand::choosePresets(const QString& text)
+{
+    const RestoreChoice chosen = presetsFromText(text).value_or(RestoreChoice());
+    m_options.choice.firstPreset = chosen.firstPreset;
+    m_options.choice.lastPreset = chosen.lastPreset;
 }
 
 QString RestoreSubcommand::contradiction(const GeneralOptions& general) const

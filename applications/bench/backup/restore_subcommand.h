@@ -10,10 +10,12 @@ public:
     RestoreSubcommand();
 
     const RestoreOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     QString contradiction(const GeneralOptions& general) const override;
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 
 private:
+    void choosePresets(const QString& text);
+
     RestoreOptions m_options;
 };

@@ -10,10 +10,10 @@ CheckSubcommand::CheckSubcommand()
                   "  mdc-bench --config bench.json check --timeout 1000\n"})
 {}
 
-void CheckSubcommand::addTo(CLI::App& app)
+void CheckSubcommand::addTo(OptionSet& options)
 {
-    addObject(app, m_options.object, "Only this device");
-    addLinkWait(app, m_options.linkWait);
+    addObject(options, m_options.object, "Only this device");
+    addLinkWait(options, m_options.linkWait);
 }
 
 QString CheckSubcommand::contradiction(const GeneralOptions& general) const

@@ -10,7 +10,7 @@ public:
     CheckSubcommand();
 
     const CheckOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     QString contradiction(const GeneralOptions& general) const override;
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 

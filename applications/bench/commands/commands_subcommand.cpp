@@ -2,12 +2,11 @@
 
 #include "applications/bench/commands/command_reference.h"
 #include "applications/bench/core/bench_session.h"
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/core/result_writer.h"
 #include "applications/bench/core/shared_options.h"
 #include "applications/bench/core/suggestion.h"
 
-#include <CLI/CLI.hpp>
 #include <QJsonArray>
 
 #include <algorithm>
@@ -87,10 +86,10 @@ CommandsSubcommand::CommandsSubcommand()
                   {OutputFormat::Table, OutputFormat::Json, OutputFormat::JsonLines, OutputFormat::Markdown}})
 {}
 
-void CommandsSubcommand::addTo(CLI::App& app)
+void CommandsSubcommand::addTo(OptionSet& options)
 {
-    addText(app, "NAME", m_options.command, "Only this command")->type_name("");
-    addObject(app, m_options.object, "Only the commands of this object");
+    options.word("NAME", m_options.command, "Only this command");
+    addObject(options, m_options.object, "Only the commands of this object");
 }
 
 ExitCode CommandsSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)

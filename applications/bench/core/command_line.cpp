@@ -1,6 +1,7 @@
 #include "applications/bench/core/command_line.h"
 
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/literal_words.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/core/program_help.h"
 #include "applications/bench/core/suggestion.h"
 
@@ -45,12 +46,14 @@ public:
         addProgramHelp(m_app);
         m_app.require_subcommand(1);
         m_app.fallthrough();
-        m_general.addTo(m_app, formatsText(subcommands));
+        OptionSet general(m_app);
+        m_general.addTo(general, formatsText(subcommands));
         for (const auto& subcommand : subcommands) {
             const SubcommandDescription& description = subcommand->description();
             CLI::App* const app = m_app.add_subcommand(description.name, description.summary);
             app->footer(description.details);
-            subcommand->addTo(*app);
+            OptionSet options(*app);
+            subcommand->addTo(options);
             app->get_help_ptr()->group("Options");
         }
     }

@@ -1,77 +1,85 @@
 #include "applications/bench/core/general_options.h"
 
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/core/translations.h"
-
-#include <CLI/CLI.hpp>
 
 #include <string>
 
-void GeneralOptionsParser::addTo(CLI::App& app, const QString& formats)
+namespace {
+
+// Headings of the help.
+constexpr const char* c_bench = "Bench";
+constexpr const char* c_simulation = "Simulated controller";
+constexpr const char* c_output = "Output";
+
+} // namespace
+
+void GeneralOptionsParser::addTo(OptionSet& options, const QString& formats)
 {
-    addBenchOptions(app);
-    addSimulationOptions(app);
-    addOutputOptions(app, formats);
+    addBenchOptions(options);
+    addSimulationOptions(options);
+    addOutputOptions(options, formats);
 }
 
-void GeneralOptionsParser::addBenchOptions(CLI::App& app)
+void GeneralOptionsParser::addBenchOptions(OptionSet& options)
 {
-    const std::string bench = "Bench";
-    addText(app, "--config", m_options.configFile,
-            "Configuration of the bench; without it the bundled one, simulated")
-        ->type_name("FILE")
-        ->group(bench);
-    addText(app, "--plugins", m_options.pluginFolder, "Folder of the plug-ins [<program>/../plugins]")
-        ->type_name("DIR")
-        ->group(bench);
-    addText(app, "--properties", m_options.propertiesFile,
-            "Where persistent properties are kept [in the user's data folder; none when simulated]")
-        ->type_name("FILE")
-        ->group(bench);
-    addText(app, "--trace", m_options.traceFile, "Write every frame that is sent or received to this file")
-        ->type_name("FILE")
-        ->group(bench);
+    options
+        .text("--config", "FILE", m_options.configFile,
+              "Configuration of the bench; without it the bundled one, simulated")
+        .inGroup(c_bench);
+    options.text("--plugins", "DIR", m_options.pluginFolder, "Folder of the plug-ins [<program>/../plugins]")
+        .inGroup(c_bench);
+    options
+        .text("--properties", "FILE", m_options.propertiesFile,
+              "Where persistent properties are kept [in the user's data folder; none when simulated]")
+        .inGroup(c_bench);
+    options
+        .text("--trace", "FILE", m_options.traceFile,
+              "Write every frame that is sent or received to this file")
+        .inGroup(c_bench);
 }
 
-void GeneralOptionsParser::addSimulationOptions(CLI::App& app)
+void GeneralOptionsParser::addSimulationOptions(OptionSet& options)
 {
     using Simulation = GeneralOptions::Simulation;
-    const std::string simulation = "Simulated controller";
-    addConverted(app, "--simulate", "Use a controller inside this program [none with --config, else tcp]",
-                 [this](const QString& text) {
-                     m_simulation = text == QLatin1String("tcp")   ? Simulation::Tcp
-                                    : text == QLatin1String("rtu") ? Simulation::Rtu
-                                                                   : Simulation::None;
-                 })
-        ->type_name("tcp|rtu|none")
-        ->check(CLI::IsMember({"tcp", "rtu", "none"}).description(""))
-        ->group(simulation);
-    addText(app, "--profile", m_options.profile, "Which controller it is (a wrong name lists them all)")
-        ->type_name("NAME")
-        ->group(simulation);
-    addRepeatedText(app, "--fault", m_options.faults,
-                    "What goes wrong with it; may be repeated (\"help\" lists the faults)")
-        ->type_name("FAULT")
-        ->group(simulation);
+    const auto take = [this](const QString& text) {
+        m_simulation = text == QLatin1String("tcp")   ? Simulation::Tcp
+                       : text == QLatin1String("rtu") ? Simulation::Rtu
+                                                      : Simulation::None;
+    };
+    options
+        .converted("--simulate", "tcp|rtu|none", take,
+                   "Use a controller inside this program [none with --config, else tcp]")
+        .oneOf({"tcp", "rtu", "none"})
+        .inGroup(c_simulation);
+    options
+        .text("--profile", "NAME", m_options.profile, "Which controller it is (a wrong name lists them all)")
+        .inGroup(c_simulation);
+    options
+        .texts("--fault", "FAULT", m_options.faults,
+               "What goes wrong with it; may be repeated (\"help\" lists the faults)")
+        .inGroup(c_simulation);
 }
 
-void GeneralOptionsParser::addOutputOptions(CLI::App& app, const QString& formats)
+void GeneralOptionsParser::addOutputOptions(OptionSet& options, const QString& formats)
 {
-    const std::string output = "Output";
-    addConverted(app, "--format", "Form of the results [" + formats.toStdString() + "]",
-                 [this](const QString& text) { m_format = outputFormatByName(text); })
-        ->type_name("table|json|jsonl|csv")
-        ->check(CLI::IsMember({"table", "json", "jsonl", "markdown", "csv"}).description(""))
-        ->group(output);
-    addText(app, "--language", m_options.language, "Language of the plug-ins' texts [the system's, else en]")
-        ->type_name(availableLanguages().join(QLatin1Char('|')).toStdString())
-        ->group(output);
-    CLI::Option* const verbose =
-        app.add_flag("-v,--verbose", m_options.verbose, "Tell what is done, show the whole log")
-            ->group(output);
-    app.add_flag("--quiet", m_options.quiet, "No warnings, no log; errors only")
-        ->group(output)
-        ->excludes(verbose);
+    const auto take = [this](const QString& text) { m_format = outputFormatByName(text); };
+    options
+        .converted("--format", "table|json|jsonl|csv", take,
+                   "Form of the results [" + formats.toStdString() + "]")
+        .oneOf({"table", "json", "jsonl", "markdown", "csv"})
+        .inGroup(c_output);
+    const std::string languages = availableLanguages().join(QLatin1Char('|')).toStdString();
+    options
+        .text("--language", languages.c_str(), m_options.language,
+              "Language of the plug-ins' texts [the system's, else en]")
+        .inGroup(c_output);
+    const AddedOption verbose =
+        options.flag("-v,--verbose", m_options.verbose, "Tell what is done, show the whole log")
+            .inGroup(c_output);
+    options.flag("--quiet", m_options.quiet, "No warnings, no log; errors only")
+        .excludes(verbose)
+        .inGroup(c_output);
 }
 
 GeneralOptions GeneralOptionsParser::options(OutputFormat format) const

@@ -7,9 +7,7 @@
 
 #include <optional>
 
-namespace CLI {
-class App;
-}
+class OptionSet;
 
 // What every subcommand may be asked for: which bench, which simulated controller, and how to speak.
 struct GeneralOptions
@@ -42,14 +40,14 @@ class GeneralOptionsParser
 {
 public:
     // `formats` is what the help says of the form of results that nobody has asked for.
-    void addTo(CLI::App& app, const QString& formats);
+    void addTo(OptionSet& options, const QString& formats);
     // After parsing. `format` is the one that nobody has asked for.
     GeneralOptions options(OutputFormat format) const;
 
 private:
-    void addBenchOptions(CLI::App& app);
-    void addSimulationOptions(CLI::App& app);
-    void addOutputOptions(CLI::App& app, const QString& formats);
+    void addBenchOptions(OptionSet& options);
+    void addSimulationOptions(OptionSet& options);
+    void addOutputOptions(OptionSet& options, const QString& formats);
 
     GeneralOptions m_options;
     std::optional<GeneralOptions::Simulation> m_simulation;

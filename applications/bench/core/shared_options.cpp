@@ -1,51 +1,37 @@
 #include "applications/bench/core/shared_options.h"
 
-#include "applications/bench/core/option_binding.h"
-
-#include <CLI/CLI.hpp>
+#include "applications/bench/core/option_set.h"
 
 #include <limits>
-#include <string>
 
 namespace {
 
-constexpr double c_millisecondsPerSecond = 1000;
+constexpr int c_most = std::numeric_limits<int>::max();
+constexpr double c_shortestListening = 0.001;  // s
 constexpr double c_longestListening = 2000000; // s; in milliseconds it fits an int
 
 } // namespace
 
-void addObject(CLI::App& app, QString& object, const char* description)
+void addObject(OptionSet& options, QString& object, const char* description)
 {
-    addText(app, "--object", object, description)->type_name("NAME");
+    options.text("--object", "NAME", object, description);
 }
 
-void addLinkWait(CLI::App& app, int& milliseconds)
+void addLinkWait(OptionSet& options, int& milliseconds)
 {
-    app.add_option("--timeout", milliseconds,
+    options.number("--timeout", "MS", milliseconds, 0, c_most,
                    "How long to wait for the links in milliseconds [" + std::to_string(c_defaultLinkWait) +
-                       "]")
-        ->type_name("MS")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
+                       "]");
 }
 
-void addOrderTimeout(CLI::App& app, int& milliseconds, const char* description)
+void addOrderTimeout(OptionSet& options, int& milliseconds, const char* description)
 {
-    app.add_option("--timeout", milliseconds, description)
-        ->type_name("MS")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
+    options.number("--timeout", "MS", milliseconds, 1, c_most, description);
 }
 
-void addListeningBounds(CLI::App& app, ListeningBounds& bounds, const char* descriptionOfCount)
+void addListeningBounds(OptionSet& options, ListeningBounds& bounds, const char* descriptionOfCount)
 {
-    app.add_option("--count", bounds.count, descriptionOfCount)
-        ->type_name("N")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
-    app.add_option_function<double>(
-           "--seconds",
-           [&bounds](const double& seconds) {
-               bounds.duration = static_cast<int>(seconds * c_millisecondsPerSecond);
-           },
-           "Listening: end after so many seconds [none]")
-        ->type_name("S")
-        ->check(CLI::Range(0.001, c_longestListening).description(""));
+    options.number("--count", "N", bounds.count, 1, c_most, descriptionOfCount);
+    options.seconds("--seconds", bounds.duration, c_shortestListening, c_longestListening,
+                    "Listening: end after so many seconds [none]");
 }

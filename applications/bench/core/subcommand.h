@@ -14,11 +14,8 @@
 #include <memory>
 #include <vector>
 
+class OptionSet;
 class QCoreApplication;
-
-namespace CLI {
-class App;
-}
 
 // What the command line and its help need to know of a subcommand before any option is read.
 struct SubcommandDescription
@@ -45,7 +42,7 @@ public:
     QString name() const { return QString::fromLatin1(m_description.name); }
 
     // Adds its options, each bound to a member.
-    virtual void addTo(CLI::App& app) = 0;
+    virtual void addTo(OptionSet& options) = 0;
     // After parsing. A combination that the parser's rules cannot tell; empty when there is nothing to
     // complain about. One that overrides this asks for formatProblem() too.
     virtual QString contradiction(const GeneralOptions& general) const;

@@ -1,8 +1,7 @@
 #include "applications/bench/demo/demo_subcommand.h"
 
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/demo/demonstration.h"
-
-#include <CLI/CLI.hpp>
 
 DemoSubcommand::DemoSubcommand()
     : Subcommand({"demo",
@@ -17,10 +16,10 @@ DemoSubcommand::DemoSubcommand()
                   "\"demo\" is for reading and has no --format; \"run\" has"})
 {}
 
-void DemoSubcommand::addTo(CLI::App& app)
+void DemoSubcommand::addTo(OptionSet& options)
 {
-    app.add_flag("--tcp", m_options.onlyTcp, "Over TCP only");
-    app.add_flag("--rtu", m_options.onlyRtu, "Over a serial line only");
+    options.flag("--tcp", m_options.onlyTcp, "Over TCP only");
+    options.flag("--rtu", m_options.onlyRtu, "Over a serial line only");
 }
 
 QString DemoSubcommand::contradiction(const GeneralOptions& general) const

@@ -105,9 +105,9 @@ ListSubcommand::ListSubcommand()
                   "  mdc-bench --config bench.json list --timeout 500 --format json\n"})
 {}
 
-void ListSubcommand::addTo(CLI::App& app)
+void ListSubcommand::addTo(OptionSet& options)
 {
-    addLinkWait(app, m_options.linkWait);
+    addLinkWait(options, m_options.linkWait);
 }
 
 ExitCode ListSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)

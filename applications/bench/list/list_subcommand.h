@@ -15,7 +15,7 @@ public:
     ListSubcommand();
 
     const ListOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 
 private:

@@ -1,12 +1,11 @@
 #include "applications/bench/panel/panel_subcommand.h"
 
 #include "applications/bench/core/bench_session.h"
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/panel/panel_library.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-#include <CLI/CLI.hpp>
 #include <QCoreApplication>
 
 namespace {
@@ -74,20 +73,20 @@ PanelSubcommand::PanelSubcommand()
            "exception=2/0x06\n"})
 {}
 
-void PanelSubcommand::addTo(CLI::App& app)
+void PanelSubcommand::addTo(OptionSet& options)
 {
-    addObject(app, m_options.object, "Only the page of this device [all devices]");
-    addLinkWait(app, m_options.linkWait);
-    addText(app, "--screenshot", m_options.screenshotFile, "Draw the page into this PNG file and end")
-        ->type_name("FILE");
-    addRepeatedText(app, "--press", m_options.presses,
-                    "Press the item whose object name ends so before the picture is drawn; may be repeated")
-        ->type_name("NAME")
-        ->needs("--screenshot");
-    addConverted(app, "--size", "Size of the window in pixels [600x800]", [this](const QString& text) {
-        m_options.size = sizeFromText(text);
-    })->type_name("WxH");
-    app.add_flag("--dark", m_options.dark, "Light on dark");
+    addObject(options, m_options.object, "Only the page of this device [all devices]");
+    addLinkWait(options, m_options.linkWait);
+    options.text("--screenshot", "FILE", m_options.screenshotFile,
+                 "Draw the page into this PNG file and end");
+    options
+        .texts("--press", "NAME", m_options.presses,
+               "Press the item whose object name ends so before the picture is drawn; may be repeated")
+        .needs("--screenshot");
+    options.converted(
+        "--size", "WxH", [this](const QString& text) { m_options.size = sizeFromText(text); },
+        "Size of the window in pixels [600x800]");
+    options.flag("--dark", m_options.dark, "Light on dark");
 }
 
 QString PanelSubcommand::contradiction(const GeneralOptions& general) const

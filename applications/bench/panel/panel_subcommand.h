@@ -10,7 +10,7 @@ public:
     PanelSubcommand();
 
     const PanelOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     QString contradiction(const GeneralOptions& general) const override;
     // The panel's library makes it: only a page needs an application object with windows.
     std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv,

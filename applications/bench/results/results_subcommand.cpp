@@ -2,14 +2,13 @@
 
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/device_choice.h"
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/results/results_run.h"
 #include "applications/bench/results/tightening_log.h"
 
-#include <CLI/CLI.hpp>
-
 namespace {
 
+constexpr int c_mostKeptFiles = 1000;
 const QStringList c_commands{QStringLiteral("getInfo"), QStringLiteral("getRegister"),
                              QStringLiteral("listenEventsData")};
 
@@ -85,22 +84,17 @@ ResultsSubcommand::ResultsSubcommand()
            "\"results\" writes --format jsonl or csv"})
 {}
 
-void ResultsSubcommand::addTo(CLI::App& app)
+void ResultsSubcommand::addTo(OptionSet& options)
 {
-    addObject(app, m_options.object, "Device whose tightenings they are [the first device]");
-    addText(app, "--output", m_options.outputFile, "Append to this file [standard output]")
-        ->type_name("FILE");
-    app.add_option("--rotate-size", m_options.rotateSize,
-                   "Begin a new file before it would hold more bytes; the full one becomes FILE.1 [never]")
-        ->type_name("BYTES")
-        ->check(CLI::PositiveNumber.description(""));
-    app.add_option("--keep", m_options.keptFiles,
-                   "How many full files are kept [" + std::to_string(m_options.keptFiles) + "]")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1000).description(""));
-    addText(app, "--program-value", m_options.programName, "Value that tells the program [program]")
-        ->type_name("NAME");
-    addListeningBounds(app, m_options.bounds, "End after so many events [none]");
+    addObject(options, m_options.object, "Device whose tightenings they are [the first device]");
+    options.text("--output", "FILE", m_options.outputFile, "Append to this file [standard output]");
+    options.positiveNumber(
+        "--rotate-size", "BYTES", m_options.rotateSize,
+        "Begin a new file before it would hold more bytes; the full one becomes FILE.1 [never]");
+    options.number("--keep", "N", m_options.keptFiles, 0, c_mostKeptFiles,
+                   "How many full files are kept [" + std::to_string(m_options.keptFiles) + "]");
+    options.text("--program-value", "NAME", m_options.programName, "Value that tells the program [program]");
+    addListeningBounds(options, m_options.bounds, "End after so many events [none]");
 }
 
 QString ResultsSubcommand::contradiction(const GeneralOptions& general) const

@@ -24,7 +24,7 @@ public:
     ResultsSubcommand();
 
     const ResultsOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     QString contradiction(const GeneralOptions& general) const override;
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 

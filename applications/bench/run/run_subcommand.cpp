@@ -1,9 +1,7 @@
 #include "applications/bench/run/run_subcommand.h"
 
-#include "applications/bench/core/option_binding.h"
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/run/command_run.h"
-
-#include <CLI/CLI.hpp>
 
 RunSubcommand::RunSubcommand()
     : Subcommand(
@@ -22,16 +20,16 @@ RunSubcommand::RunSubcommand()
            "  mdc-bench run setDirection direction=1 --fault help    which faults can be simulated\n"})
 {}
 
-void RunSubcommand::addTo(CLI::App& app)
+void RunSubcommand::addTo(OptionSet& options)
 {
-    addText(app, "COMMAND", m_options.command, "Name of the command")->type_name("")->required();
-    addWords(app, "name=value", m_options.arguments, "Its parameters")->type_name("")->expected(0, -1);
-    addObject(app, m_options.object, "Object whose command it is [the first device]");
-    addOrderTimeout(app, m_options.timeout, "Bound for the whole order in milliseconds [none]");
-    app.add_flag("--no-identify", m_options.withoutIdentification,
+    options.word("COMMAND", m_options.command, "Name of the command").required();
+    options.words("name=value", m_options.arguments, 0, OptionSet::c_any, "Its parameters");
+    addObject(options, m_options.object, "Object whose command it is [the first device]");
+    addOrderTimeout(options, m_options.timeout, "Bound for the whole order in milliseconds [none]");
+    options.flag("--no-identify", m_options.withoutIdentification,
                  "Do not read the device information first (the registers of generation 1 are used)");
-    addListeningBounds(app, m_options.bounds, "Listening: end after so many printed updates [none]");
-    app.add_flag("--changes", m_options.changesOnly,
+    addListeningBounds(options, m_options.bounds, "Listening: end after so many printed updates [none]");
+    options.flag("--changes", m_options.changesOnly,
                  "Listening: print only what differs from the update before");
 }
 

@@ -10,7 +10,7 @@ public:
     RunSubcommand();
 
     const RunOptions& options() const { return m_options; }
-    void addTo(CLI::App& app) override;
+    void addTo(OptionSet& options) override;
     QString contradiction(const GeneralOptions& general) const override;
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 
