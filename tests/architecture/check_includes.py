@@ -136,6 +136,8 @@ def check(root, document):
         for match in INCLUDE.finditer(text):
             target_file = included_file(root, path, match.group(1) or match.group(2))
             if target_file is None:
+                if match.group(1) and not match.group(1).endswith(".moc"):
+                    problems.append(f"{name} includes {match.group(1)}, which is no file of this project")
                 continue
             target = room_of(target_file, rooms)
             used.add((room, target))

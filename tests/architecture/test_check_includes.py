@@ -73,6 +73,8 @@ class CheckIncludes(unittest.TestCase):
              "applications/b may not include tests/support"),
             ({"applications/b/b.h": ""},
              "the table allows applications/b to include framework/lib_a, and nothing does"),
+            ({"tests/support/fake.h": '#include <lib_a/a.h>\n#include "../gone.h"\n'},
+             "tests/support/fake.h includes ../gone.h, which is no file of this project"),
             ({"applications/new/d.cpp": ""}, "applications/new/d.cpp lies in no room of the table"),
             ({"applications/b/inner/c.cpp": None, "applications/b/inner/c.h": None,
               "applications/b/tests/tst_b.cpp": None},

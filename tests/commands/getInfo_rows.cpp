@@ -1,6 +1,6 @@
 #include "command_rows.h"
 
-#include "../identification_samples.h"
+#include "tests/support/identification_samples.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 #include "command_bench.h"
-#include "identification_samples.h"
+#include "tests/support/identification_samples.h"
 
 #include "d_cmd_getInfo.h"
 #include "model/identification_block.h"
