@@ -79,6 +79,74 @@ std::nullopt_t failed(QString* error, const QString& text)
     return std::nullopt;
 }
 
+// Each reads its part of a fault's text, and says behind the text what is wrong with it: nothing when it is
+// as it should be, or not there.
+
+QString readKind(const QRegularExpressionMatch& match, Fault& fault)
+{
+    const QString name = match.captured(1);
+    const QList<FaultDescription>& all = faultDescriptions();
+    const auto found = std::find_if(all.cbegin(), all.cend(), [&name](const FaultDescription& one) {
+        return name == QLatin1String(one.name);
+    });
+    if (found == all.cend())
+        return QStringLiteral(" is no fault: the name \"%1\" is not one of %2").arg(name, allowedNames());
+    fault.kind = found->kind;
+    const bool hasValue = match.capturedStart(2) >= 0;
+    if (found->valueName == nullptr)
+        return hasValue ? QStringLiteral(": %1 takes no value").arg(name) : QString();
+    const auto value = number(match.captured(3), found->minimum, found->maximum);
+    if (!value) {
+        return QStringLiteral(": %1 needs a value \"%1=%2\" from %3 to %4")
+            .arg(name, QString::fromLatin1(found->valueName))
+            .arg(found->minimum)
+            .arg(found->maximum);
+    }
+    fault.value = *value;
+    return {};
+}
+
+QString readWhen(const QRegularExpressionMatch& match, Fault& fault)
+{
+    if (match.capturedStart(4) < 0)
+        return {};
+    const QString when = match.captured(5);
+    if (when == QLatin1String("once")) {
+        fault.when = Fault::When::Once;
+        return {};
+    }
+    const auto requests = parseRequests(when);
+    if (!requests)
+        return QStringLiteral(": what follows \"@\" is \"once\" or request numbers from 1, as \"3\" or "
+                              "\"5-7,9\"");
+    fault.when = Fault::When::AtRequests;
+    fault.requests = *requests;
+    return {};
+}
+
+QString readFunction(const QRegularExpressionMatch& match, Fault& fault)
+{
+    if (match.capturedStart(6) < 0)
+        return {};
+    const auto function = number(match.captured(7), 1, 127);
+    if (!function)
+        return QStringLiteral(": what follows \"/\" is a function code from 1 to 127, as \"6\" or \"0x06\"");
+    fault.function = static_cast<quint8>(*function);
+    return {};
+}
+
+QString readRegisters(const QRegularExpressionMatch& match, Fault& fault)
+{
+    if (match.capturedStart(8) < 0)
+        return {};
+    fault.registers = parseRange(match.captured(9), 0, c_lastAddress);
+    if (!fault.registers)
+        return QStringLiteral(
+            ": what follows \"#\" is a register from 0 to 65535, as \"117\", or from one to "
+            "another, as \"100-199\"");
+    return {};
+}
+
 bool isOver(const Fault& fault, int seen)
 {
     switch (fault.when) {
@@ -145,70 +213,11 @@ std::optional<Fault> Fault::parse(const QString& text, QString* error)
                                  "\"late=4000@3\" or \"exception=2@once/0x06#117\"")
                                  .arg(text));
     }
-
-    const QString name = match.captured(1);
-    const QList<FaultDescription>& all = faultDescriptions();
-    const auto found = std::find_if(all.cbegin(), all.cend(), [&name](const FaultDescription& one) {
-        return name == QLatin1String(one.name);
-    });
-    if (found == all.cend()) {
-        return failed(error, QStringLiteral("\"%1\" is no fault: the name \"%2\" is not one of %3")
-                                 .arg(text, name, allowedNames()));
-    }
-
     Fault fault;
-    fault.kind = found->kind;
-    const bool hasValue = match.capturedStart(2) >= 0;
-    if (found->valueName == nullptr) {
-        if (hasValue)
-            return failed(error, QStringLiteral("\"%1\": %2 takes no value").arg(text, name));
-    } else {
-        const auto value = number(match.captured(3), found->minimum, found->maximum);
-        if (!value) {
-            return failed(error, QStringLiteral("\"%1\": %2 needs a value \"%2=%3\" from %4 to %5")
-                                     .arg(text, name, QString::fromLatin1(found->valueName))
-                                     .arg(found->minimum)
-                                     .arg(found->maximum));
-        }
-        fault.value = *value;
-    }
-
-    if (match.capturedStart(4) >= 0) {
-        const QString when = match.captured(5);
-        if (when == QLatin1String("once")) {
-            fault.when = When::Once;
-        } else {
-            const auto requests = parseRequests(when);
-            if (!requests) {
-                return failed(error,
-                              QStringLiteral("\"%1\": what follows \"@\" is \"once\" or request numbers "
-                                             "from 1, as \"3\" or \"5-7,9\"")
-                                  .arg(text));
-            }
-            fault.when = When::AtRequests;
-            fault.requests = *requests;
-        }
-    }
-
-    if (match.capturedStart(6) >= 0) {
-        const auto function = number(match.captured(7), 1, 127);
-        if (!function) {
-            return failed(error,
-                          QStringLiteral("\"%1\": what follows \"/\" is a function code from 1 to 127, as "
-                                         "\"6\" or \"0x06\"")
-                              .arg(text));
-        }
-        fault.function = static_cast<quint8>(*function);
-    }
-
-    if (match.capturedStart(8) >= 0) {
-        fault.registers = parseRange(match.captured(9), 0, c_lastAddress);
-        if (!fault.registers) {
-            return failed(
-                error, QStringLiteral("\"%1\": what follows \"#\" is a register from 0 to 65535, as \"117\", "
-                                      "or from one to another, as \"100-199\"")
-                           .arg(text));
-        }
+    for (const auto readPart : {readKind, readWhen, readFunction, readRegisters}) {
+        const QString wrong = readPart(match, fault);
+        if (!wrong.isEmpty())
+            return failed(error, QStringLiteral("\"%1\"").arg(text) + wrong);
     }
     return fault;
 }

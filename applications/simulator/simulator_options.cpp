@@ -60,51 +60,58 @@ std::string checkProfile(const std::string& name)
     return "\"" + name + "\" is no profile; there are\n" + profileTable();
 }
 
-} // namespace
-
-std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* argv, int* exitCode)
+// What is read before it is put into options.
+struct Given
 {
-    SimulatorOptions options;
-    std::string configuration = options.configuration.toStdString();
+    std::string configuration;
     std::string object;
     std::string profile = "mdc32-gen2";
     std::string serialDevice;
     std::string parity = "even";
     std::vector<std::string> faults;
-    quint16 port = c_defaultPort;
+    std::optional<quint16> port;
     bool listProfiles = false;
     bool listFaults = false;
+};
 
-    CLI::App app{"A simulated MDC controller: answers Modbus TCP on 127.0.0.1, on a serial device or on a\n"
-                 "pseudo-terminal, and misbehaves on demand.",
-                 "mdc-simulator"};
-    app.add_option("--config", configuration,
+void addController(CLI::App& app, SimulatorOptions& options, Given& given)
+{
+    app.add_option("--config", given.configuration,
                    "Bench configuration whose register map the controller follows (the bundled sample)");
-    app.add_option("--object", object, "Name of the device object in it (needed when there are several)");
-    app.add_option("--profile", profile, "Which controller to be, see --list-profiles")
+    app.add_option("--object", given.object,
+                   "Name of the device object in it (needed when there are several)");
+    app.add_option("--profile", given.profile, "Which controller to be, see --list-profiles")
         ->check(CLI::Validator(checkProfile, "NAME"))
         ->capture_default_str();
     app.add_option("--unit", options.unitId, "Modbus unit id")
         ->check(CLI::Range(1, 247))
         ->capture_default_str();
-    auto* portOption = app.add_option(
-        "--port", port, "TCP port, 0 takes a free one (1502 unless --pty or --serial is given)");
+}
+
+void addTransports(CLI::App& app, SimulatorOptions& options, Given& given)
+{
+    app.add_option("--port", given.port,
+                   "TCP port, 0 takes a free one (1502 unless --pty or --serial is given)");
     auto* ptyOption =
         app.add_flag("--pty", options.pseudoTerminal, "Serve a pseudo-terminal; its name is printed");
     app.add_option("--pace", options.pace,
                    "Baud rate whose time the bytes on --pty take, 11 bits each (no time unless given)")
         ->needs(ptyOption)
         ->check(CLI::Range(300, 4000000));
-    auto* serialOption = app.add_option("--serial", serialDevice, "Serve this serial device");
+    auto* serialOption = app.add_option("--serial", given.serialDevice, "Serve this serial device");
     app.add_option("--baud", options.baudRate, "Baud rate of --serial")
         ->needs(serialOption)
         ->check(CLI::Range(50, 4000000))
         ->capture_default_str();
-    app.add_option("--parity", parity, "Parity of --serial: even, odd or none")
+    app.add_option("--parity", given.parity, "Parity of --serial: even, odd or none")
         ->needs(serialOption)
         ->check(CLI::IsMember({"even", "odd", "none"}))
         ->capture_default_str();
-    app.add_option("--fault", faults, "A fault, see --list-faults; may be given several times")
+}
+
+void addState(CLI::App& app, SimulatorOptions& options, Given& given)
+{
+    app.add_option("--fault", given.faults, "A fault, see --list-faults; may be given several times")
         ->check(CLI::Validator(checkFault, "FAULT"))
         ->expected(1)
         ->take_all();
@@ -119,10 +126,37 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
     app.add_option("--event-count", options.eventCount,
                    "Where the event counter starts, 0 to 65535; the first event has one more")
         ->capture_default_str();
-    app.add_flag("--quiet", options.quiet, "Print nothing but where it listens, and errors");
-    app.add_flag("--list-profiles", listProfiles, "List the profiles and end");
-    app.add_flag("--list-faults", listFaults, "List the faults and end");
+}
 
+void take(const Given& given, SimulatorOptions& options)
+{
+    options.configuration = QString::fromStdString(given.configuration);
+    options.object = QString::fromStdString(given.object);
+    options.profile = *ControllerProfile::byName(QString::fromStdString(given.profile));
+    options.serialDevice = QString::fromStdString(given.serialDevice);
+    options.parity = static_cast<char>(std::toupper(static_cast<unsigned char>(given.parity.front())));
+    for (const std::string& text : given.faults)
+        options.faults.append(*Fault::parse(QString::fromStdString(text)));
+    if (given.port || (!options.pseudoTerminal && given.serialDevice.empty()))
+        options.port = given.port.value_or(c_defaultPort);
+}
+
+} // namespace
+
+std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* argv, int* exitCode)
+{
+    SimulatorOptions options;
+    Given given;
+    given.configuration = options.configuration.toStdString();
+    CLI::App app{"A simulated MDC controller: answers Modbus TCP on 127.0.0.1, on a serial device or on a\n"
+                 "pseudo-terminal, and misbehaves on demand.",
+                 "mdc-simulator"};
+    addController(app, options, given);
+    addTransports(app, options, given);
+    addState(app, options, given);
+    app.add_flag("--quiet", options.quiet, "Print nothing but where it listens, and errors");
+    app.add_flag("--list-profiles", given.listProfiles, "List the profiles and end");
+    app.add_flag("--list-faults", given.listFaults, "List the faults and end");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -130,21 +164,12 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
         *exitCode = code == 0 ? 0 : c_usageError;
         return std::nullopt;
     }
-    if (listProfiles || listFaults) {
-        std::cout << (listProfiles ? profileTable() : std::string())
-                  << (listFaults ? faultTable() : std::string());
+    if (given.listProfiles || given.listFaults) {
+        std::cout << (given.listProfiles ? profileTable() : std::string())
+                  << (given.listFaults ? faultTable() : std::string());
         *exitCode = 0;
         return std::nullopt;
     }
-
-    options.configuration = QString::fromStdString(configuration);
-    options.object = QString::fromStdString(object);
-    options.profile = *ControllerProfile::byName(QString::fromStdString(profile));
-    options.serialDevice = QString::fromStdString(serialDevice);
-    options.parity = static_cast<char>(std::toupper(static_cast<unsigned char>(parity.front())));
-    for (const std::string& text : faults)
-        options.faults.append(*Fault::parse(QString::fromStdString(text)));
-    if (portOption->count() > 0 || (!options.pseudoTerminal && serialDevice.empty()))
-        options.port = port;
+    take(given, options);
     return options;
 }

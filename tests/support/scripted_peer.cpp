@@ -135,83 +135,21 @@ void ScriptedPeer::onBytes(QTcpSocket* socket)
 
 void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
 {
-    const QByteArray transaction = request.left(2);
-    const int unit = static_cast<quint8>(request.at(6));
     const QByteArray pdu = goodPdu(request.mid(c_headerSize));
-    const QByteArray good = frame(transaction, 0, unit, pdu);
+    const QByteArray good = frame(request.left(2), 0, static_cast<quint8>(request.at(6)), pdu);
     const Fault fault = m_faultsLeft == 0 ? None : m_fault;
     if (m_faultsLeft > 0)
         --m_faultsLeft;
 
     switch (fault) {
-    case None:
-        socket->write(good);
-        break;
-    case NoAnswer:
-        break;
     case LateAnswer:
         QTimer::singleShot(lateBy, Qt::PreciseTimer, socket, [socket, good] { socket->write(good); });
-        break;
-    case Exception: {
-        QByteArray exception(1, static_cast<char>(pdu.at(0) | 0x80));
-        socket->write(frame(transaction, 0, unit, exception + static_cast<char>(exceptionCode)));
-        break;
-    }
-    case HalfFrame:
-        socket->write(good.left((c_headerSize + good.size()) / 2 + 1));
-        break;
-    case HeaderOnly:
-        socket->write(good.left(c_headerSize));
         break;
     case Close:
         socket->disconnectFromHost();
         break;
     case Reset:
         reset(socket);
-        break;
-    case LengthZero: {
-        QByteArray bytes = good;
-        bytes[4] = bytes[5] = 0;
-        socket->write(bytes);
-        break;
-    }
-    case LengthTooLarge: {
-        QByteArray bytes = good;
-        bytes[4] = 1;
-        socket->write(bytes);
-        break;
-    }
-    case WrongUnit:
-        socket->write(frame(transaction, 0, unit ^ 2, pdu));
-        break;
-    case WrongFunction: {
-        QByteArray bytes = pdu;
-        bytes[0] = static_cast<char>(bytes.at(0) ^ 0x07);
-        socket->write(frame(transaction, 0, unit, bytes));
-        break;
-    }
-    case WrongProtocol:
-        socket->write(frame(transaction, 1, unit, pdu));
-        break;
-    case WrongTransaction:
-        socket->write(frame(word(wordAt(transaction, 0) ^ 0x4000), 0, unit, pdu));
-        break;
-    case Flood: {
-        constexpr int c_frames = 300000;
-        socket->write(frame(word(wordAt(transaction, 0) ^ 0x4000), 0, unit, pdu).repeated(c_frames));
-        break;
-    }
-    case TooShortThenGood: {
-        QByteArray bytes = good.left(good.size() - 1);
-        bytes[5] = static_cast<char>(bytes.at(5) - 1);
-        socket->write(bytes + good);
-        break;
-    }
-    case TooLong:
-        socket->write(frame(transaction, 0, unit, pdu + word(0xBEEF)));
-        break;
-    case Duplicate:
-        socket->write(good + good);
         break;
     case Script:
         script(socket, request, good);
@@ -220,7 +158,64 @@ void ScriptedPeer::answer(QTcpSocket* socket, const QByteArray& request)
         socket->write(good);
         QTimer::singleShot(0, socket, [socket, good] { socket->write(good); });
         break;
+    default:
+        socket->write(damaged(fault, good));
+        break;
     }
+}
+
+// What comes in place of a good answer, where that is bytes at once and no more.
+QByteArray ScriptedPeer::damaged(Fault fault, const QByteArray& good) const
+{
+    const QByteArray transaction = good.left(2);
+    const QByteArray otherTransaction = word(wordAt(transaction, 0) ^ 0x4000);
+    const int unit = static_cast<quint8>(good.at(6));
+    const QByteArray pdu = good.mid(c_headerSize);
+    const auto withByte = [](QByteArray bytes, int at, int value) {
+        bytes[at] = static_cast<char>(value);
+        return bytes;
+    };
+    switch (fault) {
+    case NoAnswer:
+        return {};
+    case Exception:
+        return frame(transaction, 0, unit,
+                     QByteArray(1, static_cast<char>(pdu.at(0) | 0x80)) + static_cast<char>(exceptionCode));
+    case HalfFrame:
+        return good.left((c_headerSize + good.size()) / 2 + 1);
+    case HeaderOnly:
+        return good.left(c_headerSize);
+    case LengthZero:
+        return withByte(withByte(good, 4, 0), 5, 0);
+    case LengthTooLarge:
+        return withByte(good, 4, 1);
+    case WrongUnit:
+        return frame(transaction, 0, unit ^ 2, pdu);
+    case WrongFunction:
+        return frame(transaction, 0, unit, withByte(pdu, 0, pdu.at(0) ^ 0x07));
+    case WrongProtocol:
+        return frame(transaction, 1, unit, pdu);
+    case WrongTransaction:
+        return frame(otherTransaction, 0, unit, pdu);
+    case Flood: {
+        constexpr int c_frames = 300000;
+        return frame(otherTransaction, 0, unit, pdu).repeated(c_frames);
+    }
+    case TooShortThenGood:
+        return withByte(good.left(good.size() - 1), 5, good.at(5) - 1) + good;
+    case TooLong:
+        return frame(transaction, 0, unit, pdu + word(0xBEEF));
+    case Duplicate:
+        return good + good;
+    case None:
+    case LateAnswer:
+    case Close:
+    case Reset:
+    case Script:
+    case Chatter:
+        break;
+    }
+    return good;
 }
 
 QByteArray ScriptedPeer::goodPdu(const QByteArray& request)

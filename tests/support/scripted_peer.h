@@ -86,6 +86,7 @@ private:
     void onBytes(QTcpSocket* socket);
     void answer(QTcpSocket* socket, const QByteArray& request);
     QByteArray goodPdu(const QByteArray& request);
+    QByteArray damaged(Fault fault, const QByteArray& good) const;
 
     QTcpServer m_server;
     quint16 m_port = 0;
