@@ -138,7 +138,7 @@ set(MDC_TEST_ENVIRONMENT
     QT_QPA_PLATFORM=offscreen
     ASAN_OPTIONS=detect_leaks=1
     UBSAN_OPTIONS=print_stacktrace=1
-    LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp
+    LSAN_OPTIONS=print_suppressions=0:suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp
     # Qt is not built with it: what only Qt's own code does would be told of without its locks.
     TSAN_OPTIONS=ignore_noninstrumented_modules=1:suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp)
 

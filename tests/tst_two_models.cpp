@@ -68,7 +68,9 @@ void addProfiles()
 QString pluginRange(const QString& text)
 {
     const auto range = backupRange(backupRangeItems(QRegularExpression(backupRangePattern()), text));
-    return range ? QStringLiteral("%1-%2").arg(range->first).arg(range->first + range->count - 1) : QString();
+    // The grammar allows numbers that no register has: the end of such a range is beyond int.
+    return range ? QStringLiteral("%1-%2").arg(range->first).arg(qint64{range->first} + range->count - 1)
+                 : QString();
 }
 
 QString simulatorRange(const QString& text)
