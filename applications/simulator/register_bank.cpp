@@ -10,19 +10,19 @@ bool isWritableTable(QModbusDataUnit::RegisterType table)
     return table == QModbusDataUnit::HoldingRegisters || table == QModbusDataUnit::Coils;
 }
 
-RegisterBank::Register* RegisterBank::find(const RegisterPlace& place)
+RegisterBank::Register* RegisterBank::find(const TableAddress& place)
 {
     QHash<quint16, Register>& table = m_tables[place.table];
     const auto found = table.find(place.address);
     return found == table.end() ? nullptr : &*found;
 }
 
-const RegisterBank::Register* RegisterBank::find(const RegisterPlace& place) const
+const RegisterBank::Register* RegisterBank::find(const TableAddress& place) const
 {
     return findBehind(place.table, place.address, 0);
 }
 
-bool RegisterBank::define(const RegisterPlace& place, const Register& content)
+bool RegisterBank::define(const TableAddress& place, const Register& content)
 {
     if (find(place) != nullptr)
         return false;

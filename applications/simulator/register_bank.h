@@ -6,7 +6,7 @@
 #include <QtGlobal>
 #include <QVector>
 
-struct RegisterPlace
+struct TableAddress
 {
     QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
     quint16 address = 0;
@@ -40,10 +40,10 @@ public:
     };
 
     // Null when it is not defined.
-    Register* find(const RegisterPlace& place);
-    const Register* find(const RegisterPlace& place) const;
+    Register* find(const TableAddress& place);
+    const Register* find(const TableAddress& place) const;
     // False, and nothing done, when it is defined already.
-    bool define(const RegisterPlace& place, const Register& content);
+    bool define(const TableAddress& place, const Register& content);
 
     // All `count` registers must be defined, else c_illegalAddress: behind the last address nothing is.
     quint8 read(QModbusDataUnit::RegisterType table, quint16 address, int count,

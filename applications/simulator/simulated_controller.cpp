@@ -22,7 +22,7 @@ SimulatedController::SimulatedController(const QJsonObject& deviceConfiguration,
                                          const ControllerProfile& profile, QObject* parent)
     : QObject(parent)
     , m_profile(profile)
-    , m_registers(ControllerRegisters::describedBy(deviceConfiguration, profile))
+    , m_registers(SimulatedRegisters::describedBy(deviceConfiguration, profile))
 {}
 
 quint8 SimulatedController::read(QModbusDataUnit::RegisterType table, quint16 address, int count,
@@ -150,7 +150,7 @@ void SimulatedController::showEvent()
 {
     if (!m_registers.eventBlock)
         return;
-    const ControllerRegisters::EventBlock& block = *m_registers.eventBlock;
+    const SimulatedRegisters::EventBlock& block = *m_registers.eventBlock;
     const QVector<quint16> words = encodeEvent(block.layout, block.size, m_lastEvent);
     for (int i = 0; i < words.size(); ++i)
         m_registers.bank.find({block.place.table, static_cast<quint16>(block.place.address + i)})->value =

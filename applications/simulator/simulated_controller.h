@@ -1,8 +1,8 @@
 #pragma once
 
 #include "applications/simulator/controller_profile.h"
-#include "applications/simulator/controller_registers.h"
 #include "applications/simulator/controller_write.h"
+#include "applications/simulator/simulated_registers.h"
 #include "applications/simulator/tightening_event.h"
 
 #include <QJsonObject>
@@ -121,7 +121,7 @@ private:
     void showEvent();
 
     ControllerProfile m_profile;
-    ControllerRegisters m_registers;
+    SimulatedRegisters m_registers;
     QList<ControllerWrite> m_writes;
     qint64 m_acceptedWriteCount = 0;
     qint64 m_refusedWriteCount = 0;

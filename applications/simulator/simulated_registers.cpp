@@ -1,4 +1,4 @@
-#include "applications/simulator/controller_registers.h"
+#include "applications/simulator/simulated_registers.h"
 
 #include "applications/simulator/backed_up_registers.h"
 #include "applications/simulator/channel_meaning.h"
@@ -112,7 +112,7 @@ public:
         , m_parameters(configuration.value(QStringLiteral("parameters")).toObject())
     {}
 
-    ControllerRegisters read()
+    SimulatedRegisters read()
     {
         // The number of programs bounds what a channel accepts.
         definePrograms();
@@ -128,9 +128,9 @@ private:
     void definePrograms();
     RegisterLayout programLayout();
     void defineSingleRegisters();
-    RegisterBank::Register contentOf(const ChannelMeaning& meaning, const RegisterPlace& place) const;
+    RegisterBank::Register contentOf(const ChannelMeaning& meaning, const TableAddress& place) const;
     void defineEvents();
-    void readEventKeys(const ControllerRegisters::EventBlock& block);
+    void readEventKeys(const SimulatedRegisters::EventBlock& block);
     void defineOtherChannels();
     void defineOtherChannel(const QString& name, const QJsonObject& entry);
     void defineParameters();
@@ -139,15 +139,15 @@ private:
     {
         return m_channels.value(channel).value(QStringLiteral("size"));
     }
-    std::optional<RegisterPlace> placeOf(const QString& name, const QJsonObject& entry, bool toWrite);
-    bool define(const QString& name, const RegisterPlace& place, const RegisterBank::Register& content);
+    std::optional<TableAddress> placeOf(const QString& name, const QJsonObject& entry, bool toWrite);
+    bool define(const QString& name, const TableAddress& place, const RegisterBank::Register& content);
     void say(const QString& problem) { m_result.problems.append(problem); }
 
     const ControllerProfile& m_profile;
     const QString m_suffix;
     const Channels m_channels;
     const QJsonObject m_parameters;
-    ControllerRegisters m_result;
+    SimulatedRegisters m_result;
 };
 
 // False, and said why, when the configuration has no stored programs.
@@ -240,7 +240,7 @@ void RegisterReading::defineSingleRegisters()
 }
 
 RegisterBank::Register RegisterReading::contentOf(const ChannelMeaning& meaning,
-                                                  const RegisterPlace& place) const
+                                                  const TableAddress& place) const
 {
     RegisterBank::Register content;
     content.value = meaning.initial;
@@ -274,7 +274,7 @@ void RegisterReading::defineEvents()
                 .arg(name));
         return;
     }
-    const ControllerRegisters::EventBlock block{*place, static_cast<int>(*registers), {}};
+    const SimulatedRegisters::EventBlock block{*place, static_cast<int>(*registers), {}};
     for (int position = 0; position < block.size; ++position) {
         RegisterBank::Register content;
         content.channel = name;
@@ -284,7 +284,7 @@ void RegisterReading::defineEvents()
     readEventKeys(block);
 }
 
-void RegisterReading::readEventKeys(const ControllerRegisters::EventBlock& block)
+void RegisterReading::readEventKeys(const SimulatedRegisters::EventBlock& block)
 {
     const QString name = QLatin1String(c_eventKeys) + m_suffix;
     const QJsonValue keys = m_parameters.value(name);
@@ -360,8 +360,8 @@ void RegisterReading::defineParameters()
     }
 }
 
-std::optional<RegisterPlace> RegisterReading::placeOf(const QString& name, const QJsonObject& entry,
-                                                      bool toWrite)
+std::optional<TableAddress> RegisterReading::placeOf(const QString& name, const QJsonObject& entry,
+                                                     bool toWrite)
 {
     const auto address = wholeNumber(entry.value(QStringLiteral("register")));
     if (!address) {
@@ -379,10 +379,10 @@ std::optional<RegisterPlace> RegisterReading::placeOf(const QString& name, const
                      toWrite ? QStringLiteral("singleRegister, holdingRegisters, coils") : toRead));
         return std::nullopt;
     }
-    return RegisterPlace{*table, static_cast<quint16>(*address & 0xFFFF)};
+    return TableAddress{*table, static_cast<quint16>(*address & 0xFFFF)};
 }
 
-bool RegisterReading::define(const QString& name, const RegisterPlace& place,
+bool RegisterReading::define(const QString& name, const TableAddress& place,
                              const RegisterBank::Register& content)
 {
     if (m_result.bank.define(place, content))
@@ -397,8 +397,8 @@ bool RegisterReading::define(const QString& name, const RegisterPlace& place,
 
 } // namespace
 
-ControllerRegisters ControllerRegisters::describedBy(const QJsonObject& configuration,
-                                                     const ControllerProfile& profile)
+SimulatedRegisters SimulatedRegisters::describedBy(const QJsonObject& configuration,
+                                                   const ControllerProfile& profile)
 {
     return RegisterReading(configuration, profile).read();
 }

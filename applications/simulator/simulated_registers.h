@@ -12,18 +12,18 @@
 #include <optional>
 
 // The registers of a controller at power-on, as a device configuration describes them.
-struct ControllerRegisters
+struct SimulatedRegisters
 {
     struct EventBlock
     {
-        RegisterPlace place;
+        TableAddress place;
         int size = 0;
         RegisterLayout layout;
     };
 
     RegisterBank bank;
     // Of the channels of one register that have a meaning, by their names in generation 1.
-    QHash<QString, RegisterPlace> places;
+    QHash<QString, TableAddress> places;
     int programCount = 0;
     int programSize = 0; // registers
     // Nothing without a block, or without a key list that tells what its registers mean.
@@ -33,6 +33,5 @@ struct ControllerRegisters
     QStringList problems;
 
     // `configuration` is the "configuration" of a device object: its "channels" and "parameters".
-    static ControllerRegisters describedBy(const QJsonObject& configuration,
-                                           const ControllerProfile& profile);
+    static SimulatedRegisters describedBy(const QJsonObject& configuration, const ControllerProfile& profile);
 };
