@@ -143,6 +143,7 @@ void tst_DriverSchema::describesItself()
     toSerial.insert(serial.value(c_device).toString(), "/dev/ttyUSB0");
     for (QJsonObject* const configuration : {&toTcp, &toSerial}) {
         configuration->insert(description.value(c_unit).toString(), 7);
+        configuration->insert(description.value(c_addressOffset).toString(), -1);
         configuration->insert(description.value(c_frameTrace).toString(), "frames.txt");
         QCOMPARE(errorsOf(*configuration), QStringList());
     }
@@ -157,6 +158,7 @@ void tst_DriverSchema::describesItself()
     QCOMPARE(overSerial.address(), QStringLiteral("/dev/ttyUSB0"));
     for (const ModbusConfiguration& configuration : {overTcp, overSerial}) {
         QCOMPARE(configuration.unitId, 7);
+        QCOMPARE(configuration.addressOffset, -1);
         QCOMPARE(configuration.frameTrace, QStringLiteral("frames.txt"));
     }
 }

@@ -26,6 +26,8 @@ private Q_SLOTS:
     void unansweredWriteIsUncertain_data();
     void unansweredWriteIsUncertain();
     void unansweredReadTimesOut();
+    void unitAndAddressOffset_data();
+    void unitAndAddressOffset();
     void undefinedRegister();
     void withoutIdentification();
     void recoversFromRestart();
@@ -241,6 +243,55 @@ void tst_EndToEnd::unansweredReadTimesOut()
     QVERIFY(outcome.results.isEmpty());
     m_bench.simulator().faults().clear();
     QTRY_COMPARE(m_bench.registerValue("direction"), 0);
+}
+
+void tst_EndToEnd::unitAndAddressOffset_data()
+{
+    QTest::addColumn<bool>("rtu");
+    QTest::addColumn<int>("unit"); // of the controller
+    QTest::addColumn<int>("offset");
+    QTest::addColumn<int>("code"); // of the failure; none when the write arrives where it is meant
+    for (const bool rtu : {false, true}) {
+        const auto row = [rtu](const char* name) -> QTestData& {
+            return QTest::addRow("%s: %s", rtu ? "rtu" : "tcp", name) << rtu;
+        };
+        row("as configured") << 7 << -1 << int(IMessenger::CeEcNone);
+        // 7 is no direction, which is what lies before the program.
+        row("another offset") << 7 << 0 << int(IMessenger::CeEcRefused);
+        // The gateway has sent it on to nobody that it knows of; a line is silent.
+        row("another unit") << 1 << -1 << int(IMessenger::CeEcUncertain);
+    }
+}
+
+void tst_EndToEnd::unitAndAddressOffset()
+{
+    QFETCH(bool, rtu);
+    QFETCH(int, unit);
+    QFETCH(int, offset);
+    QFETCH(int, code);
+    ChainOptions options;
+    options.transport = transportOf(rtu);
+    options.link = {{"unitId", 7}, {"addressOffset", -1}};
+    QVERIFY2(m_bench.start(options), qPrintable(m_bench.error()));
+    Simulator& simulator = m_bench.simulator();
+    simulator.setUnitId(7);
+    QVERIFY(m_bench.run("getInfo").ok);
+    simulator.setUnitId(unit);
+    simulator.setAddressOffset(offset);
+
+    if (code == IMessenger::CeEcUncertain)
+        QTest::ignoreMessage(QtCriticalMsg,
+                             QRegularExpression("ERROR: Reply data is not in the correct format"));
+    const DOrderOutcome outcome = m_bench.run("setProgram", {{"program", 7}});
+    QVERIFY2(outcome.ok == (code == IMessenger::CeEcNone), qPrintable(outcome.errorMessage));
+    QCOMPARE(int(outcome.errorCode), code);
+    QCOMPARE(int(simulator.controller().direction()), 0);
+    QCOMPARE(int(simulator.controller().currentPreset()), outcome.ok ? 7 : 1);
+    if (outcome.ok) {
+        QCOMPARE(simulator.controller().writes().size(), 1);
+        QCOMPARE(simulator.controller().writes().constFirst().address, 6002);
+        QCOMPARE(m_bench.registerValue("currentPreset"), 7);
+    }
 }
 
 void tst_EndToEnd::undefinedRegister()

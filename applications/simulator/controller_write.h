@@ -11,7 +11,7 @@ struct ControllerWrite
     QDateTime time;
     QString transport; // "tcp", "rtu"
     QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
-    quint16 address = 0;
+    int address = 0; // of the configuration; with an address offset one that no register can have, too
     QVector<quint16> values; // a coil is 0 or 1
     quint8 exception = 0;    // the Modbus exception code of a refusal, 0 when accepted
 

@@ -44,3 +44,14 @@ std::optional<QJsonObject> findDeviceObject(const QJsonObject& benchConfiguratio
     }
     return devices.at(found);
 }
+
+QJsonObject findDriverObject(const QJsonObject& benchConfiguration, const QJsonObject& device)
+{
+    const QUuid wanted(device.value(QStringLiteral("driver")).toString());
+    const QJsonArray objects = benchConfiguration.value(QStringLiteral("objects")).toArray();
+    for (const QJsonValue& object : objects) {
+        if (!wanted.isNull() && QUuid(object[QStringLiteral("id")].toString()) == wanted)
+            return object.toObject();
+    }
+    return {};
+}

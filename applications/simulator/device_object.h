@@ -10,3 +10,6 @@
 // when that decides nothing.
 std::optional<QJsonObject> findDeviceObject(const QJsonObject& benchConfiguration, const QString& name,
                                             QString* error);
+
+// The driver object that a device object is linked to; empty when it is linked to none.
+QJsonObject findDriverObject(const QJsonObject& benchConfiguration, const QJsonObject& device);

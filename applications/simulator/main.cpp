@@ -1,11 +1,10 @@
-#include "applications/simulator/device_object.h"
 #include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulated_device.h"
 #include "applications/simulator/simulator.h"
 #include "applications/simulator/simulator_options.h"
 #include "applications/simulator/termination_signal.h"
 #include "applications/simulator/tightening_cycles.h"
 
-#include <lib_host/configuration.h>
 #include <lib_host/event_dispatcher.h>
 
 #include <QCoreApplication>
@@ -58,36 +57,38 @@ QString summary(Simulator& simulator)
         .arg(simulator.controller().refusedWriteCount());
 }
 
-int run(const SimulatorOptions& options)
+void printNotes(const SimulatedDevice& device, Simulator& simulator, const SimulatorOptions& options)
 {
-    const DLoadedConfiguration loaded = loadConfiguration(options.configuration);
-    for (const DConfigurationError& error : loaded.errors)
-        printLine(stderr, error.toString());
-    if (!loaded.errors.isEmpty())
-        return c_failure;
-    QString error;
-    const auto device = findDeviceObject(loaded.configuration, options.object, &error);
-    if (!device) {
-        printLine(stderr, QStringLiteral("%1: %2").arg(options.configuration, error));
-        return c_failure;
-    }
-    const QString reference = device->value(QStringLiteral("reference")).toString();
-    if (!options.quiet && !reference.contains(options.profile.reference)) {
+    for (const QString& note : device.notes)
+        printLine(stderr, QStringLiteral("note: %1").arg(note));
+    if (!options.quiet && !device.reference.contains(options.profile.reference)) {
         printLine(stderr, QStringLiteral("note: the device's reference is \"%1\"; the tool of profile %2 is "
                                          "only recognised with \"%3\" in it")
-                              .arg(reference, options.profile.name, options.profile.reference));
+                              .arg(device.reference, options.profile.name, options.profile.reference));
     }
-
-    Simulator simulator(device->value(QStringLiteral("configuration")).toObject(), options.profile);
     for (const QString& problem : simulator.controller().problems())
         printLine(stderr, QStringLiteral("note: %1; what depends on it is not simulated").arg(problem));
+}
+
+int run(const SimulatorOptions& options)
+{
+    QStringList errors;
+    const auto device = SimulatedDevice::read(options, &errors);
+    for (const QString& error : errors)
+        printLine(stderr, error);
+    if (!device)
+        return c_failure;
+
+    Simulator simulator(device->configuration, options.profile);
+    printNotes(*device, simulator, options);
     if (!options.quiet) {
         QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
             const QString time = QLocale::c().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss.zzz"));
             printLine(stderr, QStringLiteral("%1 %2").arg(time, text));
         });
     }
-    simulator.setUnitId(options.unitId);
+    simulator.setUnitId(device->link.unitId);
+    simulator.setAddressOffset(device->link.addressOffset);
     simulator.setPace(options.pace);
     simulator.controller().setMotorRunning(options.motorRunning);
     simulator.controller().raiseAlarm(options.alarm);
@@ -101,16 +102,15 @@ int run(const SimulatorOptions& options)
     TerminationSignal termination;
     QObject::connect(&termination, &TerminationSignal::received, qApp, &QCoreApplication::quit);
 
+    QString error;
     const QStringList places = listen(simulator, options, &error);
     if (places.isEmpty()) {
         printLine(stderr, error);
         return c_failure;
     }
     for (const QString& place : places) {
-        printLine(stdout, QStringLiteral("listening on %1, unit %2, %3")
-                              .arg(place)
-                              .arg(options.unitId)
-                              .arg(options.profile.title()));
+        printLine(stdout, QStringLiteral("listening on %1, %2, %3")
+                              .arg(place, device->link.toText(), options.profile.title()));
     }
     const int result = QCoreApplication::exec();
     if (!options.quiet)

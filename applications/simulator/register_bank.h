@@ -24,6 +24,7 @@ public:
     static constexpr quint8 c_illegalAddress = 2;
     static constexpr quint8 c_illegalValue = 3;
     static constexpr int c_addressCount = 0x10000;
+    static constexpr bool isAddress(int number) { return number >= 0 && number < c_addressCount; }
 
     struct Register
     {

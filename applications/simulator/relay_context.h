@@ -7,12 +7,15 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 // What the relays need from the simulator. All of it outlives them.
 struct RelayContext
 {
     FaultPlan* plan = nullptr;
     int unitId = 1;
+    // What the wire's addresses have besides the configuration's registers.
+    int addressOffset = 0;
     std::function<void(const QString& text)> message;
     // A request that a fault refuses in the controller's name: transport, PDU, exception code.
     std::function<void(const QString& transport, const QByteArray& pdu, quint8 code)> refused;
@@ -20,6 +23,9 @@ struct RelayContext
     std::function<Delivery(const Fault& fault, const QByteArray& answer, int headerSize)> bend = bendAnswer;
     // The controller goes down for so long. May be called from within a relay: takes effect later.
     std::function<void(int milliseconds)> restart;
+
+    // What a request (function code and data) reads or writes, in the configuration's registers.
+    std::optional<TouchedRegisters> touched(const QByteArray& pdu) const;
 };
 
 // "request 3 (function 0x06): late=4000"

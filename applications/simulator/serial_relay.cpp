@@ -77,7 +77,7 @@ void SerialRelay::handleRequest(const QByteArray& frame)
         return;
     // Without unit and check sum.
     const QByteArray pdu = frame.mid(1, frame.size() - 3);
-    const auto fault = m_context.plan->next(function, touchedRegisters(pdu));
+    const auto fault = m_context.plan->next(function, m_context.touched(pdu));
     if (fault) {
         m_context.message(faultMessage(*m_context.plan, function, *fault));
         if (fault->kind == FaultKind::Lost || fault->kind == FaultKind::Refuse)

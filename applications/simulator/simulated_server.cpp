@@ -56,7 +56,7 @@ std::optional<WriteRequest> decodeWrite(const QModbusPdu& request)
 }
 
 std::optional<QModbusResponse> answerByController(const SimulatedController& controller,
-                                                  const QModbusPdu& request)
+                                                  const QModbusPdu& request, int addressOffset)
 {
     switch (request.functionCode()) {
     case QModbusPdu::ReportServerId: {
@@ -75,7 +75,11 @@ std::optional<QModbusResponse> answerByController(const SimulatedController& con
     const auto write = decodeWrite(request);
     if (!write)
         return std::nullopt;
-    const quint8 exception = controller.checkWrite(write->table, write->address, write->values);
+    const int address = write->address - addressOffset;
+    const quint8 exception =
+        RegisterBank::isAddress(address)
+            ? controller.checkWrite(write->table, static_cast<quint16>(address), write->values)
+            : SimulatedController::c_illegalAddress;
     if (exception == SimulatedController::c_accepted)
         return std::nullopt;
     return QModbusExceptionResponse(request.functionCode(),
@@ -83,7 +87,7 @@ std::optional<QModbusResponse> answerByController(const SimulatedController& con
 }
 
 void noteWrite(SimulatedController& controller, const QString& transport, const QModbusPdu& request,
-               quint8 exception)
+               int addressOffset, quint8 exception)
 {
     const auto write = decodeWrite(request);
     if (!write)
@@ -92,7 +96,7 @@ void noteWrite(SimulatedController& controller, const QString& transport, const 
     note.time = QDateTime::currentDateTimeUtc();
     note.transport = transport;
     note.table = write->table;
-    note.address = write->address;
+    note.address = write->address - addressOffset;
     note.values = write->values;
     note.exception = exception;
     controller.noteWrite(note);

@@ -11,7 +11,7 @@
 struct WriteRequest
 {
     QModbusDataUnit::RegisterType table = QModbusDataUnit::HoldingRegisters;
-    quint16 address = 0;
+    quint16 address = 0; // on the wire
     QVector<quint16> values;
 };
 
@@ -19,15 +19,17 @@ struct WriteRequest
 std::optional<WriteRequest> decodeWrite(const QModbusPdu& request);
 
 // The answer when it is not the library server's to give: Report Server ID, functions that the
-// controller does not know, writes that the controller refuses.
+// controller does not know, writes that the controller refuses. `addressOffset` is what the addresses of the
+// request have besides the controller's.
 std::optional<QModbusResponse> answerByController(const SimulatedController& controller,
-                                                  const QModbusPdu& request);
+                                                  const QModbusPdu& request, int addressOffset);
 
 // Adds a write to the controller's log; nothing for a request that does not write.
 void noteWrite(SimulatedController& controller, const QString& transport, const QModbusPdu& request,
-               quint8 exception);
+               int addressOffset, quint8 exception);
 
-// One of the library's servers whose registers are the controller's.
+// One of the library's servers whose registers are the controller's, where the wire counts them by an offset
+// away from it.
 template <typename LibraryServer>
 class SimulatedServer : public LibraryServer
 {
@@ -37,13 +39,15 @@ public:
         , m_transport(std::move(transport))
     {}
 
+    void setAddressOffset(int offset) { m_addressOffset = offset; }
+
 protected:
     QModbusResponse processRequest(const QModbusPdu& request) override
     {
-        const auto own = answerByController(m_controller, request);
+        const auto own = answerByController(m_controller, request, m_addressOffset);
         QModbusResponse response = own ? *own : LibraryServer::processRequest(request);
         // Here and not in dataWritten: that signal is silent for a value that does not change.
-        noteWrite(m_controller, m_transport, request,
+        noteWrite(m_controller, m_transport, request, m_addressOffset,
                   response.isException() ? static_cast<quint8>(response.exceptionCode()) : quint8(0));
         return response;
     }
@@ -51,8 +55,9 @@ protected:
     bool readData(QModbusDataUnit* data) const override
     {
         QVector<quint16> values;
-        if (data->startAddress() < 0 ||
-            m_controller.read(data->registerType(), static_cast<quint16>(data->startAddress()),
+        const int address = data->startAddress() - m_addressOffset;
+        if (!RegisterBank::isAddress(address) ||
+            m_controller.read(data->registerType(), static_cast<quint16>(address),
                               static_cast<int>(data->valueCount()),
                               &values) != SimulatedController::c_accepted)
             return false;
@@ -62,11 +67,14 @@ protected:
 
     bool writeData(const QModbusDataUnit& data) override
     {
-        return m_controller.write(data.registerType(), static_cast<quint16>(data.startAddress()),
+        // Whether it is an address has been asked before.
+        return m_controller.write(data.registerType(),
+                                  static_cast<quint16>(data.startAddress() - m_addressOffset),
                                   data.values()) == SimulatedController::c_accepted;
     }
 
 private:
     SimulatedController& m_controller;
     QString m_transport;
+    int m_addressOffset = 0;
 };

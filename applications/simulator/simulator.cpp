@@ -107,6 +107,7 @@ bool Simulator::Private::serve(std::unique_ptr<QIODevice> line, QString* error)
     transport.server =
         std::make_unique<SimulatedServer<QModbusRtuSerialSlave>>(controller, QStringLiteral("rtu"));
     transport.server->setServerAddress(context.unitId);
+    transport.server->setAddressOffset(context.addressOffset);
     transport.server->setConnectionParameter(QModbusDevice::SerialPortNameParameter, innerName);
     transport.server->setConnectionParameter(QModbusDevice::SerialBaudRateParameter, QSerialPort::Baud115200);
     transport.server->setConnectionParameter(QModbusDevice::SerialParityParameter, QSerialPort::NoParity);
@@ -131,7 +132,7 @@ Simulator::Simulator(const QJsonObject& deviceConfiguration, const ControllerPro
     d->context.refused = [this](const QString& transport, const QByteArray& pdu, quint8 code) {
         const QModbusRequest request(static_cast<QModbusPdu::FunctionCode>(static_cast<quint8>(pdu[0])),
                                      pdu.mid(1));
-        noteWrite(d->controller, transport, request, code);
+        noteWrite(d->controller, transport, request, d->context.addressOffset, code);
     };
     d->context.restart = [this](int milliseconds) {
         // Queued: the relay that calls is in the middle of a request of a client that goes.
@@ -169,6 +170,7 @@ bool Simulator::listenTcp(quint16 port, QString* error)
     }
     auto server = std::make_unique<SimulatedServer<QModbusTcpServer>>(d->controller, QStringLiteral("tcp"));
     server->setServerAddress(d->context.unitId);
+    server->setAddressOffset(d->context.addressOffset);
     server->setConnectionParameter(QModbusDevice::NetworkAddressParameter, QStringLiteral("127.0.0.1"));
     server->setConnectionParameter(QModbusDevice::NetworkPortParameter, 0);
     const bool isConnected = server->connectDevice();
@@ -232,6 +234,19 @@ QString Simulator::openPseudoTerminal(QString* error)
 void Simulator::setUnitId(int unitId)
 {
     d->context.unitId = unitId;
+    if (d->tcpServer)
+        d->tcpServer->setServerAddress(unitId);
+    for (const Private::SerialTransport& transport : d->serial)
+        transport.server->setServerAddress(unitId);
+}
+
+void Simulator::setAddressOffset(int offset)
+{
+    d->context.addressOffset = offset;
+    if (d->tcpServer)
+        d->tcpServer->setAddressOffset(offset);
+    for (const Private::SerialTransport& transport : d->serial)
+        transport.server->setAddressOffset(offset);
 }
 
 void Simulator::setPace(int baudRate)

@@ -34,8 +34,12 @@ public:
     // Makes a pseudo-terminal and serves it; returns the device name for the client ("/dev/pts/…"),
     // empty with a text on failure.
     QString openPseudoTerminal(QString* error = nullptr);
-    // Modbus unit id answered, 1 unless set. Set before listening.
+    // Modbus unit id answered, 1 unless set. A request for another unit has no answer on a serial line; on
+    // TCP exception 11 answers it, as from a gateway that finds nobody of that number.
     void setUnitId(int unitId);
+    // What the client's driver adds to each register of the configuration before it goes on the wire, 0
+    // unless set. Writes, events and faults are told in the configuration's registers.
+    void setAddressOffset(int offset);
     // Pseudo-terminals that are made from now on take the time of a serial line at this baud rate; 0 for no
     // time at all, as they do unless set.
     void setPace(int baudRate);

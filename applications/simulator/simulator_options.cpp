@@ -1,6 +1,7 @@
 #include "applications/simulator/simulator_options.h"
 
 #include "applications/simulator/channel_meaning.h"
+#include "applications/simulator/register_bank.h"
 
 #include <CLI/CLI.hpp>
 
@@ -65,6 +66,7 @@ struct Given
 {
     std::string configuration;
     std::string object;
+    std::string pluginFolder;
     std::string profile = "mdc32-gen2";
     std::string serialDevice;
     std::string parity = "even";
@@ -83,9 +85,13 @@ void addController(CLI::App& app, SimulatorOptions& options, Given& given)
     app.add_option("--profile", given.profile, "Which controller to be, see --list-profiles")
         ->check(CLI::Validator(checkProfile, "NAME"))
         ->capture_default_str();
-    app.add_option("--unit", options.unitId, "Modbus unit id")
-        ->check(CLI::Range(1, 247))
-        ->capture_default_str();
+    app.add_option("--unit", options.unitId, "Modbus unit id (that of the device's driver)")
+        ->check(CLI::Range(1, 247));
+    app.add_option("--address-offset", options.addressOffset,
+                   "What a register of the configuration has more on the wire (that of the device's driver)")
+        ->check(CLI::Range(-RegisterBank::c_addressCount, RegisterBank::c_addressCount));
+    app.add_option("--plugins", given.pluginFolder,
+                   "Folder of the plug-ins, which know the settings of drivers (../plugins)");
 }
 
 void addTransports(CLI::App& app, SimulatorOptions& options, Given& given)
@@ -132,6 +138,7 @@ void take(const Given& given, SimulatorOptions& options)
 {
     options.configuration = QString::fromStdString(given.configuration);
     options.object = QString::fromStdString(given.object);
+    options.pluginFolder = QString::fromStdString(given.pluginFolder);
     options.profile = *ControllerProfile::byName(QString::fromStdString(given.profile));
     options.serialDevice = QString::fromStdString(given.serialDevice);
     options.parity = static_cast<char>(std::toupper(static_cast<unsigned char>(given.parity.front())));

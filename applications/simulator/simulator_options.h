@@ -14,7 +14,10 @@ struct SimulatorOptions
     QString configuration = QStringLiteral(":/configurations/bench.json");
     QString object; // empty: the only device object
     ControllerProfile profile;
-    int unitId = 1;
+    // In place of what the driver is configured to.
+    std::optional<int> unitId;
+    std::optional<int> addressOffset;
+    QString pluginFolder;        // empty: beside the program's own folder
     std::optional<quint16> port; // none: no TCP
     bool pseudoTerminal = false;
     int pace = 0;         // baud of the pseudo-terminal; 0: it takes no time

@@ -7,6 +7,7 @@ namespace {
 constexpr int c_unitOffset = 6;
 constexpr int c_functionOffset = 7;
 constexpr quint8 c_illegalFunction = 1;
+constexpr quint8 c_gatewayTargetSilent = 11;
 // A client that asks and does not read: more than this waiting for it ends its connection.
 constexpr qint64 c_maximumUnread = 0x40000;
 // A port that is not free again after a refusal or a restart is tried for again after so long (ms).
@@ -78,10 +79,18 @@ void TcpRelayClient::readClient()
 void TcpRelayClient::handleRequest(const QByteArray& frame)
 {
     const auto function = static_cast<quint8>(frame[c_functionOffset]);
-    // A controller does not hear what is meant for another unit; nor does it count.
-    if (static_cast<quint8>(frame[c_unitOffset]) != m_context.unitId)
+    const int unit = static_cast<quint8>(frame[c_unitOffset]);
+    if (unit != m_context.unitId) {
+        // The controller does not hear of it, nor does it count: this is a gateway's word.
+        m_context.message(QStringLiteral("client %1 asks for unit %2, this is unit %3: exception %4")
+                              .arg(m_peer)
+                              .arg(unit)
+                              .arg(m_context.unitId)
+                              .arg(c_gatewayTargetSilent));
+        m_queue.add(Delivery::whole(tcpExceptionAnswer(frame, c_gatewayTargetSilent)));
         return;
-    const auto fault = m_context.plan->next(function, touchedRegisters(frame.mid(c_functionOffset)));
+    }
+    const auto fault = m_context.plan->next(function, m_context.touched(frame.mid(c_functionOffset)));
     if (fault) {
         m_context.message(faultMessage(*m_context.plan, function, *fault));
         if (fault->kind == FaultKind::Lost)

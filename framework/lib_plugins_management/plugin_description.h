@@ -23,8 +23,10 @@ constexpr char c_set[] = "set";
 constexpr char c_host[] = "host";
 constexpr char c_port[] = "port";
 constexpr char c_device[] = "device";
-// Names of members: the unit that the link speaks to, and the file to which it appends its frames.
+// Names of members: the unit that the link speaks to, what it adds to each register before it goes on the
+// wire, and the file to which it appends its frames.
 constexpr char c_unit[] = "unit";
+constexpr char c_addressOffset[] = "addressOffset";
 constexpr char c_frameTrace[] = "frameTrace";
 
 } // namespace plugin_description

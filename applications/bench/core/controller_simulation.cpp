@@ -69,13 +69,16 @@ std::optional<BenchProblem> ControllerSimulation::join(const BenchObject& driver
                             "simulated for it")
                  .arg(kind == nullptr ? driver.name : kind->pluginName(),
                       m_place.tcpPort != 0 ? QStringLiteral("TCP port") : QStringLiteral("serial device"))}};
-    m_simulator->setUnitId(description.unit(driver.configuration));
+    const ControllerLink link = description.link(driver.configuration);
+    m_simulator->setUnitId(link.unitId);
+    m_simulator->setAddressOffset(link.addressOffset);
     benchConfiguration = withReference(withConfiguration(benchConfiguration, driver.uuid, *pointed),
                                        m_device.uuid, m_profile.reference);
-    m_console.note(QStringLiteral("simulated controller: %1 (profile %2) at %3")
+    m_console.note(QStringLiteral("simulated controller: %1 (profile %2) at %3, %4")
                        .arg(m_profile.title(), m_profile.name,
                             m_place.tcpPort != 0 ? QStringLiteral("127.0.0.1:%1").arg(m_place.tcpPort)
-                                                 : m_place.serialDevice));
+                                                 : m_place.serialDevice,
+                            link.toText()));
     return std::nullopt;
 }
 

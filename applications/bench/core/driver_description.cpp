@@ -57,7 +57,7 @@ std::optional<QJsonObject> DriverDescription::traced(const QJsonObject& configur
     return result;
 }
 
-int DriverDescription::unit(const QJsonObject& configuration) const
+ControllerLink DriverDescription::link(const QJsonObject& configuration) const
 {
-    return configuration.value(m_properties.value(c_unit).toString()).toInt(1);
+    return ControllerLink::describedBy(m_properties, configuration);
 }

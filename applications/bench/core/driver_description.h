@@ -1,5 +1,7 @@
 #pragma once
 
+#include "applications/simulator/controller_link.h"
+
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
@@ -38,8 +40,8 @@ public:
     std::optional<QJsonObject> pointedTo(const QJsonObject& configuration, const SimulatorPlace& place) const;
     // With the frames appended to this file.
     std::optional<QJsonObject> traced(const QJsonObject& configuration, const QString& path) const;
-    // The unit that it speaks to; 1 where nothing is configured.
-    int unit(const QJsonObject& configuration) const;
+    // What a controller has to know of the link to answer on it.
+    ControllerLink link(const QJsonObject& configuration) const;
 
 private:
     QVariantMap m_properties;

@@ -3,8 +3,8 @@
 
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/subcommand_table.h"
-#include "applications/bench/tests/sample_folder.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_folder.h"
 
 #include <QtTest>
 

@@ -1,7 +1,7 @@
 // What the built program writes, for programs and for people.
 
-#include "applications/bench/tests/sample_folder.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_folder.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 // The built program with configurations, plug-ins and files that are not as they should be.
 
-#include "applications/bench/tests/sample_folder.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_folder.h"
 
 #include <QtTest>
 
@@ -72,6 +72,27 @@ private Q_SLOTS:
             runBench({"--config", path, "run", "getInfo", "--simulate", "tcp", "--object", "left"});
         QVERIFY2(ended.exitCode == 0, qPrintable(ended.err));
         QVERIFY(ended.out.contains("MD3202"));
+    }
+
+    // The simulated controller has the unit and counts the registers as the driver is configured to: its
+    // program is read back from where it was written.
+    void simulatedAsTheDriverSpeaks_data()
+    {
+        QTest::addColumn<QString>("transport");
+        QTest::newRow("tcp") << "tcp";
+        QTest::newRow("rtu") << "rtu";
+    }
+
+    void simulatedAsTheDriverSpeaks()
+    {
+        QFETCH(QString, transport);
+        const QString path =
+            m_samples.configuration("bench.json", "\"unitId\": 1", "\"unitId\": 7, \"addressOffset\": -1");
+        const BenchEnd ended = runBench(
+            {"run", "setProgram", "program=1", "--config", path, "--simulate", transport, "--verbose"});
+        QVERIFY2(ended.exitCode == 0, qPrintable(ended.err));
+        QVERIFY2(ended.err.contains(transport + ": 6002 = 1\n"), qPrintable(ended.err));
+        QVERIFY2(ended.err.contains("unit 7, address offset -1"), qPrintable(ended.err));
     }
 
     void unreachableController()

@@ -1,5 +1,6 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tests/simulator_fixture.h"
+#include "tests/support/sample_folder.h"
 
 #include <QProcess>
 #include <QRegularExpression>
@@ -19,6 +20,8 @@ private Q_SLOTS:
     void mbpollReadsAndWrites();
     void programRuns_data();
     void programRuns();
+    void programFollowsTheDriver_data();
+    void programFollowsTheDriver();
     void programRefuses_data();
     void programRefuses();
     void programLists();
@@ -187,6 +190,85 @@ void TestSimulatorProgram::programRuns()
         QCOMPARE(rest, QByteArray());
         QCOMPARE(messages, QByteArray());
     }
+}
+
+void TestSimulatorProgram::programFollowsTheDriver_data()
+{
+    QTest::addColumn<QByteArray>("settings");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("note"); // empty for none
+    QTest::addColumn<int>("unit");
+    QTest::addColumn<int>("address"); // of the status block on the wire
+
+    const QByteArray configured = R"("unitId": 7, "addressOffset": -1)";
+    QTest::newRow("as configured") << configured << QStringList() << "unit 7, address offset -1, MDC-32"
+                                   << QString() << 7 << 6100;
+    QTest::newRow("not configured") << QByteArray(R"("host": "there")") << QStringList() << "unit 1, MDC-32"
+                                    << QString() << 1 << 6101;
+    QTest::newRow("options go before") << configured << QStringList{"--unit", "3", "--address-offset", "0"}
+                                       << "unit 3, MDC-32" << QString() << 3 << 6101;
+    QTest::newRow("another unit") << configured << QStringList{"--unit", "3"}
+                                  << "unit 3, address offset -1, MDC-32" << QString() << 3 << 6100;
+    QTest::newRow("no plug-in of the driver")
+        << configured << QStringList{"--plugins", QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations")}
+        << "unit 1, MDC-32" << QStringLiteral("the driver \"modbus\" has no plug-in in ") << 1 << 6101;
+    QTest::newRow("no plug-in, told by options")
+        << configured
+        << QStringList{"--plugins",        QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations"),
+                       "--unit",           "7",
+                       "--address-offset", "-1"}
+        << "unit 7, address offset -1, MDC-32" << QString() << 7 << 6100;
+}
+
+void TestSimulatorProgram::programFollowsTheDriver()
+{
+    QFETCH(QByteArray, settings);
+    QFETCH(QStringList, options);
+    QFETCH(QString, line);
+    QFETCH(QString, note);
+    QFETCH(int, unit);
+    QFETCH(int, address);
+    SampleFolder samples;
+    const QString path = samples.configuration("bench.json", "\"unitId\": 1", settings);
+    QVERIFY(!path.isEmpty());
+    QProcess program;
+    program.start(QStringLiteral(SIMULATOR),
+                  QStringList{"--port", "0", "--quiet", "--config", path} + options);
+    QVERIFY(program.waitForStarted());
+    QByteArray output;
+    QByteArray messages;
+    const auto isListening = [&] {
+        output += program.readAllStandardOutput();
+        messages += program.readAllStandardError();
+        return output.contains('\n');
+    };
+    QTRY_VERIFY2(isListening(), messages.constData());
+    QVERIFY2(output.contains(", " + line.toLatin1() + " generation 2\n"), output.constData());
+    QVERIFY2(note.isEmpty() ? messages.isEmpty() : messages.contains(note.toLatin1()), messages.constData());
+
+    const QRegularExpressionMatch match =
+        QRegularExpression(QStringLiteral("127\\.0\\.0\\.1:([0-9]+)")).match(QString::fromLatin1(output));
+    RawClient client(static_cast<quint16>(match.captured(1).toUInt()));
+    const auto request = [](int to, int start) {
+        QByteArray frame = QByteArray::fromHex("0001 0000 0006 00 03 0000 0004");
+        frame[6] = static_cast<char>(to);
+        frame[8] = static_cast<char>(start >> 8);
+        frame[9] = static_cast<char>(start & 0xFF);
+        return frame;
+    };
+    client.send(request(unit, address));
+    QByteArray answer = QByteArray::fromHex("0001 0000 000B 01 03 08 0000 0000 0001 0000");
+    answer[6] = static_cast<char>(unit);
+    QTRY_COMPARE(client.received(), answer.toHex());
+    client.forget();
+    client.send(request(unit + 1, address));
+    QTRY_COMPARE(client.received(), QByteArray::fromHex("0001 0000 0003 00 83 0B")
+                                        .toHex()
+                                        .replace(12, 2, QByteArray(1, static_cast<char>(unit + 1)).toHex()));
+    QCOMPARE(::kill(static_cast<pid_t>(program.processId()), SIGTERM), 0);
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 0);
 }
 
 void TestSimulatorProgram::programRefuses_data()

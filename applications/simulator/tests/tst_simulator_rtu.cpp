@@ -54,6 +54,7 @@ private Q_SLOTS:
     void lateOverRtu();
     void restartSilencesTheLine();
     void broadcastIsCarriedOut();
+    void followsUnitAndAddressOffset();
     void lineRecoversFromNoise();
     void bothTransportsShowOneController();
     void servesASerialDevice();
@@ -220,6 +221,31 @@ void TestSimulatorRtu::broadcastIsCarriedOut()
     m_line->write(withChecksum(QByteArray::fromHex("01 06 1772 0005")));
     QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 06 1772 0005")).toHex());
     QCOMPARE(m_simulator->controller().direction(), quint16(1));
+}
+
+// Told before the line is opened and after it; another unit is not answered.
+void TestSimulatorRtu::followsUnitAndAddressOffset()
+{
+    m_simulator->setUnitId(7);
+    m_simulator->setAddressOffset(-1);
+    openLine(m_simulator->openPseudoTerminal());
+    const QByteArray other = withChecksum(QByteArray::fromHex("01 06 1771 0009"));
+    const QByteArray write = withChecksum(QByteArray::fromHex("07 06 1771 0003"));
+    m_line->write(other);
+    m_line->write(write);
+    QTRY_COMPARE(line(), write.toHex());
+    QCOMPARE(m_simulator->controller().currentPreset(), quint16(3));
+    QCOMPARE(m_simulator->controller().writes().size(), 1);
+    QCOMPARE(m_simulator->controller().writes().constFirst().address, 6002);
+
+    m_simulator->setUnitId(1);
+    m_simulator->setAddressOffset(0);
+    m_fromLine.clear();
+    const QByteArray next = withChecksum(QByteArray::fromHex("01 06 1772 0004"));
+    m_line->write(write);
+    m_line->write(next);
+    QTRY_COMPARE(line(), next.toHex());
+    QCOMPARE(m_simulator->controller().currentPreset(), quint16(4));
 }
 
 void TestSimulatorRtu::lineRecoversFromNoise()

@@ -47,7 +47,8 @@ private Q_SLOTS:
     void answersEveryProfilesBlock_data();
     void answersEveryProfilesBlock();
     void everyProfileHasAnAnswer();
-    void ignoresOtherUnits();
+    void refusesOtherUnits();
+    void followsTheAddressOffset();
     void logsWrites();
     void closesOnBytesThatAreNoFrame();
     void pipelinedRequestsAreAnsweredInOrder();
@@ -153,13 +154,15 @@ void TestSimulatorTcp::answersEveryProfilesBlock()
     QTRY_COMPARE(client.received(), answer.toHex());
 }
 
-void TestSimulatorTcp::ignoresOtherUnits()
+void TestSimulatorTcp::refusesOtherUnits()
 {
     RawClient client(m_simulator->tcpPort());
     QByteArray other = c_readStatus;
     other[6] = 2;
+    // As a gateway does whose serial line has nobody of that number.
+    const QByteArray refusal = QByteArray::fromHex("0001 0000 0003 02 83 0B");
     client.send(other + c_identify);
-    QTRY_COMPARE(client.received(), c_identity.toHex());
+    QTRY_COMPARE(client.received(), (refusal + c_identity).toHex());
     QCOMPARE(m_simulator->faults().requestCount(), qint64(1));
 
     Simulator second(sampleConfiguration(), *ControllerProfile::byName(QStringLiteral("mdc32-gen2")));
@@ -169,7 +172,53 @@ void TestSimulatorTcp::ignoresOtherUnits()
     secondClient.send(c_readStatus + other);
     QByteArray answer = c_status;
     answer[6] = 2;
-    QTRY_COMPARE(secondClient.received(), answer.toHex());
+    const QByteArray refusalOfFirst = QByteArray::fromHex("0001 0000 0003 01 83 0B");
+    QTRY_COMPARE(secondClient.received(), (refusalOfFirst + answer).toHex());
+    // A write for another unit is none of this controller's.
+    QVERIFY(second.controller().writes().isEmpty());
+
+    // Told while it listens already.
+    secondClient.forget();
+    second.setUnitId(1);
+    secondClient.send(c_readStatus);
+    QTRY_COMPARE(secondClient.received(), c_status.toHex());
+}
+
+// The configuration counts from 1 what the frame counts from 0.
+void TestSimulatorTcp::followsTheAddressOffset()
+{
+    m_simulator->setAddressOffset(-1);
+    RawClient client(m_simulator->tcpPort());
+    client.send(QByteArray::fromHex("0001 0000 0006 01 03 17D4 0004"));
+    QTRY_COMPARE(client.received(), c_status.toHex());
+    client.forget();
+    // Program 7 by a single register, direction 1 by a block; a register behind the last one.
+    const QByteArray program = QByteArray::fromHex("0001 0000 0006 01 06 1771 0007");
+    client.send(program);
+    QTRY_COMPARE(client.received(), program.toHex());
+    client.forget();
+    client.send(QByteArray::fromHex("0002 0000 0009 01 10 1770 0001 02 0001"));
+    QTRY_COMPARE(client.received(), QByteArray::fromHex("0002 0000 0006 01 10 1770 0001").toHex());
+    client.forget();
+    client.send(QByteArray::fromHex("0003 0000 0006 01 06 FFFF 0001 0004 0000 0006 01 03 FFFF 0001"));
+    QTRY_COMPARE(client.received(),
+                 QByteArray::fromHex("0003 0000 0003 01 86 02 0004 0000 0003 01 83 02").toHex());
+    QCOMPARE(m_simulator->controller().currentPreset(), quint16(7));
+    QCOMPARE(m_simulator->controller().direction(), quint16(1));
+    QStringList texts;
+    const QList<ControllerWrite> writes = m_simulator->controller().writes();
+    for (const ControllerWrite& write : writes)
+        texts += write.toText();
+    // Told as the configuration counts, and so do faults.
+    QCOMPARE(texts, QStringList({QStringLiteral("tcp: 6002 = 7"), QStringLiteral("tcp: 6001 = 1"),
+                                 QStringLiteral("tcp: 65536 = 1: refused with exception 2")}));
+    QVERIFY(m_simulator->faults().add(QStringLiteral("exception=6#6002")));
+    client.forget();
+    client.send(program + QByteArray::fromHex("0002 0000 0006 01 06 1770 0000"));
+    QTRY_COMPARE(client.received(),
+                 QByteArray::fromHex("0001 0000 0003 01 86 06 0002 0000 0006 01 06 1770 0000").toHex());
+    QCOMPARE(m_simulator->controller().writes().at(3).toText(),
+             QStringLiteral("tcp: 6002 = 7: refused with exception 6"));
 }
 
 void TestSimulatorTcp::logsWrites()

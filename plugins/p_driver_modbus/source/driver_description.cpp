@@ -18,5 +18,6 @@ QVariantMap modbusDriverDescription()
             {c_tcpLink, tcp},
             {c_serialLink, serial},
             {c_unit, QStringLiteral("unitId")},
+            {c_addressOffset, QStringLiteral("addressOffset")},
             {c_frameTrace, QStringLiteral("frameTrace")}};
 }

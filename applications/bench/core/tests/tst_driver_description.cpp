@@ -12,6 +12,7 @@ QVariantMap modbus()
              QVariantMap{{"set", QVariantMap{{"transport", "tcp"}}}, {"host", "host"}, {"port", "port"}}},
             {"serialLink", QVariantMap{{"set", QVariantMap{{"transport", "rtu"}}}, {"device", "serialPort"}}},
             {"unit", "unitId"},
+            {"addressOffset", "offset"},
             {"frameTrace", "frameTrace"}};
 }
 
@@ -88,8 +89,10 @@ private Q_SLOTS:
         QCOMPARE(description.registerTypes().readable, (QStringList{"coils", "discreteInputs"}));
         QCOMPARE(description.registerTypes().writable, QStringList{"coils"});
         QVERIFY(description.registerTypes().areKnown());
-        QCOMPARE(description.unit({{"unitId", 9}}), 9);
-        QCOMPARE(description.unit({}), 1);
+        QCOMPARE(description.link({{"unitId", 9}}).unitId, 9);
+        QCOMPARE(description.link({}).unitId, 1);
+        QCOMPARE(description.link({{"offset", -1}, {"addressOffset", 5}}).addressOffset, -1);
+        QCOMPARE(description.link({{"addressOffset", -1}}).addressOffset, 0);
         const QJsonObject traced{{"port", 5}, {"frameTrace", "/tmp/frames"}};
         QCOMPARE(description.traced({{"port", 5}}, "/tmp/frames").value_or(QJsonObject()), traced);
     }
@@ -108,7 +111,8 @@ private Q_SLOTS:
         const DriverDescription description(isNull ? nullptr : &kind);
         QVERIFY(!description.registerTypes().areKnown());
         QVERIFY(!description.traced({}, "/tmp/frames").has_value());
-        QCOMPARE(description.unit({{"unitId", 9}}), 1);
+        QCOMPARE(description.link({{"unitId", 9}}).unitId, 1);
+        QCOMPARE(description.link({{"addressOffset", -1}}).addressOffset, 0);
     }
 };
 
