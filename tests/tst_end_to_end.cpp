@@ -30,6 +30,8 @@ private Q_SLOTS:
     void unitAndAddressOffset();
     void undefinedRegister();
     void withoutIdentification();
+    void presetFloatsAreTruncated();
+    void eventFloatsAreTruncated();
     void recoversFromRestart();
     void instanceGoesWhileItWorks();
     void driverGoesWhileItWorks();
@@ -314,6 +316,50 @@ void tst_EndToEnd::withoutIdentification()
     const DOrderOutcome outcome = m_bench.run("setDirection", {{"direction", 1}});
     QVERIFY2(outcome.ok, qPrintable(outcome.errorMessage));
     QCOMPARE(int(m_bench.simulator().controller().direction()), 1);
+}
+
+// A float comes as its hundredths, cut off and not rounded: 2.36 is a little less as a single, and 235 of
+// them. The numbers are computed apart from either side.
+void tst_EndToEnd::presetFloatsAreTruncated()
+{
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY(m_bench.run("getInfo").ok);
+    const auto presetData = [this](int preset) {
+        const DOrderOutcome outcome = m_bench.run("getPresetData", {{"preset", preset}});
+        return outcome.results.value("presetData").toMap();
+    };
+    QCOMPARE(presetData(4).value("minimumTorque"), QVariant(214));  // 2.14
+    QCOMPARE(presetData(4).value("maximumTorque"), QVariant(235));  // 2.36
+    QCOMPARE(presetData(9).value("minimumAngle"), QVariant(442));   // 4.43
+    QCOMPARE(presetData(38).value("minimumTorque"), QVariant(471)); // 4.72
+
+    // 0.53 and 12.50 in the registers 7 to 10 of the fifth program.
+    QCOMPARE(m_bench.simulator().controller().write(QModbusDataUnit::HoldingRegisters, 4 * 40 + 7,
+                                                    {0x3F07, 0xAE14, 0x4148, 0x0000}),
+             SimulatedController::c_accepted);
+    QCOMPARE(presetData(5).value("minimumTorque"), QVariant(52));
+    QCOMPARE(presetData(5).value("maximumTorque"), QVariant(1250));
+}
+
+void tst_EndToEnd::eventFloatsAreTruncated()
+{
+    QVERIFY2(m_bench.start("mdc32-gen2", Transport::Tcp), qPrintable(m_bench.error()));
+    QVERIFY(m_bench.run("getInfo").ok);
+    SimulatedController& controller = m_bench.simulator().controller();
+    QSignalSpy updated(&m_bench.host(), &DHost::orderUpdated);
+    m_bench.host().startOrder(m_bench.device()->objectUuid(), "listenEventsData", {});
+    QTRY_VERIFY(!updated.isEmpty());
+
+    controller.setEventCount(36);
+    QVERIFY(controller.tighten());
+    QCOMPARE(controller.lastEvent().toText(),
+             QString("event 37: program 1, fastening, 4.70 Nm, 140.93 degrees, %1 ms, OK")
+                 .arg(controller.lastEvent().duration));
+    const auto heard = [&updated] { return updated.last().at(1).toMap().value("values").toMap(); };
+    QTRY_COMPARE(heard().value("eventCountNo"), QVariant(37));
+    QCOMPARE(heard().value("torque"), QVariant(469));
+    QCOMPARE(heard().value("angle"), QVariant(14092));
+    QCOMPARE(heard().value("targetTorque"), QVariant(527));
 }
 
 void tst_EndToEnd::recoversFromRestart()

@@ -68,16 +68,24 @@ QString textOf(const QList<QJsonObject>& lines)
     return texts.join("; ");
 }
 
+// What a float's hundredths are cut off to.
+int cutHundredths(double number)
+{
+    return static_cast<int>(static_cast<float>(number) * 100.0F);
+}
+
 // Empty, or what is wrong with this event line's values.
 QString valueError(const QJsonObject& line)
 {
     const auto count = static_cast<quint16>(line.value("count").toInt());
     const TighteningEvent event = TighteningEvent::ofCount(count, 1, 0, c_seed);
     const QJsonObject values = line.value("values").toObject();
-    const QMap<QString, int> expected{
-        {"torque", qRound(event.torque * 100)}, {"angle", qRound(event.angle * 100)},
-        {"duration", event.duration},           {"result", event.isOk ? 1 : 0},
-        {"errorCode", event.errorCode},         {"program", 1}};
+    const QMap<QString, int> expected{{"torque", cutHundredths(event.torque)},
+                                      {"angle", cutHundredths(event.angle)},
+                                      {"duration", event.duration},
+                                      {"result", event.isOk ? 1 : 0},
+                                      {"errorCode", event.errorCode},
+                                      {"program", 1}};
     for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
         if (values.value(it.key()).toInt(-1) != it.value())
             return QString("event %1: %2 is %3 instead of %4")

@@ -87,9 +87,10 @@ QVector<quint16> programValues(int program, int size, const RegisterLayout& layo
     for (int position = 0; position < size; ++position)
         values[position] = programValue(program, position);
     for (const RegisterField& field : layout) {
-        // Quarters: exact as a float, and exact in hundredths.
+        // Hundredths, which hardly any float holds exactly: whoever rounds what is to be cut off is noticed.
+        constexpr double c_hundredths = 100;
         if (field.type == RegisterField::Type::Float)
-            putField(values, field, {0.25 * values.at(field.first)}, 1);
+            putField(values, field, {values.at(field.first) / c_hundredths}, 1);
     }
     return values;
 }

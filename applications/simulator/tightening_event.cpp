@@ -5,8 +5,13 @@
 
 namespace {
 
-constexpr double c_step = 0.25;
 constexpr double c_hundredths = 100;
+// In hundredths, as everything that is computed here.
+constexpr int c_leastTarget = 500;
+constexpr int c_targetStep = 27; // from program to program
+constexpr int c_tolerance = 100;
+constexpr int c_leastAngle = 3000;
+constexpr int c_mostAngle = 36000;
 
 // The finaliser of MurmurHash3 (public domain, constants its author's): neighbouring counts come out
 // unlike each other.
@@ -62,19 +67,16 @@ TighteningEvent TighteningEvent::ofCount(quint16 count, quint16 program, quint16
     event.direction = direction;
     event.speed = static_cast<quint16>(300 + 10 * part(3, 21));
     event.duration = static_cast<quint16>(200 + part(5, 1801));
-    event.angle = 30 + c_step * part(7, 1321);
-    event.targetTorque = 5 + c_step * program;
-    event.minimumTorque = event.targetTorque - 1;
-    event.maximumTorque = event.targetTorque + 1;
-    const int deviation = part(11, 5);
+    event.angle = (c_leastAngle + part(7, c_mostAngle - c_leastAngle + 1)) / c_hundredths;
+    const int target = c_leastTarget + c_targetStep * program;
+    event.targetTorque = target / c_hundredths;
+    event.minimumTorque = (target - c_tolerance) / c_hundredths;
+    event.maximumTorque = (target + c_tolerance) / c_hundredths;
+    const int deviation = part(11, c_tolerance + 1);
     const bool isLow = part(19, 2) == 0;
     event.isOk = part(0, 10) != 0;
-    if (event.isOk)
-        event.torque = event.targetTorque + c_step * (isLow ? -deviation : deviation);
-    else if (isLow)
-        event.torque = event.minimumTorque - c_step * (1 + deviation);
-    else
-        event.torque = event.maximumTorque + c_step * (1 + deviation);
+    const int distance = event.isOk ? deviation : c_tolerance + 1 + deviation;
+    event.torque = (target + (isLow ? -distance : distance)) / c_hundredths;
     if (!event.isOk)
         event.errorCode = isLow ? 1 : 2;
     return event;

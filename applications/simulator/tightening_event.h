@@ -6,8 +6,9 @@
 #include <QtGlobal>
 #include <QVector>
 
-// What the controller reports of one run of the tool. Torques are in Nm, angles in degrees, both
-// multiples of 0.25: exact as a float, and exact in hundredths.
+// What the controller reports of one run of the tool. Torques are in Nm, angles in degrees, both whole
+// hundredths: hardly any of them is exact as a float, so that whoever rounds what is to be cut off, or the
+// other way round, is noticed.
 struct TighteningEvent
 {
     quint16 count = 0;     // "eventCountNo", after 65535 comes 0

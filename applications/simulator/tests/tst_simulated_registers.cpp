@@ -78,9 +78,9 @@ void TestSimulatedRegisters::reads_data()
     QTest::newRow("2: over the locks") << 2 << 6106 << 2 << illegal << Words{};
     QTest::newRow("2: event") << 2 << 6201 << 16 << quint8(0) << Words(16, 0);
     QTest::newRow("2: over the event") << 2 << 6201 << 17 << illegal << Words{};
-    // The third register is a number, the seventh and eighth are 0.25 × 140 = 35.0.
+    // The third register is a number, the seventh and eighth are 140 hundredths, 1.4.
     QTest::newRow("2: float of a program")
-        << 2 << 41 + 2 << 7 << quint8(0) << Words{96, 107, 118, 129, 0x420C, 0x0000, 162};
+        << 2 << 41 + 2 << 7 << quint8(0) << Words{96, 107, 118, 129, 0x3FB3, 0x3333, 162};
     QTest::newRow("2: alarm reset keeps its place") << 2 << 5003 << 1 << quint8(0) << Words{0};
     QTest::newRow("2: other generation") << 2 << 5101 << 1 << illegal << Words{};
     QTest::newRow("2: last programmed") << 2 << 2000 << 1 << quint8(0) << Words{279};

@@ -23,15 +23,15 @@ void TestSimulatorEvents::showsEvents_data()
     QTest::addColumn<QByteArray>("request");
     QTest::addColumn<QByteArray>("answer");
 
-    // Event 1 of program 1: 5.75 Nm (0x40B80000), 250.25 degrees (0x437A4000), 994 ms, OK, target 5.25
-    // (0x40A80000).
+    // Event 1 of program 1: 6.02 Nm (0x40C0A3D7), 206.82 degrees (0x434ED1EC), 994 ms, OK, target 5.27
+    // (0x40A8A3D7).
     QTest::newRow("mdc32-gen2") << QByteArray::fromHex("0001 0000 0006 01 03 1839 0010")
                                 << QByteArray::fromHex("0001 0000 0023 01 03 20 0001 0001 0000 0001"
-                                                       "40B8 0000 437A 4000 03E2 40A8 0000"
-                                                       "0090 0120 01AF 023F 0000");
+                                                       "40C0 A3D7 434E D1EC 03E2 40A8 A3D7"
+                                                       "0097 012D 01C3 025A 0000");
     QTest::newRow("mdc22-gen1v2") << QByteArray::fromHex("0001 0000 0006 01 03 1451 000C")
                                   << QByteArray::fromHex("0001 0000 001B 01 03 18 0001 0001 0000 0001"
-                                                         "023F 61C1 03E2 020D 01A9 0271 0000 0186");
+                                                         "025A 50CA 03E2 020F 01AB 0273 0000 0186");
 }
 
 void TestSimulatorEvents::showsEvents()
@@ -103,7 +103,7 @@ void TestSimulatorEvents::saysWhatTheToolDoes()
     m_simulator->tightening().start(2);
     QTRY_VERIFY(!messages.isEmpty());
     QCOMPARE(messages.first(),
-             QStringLiteral("event 1: program 1, fastening, 5.75 Nm, 250.25 degrees, 994 ms, OK"));
+             QStringLiteral("event 1: program 1, fastening, 6.02 Nm, 206.82 degrees, 994 ms, OK"));
     RawClient client(m_simulator->tcpPort());
     client.send(QByteArray::fromHex("0002 0000 0006 01 06 1774 0001"));
     QTRY_VERIFY(messages.contains(QStringLiteral("no tightening: fastening is locked (lock = 1)")));
