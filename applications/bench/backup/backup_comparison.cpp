@@ -53,18 +53,18 @@ BackupComparison compareBackups(const BackupFile& here, const BackupFile& there,
     return comparison;
 }
 
-QString groupsText(const QList<RegisterPlace>& places)
+QString groupsText(const QList<PlaceInGroup>& places)
 {
     QStringList texts;
-    for (const RegisterPlace& place : places)
+    for (const PlaceInGroup& place : places)
         texts.append(place.group);
     return texts.isEmpty() ? c_noGroup : texts.join(QStringLiteral(", "));
 }
 
-QString positionsText(const QList<RegisterPlace>& places)
+QString positionsText(const QList<PlaceInGroup>& places)
 {
     QStringList texts;
-    for (const RegisterPlace& place : places)
+    for (const PlaceInGroup& place : places)
         texts.append(QString::number(place.position));
     return texts.isEmpty() ? c_noGroup : texts.join(QStringLiteral(", "));
 }
@@ -77,7 +77,7 @@ QString differencesPerGroup(const QList<RegisterDifference>& differences)
     for (const RegisterDifference& difference : differences) {
         if (difference.places.isEmpty())
             ++withoutGroup;
-        for (const RegisterPlace& place : difference.places) {
+        for (const PlaceInGroup& place : difference.places) {
             if (counts[place.group]++ == 0)
                 names.append(place.group);
         }

@@ -13,7 +13,7 @@
 struct RegisterDifference
 {
     int number = 0;
-    QList<RegisterPlace> places;
+    QList<PlaceInGroup> places;
     std::optional<int> here;
     std::optional<int> there;
 };
@@ -38,8 +38,8 @@ BackupComparison compareBackups(const BackupFile& here, const BackupFile& there,
                                 const QList<int>* only = nullptr);
 
 // "preset1, shared" and "3, 1"; "-" for a register of no group.
-QString groupsText(const QList<RegisterPlace>& places);
-QString positionsText(const QList<RegisterPlace>& places);
+QString groupsText(const QList<PlaceInGroup>& places);
+QString positionsText(const QList<PlaceInGroup>& places);
 
 // How many registers of each group differ, "preset3: 2, preset7: 1"; those of no group last, as "no group".
 QString differencesPerGroup(const QList<RegisterDifference>& differences);

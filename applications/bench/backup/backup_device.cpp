@@ -69,11 +69,11 @@ TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Consol
     return taken;
 }
 
-ControllerRegisters readController(BenchSession& session, const BackupDevice& device, Console& console,
-                                   const QString& work, int timeout)
+BackedUpController readController(BenchSession& session, const BackupDevice& device, Console& console,
+                                  const QString& work, int timeout)
 {
     const QTemporaryDir folder;
-    ControllerRegisters controller{
+    BackedUpController controller{
         takeBackup(session, device, console, work, folder.path(), QString(), timeout), {}};
     if (controller.taken.filePath.isEmpty())
         return controller;

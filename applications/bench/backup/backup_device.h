@@ -37,13 +37,13 @@ TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Consol
                        const QString& work, const QString& folder, const QString& name, int timeout);
 
 // The same, and what the file holds, which is not kept.
-struct ControllerRegisters
+struct BackedUpController
 {
     TakenBackup taken;
     BackupFile file;
 };
-ControllerRegisters readController(BenchSession& session, const BackupDevice& device, Console& console,
-                                   const QString& work, int timeout);
+BackedUpController readController(BenchSession& session, const BackupDevice& device, Console& console,
+                                  const QString& work, int timeout);
 
 // The catalogue's text and what the order says, when they are not the same.
 QString failureText(const QString& message, const DOrderOutcome& outcome);

@@ -149,7 +149,7 @@ ExitCode CompareSubcommand::run(const GeneralOptions& general, Console& console,
     if (device.plugin == nullptr)
         return device.code;
     const int timeout = m_options.device.timeout;
-    const ControllerRegisters controller =
+    const BackedUpController controller =
         readController(session, device, console, QStringLiteral("reading the controller"), timeout);
     if (controller.taken.end.code != ExitCode::Done) {
         tellFailure(console, QStringLiteral("the controller could not be read"), controller.taken.error,

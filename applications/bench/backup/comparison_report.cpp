@@ -31,7 +31,7 @@ QString differencesTable(const QList<RegisterDifference>& differences, const QSt
 QJsonObject toJson(const RegisterDifference& difference)
 {
     QJsonArray groups;
-    for (const RegisterPlace& place : difference.places)
+    for (const PlaceInGroup& place : difference.places)
         groups.append(QJsonObject{{QStringLiteral("group"), place.group},
                                   {QStringLiteral("position"), place.position}});
     return {{QStringLiteral("register"), difference.number},

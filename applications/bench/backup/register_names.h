@@ -8,7 +8,7 @@
 #include <QStringList>
 
 // One register as a group of the configuration knows it.
-struct RegisterPlace
+struct PlaceInGroup
 {
     QString group;    // empty for a register of no group
     int position = 0; // in the group, from 1; 0 without a group
@@ -23,10 +23,10 @@ public:
     explicit RegisterNames(const RegisterGroups& groups, const QStringList* wanted = nullptr);
 
     // In the order of the groups' names, numbers in them counted; empty for a register of no group.
-    QList<RegisterPlace> placesOf(int registerNumber) const { return m_places.value(registerNumber); }
+    QList<PlaceInGroup> placesOf(int registerNumber) const { return m_places.value(registerNumber); }
 
 private:
-    QHash<int, QList<RegisterPlace>> m_places;
+    QHash<int, QList<PlaceInGroup>> m_places;
 };
 
 // By the words, and of equal words by the numbers at their ends: "preset2" before "preset10".

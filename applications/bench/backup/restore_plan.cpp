@@ -98,7 +98,7 @@ RestorePlan planRestore(const BackupFile& file, const RegisterGroups& groups, co
     const RegisterNames names(groups, &plan.groups);
     QHash<int, int> timesSeen;
     for (const int number : *registers) {
-        const RegisterPlace place = names.placesOf(number).value(timesSeen[number]++);
+        const PlaceInGroup place = names.placesOf(number).value(timesSeen[number]++);
         const std::optional<int> value = file.valueAt(number);
         if (number < 1 || number > file.values.size() || !value) {
             plan.problem = {

@@ -26,7 +26,7 @@ QString choiceText(const RestoreChoice& choice);
 struct PlannedWrite
 {
     int number = 0; // of the register
-    RegisterPlace place;
+    PlaceInGroup place;
     int value = 0; // the file's
 };
 

@@ -116,7 +116,7 @@ QString RestoreRun::torqueUnitProblem(const BackupFile& controller) const
 
 ExitCode RestoreRun::preview()
 {
-    const ControllerRegisters controller = readController(
+    const BackedUpController controller = readController(
         m_session, m_device, m_console, QStringLiteral("reading the controller"), m_options.device.timeout);
     if (controller.taken.end.code != ExitCode::Done) {
         m_error = controller.taken.error;
@@ -274,7 +274,7 @@ void RestoreRun::tellUnfinished(const OrderEnd& end, const QString& reason)
 
 ExitCode RestoreRun::verify()
 {
-    const ControllerRegisters controller = readController(
+    const BackedUpController controller = readController(
         m_session, m_device, m_console, QStringLiteral("reading back"), m_options.device.timeout);
     if (controller.taken.end.code != ExitCode::Done) {
         const bool isInterrupted = controller.taken.end.code == ExitCode::Interrupted;
