@@ -1,5 +1,6 @@
 #include <lib_host/configuration.h>
 
+#include <lib_host/json_scan.h>
 #include <lib_host/schema_check.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/plugin_description.h>
@@ -29,15 +30,6 @@ bool isDeviceConfiguration(const QJsonObject& object)
     const QJsonObject configuration = object.value(c_configuration).toObject();
     return object.contains(QLatin1String("driver")) || object.contains(c_configurationFiles) ||
            configuration.contains(c_channels) || configuration.contains(c_parameters);
-}
-
-// "line 3, column 7" of a byte offset.
-QString position(const QByteArray& text, int offset)
-{
-    const QByteArray before = text.left(offset);
-    const int line = before.count('\n') + 1;
-    const int column = offset - (before.lastIndexOf('\n') + 1) + 1;
-    return QStringLiteral("line %1, column %2").arg(line).arg(column);
 }
 
 class Loader
@@ -86,9 +78,16 @@ private:
         if (document.isNull()) {
             fail(path, {},
                  QStringLiteral("is no JSON: %1 at %2")
-                     .arg(parseError.errorString(), position(text, parseError.offset)));
+                     .arg(parseError.errorString(), positionInText(text, parseError.offset)));
             return {};
         }
+        const QList<DRepeatedKey> repeatedKeys = scanJson(text).repeatedKeys;
+        for (const DRepeatedKey& repeated : repeatedKeys)
+            fail(path, {},
+                 QStringLiteral("the key \"%1\" is given twice in one object, at %2 and first at %3; one of "
+                                "them is to go")
+                     .arg(repeated.key, positionInText(text, repeated.offset),
+                          positionInText(text, repeated.firstOffset)));
         const QJsonValue value =
             document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
         const QList<DSchemaError> errors = checkAgainstSchema(value, schema(schemaName));

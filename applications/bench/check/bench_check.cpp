@@ -1,8 +1,6 @@
 #include "applications/bench/check/bench_check.h"
 
-#include "applications/bench/check/range_check.h"
-#include "applications/bench/check/unread_names.h"
-#include "applications/bench/device_configuration/command_requirements.h"
+#include "applications/bench/check/device_check.h"
 #include "plugins/p_device_mdc/model/device_information.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -142,14 +140,14 @@ void BenchCheck::checkLinks()
 void BenchCheck::checkDevice(DAbstractPlugin& device)
 {
     const std::optional<int> generation = identify(device);
-    const QJsonObject configuration = m_session.describe(device).configuration;
-    std::optional<QString> name;
+    CheckedDevice checked{device.commandNames(), m_session.describe(device).configuration, generation};
     if (generation)
-        name = configurationNameOf(device, *generation);
-    const RegisterTypes types = registerTypes(m_session.driverOf(device));
-    const QList<Finding> findings =
-        checkRequirements(commandNeeds(), device.commandNames(), configuration, generation, types) +
-        checkRanges(device.commandNames(), configuration, name) + checkUnreadNames(configuration);
+        checked.modelName = configurationNameOf(device, *generation);
+    const DAbstractPlugin* const driver = m_session.driverOf(device);
+    checked.types = registerTypes(driver);
+    if (driver != nullptr)
+        checked.offset = DriverDescription(driver).addressOffset(m_session.describe(*driver).configuration);
+    const QList<Finding> findings = checkConfigurationOf(checked);
     for (const Finding& finding : findings)
         m_report.add(finding);
 }

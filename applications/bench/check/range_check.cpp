@@ -284,7 +284,9 @@ void checkGroups(const QList<BackupRangeItem>& items, TextReport& report)
 
 bool isOfNoController(const QString& model)
 {
-    return isReservedModelName(model) && model != modelNameOfFirstFirmware() && !generationOfModelName(model);
+    const std::optional<int> generation = generationOfModelName(model);
+    return isReservedModelName(model) && model != modelNameOfFirstFirmware() &&
+           (!generation || *generation > lastGeneration());
 }
 
 void checkTorqueUnit(const QString& model, const std::optional<BackupRange>& range,

@@ -61,3 +61,9 @@ ControllerLink DriverDescription::link(const QJsonObject& configuration) const
 {
     return ControllerLink::describedBy(m_properties, configuration);
 }
+
+AddressOffset DriverDescription::addressOffset(const QJsonObject& configuration) const
+{
+    const QString member = m_properties.value(c_addressOffset).toString();
+    return {member, configuration.value(member).toInt(0)};
+}

@@ -27,6 +27,13 @@ struct RegisterTypes
     bool areKnown() const { return !readable.isEmpty() || !writable.isEmpty(); }
 };
 
+// What a driver adds to each register before it is sent.
+struct AddressOffset
+{
+    QString member; // of the driver's "configuration"; empty when it does not say
+    int value = 0;
+};
+
 // What a kind of driver says of itself (lib_plugins_management/plugin_description.h). `configuration` is that
 // of an object of this kind; what the driver does not say cannot be done with it.
 class DriverDescription
@@ -42,6 +49,7 @@ public:
     std::optional<QJsonObject> traced(const QJsonObject& configuration, const QString& path) const;
     // What a controller has to know of the link to answer on it.
     ControllerLink link(const QJsonObject& configuration) const;
+    AddressOffset addressOffset(const QJsonObject& configuration) const;
 
 private:
     QVariantMap m_properties;

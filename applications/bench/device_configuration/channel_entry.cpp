@@ -24,3 +24,22 @@ QJsonValue channelEntry(const QJsonObject& channel, const QString& entry)
 {
     return withId(channel.value(QLatin1String("value")).toArray(), entry).value(QLatin1String("value"));
 }
+
+QList<DescribedChannel> channelsOf(const QJsonObject& configuration)
+{
+    QList<DescribedChannel> channels;
+    const QJsonArray list = configuration.value(QLatin1String("channels")).toArray();
+    for (const QJsonValue& element : list) {
+        DescribedChannel channel;
+        channel.id = element.toObject().value(QLatin1String("id")).toString();
+        const QJsonArray values = element.toObject().value(QLatin1String("value")).toArray();
+        for (const QJsonValue& value : values) {
+            const QJsonObject entry = value.toObject();
+            const QString id = entry.value(QLatin1String("id")).toString();
+            if (!channel.entries.contains(id))
+                channel.entries.insert(id, entry.value(QLatin1String("value")));
+        }
+        channels.append(channel);
+    }
+    return channels;
+}

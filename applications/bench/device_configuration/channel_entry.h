@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QHash>
 #include <QJsonObject>
+#include <QJsonValue>
+#include <QList>
 #include <QString>
 
 // The value that a device configuration gives for an entry ("register", "size") of a channel; undefined
@@ -8,3 +11,14 @@
 QJsonValue channelEntry(const QJsonObject& configuration, const QString& channel, const QString& entry);
 // The same for one element of "channels".
 QJsonValue channelEntry(const QJsonObject& channel, const QString& entry);
+
+using ChannelEntries = QHash<QString, QJsonValue>;
+
+struct DescribedChannel
+{
+    QString id;
+    ChannelEntries entries; // the first of equal identifiers
+};
+
+// In the order of the configuration.
+QList<DescribedChannel> channelsOf(const QJsonObject& configuration);

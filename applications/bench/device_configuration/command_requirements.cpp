@@ -1,11 +1,11 @@
 #include "applications/bench/device_configuration/command_requirements.h"
 
+#include "applications/bench/device_configuration/channel_entry.h"
 #include "applications/bench/device_configuration/key_list_check.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/variant_conversion.h>
 
-#include <QHash>
 #include <QJsonArray>
 
 #include <algorithm>
@@ -20,43 +20,16 @@ const QString c_writeType = QStringLiteral("writeRegisterType");
 // The one with two layouts of registers.
 constexpr int c_generationOfLayouts = 1;
 
-using Entries = QHash<QString, QJsonValue>;
-
 struct Generations
 {
     QList<int> described; // ascending
     std::optional<int> connected;
 };
 
-struct Channel
-{
-    QString id;
-    Entries entries;
-};
-
-QList<Channel> channelsOf(const QJsonObject& configuration)
-{
-    QList<Channel> channels;
-    const QJsonArray list = configuration.value(QLatin1String("channels")).toArray();
-    for (const QJsonValue& element : list) {
-        Channel channel;
-        channel.id = element.toObject().value(QLatin1String("id")).toString();
-        const QJsonArray values = element.toObject().value(QLatin1String("value")).toArray();
-        for (const QJsonValue& value : values) {
-            const QJsonObject entry = value.toObject();
-            const QString id = entry.value(QLatin1String("id")).toString();
-            if (!channel.entries.contains(id))
-                channel.entries.insert(id, entry.value(QLatin1String("value")));
-        }
-        channels.append(channel);
-    }
-    return channels;
-}
-
-const Channel* find(const QList<Channel>& channels, const QString& id)
+const DescribedChannel* find(const QList<DescribedChannel>& channels, const QString& id)
 {
     const auto it = std::find_if(channels.cbegin(), channels.cend(),
-                                 [&id](const Channel& channel) { return channel.id == id; });
+                                 [&id](const DescribedChannel& channel) { return channel.id == id; });
     return it == channels.cend() ? nullptr : &*it;
 }
 
@@ -74,7 +47,7 @@ QStringList entryNames(ChannelEntry entry, ChosenBy chosenBy)
 }
 
 // Names of the needed entries that the channel does not have; alternatives as one text.
-QStringList missingEntries(const NeededChannel& need, const Entries& entries)
+QStringList missingEntries(const NeededChannel& need, const ChannelEntries& entries)
 {
     QStringList missing;
     for (const ChannelEntry entry : need.entries) {
@@ -87,7 +60,7 @@ QStringList missingEntries(const NeededChannel& need, const Entries& entries)
 }
 
 // Register types that the driver does not know, or cannot write.
-QList<Finding> checkTypes(const Channel& channel, const RegisterTypes& types)
+QList<Finding> checkTypes(const DescribedChannel& channel, const RegisterTypes& types)
 {
     QList<Finding> findings;
     for (const QString& name : {c_readType, c_writeType}) {
@@ -108,10 +81,10 @@ QList<Finding> checkTypes(const Channel& channel, const RegisterTypes& types)
 }
 
 // Values that cannot be right, whoever reads them.
-QList<Finding> checkValues(const QList<Channel>& channels, const RegisterTypes& types)
+QList<Finding> checkValues(const QList<DescribedChannel>& channels, const RegisterTypes& types)
 {
     QList<Finding> findings;
-    for (const Channel& channel : channels) {
+    for (const DescribedChannel& channel : channels) {
         const QString subject = QStringLiteral("channel %1").arg(channel.id);
         if (channel.entries.contains(c_register)) {
             const QJsonValue value = channel.entries.value(c_register);
@@ -145,11 +118,11 @@ QString ofGeneration(const QString& command, int generation)
 }
 
 Finding checkChannel(const NeededChannel& need, const QString& channelName, const QString& subject,
-                     const QList<Channel>& channels, FindingLevel levelWhenMissing)
+                     const QList<DescribedChannel>& channels, FindingLevel levelWhenMissing)
 {
     const QString consequence =
         need.consequence.isEmpty() ? QString() : QStringLiteral(": ") + need.consequence;
-    const Channel* const channel = find(channels, channelName);
+    const DescribedChannel* const channel = find(channels, channelName);
     if (channel == nullptr) {
         QStringList names;
         for (const ChannelEntry entry : need.entries)
@@ -169,11 +142,11 @@ Finding checkChannel(const NeededChannel& need, const QString& channelName, cons
 }
 
 QList<Finding> checkEveryChannel(const QString& command, const NeededChannel& need,
-                                 const QList<Channel>& channels)
+                                 const QList<DescribedChannel>& channels)
 {
     QList<Finding> findings;
     int count = 0;
-    for (const Channel& channel : channels) {
+    for (const DescribedChannel& channel : channels) {
         if (!channel.entries.contains(c_register))
             continue;
         ++count;
@@ -200,7 +173,7 @@ Finding checkParameter(const QString& name, const QString& subject, const QJsonO
 }
 
 QList<Finding> checkByGeneration(const QString& command, const NeededChannel& need,
-                                 const QList<Channel>& channels, const QJsonObject& configuration,
+                                 const QList<DescribedChannel>& channels, const QJsonObject& configuration,
                                  const Generations& generations)
 {
     QList<Finding> findings;
@@ -209,7 +182,11 @@ QList<Finding> checkByGeneration(const QString& command, const NeededChannel& ne
             generation == generations.connected ? FindingLevel::Error : FindingLevel::Warning;
         const QString suffix = generationSuffix(generation);
         const QString subject = ofGeneration(command, generation);
-        findings.append(checkChannel(need, need.name + suffix, subject, channels, level));
+        // What does harm does so with whichever controller is connected next.
+        const bool doesHarm = !need.consequence.isEmpty() &&
+                              (!generations.connected || find(channels, need.name + suffix) != nullptr);
+        findings.append(checkChannel(need, need.name + suffix, subject, channels,
+                                     doesHarm ? FindingLevel::Error : level));
         if (!need.keyList.isEmpty())
             findings.append(checkParameter(need.keyList + suffix, subject, configuration, level));
     }
@@ -217,7 +194,7 @@ QList<Finding> checkByGeneration(const QString& command, const NeededChannel& ne
 }
 
 QList<Finding> checkNeededChannel(const QString& command, const NeededChannel& need,
-                                  const QList<Channel>& channels, const QJsonObject& configuration,
+                                  const QList<DescribedChannel>& channels, const QJsonObject& configuration,
                                   const Generations& generations)
 {
     switch (need.chosenBy) {
@@ -241,7 +218,7 @@ QList<Finding> checkNeededChannel(const QString& command, const NeededChannel& n
     return {};
 }
 
-QList<Finding> checkNeeds(const CommandNeeds& needs, const QList<Channel>& channels,
+QList<Finding> checkNeeds(const CommandNeeds& needs, const QList<DescribedChannel>& channels,
                           const QJsonObject& configuration, const Generations& generations)
 {
     QList<Finding> findings;
@@ -260,10 +237,15 @@ QList<Finding> checkRequirements(const QList<CommandNeeds>& table, const QString
                                  const QJsonObject& configuration, std::optional<int> generation,
                                  const RegisterTypes& types)
 {
-    const QList<Channel> channels = channelsOf(configuration);
+    const QList<DescribedChannel> channels = channelsOf(configuration);
     if (generation)
         generation = std::max(*generation, 1);
     Generations generations{describedGenerations(table, configuration), generation};
+    // Of one that there is not, its names are told.
+    QList<int>& described = generations.described;
+    described.erase(std::remove_if(described.begin(), described.end(),
+                                   [](int number) { return number > lastGeneration(); }),
+                    described.end());
     if (generation && !generations.described.contains(*generation))
         generations.described.append(*generation);
     if (generations.described.isEmpty())

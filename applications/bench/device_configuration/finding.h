@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 enum class FindingLevel { Ok, Warning, Error };
 
@@ -13,4 +14,6 @@ struct Finding
     QString message;
     // What to do about it; empty when all is well.
     QString remedy;
+    // The channels that it is about, where that is not to be read from the subject.
+    QStringList channels = {};
 };

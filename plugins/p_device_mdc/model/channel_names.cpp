@@ -53,6 +53,11 @@ int generationOfFirmware(const QString& version)
     return generationWith(firstNumber(version));
 }
 
+int lastGeneration()
+{
+    return generationWith(std::numeric_limits<int>::max());
+}
+
 bool isFirstFirmware(quint16 number)
 {
     return number / c_numbersPerFirmware == c_firstFirmware;

@@ -16,6 +16,8 @@ quint16 softwareGeneration(const QVariant& softwareVersion);
 // The generation of the register map that a firmware works with: 2 from 4.00.0 on, else 1.
 int generationOfFirmware(quint16 number);
 int generationOfFirmware(const QString& version);
+// The highest that a firmware leads to: there are those from 1 to this one.
+int lastGeneration();
 // The firmware's first number is 1: of generation 1, the controller then has the first of two layouts of
 // registers.
 bool isFirstFirmware(quint16 number);

@@ -233,6 +233,13 @@ const QList<CommandNeeds>& commandNeeds()
     return c_needs;
 }
 
+const QStringList& statusChannels()
+{
+    static const QStringList c_channels{QStringLiteral("direction"), QStringLiteral("motorRun"),
+                                        QStringLiteral("currentPreset")};
+    return c_channels;
+}
+
 QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration)
 {
     QSet<QString> chosenByGeneration;

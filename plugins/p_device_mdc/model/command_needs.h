@@ -3,6 +3,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 #include <optional>
@@ -80,6 +81,10 @@ struct CommandNeeds
 
 // All commands, in the order in which the plug-in tells them.
 const QList<CommandNeeds>& commandNeeds();
+
+// The channels of whose values the maintenance page has words of its own; without a generation's suffix, as
+// "getRegister" takes them. It reads others that the configuration names too.
+const QStringList& statusChannels();
 
 // The generations whose channels a device object's "configuration" describes, judged by the channels of the
 // table that are chosen by it; ascending.

@@ -16,6 +16,7 @@ private Q_SLOTS:
     void namesWithoutSuffix();
     void firmware_data();
     void firmware();
+    void lastGenerations();
     void torqueUnitChannels_data();
     void torqueUnitChannels();
     void torqueUnitChannelsOfModels_data();
@@ -149,6 +150,11 @@ void TestMdcChannelNames::firmware_data()
     QTest::newRow("largest") << 65535 << "65.53.5" << 2 << false;
 }
 
+void TestMdcChannelNames::lastGenerations()
+{
+    QCOMPARE(lastGeneration(), generationOfFirmware(quint16{65535}));
+}
+
 void TestMdcChannelNames::firmware()
 {
     QFETCH(int, number);
@@ -157,6 +163,7 @@ void TestMdcChannelNames::firmware()
     QFETCH(bool, isFirst);
     QCOMPARE(generationOfFirmware(static_cast<quint16>(number)), generation);
     QCOMPARE(generationOfFirmware(text), generation);
+    QVERIFY(generation <= lastGeneration());
     QCOMPARE(isFirstFirmware(static_cast<quint16>(number)), isFirst);
     QCOMPARE(isFirstFirmware(text), isFirst);
 }

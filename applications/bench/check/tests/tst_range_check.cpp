@@ -227,7 +227,6 @@ void TstRangeCheck::torqueUnit_data()
     QTest::newRow("first firmware") << "MDgen1V1" << unitChannel("torqueUnitGen1V1", 60) << "";
     QTest::newRow("model") << "MDC-26" << unitChannel("torqueUnit", 1) << "";
     QTest::newRow("generation 2") << "MDgen2" << unitChannel("torqueUnitV2", 5) << "";
-    QTest::newRow("generation 12") << "MDgen12" << unitChannel("torqueUnitV12", 5) << "";
     const QString missing = "the channel \"%1\" is missing or has no \"register\": a restore cannot compare "
                             "the unit of torque";
     QTest::newRow("first firmware, other channel")
@@ -302,10 +301,15 @@ void TstRangeCheck::connectedModel_data()
         << QStringList{"error: \"MDC-22_config\": there is no item in it",
                        "error: \"MDC-26_config\": there is no item in it"};
     QTest::newRow("texts of no controller")
-        << backup << QJsonObject{{"MDgen0_config", good}, {"MDgen1_config", good}, {"MDgen02_config", good}}
+        << backup
+        << QJsonObject{{"MDgen0_config", good},
+                       {"MDgen1_config", good},
+                       {"MDgen02_config", good},
+                       {"MDgen12_config", good}}
         << false << ""
         << QStringList{"warning: \"MDgen02_config\": it is of no controller, and never read",
                        "warning: \"MDgen0_config\": it is of no controller, and never read",
+                       "warning: \"MDgen12_config\": it is of no controller, and never read",
                        "warning: \"MDgen1_config\": it is of no controller, and never read"};
 }
 

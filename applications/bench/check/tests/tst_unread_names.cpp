@@ -69,8 +69,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected"); // empty: nothing is said
         QTest::newRow("of generation 1") << "eventDataKeys"
                                          << "";
-        QTest::newRow("of a later generation") << "presetDataKeysV10"
-                                               << "";
+        QTest::newRow("of generation 2") << "presetDataKeysV2"
+                                         << "";
+        QTest::newRow("of a generation that there is not")
+            << "presetDataKeysV10"
+            << "nobody reads \"presetDataKeysV10\": there is no generation 10";
         QTest::newRow("of a backup") << "MDgen2_config"
                                      << "";
         QTest::newRow("misspelt") << "eventDataKyes"

@@ -1,0 +1,17 @@
+#include "applications/bench/check/device_check.h"
+
+#include "applications/bench/check/range_check.h"
+#include "applications/bench/check/unread_names.h"
+#include "applications/bench/device_configuration/command_requirements.h"
+#include "applications/bench/device_configuration/program_layout_check.h"
+#include "applications/bench/device_configuration/register_check.h"
+
+QList<Finding> checkConfigurationOf(const CheckedDevice& device)
+{
+    return checkRequirements(commandNeeds(), device.commands, device.configuration, device.generation,
+                             device.types) +
+           checkSharedRegisters(device.configuration) + checkAddresses(device.configuration, device.offset) +
+           checkProgramLayout(device.configuration) +
+           checkRanges(device.commands, device.configuration, device.modelName) +
+           checkUnreadNames(device.configuration);
+}

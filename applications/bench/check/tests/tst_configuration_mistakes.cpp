@@ -1,0 +1,311 @@
+// The mistakes that people make in a configuration, each made in a copy of the sample, and what the check
+// says of it.
+
+#include "applications/bench/check/device_check.h"
+
+#include "plugins/p_device_mdc/model/command_needs.h"
+#include "tests/support/configuration_errors.h"
+#include "tests/support/sample_folder.h"
+
+#include <QJsonArray>
+#include <QtTest>
+
+namespace {
+
+const RegisterTypes c_registerTypes{
+    {"holdingRegisters", "singleRegister", "inputRegisters", "coils", "discreteInputs"},
+    {"holdingRegisters", "singleRegister", "coils"}};
+
+const QString c_map1 = "register_map_generation1.json";
+const QString c_map2 = "register_map_generation2.json";
+const QString c_common = "register_map_common.json";
+const QString c_parameters = "parameters.json";
+const QString c_ranges = "backup_ranges.json";
+
+struct Mistake
+{
+    const char* name;
+    QString file;
+    QByteArray from;
+    QByteArray to;
+    // Parts of one line of what the check says, in their order: "error" or "warning" first. None: it says
+    // nothing.
+    QStringList finding;
+    // Of the driver.
+    int addressOffset = 0;
+};
+
+QStringList namesOfCommands()
+{
+    QStringList names;
+    for (const CommandNeeds& needs : commandNeeds())
+        names.append(needs.command);
+    return names;
+}
+
+QString lineOf(const Finding& finding)
+{
+    return QString("%1 %2: %3 → %4")
+        .arg(finding.level == FindingLevel::Error ? "error" : "warning", finding.subject, finding.message,
+             finding.remedy);
+}
+
+// What the check says with a controller of generation 2 connected, but for what is well.
+QStringList complaintsOf(const QString& path, int addressOffset = 0)
+{
+    QStringList lines;
+    const DLoadedConfiguration loaded = loadConfiguration(path);
+    for (const DConfigurationError& error : loaded.errors)
+        lines.append("error " + error.toString());
+    if (!lines.isEmpty())
+        return lines;
+    const QJsonArray objects = loaded.configuration.value("objects").toArray();
+    CheckedDevice device{namesOfCommands(), objects.at(1).toObject().value("configuration").toObject(), 2,
+                         "MDgen2"};
+    device.types = c_registerTypes;
+    device.offset = {"addressOffset", addressOffset};
+    const QList<Finding> findings = checkConfigurationOf(device);
+    for (const Finding& finding : findings) {
+        if (finding.level != FindingLevel::Ok)
+            lines.append(lineOf(finding));
+    }
+    return lines;
+}
+
+bool hasParts(const QString& line, const QStringList& parts)
+{
+    int from = 0;
+    for (const QString& part : parts) {
+        from = line.indexOf(part, from);
+        if (from < 0)
+            return false;
+        from += part.size();
+    }
+    return line.startsWith(parts.constFirst());
+}
+
+QList<Mistake> mistakesOfRegisters()
+{
+    return {
+        {"two channels write one register",
+         c_map2,
+         "\"value\": 6002",
+         "\"value\": 6001",
+         {"error", "presetChangeV2", "\"register\"", "6001", "directionChangeV2", "→"}},
+        {"two channels write one register by different types",
+         c_map2,
+         R"("value": 6002 },
+        { "id": "writeRegisterType", "value": "singleRegister" })",
+         R"("value": 6001 },
+        { "id": "writeRegisterType", "value": "holdingRegisters" })",
+         {"error", "presetChangeV2", "\"register\"", "6001", "directionChangeV2", "→"}},
+        {"a register of all generations is one of a generation",
+         c_common,
+         "5003",
+         "6004",
+         {"error", "lockChangeV2", "\"register\"", "6004", "alarmReset", "→"}},
+        {"a register of the first layout is another's",
+         c_map1,
+         "5006",
+         "5001",
+         {"error", "lockScreenGen1V1", "\"register\"", "5001", "directionChange", "→"}},
+        {"generations may share a register", c_map2, "\"value\": 6001", "\"value\": 5001", {}},
+        {"layouts may share a register", c_map1, "5006", "5005", {}},
+        {"a coil is no register",
+         c_map2,
+         R"("value": 6002 },
+        { "id": "writeRegisterType", "value": "singleRegister" })",
+         R"("value": 6001 },
+        { "id": "writeRegisterType", "value": "coils" })",
+         {}},
+        {"an address below 0 on the wire",
+         c_common,
+         "5003",
+         "0",
+         {"error", "channel alarmReset", "\"register\"", "0", "\"addressOffset\"", "-1", "→"},
+         -1},
+        {"the lowest address on the wire", c_common, "5003", "1", {}, -1},
+        {"register 0 as it is", c_common, "5003", "0", {}},
+        {"register 65536", c_map2, "6001", "65536", {"error", c_map2, "65536"}},
+    };
+}
+
+QList<Mistake> mistakesOfPrograms()
+{
+    return {
+        {"a program is longer than the backup's",
+         c_map2,
+         "\"size\", \"value\": 40",
+         "\"size\", \"value\": 41",
+         {"error", "generation 2", "\"size\"", "currentPresetV2", "41", "\"preset2\"", "MDgen2_config", "→"}},
+        {"a program is shorter than the backup's",
+         c_map1,
+         "\"size\", \"value\": 20",
+         "\"size\", \"value\": 10",
+         {"error", "generation 1", "\"size\"", "currentPreset", "10", "\"preset1\"", "MDC-22_config", "→"}},
+        {"the backup has another length of a program",
+         c_ranges,
+         "\\\"preset2\\\": [41-80]",
+         "\\\"preset2\\\": [41-79]",
+         {"warning", "generation 2", "\"preset2\"", "MDgen2_config", "39", "40", "→"}},
+        {"the length of a program is missing",
+         c_map2,
+         R"(,
+        { "id": "size", "value": 40 })",
+         "",
+         {"error", "SetTriggerProgram", "currentPresetV2", "\"size\"", "program 1", "→"}},
+        {"the length of a program is missing for another generation",
+         c_map1,
+         R"({ "id": "size", "value": 20 },)",
+         "",
+         {"error", "SetTriggerProgram", "currentPreset", "\"size\"", "program 1", "→"}},
+        {"more programs than the backup has",
+         c_map2,
+         "\"value\": 50",
+         "\"value\": 52",
+         {"warning", "generation 2", "\"size\"", "presetsV2", "52", "presets 51 to 52", "MDgen2_config",
+          "→"}},
+        {"fewer presets in the backup than programs",
+         c_ranges,
+         "\\\"preset7\\\": [241-280];",
+         "",
+         {"warning", "generation 2", "\"size\"", "presetsV2", "50", "preset 7", "MDgen2_config", "→"}},
+    };
+}
+
+QList<Mistake> mistakesOfNames()
+{
+    return {
+        {"an entry that nobody reads",
+         c_map2,
+         R"("id": "presetsV2",
+      "name": "Stored programs",
+      "value": [)",
+         R"("id": "presetsV2",
+      "name": "Stored programs",
+      "value": [
+        { "id": "register", "value": 7 },)",
+         {"warning", "presetsV2", "\"register\"", "7", "→"}},
+        {"a size that nobody reads",
+         c_map2,
+         R"({ "id": "register", "value": 6104 },)",
+         R"({ "id": "register", "value": 6104 },{ "id": "size", "value": 4 },)",
+         {"warning", "alarmV2", "\"size\"", "4", "→"}},
+        {"a type to write of what nobody writes",
+         c_map2,
+         R"({ "id": "register", "value": 6104 },)",
+         R"({ "id": "register", "value": 6104 },{ "id": "writeRegisterType", "value": "coils" },)",
+         {"warning", "alarmV2", "\"writeRegisterType\"", "coils", "→"}},
+        {"a generation that there is not",
+         c_map2,
+         "lockChangeV2",
+         "lockChangeV3",
+         {"warning", "channel lockChangeV3", "generation 3", "→", "\"lockChangeV2\""}},
+        {"a generation without a suffix",
+         c_map1,
+         "\"lockChange\"",
+         "\"lockChangeV1\"",
+         {"warning", "channel lockChangeV1", "generation 1", "→", "\"lockChange\""}},
+        {"a list of a generation that there is not",
+         c_parameters,
+         "eventDataKeysV2",
+         "eventDataKeysV3",
+         {"warning", "parameters", "\"eventDataKeysV3\"", "generation 3", "→"}},
+        {"a backup of a generation that there is not",
+         c_ranges,
+         "MDgen2_config",
+         "MDgen3_config",
+         {"warning", "\"MDgen3_config\"", "no controller", "→"}},
+        {"a channel one slip away",
+         c_map2,
+         "directionV2",
+         "dirctionV2",
+         {"warning", "channel dirctionV2", "\"directionV2\"", "→"}},
+        {"a channel to write one slip away",
+         c_map2,
+         "lockChangeV2",
+         "lockChnageV2",
+         {"warning", "channel lockChnageV2", "\"lockChangeV2\"", "→"}},
+        {"a channel one letter case away",
+         c_map2,
+         "motorRunV2",
+         "motorrunV2",
+         {"warning", "channel motorrunV2", "\"motorRunV2\"", "→"}},
+        {"a channel of one's own", c_map2, "alarmV2", "pressureV2", {}},
+    };
+}
+
+QList<Mistake> mistakesOfText()
+{
+    return {
+        {"the same key twice",
+         c_common,
+         "\"name\": \"Alarm reset\",",
+         "\"name\": \"Alarm reset\", \"name\": \"Alarm\",",
+         {"error", c_common, "\"name\"", "line 6, column 30", "line 6, column 7"}},
+        {"the same key twice, written otherwise",
+         c_common,
+         "\"name\": \"Alarm reset\",",
+         "\"name\": \"Alarm reset\",\n \"n\\u0061me\": \"Alarm\",",
+         {"error", c_common, "\"name\"", "line 7, column 2", "line 6, column 7"}},
+        {"a key in two objects", c_common, "\"Alarm reset\"", "\"name\"", {}},
+    };
+}
+
+QList<Mistake> allMistakes()
+{
+    return mistakesOfRegisters() + mistakesOfPrograms() + mistakesOfNames() + mistakesOfText();
+}
+
+} // namespace
+
+class TstConfigurationMistakes : public QObject
+{
+    Q_OBJECT
+
+    SampleFolder m_samples;
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY(m_samples.isValid()); }
+
+    void mistake_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QByteArray>("from");
+        QTest::addColumn<QByteArray>("to");
+        QTest::addColumn<QStringList>("finding");
+        QTest::addColumn<int>("addressOffset");
+        const QList<Mistake> mistakes = allMistakes();
+        for (const Mistake& mistake : mistakes)
+            QTest::newRow(mistake.name)
+                << mistake.file << mistake.from << mistake.to << mistake.finding << mistake.addressOffset;
+    }
+
+    void mistake()
+    {
+        QFETCH(QString, file);
+        QFETCH(QByteArray, from);
+        QFETCH(QByteArray, to);
+        QFETCH(QStringList, finding);
+        QFETCH(int, addressOffset);
+        const QString path = m_samples.configuration(file, from, to);
+        QVERIFY2(!path.isEmpty(), "the sample does not have what is to be changed");
+        const QStringList lines = complaintsOf(path, addressOffset);
+        const QString all = lines.join('\n');
+        if (finding.isEmpty()) {
+            QCOMPARE(all, QString());
+            return;
+        }
+        QVERIFY2(std::any_of(lines.cbegin(), lines.cend(),
+                             [&finding](const QString& line) { return hasParts(line, finding); }),
+                 qPrintable(all));
+    }
+
+    void sampleHasNone()
+    {
+        QCOMPARE(complaintsOf(MDC_SOURCE_DIRECTORY "/configurations/bench.json").join('\n'), QString());
+    }
+};
+
+QTEST_GUILESS_MAIN(TstConfigurationMistakes)
+#include "tst_configuration_mistakes.moc"
