@@ -2,13 +2,18 @@
 #include "tests/commands/command_rows.h"
 #include "tests/support/bench_fixture.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/disk_faults.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 // Locks, trigger program, listeners and preset data, through the whole chain: what "mdc-bench run" prints
@@ -27,6 +32,10 @@ private Q_SLOTS:
     void triggerProgramCutOff_data();
     void triggerProgramCutOff();
     void triggerProgramCutOffWithOlderValues();
+    void triggerProgramUnsaved_data();
+    void triggerProgramUnsaved();
+    void triggerProgramUnsavedByTheBench_data();
+    void triggerProgramUnsavedByTheBench();
 
 private:
     QStringList m_commands; // of the built plug-in
@@ -52,10 +61,95 @@ QVariantList triggerRegisters(Simulator& simulator)
     return list;
 }
 
+// As somebody at the controller does, so that what a run saves is new.
+QVariantList changeTriggerRegisters(Simulator& simulator)
+{
+    SimulatedController& controller = simulator.controller();
+    controller.write(QModbusDataUnit::HoldingRegisters,
+                     static_cast<quint16>(14 * controller.presetSize() + 1), {4711});
+    return triggerRegisters(simulator);
+}
+
 QVariantList savedValues(const BenchFixture& bench)
 {
     return bench.device()->getProperty("triggerBackupRegister", nullptr).toList();
 }
+
+// What keeps the six values from being saved.
+enum class Unsaved { FullDisk, SizeLimit, ReadOnlyFolder, NoFolder, Unreadable, Broken };
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot be opened)");
+}
+
+#ifdef Q_OS_LINUX
+
+constexpr auto c_ownersRights = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
+// Nobody keeps the groups of who runs the test.
+constexpr auto c_othersMayLook = QFile::ReadOther | QFile::ExeOther | QFile::ReadGroup | QFile::ExeGroup;
+
+// Returns what the file holds afterwards.
+QByteArray spoil(Unsaved fault, const QString& path)
+{
+    const QString folder = QFileInfo(path).absolutePath();
+    QFile file(path);
+    switch (fault) {
+    case Unsaved::FullDisk:
+        fillDisk(folder + "/.filling", 0);
+        break;
+    case Unsaved::ReadOnlyFolder:
+        // Up to here nobody may enter.
+        QFile::setPermissions(QFileInfo(folder).absolutePath(), c_ownersRights | c_othersMayLook);
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner | c_othersMayLook);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther);
+        break;
+    case Unsaved::Unreadable:
+        QFile::setPermissions(QFileInfo(folder).absolutePath(), c_ownersRights | c_othersMayLook);
+        QFile::setPermissions(folder,
+                              c_ownersRights | c_othersMayLook | QFile::WriteOther | QFile::WriteGroup);
+        QFile::setPermissions(path, QFile::ReadOwner);
+        break;
+    case Unsaved::Broken:
+        if (file.open(QIODevice::WriteOnly))
+            file.write("{ \"version\": 1, \"objects\": {");
+        file.close();
+        break;
+    case Unsaved::NoFolder: {
+        QByteArray content = contentOf(path);
+        QDir().rename(folder, folder + ".away");
+        return content;
+    }
+    case Unsaved::SizeLimit:
+        break;
+    }
+    return contentOf(path);
+}
+
+// The trigger program with what the process itself may not do.
+DOrderOutcome runUnder(Unsaved fault, BenchFixture& bench)
+{
+    constexpr qint64 c_room = 16;
+    std::optional<SizeLimit> limit;
+    std::optional<NobodysRights> rights;
+    if (fault == Unsaved::SizeLimit)
+        limit.emplace(c_room);
+    if (fault == Unsaved::ReadOnlyFolder || fault == Unsaved::Unreadable)
+        rights.emplace();
+    return bench.run(c_trigger);
+}
+
+void mend(Unsaved fault, const QString& path)
+{
+    const QString folder = QFileInfo(path).absolutePath();
+    if (fault == Unsaved::NoFolder)
+        QDir().rename(folder + ".away", folder);
+    QFile::remove(folder + "/.filling");
+    QFile::setPermissions(folder, c_ownersRights);
+}
+
+#endif
 
 Transport transportOf(bool rtu)
 {
@@ -73,6 +167,8 @@ void addProfiles()
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(Unsaved)
 
 void tst_DeviceCommands::initTestCase()
 {
@@ -241,6 +337,114 @@ void tst_DeviceCommands::triggerProgramCutOffWithOlderValues()
     bench.simulator().faults().clear();
     QVERIFY(bench.run(c_trigger, {{"resetMode", true}}).ok);
     QCOMPARE(triggerRegisters(bench.simulator()), original);
+}
+
+void tst_DeviceCommands::triggerProgramUnsaved_data()
+{
+    QTest::addColumn<Unsaved>("fault");
+    QTest::addColumn<QStringList>("told"); // besides the file's name
+    QTest::newRow("full disk") << Unsaved::FullDisk
+                               << QStringList{"No space left on device", "make room on the disk of"};
+    QTest::newRow("limit on the size of files")
+        << Unsaved::SizeLimit << QStringList{"File too large", "raise the limit on the size of files"};
+    QTest::newRow("folder without rights")
+        << Unsaved::ReadOnlyFolder << QStringList{"Permission denied", "give this user the right to write"};
+    QTest::newRow("folder that has gone")
+        << Unsaved::NoFolder << QStringList{"No such file or directory", "make the folder"};
+    QTest::newRow("file that nobody may read")
+        << Unsaved::Unreadable << QStringList{"Permission denied", "make it readable for this user"};
+    QTest::newRow("file that is broken")
+        << Unsaved::Broken << QStringList{"is no properties file", "repair it or move it away"};
+}
+
+// The six values cannot be saved once they have been read: nothing is written over them.
+void tst_DeviceCommands::triggerProgramUnsaved()
+{
+#ifdef Q_OS_LINUX
+    QFETCH(Unsaved, fault);
+    QFETCH(QStringList, told);
+    QTemporaryDir folder;
+    const QString place = folder.filePath("kept");
+    QVERIFY(QDir(folder.path()).mkdir("kept"));
+    std::optional<SmallDisk> disk;
+    if (fault == Unsaved::FullDisk) {
+        disk.emplace(place, 64 * 1024);
+        if (!disk->isMounted())
+            QSKIP("nobody may make a small disk here");
+    }
+    const QString properties = place + "/properties.json";
+    BenchFixture bench;
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp, properties), qPrintable(bench.error()));
+    const QVariantList original = triggerRegisters(bench.simulator());
+    QVERIFY(bench.run("getInfo", {{"reference", bench.profile().reference}}).ok);
+    QVERIFY(bench.run(c_trigger).ok);
+    QVERIFY(bench.run(c_trigger, {{"resetMode", true}}).ok);
+    const qint64 writes = bench.simulator().controller().acceptedWriteCount();
+    const QVariantList changed = changeTriggerRegisters(bench.simulator());
+    QVERIFY(changed != original);
+
+    const QByteArray before = spoil(fault, properties);
+    const DOrderOutcome outcome = runUnder(fault, bench);
+    QVERIFY(!outcome.ok);
+    QVERIFY(outcome.results.isEmpty());
+    told.append(properties);
+    for (const QString& part : qAsConst(told))
+        QVERIFY2(outcome.errorMessage.contains(part), qPrintable(outcome.errorMessage));
+    QTRY_COMPARE(bench.host().runningOrderCount(), 0);
+    QCOMPARE(triggerRegisters(bench.simulator()), changed);
+    QCOMPARE(bench.simulator().controller().acceptedWriteCount(), writes);
+    // What was saved before is still there, in the file and for a reset.
+    mend(fault, properties);
+    QCOMPARE(contentOf(properties), before);
+    QCOMPARE(QDir(place).entryList(QDir::Files | QDir::Hidden), QStringList{"properties.json"});
+    QCOMPARE(savedValues(bench), original);
+#else
+    QSKIP("needs disks that refuse");
+#endif
+}
+
+void tst_DeviceCommands::triggerProgramUnsavedByTheBench_data()
+{
+    QTest::addColumn<QString>("shell"); // what is done before the program is started in the same shell
+    QTest::addColumn<QString>("properties");
+    QTest::addColumn<QStringList>("told");
+    QTest::newRow("no home") << "HOME=/proc/nowhere; export HOME; unset XDG_DATA_HOME" << QString()
+                             << QStringList{"/proc/nowhere/", "cannot be written", "make the folder"};
+    QTest::newRow("limit on the size of files")
+        << "ulimit -f 0"
+        << "properties.json" << QStringList{"File too large", "raise the limit"};
+    QTest::newRow("a device for a file") << "true"
+                                         << "/dev/full" << QStringList{"/dev/full", "it is no file"};
+    QTest::newRow("a broken file") << "echo '{' > broken.json"
+                                   << "broken.json"
+                                   << QStringList{"broken.json", "is no properties file", "repair it"};
+}
+
+// The same as a person meets it.
+void tst_DeviceCommands::triggerProgramUnsavedByTheBench()
+{
+    QFETCH(QString, shell);
+    QFETCH(QString, properties);
+    QFETCH(QStringList, told);
+    QTemporaryDir folder;
+    BenchFixture bench;
+    QVERIFY2(bench.start("mdc32-gen2", Transport::Tcp), qPrintable(bench.error()));
+    const QVariantList original = triggerRegisters(bench.simulator());
+    const QString config = folder.filePath("bench.json");
+    QVERIFY(writeBenchFor(bench.simulator(), bench.profile().reference, config));
+    QString line =
+        QString("cd %1 && %2 && exec %3 --config %4").arg(folder.path(), shell, benchProgram(), config);
+    if (!properties.isEmpty())
+        line += " --properties " + properties;
+    QProcess process;
+    process.start("/bin/sh", {"-c", line + " run " + c_trigger});
+    const BenchEnd end = endOf(process);
+    QVERIFY2(end.exitCode == 1, qPrintable(QString::number(end.exitCode) + end.err));
+    QVERIFY2(!end.out.contains("true"), qPrintable(end.out));
+    for (const QString& part : qAsConst(told))
+        QVERIFY2(end.err.contains(part), qPrintable(end.err));
+    QCOMPARE(triggerRegisters(bench.simulator()), original);
+    QCOMPARE(bench.simulator().controller().acceptedWriteCount(), qint64(0));
 }
 
 QTEST_GUILESS_MAIN(tst_DeviceCommands)

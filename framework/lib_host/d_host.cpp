@@ -23,8 +23,10 @@ public:
     explicit Private(DHost* host)
         : q(host)
         , notices(*host, queue)
-        , keeper(instances, queue, notices)
-        , properties(*host, queue, [host](const QString& error) { Q_EMIT host->propertiesNotSaved(error); })
+        , properties(
+              *host, queue, [host](const QString& error) { Q_EMIT host->propertiesNotSaved(error); },
+              [this](const DPropertyName& property, const QVariant& saved) { restore(property, saved); })
+        , keeper(instances, queue, notices, properties)
     {
         keeper.onRetired([this] { deleteThoseThatLeave(); });
     }
@@ -33,6 +35,8 @@ public:
     bool addRoot(DAbstractPlugin* root, QString* error);
     QHash<QUuid, DKindTraits> kindTraits() const;
     bool makeInstance(const DObjectEntry& entry, QString* error);
+    void propertyChanged(const DPropertyName& property, const QVariant& value);
+    void restore(const DPropertyName& property, const QVariant& saved);
     void instanceGoes(DAbstractPlugin* plugin);
     void removePlugin(DAbstractPlugin* plugin);
     void deleteThoseThatLeave();
@@ -47,8 +51,8 @@ public:
     DInstances instances;
     DRunQueue queue; // goes after whoever has calls waiting in it
     DOrderNotices notices;
-    DOrderKeeper keeper;
     DPropertySaver properties;
+    DOrderKeeper keeper;
 };
 
 bool DHost::Private::isOwnThread(const char* operation) const
@@ -103,13 +107,26 @@ bool DHost::Private::makeInstance(const DObjectEntry& entry, QString* error)
     QObject::connect(plugin, &DAbstractPlugin::sigPropertyChanged, q,
                      [this, uuid = entry.uuid](const QString& name, const QVariant& value, bool persistent) {
                          if (persistent)
-                             properties.change(uuid, name, value);
+                             propertyChanged({uuid, name}, value);
                      });
     plugin->setMainConfig(config);
     plugin->initPluginCommands();
     instances.add(entry, plugin);
     Q_EMIT q->instanceAdded(entry.uuid);
     return true;
+}
+
+void DHost::Private::propertyChanged(const DPropertyName& property, const QVariant& value)
+{
+    properties.change(property.objectUuid, property.name, value);
+    keeper.propertyChanged(property);
+}
+
+void DHost::Private::restore(const DPropertyName& property, const QVariant& saved)
+{
+    DAbstractPlugin* const plugin = instances.find(property.objectUuid);
+    if (plugin != nullptr)
+        plugin->setProperty(property.name, saved, false);
 }
 
 // Reached from the destructor of the instance, whoever deletes it: its derived part is gone already.

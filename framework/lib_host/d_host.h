@@ -54,9 +54,10 @@ public:
     // The root objects of all kinds, loaded and added; they make the instances and describe the kinds.
     DPluginKinds kinds() const;
 
-    // Persistent properties are restored from and saved to this file (JSON, by object identity).
-    // Called before configure(). A missing file is an empty one; an unreadable one is an error:
-    // it is left alone and nothing is saved over it.
+    // Persistent properties are restored from and saved to this file (JSON, by object identity). What an
+    // order sets is on the disk before its next instruction starts; where that cannot be the order fails
+    // there. Called before configure(). A missing file is an empty one; an unreadable one is an error: it is
+    // left alone and nothing is saved over it as long as it is so.
     bool setPropertiesFile(const QString& path, QString* error = nullptr);
 
     // Makes the instances of the configuration's "objects", in their order: createInstance,
@@ -101,7 +102,8 @@ Q_SIGNALS:
     // of it. An order that is stopped from here comes to place its next instruction, but not to start it.
     void instructionFinished(quint64 orderId, const QString& instruction, const QVariantMap& arguments,
                              const DOrderOutcome& outcome);
-    // Persistent properties could not be saved; what the file held is still there.
+    // Persistent properties could not be saved; what the file held is still there. Of those that an order has
+    // set its outcome tells.
     void propertiesNotSaved(const QString& error);
 
 private:

@@ -240,6 +240,9 @@ DLastWord DOrder::lastWord() const
 
 void DOrder::start()
 {
+    // A caller that runs an event loop of its own has set something meanwhile, perhaps.
+    if (!m_caller.isNull() && !m_caller->saveOrEnd())
+        return;
     if (!isOpen())
         return;
     const bool stopRequested = m_phase == DOrderPhase::StopRequested;
@@ -384,14 +387,38 @@ bool DOrder::callCommand(Call call, bool& verdict)
     // The command, this order, the instance and the host may all go while it runs.
     const QSharedPointer<ICommand> keep = m_command;
     const QPointer<DOrder> self(this);
+    const QPointer<DOrder> outer = m_keeper.exchangeRunning(self);
     ++m_busy;
     verdict = call(*m_abstractCommand);
+    if (self.isNull())
+        return false;
+    m_keeper.exchangeRunning(outer);
+    // What it has asked for starts when it has returned, and not before this.
+    saveOrEnd();
     if (self.isNull())
         return false;
     --m_busy;
     if (!isOpen() && m_busy == 0)
         retire();
     return isOpen();
+}
+
+QString DOrder::saveProperties()
+{
+    QString error;
+    const QList<DPropertyName> unsaved = std::exchange(m_unsaved, {});
+    if (unsaved.isEmpty() || m_keeper.properties().saveOrDrop(unsaved, &error))
+        return {};
+    return QStringLiteral("%1: what it has to keep cannot be saved, so nothing more is sent: %2")
+        .arg(title(), error);
+}
+
+bool DOrder::saveOrEnd()
+{
+    const QString error = saveProperties();
+    if (!error.isEmpty())
+        end(false, IMessenger::CeEcInternal, error);
+    return error.isEmpty();
 }
 
 DOrder::Instruction* DOrder::findInFlight(quint64 id)
@@ -421,6 +448,11 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
 {
     if (!isOpen())
         return false;
+    const QString unsaved = saveProperties();
+    if (!unsaved.isEmpty() && ok)
+        return end(false, IMessenger::CeEcInternal, unsaved);
+    if (!unsaved.isEmpty())
+        qCritical().noquote() << unsaved;
     DOrderOutcome outcome{ok, IMessenger::CeEcNone, {}, m_results};
     if (m_phase == DOrderPhase::Failing) {
         outcome.ok = false;

@@ -4,6 +4,7 @@
 #include <lib_host/order_notices.h>
 #include <lib_host/order_phase.h>
 #include <lib_host/order_timeout.h>
+#include <lib_host/property_saver.h>
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/i_order.h>
@@ -62,6 +63,8 @@ public:
     // The time-out of an instruction that is allowed so many milliseconds: no longer than this order
     // itself is. So the target ends first and says what became of its request.
     int timeLeftFor(int timeout) const;
+    // Its command has set a persistent property: it goes on only when that is saved.
+    void propertyChanged(const DPropertyName& property) { m_unsaved.append(property); }
     // Lets the clone go before its parent does; one that runs right now dies when it returns.
     void dropCommand();
 
@@ -120,6 +123,10 @@ private:
     // Runs command code; false when this order is gone afterwards or has ended, `verdict` aside.
     template <class Call>
     bool callCommand(Call call, bool& verdict);
+    // Empty when all that the command has set is on the disk, else why not.
+    QString saveProperties();
+    // Fails the order, which may be gone then, when something is not saved.
+    bool saveOrEnd();
     Instruction* findInFlight(quint64 id);
     // After the command has returned: ends an order that waits for nothing any more, or goes on.
     void proceed();
@@ -154,6 +161,7 @@ private:
     Instructions m_inFlight;
     DOrderInbox m_inbox;
     QVariantMap m_results;
+    QList<DPropertyName> m_unsaved;
 
     DOrderPhase m_phase = DOrderPhase::Placed;
     int m_busy = 0; // depth of calls into the command

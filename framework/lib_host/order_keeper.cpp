@@ -14,10 +14,12 @@ constexpr int c_capacity = 1024;
 
 } // namespace
 
-DOrderKeeper::DOrderKeeper(const DInstances& instances, DRunQueue& queue, DOrderNotices& notices)
+DOrderKeeper::DOrderKeeper(const DInstances& instances, DRunQueue& queue, DOrderNotices& notices,
+                           DPropertySaver& properties)
     : m_instances(instances)
     , m_queue(queue)
     , m_notices(notices)
+    , m_properties(properties)
 {}
 
 void DOrderKeeper::place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
@@ -51,6 +53,17 @@ DOrder* DOrderKeeper::placeInstruction(DOrder& caller, const QString& target, co
     m_orders.insert(id, order);
     ++m_instructionCount;
     return order;
+}
+
+void DOrderKeeper::propertyChanged(const DPropertyName& property)
+{
+    if (!m_running.isNull())
+        m_running->propertyChanged(property);
+}
+
+QPointer<DOrder> DOrderKeeper::exchangeRunning(const QPointer<DOrder>& order)
+{
+    return std::exchange(m_running, order);
 }
 
 DOrder* DOrderKeeper::find(quint64 id) const

@@ -15,14 +15,17 @@
 class DAbstractPlugin;
 class DInstances;
 class DOrder;
+class DPropertySaver;
 class DRunQueue;
+struct DPropertyName;
 
 // Keeps all orders from the moment at which they are placed until they are deleted, and makes them.
 class DOrderKeeper
 {
 public:
     // What it is given outlives this.
-    DOrderKeeper(const DInstances& instances, DRunQueue& queue, DOrderNotices& notices);
+    DOrderKeeper(const DInstances& instances, DRunQueue& queue, DOrderNotices& notices,
+                 DPropertySaver& properties);
     Q_DISABLE_COPY(DOrderKeeper)
 
     // Places an order that is no instruction, or tells `waiter` that there is no room for it.
@@ -43,6 +46,8 @@ public:
     void close();
     // Those too that have ended and would be deleted from the event loop.
     void deleteAll();
+    // A persistent property has: the order whose command does it saves it before it goes on.
+    void propertyChanged(const DPropertyName& property);
     // Called when an order runs no command code any more.
     void onRetired(std::function<void()> handler) { m_onRetired = std::move(handler); }
 
@@ -50,6 +55,9 @@ public:
 
     DOrderNotices& notices() { return m_notices; }
     DRunQueue& queue() { return m_queue; }
+    DPropertySaver& properties() { return m_properties; }
+    // The order whose command is called from now on, null for none; returns the one before.
+    QPointer<DOrder> exchangeRunning(const QPointer<DOrder>& order);
     // The order of an instruction, null when no more are taken.
     DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
                              const QVariantMap& arguments, int timeout);
@@ -69,6 +77,8 @@ private:
     const DInstances& m_instances;
     DRunQueue& m_queue;
     DOrderNotices& m_notices;
+    DPropertySaver& m_properties;
+    QPointer<DOrder> m_running;
     std::function<void()> m_onRetired;
     QHash<quint64, DOrder*> m_orders; // those that have ended and are not deleted yet included
     bool m_closed = false;

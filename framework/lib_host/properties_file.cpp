@@ -1,12 +1,13 @@
 #include <lib_host/properties_file.h>
 
+#include <lib_host/file_replacement.h>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonParseError>
-#include <QSaveFile>
 
 #include <cmath>
 #include <limits>
@@ -89,92 +90,118 @@ bool fail(QString* error, const QString& text)
     return false;
 }
 
+void merge(DPropertiesFile::Objects& into, const DPropertiesFile::Objects& changes)
+{
+    for (auto object = changes.cbegin(); object != changes.cend(); ++object) {
+        QVariantMap& values = into[object.key()];
+        for (auto it = object->cbegin(); it != object->cend(); ++it) {
+            if (it->isValid())
+                values.insert(it.key(), *it);
+            else
+                values.remove(it.key());
+        }
+    }
+}
+
+QByteArray textOf(const DPropertiesFile::Objects& objects)
+{
+    QJsonObject list;
+    for (auto it = objects.cbegin(); it != objects.cend(); ++it) {
+        if (!it->isEmpty())
+            list.insert(it.key().toString(), QJsonObject::fromVariantMap(*it));
+    }
+    return QJsonDocument(QJsonObject{{c_version, c_formatVersion}, {c_objects, list}}).toJson();
+}
+
+// A file that is a link is replaced where it is.
+QString placeOf(const QString& path)
+{
+    const QFileInfo info(path);
+    if (!info.isSymLink())
+        return path;
+    return info.exists() ? info.canonicalFilePath() : info.symLinkTarget();
+}
+
 } // namespace
 
 bool DPropertiesFile::open(const QString& path, QString* error)
 {
-    m_path.clear();
-    m_refusal.clear();
+    m_isOpen = true;
+    m_path = path;
     m_objects.clear();
-    m_dirty = false;
-    QFile file(path);
-    if (!path.isEmpty() && !file.exists()) {
-        m_path = path;
+    m_changes.clear();
+    return read(&m_objects, error);
+}
+
+bool DPropertiesFile::read(Objects* objects, QString* error) const
+{
+    const QString elsewhere = QStringLiteral(", or keep persistent properties in another file");
+    const QFileInfo info(m_path);
+    if (!m_path.isEmpty() && !info.exists())
         return true;
-    }
-    if (!file.open(QIODevice::ReadOnly)) {
-        m_refusal = QStringLiteral("%1: cannot be read (%2)").arg(path, file.errorString());
-        return fail(error, m_refusal);
-    }
+    QFile file(m_path);
+    // What is no file may never end.
+    const bool isFile = m_path.isEmpty() || info.isFile();
+    if (!isFile || !file.open(QIODevice::ReadOnly))
+        return fail(error, QStringLiteral("%1: cannot be read (%2): it is left as it is; make it readable "
+                                          "for this user%3")
+                               .arg(m_path, isFile ? file.errorString() : QStringLiteral("it is no file"),
+                                    elsewhere));
     QString why;
-    QMap<QUuid, QVariantMap> objects;
+    Objects found;
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError)
         why = file.errorString();
     else
-        parse(bytes, objects, why);
-    if (!why.isEmpty()) {
-        m_refusal = QStringLiteral("%1: is no properties file (%2); it is left as it is and nothing is saved")
-                        .arg(path, why);
-        return fail(error, m_refusal);
-    }
-    m_objects = objects;
-    m_path = path;
+        parse(bytes, found, why);
+    if (!why.isEmpty())
+        return fail(error, QStringLiteral("%1: is no properties file (%2): it is left as it is and nothing "
+                                          "is saved; repair it or move it away%3")
+                               .arg(m_path, why, elsewhere));
+    *objects = found;
     return true;
 }
 
 QVariantMap DPropertiesFile::values(const QUuid& objectUuid) const
 {
-    return m_objects.value(objectUuid);
+    Objects objects{{objectUuid, m_objects.value(objectUuid)}};
+    merge(objects, {{objectUuid, m_changes.value(objectUuid)}});
+    return objects.value(objectUuid);
 }
 
 void DPropertiesFile::set(const QUuid& objectUuid, const QString& name, const QVariant& value)
 {
-    QVariantMap& values = m_objects[objectUuid];
-    if (!value.isValid()) {
-        m_dirty = values.remove(name) > 0 || m_dirty;
-        return;
+    // Even a value that was read: another program may have saved another one since.
+    m_changes[objectUuid].insert(name, value);
+}
+
+QVariant DPropertiesFile::drop(const QUuid& objectUuid, const QString& name)
+{
+    const auto changes = m_changes.find(objectUuid);
+    if (changes != m_changes.end()) {
+        changes->remove(name);
+        if (changes->isEmpty())
+            m_changes.erase(changes);
     }
-    const auto it = values.constFind(name);
-    if (it != values.cend() && QJsonValue::fromVariant(it.value()) == QJsonValue::fromVariant(value))
-        return;
-    values.insert(name, value);
-    m_dirty = true;
+    return m_objects.value(objectUuid).value(name);
 }
 
 bool DPropertiesFile::save(QString* error)
 {
-    if (!isOpen())
-        return fail(error, m_refusal);
-    QJsonObject objects;
-    for (auto it = m_objects.cbegin(); it != m_objects.cend(); ++it) {
-        if (!it.value().isEmpty())
-            objects.insert(it.key().toString(), QJsonObject::fromVariantMap(it.value()));
-    }
-    const QByteArray bytes =
-        QJsonDocument(QJsonObject{{c_version, c_formatVersion}, {c_objects, objects}}).toJson();
-
-    // QSaveFile's commit alone does not notice a full disk: it has replaced a good file by the part
-    // that fitted. So nothing is committed that was not flushed without an error.
-    // A device or a pipe would be replaced by a file: nobody can use it any more then.
-    const QFileInfo existing(m_path);
-    if (existing.exists() && !existing.isFile())
-        return fail(error, QStringLiteral("%1: cannot be written (it is no file)").arg(m_path));
-    QSaveFile file(m_path);
-    if (!file.open(QIODevice::WriteOnly))
-        return fail(error, QStringLiteral("%1: cannot be written (%2)").arg(m_path, file.errorString()));
-    const bool written =
-        file.write(bytes) == bytes.size() && file.flush() && file.error() == QFileDevice::NoError;
-    if (!written) {
-        const QString why = file.errorString();
-        file.cancelWriting();
-        return fail(error, QStringLiteral("%1: cannot be written (%2)").arg(m_path, why));
-    }
-    if (!file.commit())
-        return fail(error, QStringLiteral("%1: cannot be replaced (%2)").arg(m_path, file.errorString()));
-    QFile check(m_path);
-    if (!check.open(QIODevice::ReadOnly) || check.readAll() != bytes)
-        return fail(error, QStringLiteral("%1: does not hold what was written to it").arg(m_path));
-    m_dirty = false;
+    const QString place = placeOf(m_path);
+    Objects objects;
+    if (!read(&objects, error))
+        return false;
+    const QByteArray before = textOf(objects);
+    merge(objects, m_changes);
+    const QByteArray bytes = textOf(objects);
+    DFileFailure failure;
+    const bool isSaved = bytes == before && QFileInfo::exists(place);
+    if (!isSaved && !replaceFile(place, bytes, &failure))
+        return fail(error, QStringLiteral("%1: cannot be written (%2): %3, or keep persistent properties in "
+                                          "another file")
+                               .arg(m_path, failure.cause, failure.remedy));
+    m_objects = objects;
+    m_changes.clear();
     return true;
 }

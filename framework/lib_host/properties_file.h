@@ -8,27 +8,39 @@
 // The persistent properties of all objects, and the JSON file that keeps them:
 //   {"version": 1, "objects": {"{object UUID}": {"name": value, …}, …}}
 // Whole numbers come back as int, or as qlonglong when they do not fit.
+//
+// Only what was set here is ever written, into what the file holds at that moment: other programs save in
+// the same file.
 class DPropertiesFile
 {
 public:
-    // False with `error` when the file is there and cannot be understood; it is then never written.
-    // A missing file is an empty one.
-    bool open(const QString& path, QString* error);
-    bool isOpen() const { return !m_path.isEmpty(); }
-    // Why open() failed; empty otherwise.
-    QString refusal() const { return m_refusal; }
+    using Objects = QMap<QUuid, QVariantMap>;
 
+    // Reads the file; a missing one is an empty one. False with `error` when it is there and cannot be read
+    // or understood: nothing is known of it then, and it is not written as long as this is so.
+    bool open(const QString& path, QString* error);
+    // open() was called, whatever it said.
+    bool isOpen() const { return m_isOpen; }
+
+    // As they were last read, and what was set since.
     QVariantMap values(const QUuid& objectUuid) const;
     // An invalid value removes the name.
     void set(const QUuid& objectUuid, const QString& name, const QVariant& value);
-    // Something was set that the file does not hold yet.
-    bool isDirty() const { return m_dirty; }
-    // Replaces the file, or leaves it as it was and says why.
+    // Forgets what was set and not saved; returns what the file held when it was last read, an invalid value
+    // when it did not hold the name.
+    QVariant drop(const QUuid& objectUuid, const QString& name);
+    // Something was set that was not saved yet.
+    bool isDirty() const { return !m_changes.isEmpty(); }
+    // Once it has returned true, what was set is on the disk. Else the file is as it was, and `error` names
+    // it, the cause and what to do; what was set may be saved later.
     bool save(QString* error);
 
 private:
+    bool read(Objects* objects, QString* error) const;
+
+    bool m_isOpen = false;
     QString m_path;
-    QString m_refusal;
-    QMap<QUuid, QVariantMap> m_objects;
-    bool m_dirty = false;
+    Objects m_objects;
+    // What was set and not saved; an invalid value is a name to be removed.
+    Objects m_changes;
 };

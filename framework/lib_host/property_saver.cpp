@@ -6,19 +6,19 @@
 
 #include <utility>
 
-DPropertySaver::DPropertySaver(QObject& host, DRunQueue& queue, FailureHandler onFailure)
+DPropertySaver::DPropertySaver(QObject& host, DRunQueue& queue, FailureHandler onFailure, DropHandler onDrop)
     : m_host(host)
     , m_queue(queue)
     , m_onFailure(std::move(onFailure))
+    , m_onDrop(std::move(onDrop))
 {}
 
 void DPropertySaver::change(const QUuid& objectUuid, const QString& name, const QVariant& value)
 {
-    // A file that was refused is told each time something should have been saved.
-    if (!m_file.isOpen() && m_file.refusal().isEmpty())
+    if (!m_file.isOpen())
         return;
     m_file.set(objectUuid, name, value);
-    if (!m_file.isDirty() || m_isQueued)
+    if (m_isQueued)
         return;
     m_isQueued = true;
     m_queue.add(&m_host, [this] { save(); });
@@ -34,4 +34,13 @@ void DPropertySaver::save()
         return;
     qCritical().noquote() << "persistent properties are not saved:" << error;
     m_onFailure(error);
+}
+
+bool DPropertySaver::saveOrDrop(const QList<DPropertyName>& changed, QString* error)
+{
+    if (!m_file.isDirty() || m_file.save(error))
+        return true;
+    for (const DPropertyName& property : changed)
+        m_onDrop(property, m_file.drop(property.objectUuid, property.name));
+    return false;
 }

@@ -2,20 +2,31 @@
 
 #include <lib_host/properties_file.h>
 
+#include <QList>
+
 #include <functional>
 
 class DRunQueue;
 class QObject;
 
-// Saves the persistent properties of instances when they change: once for all that change until the
-// event loop has its turn.
+// A property of an object.
+struct DPropertyName
+{
+    QUuid objectUuid;
+    QString name;
+};
+
+// Saves the persistent properties of instances when they change: what an order sets before the order goes on,
+// anything else once for all that change until the event loop has its turn.
 class DPropertySaver
 {
 public:
     using FailureHandler = std::function<void(const QString& error)>;
+    using DropHandler = std::function<void(const DPropertyName& property, const QVariant& saved)>;
 
-    // `host` is who saves; both outlive this.
-    DPropertySaver(QObject& host, DRunQueue& queue, FailureHandler onFailure);
+    // `host` is who saves; both outlive this. `onFailure` hears of what no order is told of, `onDrop` of each
+    // property that has the value again that was saved last.
+    DPropertySaver(QObject& host, DRunQueue& queue, FailureHandler onFailure, DropHandler onDrop);
     Q_DISABLE_COPY(DPropertySaver)
 
     // As DPropertiesFile::open(). Without a file nothing is kept.
@@ -24,11 +35,15 @@ public:
     void change(const QUuid& objectUuid, const QString& name, const QVariant& value);
     // At once; does nothing when all is saved.
     void save();
+    // The same for who has changed these properties and goes on only when they are saved. False with `error`:
+    // they are dropped.
+    bool saveOrDrop(const QList<DPropertyName>& changed, QString* error);
 
 private:
     QObject& m_host;
     DRunQueue& m_queue;
     const FailureHandler m_onFailure;
+    const DropHandler m_onDrop;
     DPropertiesFile m_file;
     bool m_isQueued = false;
 };

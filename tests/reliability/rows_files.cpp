@@ -4,6 +4,7 @@
 #include "tests/reliability/row_table.h"
 #include "tests/reliability/simulated_bench.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/disk_faults.h"
 #include "tests/support/log_capture.h"
 
 #include "applications/simulator/simulated_controller.h"
@@ -22,10 +23,6 @@
 #include <optional>
 
 #ifdef Q_OS_LINUX
-#include <sched.h>
-#include <sys/fsuid.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -150,29 +147,6 @@ private:
 
 #ifdef Q_OS_LINUX
 
-// No file can become larger than so many bytes while it lives.
-class SizeLimit
-{
-public:
-    explicit SizeLimit(qint64 bytes)
-        : m_handler(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{static_cast<rlim_t>(bytes), m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~SizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    Q_DISABLE_COPY_MOVE(SizeLimit)
-
-private:
-    rlimit m_before{};
-    void (*m_handler)(int);
-};
-
 void runSizeLimit(RowReport& report)
 {
     FileBench files(report, {}, FileBench::Exchanged::Writer);
@@ -194,46 +168,6 @@ void runSizeLimit(RowReport& report)
                                "with room for all of them")
                     .arg(enough));
     files.bench.finish();
-}
-
-// A folder of a file system with room for so many bytes, seen by this process only.
-class SmallDisk
-{
-public:
-    SmallDisk(const QString& folder, qint64 bytes)
-        : m_folder(QFile::encodeName(folder))
-    {
-        const QByteArray size = "size=" + QByteArray::number(bytes);
-        m_mounted = unshare(CLONE_NEWNS) == 0 &&
-                    mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                    mount("small", m_folder.constData(), "tmpfs", 0, size.constData()) == 0;
-    }
-    ~SmallDisk()
-    {
-        if (m_mounted)
-            umount2(m_folder.constData(), MNT_DETACH);
-    }
-    Q_DISABLE_COPY_MOVE(SmallDisk)
-
-    bool isMounted() const { return m_mounted; }
-
-private:
-    QByteArray m_folder;
-    bool m_mounted = false;
-};
-
-// Takes all but so many pages of the disk.
-bool fillDisk(const QString& path, int freePages)
-{
-    const auto page = sysconf(_SC_PAGESIZE);
-    const QByteArray block(static_cast<int>(page), 'x');
-    QFile filling(path);
-    if (!filling.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        return false;
-    while (filling.write(block) == block.size()) {
-    }
-    const qint64 whole = filling.size() / page * page;
-    return filling.resize(whole - freePages * page);
 }
 
 void runDiskFull(RowReport& report)
@@ -273,13 +207,13 @@ void runReadOnlyFolder(RowReport& report)
     FileBench files(report, {}, FileBench::Exchanged::Writer);
     if (!files.start())
         return;
-    constexpr uid_t c_nobody = 65534;
     QFile::setPermissions(files.folder.path(),
                           QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
-    // For root nothing is read only.
-    const int user = setfsuid(c_nobody);
-    const MeasuredEnd end = files.backup();
-    setfsuid(static_cast<uid_t>(user));
+    MeasuredEnd end;
+    {
+        const NobodysRights rights;
+        end = files.backup();
+    }
     QFile::setPermissions(files.folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     files.expectFailed(end, QStringLiteral("read-only folder"));
     files.bench.recover();

@@ -20,10 +20,15 @@ bool writeBenchFor(const Simulator& simulator, const QString& reference, const Q
     return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
 }
 
+QString benchProgram()
+{
+    return QStringLiteral(MDC_BINARY_DIRECTORY "/bin/mdc-bench");
+}
+
 std::unique_ptr<QProcess> startBench(const QStringList& arguments)
 {
     auto process = std::make_unique<QProcess>();
-    process->start(MDC_BINARY_DIRECTORY "/bin/mdc-bench", arguments);
+    process->start(benchProgram(), arguments);
     process->closeWriteChannel();
     return process;
 }

@@ -20,6 +20,8 @@ struct BenchEnd
 // Writes the sample bench for the simulator's TCP port to a file; false when that is not possible.
 bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path);
 
+// The path of "mdc-bench".
+QString benchProgram();
 // "mdc-bench" with these arguments, started.
 std::unique_ptr<QProcess> startBench(const QStringList& arguments);
 // Waits for its end.

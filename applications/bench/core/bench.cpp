@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+#include <csignal>
+
 namespace {
 
 ExitCode say(const ParsedCommandLine& parsed)
@@ -47,6 +49,10 @@ ExitCode runParsed(const ParsedCommandLine& parsed, int& argc, char** argv)
         problem.tell(console);
         return problem.code;
     }
+#ifdef SIGXFSZ
+    // A file that may not grow is told as a disk that is full is, and does not end the program.
+    std::signal(SIGXFSZ, SIG_IGN);
+#endif
     QCoreApplication::setApplicationName(QStringLiteral("mdc-bench"));
     return runSubcommand(*parsed.subcommand, parsed.general);
 }

@@ -1,10 +1,14 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
+
+#include <memory>
 
 #ifdef Q_OS_UNIX
 #include <csignal>
@@ -24,7 +28,79 @@ private Q_SLOTS:
     void propertiesCannotBeWritten();
     void propertiesDiskIsFull();
     void savesAreCoalesced();
+    void savedBeforeTheNextInstruction_data();
+    void savedBeforeTheNextInstruction();
+    void unsavedEndsTheOrder_data();
+    void unsavedEndsTheOrder();
+    void unsavedLeavesWhatWasSaved();
+    void unsavedOfAnotherOrder();
 };
+
+namespace {
+
+constexpr int c_value = 7;
+const QString c_kept = QStringLiteral("kept");
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void keep(const ScriptedCommand& command, int value)
+{
+    static_cast<DAbstractPlugin*>(command.parent())->setProperty(c_kept, value, true);
+}
+
+bool write(ScriptedCommand& command)
+{
+    return command.place("driver", "write") != 0;
+}
+
+struct Way
+{
+    const char* name;
+    Script script;
+    int instructions; // before the property is set
+};
+
+// Where in its order a command sets a property and overwrites what the property tells.
+QList<Way> waysToSet()
+{
+    Script afterReply;
+    afterReply.execute = [](ScriptedCommand& command) { return command.place("driver", "read") != 0; };
+    afterReply.reply = [told = std::make_shared<int>(0)](ScriptedCommand& command, quint64, const auto&) {
+        if (++*told > 1)
+            return true;
+        keep(command, c_value);
+        write(command);
+        return true;
+    };
+    const auto nested = [](ScriptedCommand& command) {
+        write(command);
+        keep(command, c_value);
+        QEventLoop loop;
+        QTimer::singleShot(50, &loop, &QEventLoop::quit);
+        loop.exec();
+        return true;
+    };
+    return {{"before it", executes([](ScriptedCommand& command) {
+                 keep(command, c_value);
+                 write(command);
+                 return true;
+             }),
+             0},
+            {"behind it", executes([](ScriptedCommand& command) {
+                 write(command);
+                 keep(command, c_value);
+                 return true;
+             }),
+             0},
+            {"in an event loop of its own", executes(nested), 0},
+            {"in a reply's handler", afterReply, 1}};
+}
+
+} // namespace
 
 void tst_HostProperties::failedSaveIsTriedAgain()
 {
@@ -212,6 +288,122 @@ void tst_HostProperties::savesAreCoalesced()
     const quint64 id = bench.start("nonsense");
     QTRY_VERIFY(bench.isFinished(id));
     QCOMPARE(notSaved.size(), 1);
+}
+
+void tst_HostProperties::savedBeforeTheNextInstruction_data()
+{
+    QTest::addColumn<int>("way");
+    const QList<Way> ways = waysToSet();
+    for (int i = 0; i < ways.size(); ++i)
+        QTest::newRow(ways.at(i).name) << i;
+}
+
+// On the disk when the instruction starts; where that cannot be, it does not start.
+void tst_HostProperties::savedBeforeTheNextInstruction()
+{
+    QFETCH(int, way);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("later/properties.json");
+    QByteArray onDisk;
+    int written = 0;
+    int read = 0;
+    const Scripts driver{{"write", executes([&](ScriptedCommand&) {
+                              ++written;
+                              onDisk = contentOf(path);
+                              return true;
+                          })},
+                         {"read", executes([&read](ScriptedCommand&) {
+                              ++read;
+                              return true;
+                          })}};
+    ScriptedBench bench({{"go", waysToSet().at(way).script}}, driver, path);
+    const quint64 failed = bench.start("go");
+    QTRY_VERIFY(bench.isFinished(failed));
+    const DOrderOutcome outcome = bench.outcomes.value(failed);
+    QVERIFY(!outcome.ok);
+    QCOMPARE(int(outcome.errorCode), int(IMessenger::CeEcInternal));
+    for (const QString& part : {path, QString("No such file or directory"), QString("make the folder")})
+        QVERIFY2(outcome.errorMessage.contains(part), qPrintable(outcome.errorMessage));
+    QTRY_COMPARE(bench.host->runningOrderCount(), 0);
+    QCOMPARE(written, 0);
+    QCOMPARE(read, waysToSet().at(way).instructions);
+
+    QVERIFY(QDir(folder.path()).mkdir("later"));
+    ScriptedBench next({{"go", waysToSet().at(way).script}}, driver, path);
+    const quint64 done = next.start("go");
+    QTRY_VERIFY(next.isFinished(done));
+    QVERIFY2(next.outcomes.value(done).ok, qPrintable(next.outcomes.value(done).errorMessage));
+    QCOMPARE(written, 1);
+    QVERIFY2(onDisk.contains("\"kept\": 7"), onDisk.constData());
+}
+
+void tst_HostProperties::unsavedEndsTheOrder_data()
+{
+    QTest::addColumn<bool>("byItself");
+    QTest::newRow("ends with its command") << false;
+    QTest::newRow("says that it is done") << true;
+}
+
+// An order that sends nothing more is not done either.
+void tst_HostProperties::unsavedEndsTheOrder()
+{
+    QFETCH(bool, byItself);
+    QTemporaryDir folder;
+    Script script = executes([byItself](ScriptedCommand& command) {
+        keep(command, c_value);
+        if (byItself)
+            command.finish(true);
+        return true;
+    });
+    script.endsByItself = byItself;
+    ScriptedBench bench({{"go", script}}, {}, folder.filePath("not there/properties.json"));
+    const quint64 id = bench.start("go");
+    QTRY_VERIFY(bench.isFinished(id));
+    QVERIFY(!bench.outcomes.value(id).ok);
+    QVERIFY2(bench.outcomes.value(id).errorMessage.contains("properties.json"),
+             qPrintable(bench.outcomes.value(id).errorMessage));
+}
+
+// What an order could not save is as if it had never been set: in the file later, and in the instance.
+void tst_HostProperties::unsavedLeavesWhatWasSaved()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("later/properties.json");
+    QVERIFY(QDir(folder.path()).mkdir("later"));
+    int value = 1;
+    ScriptedBench bench({{"go", executes([&value](ScriptedCommand& command) {
+                              keep(command, value);
+                              return true;
+                          })}},
+                        {}, path);
+    const DAbstractPlugin* const device = bench.host->findInstance(c_device);
+    const quint64 first = bench.start("go");
+    QTRY_VERIFY(bench.isFinished(first));
+    QVERIFY(bench.outcomes.value(first).ok);
+    const QByteArray saved = contentOf(path);
+    QVERIFY(!saved.isEmpty());
+
+    QVERIFY(QDir(folder.path()).rename("later", "away"));
+    value = 2;
+    const quint64 second = bench.start("go");
+    QTRY_VERIFY(bench.isFinished(second));
+    QVERIFY(!bench.outcomes.value(second).ok);
+    QCOMPARE(device->getProperty(c_kept, nullptr), QVariant(1));
+    QVERIFY(QDir(folder.path()).rename("away", "later"));
+    bench.host.reset();
+    QCOMPARE(contentOf(path), saved);
+}
+
+// An order is not failed for what somebody else has set.
+void tst_HostProperties::unsavedOfAnotherOrder()
+{
+    QTemporaryDir folder;
+    ScriptedBench bench({{"go", executes([](ScriptedCommand&) { return true; })}}, {},
+                        folder.filePath("not there/properties.json"));
+    bench.host->findInstance(c_device)->setProperty(c_kept, 1, true);
+    const quint64 id = bench.start("go");
+    QTRY_VERIFY(bench.isFinished(id));
+    QVERIFY(bench.outcomes.value(id).ok);
 }
 
 QTEST_GUILESS_MAIN(tst_HostProperties)
