@@ -11,6 +11,7 @@
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QStringList>
 
 namespace {
 
@@ -32,6 +33,30 @@ bool isDeviceConfiguration(const QJsonObject& object)
            configuration.contains(c_channels) || configuration.contains(c_parameters);
 }
 
+// "channel "alarm", entry "register": " of a place within a device's configuration, which a number in a list
+// does not tell; empty where there is no channel.
+QString namesAt(const QJsonObject& configuration, const QString& pointer)
+{
+    const QStringList tokens = pointer.split(QLatin1Char('/')).mid(1);
+    if (tokens.size() < 2 || tokens.at(0) != c_channels)
+        return {};
+    const auto idOf = [](const QJsonValue& list, const QString& index) {
+        return list.toArray().at(index.toInt()).toObject().value(c_id).toString();
+    };
+    const QString channel = idOf(configuration.value(c_channels), tokens.at(1));
+    if (channel.isEmpty())
+        return {};
+    QString names = QStringLiteral("channel \"%1\"").arg(channel);
+    if (tokens.size() > 3 && tokens.at(2) == QLatin1String("value")) {
+        const QJsonObject object =
+            configuration.value(c_channels).toArray().at(tokens.at(1).toInt()).toObject();
+        const QString entry = idOf(object.value(tokens.at(2)), tokens.at(3));
+        if (!entry.isEmpty())
+            names += QStringLiteral(", entry \"%1\"").arg(entry);
+    }
+    return names + QStringLiteral(": ");
+}
+
 class Loader
 {
 public:
@@ -44,8 +69,8 @@ public:
         DLoadedConfiguration loaded;
         const QJsonObject root = readFile(path, c_benchSchema);
         checkByPlugins(root, path);
-        if (m_errors.isEmpty())
-            loaded.configuration = resolveObjects(root, path);
+        // Whatever is wrong so far: the files that it names may be wrong too, and all are told at once.
+        loaded.configuration = resolveObjects(root, path);
         if (!m_errors.isEmpty())
             loaded.configuration = {};
         loaded.errors = m_errors;
@@ -61,6 +86,14 @@ private:
         m_errors.append({file, path, message});
     }
 
+    // Each file once: what is wrong with one that two objects name is told once.
+    QJsonObject readPart(const QString& path)
+    {
+        if (!m_parts.contains(path))
+            m_parts.insert(path, readFile(path, c_deviceSchema));
+        return m_parts.value(path);
+    }
+
     QJsonObject readFile(const QString& path, const QString& schemaName)
     {
         QFile file(path);
@@ -73,16 +106,18 @@ private:
             return {};
         }
         const QByteArray text = file.readAll();
+        const DJsonScan scan = scanJson(text);
         QJsonParseError parseError;
         const QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
         if (document.isNull()) {
+            // The parser tells what it met, the scan what is missing.
             fail(path, {},
-                 QStringLiteral("is no JSON: %1 at %2")
-                     .arg(parseError.errorString(), positionInText(text, parseError.offset)));
+                 QStringLiteral("is no JSON: %1, at %2")
+                     .arg(scan.fault ? scan.fault->message : parseError.errorString(),
+                          positionInText(text, scan.fault ? scan.fault->offset : parseError.offset)));
             return {};
         }
-        const QList<DRepeatedKey> repeatedKeys = scanJson(text).repeatedKeys;
-        for (const DRepeatedKey& repeated : repeatedKeys)
+        for (const DRepeatedKey& repeated : scan.repeatedKeys)
             fail(path, {},
                  QStringLiteral("the key \"%1\" is given twice in one object, at %2 and first at %3; one of "
                                 "them is to go")
@@ -92,7 +127,7 @@ private:
             document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
         const QList<DSchemaError> errors = checkAgainstSchema(value, schema(schemaName));
         for (const DSchemaError& error : errors)
-            fail(path, error.path, error.message);
+            fail(path, error.path, namesAt(document.object(), error.path) + error.message);
         return document.object();
     }
 
@@ -173,6 +208,9 @@ private:
     void refuseRepeated(Origins& origins, const QString& value, const QString& file, const QString& path,
                         const QString& what)
     {
+        // What is not there is told by the schema.
+        if (value.isEmpty())
+            return;
         if (origins.contains(value))
             fail(file, path,
                  QStringLiteral("%1 \"%2\" is given twice, first at %3")
@@ -188,15 +226,20 @@ private:
         const QJsonObject own = object.value(c_configuration).toObject();
         const QList<DSchemaError> errors = checkAgainstSchema(own, schema(c_deviceSchema));
         for (const DSchemaError& error : errors)
-            fail(file, ownPath + error.path, error.message);
+            fail(file, ownPath + error.path,
+                 QStringLiteral("object \"%1\", ").arg(object.value(QLatin1String("name")).toString()) +
+                     namesAt(own, error.path) + error.message);
         QJsonObject joined;
         Origins origins;
         join(joined, own, origins, file, ownPath);
 
         const QJsonArray files = object.value(c_configurationFiles).toArray();
         for (const QJsonValue& name : files) {
+            // Told by the schema.
+            if (name.toString().isEmpty())
+                continue;
             const QString part = QDir::cleanPath(folder.filePath(name.toString()));
-            join(joined, readFile(part, c_deviceSchema), origins, part, {});
+            join(joined, readPart(part), origins, part, {});
         }
         return joined;
     }
@@ -241,13 +284,15 @@ private:
     {
         Origins entries;
         const QJsonArray values = channel.value(QLatin1String("value")).toArray();
+        const QString what = QStringLiteral("channel \"%1\": id").arg(channel.value(c_id).toString());
         for (int i = 0; i < values.size(); ++i) {
             refuseRepeated(entries, values.at(i).toObject().value(c_id).toString(), file,
-                           QStringLiteral("%1/value/%2/id").arg(place).arg(i), QStringLiteral("id"));
+                           QStringLiteral("%1/value/%2/id").arg(place).arg(i), what);
         }
     }
 
     const DPluginKinds& m_kinds;
+    QHash<QString, QJsonObject> m_parts; // by their paths
     QList<DConfigurationError> m_errors;
 };
 

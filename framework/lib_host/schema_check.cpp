@@ -64,28 +64,63 @@ QJsonObject resolved(const QJsonObject& node, const QJsonObject& schema)
     return target;
 }
 
-// The schemas that apply at a place of the document, the plain one first, then those of conditions.
-QList<QJsonObject> schemasAt(const QJsonObject& schema, const QStringList& path)
+// Throws for a schema that is none.
+bool validate(const QJsonValue& document, const QJsonObject& schema, valijson::ValidationResults* results)
+{
+    const QJsonValue schemaValue(schema);
+    valijson::Schema compiled;
+    valijson::SchemaParser().populateSchema(valijson::adapters::QtJsonAdapter(schemaValue), compiled);
+    // Strong types: the text "1" is no number.
+    valijson::Validator validator(valijson::Validator::kStrongTypes);
+    return validator.validate(compiled, valijson::adapters::QtJsonAdapter(document), results);
+}
+
+bool conforms(const QJsonValue& value, const QJsonObject& schema)
+{
+    try {
+        return validate(value, schema, nullptr);
+    } catch (const std::exception&) {
+        // It refers to what only the whole schema has.
+        return false;
+    }
+}
+
+// The schemas of the conditions that hold for `value`, then `node` itself: what a condition says of a value
+// is about this one, what the plain schema says is about all.
+QList<QJsonObject> variantsFor(const QJsonObject& node, const QJsonValue& value, const QJsonObject& schema)
+{
+    QList<QJsonObject> variants;
+    const QJsonArray conditions = node.value(QLatin1String("allOf")).toArray();
+    for (const QJsonValue& element : conditions) {
+        const QJsonObject condition = element.toObject();
+        if (conforms(value, condition.value(QLatin1String("if")).toObject()))
+            variants.append(resolved(condition.value(QLatin1String("then")).toObject(), schema));
+    }
+    variants.append(node);
+    return variants;
+}
+
+// The schemas that apply at a place of the document, those of conditions first.
+QList<QJsonObject> schemasAt(const QJsonValue& document, const QJsonObject& schema, const QStringList& path)
 {
     QList<QJsonObject> nodes{schema};
-    for (const QString& token : path) {
+    for (int depth = 0; depth < path.size(); ++depth) {
+        const QString& token = path.at(depth);
+        const QJsonValue value = valueAt(document, path.mid(0, depth));
+        QList<QJsonObject> variants;
+        for (const QJsonObject& node : qAsConst(nodes))
+            variants += variantsFor(node, value, schema);
         QList<QJsonObject> next;
-        for (const QJsonObject& node : qAsConst(nodes)) {
-            QList<QJsonObject> variants{node};
-            const QJsonArray conditions = node.value(QLatin1String("allOf")).toArray();
-            for (const QJsonValue& condition : conditions)
-                variants.append(condition.toObject().value(QLatin1String("then")).toObject());
-            for (const QJsonObject& variant : qAsConst(variants)) {
-                const QJsonObject properties = variant.value(QLatin1String("properties")).toObject();
-                if (properties.contains(token))
-                    next.append(resolved(properties.value(token).toObject(), schema));
-                else if (variant.contains(QLatin1String("items")))
-                    next.append(resolved(variant.value(QLatin1String("items")).toObject(), schema));
-                const QJsonObject patterns = variant.value(QLatin1String("patternProperties")).toObject();
-                for (auto it = patterns.begin(); it != patterns.end(); ++it) {
-                    if (QRegularExpression(it.key()).match(token).hasMatch())
-                        next.append(resolved(it.value().toObject(), schema));
-                }
+        for (const QJsonObject& variant : qAsConst(variants)) {
+            const QJsonObject properties = variant.value(QLatin1String("properties")).toObject();
+            if (properties.contains(token))
+                next.append(resolved(properties.value(token).toObject(), schema));
+            else if (variant.contains(QLatin1String("items")))
+                next.append(resolved(variant.value(QLatin1String("items")).toObject(), schema));
+            const QJsonObject patterns = variant.value(QLatin1String("patternProperties")).toObject();
+            for (auto it = patterns.begin(); it != patterns.end(); ++it) {
+                if (QRegularExpression(it.key()).match(token).hasMatch())
+                    next.append(resolved(it.value().toObject(), schema));
             }
         }
         nodes = next;
@@ -93,9 +128,9 @@ QList<QJsonObject> schemasAt(const QJsonObject& schema, const QStringList& path)
     return nodes;
 }
 
-QString allowedAt(const QJsonObject& schema, const QStringList& path)
+QString allowedAt(const QJsonValue& document, const QJsonObject& schema, const QStringList& path)
 {
-    const QList<QJsonObject> nodes = schemasAt(schema, path);
+    const QList<QJsonObject> nodes = schemasAt(document, schema, path);
     for (const QJsonObject& node : nodes) {
         QString description = node.value(QLatin1String("description")).toString();
         if (!description.isEmpty())
@@ -104,10 +139,10 @@ QString allowedAt(const QJsonObject& schema, const QStringList& path)
     return {};
 }
 
-QString knownKeysAt(const QJsonObject& schema, const QStringList& path)
+QString knownKeysAt(const QJsonValue& document, const QJsonObject& schema, const QStringList& path)
 {
     QStringList keys;
-    const QList<QJsonObject> nodes = schemasAt(schema, path);
+    const QList<QJsonObject> nodes = schemasAt(document, schema, path);
     for (const QJsonObject& node : nodes)
         keys += node.value(QLatin1String("properties")).toObject().keys();
     keys.removeDuplicates();
@@ -137,7 +172,7 @@ Location describe(const valijson::ValidationResults::Error& error, const QJsonVa
         QStringLiteral("additionalProperties' constraints: '(.*)'\\.$"));
     const QRegularExpressionMatch unknown = c_unknownKey.match(text);
     if (unknown.hasMatch()) {
-        const QString known = knownKeysAt(schema, location.path);
+        const QString known = knownKeysAt(document, schema, location.path);
         location.path.append(unknown.captured(1));
         location.text = QStringLiteral("unknown key \"%1\"; allowed are %2").arg(unknown.captured(1), known);
         return location;
@@ -145,13 +180,14 @@ Location describe(const valijson::ValidationResults::Error& error, const QJsonVa
     static const QRegularExpression c_missingKey(QStringLiteral("Missing required property '(.*)'"));
     const QRegularExpressionMatch missing = c_missingKey.match(text);
     if (missing.hasMatch()) {
-        location.text = QStringLiteral("key \"%1\" is missing; needed is %2")
-                            .arg(missing.captured(1),
-                                 allowedAt(schema, location.path + QStringList{missing.captured(1)}));
+        location.text =
+            QStringLiteral("key \"%1\" is missing; needed is %2")
+                .arg(missing.captured(1),
+                     allowedAt(document, schema, location.path + QStringList{missing.captured(1)}));
         return location;
     }
     const QString found = shownValue(valueAt(document, location.path));
-    const QString allowed = allowedAt(schema, location.path);
+    const QString allowed = allowedAt(document, schema, location.path);
     location.text = allowed.isEmpty() ? QStringLiteral("%1 is not allowed: %2").arg(found, text)
                                       : QStringLiteral("%1 is not allowed; needed is %2").arg(found, allowed);
     return location;
@@ -168,12 +204,7 @@ QList<DSchemaError> checkAgainstSchema(const QJsonValue& document, const QJsonOb
 {
     valijson::ValidationResults results;
     try {
-        const QJsonValue schemaValue(schema);
-        valijson::Schema compiled;
-        valijson::SchemaParser().populateSchema(valijson::adapters::QtJsonAdapter(schemaValue), compiled);
-        // Strong types: the text "1" is no number.
-        valijson::Validator validator(valijson::Validator::kStrongTypes);
-        if (validator.validate(compiled, valijson::adapters::QtJsonAdapter(document), &results))
+        if (validate(document, schema, &results))
             return {};
     } catch (const std::exception& error) {
         return {{{},

@@ -113,6 +113,14 @@ QList<DAbstractPlugin*> BenchCheck::devices() const
     return result;
 }
 
+bool BenchCheck::hasSeveralDevices() const
+{
+    const QList<DAbstractPlugin*> all = m_session.plugins();
+    return std::count_if(all.cbegin(), all.cend(), [](const DAbstractPlugin* plugin) {
+               return plugin->pluginType() == IPlugin::CeTypeDevice;
+           }) > 1;
+}
+
 QList<DAbstractPlugin*> BenchCheck::links() const
 {
     if (m_options.object.isEmpty())
@@ -139,6 +147,8 @@ void BenchCheck::checkLinks()
 
 void BenchCheck::checkDevice(DAbstractPlugin& device)
 {
+    if (hasSeveralDevices())
+        m_report.speakOf(device.getName());
     const std::optional<int> generation = identify(device);
     CheckedDevice checked{device.commandNames(), m_session.describe(device).configuration, generation};
     if (generation)
@@ -150,6 +160,7 @@ void BenchCheck::checkDevice(DAbstractPlugin& device)
     const QList<Finding> findings = checkConfigurationOf(checked);
     for (const Finding& finding : findings)
         m_report.add(finding);
+    m_report.speakOf({});
 }
 
 RegisterTypes BenchCheck::registerTypes(const DAbstractPlugin* driver)

@@ -40,6 +40,8 @@ private:
     RegisterTypes registerTypes(const DAbstractPlugin* driver);
     void reportIdentity(const QString& subject, const DAbstractPlugin& device, int generation);
     QList<DAbstractPlugin*> devices() const;
+    // In the configuration, whichever are looked at.
+    bool hasSeveralDevices() const;
     QList<DAbstractPlugin*> links() const;
 
     const CheckOptions& m_options;

@@ -38,23 +38,32 @@ CheckReport::CheckReport(Console& console, OutputFormat format)
     , m_writer(console, format)
 {}
 
+QString CheckReport::subjectOf(const Finding& finding) const
+{
+    const QString device = QStringLiteral("device \"%1\"").arg(m_device);
+    return m_device.isEmpty() || finding.subject == device
+               ? finding.subject
+               : QStringLiteral("%1, %2").arg(device, finding.subject);
+}
+
 void CheckReport::add(const Finding& finding, ExitCode codeOfError)
 {
     ++m_counts.at(static_cast<std::size_t>(finding.level));
     if (finding.level == FindingLevel::Error && m_code == ExitCode::Done)
         m_code = codeOfError;
+    const QString subject = subjectOf(finding);
     const QJsonObject object{{QStringLiteral("level"), levelText(finding.level)},
-                             {QStringLiteral("subject"), finding.subject},
+                             {QStringLiteral("subject"), subject},
                              {QStringLiteral("message"), finding.message},
                              {QStringLiteral("remedy"), finding.remedy}};
     m_all.append(object);
-    m_writer.record(finding.subject, object);
+    m_writer.record(subject, object);
     if (m_format != OutputFormat::Table)
         return;
     // Padded before it is coloured: escape sequences have a length but no width.
     const QString level = levelText(finding.level).leftJustified(c_levelWidth);
     m_console.out(QStringLiteral("%1%2: %3\n")
-                      .arg(m_console.tinted(level, tintOf(finding.level)), finding.subject, finding.message));
+                      .arg(m_console.tinted(level, tintOf(finding.level)), subject, finding.message));
     if (!finding.remedy.isEmpty())
         m_console.out(QString(c_levelWidth, QLatin1Char(' ')) +
                       QStringLiteral("  → %1\n").arg(finding.remedy));

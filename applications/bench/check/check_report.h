@@ -15,6 +15,8 @@ class CheckReport
 public:
     CheckReport(Console& console, OutputFormat format);
 
+    // Findings are about this device from now on, and their subjects name it; empty: of none in particular.
+    void speakOf(const QString& device) { m_device = device; }
     void add(const Finding& finding, ExitCode codeOfError = ExitCode::Configuration);
     // The problem, or that there is none.
     void add(const QString& subject, const std::optional<BenchProblem>& problem, const QString& whenOk,
@@ -27,7 +29,10 @@ private:
 
     Console& m_console;
     const OutputFormat m_format;
+    QString subjectOf(const Finding& finding) const;
+
     ResultWriter m_writer;
+    QString m_device;
     QJsonArray m_all;
     std::array<int, 3> m_counts{};
     ExitCode m_code = ExitCode::Done;

@@ -3,6 +3,10 @@
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_folder.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QMap>
+#include <QRegularExpression>
 #include <QtTest>
 
 namespace {
@@ -120,6 +124,45 @@ private Q_SLOTS:
             runBench({"run", "setDirection", "direction=1", "--config", path, "--simulate", "tcp"});
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains("the channel \"directionChangeV2\" is missing"), qPrintable(run.err));
+    }
+
+    // Which of two devices a line is about is to be read from it.
+    void twoDevices()
+    {
+        const QString path = m_samples.configuration("bench.json", R"("configuration": {}
+    }
+  ])",
+                                                     R"("configuration": {}
+    },
+    {
+      "id": "{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f23}",
+      "name": "right",
+      "plugin": "{5b1e07c4-3d9a-4f62-a8b7-91c2e4d0f3a6}",
+      "driver": "{7d0f6f0e-3c55-4b5d-9a51-6a3b8c0f2d11}",
+      "configurationFiles": ["register_map_generation2.json"]
+    }
+  ])");
+        QVERIFY(!path.isEmpty());
+        const BenchEnd checked =
+            runBench({"check", "--config", path, "--simulate", "tcp", "--format", "json"});
+        QVERIFY2(checked.exitCode == 3, qPrintable(checked.out + checked.err));
+        const QJsonArray findings = QJsonDocument::fromJson(checked.out.toUtf8())["findings"].toArray();
+        QMap<QString, int> counts;
+        for (const QJsonValue& finding : findings) {
+            const QString subject = finding["subject"].toString();
+            static const QRegularExpression c_ofTheBench("^(configuration|plug-in .*|objects|link \".*\")$");
+            if (c_ofTheBench.match(subject).hasMatch())
+                continue;
+            const bool isOfRight = subject.startsWith("device \"right\"");
+            QVERIFY2(isOfRight || subject.startsWith("device \"mdc\""), qPrintable(subject));
+            ++counts[isOfRight ? "right" : "mdc"];
+        }
+        QVERIFY(counts.value("mdc") > 10);
+        QVERIFY(counts.value("right") > 10);
+        const BenchEnd table = runBench({"check", "--config", path, "--simulate", "tcp"});
+        QVERIFY2(table.out.contains(
+                     "error    device \"right\", resetAlarm: the channel \"alarmReset\" is missing"),
+                 qPrintable(table.out));
     }
 
     void brokenPlugin()

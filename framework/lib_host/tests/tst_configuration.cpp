@@ -119,6 +119,12 @@ private Q_SLOTS:
     void folder();
     void noJson();
     void missingPart();
+    void syntax_data();
+    void syntax();
+    void everyFaultyFile();
+    void fileOfTwoObjects();
+    void entries_data();
+    void entries();
     void duplicates();
     void deviceWithoutChannels();
     void kindWithoutSchema();
@@ -252,7 +258,8 @@ void tst_Configuration::refuses_data()
     QTest::newRow("register too large")
         << "map.json"
         << "channels/0/value/0/value" << QJsonValue(65536) << "/channels/0/value/0/value"
-        << "65536 is not allowed; needed is for \"register\" a whole number from 0 to 65535";
+        << "channel \"directionChange\", entry \"register\": 65536 is not allowed; needed is a whole number "
+           "from 0 to 65535";
     QTest::newRow("register a text") << "map.json"
                                      << "channels/0/value/0/value" << QJsonValue("5001")
                                      << "/channels/0/value/0/value"
@@ -455,6 +462,118 @@ void tst_Configuration::missingPart()
     const DLoadedConfiguration loaded = load(path("bench.json"));
     QCOMPARE(loaded.errors.size(), 1);
     QCOMPARE(loaded.errors.at(0).file, path("map.json"));
+}
+
+void tst_Configuration::syntax_data()
+{
+    QTest::addColumn<QByteArray>("from");
+    QTest::addColumn<QByteArray>("to");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("comma behind a text")
+        << QByteArray("\"d\",") << QByteArray("\"d\"")
+        << "a comma or } is missing before \"channels\", at line 3, column 3";
+    QTest::newRow("comma behind an entry") << QByteArray("5001},") << QByteArray("5001}")
+                                           << "a comma or ] is missing before {, at line 5, column 50";
+    QTest::newRow("quote") << QByteArray("\"d\",") << QByteArray("\"d,")
+                           << "the closing \" is missing of \"d,, at line 2, column 18";
+    QTest::newRow("bracket") << QByteArray("[1, 2]") << QByteArray("[1, 2")
+                             << "a comma or ] is missing before }, at line 7, column 28";
+    // What only the parser knows.
+    QTest::newRow("letters") << QByteArray("\"d\"") << QByteArray("\"\xff\"") << "is no JSON: ";
+}
+
+void tst_Configuration::syntax()
+{
+    QFETCH(QByteArray, from);
+    QFETCH(QByteArray, to);
+    QFETCH(QString, message);
+    QByteArray map(c_map);
+    QVERIFY(map.contains(from));
+    write("map.json", map.replace(from, to));
+    const QList<DConfigurationError> errors = load(path("bench.json")).errors;
+    QCOMPARE(errors.size(), 1);
+    QCOMPARE(errors.at(0).file, path("map.json"));
+    QVERIFY2(errors.at(0).message.contains(message), qPrintable(errors.at(0).message));
+}
+
+// What is wrong in one file keeps nobody from being told of the next one.
+void tst_Configuration::everyFaultyFile()
+{
+    QJsonObject bench = objectFrom(c_bench);
+    bench = replaced(bench, {"version"}, 2).toObject();
+    bench = replaced(bench, {"objects", "0", "configuration", "port"}, 0).toObject();
+    bench = replaced(bench, {"objects", "1", "configurationFiles"},
+                     QJsonArray{"map.json", "absent.json", "comma.json"})
+                .toObject();
+    write("bench.json", QJsonDocument(bench).toJson());
+    write("map.json", QByteArray(c_map).replace("5001", "-1"));
+    write("comma.json", "{\"description\": \"d\" \"channels\": []}");
+    QStringList places;
+    const QList<DConfigurationError> errors = load(path("bench.json")).errors;
+    for (const DConfigurationError& error : errors)
+        places.append(QFileInfo(error.file).fileName() + error.path);
+    QCOMPARE(places, (QStringList{"bench.json/version", "bench.json/objects/0/configuration/port",
+                                  "map.json/channels/0/value/0/value", "absent.json", "comma.json"}));
+}
+
+void tst_Configuration::fileOfTwoObjects()
+{
+    QJsonObject bench = objectFrom(c_bench);
+    QJsonArray objects = bench.value("objects").toArray();
+    QJsonObject second = objects.at(1).toObject();
+    second.insert("id", "{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f23}");
+    second.insert("name", "right");
+    objects.append(second);
+    bench.insert("objects", objects);
+    write("bench.json", QJsonDocument(bench).toJson());
+    QCOMPARE(errorText(load(path("bench.json")).errors), QString());
+    write("map.json", QByteArray(c_map).replace("5001", "-1"));
+    QCOMPARE(load(path("bench.json")).errors.size(), 1);
+}
+
+void tst_Configuration::entries_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QJsonValue>("value");
+    QTest::addColumn<QString>("needed");
+    const QString writable = "one of holdingRegisters, singleRegister, coils";
+    QTest::newRow("register") << "register" << QJsonValue(65536) << "a whole number from 0 to 65535";
+    QTest::newRow("register a text") << "register" << QJsonValue("1") << "a whole number from 0 to 65535";
+    QTest::newRow("size") << "size" << QJsonValue(0) << "a whole number from 1 to 65535";
+    QTest::newRow("dataSize") << "dataSize" << QJsonValue(0) << "a whole number from 1 to 65535";
+    QTest::newRow("type to write") << "writeRegisterType" << QJsonValue("inputRegisters") << writable;
+    QTest::newRow("type to read") << "readRegisterType" << QJsonValue("holding")
+                                  << "one of holdingRegisters, singleRegister, inputRegisters, coils, "
+                                     "discreteInputs";
+}
+
+// The rule of this entry, and no other one's.
+void tst_Configuration::entries()
+{
+    QFETCH(QString, entry);
+    QFETCH(QJsonValue, value);
+    QFETCH(QString, needed);
+    const QJsonObject described{{"id", entry}, {"value", value}};
+    const QJsonObject channel{{"id", "own"}, {"value", QJsonArray{described}}};
+    write("map.json", QJsonDocument(QJsonObject{{"channels", QJsonArray{channel}}}).toJson());
+    const QString shown = value.isString() ? "\"" + value.toString() + "\"" : value.toVariant().toString();
+    const QString told =
+        QString("channel \"own\", entry \"%1\": %2 is not allowed; needed is %3").arg(entry, shown, needed);
+    QList<DConfigurationError> errors = load(path("bench.json")).errors;
+    QCOMPARE(errors.size(), 2);
+    QCOMPARE(errors.at(0).message, told);
+    // The second one is that the object's own configuration has such a channel.
+    QVERIFY(errors.at(1).message.startsWith("channel \"own\" is given twice"));
+
+    write("map.json", c_map);
+    const QJsonObject own{{"channels", QJsonArray{channel}}};
+    write("bench.json",
+          QJsonDocument(replaced(objectFrom(c_bench), {"objects", "1", "configuration"}, own).toObject())
+              .toJson());
+    errors = load(path("bench.json")).errors;
+    QCOMPARE(errors.size(), 1);
+    QCOMPARE(errors.at(0).path, QString("/objects/1/configuration/channels/0/value/0/value"));
+    QCOMPARE(errors.at(0).message, "object \"mdc\", " + told);
 }
 
 void tst_Configuration::duplicates()
