@@ -1,5 +1,6 @@
 #include <lib_host/properties_file.h>
 
+#include <lib_host/file_lock.h>
 #include <lib_host/file_replacement.h>
 
 #include <QFile>
@@ -17,6 +18,8 @@ namespace {
 const QString c_version = QStringLiteral("version");
 const QString c_objects = QStringLiteral("objects");
 constexpr int c_formatVersion = 1;
+// Milliseconds. Whoever has the lock needs it for one writing, which a busy disk may draw out.
+constexpr int c_lockTime = 5000;
 
 QVariant numberFromJson(const QJsonValue& value)
 {
@@ -189,18 +192,29 @@ QVariant DPropertiesFile::drop(const QUuid& objectUuid, const QString& name)
 bool DPropertiesFile::save(QString* error)
 {
     const QString place = placeOf(m_path);
+    DFileFailure failure;
+    const auto cannotBeWritten = [&] {
+        return fail(error, QStringLiteral("%1: cannot be written (%2): %3, or keep persistent properties in "
+                                          "another file")
+                               .arg(m_path, failure.cause, failure.remedy));
+    };
     Objects objects;
+    // Beside what is no file, or none of this kind, nothing is made.
+    if (!read(&objects, error))
+        return false;
+    DFileLock lock(place);
+    if (!lock.lock(c_lockTime, &failure))
+        return cannotBeWritten();
+    // Another program may have saved up to now, and none does until this one has.
+    objects.clear();
     if (!read(&objects, error))
         return false;
     const QByteArray before = textOf(objects);
     merge(objects, m_changes);
     const QByteArray bytes = textOf(objects);
-    DFileFailure failure;
     const bool isSaved = bytes == before && QFileInfo::exists(place);
     if (!isSaved && !replaceFile(place, bytes, &failure))
-        return fail(error, QStringLiteral("%1: cannot be written (%2): %3, or keep persistent properties in "
-                                          "another file")
-                               .arg(m_path, failure.cause, failure.remedy));
+        return cannotBeWritten();
     m_objects = objects;
     m_changes.clear();
     return true;

@@ -1,10 +1,16 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTimer>
 #include <QtTest>
 
@@ -12,7 +18,10 @@
 
 #ifdef Q_OS_UNIX
 #include <csignal>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <unistd.h>
 #endif
 
 class tst_HostProperties : public QObject
@@ -34,17 +43,63 @@ private Q_SLOTS:
     void unsavedEndsTheOrder();
     void unsavedLeavesWhatWasSaved();
     void unsavedOfAnotherOrder();
+    void savedByOthersMeanwhile();
+    void savedByTwoProcesses();
+    void killedWhileSaving();
+    void lockedByAnother();
 };
 
 namespace {
 
 constexpr int c_value = 7;
 const QString c_kept = QStringLiteral("kept");
+const QString c_save = QStringLiteral("--save");
+constexpr int c_processTimeout = 60000;
 
 QByteArray contentOf(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Where to make a folder for a thousand saves: a disk takes its time to synchronise each of them.
+QString inMemory()
+{
+    const QString memory = QStringLiteral("/dev/shm");
+    return (QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
+           QStringLiteral("/tst_host_properties-XXXXXX");
+}
+
+// One run of a program that saves: it reads the file at its start, and saves at its end.
+void saveOnce(const QString& path, const QString& name, int value)
+{
+    ScriptedBench bench({}, {}, path);
+    bench.host->findInstance(c_device)->setProperty(name, value, true);
+    bench.host.reset();
+}
+
+// What this program does when it is started as another one.
+int saveRepeatedly(const QString& path, const QString& prefix, int runs)
+{
+    for (int i = 0; i < runs; ++i)
+        saveOnce(path, prefix + QString::number(i), i);
+    return 0;
+}
+
+std::unique_ptr<QProcess> startSaving(const QString& path, const QString& prefix, int runs)
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessChannelMode(QProcess::ForwardedChannels);
+    process->start(QCoreApplication::applicationFilePath(), {c_save, path, prefix, QString::number(runs)});
+    return process;
+}
+
+// All that is in the file for the device; empty with `error` when it cannot be read.
+QVariantMap savedIn(const QString& path, QString* error)
+{
+    const ScriptedBench bench({}, {}, path);
+    *error = bench.propertiesError;
+    return bench.host->findInstance(c_device)->properties();
 }
 
 void keep(const ScriptedCommand& command, int value)
@@ -406,5 +461,130 @@ void tst_HostProperties::unsavedOfAnotherOrder()
     QVERIFY(bench.outcomes.value(id).ok);
 }
 
-QTEST_GUILESS_MAIN(tst_HostProperties)
+// What was read at the start is not written back over what others have saved since.
+void tst_HostProperties::savedByOthersMeanwhile()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("properties.json");
+    saveOnce(path, c_kept, 1);
+    ScriptedBench bench({}, {}, path);
+    saveOnce(path, c_kept, 2);
+    saveOnce(path, "other", 3);
+    DAbstractPlugin* const device = bench.host->findInstance(c_device);
+    device->setProperty("own", 4, true);
+    bench.host.reset();
+    QString error;
+    QCOMPARE(savedIn(path, &error), (QVariantMap{{c_kept, 2}, {"other", 3}, {"own", 4}}));
+    // The value that it has already is one that it sets all the same.
+    ScriptedBench again({}, {}, path);
+    saveOnce(path, c_kept, 5);
+    again.host->findInstance(c_device)->setProperty(c_kept, 2, true);
+    again.host.reset();
+    QCOMPARE(savedIn(path, &error).value(c_kept), QVariant(2));
+}
+
+void tst_HostProperties::savedByTwoProcesses()
+{
+    constexpr int c_runs = 500;
+    QTemporaryDir folder(inMemory());
+    const QString path = folder.filePath("properties.json");
+    const auto first = startSaving(path, "a", c_runs);
+    const auto second = startSaving(path, "b", c_runs);
+    QVERIFY(first->waitForFinished(c_processTimeout));
+    QVERIFY(second->waitForFinished(c_processTimeout));
+    QCOMPARE(first->exitCode() + second->exitCode(), 0);
+    QString error;
+    const QVariantMap saved = savedIn(path, &error);
+    QCOMPARE(error, QString());
+    QStringList lost;
+    for (int i = 0; i < c_runs; ++i) {
+        for (const QString& prefix : {QString("a"), QString("b")}) {
+            const QString name = prefix + QString::number(i);
+            if (saved.value(name) != QVariant(i))
+                lost.append(name);
+        }
+    }
+    QVERIFY2(
+        lost.isEmpty(),
+        qPrintable(
+            QString("%1 of %2 values are lost: %3").arg(lost.size()).arg(2 * c_runs).arg(lost.join(' '))));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"properties.json"});
+}
+
+// At any moment the file is whole, and what was saved before is in it; nothing that is left behind holds the
+// next one up.
+void tst_HostProperties::killedWhileSaving()
+{
+    constexpr int c_kills = 200;
+    constexpr int c_manyRuns = 100000;
+    constexpr int c_longest = 12000; // microseconds
+    QTemporaryDir folder(inMemory());
+    const QString path = folder.filePath("properties.json");
+    saveOnce(path, c_kept, c_value);
+    QRandomGenerator random(20261122);
+    int largest = 0;
+    for (int kill = 0; kill < c_kills; ++kill) {
+        const auto process = startSaving(path, QString("k%1.").arg(kill), c_manyRuns);
+        QVERIFY(process->waitForStarted());
+        // Its first value is saved: it is in the middle of it.
+        const QString firstName = QString("\"k%1.0\"").arg(kill);
+        QTRY_VERIFY_WITH_TIMEOUT(contentOf(path).contains(firstName.toUtf8()), c_processTimeout);
+        QThread::usleep(static_cast<unsigned long>(random.bounded(c_longest)));
+        process->kill();
+        QVERIFY(process->waitForFinished(c_processTimeout));
+        QString error;
+        const QVariantMap saved = savedIn(path, &error);
+        QCOMPARE(error, QString());
+        QCOMPARE(saved.value(c_kept), QVariant(c_value));
+        QVERIFY(saved.size() > largest);
+        largest = saved.size();
+    }
+    QElapsedTimer clock;
+    clock.start();
+    saveOnce(path, "last", 1);
+    QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
+    QString error;
+    QCOMPARE(savedIn(path, &error).value("last"), QVariant(1));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"properties.json"});
+}
+
+// Somebody who does not let go of the lock is told, and nothing is written past him.
+void tst_HostProperties::lockedByAnother()
+{
+#ifdef Q_OS_UNIX
+    QTemporaryDir folder;
+    const QString path = folder.filePath("properties.json");
+    saveOnce(path, c_kept, 1);
+    const QByteArray before = contentOf(path);
+    const QByteArray lock = QFile::encodeName(path + ".lock");
+    const int descriptor = ::open(lock.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    QCOMPARE(flock(descriptor, LOCK_EX | LOCK_NB), 0);
+    ScriptedBench bench({}, {}, path);
+    QSignalSpy notSaved(bench.host.get(), &DHost::propertiesNotSaved);
+    bench.host->findInstance(c_device)->setProperty(c_kept, 2, true);
+    QTRY_COMPARE_WITH_TIMEOUT(notSaved.size(), 1, c_processTimeout);
+    const QString told = notSaved.first().first().toString();
+    QVERIFY2(told.contains(path + ".lock") && told.contains("end the program"), qPrintable(told));
+    QCOMPARE(contentOf(path), before);
+    ::close(descriptor);
+    bench.host.reset();
+    QString error;
+    QCOMPARE(savedIn(path, &error).value(c_kept), QVariant(2));
+#else
+    QSKIP("needs a lock that is taken by hand");
+#endif
+}
+
+// The program is its own counterpart where a test needs another process.
+int main(int argc, char* argv[])
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    constexpr int c_saveArguments = 5;
+    if (arguments.value(1) == c_save && arguments.size() == c_saveArguments)
+        return saveRepeatedly(arguments.at(2), arguments.at(3), arguments.at(4).toInt());
+    tst_HostProperties test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_host_properties.moc"

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <lib_host/file_replacement.h>
+
+#include <QString>
+
+#include <memory>
+
+// Keeps all others who use the same lock, of this process and of other ones, from a file while it is held: a
+// file beside it ("path.lock"), which is there as long. The lock of a process that has ended, however it did,
+// holds nobody up.
+class DFileLock
+{
+public:
+    // Of the file at `path`, not locked yet.
+    explicit DFileLock(const QString& path);
+    ~DFileLock();
+    Q_DISABLE_COPY_MOVE(DFileLock)
+
+    // Waits for others, so many milliseconds at most.
+    bool lock(int milliseconds, DFileFailure* failure);
+
+private:
+    class Holder;
+
+    const QString m_path; // of the lock
+    std::unique_ptr<Holder> m_holder;
+};
