@@ -84,6 +84,7 @@ void tst_DriverSchema::agree_data()
     range("interFrameDelay", 0, 10000);
     range("settleDelay", 0, 60000);
     range("connectTimeout", 10, 60000);
+    range("answerTimeout", 50, 3000);
     range("queueCapacity", 1, 10000);
     for (const char* const key : {"host", "frameTrace", "serialPort"}) {
         QTest::addRow("%s text", key) << QString(key) << QJsonValue("x") << true;

@@ -139,6 +139,8 @@ ModbusConfiguration parseModbusConfiguration(const QJsonObject& object, QStringL
     result.settleDelay = reader.integer(QStringLiteral("settleDelay"), result.settleDelay, 0, 60000);
     result.connectTimeout =
         reader.integer(QStringLiteral("connectTimeout"), result.connectTimeout, 10, 60000);
+    result.answerTimeout = reader.integer(QStringLiteral("answerTimeout"), result.answerTimeout, 50,
+                                          ModbusConfiguration::c_longestAnswerTimeout);
     result.queueCapacity = reader.integer(QStringLiteral("queueCapacity"), result.queueCapacity, 1, 10000);
     result.frameTrace = reader.text(QStringLiteral("frameTrace"), result.frameTrace);
     reader.refuseTheRest();

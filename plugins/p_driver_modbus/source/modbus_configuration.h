@@ -9,6 +9,7 @@ struct ModbusConfiguration
 {
     enum class Transport { Tcp, Rtu };
     enum class Parity { None, Even, Odd };
+    static constexpr int c_longestAnswerTimeout = 3000;
 
     Transport transport = Transport::Tcp;
     QString host = QStringLiteral("127.0.0.1"); // name or address
@@ -24,8 +25,11 @@ struct ModbusConfiguration
     int interFrameDelay = 0;   // 0…10000, pause between an answer and the next request
     int settleDelay = 0;       // 0…60000, pause between connecting and the first request
     int connectTimeout = 3000; // 10…60000
-    int queueCapacity = 64;    // 1…10000 requests waiting
-    QString frameTrace;        // file path; empty for no trace
+    // 50…3000, from a request to its answer; at the longest its caller's deadline alone counts. On a serial
+    // line the time that the frames themselves take comes on top.
+    int answerTimeout = c_longestAnswerTimeout;
+    int queueCapacity = 64; // 1…10000 requests waiting
+    QString frameTrace;     // file path; empty for no trace
 
     // What people call the other end: "127.0.0.1:502" or "/dev/ttyUSB0".
     QString address() const;

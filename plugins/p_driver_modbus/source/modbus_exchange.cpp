@@ -3,10 +3,10 @@
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 
 ModbusExchange::ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport,
-                               int allowedTime, Clock::time_point startedAt)
+                               AnswerLimit limit, Clock::time_point startedAt)
     : m_request(request)
     , m_transport(&transport)
-    , m_allowedTime(allowedTime)
+    , m_limit(limit)
     , m_startedAt(startedAt)
 {}
 
@@ -29,7 +29,7 @@ ExchangeVerdict ModbusExchange::receive(const QByteArray& bytes, Clock::time_poi
 ExchangeVerdict ModbusExchange::timeOut() const
 {
     const QString problem =
-        QStringLiteral("no answer to the %1 within %2 ms").arg(m_request.text()).arg(m_allowedTime);
+        QStringLiteral("no answer to the %1 within %2").arg(m_request.text(), limitText());
     ExchangeVerdict verdict = failed(ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
                                      QStringLiteral("%1: %2").arg(address(), problem));
     verdict.problem = problem;
@@ -102,6 +102,19 @@ ExchangeVerdict ModbusExchange::failed(ExchangeVerdict::Kind kind, IMessenger::E
     verdict.outcome.message =
         mayBeDone ? message + QStringLiteral("; the write may have been done") : message;
     return verdict;
+}
+
+QString ModbusExchange::limitText() const
+{
+    if (!m_limit.isConfigured)
+        return QStringLiteral("%1 ms").arg(m_limit.allowedTime);
+    const int answerTimeout = m_transport->configuration().answerTimeout;
+    const QString text = QStringLiteral("%1 ms (answerTimeout)").arg(answerTimeout);
+    const int ofTheFrames = m_limit.allowedTime - answerTimeout;
+    return ofTheFrames == 0 ? text
+                            : QStringLiteral("%1 and the %2 ms that its frames take on the line")
+                                  .arg(text)
+                                  .arg(ofTheFrames);
 }
 
 QString ModbusExchange::address() const

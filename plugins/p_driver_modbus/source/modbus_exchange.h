@@ -35,6 +35,14 @@ struct ExchangeVerdict
     bool isAnswer() const { return kind == Values || kind == Refused || kind == Uncertain; }
 };
 
+// How long a request in flight waits for its answer.
+struct AnswerLimit
+{
+    int allowedTime = 0; // milliseconds from sending it
+    // It is the configuration's, which comes before the deadline of the request's caller.
+    bool isConfigured = false;
+};
+
 // One request in flight, from the moment it is given to the client to its verdict. Bytes and times in,
 // verdicts out: nothing is sent, received or waited for here. A verdict that is not open is the last one.
 class ModbusExchange
@@ -42,8 +50,8 @@ class ModbusExchange
 public:
     using Clock = std::chrono::steady_clock;
 
-    // `transport` must outlive the exchange; `allowedTime` are the milliseconds to the request's deadline.
-    ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport, int allowedTime,
+    // `transport` must outlive the exchange.
+    ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport, AnswerLimit limit,
                    Clock::time_point startedAt);
 
     // The client has it: from now on a write may have been done. On a serial line the client may still keep
@@ -59,18 +67,19 @@ public:
     // An answer that was taken before counts: the peer may have answered and closed in one breath.
     ExchangeVerdict loseConnection(const QString& reason, Clock::time_point now) const;
 
-    int allowedTime() const { return m_allowedTime; }
+    int allowedTime() const { return m_limit.allowedTime; }
 
 private:
     ExchangeVerdict judge(Clock::time_point now) const;
     ExchangeVerdict malformed(const QString& problem) const;
     ExchangeVerdict failed(ExchangeVerdict::Kind kind, IMessenger::EnErrorCode code,
                            const QString& message) const;
+    QString limitText() const;
     QString address() const;
 
     ModbusRequest m_request;
     const ModbusTransport* m_transport;
-    int m_allowedTime;
+    AnswerLimit m_limit;
     Clock::time_point m_startedAt;
     bool m_isSent = false;
     QByteArray m_received;

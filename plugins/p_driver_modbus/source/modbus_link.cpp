@@ -149,10 +149,13 @@ void ModbusLink::sendNext()
     if (!next)
         return;
     const QByteArray pdu = next->request.pdu();
-    const qint64 allowed = std::min<qint64>(next->deadline.remainingTime(), c_noClientTimeout);
-    ModbusExchange exchange(next->request, *m_transport, static_cast<int>(allowed),
+    const QDeadlineTimer configured = configuredAnswerBy(next->request);
+    const bool isConfigured = configured < next->deadline;
+    const QDeadlineTimer answerBy = isConfigured ? configured : next->deadline;
+    const qint64 allowed = std::min<qint64>(answerBy.remainingTime(), c_noClientTimeout);
+    ModbusExchange exchange(next->request, *m_transport, {static_cast<int>(allowed), isConfigured},
                             ModbusExchange::Clock::now());
-    m_inFlight = InFlight{std::move(*next), std::move(exchange)};
+    m_inFlight = InFlight{std::move(*next), std::move(exchange), answerBy};
     if (!m_connection.send(pdu))
         return;
     m_inFlight->exchange.markSent();
@@ -160,6 +163,16 @@ void ModbusLink::sendNext()
     armDeadline();
     // The request may be lost with its connection afterwards.
     m_connection.flush();
+}
+
+QDeadlineTimer ModbusLink::configuredAnswerBy(const ModbusRequest& request) const
+{
+    if (configuration().answerTimeout == ModbusConfiguration::c_longestAnswerTimeout)
+        return QDeadlineTimer(QDeadlineTimer::Forever);
+    // What the frames take by themselves is none of the controller's time.
+    const auto frames = std::chrono::ceil<std::chrono::milliseconds>(m_transport->leastAnswerTime(request));
+    return QDeadlineTimer(frames + std::chrono::milliseconds(configuration().answerTimeout),
+                          Qt::PreciseTimer);
 }
 
 // Whose turn is too late to be answered in time ends on the way.
@@ -208,7 +221,7 @@ void ModbusLink::endExpired()
 void ModbusLink::onDeadline()
 {
     endExpired();
-    if (!m_inFlight || !m_inFlight->pending.deadline.hasExpired()) {
+    if (!m_inFlight || !m_inFlight->answerBy.hasExpired()) {
         armDeadline();
         return;
     }
@@ -222,7 +235,7 @@ void ModbusLink::armDeadline()
 {
     QDeadlineTimer earliest = m_queue.earliestDeadline();
     if (m_inFlight)
-        earliest = std::min(earliest, m_inFlight->pending.deadline);
+        earliest = std::min(earliest, m_inFlight->answerBy);
     if (earliest.isForever())
         return;
     // A timer that ends sooner stays: it was set for a request that has been answered, and sets itself

@@ -70,6 +70,7 @@ private:
     {
         PendingRequest pending;
         ModbusExchange exchange;
+        QDeadlineTimer answerBy; // its own deadline, or an earlier one of the configuration
     };
 
     struct EndedRequest
@@ -89,6 +90,9 @@ private:
 
     void sendNext();
     std::optional<PendingRequest> takeNext();
+    // When the answer is missed at the latest, by the configuration; forever when it leaves that to
+    // deadlines.
+    QDeadlineTimer configuredAnswerBy(const ModbusRequest& request) const;
     // Ends the request in flight. Returns the milliseconds that there were for its answer, when it is missed.
     std::optional<int> conclude(const ExchangeVerdict& verdict);
     void renewConnection(const QString& reason, std::optional<int> missedTime);

@@ -7,9 +7,13 @@
 class ModbusRtuBench : public ModbusBench
 {
 public:
-    void start(const QString& device, int baudRate = 115200)
+    void start(const QString& device, int baudRate = 115200, const QJsonObject& more = {})
     {
-        startWith({{"transport", "rtu"}, {"serialPort", device}, {"baudRate", baudRate}, {"parity", "none"}});
+        QJsonObject configuration{
+            {"transport", "rtu"}, {"serialPort", device}, {"baudRate", baudRate}, {"parity", "none"}};
+        for (auto it = more.constBegin(); it != more.constEnd(); ++it)
+            configuration.insert(it.key(), it.value());
+        startWith(configuration);
     }
     std::unique_ptr<FakeOrder> run(const QString& command, const QVariantMap& arguments,
                                    int timeout = c_timeout)

@@ -35,7 +35,7 @@ void TestModbusConfiguration::configuration_data()
     row("least tcp", R"({"transport":"tcp"})", "");
     row("full tcp",
         R"({"transport":"tcp","host":"10.0.0.2","port":1502,"unitId":0,"addressOffset":-1,"interFrameDelay":5,
-            "settleDelay":20,"connectTimeout":500,"queueCapacity":8,"frameTrace":"trace.txt"})",
+            "settleDelay":20,"connectTimeout":500,"answerTimeout":250,"queueCapacity":8,"frameTrace":"trace.txt"})",
         "");
     row("full rtu",
         R"({"transport":"rtu","serialPort":"COM3","baudRate":115200,"parity":"none","dataBits":8,"stopBits":2,"unitId":247})",
@@ -78,6 +78,12 @@ void TestModbusConfiguration::configuration_data()
     row("baud rate", R"({"transport":"tcp","baudRate":0})",
         R"("baudRate": 0 is refused, a whole number from 300)");
     row("connect timeout", R"({"transport":"tcp","connectTimeout":0})", R"("connectTimeout": 0 is refused)");
+    row("answer timeout 49", R"({"transport":"tcp","answerTimeout":49})",
+        R"("answerTimeout": 49 is refused, a whole number from 50 to 3000 is needed)");
+    row("answer timeout 50", R"({"transport":"tcp","answerTimeout":50})", "");
+    row("answer timeout 3000", R"({"transport":"tcp","answerTimeout":3000})", "");
+    row("answer timeout 3001", R"({"transport":"tcp","answerTimeout":3001})",
+        R"("answerTimeout": 3001 is refused, a whole number from 50 to 3000 is needed)");
     row("queue capacity", R"({"transport":"tcp","queueCapacity":0})", R"("queueCapacity": 0 is refused)");
     row("settle delay", R"({"transport":"tcp","settleDelay":-1})", R"("settleDelay": -1 is refused)");
     row("frame delay", R"({"transport":"tcp","interFrameDelay":10001})",
@@ -109,6 +115,7 @@ void TestModbusConfiguration::configurationDefaults()
     QCOMPARE(least.interFrameDelay, 0);
     QCOMPARE(least.settleDelay, 0);
     QCOMPARE(least.connectTimeout, 3000);
+    QCOMPARE(least.answerTimeout, 3000);
     QCOMPARE(least.queueCapacity, 64);
     QCOMPARE(least.baudRate, 19200);
     QVERIFY(least.parity == ModbusConfiguration::Parity::Even);

@@ -513,7 +513,7 @@ void TestModbusExchange::verdicts()
         return text.replace("%A", configuration.address()).replace("%R", request.text());
     };
     const std::unique_ptr<const ModbusTransport> transport = makeTransport(configuration);
-    ModbusExchange exchange(request, *transport, c_allowed, c_start);
+    ModbusExchange exchange(request, *transport, {c_allowed}, c_start);
     ExchangeVerdict verdict;
     const QStringList all = events.split(';');
     for (const QString& event : all) {
@@ -545,7 +545,7 @@ void TestModbusExchange::answerInTwoPieces()
     QFETCH(QByteArray, frame);
     const std::unique_ptr<const ModbusTransport> transport = makeTransport(configuration);
     for (int cut = 1; cut < frame.size(); ++cut) {
-        ModbusExchange exchange(readOf(100, 2), *transport, c_allowed, c_start);
+        ModbusExchange exchange(readOf(100, 2), *transport, {c_allowed}, c_start);
         exchange.markSent();
         QVERIFY2(exchange.receive(frame.left(cut), c_start).isOpen(), qPrintable(QString::number(cut)));
         exchange.noteTaken(hex("0400070008"));
@@ -560,7 +560,7 @@ void TestModbusExchange::answerInTwoPieces()
 void TestModbusExchange::roundTrip()
 {
     const TcpTransport transport(tcpConfiguration());
-    ModbusExchange exchange(deviceInformationRequest(), transport, c_allowed, c_start);
+    ModbusExchange exchange(deviceInformationRequest(), transport, {c_allowed}, c_start);
     QCOMPARE(exchange.allowedTime(), c_allowed);
     exchange.markSent();
     QVERIFY(exchange.receive(hex("0001 0000"), c_start + milliseconds(2)).isOpen());

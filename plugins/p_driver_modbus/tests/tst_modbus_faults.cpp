@@ -18,6 +18,8 @@ private Q_SLOTS:
     void faults();
     void exceptionThatDecidesNothing_data();
     void exceptionThatDecidesNothing();
+    void answerTimeout_data();
+    void answerTimeout();
     void chatterClosesTheLink();
 };
 
@@ -223,6 +225,66 @@ void TestModbusFaults::exceptionThatDecidesNothing()
     // It is an answer all the same: the connection stays.
     QVERIFY(next->ok);
     QCOMPARE(bench.statistic("connections"), 1);
+}
+
+void TestModbusFaults::answerTimeout_data()
+{
+    QTest::addColumn<int>("setting"); // 0 for none
+    QTest::addColumn<int>("deadline");
+    QTest::addColumn<QString>("instruction");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("least"); // milliseconds to the outcome
+    QTest::addColumn<QString>("limit");
+    const auto row = [](const char* name, int setting, int deadline, const char* instruction, int least,
+                        const char* limit) {
+        const bool isWrite = qstrcmp(instruction, "write") == 0;
+        QTest::newRow(name) << setting << deadline << QString(instruction)
+                            << int(isWrite ? IMessenger::CeEcUncertain : IMessenger::CeEcTimeout) << least
+                            << QString(limit);
+    };
+    row("read before its deadline", 100, 2000, "read", 100, " within 100 ms (answerTimeout)");
+    row("write before its deadline", 100, 2000, "write", 100, " within 100 ms (answerTimeout)");
+    row("poll before its deadline", 100, 2000, "listen", 100, " within 100 ms (answerTimeout)");
+    row("shortest", 50, 2000, "read", 50, " within 50 ms (answerTimeout)");
+    row("deadline before it", 1000, 200, "read", 199, "within 200 ms");
+    row("longest: the deadline alone", 3000, 200, "read", 199, "within 200 ms");
+    row("not set: the deadline alone", 0, 200, "write", 199, "within 200 ms");
+}
+
+// Whichever comes first ends a request, and its message names it.
+void TestModbusFaults::answerTimeout()
+{
+    QFETCH(int, setting);
+    QFETCH(int, deadline);
+    QFETCH(QString, instruction);
+    QFETCH(int, code);
+    QFETCH(int, least);
+    QFETCH(QString, limit);
+    ModbusTcpBench bench;
+    bench.start(setting == 0 ? QJsonObject() : QJsonObject{{"answerTimeout", setting}});
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.setFault(ScriptedPeer::NoAnswer);
+    QVariantMap arguments = instruction == "write" ? writeArguments(1, 1) : readArguments(1);
+    if (instruction == "listen")
+        arguments = listenArguments(1, 60000, 1);
+    const std::unique_ptr<FakeOrder> order = bench.run(instruction, arguments, deadline);
+    QTRY_VERIFY(order->ended() || !order->failures.isEmpty());
+    const bool listens = instruction == "listen";
+    const QString message = listens ? order->failures.first().message : order->message;
+    const qint64 after = listens ? order->failureTimes.first() : order->endedAfter;
+    QCOMPARE(int(listens ? order->failures.first().code : order->code), code);
+    // The time left to a deadline is a little less when the request is sent.
+    const QRegularExpression said(limit.startsWith(' ') ? QRegularExpression::escape(limit)
+                                                        : QStringLiteral("within (19[0-9]|200) ms(;|$)"));
+    QVERIFY2(message.contains(said), qPrintable(message));
+    QCOMPARE(message.contains("answerTimeout"), limit.startsWith(' '));
+    QVERIFY2(after >= least - 1 && after < least + 150, qPrintable(QString::number(after)));
+    QCOMPARE(bench.statistic("timedOut"), 1);
+    // The connection is made anew, and the next request has its own time.
+    QTRY_VERIFY(bench.isConnected());
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(2), 2000);
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
 }
 
 void TestModbusFaults::chatterClosesTheLink()

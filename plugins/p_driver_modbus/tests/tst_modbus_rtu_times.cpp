@@ -20,6 +20,7 @@ private Q_SLOTS:
     void requestThatCannotBeAnsweredInTime();
     void slowLineLeavesNoTime();
     void pollOnASlowLine();
+    void answerTimeoutOnASlowLine();
 };
 
 void TestModbusRtuTimes::lateAnswerIsNotTheNextOnes()
@@ -217,6 +218,39 @@ void TestModbusRtuTimes::pollOnASlowLine()
              qPrintable(QString::number(missed->failureTimes.first())));
     order->stop();
     missed->stop();
+}
+
+// The time that the frames themselves take is not the controller's: it comes on top.
+void TestModbusRtuTimes::answerTimeoutOnASlowLine()
+{
+    SerialPeer peer;
+    ModbusRtuBench bench;
+    // A register and back: 8 + 7 characters of 8.3 ms, two silences of 29 ms.
+    constexpr int c_wireTime = 184;
+    constexpr int c_answerTimeout = 150;
+    bench.start(peer.device, 1200, {{"answerTimeout", c_answerTimeout}});
+    QTRY_VERIFY(bench.isConnected());
+    // As late as an answer that was sent at once: the peer knows no baud rate.
+    peer.fault = SerialPeer::LateAnswer;
+    peer.faultsLeft = 1;
+    peer.lateBy = c_answerTimeout + 40;
+    const std::unique_ptr<FakeOrder> slow = bench.run("read", readArguments(1), 2000);
+    QTRY_VERIFY(slow->ended());
+    QVERIFY2(slow->ok, qPrintable(slow->message));
+    QVERIFY2(slow->endedAfter > c_answerTimeout, qPrintable(QString::number(slow->endedAfter)));
+
+    peer.fault = SerialPeer::NoAnswer;
+    peer.faultsLeft = 1;
+    const std::unique_ptr<FakeOrder> missed =
+        bench.run("write", writeArguments(1, 1, "singleRegister"), 2000);
+    QTRY_VERIFY(missed->ended());
+    QCOMPARE(missed->code, IMessenger::CeEcUncertain);
+    QVERIFY2(missed->message.contains(" within 150 ms (answerTimeout) and the "),
+             qPrintable(missed->message));
+    QVERIFY2(missed->endedAfter >= c_answerTimeout + c_wireTime &&
+                 missed->endedAfter < c_answerTimeout + c_wireTime + 150,
+             qPrintable(QString::number(missed->endedAfter)));
+    QCOMPARE(peer.requests.size(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestModbusRtuTimes)
