@@ -99,7 +99,9 @@ Q_SIGNALS:
     void orderFailureReported(quint64 orderId, int errorCode, const QString& errorMessage);
     void orderFinished(quint64 orderId, const DOrderOutcome& outcome);
     // An instruction that such an order placed has ended, and how; told before the order's handler hears
-    // of it. An order that is stopped from here comes to place its next instruction, but not to start it.
+    // of it. One that was under way when the order ended is told too, before the order's end, with
+    // CeEcStopped: whether the device has done it is not known. An order that is stopped from here comes to
+    // place its next instruction, but not to start it.
     void instructionFinished(quint64 orderId, const QString& instruction, const QVariantMap& arguments,
                              const DOrderOutcome& outcome);
     // Persistent properties could not be saved; what the file held is still there. Of those that an order has

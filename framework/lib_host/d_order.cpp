@@ -466,6 +466,7 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
     m_timeout.stop();
     m_inbox.clear();
     const Instructions inFlight = std::exchange(m_inFlight, {});
+    tellOfAbandoned(inFlight);
     tellOutcome(outcome);
 
     // What follows runs command code: this order may be gone after each step.
@@ -484,6 +485,21 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
     if (m_busy == 0)
         retire();
     return true;
+}
+
+// Whoever follows the instructions hears of those that the end has overtaken: what they have sent is done or
+// not, and no answer will tell. One that has not started has sent nothing.
+void DOrder::tellOfAbandoned(const Instructions& instructions)
+{
+    for (const Instruction& instruction : instructions) {
+        const DOrder* const order = instruction.order.data();
+        if (order == nullptr ||
+            (order->m_phase != DOrderPhase::Running && order->m_phase != DOrderPhase::Failing))
+            continue;
+        const QString message = QStringLiteral("%1: the order that placed it has ended").arg(order->title());
+        m_keeper.notices().instructionEnded(*this, order->m_commandName, order->m_arguments,
+                                            {false, IMessenger::CeEcStopped, message, {}});
+    }
 }
 
 void DOrder::retire()

@@ -96,6 +96,7 @@ private:
         QPointer<DOrder> order;
         bool listening = false;
     };
+    using Instructions = QVarLengthArray<Instruction, 1>;
 
     // What became of the updates that a recurrent order publishes.
     enum class Updates {
@@ -136,6 +137,7 @@ private:
     bool isListening() const;
     void publish(const QVariantMap& results);
     void tellOutcome(const DOrderOutcome& outcome);
+    void tellOfAbandoned(const Instructions& instructions);
     // What the end of an instruction must not be later than: this order's own, where it has one.
     QDeadlineTimer boundOfInstructions() const;
     void restartTimeout();
@@ -157,7 +159,6 @@ private:
     QSharedPointer<ICommand> m_command;
     DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
     // In their order; most commands place a single one.
-    using Instructions = QVarLengthArray<Instruction, 1>;
     Instructions m_inFlight;
     DOrderInbox m_inbox;
     QVariantMap m_results;

@@ -1,27 +1,5 @@
 #include "applications/bench/backup/restore_record.h"
 
-WriteState writeStateOf(const DOrderOutcome& outcome)
-{
-    if (outcome.ok)
-        return WriteState::Written;
-    switch (outcome.errorCode) {
-    case IMessenger::CeEcNotConnected:
-    case IMessenger::CeEcUnknownTarget:
-    case IMessenger::CeEcUnknownCommand:
-    case IMessenger::CeEcRefused:
-    case IMessenger::CeEcInvalidArguments:
-    case IMessenger::CeEcQueueFull:
-        return WriteState::Untouched;
-    case IMessenger::CeEcNone:
-    case IMessenger::CeEcTimeout:
-    case IMessenger::CeEcUncertain:
-    case IMessenger::CeEcStopped:
-    case IMessenger::CeEcInternal:
-        break;
-    }
-    return WriteState::Uncertain;
-}
-
 RestoreRecord::RestoreRecord(const QList<PlannedWrite>& writes)
     : m_writes(writes)
 {

@@ -1,23 +1,12 @@
 #pragma once
 
 #include "applications/bench/backup/restore_plan.h"
-
-#include <lib_plugins_management/i_host.h>
+#include "applications/bench/core/write_record.h"
 
 #include <QList>
 #include <QString>
 
 #include <optional>
-
-// What is known of one write.
-enum class WriteState {
-    Untouched, // not sent, or refused: the register is as it was
-    Written,   // acknowledged by the controller
-    Uncertain, // sent and not answered
-};
-
-// What an ended "write" instruction did to its register.
-WriteState writeStateOf(const DOrderOutcome& outcome);
 
 // What came of one group.
 struct GroupRecord

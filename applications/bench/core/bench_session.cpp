@@ -245,6 +245,8 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     const DAbstractPlugin* const driver = driverOf(plugin);
     if (end.code == ExitCode::TimedOut && driver != nullptr && !m_links.wasEverConnected(*driver))
         end.code = ExitCode::NotConnected;
+    if (driver != nullptr && !m_links.wasEverConnected(*driver))
+        end.writes.takeAsUnsent();
     return end;
 }
 

@@ -28,6 +28,8 @@ OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, const QS
         return end;
     console.error(QStringLiteral("%1the controller could not be identified (getInfo): %2")
                       .arg(consequence, end.outcome.errorMessage));
+    // It only reads.
+    console.error(QStringLiteral("nothing was written"));
     if (!remedyFor(end.code).isEmpty())
         console.hint(remedyFor(end.code));
     return end;

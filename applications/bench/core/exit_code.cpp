@@ -17,11 +17,11 @@ const char* textOf(ExitCode code)
     case ExitCode::Plugin:
         return "a plug-in cannot be loaded";
     case ExitCode::NotConnected:
-        return "the controller cannot be reached or makes no sense; nothing was written";
+        return "what ended it: the controller cannot be reached, or makes no sense";
     case ExitCode::TimedOut:
-        return "the controller did not answer in time";
+        return "what ended it: the controller did not answer in time";
     case ExitCode::Refused:
-        return "the controller refused";
+        return "what ended it: the controller refused";
     case ExitCode::Different:
         return "registers differ (compare, restore --verify)";
     case ExitCode::Uncertain:
@@ -95,15 +95,14 @@ QString remedyFor(ExitCode code)
 {
     switch (code) {
     case ExitCode::NotConnected:
-        return QStringLiteral(
-            "nothing was written; check the cable, the address and that the controller is on "
-            "(\"mdc-bench list\" shows the links)");
+        return QStringLiteral("check the cable, the address and that the controller is on "
+                              "(\"mdc-bench list\" shows the links)");
     case ExitCode::TimedOut:
         return QStringLiteral("check that the controller is on and answers to this unit id");
     case ExitCode::Refused:
-        return QStringLiteral("nothing was changed; check the value and the register address");
+        return QStringLiteral("check the value and the register address");
     case ExitCode::Uncertain:
-        return QStringLiteral("it may have been done: read the state back before repeating it");
+        return QStringLiteral("read the state back before repeating it");
     case ExitCode::Done:
     case ExitCode::CommandFailed:
     case ExitCode::Usage:

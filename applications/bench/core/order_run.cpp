@@ -23,8 +23,7 @@ OrderEnd OrderRun::run(const QString& command, const QVariantMap& arguments)
         m_stopName = prototype->stopCommandName();
     // Queued signals: none of them comes before startOrder has returned the identifier.
     followOrder();
-    if (m_terms.onInstruction || m_terms.stopsBetweenInstructions)
-        followInstructions();
+    followInstructions();
     followInterrupt();
     m_order = m_host.startOrder(m_uuid, command, arguments, m_terms.timeout);
     if (m_isInterrupted)
@@ -88,6 +87,7 @@ void OrderRun::handleUpdate(const QVariantMap& results)
 void OrderRun::handleInstruction(const QString& instruction, const QVariantMap& arguments,
                                  const DOrderOutcome& outcome)
 {
+    m_end.writes.add(instruction, arguments, outcome);
     if (m_terms.onInstruction)
         m_terms.onInstruction(instruction, arguments, outcome);
     if (m_terms.stopsBetweenInstructions && m_isInterrupted && !m_isStopped)

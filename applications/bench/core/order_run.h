@@ -4,6 +4,7 @@
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/core/interrupt.h"
 #include "applications/bench/core/outage.h"
+#include "applications/bench/core/write_record.h"
 
 #include <lib_plugins_management/i_host.h>
 #include <QEventLoop>
@@ -38,6 +39,8 @@ struct OrderEnd
 {
     DOrderOutcome outcome;
     ExitCode code = ExitCode::CommandFailed;
+    // What it did to registers, whether it failed or not.
+    WriteRecord writes;
 };
 
 // One order from its start to its end.

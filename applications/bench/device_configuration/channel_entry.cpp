@@ -1,6 +1,11 @@
 #include "applications/bench/device_configuration/channel_entry.h"
 
+#include "plugins/p_device_mdc/model/channel_names.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
+
 #include <QJsonArray>
+
+#include <algorithm>
 
 namespace {
 
@@ -42,4 +47,15 @@ QList<DescribedChannel> channelsOf(const QJsonObject& configuration)
         channels.append(channel);
     }
     return channels;
+}
+
+QString channelThatWrites(const QJsonObject& configuration, int registerNumber, int generation)
+{
+    const QList<DescribedChannel> channels = channelsOf(configuration);
+    const auto found = std::find_if(channels.cbegin(), channels.cend(), [=](const DescribedChannel& channel) {
+        return channel.entries.contains(entryName(ChannelEntry::WriteType)) &&
+               channel.entries.value(entryName(ChannelEntry::Register)).toVariant() == registerNumber &&
+               versionedName(channel.id).generation == std::max(generation, 1);
+    });
+    return found == channels.cend() ? QString() : found->id;
 }

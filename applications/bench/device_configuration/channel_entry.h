@@ -22,3 +22,6 @@ struct DescribedChannel
 
 // In the order of the configuration.
 QList<DescribedChannel> channelsOf(const QJsonObject& configuration);
+
+// The channel that names this register to write in this generation; empty when there is none.
+QString channelThatWrites(const QJsonObject& configuration, int registerNumber, int generation);

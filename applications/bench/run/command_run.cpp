@@ -2,9 +2,11 @@
 
 #include "applications/bench/core/device_choice.h"
 #include "applications/bench/core/suggestion.h"
+#include "applications/bench/device_configuration/channel_entry.h"
 #include "applications/bench/run/changed_values.h"
 #include "applications/bench/run/missing_configuration.h"
 #include "applications/bench/run/order_arguments.h"
+#include "applications/bench/run/unwanted_result.h"
 
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -54,7 +56,8 @@ ExitCode CommandRun::run()
             return code;
     }
     m_session.startFaults();
-    const OrderEnd end = runOrder();
+    OrderEnd end = runOrder();
+    judgeResults(end);
     tellResults(end);
     if (end.code != ExitCode::Done)
         tellFailure(end);
@@ -92,9 +95,16 @@ ExitCode CommandRun::findCommand()
 ExitCode CommandRun::convertArguments()
 {
     const QString& command = m_options.command;
-    const OrderArguments arguments =
-        parseOrderArguments(command, m_options.arguments,
-                            m_prototype == nullptr ? QList<DCommandValue>() : m_prototype->parameters());
+    const QList<DCommandValue> declared =
+        m_prototype == nullptr ? QList<DCommandValue>() : m_prototype->parameters();
+    // A driver's commands check what they are given by themselves.
+    const bool isOfDevice = m_plugin->pluginType() == IPlugin::CeTypeDevice;
+    const QList<CommandArgument> known =
+        isOfDevice ? knownArguments(command, declared) : QList<CommandArgument>();
+    OrderArguments arguments =
+        parseOrderArguments(command, m_options.arguments, declared, known, m_options.isForced);
+    if (arguments.errors.isEmpty() && isOfDevice)
+        arguments.errors = missingArguments(arguments.values, declared, known);
     for (const QString& error : arguments.errors)
         m_console.error(error);
     if (!arguments.errors.isEmpty()) {
@@ -109,23 +119,7 @@ ExitCode CommandRun::convertArguments()
         m_arguments.insert(c_reference, reference);
         m_console.note(QStringLiteral("reference=%1, as the object is configured").arg(reference));
     }
-    warnOfMissing();
     return ExitCode::Done;
-}
-
-void CommandRun::warnOfMissing() const
-{
-    const QList<DCommandValue> declared =
-        m_prototype == nullptr ? QList<DCommandValue>() : m_prototype->parameters();
-    for (const DCommandValue& parameter : declared) {
-        if (m_arguments.contains(parameter.id))
-            continue;
-        QString error;
-        convertToDeclaredType(parameter.defaultValue, parameter.type, &error);
-        if (!parameter.defaultValue.isValid() || !error.isEmpty())
-            m_console.warning(
-                QStringLiteral("parameter \"%1\" is not given and has no usable default").arg(parameter.id));
-    }
 }
 
 ExitCode CommandRun::identify()
@@ -137,6 +131,17 @@ ExitCode CommandRun::identify()
         return ExitCode::Done;
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
     return identifyOrTell(m_session, *m_plugin, consequence, m_console).code;
+}
+
+void CommandRun::judgeResults(OrderEnd& end) const
+{
+    if (end.code != ExitCode::Done || m_plugin->pluginType() != IPlugin::CeTypeDevice)
+        return;
+    const QString text = unwantedResult(m_options.command, m_arguments, end.outcome.results);
+    if (text.isEmpty())
+        return;
+    end.code = ExitCode::CommandFailed;
+    end.outcome.errorMessage = text;
 }
 
 OrderEnd CommandRun::runOrder()
@@ -187,8 +192,10 @@ void CommandRun::tellResults(const OrderEnd& end)
         document.insert(QStringLiteral("updates"), m_writer.updates());
     else
         document.insert(QStringLiteral("results"), toJson(values));
-    if (!end.outcome.errorMessage.isEmpty())
-        document.insert(QStringLiteral("error"), end.outcome.errorMessage);
+    if (end.code != ExitCode::Done)
+        document.insert(QStringLiteral("error"), failureText(end));
+    document.insert(QStringLiteral("written"), toJson(end.writes.writes(WriteState::Written)));
+    document.insert(QStringLiteral("uncertain"), toJson(end.writes.writes(WriteState::Uncertain)));
     m_writer.document(document);
 
     if (end.code != ExitCode::Done)
@@ -199,30 +206,33 @@ void CommandRun::tellResults(const OrderEnd& end)
         m_console.out(QStringLiteral("%1: done\n").arg(command));
 }
 
+QString CommandRun::failureText(const OrderEnd& end) const
+{
+    if (end.code == ExitCode::Interrupted)
+        return QStringLiteral("\"%1\" was interrupted").arg(m_options.command);
+    if (end.code == ExitCode::TimedOut && m_options.timeout > 0)
+        return QStringLiteral("%1 (--timeout)").arg(end.outcome.errorMessage);
+    if (end.outcome.errorMessage.isEmpty())
+        return QStringLiteral("\"%1\" says that it was not done").arg(m_options.command);
+    return end.outcome.errorMessage;
+}
+
 void CommandRun::tellFailure(const OrderEnd& end)
 {
     const QString& command = m_options.command;
-    if (end.code == ExitCode::Interrupted)
-        m_console.error(
-            QStringLiteral("\"%1\" was interrupted; what had been sent by then may have been done")
-                .arg(command));
-    else
-        m_console.error(end.outcome.errorMessage.isEmpty()
-                            ? QStringLiteral("\"%1\" says that it was not done").arg(command)
-                            : end.outcome.errorMessage);
+    m_console.error(failureText(end));
+    const QJsonObject configuration = m_session.describe(*m_plugin).configuration;
+    const int generation = m_plugin->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
+    m_console.error(writtenText(end.writes, [&configuration, generation](int registerNumber) {
+        return channelThatWrites(configuration, registerNumber, generation);
+    }));
     if (end.code == ExitCode::CommandFailed && m_plugin->pluginType() == IPlugin::CeTypeDevice) {
-        const int generation = m_plugin->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
         const RegisterTypes types = DriverDescription(m_session.driverOf(*m_plugin)).registerTypes();
-        const QStringList missing = missingConfiguration(m_session.describe(*m_plugin).configuration, command,
-                                                         m_arguments, generation, types);
+        const QStringList missing =
+            missingConfiguration(configuration, command, m_arguments, generation, types);
         for (const QString& text : missing)
             m_console.error(text);
     }
-    // The order's own bound cuts off whatever its instructions wait for.
-    if (end.code == ExitCode::TimedOut && m_options.timeout > 0)
-        m_console.hint(
-            QStringLiteral("the time of the whole order was up (--timeout); what had been sent by then may "
-                           "have been done"));
-    else if (!remedyFor(end.code).isEmpty())
+    if (!remedyFor(end.code).isEmpty())
         m_console.hint(remedyFor(end.code));
 }

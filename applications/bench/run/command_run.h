@@ -27,12 +27,14 @@ private:
     ExitCode convertArguments();
     ExitCode identify();
 
-    void warnOfMissing() const;
     OrderEnd runOrder();
     bool takeUpdate(const QVariantMap& results);
     // Declared results first, in their order.
     QList<NamedValue> ordered(const QVariantMap& results) const;
 
+    // An order that went well may still not have done what it was given for.
+    void judgeResults(OrderEnd& end) const;
+    QString failureText(const OrderEnd& end) const;
     void tellResults(const OrderEnd& end);
     void tellFailure(const OrderEnd& end);
 

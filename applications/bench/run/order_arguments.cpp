@@ -19,20 +19,82 @@ QStringList namesOf(const QList<DCommandValue>& values)
     return names;
 }
 
-void addUndeclared(OrderArguments& result, const QString& command, const QString& name, const QString& text,
-                   const QStringList& declaredNames)
+QStringList undeclaredNames(const QList<CommandArgument>& known)
 {
-    const QString hint = didYouMean(name, declaredNames);
+    QStringList names;
+    for (const CommandArgument& argument : known) {
+        if (!argument.isDeclared)
+            names.append(argument.name);
+    }
+    return names;
+}
+
+const CommandArgument* find(const QList<CommandArgument>& known, const QString& name)
+{
+    const auto found = std::find_if(known.cbegin(), known.cend(), [&name](const CommandArgument& argument) {
+        return argument.name == name;
+    });
+    return found == known.cend() ? nullptr : &*found;
+}
+
+void addUndeclared(OrderArguments& result, const QString& command, const QString& name, const QString& text,
+                   const QStringList& knownNames)
+{
+    const QString hint = didYouMean(name, knownNames);
     if (!hint.isEmpty()) {
         result.errors.append(QStringLiteral("\"%1\" has no parameter \"%2\"%3").arg(command, name, hint));
         return;
     }
-    const QString known = declaredNames.isEmpty()
+    const QString known = knownNames.isEmpty()
                               ? QStringLiteral("it declares none")
-                              : QStringLiteral("declared: %1").arg(declaredNames.join(QStringLiteral(", ")));
+                              : QStringLiteral("declared: %1").arg(knownNames.join(QStringLiteral(", ")));
     result.warnings.append(QStringLiteral("\"%1\" declares no parameter \"%2\" (%3); passed on as it is")
                                .arg(command, name, known));
     result.values.insert(name, jsonOrText(text));
+}
+
+bool isWithinRange(const CommandArgument& argument, const QVariant& value)
+{
+    const qlonglong number = value.toLongLong();
+    return (!argument.lowest || number >= *argument.lowest) &&
+           (!argument.highest || number <= *argument.highest);
+}
+
+void addTyped(OrderArguments& result, const QString& name, const QString& text, const QString& type,
+              const CommandArgument* known, bool takesAnyNumber)
+{
+    // "vart" takes anything: a number typed for it is meant as a number.
+    const QVariant typed = type == QLatin1String("vart") ? jsonOrText(text) : QVariant(text);
+    QString error;
+    const QVariant value = convertToDeclaredType(typed, type, &error);
+    if (error.isEmpty() && known != nullptr && !takesAnyNumber && !isWithinRange(*known, value))
+        error = QStringLiteral("it is %1; --force sends it all the same").arg(rangeText(*known));
+    if (error.isEmpty())
+        result.values.insert(name, value);
+    else
+        result.errors.append(QStringLiteral("parameter \"%1\" cannot be \"%2\": %3").arg(name, text, error));
+}
+
+QString missingText(const QString& name, const QString& type, const CommandArgument* known)
+{
+    QString text = QStringLiteral("parameter \"%1\" is not given").arg(name);
+    if (known != nullptr)
+        text += QStringLiteral(": %1").arg(known->meaning);
+    const QString range = known == nullptr ? QString() : rangeText(*known);
+    if (!range.isEmpty())
+        text += QStringLiteral("; %1").arg(range);
+    const bool isNumber = type == QLatin1String("ui16") || type == QLatin1String("int");
+    return text + QStringLiteral("; add %1=%2")
+                      .arg(name, isNumber ? QStringLiteral("NUMBER") : QStringLiteral("VALUE"));
+}
+
+bool hasUsableDefault(const DCommandValue& parameter, const CommandArgument* known)
+{
+    if (known != nullptr)
+        return !known->isRequired;
+    QString error;
+    convertToDeclaredType(parameter.defaultValue, parameter.type, &error);
+    return parameter.defaultValue.isValid() && error.isEmpty();
 }
 
 } // namespace
@@ -50,10 +112,25 @@ QVariant jsonOrText(const QString& text)
     return isNumber && whole.isValid() ? whole : value;
 }
 
+QList<CommandArgument> knownArguments(const QString& command, const QList<DCommandValue>& declared)
+{
+    const CommandNeeds* const needs = findCommandNeeds(command);
+    if (needs == nullptr)
+        return {};
+    QStringList names;
+    for (const CommandArgument& argument : needs->arguments) {
+        if (argument.isDeclared)
+            names.append(argument.name);
+    }
+    return names == namesOf(declared) ? needs->arguments : QList<CommandArgument>();
+}
+
 OrderArguments parseOrderArguments(const QString& command, const QStringList& texts,
-                                   const QList<DCommandValue>& declared)
+                                   const QList<DCommandValue>& declared, const QList<CommandArgument>& known,
+                                   bool takesAnyNumber)
 {
     const QStringList declaredNames = namesOf(declared);
+    const QStringList knownNames = declaredNames + undeclaredNames(known);
     OrderArguments result;
     QStringList given;
     for (const QString& text : texts) {
@@ -73,22 +150,41 @@ OrderArguments parseOrderArguments(const QString& command, const QStringList& te
             continue;
         }
         given.append(name);
+        const CommandArgument* const argument = find(known, name);
         const auto parameter = std::find_if(declared.cbegin(), declared.cend(),
                                             [&name](const DCommandValue& value) { return value.id == name; });
-        if (parameter == declared.cend()) {
-            addUndeclared(result, command, name, valueText, declaredNames);
-            continue;
-        }
-        // "vart" takes anything: a number typed for it is meant as a number.
-        const QVariant typed =
-            parameter->type == QLatin1String("vart") ? jsonOrText(valueText) : QVariant(valueText);
-        QString error;
-        const QVariant value = convertToDeclaredType(typed, parameter->type, &error);
-        if (!error.isEmpty())
-            result.errors.append(
-                QStringLiteral("parameter \"%1\" cannot be \"%2\": %3").arg(name, valueText, error));
+        if (parameter != declared.cend())
+            addTyped(result, name, valueText, parameter->type, argument, takesAnyNumber);
+        else if (argument != nullptr)
+            addTyped(result, name, valueText, argument->type, argument, takesAnyNumber);
         else
-            result.values.insert(name, value);
+            addUndeclared(result, command, name, valueText, knownNames);
     }
     return result;
+}
+
+QStringList missingArguments(const QVariantMap& given, const QList<DCommandValue>& declared,
+                             const QList<CommandArgument>& known)
+{
+    QStringList texts;
+    for (const DCommandValue& parameter : declared) {
+        const CommandArgument* const argument = find(known, parameter.id);
+        if (!given.contains(parameter.id) && !hasUsableDefault(parameter, argument))
+            texts.append(missingText(parameter.id, parameter.type, argument));
+    }
+    return texts;
+}
+
+QString rangeText(const CommandArgument& argument)
+{
+    QStringList values;
+    for (const ArgumentValue& value : argument.values)
+        values.append(QStringLiteral("%1 (%2)").arg(value.value).arg(value.meaning));
+    if (!values.isEmpty())
+        return values.join(QStringLiteral(", "));
+    if (argument.lowest && argument.highest)
+        return QStringLiteral("from %1 to %2").arg(*argument.lowest).arg(*argument.highest);
+    if (argument.lowest)
+        return QStringLiteral("from %1 on").arg(*argument.lowest);
+    return argument.highest ? QStringLiteral("up to %1").arg(*argument.highest) : QString();
 }

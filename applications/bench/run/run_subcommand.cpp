@@ -28,6 +28,8 @@ void RunSubcommand::addTo(OptionSet& options)
     addOrderTimeout(options, m_options.timeout, "Bound for the whole order in milliseconds [none]");
     options.flag("--no-identify", m_options.withoutIdentification,
                  "Do not read the device information first (the registers of generation 1 are used)");
+    options.flag("--force", m_options.isForced,
+                 "Run it although a value, the configuration or what is saved speaks against it");
     addListeningBounds(options, m_options.bounds, "Listening: end after so many printed updates [none]");
     options.flag("--changes", m_options.changesOnly,
                  "Listening: print only what differs from the update before");

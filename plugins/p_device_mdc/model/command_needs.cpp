@@ -240,6 +240,15 @@ const QStringList& statusChannels()
     return c_channels;
 }
 
+const CommandNeeds* findCommandNeeds(const QString& command)
+{
+    const QList<CommandNeeds>& table = commandNeeds();
+    const auto found = std::find_if(table.cbegin(), table.cend(), [&command](const CommandNeeds& needs) {
+        return needs.command == command;
+    });
+    return found == table.cend() ? nullptr : &*found;
+}
+
 QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration)
 {
     QSet<QString> chosenByGeneration;

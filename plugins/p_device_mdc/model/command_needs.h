@@ -86,6 +86,9 @@ const QList<CommandNeeds>& commandNeeds();
 // "getRegister" takes them. It reads others that the configuration names too.
 const QStringList& statusChannels();
 
+// Those of one command; null for a command that the table does not know.
+const CommandNeeds* findCommandNeeds(const QString& command);
+
 // The generations whose channels a device object's "configuration" describes, judged by the channels of the
 // table that are chosen by it; ascending.
 QList<int> describedGenerations(const QList<CommandNeeds>& table, const QJsonObject& configuration);

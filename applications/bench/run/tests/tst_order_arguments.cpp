@@ -112,6 +112,91 @@ private Q_SLOTS:
         QCOMPARE(arguments.values.value("colour"), value);
         QCOMPARE(arguments.values.value("colour").userType(), value.userType());
     }
+
+    void knownArgument_data()
+    {
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<bool>("forced");
+        QTest::addColumn<QVariantMap>("values");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("undeclared, with its type")
+            << QStringList{"lock=1", "unlockLoosening=no"} << false
+            << QVariantMap{{"lock", 1U}, {"unlockLoosening", false}} << "";
+        QTest::newRow("undeclared, not of its type")
+            << QStringList{"lock=1", "unlockLoosening=maybe"} << false << QVariantMap{{"lock", 1U}}
+            << "true or false is needed";
+        QTest::newRow("undeclared, misspelt")
+            << QStringList{"lock=1", "unlockLosening=yes"} << false << QVariantMap{{"lock", 1U}}
+            << "did you mean \"unlockLoosening\"";
+        QTest::newRow("highest") << QStringList{"lock=3"} << false << QVariantMap{{"lock", 3U}} << "";
+        QTest::newRow("without a meaning")
+            << QStringList{"lock=4"} << false << QVariantMap()
+            << "it is 0 (none), 1 (both), 2 (loosening), 3 (fastening); --force";
+        QTest::newRow("without a meaning, forced")
+            << QStringList{"lock=4"} << true << QVariantMap{{"lock", 4U}} << "";
+    }
+
+    void knownArgument()
+    {
+        QFETCH(QStringList, texts);
+        QFETCH(bool, forced);
+        QFETCH(QVariantMap, values);
+        QFETCH(QString, error);
+        const QList<DCommandValue> declared{{"lock", "ui16", {}, QVariant("")}};
+        const OrderArguments arguments =
+            parseOrderArguments("setLock", texts, declared, knownArguments("setLock", declared), forced);
+        QCOMPARE(arguments.values, values);
+        QVERIFY(arguments.warnings.isEmpty());
+        QCOMPARE(arguments.errors.size(), error.isEmpty() ? 0 : 1);
+        QVERIFY2(arguments.errors.join(QString()).contains(error), qPrintable(arguments.errors.join('\n')));
+    }
+
+    void anotherCommandOfThatName()
+    {
+        QVERIFY(knownArguments("setLock", {{"door", "ui16", {}, {}}}).isEmpty());
+        QVERIFY(knownArguments("setDoor", {}).isEmpty());
+    }
+
+    void missing_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QVariant>("defaultValue");
+        QTest::addColumn<QString>("text"); // empty: it may be left out
+        QTest::newRow("known") << "setLock"
+                               << "lock"
+                               << "ui16" << QVariant("")
+                               << "parameter \"lock\" is not given: directions of rotation";
+        QTest::newRow("known, can be left out") << "SetTriggerProgram"
+                                                << "resetMode"
+                                                << "bool" << QVariant() << "";
+        QTest::newRow("not known, no default")
+            << "paint"
+            << "colour"
+            << "strg" << QVariant() << "parameter \"colour\" is not given; add colour=VALUE";
+        QTest::newRow("not known, default of another type")
+            << "paint"
+            << "coats"
+            << "ui16" << QVariant("") << "parameter \"coats\" is not given; add coats=NUMBER";
+        QTest::newRow("not known, default") << "paint"
+                                            << "coats"
+                                            << "ui16" << QVariant(2) << "";
+    }
+
+    void missing()
+    {
+        QFETCH(QString, command);
+        QFETCH(QString, name);
+        QFETCH(QString, type);
+        QFETCH(QVariant, defaultValue);
+        QFETCH(QString, text);
+        const QList<DCommandValue> declared{{name, type, {}, defaultValue}};
+        const QStringList texts = missingArguments({}, declared, knownArguments(command, declared));
+        QCOMPARE(texts.size(), text.isEmpty() ? 0 : 1);
+        QVERIFY2(texts.value(0).contains(text), qPrintable(texts.join('\n')));
+        QCOMPARE(missingArguments({{name, 1}}, declared, knownArguments(command, declared)), QStringList());
+    }
 };
 
 QTEST_GUILESS_MAIN(TstOrderArguments)
