@@ -50,8 +50,15 @@ QString lineOf(const Finding& finding)
              finding.remedy);
 }
 
-// What the check says with a controller of generation 2 connected, but for what is well.
-QStringList complaintsOf(const QString& path, int addressOffset = 0)
+struct Connected
+{
+    int generation = 2;
+    QString modelName = "MDgen2"; // by which the text of its backup is looked up
+    int addressOffset = 0;        // of its driver
+};
+
+// What the check says with this controller connected, but for what is well.
+QStringList complaintsOf(const QString& path, const Connected& connected = {})
 {
     QStringList lines;
     const DLoadedConfiguration loaded = loadConfiguration(path);
@@ -60,10 +67,10 @@ QStringList complaintsOf(const QString& path, int addressOffset = 0)
     if (!lines.isEmpty())
         return lines;
     const QJsonArray objects = loaded.configuration.value("objects").toArray();
-    CheckedDevice device{namesOfCommands(), objects.at(1).toObject().value("configuration").toObject(), 2,
-                         "MDgen2"};
+    CheckedDevice device{namesOfCommands(), objects.at(1).toObject().value("configuration").toObject(),
+                         connected.generation, connected.modelName};
     device.types = c_registerTypes;
-    device.offset = {"addressOffset", addressOffset};
+    device.offset = {"addressOffset", connected.addressOffset};
     const QList<Finding> findings = checkConfigurationOf(device);
     for (const Finding& finding : findings) {
         if (finding.level != FindingLevel::Ok)
@@ -306,7 +313,7 @@ private Q_SLOTS:
         QFETCH(int, addressOffset);
         const QString path = m_samples.configuration(file, from, to);
         QVERIFY2(!path.isEmpty(), "the sample does not have what is to be changed");
-        const QStringList lines = complaintsOf(path, addressOffset);
+        const QStringList lines = complaintsOf(path, {2, "MDgen2", addressOffset});
         const QString all = lines.join('\n');
         if (finding.isEmpty()) {
             QCOMPARE(all, QString());
@@ -317,9 +324,24 @@ private Q_SLOTS:
                  qPrintable(all));
     }
 
+    void sampleHasNone_data()
+    {
+        QTest::addColumn<int>("generation");
+        QTest::addColumn<QString>("model");
+        QTest::newRow("generation 2") << 2 << "MDgen2";
+        QTest::newRow("first firmware") << 1 << "MDgen1V1";
+        for (const char* const model : {"MDC-22", "MDC-26", "MDC-32"})
+            QTest::newRow(model) << 1 << model;
+    }
+
+    // Whichever of its controllers is connected.
     void sampleHasNone()
     {
-        QCOMPARE(complaintsOf(MDC_SOURCE_DIRECTORY "/configurations/bench.json").join('\n'), QString());
+        QFETCH(int, generation);
+        QFETCH(QString, model);
+        QCOMPARE(
+            complaintsOf(MDC_SOURCE_DIRECTORY "/configurations/bench.json", {generation, model}).join('\n'),
+            QString());
     }
 };
 
