@@ -1,7 +1,7 @@
 #include "applications/bench/check/bench_check.h"
 
 #include "applications/bench/check/device_check.h"
-#include "plugins/p_device_mdc/model/device_information.h"
+#include "applications/bench/device_configuration/connected_controller.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
@@ -9,23 +9,6 @@
 #include <QFileInfo>
 
 #include <algorithm>
-
-namespace {
-
-// By which name an identified device's configuration is looked up; empty for a model without a text.
-QString configurationNameOf(const DAbstractPlugin& device, int generation)
-{
-    // The firmware as one number, 4012 of "4.01.2".
-    const int firmware = device.getProperty(QStringLiteral("version"), QVariant(0)).toInt();
-    DeviceInformation information;
-    information.controllerModel =
-        device.getProperty(QStringLiteral("controllerModel"), QVariant()).toString();
-    information.version = QString::number(firmware / 1000);
-    information.softwareVersion = generation;
-    return configurationModelName(information).value_or(QString());
-}
-
-} // namespace
 
 BenchCheck::BenchCheck(const GeneralOptions& general, const CheckOptions& options, Console& console,
                        Interrupt& interrupt)
@@ -152,7 +135,7 @@ void BenchCheck::checkDevice(DAbstractPlugin& device)
     const std::optional<int> generation = identify(device);
     CheckedDevice checked{device.commandNames(), m_session.describe(device).configuration, generation};
     if (generation)
-        checked.modelName = configurationNameOf(device, *generation);
+        checked.modelName = connectedController(device).modelName;
     const DAbstractPlugin* const driver = m_session.driverOf(device);
     checked.types = registerTypes(driver);
     if (driver != nullptr)

@@ -1,9 +1,9 @@
 #include "applications/bench/check/device_check.h"
 
-#include "applications/bench/check/range_check.h"
 #include "applications/bench/check/unread_names.h"
 #include "applications/bench/device_configuration/command_requirements.h"
 #include "applications/bench/device_configuration/program_layout_check.h"
+#include "applications/bench/device_configuration/range_check.h"
 #include "applications/bench/device_configuration/register_check.h"
 
 QList<Finding> checkConfigurationOf(const CheckedDevice& device)

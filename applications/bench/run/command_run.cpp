@@ -49,7 +49,7 @@ ExitCode CommandRun::run()
         return opened;
     using Step = ExitCode (CommandRun::*)();
     const Step steps[] = {&CommandRun::chooseObject, &CommandRun::findCommand, &CommandRun::convertArguments,
-                          &CommandRun::identify};
+                          &CommandRun::identify, &CommandRun::checkNeeds};
     for (const Step step : steps) {
         const ExitCode code = (this->*step)();
         if (code != ExitCode::Done)
@@ -144,6 +144,36 @@ void CommandRun::judgeResults(OrderEnd& end) const
     end.outcome.errorMessage = text;
 }
 
+OrderedCommand CommandRun::orderedCommand() const
+{
+    const DAbstractPlugin* const driver = m_session.driverOf(*m_plugin);
+    const DriverDescription description(driver);
+    OrderedCommand order{m_session.describe(*m_plugin).configuration,
+                         m_options.command,
+                         m_arguments,
+                         connectedController(*m_plugin),
+                         description.registerTypes(),
+                         {}};
+    if (driver != nullptr)
+        order.offset = description.addressOffset(m_session.describe(*driver).configuration);
+    return order;
+}
+
+// A command that lacks something in its configuration takes register 0 or another command's for it.
+ExitCode CommandRun::checkNeeds()
+{
+    if (m_options.isForced || m_prototype == nullptr || m_plugin->pluginType() != IPlugin::CeTypeDevice)
+        return ExitCode::Done;
+    const QStringList wrong = wrongConfiguration(orderedCommand());
+    if (wrong.isEmpty())
+        return ExitCode::Done;
+    for (const QString& text : wrong)
+        m_console.error(text);
+    m_console.error(
+        QStringLiteral("\"%1\" was not run; --force runs it all the same").arg(m_options.command));
+    return ExitCode::Configuration;
+}
+
 OrderEnd CommandRun::runOrder()
 {
     OrderTerms terms;
@@ -219,7 +249,6 @@ QString CommandRun::failureText(const OrderEnd& end) const
 
 void CommandRun::tellFailure(const OrderEnd& end)
 {
-    const QString& command = m_options.command;
     m_console.error(failureText(end));
     const QJsonObject configuration = m_session.describe(*m_plugin).configuration;
     const int generation = m_plugin->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
@@ -227,9 +256,7 @@ void CommandRun::tellFailure(const OrderEnd& end)
         return channelThatWrites(configuration, registerNumber, generation);
     }));
     if (end.code == ExitCode::CommandFailed && m_plugin->pluginType() == IPlugin::CeTypeDevice) {
-        const RegisterTypes types = DriverDescription(m_session.driverOf(*m_plugin)).registerTypes();
-        const QStringList missing =
-            missingConfiguration(configuration, command, m_arguments, generation, types);
+        const QStringList missing = missingConfiguration(orderedCommand());
         for (const QString& text : missing)
             m_console.error(text);
     }

@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/result_writer.h"
+#include "applications/bench/run/missing_configuration.h"
 #include "applications/bench/run/run_options.h"
 
 #include <QVariantMap>
@@ -26,7 +27,10 @@ private:
     ExitCode findCommand();
     ExitCode convertArguments();
     ExitCode identify();
+    ExitCode checkNeeds();
 
+    // Of a device's command.
+    OrderedCommand orderedCommand() const;
     OrderEnd runOrder();
     bool takeUpdate(const QVariantMap& results);
     // Declared results first, in their order.

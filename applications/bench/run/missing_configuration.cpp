@@ -1,12 +1,9 @@
 #include "applications/bench/run/missing_configuration.h"
 
 #include "applications/bench/core/suggestion.h"
-#include "applications/bench/device_configuration/command_requirements.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <QJsonArray>
-
-#include <algorithm>
 
 namespace {
 
@@ -35,20 +32,22 @@ QString missingChannelText(const QString& channel, const QStringList& channels, 
 
 } // namespace
 
-QStringList missingConfiguration(const QJsonObject& configuration, const QString& command,
-                                 const QVariantMap& arguments, int generation, const RegisterTypes& types)
+QStringList wrongConfiguration(const OrderedCommand& order)
 {
-    const int counted = std::max(generation, 1);
-    const QStringList channels = channelNames(configuration);
-    const QString channel = arguments.value(QStringLiteral("channel")).toString();
-    if (command == QLatin1String("getRegister") && !channels.contains(channel + generationSuffix(counted)))
-        return {missingChannelText(channel, channels, counted)};
     QStringList texts;
-    const QList<Finding> findings =
-        checkRequirements(commandNeeds(), {command}, configuration, counted, types);
-    for (const Finding& finding : findings) {
-        if (finding.level == FindingLevel::Error)
-            texts.append(QStringLiteral("%1: %2 (%3)").arg(finding.subject, finding.message, finding.remedy));
-    }
+    const QList<Finding> findings = checkOrder(order);
+    for (const Finding& finding : findings)
+        texts.append(QStringLiteral("%1: %2 (%3)").arg(finding.subject, finding.message, finding.remedy));
     return texts;
+}
+
+QStringList missingConfiguration(const OrderedCommand& order)
+{
+    const int generation = order.controller.generation;
+    const QStringList channels = channelNames(order.configuration);
+    const QString channel = order.arguments.value(QStringLiteral("channel")).toString();
+    if (order.command == QLatin1String("getRegister") &&
+        !channels.contains(channel + generationSuffix(generation)))
+        return {missingChannelText(channel, channels, generation)};
+    return wrongConfiguration(order);
 }

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "applications/bench/core/driver_description.h"
+#include "applications/bench/device_configuration/order_check.h"
 
-#include <QJsonObject>
 #include <QStringList>
-#include <QVariantMap>
 
-// What a command that failed lacks in the configuration of its device, which it does not tell itself; each
-// with what to do. `configuration` is a device object's "configuration", `generation` that of the connected
-// controller, `types` those that its driver knows.
-QStringList missingConfiguration(const QJsonObject& configuration, const QString& command,
-                                 const QVariantMap& arguments, int generation, const RegisterTypes& types);
+// What is wrong with what the order needs of the configuration; each with what to do. It is to be known
+// before the order is placed: the command itself takes register 0, or writes what another command is for.
+QStringList wrongConfiguration(const OrderedCommand& order);
+
+// The same of an order that has failed, which its command does not tell itself: the channel to read that is
+// not there as well.
+QStringList missingConfiguration(const OrderedCommand& order);

@@ -120,10 +120,58 @@ private Q_SLOTS:
             runBench({"check", "--config", path, "--simulate", "tcp", "--profile", "mdc26-gen1v2"});
         QVERIFY2(other.exitCode == 0, qPrintable(other.out + other.err));
         QVERIFY(other.out.contains("warning  setDirection, generation 2"));
-        const BenchEnd run =
-            runBench({"run", "setDirection", "direction=1", "--config", path, "--simulate", "tcp"});
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY2(run.err.contains("the channel \"directionChangeV2\" is missing"), qPrintable(run.err));
+    }
+
+    // A command is not run with what is wrong for it, and what is wrong for another one keeps nobody.
+    void runWithAGap()
+    {
+        const QString path = m_samples.configuration("register_map_generation2.json", "\"directionChangeV2\"",
+                                                     "\"somethingV2\"");
+        const QString trace = m_samples.filePath("gap.txt");
+        const QStringList setDirection{"run",        "setDirection", "direction=1", "--config", path,
+                                       "--simulate", "tcp",          "--trace",     trace};
+        const BenchEnd refused = runBench(setDirection);
+        QVERIFY2(refused.exitCode == 3, qPrintable(refused.err));
+        QVERIFY(refused.out.isEmpty());
+        QVERIFY2(refused.err.contains("error: setDirection, generation 2: the channel \"directionChangeV2\" "
+                                      "is missing"),
+                 qPrintable(refused.err));
+        QVERIFY2(refused.err.contains("--force"), qPrintable(refused.err));
+        QFile frames(trace);
+        QVERIFY(frames.open(QIODevice::ReadOnly));
+        // Report Server ID of the identification, and no write of a register.
+        QVERIFY(!frames.readAll().contains(" 06 "));
+
+        const BenchEnd forced = runBench(setDirection + QStringList{"--force"});
+        QVERIFY2(forced.exitCode == 1, qPrintable(forced.err));
+        QVERIFY2(forced.err.contains("the channel \"directionChangeV2\" is missing"), qPrintable(forced.err));
+        for (const QStringList& command :
+             {QStringList{"getInfo"}, QStringList{"setLock", "lock=3"}, QStringList{"resetAlarm"},
+              QStringList{"getRegister", "channel=direction"}}) {
+            const BenchEnd other =
+                runBench(QStringList{"run"} + command + QStringList{"--config", path, "--simulate", "tcp"});
+            QVERIFY2(other.exitCode == 0, qPrintable(command.constFirst() + ": " + other.err));
+        }
+    }
+
+    // The driver's offset is the link's own setting.
+    void addressBelowZero()
+    {
+        const QString path = m_samples.configuration("register_map_common.json", "5003", "0");
+        QFile bench(path);
+        QVERIFY(bench.open(QIODevice::ReadOnly));
+        QByteArray text = bench.readAll();
+        text.replace("\"unitId\": 1", "\"unitId\": 1, \"addressOffset\": -1");
+        QVERIFY(writeFile(path, text));
+        const BenchEnd checked = runBench({"check", "--config", path, "--simulate", "tcp"});
+        QVERIFY2(checked.exitCode == 3, qPrintable(checked.out + checked.err));
+        QVERIFY2(
+            checked.out.contains(
+                "error    channel alarmReset: \"register\" is 0 and the driver's \"addressOffset\" is -1"),
+            qPrintable(checked.out));
+        const BenchEnd run = runBench({"run", "resetAlarm", "--config", path, "--simulate", "tcp"});
+        QVERIFY2(run.exitCode == 3, qPrintable(run.err));
+        QVERIFY2(run.err.contains("\"addressOffset\" is -1"), qPrintable(run.err));
     }
 
     // Which of two devices a line is about is to be read from it.

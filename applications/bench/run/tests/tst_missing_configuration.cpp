@@ -78,8 +78,8 @@ private Q_SLOTS:
         QFETCH(QString, channel);
         QFETCH(int, generation);
         QFETCH(QStringList, expected);
-        const QStringList texts = missingConfiguration({{"channels", channels}}, command,
-                                                       {{"channel", channel}}, generation, c_types);
+        const QStringList texts = missingConfiguration(
+            {{{"channels", channels}}, command, {{"channel", channel}}, {generation}, c_types});
         QVERIFY2(texts.size() == expected.size(), qPrintable(texts.join('\n')));
         for (int i = 0; i < texts.size(); ++i)
             QVERIFY2(texts.at(i).contains(expected.at(i)), qPrintable(texts.at(i)));

@@ -1,4 +1,4 @@
-#include "applications/bench/check/range_check.h"
+#include "applications/bench/device_configuration/range_check.h"
 
 #include "applications/bench/core/suggestion.h"
 #include "applications/bench/device_configuration/channel_entry.h"
