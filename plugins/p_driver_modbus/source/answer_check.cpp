@@ -38,12 +38,14 @@ AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteAr
         return check;
     const int size = frameSize(received);
     const QByteArray pdu = received.mid(c_headerSize, qMax(0, size - c_headerSize));
+    const int unit = pdu.isEmpty() ? unitId : static_cast<quint8>(received.at(c_unitAt));
+    if (!pdu.isEmpty() && unit == unitId)
+        check.function = static_cast<quint8>(pdu.at(0));
     if (data.isEmpty() || pdu.size() != c_functionSize + data.size() || !pdu.endsWith(data)) {
         check.problem =
             QStringLiteral("its length field does not fit what it holds, or another frame stands before it");
         return check;
     }
-    const int unit = static_cast<quint8>(received.at(c_unitAt));
     check.confirmed = unit == unitId;
     if (!check.confirmed)
         check.problem = QStringLiteral("it came from unit %1 instead of %2").arg(unit).arg(unitId);

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
+
 // Compares an answer that Qt's client took out of the stream with the bytes that really came. The
 // client does not look at the unit, the protocol identifier and the length field, and reads over
 // the end of a frame that is too short, so its word alone is not enough.
@@ -13,6 +15,9 @@ struct AnswerCheck
     // Its protocol data unit, when it is confirmed. The function code is that of the frame: the client keeps
     // an exception's as a value that its own enumeration does not have.
     QByteArray pdu;
+    // Of the frame that came, whole and from the unit that was asked, although it may not be confirmed: the
+    // client takes a frame of a function that it does not know as one of no length. TCP only.
+    std::optional<quint8> function;
     // Why it is not, or why nothing that follows can be trusted; empty when that frame is all that
     // came.
     QString problem;

@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/source/client_holder.h"
 
+#include "plugins/p_driver_modbus/source/device_problem.h"
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 
 #include <QModbusClient>
@@ -27,9 +28,9 @@ void ClientHolder::open()
     m_client = client;
     connect(client, &QModbusClient::stateChanged, this, &ClientHolder::onState);
     connect(client, &QModbusClient::errorOccurred, this,
-            [this, client] { Q_EMIT failed(client->errorString()); });
+            [this, client] { Q_EMIT failed(deviceProblem(client->device(), client->errorString())); });
     if (!client->connectDevice() && m_client == client)
-        Q_EMIT failed(client->errorString());
+        Q_EMIT failed(deviceProblem(client->device(), client->errorString()));
 }
 
 void ClientHolder::discard(std::chrono::milliseconds delay)
@@ -64,7 +65,7 @@ bool ClientHolder::send(const QByteArray& pdu)
     if (m_client != client)
         return false;
     if (reply == nullptr) {
-        Q_EMIT failed(client->errorString());
+        Q_EMIT failed(deviceProblem(client->device(), client->errorString()));
         return false;
     }
     if (m_trace.isOpen())
@@ -84,7 +85,7 @@ void ClientHolder::onState(QModbusDevice::State state)
     QIODevice* const device = m_client->device();
     if (state == QModbusDevice::UnconnectedState) {
         // The socket knows the reason before its client does.
-        Q_EMIT failed(device == nullptr ? m_client->errorString() : device->errorString());
+        Q_EMIT failed(deviceProblem(device, m_client->errorString()));
     } else if (state == QModbusDevice::ConnectedState) {
         m_transport.prepare(device);
         device->startTransaction();

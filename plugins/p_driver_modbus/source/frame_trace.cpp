@@ -35,7 +35,11 @@ void FrameTrace::write(const char* direction, const QByteArray& bytes)
             return;
         }
     }
-    if (m_file.write(line) != line.size())
+    const qint64 written = m_file.write(line);
+    if (written == line.size())
+        return;
+    // A disk that takes a part does not say why it took no more; what is left shows it.
+    if (written < 0 || m_file.write(line.mid(static_cast<int>(written))) != line.size() - written)
         giveUp(QStringLiteral("ends here"));
 }
 
@@ -46,7 +50,10 @@ bool FrameTrace::open()
 
 void FrameTrace::giveUp(const QString& problem)
 {
+    const QString reason = m_file.error() == QFileDevice::ResourceError
+                               ? QStringLiteral("the disk is full (%1)").arg(m_file.errorString())
+                               : m_file.errorString();
     qWarning().noquote()
-        << QStringLiteral("frame trace \"%1\" %2: %3").arg(m_file.fileName(), problem, m_file.errorString());
+        << QStringLiteral("frame trace \"%1\" %2: %3").arg(m_file.fileName(), problem, reason);
     m_file.close();
 }

@@ -70,13 +70,15 @@ bool ModbusConnection::mayWait() const
 
 QString ModbusConnection::notConnectedText() const
 {
-    QString reason = m_lossReason;
+    const ModbusConfiguration& configuration = m_transport.configuration();
     if (m_state == State::Settling)
-        reason = QStringLiteral("the pause of %1 ms after connecting is not over")
-                     .arg(m_transport.configuration().settleDelay);
-    else if (reason.isEmpty())
-        reason = QStringLiteral("no answer to the first attempt yet");
-    return QStringLiteral("not connected to %1: %2").arg(m_transport.configuration().address(), reason);
+        return QStringLiteral(
+                   "connected to %1, but the pause of %2 ms after connecting (settleDelay) is not over")
+            .arg(configuration.address())
+            .arg(configuration.settleDelay);
+    const QString reason =
+        m_lossReason.isEmpty() ? QStringLiteral("no answer to the first attempt yet") : m_lossReason;
+    return QStringLiteral("not connected to %1: %2").arg(configuration.address(), reason);
 }
 
 bool ModbusConnection::send(const QByteArray& pdu)

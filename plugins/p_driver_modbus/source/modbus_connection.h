@@ -62,7 +62,7 @@ public:
     bool mayWait() const;
     // An older answer may still come.
     bool isDraining() const { return m_state == State::Settling && m_drainTime > 0; }
-    // "not connected to …: …"
+    // Why nothing can be sent: "not connected to …: …", or that the pause after connecting is not over.
     QString notConnectedText() const;
 
     // `pdu` is function code and data, which the client puts a frame around. Only when isReady(). False when

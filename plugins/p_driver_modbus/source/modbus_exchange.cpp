@@ -28,8 +28,11 @@ ExchangeVerdict ModbusExchange::receive(const QByteArray& bytes, Clock::time_poi
 
 ExchangeVerdict ModbusExchange::timeOut() const
 {
-    const QString problem =
-        QStringLiteral("no answer to the %1 within %2").arg(m_request.text(), limitText());
+    QString problem = QStringLiteral("no answer to the %1 within %2").arg(m_request.text(), limitText());
+    if (!m_received.isEmpty())
+        problem = QStringLiteral("no whole answer to the %1 within %2: %3 bytes came")
+                      .arg(m_request.text(), limitText())
+                      .arg(m_received.size());
     ExchangeVerdict verdict = failed(ExchangeVerdict::TimedOut, IMessenger::CeEcTimeout,
                                      QStringLiteral("%1: %2").arg(address(), problem));
     verdict.problem = problem;
@@ -43,14 +46,18 @@ ExchangeVerdict ModbusExchange::loseConnection(const QString& reason, Clock::tim
         if (verdict.isAnswer())
             return verdict;
     }
+    const QString text = m_isSent
+                             ? QStringLiteral("the connection to %1 was lost during the %2: %3")
+                             : QStringLiteral("the connection to %1 was lost before the %2 was sent: %3");
     return failed(ExchangeVerdict::Lost, IMessenger::CeEcNotConnected,
-                  QStringLiteral("the connection to %1 was lost during the %2: %3")
-                      .arg(address(), m_request.text(), reason));
+                  text.arg(address(), m_request.text(), reason));
 }
 
 ExchangeVerdict ModbusExchange::judge(Clock::time_point now) const
 {
     const AnswerCheck check = m_transport->check(m_received, m_taken);
+    if (!check.confirmed && check.function && !answersFunction(m_request, *check.function))
+        return malformed(otherFunctionText(m_request, *check.function));
     if (!check.confirmed)
         return check.problem.isEmpty() ? ExchangeVerdict() : malformed(check.problem);
     const ModbusAnswer answer = decodeAnswer(m_request, check.pdu);

@@ -42,14 +42,14 @@ quint64 ModbusLink::submit(const ModbusRequest& request, RequestPriority priorit
     PendingRequest pending{++m_lastId, request, priority, deadline, std::move(onEnd)};
     const quint64 id = pending.id;
     if (!m_connection.mayWait()) {
-        end(std::move(pending), notConnected());
+        end(std::move(pending), notConnected(request));
         return id;
     }
     PendingRequest copy = pending;
     if (!m_queue.push(std::move(pending))) {
         ModbusOutcome outcome;
         outcome.code = IMessenger::CeEcQueueFull;
-        outcome.message = QStringLiteral("%1 requests to %2 are waiting already: %3 is not sent")
+        outcome.message = QStringLiteral("%1 requests to %2 are waiting already: the %3 is not sent")
                               .arg(configuration().queueCapacity)
                               .arg(configuration().address(), request.text());
         end(std::move(copy), outcome);
@@ -136,8 +136,10 @@ std::optional<int> ModbusLink::onLost(const QString& reason)
 
 void ModbusLink::onNothingToWaitFor()
 {
-    for (PendingRequest& request : m_queue.takeAll())
-        end(std::move(request), notConnected());
+    for (PendingRequest& request : m_queue.takeAll()) {
+        ModbusOutcome outcome = notConnected(request.request);
+        end(std::move(request), std::move(outcome));
+    }
     armDeadline();
 }
 
@@ -270,11 +272,12 @@ void ModbusLink::deliverOutcomes()
     }
 }
 
-ModbusOutcome ModbusLink::notConnected() const
+ModbusOutcome ModbusLink::notConnected(const ModbusRequest& request) const
 {
     ModbusOutcome outcome;
     outcome.code = IMessenger::CeEcNotConnected;
-    outcome.message = m_connection.notConnectedText();
+    outcome.message =
+        QStringLiteral("%1; the %2 was not sent").arg(m_connection.notConnectedText(), request.text());
     return outcome;
 }
 
@@ -295,7 +298,7 @@ ModbusOutcome ModbusLink::unsentOutcome(const PendingRequest& request) const
 {
     const bool drains = m_connection.isDraining();
     if (!drains && !isConnected())
-        return notConnected();
+        return notConnected(request.request);
     QString reason = QStringLiteral("the link did not become free in time");
     if (drains)
         reason = QStringLiteral("the line is being drained after a missed answer");

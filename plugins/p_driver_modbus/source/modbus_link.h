@@ -102,7 +102,8 @@ private:
 
     void end(PendingRequest request, ModbusOutcome outcome);
     void deliverOutcomes();
-    ModbusOutcome notConnected() const;
+    // Of a request that was not sent.
+    ModbusOutcome notConnected(const ModbusRequest& request) const;
     bool isTooLateFor(const PendingRequest& request) const;
     QString whyTooLate(const PendingRequest& request) const;
     ModbusOutcome unsentOutcome(const PendingRequest& request) const;

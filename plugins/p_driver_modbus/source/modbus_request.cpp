@@ -47,6 +47,11 @@ quint16 wordAt(const QByteArray& bytes, int index)
     return static_cast<quint16>(byteAt(bytes, index) << 8 | byteAt(bytes, index + 1));
 }
 
+QString functionText(quint8 function)
+{
+    return QStringLiteral("0x%1").arg(function, 2, 16, QLatin1Char('0'));
+}
+
 QString show(const QVariant& value)
 {
     if (!value.isValid())
@@ -129,6 +134,7 @@ bool setStart(ModbusRequest& request, const QVariantMap& arguments, int addressO
         return false;
     }
     request.start = static_cast<quint16>(start);
+    request.addressOffset = addressOffset;
     return true;
 }
 
@@ -256,17 +262,15 @@ QByteArray ModbusRequest::pdu() const
 QString ModbusRequest::text() const
 {
     if (function == ReportServerId)
-        return QStringLiteral("Report Server ID (function 0x11)");
+        return QStringLiteral("Report Server ID with function 0x11");
     const QString what = isWrite() ? QStringLiteral("write") : QStringLiteral("read");
     const bool bits = function == ReadCoils || function == ReadDiscreteInputs || function == WriteSingleCoil;
     const QString unit = bits ? QStringLiteral("bit") : QStringLiteral("register");
-    const QString code = QStringLiteral("%1").arg(function, 2, 16, QLatin1Char('0'));
-    return QStringLiteral("%1 of %2 %3%4 from %5 (function 0x%6)")
-        .arg(what)
-        .arg(count)
-        .arg(unit, count == 1 ? QString() : QStringLiteral("s"))
-        .arg(start)
-        .arg(code);
+    QString place = QStringLiteral("%1 %2").arg(unit).arg(start - addressOffset);
+    if (addressOffset != 0)
+        place += QStringLiteral(" (%1 on the wire)").arg(start);
+    const QString many = count == 1 ? QString() : QStringLiteral("%1 %2s from ").arg(count).arg(unit);
+    return QStringLiteral("%1 of %2%3 with function %4").arg(what, many, place, functionText(function));
 }
 
 bool ModbusRequest::readsTheSame(const ModbusRequest& other) const
@@ -359,7 +363,7 @@ ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu)
         return answer;
     }
     if (function != request.function)
-        return malformed(QStringLiteral("its function code is 0x%1").arg(function, 2, 16, QLatin1Char('0')));
+        return malformed(otherFunctionText(request, function));
     switch (request.function) {
     case ModbusRequest::ReadHoldingRegisters:
     case ModbusRequest::ReadInputRegisters:
@@ -381,6 +385,17 @@ ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu)
     }
     }
     return malformed(QStringLiteral("its function is not one of this driver's"));
+}
+
+QString otherFunctionText(const ModbusRequest& request, quint8 function)
+{
+    return QStringLiteral("its function code is %1 instead of %2")
+        .arg(functionText(function), functionText(request.function));
+}
+
+bool answersFunction(const ModbusRequest& request, quint8 function)
+{
+    return (function & ~c_exceptionBit) == request.function;
 }
 
 bool exceptionDeniesWrite(int code)

@@ -33,14 +33,16 @@ struct ModbusRequest
     };
 
     Function function = ReadHoldingRegisters;
-    quint16 start = 0; // as sent, offset included
+    quint16 start = 0;     // as sent, offset included
+    int addressOffset = 0; // what it has more than the register of the configuration
     quint16 count = 0;
     QVector<quint16> data; // what a write writes; a coil is 0 or 1
 
     bool isWrite() const;
     // The protocol data unit: function code and data.
     QByteArray pdu() const;
-    // For messages: "read of 10 registers from 5101 (function 0x03)".
+    // For messages, with the register as it is configured: "read of register 5101 with function 0x03", "read
+    // of 10 registers from register 5101 (5100 on the wire) with function 0x03".
     QString text() const;
 
     // Same function and same range: one read serves both.
@@ -73,6 +75,11 @@ struct ModbusAnswer
 // Judges the protocol data unit of an answer. Only an answer of exactly the right length, with the
 // request's function and, for a write, its start and value or count, is one.
 ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu);
+
+// Whether an answer with this function code is one to the request, an exception included; and what is told
+// when it is not.
+bool answersFunction(const ModbusRequest& request, quint8 function);
+QString otherFunctionText(const ModbusRequest& request, quint8 function);
 
 // Whether the controller says with this exception that it does not do a write. Those do not that tell
 // of a failure on the way (4), of a write that is being carried out (5), and of a device behind a

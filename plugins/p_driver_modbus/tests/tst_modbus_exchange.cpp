@@ -389,7 +389,8 @@ void addTcpReads()
         Code::CeEcNotConnected, "%A: %N it came from unit 9 instead of 1",
         "%N it came from unit 9 instead of 1");
     row("another function", "sent;taken 020007;rx 0001 0000 0005 01 04020007", Verdict::Malformed,
-        Code::CeEcNotConnected, "%A: %N its function code is 0x04", "%N its function code is 0x04");
+        Code::CeEcNotConnected, "%A: %N its function code is 0x04 instead of 0x03",
+        "%N its function code is 0x04 instead of 0x03");
     row("another transaction", "sent;rx 0009 0000 0005 01 0302;rx 0007", Verdict::Malformed,
         Code::CeEcNotConnected, "%A: %N its transaction number is another request's",
         "%N its transaction number is another request's");
@@ -402,7 +403,8 @@ void addTcpReads()
     row("expired", "sent;expired", Verdict::TimedOut, Code::CeEcTimeout,
         "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
     row("expired with half an answer", "sent;rx 0001 0000 0005 01 0302;expired", Verdict::TimedOut,
-        Code::CeEcTimeout, "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+        Code::CeEcTimeout, "%A: no whole answer to the %R within 250 ms: 9 bytes came",
+        "no whole answer to the %R within 250 ms: 9 bytes came");
     row("lost", "sent;lost gone", Verdict::Lost, Code::CeEcNotConnected,
         "the connection to %A was lost during the %R: gone", "");
     row("lost with half an answer", "sent;rx 0001 0000 0005 01 0302;lost gone", Verdict::Lost,
@@ -433,7 +435,7 @@ void addTcpWrites()
     row("lost", "sent;lost gone", Verdict::Lost, Code::CeEcUncertain,
         "the connection to %A was lost during the %R: gone; the write may have been done", "");
     row("lost before the client had it", "lost gone", Verdict::Lost, Code::CeEcNotConnected,
-        "the connection to %A was lost during the %R: gone", "");
+        "the connection to %A was lost before the %R was sent: gone", "");
 }
 
 void addTcpWritesOfSeveral()
@@ -461,7 +463,8 @@ void addRtuReads()
     row("another unit", "sent;taken 020007;rx 02 03020007 1234", Verdict::Malformed, Code::CeEcNotConnected,
         "%A: %N it holds no answer of unit 1", "%N it holds no answer of unit 1");
     row("expired", "sent;rx 01 0302;expired", Verdict::TimedOut, Code::CeEcTimeout,
-        "%A: no answer to the %R within 250 ms", "no answer to the %R within 250 ms");
+        "%A: no whole answer to the %R within 250 ms: 3 bytes came",
+        "no whole answer to the %R within 250 ms: 3 bytes came");
 }
 
 void addRtuWrites()

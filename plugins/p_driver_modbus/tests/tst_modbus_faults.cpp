@@ -2,7 +2,10 @@
 #include "tests/support/instruction_arguments.h"
 #include "tests/support/process_watch.h"
 
+#include <QTcpSocket>
 #include <QtTest>
+
+#include <vector>
 
 // Every fault of a peer against every instruction, over TCP on the loopback.
 class TestModbusFaults : public QObject
@@ -18,6 +21,10 @@ private Q_SLOTS:
     void faults();
     void exceptionThatDecidesNothing_data();
     void exceptionThatDecidesNothing();
+    void messages_data();
+    void messages();
+    void writesThatWereNotSent_data();
+    void writesThatWereNotSent();
     void answerTimeout_data();
     void answerTimeout();
     void chatterClosesTheLink();
@@ -225,6 +232,167 @@ void TestModbusFaults::exceptionThatDecidesNothing()
     // It is an answer all the same: the connection stays.
     QVERIFY(next->ok);
     QCOMPARE(bench.statistic("connections"), 1);
+}
+
+void TestModbusFaults::messages_data()
+{
+    QTest::addColumn<ScriptedPeer::Fault>("fault");
+    QTest::addColumn<QByteArray>("pdu"); // in place of the good one; nothing for the fault's own answer
+    QTest::addColumn<bool>("isWrite");
+    QTest::addColumn<int>("code");
+    // "%A" is the controller's address, "%R" the request in words.
+    QTest::addColumn<QString>("message");
+
+    const auto row = [](const char* name, ScriptedPeer::Fault fault, const char* pdu, const char* message) {
+        QTest::addRow("read, %s", name)
+            << fault << QByteArray(pdu) << false
+            << int(QByteArray(message).contains(" within ") ? IMessenger::CeEcTimeout
+                                                            : IMessenger::CeEcNotConnected)
+            << QString(message);
+        QTest::addRow("write, %s", name) << fault << QByteArray(pdu) << true << int(IMessenger::CeEcUncertain)
+                                         << message + QStringLiteral("; the write may have been done");
+    };
+    const char* const lost =
+        "the connection to %A was lost during the %R: The remote host closed the connection";
+    row("no answer", ScriptedPeer::NoAnswer, "", "%A: no answer to the %R within 100 ms (answerTimeout)");
+    row("header only", ScriptedPeer::HeaderOnly, "",
+        "%A: no whole answer to the %R within 100 ms (answerTimeout): 7 bytes came");
+    row("closed", ScriptedPeer::Close, "", lost);
+    row("length 0", ScriptedPeer::LengthZero, "",
+        "%A: the answer to the %R is not valid: its length field is 0 instead of 2…254");
+    row("another unit", ScriptedPeer::WrongUnit, "",
+        "%A: the answer to the %R is not valid: it came from unit 3 instead of 1");
+    row("another protocol", ScriptedPeer::WrongProtocol, "",
+        "%A: the answer to the %R is not valid: its protocol identifier is 1 instead of 0");
+    row("another transaction", ScriptedPeer::WrongTransaction, "",
+        "%A: the answer to the %R is not valid: its transaction number is another request's");
+    row("short, then good", ScriptedPeer::TooShortThenGood, "",
+        "%A: the answer to the %R is not valid: its length field does not fit what it holds, or another "
+        "frame "
+        "stands before it");
+    // Of the length that the other function's answer has, of another one, unknown, and as an exception.
+    for (const char* const pdu :
+         {"04020007", "01020007", "1600640007ffff", "2b0e01", "6502", "8402", "ab01"}) {
+        const int function = QByteArray::fromHex(pdu).at(0) & 0xFF;
+        const QByteArray name = QByteArray("function ") + pdu;
+        const QString text =
+            QStringLiteral("%A: the answer to the %R is not valid: its function code is 0x%1 "
+                           "instead of 0x%F")
+                .arg(function, 2, 16, QLatin1Char('0'));
+        row(name.constData(), ScriptedPeer::Script, pdu, text.toUtf8().constData());
+    }
+    for (const bool isWrite : {false, true}) {
+        QTest::addRow("%s, exception", isWrite ? "write" : "read")
+            << ScriptedPeer::Exception << QByteArray() << isWrite << int(IMessenger::CeEcRefused)
+            << QString("%A refused the %R: illegal data address (2)");
+    }
+    QTest::newRow("read, more registers")
+        << ScriptedPeer::Script << QByteArray("030400070008") << false << int(IMessenger::CeEcNotConnected)
+        << QString("%A: the answer to the %R is not valid: 6 bytes do not hold 1 registers");
+    QTest::newRow("write, another value")
+        << ScriptedPeer::Script << QByteArray("069caa0008") << true << int(IMessenger::CeEcUncertain)
+        << QString(
+               "%A: the answer to the %R is not valid: it does not repeat the request; the write may have "
+               "been done");
+    QTest::newRow("write, device failure")
+        << ScriptedPeer::Script << QByteArray("8604") << true << int(IMessenger::CeEcUncertain)
+        << QString("%A answered the %R with server device failure (4); the write may have been done");
+}
+
+// What is told of each kind of answer: the register as it is configured and as it was sent, what was wrong
+// with the answer, and for a write whether it may have been done.
+void TestModbusFaults::messages()
+{
+    QFETCH(ScriptedPeer::Fault, fault);
+    QFETCH(QByteArray, pdu);
+    QFETCH(bool, isWrite);
+    QFETCH(int, code);
+    QFETCH(QString, message);
+    ModbusTcpBench bench;
+    bench.start({{"addressOffset", -1}, {"answerTimeout", 100}});
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.script = [&pdu](QTcpSocket* socket, const QByteArray& request, const QByteArray&) {
+        const QByteArray bytes = QByteArray::fromHex(pdu);
+        const QByteArray length = QByteArray(1, '\0') + static_cast<char>(bytes.size() + 1);
+        socket->write(request.left(4) + length + request.mid(6, 1) + bytes);
+    };
+    bench.peer.setFault(fault);
+    const std::unique_ptr<FakeOrder> order =
+        isWrite ? bench.run("write", writeArguments(40107, 7, "singleRegister"), 2000)
+                : bench.run("read", readArguments(40107), 2000);
+    QTRY_VERIFY(order->ended());
+    const QString request = isWrite ? "write of register 40107 (40106 on the wire) with function 0x06"
+                                    : "read of register 40107 (40106 on the wire) with function 0x03";
+    message.replace("%A", QStringLiteral("127.0.0.1:%1").arg(bench.peer.port()))
+        .replace("%R", request)
+        .replace("%F", isWrite ? "06" : "03");
+    QCOMPARE(order->message, message);
+    QCOMPARE(int(order->code), code);
+    QVERIFY(!order->message.contains("Unknown error"));
+}
+
+void TestModbusFaults::writesThatWereNotSent_data()
+{
+    QTest::addColumn<QJsonObject>("more");
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("nobody listens") << QJsonObject() << "refused" << int(IMessenger::CeEcNotConnected)
+                                    << "not connected to %A: Connection refused; the %R was not sent";
+    QTest::newRow("the link settles")
+        << QJsonObject{{"settleDelay", 5000}} << "alone" << int(IMessenger::CeEcNotConnected)
+        << "connected to %A, but the pause of 5000 ms after connecting (settleDelay) is not over; the %R was "
+           "not sent";
+    QTest::newRow("it waits behind a read, and the link breaks")
+        << QJsonObject() << "broken" << int(IMessenger::CeEcNotConnected)
+        << "not connected to %A: The remote host closed the connection; the %R was not sent";
+    QTest::newRow("it waits behind a read until its deadline")
+        << QJsonObject() << "busy" << int(IMessenger::CeEcTimeout)
+        << "%A: the %R was not sent: the link did not become free in time";
+    QTest::newRow("more waits than may")
+        << QJsonObject{{"queueCapacity", 1}} << "full" << int(IMessenger::CeEcQueueFull)
+        << "1 requests to %A are waiting already: the %R is not sent";
+    QTest::newRow("the instance goes") << QJsonObject() << "ended" << int(IMessenger::CeEcNotConnected)
+                                       << "not connected to %A: the driver instance is ended; the %R was not "
+                                          "sent";
+}
+
+// Nothing was written, and that is certain.
+void TestModbusFaults::writesThatWereNotSent()
+{
+    QFETCH(QJsonObject, more);
+    QFETCH(QString, how);
+    QFETCH(int, code);
+    QFETCH(QString, message);
+    ModbusTcpBench bench;
+    if (how == "refused")
+        bench.peer.refuse();
+    bench.start(more);
+    if (how == "refused")
+        QTRY_VERIFY(bench.statistic("failedOpenings") >= 1);
+    else
+        QTRY_COMPARE(bench.statistic("connections"), 1);
+    std::vector<std::unique_ptr<FakeOrder>> before;
+    const bool waits = how != "refused" && how != "alone";
+    if (waits) {
+        QTRY_VERIFY(bench.isConnected());
+        bench.peer.setAnswerDelay(how == "broken" ? 50 : 0);
+        bench.peer.setFault(how == "broken" ? ScriptedPeer::Close : ScriptedPeer::NoAnswer);
+        before.push_back(bench.run("read", readArguments(1), 1000));
+        if (how == "full")
+            before.push_back(bench.run("read", readArguments(2), 1000));
+    }
+    const std::unique_ptr<FakeOrder> write =
+        bench.run("write", writeArguments(5001, 7, "singleRegister"), 150);
+    if (how == "ended")
+        bench.driver.reset();
+    QTRY_VERIFY(write->ended());
+    message.replace("%A", QStringLiteral("127.0.0.1:%1").arg(bench.peer.port()))
+        .replace("%R", "write of register 5001 with function 0x06");
+    QCOMPARE(write->message, message);
+    QCOMPARE(int(write->code), code);
+    QVERIFY(write->updates.isEmpty());
+    QCOMPARE(bench.received(0x06), 0);
 }
 
 void TestModbusFaults::answerTimeout_data()

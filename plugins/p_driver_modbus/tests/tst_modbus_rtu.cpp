@@ -1,8 +1,10 @@
+#include "plugins/p_driver_modbus/source/device_problem.h"
 #include "plugins/p_driver_modbus/tests/modbus_rtu_bench.h"
 #include "tests/support/instruction_arguments.h"
 #include "tests/support/process_watch.h"
 
 #include <QDir>
+#include <QSerialPort>
 #include <QtTest>
 
 #include <algorithm>
@@ -25,6 +27,11 @@ private Q_SLOTS:
     void silenceAndReturn();
     void unplugged();
     void noSuchPort();
+    void portsThatCannotBeUsed_data();
+    void portsThatCannotBeUsed();
+    void portProblems_data();
+    void portProblems();
+    void writePartlySent();
 };
 
 void TestModbusRtu::initTestCase()
@@ -253,6 +260,103 @@ void TestModbusRtu::noSuchPort()
     QTRY_VERIFY(order->ended());
     QCOMPARE(order->code, IMessenger::CeEcNotConnected);
     QVERIFY2(order->message.startsWith("not connected to /dev/no-such-port: "), qPrintable(order->message));
+}
+
+void TestModbusRtu::portsThatCannotBeUsed_data()
+{
+    QTest::addColumn<bool>("inUse");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("missing") << false << "there is no such port (No such file or directory)";
+    QTest::newRow("in use") << true << "the port is in use (";
+}
+
+void TestModbusRtu::portsThatCannotBeUsed()
+{
+    QFETCH(bool, inUse);
+    QFETCH(QString, reason);
+    const SerialPeer peer;
+    const QString device = inUse ? QFileInfo(peer.device).canonicalFilePath() : "/dev/no-such-port";
+    QSerialPort other(device);
+    QCOMPARE(other.open(QIODevice::ReadWrite), inUse);
+    ModbusRtuBench bench;
+    bench.start(device);
+    const std::unique_ptr<FakeOrder> order = bench.run("write", writeArguments(1, 1, "singleRegister"));
+    QTRY_VERIFY(order->ended());
+    QCOMPARE(order->code, IMessenger::CeEcNotConnected);
+    QVERIFY2(order->message.startsWith(QStringLiteral("not connected to %1: %2").arg(device, reason)),
+             qPrintable(order->message));
+    QVERIFY2(order->message.endsWith("; the write of register 1 with function 0x06 was not sent"),
+             qPrintable(order->message));
+}
+
+void TestModbusRtu::portProblems_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<bool>("mayBeUsed");
+    QTest::addColumn<QString>("systemText");
+    QTest::addColumn<QString>("told");
+    const auto row = [](const char* name, QSerialPort::SerialPortError error, bool mayBeUsed,
+                        const char* systemText, const char* told) {
+        QTest::newRow(name) << int(error) << mayBeUsed << QString(systemText) << QString(told);
+    };
+    row("missing", QSerialPort::DeviceNotFoundError, true, "No such file or directory",
+        "there is no such port (No such file or directory)");
+    row("locked", QSerialPort::PermissionError, true, "Permission error while locking the device",
+        "the port is in use (Permission error while locking the device)");
+    row("busy", QSerialPort::PermissionError, true, "Device or resource busy",
+        "the port is in use (Device or resource busy)");
+    row("forbidden", QSerialPort::PermissionError, false, "Permission denied",
+        "the port may not be used by this user (Permission denied)");
+    row("open", QSerialPort::OpenError, true, "Device is already open",
+        "the port is in use (Device is already open)");
+    row("unplugged", QSerialPort::ResourceError, true, "Input/output error",
+        "the port is gone (Input/output error)");
+    row("no port", QSerialPort::UnknownError, true, "Inappropriate ioctl for device",
+        "it cannot be used as a serial port (Inappropriate ioctl for device)");
+    row("nothing is known", QSerialPort::UnknownError, true, "Unknown error",
+        "it cannot be used as a serial port");
+    row("unplugged, nothing is known", QSerialPort::ResourceError, true, "", "the port is gone");
+}
+
+void TestModbusRtu::portProblems()
+{
+    QFETCH(int, error);
+    QFETCH(bool, mayBeUsed);
+    QFETCH(QString, systemText);
+    QTEST(serialPortProblem(static_cast<QSerialPort::SerialPortError>(error), mayBeUsed, systemText), "told");
+    // A device that knows nothing, and a client that knows no more.
+    const QSerialPort closed;
+    for (const QIODevice* const device :
+         {static_cast<const QIODevice*>(nullptr), static_cast<const QIODevice*>(&closed)}) {
+        QCOMPARE(deviceProblem(device, "Unknown error."), QString("it was closed without a reason"));
+        QCOMPARE(deviceProblem(device, "gone"), QString("gone"));
+    }
+}
+
+// How much of a frame has left the machine when its line breaks nobody knows.
+void TestModbusRtu::writePartlySent()
+{
+    SerialPeer peer;
+    ModbusRtuBench bench;
+    bench.start(peer.device);
+    QTRY_VERIFY(bench.isConnected());
+    peer.setTaking(false);
+    const std::unique_ptr<FakeOrder> write = bench.run(
+        "write", writeArguments(1, QVariantList(QVector<QVariant>(123, 7).toList()), "holdingRegisters"),
+        3000);
+    const std::unique_ptr<FakeOrder> waiting =
+        bench.run("write", writeArguments(5, 1, "singleRegister"), 3000);
+    QTRY_COMPARE(bench.statistic("sent"), 1);
+    peer.unplug();
+    QTRY_VERIFY(write->ended() && waiting->ended());
+    QCOMPARE(write->code, IMessenger::CeEcUncertain);
+    QVERIFY2(write->message.contains("was lost during the write of 123 registers from register 1 with ") &&
+                 write->message.endsWith("; the write may have been done"),
+             qPrintable(write->message));
+    QCOMPARE(waiting->code, IMessenger::CeEcNotConnected);
+    QVERIFY2(waiting->message.endsWith("was not sent"), qPrintable(waiting->message));
+    for (const FakeOrder* const order : {write.get(), waiting.get()})
+        QVERIFY2(!order->message.contains("Unknown error"), qPrintable(order->message));
 }
 
 QTEST_GUILESS_MAIN(TestModbusRtu)

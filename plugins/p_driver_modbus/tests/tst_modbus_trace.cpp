@@ -15,6 +15,7 @@ private Q_SLOTS:
     void statistics();
     void trace();
     void traceIsBounded();
+    void traceOnAFullDisk();
 };
 
 namespace {
@@ -97,6 +98,19 @@ void TestModbusTrace::traceIsBounded()
     QFile last(path);
     QVERIFY(last.open(QIODevice::ReadOnly));
     QCOMPARE(last.readAll().count('\n'), 1);
+}
+
+void TestModbusTrace::traceOnAFullDisk()
+{
+    if (!QFileInfo::exists("/dev/full"))
+        QSKIP("this system has no disk that is always full");
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression("^frame trace \"/dev/full\" ends here: the disk is full \\("));
+    FrameTrace trace("/dev/full");
+    trace.sent(hex("01"));
+    // Told once; the link goes on without it.
+    trace.sent(hex("01"));
+    QVERIFY(!trace.isOpen());
 }
 
 QTEST_GUILESS_MAIN(TestModbusTrace)
