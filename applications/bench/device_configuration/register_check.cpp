@@ -96,14 +96,15 @@ QList<Finding> checkSharedRegisters(const QJsonObject& configuration)
             if (!isOneRegister(one, other) || !applyTogether(one, other) ||
                 (one.need == nullptr && other.need == nullptr))
                 continue;
-            findings.append({FindingLevel::Error,
-                             QStringLiteral("channel %1").arg(one.channel->id),
-                             QStringLiteral("\"register\" is %1 to write as %2, and so it is of \"%3\": the "
-                                            "command for the one does what the other is for")
-                                 .arg(one.address)
-                                 .arg(one.type, other.channel->id),
-                             QStringLiteral("correct the \"register\" of one of them"),
-                             {one.channel->id, other.channel->id}});
+            findings.append(
+                {FindingLevel::Error,
+                 QStringLiteral("channel %1").arg(one.channel->id),
+                 QStringLiteral("\"register\" is %1, written as %2, and \"%3\" writes it too: the "
+                                "command for the one does what the other is for")
+                     .arg(one.address)
+                     .arg(one.type, other.channel->id),
+                 QStringLiteral("correct the \"register\" of one of them"),
+                 {one.channel->id, other.channel->id}});
         }
     }
     return findings;

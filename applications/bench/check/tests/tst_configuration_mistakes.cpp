@@ -5,7 +5,9 @@
 
 #include "plugins/p_device_mdc/model/command_needs.h"
 #include "tests/support/configuration_errors.h"
+#include "tests/support/markdown_table.h"
 #include "tests/support/sample_folder.h"
+#include "tests/support/table_gaps.h"
 
 #include <QJsonArray>
 #include <QtTest>
@@ -275,9 +277,86 @@ QList<Mistake> mistakesOfText()
     };
 }
 
+QList<Mistake> mistakesOfContents()
+{
+    return {
+        {"a channel that is missing",
+         c_map2,
+         "directionChangeV2",
+         "turnV2",
+         {"error", "setDirection, generation 2", "\"directionChangeV2\"", "→"}},
+        {"a channel of another controller that is missing",
+         c_map1,
+         "\"directionChange\"",
+         "\"turn\"",
+         {"warning", "setDirection, generation 1", "\"directionChange\"", "→"}},
+        {"an entry that is missing",
+         c_common,
+         R"(,
+        { "id": "writeRegisterType", "value": "singleRegister" })",
+         "",
+         {"error", "resetAlarm", "\"alarmReset\"", "\"writeRegisterType\"", "→"}},
+        {"an entry one slip away",
+         c_map2,
+         R"("register", "value": 6104)",
+         R"("regsiter", "value": 6104)",
+         {"warning", "channel alarmV2", "\"regsiter\"", "\"register\"", "→"}},
+        {"a list of names that is too short",
+         c_parameters,
+         R"(      "errorCode",
+      "speed"
+)",
+         R"(      "errorCode"
+)",
+         {"warning", "listenEventsData, generation 1", "\"eventDataKeys\"", "11", "12", "→"}},
+        {"a value outside of its block",
+         c_parameters,
+         R"("start_address": 6216, "end_address": 6216)",
+         R"("start_address": 6217, "end_address": 6217)",
+         {"error", "listenEventsData, generation 2", "\"errorCode\"", "6217", "→"}},
+        {"a float of three registers",
+         c_parameters,
+         R"("start_address": 6205, "end_address": 6206)",
+         R"("start_address": 6205, "end_address": 6207)",
+         {"error", "listenEventsData, generation 2", "\"torque\"", "3 registers", "→"}},
+        {"a backup that does not begin at 1",
+         c_ranges,
+         "[1-2040]",
+         "[2-2040]",
+         {"error", "backup of MDgen2", "[2-2040]", "→"}},
+        {"a group outside of the backup",
+         c_ranges,
+         "[2001-2040]",
+         "[2001-2050]",
+         {"error", "backup of MDgen2", "[2001-2050]", "→"}},
+        {"an item of a backup that is misspelt",
+         c_ranges,
+         "\\\"preset50\\\": [",
+         "\\\"preset50\\\":[",
+         {"warning", "backup of MDgen2", "preset50", "→"}},
+        {"a backup of no controller's model",
+         c_ranges,
+         "MDC-26_config",
+         "MDC26_config",
+         {"warning", "backup of MDC26", "\"MDC26\"", "→"}},
+        {"a file that is not there",
+         "bench.json",
+         "register_map_common",
+         "register_map_all",
+         {"error", "register_map_all.json"}},
+    };
+}
+
 QList<Mistake> allMistakes()
 {
-    return mistakesOfRegisters() + mistakesOfPrograms() + mistakesOfNames() + mistakesOfText();
+    return mistakesOfRegisters() + mistakesOfPrograms() + mistakesOfNames() + mistakesOfContents() +
+           mistakesOfText();
+}
+
+// Each as its name, "error" or "warning", and a part of what is said of it.
+QList<QStringList> documentedMistakes()
+{
+    return markdownTable(MDC_SOURCE_DIRECTORY "/docs/bench.md", "### Mistakes that it finds");
 }
 
 } // namespace
@@ -319,9 +398,32 @@ private Q_SLOTS:
             QCOMPARE(all, QString());
             return;
         }
-        QVERIFY2(std::any_of(lines.cbegin(), lines.cend(),
-                             [&finding](const QString& line) { return hasParts(line, finding); }),
-                 qPrintable(all));
+        const auto line = std::find_if(lines.cbegin(), lines.cend(),
+                                       [&finding](const QString& said) { return hasParts(said, finding); });
+        QVERIFY2(line != lines.cend(), qPrintable(all));
+        const QList<QStringList> documented = documentedMistakes();
+        for (const QStringList& row : documented) {
+            if (row.value(0) == QTest::currentDataTag())
+                QVERIFY2(line->startsWith(row.value(1) + ' ') && line->contains(row.value(2)),
+                         qPrintable(row.join(" | ") + '\n' + *line));
+        }
+    }
+
+    // What the page promises to find has a row here, and the other way round.
+    void everyMistakeIsDocumented()
+    {
+        QStringList names;
+        const QList<Mistake> mistakes = allMistakes();
+        for (const Mistake& mistake : mistakes) {
+            if (!mistake.finding.isEmpty())
+                names.append(mistake.name);
+        }
+        QStringList documented;
+        const QList<QStringList> rows = documentedMistakes();
+        for (const QStringList& row : rows)
+            documented.append(row.value(0));
+        const QString gaps = tableGaps("docs/bench.md, \"Mistakes that it finds\"", names, documented);
+        QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
     }
 
     void sampleHasNone_data()
