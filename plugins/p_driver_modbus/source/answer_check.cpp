@@ -19,6 +19,21 @@ int wordAt(const QByteArray& bytes, int index)
     return static_cast<quint8>(bytes.at(index)) << 8 | static_cast<quint8>(bytes.at(index + 1));
 }
 
+// Modbus over serial line, 6.2.2: CRC-16.
+quint16 rtuChecksum(const QByteArray& bytes)
+{
+    constexpr quint16 c_start = 0xFFFF;
+    constexpr quint16 c_polynomial = 0xA001;
+    constexpr int c_bits = 8;
+    quint16 sum = c_start;
+    for (const char byte : bytes) {
+        sum = static_cast<quint16>(sum ^ static_cast<quint8>(byte));
+        for (int i = 0; i < c_bits; ++i)
+            sum = static_cast<quint16>((sum & 1) != 0 ? (sum >> 1) ^ c_polynomial : sum >> 1);
+    }
+    return sum;
+}
+
 // Size of the first frame; 0 while it is not complete.
 int frameSize(const QByteArray& bytes)
 {
@@ -75,6 +90,18 @@ AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteAr
     if (received.size() != c_unitSize + check.pdu.size() + c_checksumSize)
         check.problem = QStringLiteral("more came than the answer to one request");
     return check;
+}
+
+std::optional<quint8> functionOfRtuFrame(const QByteArray& received, int unitId)
+{
+    const int size = received.size() - c_checksumSize;
+    if (size < c_unitSize + c_functionSize || static_cast<quint8>(received.at(0)) != unitId)
+        return std::nullopt;
+    // The low byte comes first.
+    const int checksum = wordAt(QByteArray{received.right(1) + received.mid(size, 1)}, 0);
+    if (rtuChecksum(received.left(size)) != checksum)
+        return std::nullopt;
+    return static_cast<quint8>(received.at(c_unitSize));
 }
 
 QString brokenTcpHeader(const QByteArray& received)

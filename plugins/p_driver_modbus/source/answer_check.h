@@ -16,7 +16,7 @@ struct AnswerCheck
     // an exception's as a value that its own enumeration does not have.
     QByteArray pdu;
     // Of the frame that came, whole and from the unit that was asked, although it may not be confirmed: the
-    // client takes a frame of a function that it does not know as one of no length. TCP only.
+    // client takes a frame of a function that it does not know as one of no length, or waits for more of it.
     std::optional<quint8> function;
     // Why it is not, or why nothing that follows can be trusted; empty when that frame is all that
     // came.
@@ -28,6 +28,10 @@ struct AnswerCheck
 AnswerCheck checkTcpAnswer(const QByteArray& received, int unitId, const QByteArray& data);
 // The checksum has been verified by the client.
 AnswerCheck checkRtuAnswer(const QByteArray& received, int unitId, const QByteArray& data);
+
+// The function code of what came on a serial line, when that is a whole frame of this unit with the right
+// checksum, taken by the client or not.
+std::optional<quint8> functionOfRtuFrame(const QByteArray& received, int unitId);
 
 // What is wrong with the first frame's header; empty when nothing is, or when too little has come.
 QString brokenTcpHeader(const QByteArray& received);

@@ -50,6 +50,7 @@ AnswerCheck RtuTransport::check(const QByteArray& received, const std::optional<
     if (taken)
         return checkRtuAnswer(received, configuration().unitId, *taken);
     AnswerCheck check;
+    check.function = functionOfRtuFrame(received, configuration().unitId);
     if (received.size() > c_mostRtuBytes)
         check.problem = QStringLiteral("it has more than %1 bytes").arg(c_mostRtuBytes);
     return check;

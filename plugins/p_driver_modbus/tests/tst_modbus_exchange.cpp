@@ -462,6 +462,12 @@ void addRtuReads()
         "%A refused the %R: gateway target device failed to respond (11)", "");
     row("another unit", "sent;taken 020007;rx 02 03020007 1234", Verdict::Malformed, Code::CeEcNotConnected,
         "%A: %N it holds no answer of unit 1", "%N it holds no answer of unit 1");
+    // A function that the client does not know: it would wait for more of it.
+    row("another function", "sent;rx 01 2b0e01 b470", Verdict::Malformed, Code::CeEcNotConnected,
+        "%A: %N its function code is 0x2b instead of 0x03", "%N its function code is 0x2b instead of 0x03");
+    row("another function with a wrong checksum", "sent;rx 01 2b0e01 0000", Verdict::Open, Code::CeEcNone, "",
+        "");
+    row("another function of another unit", "sent;rx 02 2b0e01 b434", Verdict::Open, Code::CeEcNone, "", "");
     row("expired", "sent;rx 01 0302;expired", Verdict::TimedOut, Code::CeEcTimeout,
         "%A: no whole answer to the %R within 250 ms: 3 bytes came",
         "no whole answer to the %R within 250 ms: 3 bytes came");
