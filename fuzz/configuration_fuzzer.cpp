@@ -136,7 +136,7 @@ void checkProperties(const Folder& folder, const QByteArray& bytes)
     }
     const QUuid object(QStringLiteral("{2b9c1d74-8e0a-4f6b-b1d3-95e7a4c60f22}"));
     const QVariantMap before = properties.values(object);
-    properties.set(object, QStringLiteral("triggerBackupRegister"), 15);
+    properties.set(object, QStringLiteral("triggerBackupRegister"), 15, QStringLiteral("1907150042"));
     require(properties.save(&error), "what is understood can be saved");
     DPropertiesFile again;
     require(again.open(path, &error), "what is saved can be read");
@@ -144,6 +144,8 @@ void checkProperties(const Folder& folder, const QByteArray& bytes)
     expected.insert(QStringLiteral("triggerBackupRegister"), 15);
     require(QJsonObject::fromVariantMap(again.values(object)) == QJsonObject::fromVariantMap(expected),
             "what is saved is what was there");
+    require(again.origin(object, QStringLiteral("triggerBackupRegister")) == QLatin1String("1907150042"),
+            "what is saved is told of what it is");
 }
 
 } // namespace

@@ -9,6 +9,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -36,6 +38,9 @@ private Q_SLOTS:
     void triggerProgramUnsaved();
     void triggerProgramUnsavedByTheBench_data();
     void triggerProgramUnsavedByTheBench();
+    void resetOfTheBench();
+    void resetOfASwappedController();
+    void resetOfUnknownOrigin();
 
 private:
     QStringList m_commands; // of the built plug-in
@@ -74,6 +79,48 @@ QVariantList savedValues(const BenchFixture& bench)
 {
     return bench.device()->getProperty("triggerBackupRegister", nullptr).toList();
 }
+
+// Two controllers with serial numbers of their own, a configuration for each with the same objects, and one
+// file of properties.
+class SavingBench
+{
+public:
+    bool start()
+    {
+        const QJsonObject sample = sampleBench(&error);
+        ControllerProfile profile = *ControllerProfile::byName("mdc32-gen2");
+        m_first = std::make_unique<Simulator>(deviceConfiguration(sample), profile);
+        // In this layout the serial number reads otherwise.
+        profile.layout = ControllerProfile::Layout::Bytes12;
+        m_second = std::make_unique<Simulator>(deviceConfiguration(sample), profile);
+        return m_first->listenTcp(0, &error) && m_second->listenTcp(0, &error) &&
+               writeBenchFor(*m_first, profile.reference, config(*m_first)) &&
+               writeBenchFor(*m_second, profile.reference, config(*m_second));
+    }
+
+    BenchEnd run(const Simulator& simulator, const QStringList& arguments) const
+    {
+        return endOf(*startBench(
+            QStringList{"--config", config(simulator), "--properties", properties(), "run", c_trigger} +
+            arguments));
+    }
+
+    Simulator& first() const { return *m_first; }
+    Simulator& second() const { return *m_second; }
+    QString properties() const { return m_folder.filePath("properties.json"); }
+
+    QString error;
+
+private:
+    QString config(const Simulator& simulator) const
+    {
+        return m_folder.filePath(QString("%1.json").arg(simulator.tcpPort()));
+    }
+
+    QTemporaryDir m_folder;
+    std::unique_ptr<Simulator> m_first;
+    std::unique_ptr<Simulator> m_second;
+};
 
 // What keeps the six values from being saved.
 enum class Unsaved { FullDisk, SizeLimit, ReadOnlyFolder, NoFolder, Unreadable, Broken };
@@ -445,6 +492,87 @@ void tst_DeviceCommands::triggerProgramUnsavedByTheBench()
         QVERIFY2(end.err.contains(part), qPrintable(end.err));
     QCOMPARE(triggerRegisters(bench.simulator()), original);
     QCOMPARE(bench.simulator().controller().acceptedWriteCount(), qint64(0));
+}
+
+// Says no where there is nothing to write back, instead of being done with nothing.
+void tst_DeviceCommands::resetOfTheBench()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    const QVariantList original = triggerRegisters(bench.first());
+    const qint64 requests = bench.first().faults().requestCount();
+    const BenchEnd nothing = bench.run(bench.first(), {"resetMode=true"});
+    QVERIFY2(nothing.exitCode == 1, qPrintable(nothing.out + nothing.err));
+    QVERIFY(nothing.out.isEmpty());
+    for (const QString& part :
+         {bench.properties(), QString("nothing is saved in"), QString("--properties FILE")})
+        QVERIFY2(nothing.err.contains(part), qPrintable(nothing.err));
+    QCOMPARE(bench.first().faults().requestCount(), requests);
+    const BenchEnd forced = bench.run(bench.first(), {"resetMode=true", "--force"});
+    QVERIFY2(forced.exitCode == 1, qPrintable(forced.out + forced.err));
+
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    QCOMPARE(triggerRegisters(bench.first()), c_triggerValues);
+    const BenchEnd reset = bench.run(bench.first(), {"resetMode=true"});
+    QVERIFY2(reset.exitCode == 0, qPrintable(reset.err));
+    QVERIFY(reset.out.contains("doneOk  true"));
+    QCOMPARE(triggerRegisters(bench.first()), original);
+}
+
+// One controller's values are not another one's, whatever the object is called.
+void tst_DeviceCommands::resetOfASwappedController()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    const QVariantList original = triggerRegisters(bench.first());
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    const QVariantList others = changeTriggerRegisters(bench.second());
+    const BenchEnd refused = bench.run(bench.second(), {"resetMode=true"});
+    QVERIFY2(refused.exitCode == 1, qPrintable(refused.out + refused.err));
+    QVERIFY(refused.out.isEmpty());
+    for (const QString& part : {QString("1907150042"), QString("the connected one has"), QString("--force")})
+        QVERIFY2(refused.err.contains(part), qPrintable(refused.err));
+    QCOMPARE(triggerRegisters(bench.second()), others);
+    QCOMPARE(bench.second().controller().acceptedWriteCount(), qint64(0));
+
+    const BenchEnd forced = bench.run(bench.second(), {"resetMode=true", "--force"});
+    QVERIFY2(forced.exitCode == 0, qPrintable(forced.err));
+    QVERIFY2(forced.err.contains("warning: the saved values are of"), qPrintable(forced.err));
+    QCOMPARE(triggerRegisters(bench.second()), original);
+    QCOMPARE(bench.run(bench.first(), {"resetMode=true"}).exitCode, 0);
+    QCOMPARE(triggerRegisters(bench.first()), original);
+}
+
+// Of values without a note nobody can say that they are the connected controller's, nor of one that was not
+// asked who it is.
+void tst_DeviceCommands::resetOfUnknownOrigin()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    const BenchEnd unasked = bench.run(bench.first(), {"resetMode=true", "--no-identify"});
+    QVERIFY2(unasked.exitCode == 1 && unasked.err.contains("which one is connected is not known"),
+             qPrintable(unasked.err));
+    QCOMPARE(triggerRegisters(bench.first()), c_triggerValues);
+
+    // As an older program has saved them.
+    QJsonObject saved = QJsonDocument::fromJson(contentOf(bench.properties())).object();
+    QVERIFY(saved.contains("origins"));
+    saved.remove("origins");
+    QFile file(bench.properties());
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(QJsonDocument(saved).toJson());
+    file.close();
+    const BenchEnd old = bench.run(bench.first(), {"resetMode=true"});
+    QVERIFY2(old.exitCode == 1 && old.err.contains("do not say which controller") &&
+                 old.err.contains("--force"),
+             qPrintable(old.err));
+    QCOMPARE(triggerRegisters(bench.first()), c_triggerValues);
+    QCOMPARE(bench.run(bench.first(), {"resetMode=true", "--force"}).exitCode, 0);
+    QVERIFY(triggerRegisters(bench.first()) != c_triggerValues);
+
+    const BenchEnd unnoted = bench.run(bench.first(), {"--no-identify"});
+    QVERIFY2(unnoted.err.contains("a reset needs --force"), qPrintable(unnoted.err));
 }
 
 QTEST_GUILESS_MAIN(tst_DeviceCommands)

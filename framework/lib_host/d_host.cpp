@@ -242,6 +242,17 @@ bool DHost::setPropertiesFile(const QString& path, QString* error)
     return d->isOwnThread("setPropertiesFile") && d->properties.open(path, error);
 }
 
+void DHost::setPropertyOrigin(const QUuid& objectUuid, const QString& origin)
+{
+    if (d->isOwnThread("setPropertyOrigin"))
+        d->properties.setOrigin(objectUuid, origin);
+}
+
+QString DHost::propertyOrigin(const QUuid& objectUuid, const QString& name) const
+{
+    return d->properties.originOf({objectUuid, name});
+}
+
 QStringList DHost::configure(const QJsonObject& configuration)
 {
     if (!d->isOwnThread("configure"))

@@ -60,6 +60,12 @@ public:
     // left alone and nothing is saved over it as long as it is so.
     bool setPropertiesFile(const QString& path, QString* error = nullptr);
 
+    // Of what the persistent properties are that this object sets from now on, as a serial number of the
+    // device; empty, as it is at the start, when nobody knows. It is saved beside each of them.
+    void setPropertyOrigin(const QUuid& objectUuid, const QString& origin);
+    // What was known of a persistent property when it was set; empty for nothing.
+    QString propertyOrigin(const QUuid& objectUuid, const QString& name) const;
+
     // Makes the instances of the configuration's "objects", in their order: createInstance,
     // restored properties, setMainConfig, initPluginCommands. Each element:
     //   "id" (UUID of the object), "name", "plugin" (UUID of the plug-in kind), "reference" (text),

@@ -17,6 +17,7 @@ namespace {
 
 const QString c_version = QStringLiteral("version");
 const QString c_objects = QStringLiteral("objects");
+const QString c_origins = QStringLiteral("origins");
 constexpr int c_formatVersion = 1;
 // Milliseconds. Whoever has the lock needs it for one writing, which a busy disk may draw out.
 constexpr int c_lockTime = 5000;
@@ -61,7 +62,7 @@ QVariantMap mapFromJson(const QJsonObject& object)
     return map;
 }
 
-bool parse(const QByteArray& bytes, QMap<QUuid, QVariantMap>& objects, QString& why)
+bool parse(const QByteArray& bytes, DPropertiesFile::Objects& objects, QString& why)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
@@ -75,13 +76,18 @@ bool parse(const QByteArray& bytes, QMap<QUuid, QVariantMap>& objects, QString& 
         return false;
     }
     const QJsonObject list = root.value(c_objects).toObject();
+    const QJsonObject origins = root.value(c_origins).toObject();
     for (auto it = list.constBegin(); it != list.constEnd(); ++it) {
         const QUuid uuid = QUuid::fromString(it.key());
         if (uuid.isNull() || !it.value().isObject()) {
             why = QStringLiteral("\"%1\" is no object identity with an object of values").arg(it.key());
             return false;
         }
-        objects.insert(uuid, mapFromJson(it.value().toObject()));
+        const QVariantMap values = mapFromJson(it.value().toObject());
+        const QJsonObject known = origins.value(it.key()).toObject();
+        QMap<QString, DPropertiesFile::Entry>& entries = objects[uuid];
+        for (auto value = values.cbegin(); value != values.cend(); ++value)
+            entries.insert(value.key(), {*value, known.value(value.key()).toString()});
     }
     return true;
 }
@@ -96,12 +102,12 @@ bool fail(QString* error, const QString& text)
 void merge(DPropertiesFile::Objects& into, const DPropertiesFile::Objects& changes)
 {
     for (auto object = changes.cbegin(); object != changes.cend(); ++object) {
-        QVariantMap& values = into[object.key()];
+        QMap<QString, DPropertiesFile::Entry>& entries = into[object.key()];
         for (auto it = object->cbegin(); it != object->cend(); ++it) {
-            if (it->isValid())
-                values.insert(it.key(), *it);
+            if (it->value.isValid())
+                entries.insert(it.key(), *it);
             else
-                values.remove(it.key());
+                entries.remove(it.key());
         }
     }
 }
@@ -109,11 +115,24 @@ void merge(DPropertiesFile::Objects& into, const DPropertiesFile::Objects& chang
 QByteArray textOf(const DPropertiesFile::Objects& objects)
 {
     QJsonObject list;
-    for (auto it = objects.cbegin(); it != objects.cend(); ++it) {
-        if (!it->isEmpty())
-            list.insert(it.key().toString(), QJsonObject::fromVariantMap(*it));
+    QJsonObject origins;
+    for (auto object = objects.cbegin(); object != objects.cend(); ++object) {
+        QJsonObject values;
+        QJsonObject known;
+        for (auto it = object->cbegin(); it != object->cend(); ++it) {
+            values.insert(it.key(), QJsonValue::fromVariant(it->value));
+            if (!it->origin.isEmpty())
+                known.insert(it.key(), it->origin);
+        }
+        if (!values.isEmpty())
+            list.insert(object.key().toString(), values);
+        if (!known.isEmpty())
+            origins.insert(object.key().toString(), known);
     }
-    return QJsonDocument(QJsonObject{{c_version, c_formatVersion}, {c_objects, list}}).toJson();
+    QJsonObject root{{c_version, c_formatVersion}, {c_objects, list}};
+    if (!origins.isEmpty())
+        root.insert(c_origins, origins);
+    return QJsonDocument(root).toJson();
 }
 
 // A file that is a link is replaced where it is.
@@ -165,17 +184,32 @@ bool DPropertiesFile::read(Objects* objects, QString* error) const
     return true;
 }
 
-QVariantMap DPropertiesFile::values(const QUuid& objectUuid) const
+QMap<QString, DPropertiesFile::Entry> DPropertiesFile::entries(const QUuid& objectUuid) const
 {
     Objects objects{{objectUuid, m_objects.value(objectUuid)}};
     merge(objects, {{objectUuid, m_changes.value(objectUuid)}});
     return objects.value(objectUuid);
 }
 
-void DPropertiesFile::set(const QUuid& objectUuid, const QString& name, const QVariant& value)
+QVariantMap DPropertiesFile::values(const QUuid& objectUuid) const
+{
+    QVariantMap values;
+    const QMap<QString, Entry> all = entries(objectUuid);
+    for (auto it = all.cbegin(); it != all.cend(); ++it)
+        values.insert(it.key(), it->value);
+    return values;
+}
+
+QString DPropertiesFile::origin(const QUuid& objectUuid, const QString& name) const
+{
+    return entries(objectUuid).value(name).origin;
+}
+
+void DPropertiesFile::set(const QUuid& objectUuid, const QString& name, const QVariant& value,
+                          const QString& origin)
 {
     // Even a value that was read: another program may have saved another one since.
-    m_changes[objectUuid].insert(name, value);
+    m_changes[objectUuid].insert(name, {value, origin});
 }
 
 QVariant DPropertiesFile::drop(const QUuid& objectUuid, const QString& name)
@@ -186,7 +220,7 @@ QVariant DPropertiesFile::drop(const QUuid& objectUuid, const QString& name)
         if (changes->isEmpty())
             m_changes.erase(changes);
     }
-    return m_objects.value(objectUuid).value(name);
+    return m_objects.value(objectUuid).value(name).value;
 }
 
 bool DPropertiesFile::save(QString* error)

@@ -6,15 +6,22 @@
 #include <QVariantMap>
 
 // The persistent properties of all objects, and the JSON file that keeps them:
-//   {"version": 1, "objects": {"{object UUID}": {"name": value, …}, …}}
-// Whole numbers come back as int, or as qlonglong when they do not fit.
+//   {"version": 1, "objects": {"{object UUID}": {"name": value, …}, …},
+//    "origins": {"{object UUID}": {"name": "text", …}, …}}
+// Whole numbers come back as int, or as qlonglong when they do not fit. "origins" says of what a value is,
+// where that was known when it was set; a file without it is as good a file.
 //
 // Only what was set here is ever written, into what the file holds at that moment: other programs save in
 // the same file.
 class DPropertiesFile
 {
 public:
-    using Objects = QMap<QUuid, QVariantMap>;
+    struct Entry
+    {
+        QVariant value; // invalid: a name to be removed
+        QString origin; // empty: not known
+    };
+    using Objects = QMap<QUuid, QMap<QString, Entry>>;
 
     // Reads the file; a missing one is an empty one. False with `error` when it is there and cannot be read
     // or understood: nothing is known of it then, and it is not written as long as this is so.
@@ -24,8 +31,9 @@ public:
 
     // As they were last read, and what was set since.
     QVariantMap values(const QUuid& objectUuid) const;
-    // An invalid value removes the name.
-    void set(const QUuid& objectUuid, const QString& name, const QVariant& value);
+    QString origin(const QUuid& objectUuid, const QString& name) const;
+    // An invalid value removes the name. What the file says of the origin of a former value goes.
+    void set(const QUuid& objectUuid, const QString& name, const QVariant& value, const QString& origin);
     // Forgets what was set and not saved; returns what the file held when it was last read, an invalid value
     // when it did not hold the name.
     QVariant drop(const QUuid& objectUuid, const QString& name);
@@ -37,10 +45,11 @@ public:
 
 private:
     bool read(Objects* objects, QString* error) const;
+    QMap<QString, Entry> entries(const QUuid& objectUuid) const;
 
     bool m_isOpen = false;
     QString m_path;
     Objects m_objects;
-    // What was set and not saved; an invalid value is a name to be removed.
+    // What was set and not saved.
     Objects m_changes;
 };

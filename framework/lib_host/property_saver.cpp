@@ -17,7 +17,7 @@ void DPropertySaver::change(const QUuid& objectUuid, const QString& name, const 
 {
     if (!m_file.isOpen())
         return;
-    m_file.set(objectUuid, name, value);
+    m_file.set(objectUuid, name, value, m_origins.value(objectUuid));
     if (m_isQueued)
         return;
     m_isQueued = true;

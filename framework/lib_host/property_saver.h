@@ -32,6 +32,12 @@ public:
     // As DPropertiesFile::open(). Without a file nothing is kept.
     bool open(const QString& path, QString* error) { return m_file.open(path, error); }
     QVariantMap values(const QUuid& objectUuid) const { return m_file.values(objectUuid); }
+    // Of what the values are that this object sets as persistent from now on; empty when nobody knows.
+    void setOrigin(const QUuid& objectUuid, const QString& origin) { m_origins[objectUuid] = origin; }
+    QString originOf(const DPropertyName& property) const
+    {
+        return m_file.origin(property.objectUuid, property.name);
+    }
     void change(const QUuid& objectUuid, const QString& name, const QVariant& value);
     // At once; does nothing when all is saved.
     void save();
@@ -45,5 +51,6 @@ private:
     const FailureHandler m_onFailure;
     const DropHandler m_onDrop;
     DPropertiesFile m_file;
+    QMap<QUuid, QString> m_origins;
     bool m_isQueued = false;
 };

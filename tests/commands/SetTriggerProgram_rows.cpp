@@ -51,7 +51,7 @@ QList<RunRow> runs()
 {
     return {
         {"SetTriggerProgram", "", 0, c_doneOk, nullptr, 0},
-        {"SetTriggerProgram resetMode=true", "", 0, c_doneOk, nullptr, 0},
+        {"SetTriggerProgram resetMode=true", "", 1, nullptr, "nothing is saved in this program", 1},
         {"SetTriggerProgram", "exception=2", 7, nullptr, c_nothingWritten, 1},
         {"SetTriggerProgram", "exception=2@7", 7, nullptr, c_asItWas, 1},
         {"SetTriggerProgram", "exception=2@8", 7, nullptr, c_incomplete, 1},

@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/driver_description.h"
 #include "applications/bench/core/suggestion.h"
+#include "plugins/p_device_mdc/model/device_information.h"
 
 #include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -18,6 +19,7 @@ namespace {
 
 const QString c_bundledConfiguration = QStringLiteral(":/configurations/bench.json");
 const QString c_getInfo = QStringLiteral("getInfo");
+const QString c_deviceInformation = QStringLiteral("deviceInformation");
 
 } // namespace
 
@@ -258,6 +260,12 @@ OrderEnd BenchSession::identify(DAbstractPlugin& plugin)
                        "--no-identify leaves it out")
             .arg(plugin.getName(), reference));
     OrderEnd end = runOrder(plugin, c_getInfo, {{QStringLiteral("reference"), reference}});
+    const std::optional<DeviceInformation> information =
+        end.code == ExitCode::Done ? deviceInformation(end.outcome.results.value(c_deviceInformation))
+                                   : std::nullopt;
+    const QString serial = information ? information->screwdriverSN : QString();
+    m_serials.insert(plugin.objectUuid(), serial);
+    m_host.setPropertyOrigin(plugin.objectUuid(), serial);
     if (end.code == ExitCode::Done)
         m_console.note(
             QStringLiteral("it is a %1, generation %2")
@@ -266,22 +274,39 @@ OrderEnd BenchSession::identify(DAbstractPlugin& plugin)
     return end;
 }
 
+QString BenchSession::serialOf(const DAbstractPlugin& plugin) const
+{
+    return m_serials.value(plugin.objectUuid());
+}
+
+QString BenchSession::propertyOrigin(const DAbstractPlugin& plugin, const QString& name) const
+{
+    return m_host.propertyOrigin(plugin.objectUuid(), name);
+}
+
 void BenchSession::startFaults()
 {
     if (m_simulation)
         m_simulation->startFaults();
 }
 
-void BenchSession::openProperties()
+QString BenchSession::propertiesFile() const
 {
-    QString path = m_general.propertiesFile;
+    if (!m_general.propertiesFile.isEmpty())
+        return m_general.propertiesFile;
     // What a simulated controller made of a device object is nothing to restore for the real one,
     // which has the same identity in a configuration made from the bundled one.
-    if (path.isEmpty() && m_general.simulation != GeneralOptions::Simulation::None)
-        return;
+    if (m_general.simulation != GeneralOptions::Simulation::None)
+        return {};
+    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
+           QStringLiteral("/properties.json");
+}
+
+void BenchSession::openProperties()
+{
+    const QString path = propertiesFile();
     if (path.isEmpty())
-        path = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
-               QStringLiteral("/properties.json");
+        return;
     QDir().mkpath(QFileInfo(path).absolutePath());
     QString error;
     if (!m_host.setPropertiesFile(path, &error))

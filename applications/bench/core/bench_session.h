@@ -12,8 +12,10 @@
 
 #include <lib_host/d_host.h>
 
+#include <QHash>
 #include <QJsonObject>
 #include <QStringList>
+#include <QUuid>
 
 #include <optional>
 
@@ -71,8 +73,15 @@ public:
     OrderEnd runOrder(DAbstractPlugin& plugin, const QString& command, const QVariantMap& arguments,
                       const OrderTerms& terms = {});
     // Runs "getInfo" with the object's configured "reference": the commands that read the register
-    // map choose it by the generation found here.
+    // map choose it by the generation found here, and what they save from now on is noted as of the
+    // controller with the serial number found here.
     OrderEnd identify(DAbstractPlugin& plugin);
+    // Of the controller that the object's last identification has met; empty when it is not known.
+    QString serialOf(const DAbstractPlugin& plugin) const;
+    // Of the controller from which a persistent property was made; empty when it is not known.
+    QString propertyOrigin(const DAbstractPlugin& plugin, const QString& name) const;
+    // Where persistent properties are kept; empty for nowhere.
+    QString propertiesFile() const;
     // The faults of the options begin now. Those that refuse connections have begun with the
     // simulator.
     void startFaults();
@@ -98,4 +107,5 @@ private:
     DHost m_host;
     QJsonObject m_configuration;
     LinkWatch m_links;
+    QHash<QUuid, QString> m_serials;
 };

@@ -49,7 +49,8 @@ ExitCode CommandRun::run()
         return opened;
     using Step = ExitCode (CommandRun::*)();
     const Step steps[] = {&CommandRun::chooseObject, &CommandRun::findCommand, &CommandRun::convertArguments,
-                          &CommandRun::identify, &CommandRun::checkNeeds};
+                          &CommandRun::findSaved,    &CommandRun::identify,    &CommandRun::compareOrigin,
+                          &CommandRun::checkNeeds};
     for (const Step step : steps) {
         const ExitCode code = (this->*step)();
         if (code != ExitCode::Done)
@@ -130,7 +131,57 @@ ExitCode CommandRun::identify()
     if (!isWanted)
         return ExitCode::Done;
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
-    return identifyOrTell(m_session, *m_plugin, consequence, m_console).code;
+    const OrderEnd end = identifyOrTell(m_session, *m_plugin, consequence, m_console);
+    m_serial = m_session.serialOf(*m_plugin);
+    return end.code;
+}
+
+SavedRegisters CommandRun::saved() const
+{
+    const QString property = savedPropertyOf(m_options.command);
+    return {m_plugin->getProperty(property, QVariant(QVariantList())).toList(),
+            m_session.propertyOrigin(*m_plugin, property)};
+}
+
+// Before the controller is connected: there is no reason to talk to it.
+ExitCode CommandRun::findSaved()
+{
+    if (!isReset(m_options.command, m_arguments))
+        return ExitCode::Done;
+    const QString place = m_session.propertiesFile().isEmpty()
+                              ? QStringLiteral("this program, which keeps nothing of a simulated controller "
+                                               "without --properties,")
+                              : m_session.propertiesFile();
+    const std::optional<ResetObjection> objection = objectionToSaved(saved(), place);
+    return objection ? refuseReset(*objection) : ExitCode::Done;
+}
+
+ExitCode CommandRun::compareOrigin()
+{
+    if (savedPropertyOf(m_options.command).isEmpty())
+        return ExitCode::Done;
+    if (!isReset(m_options.command, m_arguments)) {
+        if (m_serial.isEmpty())
+            m_console.warning(
+                QStringLiteral("which controller is connected is not known and is not noted with "
+                               "what is saved: a reset needs --force"));
+        return ExitCode::Done;
+    }
+    const std::optional<ResetObjection> objection = objectionToOrigin(saved(), m_serial);
+    if (!objection)
+        return ExitCode::Done;
+    if (!m_options.isForced)
+        return refuseReset(*objection);
+    m_console.warning(objection->text);
+    return ExitCode::Done;
+}
+
+ExitCode CommandRun::refuseReset(const ResetObjection& objection)
+{
+    m_console.error(QStringLiteral("\"%1\" of \"%2\" was not run, nothing is written: %3")
+                        .arg(m_options.command, m_plugin->getName(), objection.text));
+    m_console.hint(objection.remedy);
+    return ExitCode::CommandFailed;
 }
 
 void CommandRun::judgeResults(OrderEnd& end) const

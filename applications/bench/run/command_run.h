@@ -4,6 +4,7 @@
 #include "applications/bench/core/result_writer.h"
 #include "applications/bench/run/missing_configuration.h"
 #include "applications/bench/run/run_options.h"
+#include "applications/bench/run/saved_registers.h"
 
 #include <QVariantMap>
 
@@ -26,9 +27,14 @@ private:
     ExitCode chooseObject();
     ExitCode findCommand();
     ExitCode convertArguments();
+    ExitCode findSaved();
     ExitCode identify();
+    ExitCode compareOrigin();
     ExitCode checkNeeds();
 
+    ExitCode refuseReset(const ResetObjection& objection);
+    // Of the command's last run.
+    SavedRegisters saved() const;
     // Of a device's command.
     OrderedCommand orderedCommand() const;
     OrderEnd runOrder();
@@ -53,6 +59,7 @@ private:
     const DAbstractCommand* m_prototype = nullptr;
     bool m_isListening = false;
     QVariantMap m_arguments;
+    QString m_serial;  // of the connected controller, empty when it is not known
     int m_updates = 0; // printed
     QVariantMap m_lastUpdate;
 };

@@ -47,6 +47,7 @@ private Q_SLOTS:
     void savedByTwoProcesses();
     void killedWhileSaving();
     void lockedByAnother();
+    void originIsSavedWithTheValue();
 };
 
 namespace {
@@ -79,18 +80,19 @@ void saveOnce(const QString& path, const QString& name, int value)
 }
 
 // What this program does when it is started as another one.
-int saveRepeatedly(const QString& path, const QString& prefix, int runs)
+int saveRepeatedly(const QString& path, const QString& prefix, int runs, int names)
 {
     for (int i = 0; i < runs; ++i)
-        saveOnce(path, prefix + QString::number(i), i);
+        saveOnce(path, prefix + QString::number(i % names), i);
     return 0;
 }
 
-std::unique_ptr<QProcess> startSaving(const QString& path, const QString& prefix, int runs)
+std::unique_ptr<QProcess> startSaving(const QString& path, const QString& prefix, int runs, int names)
 {
     auto process = std::make_unique<QProcess>();
     process->setProcessChannelMode(QProcess::ForwardedChannels);
-    process->start(QCoreApplication::applicationFilePath(), {c_save, path, prefix, QString::number(runs)});
+    process->start(QCoreApplication::applicationFilePath(),
+                   {c_save, path, prefix, QString::number(runs), QString::number(names)});
     return process;
 }
 
@@ -488,8 +490,8 @@ void tst_HostProperties::savedByTwoProcesses()
     constexpr int c_runs = 500;
     QTemporaryDir folder(inMemory());
     const QString path = folder.filePath("properties.json");
-    const auto first = startSaving(path, "a", c_runs);
-    const auto second = startSaving(path, "b", c_runs);
+    const auto first = startSaving(path, "a", c_runs, c_runs);
+    const auto second = startSaving(path, "b", c_runs, c_runs);
     QVERIFY(first->waitForFinished(c_processTimeout));
     QVERIFY(second->waitForFinished(c_processTimeout));
     QCOMPARE(first->exitCode() + second->exitCode(), 0);
@@ -524,7 +526,7 @@ void tst_HostProperties::killedWhileSaving()
     QRandomGenerator random(20261122);
     int largest = 0;
     for (int kill = 0; kill < c_kills; ++kill) {
-        const auto process = startSaving(path, QString("k%1.").arg(kill), c_manyRuns);
+        const auto process = startSaving(path, QString("k%1.").arg(kill), c_manyRuns, 1);
         QVERIFY(process->waitForStarted());
         // Its first value is saved: it is in the middle of it.
         const QString firstName = QString("\"k%1.0\"").arg(kill);
@@ -575,14 +577,47 @@ void tst_HostProperties::lockedByAnother()
 #endif
 }
 
+void tst_HostProperties::originIsSavedWithTheValue()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("properties.json");
+    const auto set = [](ScriptedBench& bench, const QString& name, int value) {
+        bench.host->findInstance(c_device)->setProperty(name, value, true);
+    };
+    {
+        ScriptedBench bench({}, {}, path);
+        set(bench, "of nobody", 1);
+        bench.host->setPropertyOrigin(c_device, "4711");
+        set(bench, c_kept, 1);
+        set(bench, "again", 1);
+        bench.host->findInstance(c_lonely)->setProperty(c_kept, 1, true);
+        QCOMPARE(bench.host->propertyOrigin(c_device, c_kept), QString("4711"));
+    }
+    {
+        ScriptedBench bench({}, {}, path);
+        QCOMPARE(bench.host->propertyOrigin(c_device, c_kept), QString("4711"));
+        QCOMPARE(bench.host->propertyOrigin(c_device, "of nobody"), QString());
+        QCOMPARE(bench.host->propertyOrigin(c_lonely, c_kept), QString());
+        // Another value, of which nobody knows: what was known was about the former one.
+        set(bench, c_kept, 2);
+        bench.host->setPropertyOrigin(c_device, "4712");
+        set(bench, "of nobody", 2);
+    }
+    ScriptedBench bench({}, {}, path);
+    QCOMPARE(bench.host->propertyOrigin(c_device, c_kept), QString());
+    QCOMPARE(bench.host->propertyOrigin(c_device, "of nobody"), QString("4712"));
+    QCOMPARE(bench.host->propertyOrigin(c_device, "again"), QString("4711"));
+}
+
 // The program is its own counterpart where a test needs another process.
 int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    constexpr int c_saveArguments = 5;
+    constexpr int c_saveArguments = 6;
     if (arguments.value(1) == c_save && arguments.size() == c_saveArguments)
-        return saveRepeatedly(arguments.at(2), arguments.at(3), arguments.at(4).toInt());
+        return saveRepeatedly(arguments.at(2), arguments.at(3), arguments.at(4).toInt(),
+                              arguments.at(5).toInt());
     tst_HostProperties test;
     return QTest::qExec(&test, argc, argv);
 }
