@@ -222,6 +222,91 @@ void runReadOnlyFolder(RowReport& report)
     files.bench.finish();
 }
 
+// What a command keeps before it overwrites it.
+class KeptRegisters
+{
+public:
+    explicit KeptRegisters(RowReport& row)
+        : m_report(row)
+        , m_bench(row)
+    {}
+
+    bool start(const QString& folder)
+    {
+        m_path = folder + QStringLiteral("/properties.json");
+        QString error;
+        return m_bench.start() &&
+               m_report.check('X', m_bench.host().setPropertiesFile(m_path, &error), error);
+    }
+
+    void expectNothingWritten(const QString& cause)
+    {
+        const MeasuredEnd end = run();
+        m_report.check('C', !end.outcome.ok && end.outcome.results.isEmpty(),
+                       QStringLiteral("reported as done"));
+        m_report.check('X',
+                       end.outcome.errorMessage.contains(cause) && end.outcome.errorMessage.contains(m_path),
+                       QStringLiteral("the message is: ") + end.outcome.errorMessage);
+        m_report.check('C', m_bench.writes().isEmpty(),
+                       QStringLiteral("written: ") + m_bench.writes().join(QLatin1String(", ")));
+        m_report.check('F', !QFile::exists(m_path), QStringLiteral("a file is left behind"));
+    }
+
+    void finish(const QString& after)
+    {
+        constexpr int c_triggerRegisters = 6;
+        m_bench.recover();
+        const MeasuredEnd end = run();
+        m_report.check('D', end.outcome.ok,
+                       QStringLiteral("not done afterwards: ") + end.outcome.errorMessage);
+        m_report.check('X', m_bench.writes().size() == c_triggerRegisters && QFile::exists(m_path),
+                       QStringLiteral("%1 writes afterwards").arg(m_bench.writes().size()));
+        m_report.seen(QStringLiteral("failed, nothing written; done once %1").arg(after));
+        m_bench.finish();
+    }
+
+private:
+    MeasuredEnd run() { return m_bench.run(QStringLiteral("SetTriggerProgram"), {}, c_orderTime); }
+
+    RowReport& m_report;
+    SimulatedBench m_bench;
+    QString m_path;
+};
+
+void runKeptDiskFull(RowReport& report)
+{
+    constexpr int c_room = 64 * 1024;
+    const QTemporaryDir folder;
+    const SmallDisk disk(folder.path(), c_room);
+    if (!disk.isMounted()) {
+        report.notRun(QStringLiteral("nobody may make a small disk here"));
+        return;
+    }
+    KeptRegisters kept(report);
+    if (!kept.start(folder.path()))
+        return;
+    const QString filling = folder.filePath(QStringLiteral(".filling"));
+    report.check('X', fillDisk(filling, 0), QStringLiteral("the disk cannot be filled"));
+    kept.expectNothingWritten(QStringLiteral("No space left on device"));
+    QFile::remove(filling);
+    kept.finish(QStringLiteral("there is room"));
+}
+
+void runKeptReadOnlyFolder(RowReport& report)
+{
+    const QTemporaryDir folder;
+    KeptRegisters kept(report);
+    if (!kept.start(folder.path()))
+        return;
+    QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::ExeOwner);
+    {
+        const NobodysRights rights;
+        kept.expectNothingWritten(QStringLiteral("Permission denied"));
+    }
+    QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    kept.finish(QStringLiteral("the folder can be written to"));
+}
+
 #endif
 
 // The folder has gone while the blocks are read, once before each of them.
@@ -790,6 +875,11 @@ void addFilesRows(RowTable& table)
                "failed, the old backup intact", runSizeLimit, c_writer});
     table.add({"files.read-only-folder", c_group, "Read-only folder", "a backup's file",
                "failed, the old backup intact", runReadOnlyFolder, c_writer});
+    table.add({"files.kept-disk-full", c_group, "Disk full", "the registers that a trigger program saves",
+               "failed, nothing written to the controller", runKeptDiskFull, QString()});
+    table.add({"files.kept-read-only-folder", c_group, "Read-only folder",
+               "the registers that a trigger program saves", "failed, nothing written to the controller",
+               runKeptReadOnlyFolder, QString()});
 #endif
     table.add({"files.folder-vanishes", c_group, "The folder goes while the registers are read",
                "a backup, before each block", "failed, nothing made in its place", runFolderVanishes,
