@@ -537,6 +537,123 @@ private:
     int m_metWriting = 0;
 };
 
+// The trigger program of a bench of its own, which saves what it overwrites.
+class SavingRuns
+{
+public:
+    explicit SavingRuns(RowReport& row)
+        : m_report(row)
+        , m_bench(row)
+    {}
+
+    bool start()
+    {
+        const QString config = m_place.filePath(QStringLiteral("bench.json"));
+        if (!m_bench.start() ||
+            !m_report.check('X', writeBenchFor(m_bench.simulator(), QStringLiteral("MDC"), config),
+                            QStringLiteral("the configuration cannot be written")))
+            return false;
+        m_arguments = QStringList{"--config", config, "--properties",     properties(),
+                                  "--quiet",  "run",  "SetTriggerProgram"};
+        m_original = now();
+        // The first processes of a program leave something behind.
+        m_report.check('X', runToEnd({}).exitCode == 0 && runToEnd({"resetMode=true"}).exitCode == 0,
+                       QStringLiteral("the undisturbed runs failed"));
+        m_bench.takeBaseline();
+        QElapsedTimer clock;
+        clock.start();
+        m_report.check('X', runToEnd({}).exitCode == 0, QStringLiteral("the undisturbed run failed"));
+        m_duration = static_cast<int>(clock.elapsed());
+        return m_report.isGood();
+    }
+
+    void runKilled()
+    {
+        const int points = m_report.options().full ? 200 : 40;
+        int changed = 0;
+        int missing = 0;
+        for (int point = 0; point < points && m_report.isGood(); ++point) {
+            putBack();
+            QFile::remove(properties());
+            const std::unique_ptr<QProcess> process = startBench(m_arguments);
+            // Under the load of other tests a run takes longer than the one that was measured.
+            watchFor(c_spread * m_duration * point / points);
+            process->kill();
+            ended(*process);
+            missing += QFile::exists(properties()) ? 0 : 1;
+            changed += now() == m_original ? 0 : 1;
+            m_report.check('F', now() == m_original || saved() == m_original,
+                           QStringLiteral("point %1: overwritten and not saved").arg(point));
+            m_report.check('F', !QFile::exists(properties()) || saved() == m_original,
+                           QStringLiteral("point %1: the file is not whole").arg(point));
+        }
+        m_report.check('X', changed > 0 && missing > 0,
+                       QStringLiteral("the points are not spread over the run: %1 changed, %2 unsaved")
+                           .arg(changed)
+                           .arg(missing));
+        putBack();
+        m_report.check('D', runToEnd({}).exitCode == 0, QStringLiteral("the next run failed"));
+        m_report.seen(QStringLiteral("killed at %1 points: %2 times before anything was saved, %3 times with "
+                                     "registers overwritten, all of them saved")
+                          .arg(points)
+                          .arg(missing)
+                          .arg(changed));
+        m_bench.finish();
+    }
+
+private:
+    static constexpr int c_registers = 6;
+    static constexpr int c_spread = 4;
+
+    QString properties() const { return m_place.filePath(QStringLiteral("properties.json")); }
+    int firstRegister() { return 14 * m_bench.simulator().controller().presetSize() + 1; }
+    QVector<quint16> now()
+    {
+        return m_bench.registers(firstRegister() + c_registers - 1).mid(firstRegister() - 1);
+    }
+    void putBack()
+    {
+        m_bench.simulator().controller().write(QModbusDataUnit::HoldingRegisters,
+                                               static_cast<quint16>(firstRegister()), m_original);
+    }
+    QVector<quint16> saved() const
+    {
+        static const QRegularExpression c_list(QStringLiteral("\"triggerBackupRegister\": \\[([^\\]]*)\\]"));
+        const QString text = QString::fromUtf8(contents(properties()));
+        QVector<quint16> values;
+        const QStringList items = c_list.match(text).captured(1).split(QLatin1Char(','), Qt::SkipEmptyParts);
+        for (const QString& item : items)
+            values.append(item.trimmed().toUShort());
+        return text.trimmed().endsWith(QLatin1Char('}')) ? values : QVector<quint16>();
+    }
+    // Leaves nothing behind that waits for a time-out.
+    static BenchEnd ended(QProcess& process)
+    {
+        waitUntil([&] { return process.state() == QProcess::NotRunning; }, c_orderTime);
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                QString::fromUtf8(process.readAllStandardOutput()),
+                QString::fromUtf8(process.readAllStandardError())};
+    }
+    BenchEnd runToEnd(const QStringList& arguments) const
+    {
+        return ended(*startBench(m_arguments + arguments));
+    }
+
+    RowReport& m_report;
+    SimulatedBench m_bench;
+    QTemporaryDir m_place;
+    QStringList m_arguments;
+    QVector<quint16> m_original;
+    int m_duration = 0; // ms
+};
+
+void runKeptKilled(RowReport& report)
+{
+    SavingRuns runs(report);
+    if (runs.start())
+        runs.runKilled();
+}
+
 // Of a fault that hit one request each time.
 class Recoveries
 {
@@ -881,6 +998,9 @@ void addFilesRows(RowTable& table)
                "the registers that a trigger program saves", "failed, nothing written to the controller",
                runKeptReadOnlyFolder, QString()});
 #endif
+    table.add({"files.kept-killed", c_group, "The process is killed (at 200 points with --full, else 40)",
+               "a trigger program, from its start to its end",
+               "nothing is overwritten that the file does not hold", runKeptKilled, QString()});
     table.add({"files.folder-vanishes", c_group, "The folder goes while the registers are read",
                "a backup, before each block", "failed, nothing made in its place", runFolderVanishes,
                QString()});
