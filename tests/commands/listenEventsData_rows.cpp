@@ -53,7 +53,7 @@ QList<RunRow> runs()
 {
     return {
         {"listenEventsData --count 2", "", 0, R"("eventCountNo":-1)", nullptr, 0},
-        {"listenEventsData --seconds 0.5", "exception=2", 0, nullptr, c_goesOn, 1},
+        {"listenEventsData --seconds 0.5", "exception=2", 7, nullptr, c_goesOn, 1},
         {"listenEventsData --count 1", "no-answer@1", 0, R"("eventCountNo":-1)", c_goesOn, 1},
         {"listenEventsData --count 1", "cut-middle@1", 0, R"("eventCountNo":-1)", c_goesOn, 1},
         {"listenEventsData --count 1", "short@1", 0, R"("eventCountNo":-1)", c_goesOn, 1},

@@ -50,7 +50,7 @@ QList<RunRow> runs()
     return {
         {"listenMotorRunState --count 2", "", 0, R"("name":"isRunning","value":false)", nullptr, 0},
         {"listenMotorRunState --count 1 --changes", "", 0, R"("name":"isRunning","value":false)", nullptr, 0},
-        {"listenMotorRunState --seconds 0.5", "exception=2", 0, nullptr, c_goesOn, 1},
+        {"listenMotorRunState --seconds 0.5", "exception=2", 7, nullptr, c_goesOn, 1},
         {"listenMotorRunState --count 1", "no-answer@1", 0, R"("name":"isRunning")", c_goesOn, 1},
         {"listenMotorRunState --count 1", "cut-middle@1", 0, R"("name":"isRunning")", c_goesOn, 1},
         {"listenMotorRunState --count 1", "short@1", 0, R"("name":"isRunning")", c_goesOn, 1},

@@ -14,7 +14,8 @@ const QString c_read = QStringLiteral("read");
 
 } // namespace
 
-BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands)
+BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands,
+                              int timeout)
 {
     BackupDevice device;
     device.code = session.open();
@@ -25,7 +26,7 @@ BackupDevice openBackupDevice(BenchSession& session, Console& console, const QSt
         device.code = ExitCode::Usage;
         return device;
     }
-    const OrderEnd identified = identifyOrTell(session, *plugin, QString(), console);
+    const OrderEnd identified = identifyOrTell(session, *plugin, timeout, QString(), console);
     device.code = identified.code;
     if (identified.code != ExitCode::Done)
         return device;
@@ -97,18 +98,15 @@ QString failureText(const QString& message, const DOrderOutcome& outcome)
     return QStringLiteral("%1 (%2)").arg(message, reason);
 }
 
-void tellFailure(Console& console, const QString& what, const QString& error, const OrderEnd& end,
-                 int timeout)
+void tellFailure(Console& console, const QString& what, const QString& error, const OrderEnd& end)
 {
     if (end.code == ExitCode::Interrupted) {
         console.error(QStringLiteral("%1: interrupted").arg(what));
         return;
     }
-    console.error(QStringLiteral("%1: %2").arg(what, error));
+    console.error(QStringLiteral("%1: %2%3").arg(what, error, boundText(end)));
     if (end.code == ExitCode::Refused)
         console.hint(QStringLiteral("check the range of the model's registers in the configuration"));
-    else if (end.code == ExitCode::TimedOut && timeout > 0)
-        console.hint(QStringLiteral("the time of the whole order may have been up (--timeout)"));
     else if (!remedyFor(end.code).isEmpty())
         console.hint(remedyFor(end.code));
 }

@@ -17,9 +17,10 @@ struct BackupDevice
     QJsonObject configuration;
 };
 
-// Opens the session, takes the device that the options name and asks who it is. It must have these
-// commands. Faults of the options begin after this.
-BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands);
+// Opens the session, takes the device that the options name and asks who it is, for `timeout` ms at most. It
+// must have these commands. Faults of the options begin after this.
+BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands,
+                              int timeout);
 
 // How the plug-in's command "backup" ended.
 struct TakenBackup
@@ -48,5 +49,4 @@ BackedUpController readController(BenchSession& session, const BackupDevice& dev
 // The catalogue's text and what the order says, when they are not the same.
 QString failureText(const QString& message, const DOrderOutcome& outcome);
 // Tells why an order did not do what it should; `what` is "the backup was interrupted" or the like.
-void tellFailure(Console& console, const QString& what, const QString& error, const OrderEnd& end,
-                 int timeout);
+void tellFailure(Console& console, const QString& what, const QString& error, const OrderEnd& end);

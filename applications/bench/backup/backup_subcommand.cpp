@@ -98,7 +98,7 @@ ExitCode BackupSubcommand::run(const GeneralOptions& general, Console& console, 
     if (!isFolder(folder, console))
         return ExitCode::CommandFailed;
     BenchSession session(general, m_options.device.object, console, interrupt);
-    const BackupDevice device = openBackupDevice(session, console, c_commands);
+    const BackupDevice device = openBackupDevice(session, console, c_commands, m_options.device.timeout);
     if (device.plugin == nullptr)
         return device.code;
     const QString path =
@@ -114,6 +114,6 @@ ExitCode BackupSubcommand::run(const GeneralOptions& general, Console& console, 
         takeBackup(session, device, console, QStringLiteral("backup"), folder, m_options.name, timeout);
     tellBackup(taken, isThere, *device.plugin, general.format, console);
     if (taken.end.code != ExitCode::Done)
-        tellFailure(console, QStringLiteral("no backup was written"), taken.error, taken.end, timeout);
+        tellFailure(console, QStringLiteral("no backup was written"), taken.error, taken.end);
     return taken.end.code;
 }

@@ -145,7 +145,7 @@ ExitCode CompareSubcommand::run(const GeneralOptions& general, Console& console,
     if (!needsController())
         return compareFiles(general, m_options, console, interrupt, here);
     BenchSession session(general, m_options.device.object, console, interrupt);
-    const BackupDevice device = openBackupDevice(session, console, c_commands);
+    const BackupDevice device = openBackupDevice(session, console, c_commands, m_options.device.timeout);
     if (device.plugin == nullptr)
         return device.code;
     const int timeout = m_options.device.timeout;
@@ -153,7 +153,7 @@ ExitCode CompareSubcommand::run(const GeneralOptions& general, Console& console,
         readController(session, device, console, QStringLiteral("reading the controller"), timeout);
     if (controller.taken.end.code != ExitCode::Done) {
         tellFailure(console, QStringLiteral("the controller could not be read"), controller.taken.error,
-                    controller.taken.end, timeout);
+                    controller.taken.end);
         return controller.taken.end.code;
     }
     return report(general.format, console, here, {QStringLiteral("controller"), controller.file},

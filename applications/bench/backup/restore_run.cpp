@@ -33,7 +33,7 @@ RestoreRun::RestoreRun(const GeneralOptions& general, const RestoreOptions& opti
 
 ExitCode RestoreRun::run()
 {
-    m_device = openBackupDevice(m_session, m_console, c_commands);
+    m_device = openBackupDevice(m_session, m_console, c_commands, m_options.device.timeout);
     if (m_device.plugin == nullptr)
         return m_device.code;
     ExitCode code = plan();
@@ -121,7 +121,7 @@ ExitCode RestoreRun::preview()
     if (controller.taken.end.code != ExitCode::Done) {
         m_error = controller.taken.error;
         tellFailure(m_console, QStringLiteral("the controller could not be read"), m_error,
-                    controller.taken.end, m_options.device.timeout);
+                    controller.taken.end);
         return controller.taken.end.code;
     }
     const int changes = changeCount(m_plan.writes, controller.file);
@@ -175,7 +175,7 @@ ExitCode RestoreRun::takeSnapshot()
     if (taken.end.code != ExitCode::Done) {
         m_error = taken.error;
         tellFailure(m_console, QStringLiteral("no snapshot could be taken, nothing was written"), taken.error,
-                    taken.end, 0);
+                    taken.end);
         if (taken.end.code != ExitCode::Interrupted)
             m_console.hint(remedy);
         return taken.end.code;

@@ -1,6 +1,8 @@
 #include "applications/bench/core/bench.h"
 
 #include "applications/bench/core/command_line.h"
+#include "applications/bench/core/program_end.h"
+#include "applications/bench/core/reader_watch.h"
 #include "applications/bench/core/simulation_help.h"
 #include "applications/bench/core/translations.h"
 
@@ -10,14 +12,22 @@
 
 namespace {
 
-ExitCode say(const ParsedCommandLine& parsed)
+ExitCode say(const ParsedCommandLine& parsed, std::optional<OutputFormat> format)
 {
     Console console(false, false);
     if (parsed.exitCode == ExitCode::Done)
         console.out(parsed.text);
     else
         console.error(parsed.text);
-    return parsed.exitCode;
+    return endProgram(console, format, parsed.exitCode);
+}
+
+// The lines of "results" are records for whoever keeps them, and nothing else.
+std::optional<OutputFormat> documentFormat(const Subcommand& subcommand, const GeneralOptions& general)
+{
+    if (subcommand.description().formats.constFirst() == OutputFormat::JsonLines)
+        return std::nullopt;
+    return general.format;
 }
 
 ExitCode runSubcommand(Subcommand& subcommand, const GeneralOptions& general)
@@ -25,29 +35,33 @@ ExitCode runSubcommand(Subcommand& subcommand, const GeneralOptions& general)
     Console console(general.verbose, general.quiet);
     if (general.faults.contains(QStringLiteral("help"))) {
         console.out(faultHelp());
-        return ExitCode::Done;
+        return endProgram(console, std::nullopt, ExitCode::Done);
     }
+    const std::optional<OutputFormat> format = documentFormat(subcommand, general);
     const QString error = simulationError(general);
     if (!error.isEmpty()) {
         console.error(error);
-        return ExitCode::Usage;
+        return endProgram(console, format, ExitCode::Usage);
     }
     useLanguage(general.language);
     Interrupt interrupt;
-    return subcommand.run(general, console, interrupt);
+    console.setOutputLostHandler([&interrupt] { interrupt.request(); });
+    const ReaderWatch watch([&console] { console.loseReader(); });
+    return endProgram(console, format, subcommand.run(general, console, interrupt));
 }
 
-ExitCode runParsed(const ParsedCommandLine& parsed, int& argc, char** argv)
+ExitCode runParsed(const ParsedCommandLine& parsed, std::optional<OutputFormat> format, int& argc,
+                   char** argv)
 {
     if (parsed.subcommand == nullptr)
-        return say(parsed);
+        return say(parsed, format);
     BenchProblem problem;
     const std::unique_ptr<QCoreApplication> application =
         parsed.subcommand->makeApplication(argc, argv, &problem);
     if (application == nullptr) {
         Console console(false, false);
         problem.tell(console);
-        return problem.code;
+        return endProgram(console, format, problem.code);
     }
 #ifdef SIGXFSZ
     // A file that may not grow is told as a disk that is full is, and does not end the program.
@@ -61,5 +75,6 @@ ExitCode runParsed(const ParsedCommandLine& parsed, int& argc, char** argv)
 
 int runBench(const Subcommands& subcommands, const QStringList& arguments, int& argc, char** argv)
 {
-    return static_cast<int>(runParsed(parseCommandLine(subcommands, arguments), argc, argv));
+    return static_cast<int>(
+        runParsed(parseCommandLine(subcommands, arguments), askedFormat(arguments), argc, argv));
 }

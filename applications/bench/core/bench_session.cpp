@@ -252,14 +252,16 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     return end;
 }
 
-OrderEnd BenchSession::identify(DAbstractPlugin& plugin)
+OrderEnd BenchSession::identify(DAbstractPlugin& plugin, int timeout)
 {
     const QString reference = describe(plugin).reference;
     m_console.note(
         QStringLiteral("reading the device information of \"%1\" first (getInfo, reference \"%2\"); "
                        "--no-identify leaves it out")
             .arg(plugin.getName(), reference));
-    OrderEnd end = runOrder(plugin, c_getInfo, {{QStringLiteral("reference"), reference}});
+    OrderTerms terms;
+    terms.timeout = timeout;
+    OrderEnd end = runOrder(plugin, c_getInfo, {{QStringLiteral("reference"), reference}}, terms);
     const std::optional<DeviceInformation> information =
         end.code == ExitCode::Done ? deviceInformation(end.outcome.results.value(c_deviceInformation))
                                    : std::nullopt;

@@ -75,7 +75,8 @@ public:
     // Runs "getInfo" with the object's configured "reference": the commands that read the register
     // map choose it by the generation found here, and what they save from now on is noted as of the
     // controller with the serial number found here.
-    OrderEnd identify(DAbstractPlugin& plugin);
+    // `timeout` in ms bounds it, 0 for no bound of its own.
+    OrderEnd identify(DAbstractPlugin& plugin, int timeout = 0);
     // Of the controller that the object's last identification has met; empty when it is not known.
     QString serialOf(const DAbstractPlugin& plugin) const;
     // Of the controller from which a persistent property was made; empty when it is not known.

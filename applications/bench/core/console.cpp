@@ -4,7 +4,9 @@
 
 #include <QtGlobal>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #ifdef Q_OS_WIN
@@ -47,11 +49,18 @@ QString withColour(const QString& text, Console::Tint tint)
     return text;
 }
 
-void write(FILE* stream, const QByteArray& bytes)
+// 0, or what the system says is wrong.
+int write(FILE* stream, const QByteArray& bytes)
 {
-    // A full disk or a closed pipe shows in the reader's hands; there is nowhere left to tell it.
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-    std::fflush(stream);
+    errno = 0;
+    const auto size = static_cast<size_t>(bytes.size());
+    const bool isWritten =
+        std::fwrite(bytes.constData(), 1, size, stream) == size && std::fflush(stream) == 0;
+    if (isWritten)
+        return 0;
+    const int error = errno;
+    std::clearerr(stream);
+    return error == 0 ? EIO : error;
 }
 
 } // namespace
@@ -69,6 +78,7 @@ Console::Console(bool verbose, bool quiet)
 
 Console::~Console()
 {
+    releaseLog();
     clearProgress();
     tellRepeats();
     qInstallMessageHandler(m_previousHandler);
@@ -77,14 +87,39 @@ Console::~Console()
 
 void Console::out(const QString& text)
 {
-    clearProgress();
-    write(stdout, text.toUtf8());
+    out(text.toUtf8());
 }
 
 void Console::out(const QByteArray& utf8)
 {
     clearProgress();
-    write(stdout, utf8);
+    if (m_outputLoss || utf8.isEmpty())
+        return;
+    const int error = write(stdout, utf8);
+    m_hasWritten = true;
+    if (error == EPIPE)
+        loseReader();
+    else if (error != 0)
+        loseOutput(QString::fromLocal8Bit(std::strerror(error)));
+}
+
+void Console::loseReader()
+{
+    loseOutput(QString());
+}
+
+void Console::loseOutput(const QString& reason)
+{
+    if (m_outputLoss)
+        return;
+    m_outputLoss = reason;
+    if (m_onOutputLost)
+        m_onOutputLost();
+}
+
+void Console::setOutputLostHandler(std::function<void()> onOutputLost)
+{
+    m_onOutputLost = std::move(onOutputLost);
 }
 
 QString Console::tinted(const QString& text, Tint tint) const
@@ -94,6 +129,7 @@ QString Console::tinted(const QString& text, Tint tint) const
 
 void Console::error(const QString& text)
 {
+    m_errors.append(text);
     message(QStringLiteral("error: "), Tint::Bad, text);
 }
 
@@ -155,12 +191,37 @@ void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context
                       : type == QtWarningMsg                      ? Tint::Doubtful
                                                                   : Tint::None;
     const QString line = readableLogLine(message, s_console->m_verbose);
-    if (line == s_console->m_lastLogLine) {
-        ++s_console->m_repeats;
+    if (s_console->m_heldLog)
+        s_console->m_heldLog->append({tint, line});
+    else
+        s_console->logLine(tint, line);
+}
+
+void Console::logLine(Tint tint, const QString& line)
+{
+    if (line == m_lastLogLine) {
+        ++m_repeats;
         return;
     }
-    s_console->message(QStringLiteral("log: "), tint, line);
-    s_console->m_lastLogLine = line;
+    message(QStringLiteral("log: "), tint, line);
+    m_lastLogLine = line;
+}
+
+void Console::holdLog()
+{
+    if (!m_verbose)
+        m_heldLog.emplace();
+}
+
+void Console::releaseLog(const std::function<bool(const QString&)>& isTold)
+{
+    const std::optional<QList<HeldLine>> held = std::exchange(m_heldLog, std::nullopt);
+    if (!held)
+        return;
+    for (const HeldLine& line : *held) {
+        if (!isTold || !isTold(line.line))
+            logLine(line.tint, line.line);
+    }
 }
 
 void Console::tellRepeats()
@@ -173,6 +234,9 @@ void Console::tellRepeats()
 
 void Console::message(const QString& kind, Tint tint, const QString& text)
 {
+    // The reader has gone and wants nothing more.
+    if (m_outputLoss && m_outputLoss->isEmpty())
+        return;
     clearProgress();
     tellRepeats();
     write(stderr, QStringLiteral("mdc-bench: %1%2\n")

@@ -2,7 +2,12 @@
 
 #include "applications/bench/core/output_format.h"
 
+#include <QJsonObject>
 #include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
 
 // Where the program speaks: results to standard output, messages to standard error, each written at
 // once. While it lives, Qt's log goes to standard error too, one readable line per message; a message
@@ -17,8 +22,24 @@ public:
     ~Console();
     Q_DISABLE_COPY(Console)
 
+    // Nothing more is written, and `onOutputLost` called once, when standard output cannot be written (a full
+    // disk, a reader that has gone).
     void out(const QString& text);
     void out(const QByteArray& utf8);
+    // The reader of standard output has gone.
+    void loseReader();
+    void setOutputLostHandler(std::function<void()> onOutputLost);
+    // What was wrong with standard output, in the system's words; empty for a reader that has gone, and
+    // nothing while all is well.
+    std::optional<QString> outputLoss() const { return m_outputLoss; }
+    // Has standard output taken anything?
+    bool hasWritten() const { return m_hasWritten; }
+
+    // The document of results, written at the end of the program with what is known then.
+    void keepDocument(const QJsonObject& document) { m_document = document; }
+    const std::optional<QJsonObject>& document() const { return m_document; }
+    // Number of the next line of results, from 1.
+    quint64 nextSequence() { return ++m_sequence; }
     // The text coloured for standard output.
     QString tinted(const QString& text, Tint tint) const;
     // Each one line "mdc-bench: …" to standard error.
@@ -27,7 +48,15 @@ public:
     void hint(const QString& text);    // what to do about an error; not when quiet
     void note(const QString& text);    // verbose only
 
+    // What error() was told, in order.
+    const QStringList& errors() const { return m_errors; }
+
     bool verbose() const { return m_verbose; }
+
+    // From now on Qt's log is kept back, until it is released: all but what `isTold` says is told in another
+    // way. Not when verbose.
+    void holdLog();
+    void releaseLog(const std::function<bool(const QString& line)>& isTold = {});
 
     // Progress goes to standard error: on a terminal it stays on one line, which the next text of any
     // kind wipes out; else it is a line like the others. Not when quiet.
@@ -49,6 +78,21 @@ private:
     int m_progressLength = 0; // characters of progress that stand on the terminal
     bool m_outColour;
     bool m_errorColour;
+    void loseOutput(const QString& reason);
+    void logLine(Tint tint, const QString& line);
+
+    std::function<void()> m_onOutputLost;
+    std::optional<QString> m_outputLoss;
+    bool m_hasWritten = false;
+    std::optional<QJsonObject> m_document;
+    quint64 m_sequence = 0;
+    QStringList m_errors;
+    struct HeldLine
+    {
+        Tint tint;
+        QString line;
+    };
+    std::optional<QList<HeldLine>> m_heldLog;
     QString m_lastLogLine;
     int m_repeats = 0;
     QtMessageHandler m_previousHandler;

@@ -20,14 +20,14 @@ DAbstractPlugin* deviceWithCommands(const BenchSession& session, const QStringLi
     return device;
 }
 
-OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, const QString& consequence,
-                        Console& console)
+OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int timeout,
+                        const QString& consequence, Console& console)
 {
-    OrderEnd end = session.identify(device);
+    OrderEnd end = session.identify(device, timeout);
     if (end.code == ExitCode::Done)
         return end;
     console.error(QStringLiteral("%1the controller could not be identified (getInfo): %2")
-                      .arg(consequence, end.outcome.errorMessage));
+                      .arg(consequence, end.outcome.errorMessage + boundText(end)));
     // It only reads.
     console.error(QStringLiteral("nothing was written"));
     if (!remedyFor(end.code).isEmpty())

@@ -9,6 +9,7 @@
 DAbstractPlugin* deviceWithCommands(const BenchSession& session, const QStringList& commands,
                                     Console& console);
 
-// Asks the controller who it is; tells `consequence` (may be empty) and the reason when that fails.
-OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, const QString& consequence,
-                        Console& console);
+// Asks the controller who it is, for `timeout` ms at most (0 for no bound); tells `consequence` (may be
+// empty) and the reason when that fails.
+OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int timeout,
+                        const QString& consequence, Console& console);

@@ -4,6 +4,8 @@
 
 #include <QtGlobal>
 
+#include <utility>
+
 #ifdef Q_OS_WIN
 
 // The console's control handler runs on a thread of its own and would have to post into the event
@@ -28,8 +30,11 @@ namespace {
 // A signal handler may call next to nothing: it writes a byte that the event loop reads.
 std::array<int, 2> s_pipe{-1, -1};
 volatile std::sig_atomic_t s_count = 0;
-struct sigaction s_previousInterrupt;
-struct sigaction s_previousTerminate;
+constexpr std::array c_signals{SIGINT, SIGTERM, SIGHUP};
+// A write that cannot be done is told by the write.
+constexpr std::array c_ignored{SIGPIPE, SIGXFSZ};
+std::array<struct sigaction, c_signals.size()> s_previous;
+std::array<struct sigaction, c_ignored.size()> s_previousIgnored;
 
 extern "C" void onSignal(int)
 {
@@ -52,23 +57,33 @@ Interrupt::Interrupt(QObject* parent)
     auto* const notifier = new QSocketNotifier(s_pipe[0], QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this, notifier] {
         notifier->setEnabled(false);
-        m_requested = true;
-        Q_EMIT interrupted();
+        tell();
     });
     struct sigaction action = {};
     action.sa_handler = &onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    sigaction(SIGINT, &action, &s_previousInterrupt);
-    sigaction(SIGTERM, &action, &s_previousTerminate);
+    for (std::size_t i = 0; i < c_signals.size(); ++i) {
+        sigaction(c_signals.at(i), &action, &s_previous.at(i));
+        // Who starts the program with a signal ignored, as nohup does, wants it to go on.
+        if (c_signals.at(i) == SIGHUP && s_previous.at(i).sa_handler == SIG_IGN)
+            sigaction(SIGHUP, &s_previous.at(i), nullptr);
+    }
+    struct sigaction ignored = {};
+    ignored.sa_handler = SIG_IGN;
+    sigemptyset(&ignored.sa_mask);
+    for (std::size_t i = 0; i < c_ignored.size(); ++i)
+        sigaction(c_ignored.at(i), &ignored, &s_previousIgnored.at(i));
 }
 
 Interrupt::~Interrupt()
 {
     if (s_pipe[0] < 0)
         return;
-    sigaction(SIGINT, &s_previousInterrupt, nullptr);
-    sigaction(SIGTERM, &s_previousTerminate, nullptr);
+    for (std::size_t i = 0; i < c_signals.size(); ++i)
+        sigaction(c_signals.at(i), &s_previous.at(i), nullptr);
+    for (std::size_t i = 0; i < c_ignored.size(); ++i)
+        sigaction(c_ignored.at(i), &s_previousIgnored.at(i), nullptr);
     qDeleteAll(findChildren<QSocketNotifier*>());
     close(s_pipe[0]);
     close(s_pipe[1]);
@@ -76,3 +91,15 @@ Interrupt::~Interrupt()
 }
 
 #endif
+
+void Interrupt::request()
+{
+    QMetaObject::invokeMethod(this, &Interrupt::tell, Qt::QueuedConnection);
+}
+
+void Interrupt::tell()
+{
+    if (std::exchange(m_requested, true))
+        return;
+    Q_EMIT interrupted();
+}

@@ -2,8 +2,8 @@
 
 #include <QObject>
 
-// Ctrl-C (and a request to terminate) as a Qt signal. One at a time in a process; needs an event
-// loop. The second Ctrl-C ends the process at once with exit code 130: whatever the first one waits
+// Ctrl-C, a request to terminate and a terminal that closes as a Qt signal. One at a time in a process; needs
+// an event loop. The second Ctrl-C ends the process at once with exit code 130: whatever the first one waits
 // for, the person at the keyboard has the last word.
 class Interrupt : public QObject
 {
@@ -15,10 +15,14 @@ public:
     ~Interrupt() override;
 
     bool requested() const { return m_requested; }
+    // As if Ctrl-C had been pressed, on a later turn of the event loop.
+    void request();
 
 Q_SIGNALS:
     void interrupted();
 
 private:
+    void tell();
+
     bool m_requested = false;
 };

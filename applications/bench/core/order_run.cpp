@@ -3,7 +3,15 @@
 #include <lib_host/d_host.h>
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <QElapsedTimer>
 #include <QTimer>
+
+QString boundText(const OrderEnd& end)
+{
+    if (end.exceededBound == 0)
+        return {};
+    return QStringLiteral("; the %1 ms of the whole order (--timeout) were up").arg(end.exceededBound);
+}
 
 OrderRun::OrderRun(DHost& host, const DAbstractPlugin& plugin, const OrderTerms& terms, Console& console,
                    Interrupt& interrupt)
@@ -33,12 +41,30 @@ OrderEnd OrderRun::run(const QString& command, const QVariantMap& arguments)
             if (!m_isStopped)
                 stop();
         });
+    QElapsedTimer elapsed;
+    elapsed.start();
     m_loop.exec();
 
+    // An instruction is given no more time than its order has left, and tells of its own end first.
+    constexpr int c_early = 5; // ms
+    const bool isLate = m_terms.timeout > 0 && elapsed.elapsed() >= m_terms.timeout - c_early;
+    if (isLate && !m_end.outcome.ok)
+        m_end.exceededBound = m_terms.timeout;
+    failWithoutUpdates();
     m_end.code = exitCodeFor(m_end.outcome);
     if (m_isInterrupted && (m_stopName.isEmpty() || !m_end.outcome.ok))
         m_end.code = ExitCode::Interrupted;
     return m_end;
+}
+
+// A listening order misses replies and goes on; one that has had nothing else has not listened.
+void OrderRun::failWithoutUpdates()
+{
+    if (m_stopName.isEmpty() || !m_end.outcome.ok || m_updates > 0 || m_missed.message.isEmpty())
+        return;
+    m_end.outcome.ok = false;
+    m_end.outcome.errorCode = static_cast<IMessenger::EnErrorCode>(m_missed.code);
+    m_end.outcome.errorMessage = m_missed.message;
 }
 
 void OrderRun::followOrder()
@@ -49,9 +75,11 @@ void OrderRun::followOrder()
                              handleUpdate(results);
                      });
     QObject::connect(&m_host, &DHost::orderFailureReported, &m_loop,
-                     [this](quint64 order, int, const QString& message) {
-                         if (order == m_order)
-                             warn(m_outage.missed(message));
+                     [this](quint64 order, int code, const QString& message) {
+                         if (order != m_order)
+                             return;
+                         m_missed = {code, message};
+                         warn(m_outage.missed(message));
                      });
     QObject::connect(&m_host, &DHost::orderFinished, &m_loop,
                      [this](quint64 order, const DOrderOutcome& outcome) {
@@ -80,6 +108,7 @@ void OrderRun::followInterrupt()
 void OrderRun::handleUpdate(const QVariantMap& results)
 {
     warn(m_outage.answered());
+    ++m_updates;
     if (m_terms.onUpdate && !m_terms.onUpdate(results))
         stop();
 }

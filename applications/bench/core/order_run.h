@@ -39,9 +39,14 @@ struct OrderEnd
 {
     DOrderOutcome outcome;
     ExitCode code = ExitCode::CommandFailed;
+    // It was the bound of the whole order that cut it off; ms, 0 when it was not.
+    int exceededBound = 0;
     // What it did to registers, whether it failed or not.
     WriteRecord writes;
 };
+
+// "; the 300 ms of the whole order (--timeout) were up", empty when they were not.
+QString boundText(const OrderEnd& end);
 
 // One order from its start to its end.
 //
@@ -59,6 +64,7 @@ public:
     OrderEnd run(const QString& command, const QVariantMap& arguments);
 
 private:
+    void failWithoutUpdates();
     void followOrder();
     void followInstructions();
     void followInterrupt();
@@ -82,5 +88,12 @@ private:
     bool m_isInterrupted = false;
     bool m_isStopped = false;
     Outage m_outage;
+    qint64 m_updates = 0;
+    struct Missed
+    {
+        int code = 0;
+        QString message; // empty while no reply was missed
+    };
+    Missed m_missed; // the last one
     OrderEnd m_end;
 };

@@ -1,6 +1,5 @@
 #include "applications/bench/core/result_writer.h"
 
-#include <QJsonDocument>
 #include <QLocale>
 
 ResultWriter::ResultWriter(Console& console, OutputFormat format)
@@ -37,7 +36,7 @@ void ResultWriter::document(const QJsonObject& members)
     QJsonObject document = members;
     document.insert(QStringLiteral("v"), c_jsonFormatVersion);
     document.insert(QStringLiteral("time"), isoTime(QDateTime::currentDateTime()));
-    m_console.out(QJsonDocument(document).toJson(QJsonDocument::Indented));
+    m_console.keepDocument(document);
 }
 
 void ResultWriter::record(const QString& name, const QJsonObject& value)
@@ -52,7 +51,7 @@ void ResultWriter::lines(const QList<NamedValue>& values)
         return;
     const QDateTime now = QDateTime::currentDateTime();
     for (const NamedValue& value : values)
-        m_console.out(jsonLine(++m_sequence, now, value) + '\n');
+        m_console.out(jsonLine(m_console.nextSequence(), now, value) + '\n');
 }
 
 QJsonObject toJson(const QList<NamedValue>& values)

@@ -17,7 +17,7 @@ public:
     // An update of a command that goes on: as above with the time in front, and for Json kept for
     // the document.
     void update(const QList<NamedValue>& values);
-    // One JSON document with "v" and "time" and these members; only for Json.
+    // One JSON document with "v" and "time" and these members, written at the program's end; only for Json.
     void document(const QJsonObject& members);
     // A record of a list: one line for JsonLines, nothing for the other forms.
     void record(const QString& name, const QJsonObject& value);
@@ -29,7 +29,6 @@ private:
 
     Console& m_console;
     OutputFormat m_format;
-    quint64 m_sequence = 0;
     QJsonArray m_updates;
 };
 

@@ -114,7 +114,7 @@ ExitCode ResultsSubcommand::run(const GeneralOptions& general, Console& console,
     DAbstractPlugin* const device = deviceWithCommands(session, c_commands, console);
     if (device == nullptr)
         return ExitCode::Usage;
-    const OrderEnd identified = identifyOrTell(session, *device, QString(), console);
+    const OrderEnd identified = identifyOrTell(session, *device, 0, QString(), console);
     if (identified.code != ExitCode::Done)
         return identified.code;
     const QVariantMap information = identified.outcome.results;

@@ -31,6 +31,14 @@ QString unknownCommandText(const DAbstractPlugin& plugin, const QString& command
     return text + QStringLiteral("; it has: %1").arg(plugin.getFunctions(true).join(QStringLiteral(", ")));
 }
 
+// A line of the log that says no more than the outcome does: that the link went with it, or of which shape a
+// reply is that tells of a failure.
+bool isToldBy(const DOrderOutcome& outcome, const QString& line)
+{
+    return !outcome.ok && !outcome.errorMessage.isEmpty() &&
+           (line.startsWith(QLatin1String("ERROR: Reply")) || outcome.errorMessage.contains(line));
+}
+
 } // namespace
 
 CommandRun::CommandRun(const GeneralOptions& general, const RunOptions& options, Console& console,
@@ -131,7 +139,7 @@ ExitCode CommandRun::identify()
     if (!isWanted)
         return ExitCode::Done;
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
-    const OrderEnd end = identifyOrTell(m_session, *m_plugin, consequence, m_console);
+    const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
     m_serial = m_session.serialOf(*m_plugin);
     return end.code;
 }
@@ -231,7 +239,12 @@ OrderEnd CommandRun::runOrder()
     terms.timeout = m_options.timeout;
     terms.onUpdate = [this](const QVariantMap& results) { return takeUpdate(results); };
     terms.duration = m_options.bounds.duration;
-    return m_session.runOrder(*m_plugin, m_options.command, m_arguments, terms);
+    // What the plug-in logs of a reply that failed says the same once more, of the reply's shape.
+    if (!m_isListening)
+        m_console.holdLog();
+    OrderEnd end = m_session.runOrder(*m_plugin, m_options.command, m_arguments, terms);
+    m_console.releaseLog([&end](const QString& line) { return isToldBy(end.outcome, line); });
+    return end;
 }
 
 bool CommandRun::takeUpdate(const QVariantMap& results)
@@ -291,11 +304,9 @@ QString CommandRun::failureText(const OrderEnd& end) const
 {
     if (end.code == ExitCode::Interrupted)
         return QStringLiteral("\"%1\" was interrupted").arg(m_options.command);
-    if (end.code == ExitCode::TimedOut && m_options.timeout > 0)
-        return QStringLiteral("%1 (--timeout)").arg(end.outcome.errorMessage);
     if (end.outcome.errorMessage.isEmpty())
         return QStringLiteral("\"%1\" says that it was not done").arg(m_options.command);
-    return end.outcome.errorMessage;
+    return end.outcome.errorMessage + boundText(end);
 }
 
 void CommandRun::tellFailure(const OrderEnd& end)

@@ -21,15 +21,24 @@ class TstBenchInterrupt : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void interruptedCommand_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("Ctrl-C") << SIGINT;
+        QTest::newRow("a request to terminate") << SIGTERM;
+        QTest::newRow("the terminal has closed") << SIGHUP;
+    }
+
     void interruptedCommand()
     {
+        QFETCH(int, signal);
         QProcess process;
         process.start(c_program, {"run", "getRegister", "channel=direction", "--fault", "no-answer", "-v"});
         QVERIFY(process.waitForStarted());
         process.setReadChannel(QProcess::StandardError);
         QByteArray seen;
         QTRY_VERIFY_WITH_TIMEOUT((seen += process.readAll()).contains("fault no-answer"), c_programTimeout);
-        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
         QVERIFY(process.waitForFinished(c_programTimeout));
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(process.exitCode(), 130);

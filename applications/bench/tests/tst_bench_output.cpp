@@ -17,6 +17,17 @@ constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an
 
 const QString c_program = QStringLiteral(MDC_BINARY_DIRECTORY "/bin/mdc-bench");
 
+// A command of the shell, in which $BENCH is the program.
+BenchEnd runShell(const QString& command)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("BENCH", c_program);
+    process.setProcessEnvironment(environment);
+    process.start("bash", {"-c", command});
+    return endOf(process, c_programTimeout);
+}
+
 BenchEnd runBench(const QStringList& arguments)
 {
     return endOf(*startBench(arguments), c_programTimeout);
@@ -108,6 +119,85 @@ private Q_SLOTS:
         QVERIFY2(iso.match(object.value("time").toString()).hasMatch(), qPrintable(lines.constFirst()));
     }
 
+    void outputThatCannotBeWritten_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("help") << "$BENCH --help > /dev/full";
+        QTest::newRow("faults") << "$BENCH run getInfo --fault help > /dev/full";
+        QTest::newRow("list") << "$BENCH list > /dev/full";
+        QTest::newRow("commands") << "$BENCH commands > /dev/full";
+        QTest::newRow("run") << "$BENCH run getInfo > /dev/full";
+        QTest::newRow("run, a document") << "$BENCH run getInfo --format json > /dev/full";
+        QTest::newRow("listening") << "$BENCH run listenMotorRunState > /dev/full";
+        QTest::newRow("results") << "$BENCH results > /dev/full";
+        QTest::newRow("check") << "$BENCH check > /dev/full";
+        QTest::newRow("demo") << "$BENCH demo --tcp > /dev/full";
+        QTest::newRow("backup") << "cd $(mktemp -d) && $BENCH backup > /dev/full";
+        QTest::newRow("a limit of file sizes") << "f=$(mktemp); (ulimit -f 1; exec $BENCH commands > $f) 2> "
+                                                  "$f.err; code=$?; cat $f.err >&2; exit $code";
+    }
+
+    void outputThatCannotBeWritten()
+    {
+        QFETCH(QString, command);
+        const BenchEnd ended = runShell(command);
+        QVERIFY2(ended.exitCode == 1, qPrintable(QString::number(ended.exitCode) + "\n" + ended.err));
+        QCOMPARE(ended.err.count("cannot be written to standard output"), 1);
+    }
+
+    void readerThatGoesAway_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::newRow("listening") << "$BENCH run listenMotorRunState | head -1";
+        QTest::newRow("nothing to write") << "$BENCH results | head -1";
+        QTest::newRow("a list") << "$BENCH commands | head -1";
+    }
+
+    void readerThatGoesAway()
+    {
+        QFETCH(QString, command);
+        const BenchEnd ended = runShell(command + "; exit ${PIPESTATUS[0]}");
+        QVERIFY2(ended.exitCode == 0, qPrintable(QString::number(ended.exitCode) + "\n" + ended.err));
+        QCOMPARE(ended.out.count('\n'), 1);
+        QCOMPARE(ended.err, QString());
+    }
+
+    void documentOfAFailure_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("code");
+        QTest::newRow("subcommand") << QStringList{"rnu"} << 2;
+        QTest::newRow("option") << QStringList{"list", "--formt"} << 2;
+        QTest::newRow("fault") << QStringList{"run", "getInfo", "--fault", "x"} << 2;
+        QTest::newRow("command") << QStringList{"run", "setDirectoin"} << 2;
+        QTest::newRow("parameter") << QStringList{"run", "setLock"} << 2;
+        QTest::newRow("configuration") << QStringList{"list", "--config", "/absent.json"} << 3;
+        QTest::newRow("plug-ins") << QStringList{"list", "--plugins", "/absent"} << 4;
+        QTest::newRow("out of reach") << QStringList{"run", "getInfo", "--fault", "refuse"} << 5;
+        QTest::newRow("refused") << QStringList{"run", "setProgram", "program=999"} << 7;
+        QTest::newRow("file") << QStringList{"compare", "/absent", "/absent"} << 1;
+        QTest::newRow("check") << QStringList{"check", "--fault", "refuse"} << 5;
+    }
+
+    void documentOfAFailure()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, code);
+        const BenchEnd json = runBench(arguments + QStringList{"--format", "json"});
+        QVERIFY2(json.exitCode == code, qPrintable(QString::number(json.exitCode) + "\n" + json.err));
+        const QJsonObject document = documentOf(json);
+        QCOMPARE(document.value("exitCode").toInt(), code);
+        QCOMPARE(document.value("ok").toBool(true), false);
+        QVERIFY2(!document.value("error").toString().isEmpty(), qPrintable(json.out));
+
+        const BenchEnd lines = runBench(arguments + QStringList{"--format", "jsonl"});
+        QCOMPARE(lines.exitCode, code);
+        const QString last = lines.out.trimmed().section('\n', -1);
+        const QJsonObject end = QJsonDocument::fromJson(last.toUtf8()).object();
+        QCOMPARE(end.value("name").toString(), QString("end"));
+        QCOMPARE(end.value("value").toObject().value("exitCode").toInt(), code);
+    }
+
     void json()
     {
         const QJsonObject good =
@@ -115,7 +205,8 @@ private Q_SLOTS:
         QCOMPARE(good.value("v").toInt(), 1);
         QCOMPARE(good.value("ok").toBool(), true);
         QCOMPARE(good.value("results").toObject().value("doneOk").toBool(), true);
-        const QJsonObject bad = documentOf(runBench({"run", "setProgram", "program=0", "--format", "json"}));
+        const QJsonObject bad =
+            documentOf(runBench({"run", "setProgram", "program=999", "--format", "json"}));
         QCOMPARE(bad.value("ok").toBool(true), false);
         QCOMPARE(bad.value("exitCode").toInt(), 7);
         QVERIFY(!bad.value("error").toString().isEmpty());
