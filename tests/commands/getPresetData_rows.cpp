@@ -82,8 +82,9 @@ QList<RunRow> runs()
     return {
         {"getPresetData preset=2", "", 0, R"("name":"presetData","value":{"acceleration":)", nullptr, 0,
          R"("name":"presetData","value":{"presetData":{)"},
-        {"getPresetData preset=999", "", 0, R"("name":"presetData","value":{})", nullptr, 0},
-        {"getPresetData preset=0", "", 1, nullptr, "failure to get preset value", 1},
+        {"getPresetData preset=999", "", 1, R"("name":"presetData","value":{})", "preset 999 is beyond", 1},
+        {"getPresetData preset=0", "", 2, nullptr, "it is from 1 on", 1},
+        {"getPresetData preset=0 --force", "", 1, nullptr, "failure to get preset value", 1},
         {"getPresetData preset=2", "exception=2", 7, nullptr, c_refusal, 1},
         {"getPresetData preset=2", "no-answer", 6, nullptr, c_noAnswer, 1},
         {"getPresetData preset=2", "cut-middle", 6, nullptr, c_noAnswer, 1},
