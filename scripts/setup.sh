@@ -20,7 +20,8 @@ packages=(
   # tests
   mbpoll                 # an independent Modbus master
   python3 python3-pymodbus python3-serial python3-serial-asyncio  # independent Modbus peers, and what they import
-  qtdeclarative5-dev-tools  # qmllint
+  qtdeclarative5-dev-tools  # qmllint, qmlcachegen
+  strace                 # which files a program opens
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
   clang libclang-rt-14-dev     # libFuzzer
 )

@@ -37,6 +37,7 @@ public:
             *error = QStringLiteral("there is no display to show a window on");
             return nullptr;
         }
+        readNoCompiledPages();
         // A few texts and lines need no graphics card, and where there is none Qt ends the program.
         QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
         QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));

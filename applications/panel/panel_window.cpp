@@ -25,8 +25,16 @@ QQuickItem* visibleItem(QQuickItem* from, const QString& ending)
 
 } // namespace
 
+void readNoCompiledPages()
+{
+    // This one would have the last word.
+    qunsetenv("QML_FORCE_DISK_CACHE");
+    qputenv("QML_DISABLE_DISK_CACHE", QByteArrayLiteral("1"));
+}
+
 PanelWindow::PanelWindow(const PanelRequest& request)
 {
+    readNoCompiledPages();
     setTitle(request.title);
     setResizeMode(QQuickView::SizeRootObjectToView);
     resize(request.size);

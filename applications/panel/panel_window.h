@@ -9,6 +9,11 @@
 #include <memory>
 #include <vector>
 
+// Makes Qt compile every page from its text, in this process and whatever its environment asks for. Qt looks
+// for a compiled form of "qrc:/x.qml" in the file ":/x.qmlc" of the current folder, and runs what whoever
+// prepared that folder put there. To be called before any page is loaded: Qt asks once.
+void readNoCompiledPages();
+
 // A window with the pages of some devices, one tab each.
 class PanelWindow : public QQuickView
 {

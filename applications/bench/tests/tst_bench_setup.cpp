@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMap>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -16,6 +17,99 @@ constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an
 BenchEnd runBench(const QStringList& arguments)
 {
     return endOf(*startBench(arguments), c_programTimeout);
+}
+
+// In the place of the page's frame: says so when it is run.
+const QByteArray c_trapPage = R"(import QtQuick 2.12
+Item {
+    property bool dark
+    property var names
+    function addPage(page) {}
+    Component.onCompleted: console.warn("the trap was run")
+}
+)";
+
+// A folder that somebody else has prepared for whoever starts a program in it.
+class TrapFolder
+{
+public:
+    bool make()
+    {
+        // Qt looks for the compiled form of "qrc:/x.qml" in "./:/x.qmlc".
+        const QString page = QStringLiteral("applications/Kivora/gui/PanelShell.qml");
+        if (!put("trap.qml", c_trapPage) || !put(":/applications/Kivora/gui/PanelShell.qml", c_trapPage))
+            return false;
+        QProcess compiler;
+        compiler.start(MDC_QMLCACHEGEN,
+                       {"--resource-path", page, "-o", path(":/" + page + "c"), path("trap.qml")});
+        if (!compiler.waitForFinished() || compiler.exitCode() != 0)
+            return false;
+        for (const char* const name : {"qmldir",
+                                       "QtQuick/qmldir",
+                                       "QtQuick.2/qmldir",
+                                       ":/applications/Kivora/gui/panels/qmldir",
+                                       "qt.conf",
+                                       ":/qt/etc/qt.conf",
+                                       "qtquickcontrols2.conf",
+                                       ":/qtquickcontrols2.conf",
+                                       "translations/panel_en.qm",
+                                       ":/translations/panel_en.qm",
+                                       "configuration.schema.json",
+                                       ":/configuration.schema.json",
+                                       "bench.json",
+                                       "properties.json",
+                                       "platforms/libqoffscreen.so",
+                                       "plugins/libp_device_mdc.so",
+                                       "plugins/platforms/libqoffscreen.so",
+                                       "imageformats/libqpng.so",
+                                       "styles/libstyle.so",
+                                       "canbus/libcan.so",
+                                       "lib_host.so",
+                                       "lib_utilities.so",
+                                       "lib_plugins_management.so",
+                                       "lib_panel.so",
+                                       "lib/lib_panel.so",
+                                       "libp_device_mdc.so",
+                                       "libp_driver_modbus.so",
+                                       "libQt5Core.so.5",
+                                       "libQt5Qml.so.5",
+                                       "libc.so.6"}) {
+            if (!put(QLatin1String(name), "a trap"))
+                return false;
+        }
+        return true;
+    }
+
+    QString path() const { return m_folder.path(); }
+    // Not the folder's own filePath(), which takes what begins with ":" for a resource.
+    QString path(const QString& name) const { return path() + QLatin1Char('/') + name; }
+
+private:
+    bool put(const QString& name, const QByteArray& content)
+    {
+        return QDir().mkpath(QFileInfo(path(name)).absolutePath()) && writeFile(path(name), content);
+    }
+
+    QTemporaryDir m_folder;
+};
+
+// What a program opened, or tried to, by a relative name or below the folder, as strace told.
+QStringList opensBelow(const QString& folder, const QString& record)
+{
+    QFile file(record);
+    if (!file.open(QIODevice::ReadOnly))
+        return {QStringLiteral("no record")};
+    static const QRegularExpression c_open("(?:open|openat|execve)\\((?:AT_FDCWD, )?\"([^\"]+)\"");
+    QStringList found;
+    int opens = 0;
+    while (!file.atEnd()) {
+        const QString name = c_open.match(QString::fromUtf8(file.readLine())).captured(1);
+        opens += name.isEmpty() ? 0 : 1;
+        const bool isBelow = name.startsWith(folder + QLatin1Char('/'));
+        if (!name.isEmpty() && (isBelow || !name.startsWith(QLatin1Char('/'))))
+            found.append(name);
+    }
+    return opens > 0 ? found : QStringList{QStringLiteral("nothing was recorded")};
 }
 
 } // namespace
@@ -33,6 +127,55 @@ private Q_SLOTS:
         // Nothing of the person who runs the tests, and nothing left behind.
         qputenv("XDG_DATA_HOME", m_samples.path().toLocal8Bit());
         qunsetenv("NO_COLOR");
+    }
+
+    void currentFolder_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<bool>("forcesCache");
+        const QString picture = m_samples.filePath("trapped.png");
+        QTest::newRow("list") << "mdc-bench" << QStringList{"list"} << false;
+        QTest::newRow("run") << "mdc-bench" << QStringList{"run", "getInfo"} << false;
+        QTest::newRow("check") << "mdc-bench" << QStringList{"check"} << false;
+        QTest::newRow("panel") << "mdc-bench" << QStringList{"panel", "--screenshot", picture} << false;
+        QTest::newRow("panel, cache forced")
+            << "mdc-bench" << QStringList{"panel", "--screenshot", picture} << true;
+        QTest::newRow("simulator") << "mdc-simulator" << QStringList{"--help"} << false;
+    }
+
+    // Where a program is started is nobody's reason to load anything from there.
+    void currentFolder()
+    {
+        QFETCH(QString, program);
+        QFETCH(QStringList, arguments);
+        QFETCH(bool, forcesCache);
+        TrapFolder traps;
+        QVERIFY(traps.make());
+        const QString record = m_samples.filePath("opened.txt");
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        if (forcesCache)
+            environment.insert("QML_FORCE_DISK_CACHE", "1");
+        // Who looks for leaks stops a program as strace does, and both cannot.
+        environment.insert("ASAN_OPTIONS", "detect_leaks=0");
+        const auto run = [&](const QString& file, const QStringList& all) {
+            QProcess process;
+            process.setWorkingDirectory(traps.path());
+            process.setProcessEnvironment(environment);
+            process.start(file, all);
+            process.closeWriteChannel();
+            return endOf(process, 2 * c_programTimeout);
+        };
+        const QString path = MDC_BINARY_DIRECTORY "/bin/" + program;
+        const BenchEnd plain = run(path, arguments);
+        QVERIFY2(plain.exitCode == 0, qPrintable(plain.err));
+        QVERIFY2(!plain.err.contains("trap"), qPrintable(plain.err));
+        const QStringList watched{"-f", "-qq", "-s", "4096", "-e", "trace=open,openat,execve", "-o", record};
+        if (run("strace", watched + QStringList{"true"}).exitCode != 0)
+            QSKIP("strace is missing (scripts/setup.sh), or this machine does not let it look");
+        const BenchEnd ended = run("strace", watched + QStringList{path} + arguments);
+        QVERIFY2(ended.exitCode == 0, qPrintable(ended.err));
+        QCOMPARE(opensBelow(traps.path(), record), QStringList());
     }
 
     void brokenConfiguration_data()
