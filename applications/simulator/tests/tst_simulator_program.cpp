@@ -204,7 +204,7 @@ void TestSimulatorProgram::programFollowsTheDriver_data()
     const QByteArray configured = R"("unitId": 7, "addressOffset": -1)";
     QTest::newRow("as configured") << configured << QStringList() << "unit 7, address offset -1, MDC-32"
                                    << QString() << 7 << 6100;
-    QTest::newRow("not configured") << QByteArray(R"("host": "there")") << QStringList() << "unit 1, MDC-32"
+    QTest::newRow("not configured") << QByteArray(R"("settleDelay": 0)") << QStringList() << "unit 1, MDC-32"
                                     << QString() << 1 << 6101;
     QTest::newRow("options go before") << configured << QStringList{"--unit", "3", "--address-offset", "0"}
                                        << "unit 3, MDC-32" << QString() << 3 << 6101;

@@ -2,6 +2,8 @@
 
 #include "log_line.h"
 
+using namespace mdc;
+
 const QMap<QString, int> BeMaintenanceDeviceMdc::c_commandsChannelsIndex{
     {QStringLiteral("setLock"), 100},
     {QStringLiteral("setProgram"), 200},

@@ -10,6 +10,8 @@
 #include <QCoreApplication>
 #include <QDate>
 
+using namespace mdc;
+
 namespace {
 
 // Registers that one read asks for.

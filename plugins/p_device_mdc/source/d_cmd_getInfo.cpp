@@ -5,6 +5,8 @@
 #include "p_device_mdc.h"
 #include "register_map.h"
 
+using namespace mdc;
+
 namespace {
 
 // One table for every run; a command holds a share of it.

@@ -6,6 +6,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 namespace {
 
 // Presets, registers and the addresses of parameters are numbered from 1.

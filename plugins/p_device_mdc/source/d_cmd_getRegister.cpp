@@ -4,6 +4,8 @@
 #include "p_device_mdc.h"
 #include "register_map.h"
 
+using namespace mdc;
+
 DCmdGetRegister::DCmdGetRegister(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("getRegister"), arguments, parent)
 {

@@ -7,6 +7,8 @@
 
 #include <utility>
 
+using namespace mdc;
+
 namespace {
 
 constexpr qint32 c_unchanged = -1;

@@ -5,6 +5,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 DCmdListenMotorRun::DCmdListenMotorRun(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("listenMotorRunState"), QStringLiteral("stopListening"), arguments,
                        parent)

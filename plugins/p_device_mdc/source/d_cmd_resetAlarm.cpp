@@ -4,6 +4,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 DCmdResetAlarm::DCmdResetAlarm(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("resetAlarm"), arguments, parent)
 {

@@ -8,6 +8,8 @@
 #include <QCoreApplication>
 #include <QFile>
 
+using namespace mdc;
+
 namespace {
 
 // States of a status report.

@@ -5,6 +5,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 DCmdSetDirection::DCmdSetDirection(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("setDirection"), arguments, parent)
 {

@@ -5,6 +5,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 namespace {
 
 constexpr qint32 c_nothingWanted = -1; // as constructed

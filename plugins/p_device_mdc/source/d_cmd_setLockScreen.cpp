@@ -6,6 +6,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 namespace {
 
 constexpr int c_unknownGeneration = 0;

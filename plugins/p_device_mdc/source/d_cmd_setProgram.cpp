@@ -5,6 +5,8 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+using namespace mdc;
+
 DCmdSetProgram::DCmdSetProgram(const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(QStringLiteral("setProgram"), arguments, parent)
 {

@@ -4,6 +4,8 @@
 
 #include <QThread>
 
+namespace mdc {
+
 namespace {
 
 // All sources of the plug-in stand in this one folder.
@@ -32,3 +34,5 @@ QString logSourceName(const char* filePath)
         name.truncate(extension);
     return QLatin1String(c_sourceFolder) + name;
 }
+
+} // namespace mdc

@@ -7,6 +7,8 @@
 
 class QObject;
 
+namespace mdc {
+
 // Opens a critical line of the plug-in's log: a line feed, the date, the thread, the object's address,
 // the source file and the line of the caller. The caller streams the message behind it; items are
 // separated by one blank and texts are not quoted.
@@ -19,3 +21,5 @@ QDebug logCritical(const QObject* object, const SourcePlace& place = SourcePlace
 // The file item of a log line: "plugins/p_device_mdc/source/d_cmd_setDirection" for whatever path to
 // that file the compiler was given, with slashes or backslashes.
 QString logSourceName(const char* filePath);
+
+} // namespace mdc

@@ -6,6 +6,8 @@
 
 #include <lib_plugins_management/d_abstract_command.h>
 
+namespace mdc {
+
 namespace {
 
 RegisterEntry registerEntry(const DAbstractCommand& command, const QString& channel, const QString& typeInfo)
@@ -58,3 +60,5 @@ QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data)
             {QStringLiteral("data"), data},
             {QStringLiteral("registerType"), entry.type}};
 }
+
+} // namespace mdc

@@ -9,6 +9,8 @@
 class DAbstractCommand;
 class PDeviceMdc;
 
+namespace mdc {
+
 // Milliseconds that an instruction may take until its reply.
 constexpr int c_instructionTimeout = 3000;
 // Milliseconds from one reading of a listening instruction to the next.
@@ -39,3 +41,5 @@ RegisterEntry registerForWrite(const DAbstractCommand& command, const QString& c
 QVariantMap readArguments(const RegisterEntry& entry);
 QVariantMap listenArguments(const RegisterEntry& entry, int dataSize);
 QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data);
+
+} // namespace mdc

@@ -2,6 +2,8 @@
 
 #include "log_line.h"
 
+namespace mdc {
+
 ReplyValues::ReplyValues(const QVariantMap& reply)
 {
     const auto values = reply.constFind(QStringLiteral("values"));
@@ -45,3 +47,5 @@ std::optional<QVariantList> blockWords(const QVariant& values, const QString& re
         return values.toList();
     return std::nullopt;
 }
+
+} // namespace mdc

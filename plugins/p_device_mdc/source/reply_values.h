@@ -11,6 +11,8 @@
 
 class QObject;
 
+namespace mdc {
+
 // What a driver's reply holds under "values". It tells what is there and never whether that is good:
 // commands differ in what they make of a malformed reply.
 class ReplyValues
@@ -51,3 +53,5 @@ void logFailureNotice(const QObject* object, const QVariantMap& reply,
 // without that key, as `resultName`, where anything but a list counts as no words. Nothing when
 // `values` is neither a list nor a map.
 std::optional<QVariantList> blockWords(const QVariant& values, const QString& resultName);
+
+} // namespace mdc

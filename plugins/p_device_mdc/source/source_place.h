@@ -7,11 +7,17 @@
 
 #include <source_location>
 
+namespace mdc {
+
 using SourcePlace = std::source_location;
+
+} // namespace mdc
 
 #else
 
 #include <cstdint>
+
+namespace mdc {
 
 // What is used of std::source_location, for compilers that have the intrinsics and not yet the class.
 class SourcePlace
@@ -37,5 +43,7 @@ private:
     std::uint_least32_t m_line = 0;
     const char* m_function = "";
 };
+
+} // namespace mdc
 
 #endif

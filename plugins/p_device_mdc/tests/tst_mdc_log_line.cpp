@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace mdc;
+
 class TestMdcLogLine : public QObject
 {
     Q_OBJECT

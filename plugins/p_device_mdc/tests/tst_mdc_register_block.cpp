@@ -9,6 +9,8 @@
 
 #include <limits>
 
+using namespace mdc;
+
 namespace {
 
 constexpr int c_lowest = std::numeric_limits<int>::min();

@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QtTest>
 
+using namespace mdc;
+
 class TestMdcReplyValues : public QObject
 {
     Q_OBJECT
