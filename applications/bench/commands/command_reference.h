@@ -1,5 +1,7 @@
 #pragma once
 
+#include "plugins/p_device_mdc/model/command_needs.h"
+
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -7,7 +9,7 @@
 #include <QList>
 #include <QString>
 
-// What a command declares, free of the plug-in it was read from.
+// What a command declares, free of the plug-in it was read from, and what is known of it besides.
 struct CommandDescription
 {
     QString name;
@@ -15,6 +17,8 @@ struct CommandDescription
     QString description;
     QList<DCommandValue> parameters;
     QList<DCommandValue> results;
+    // What it does and what its arguments and results mean on the controller; null when nobody wrote it down.
+    const CommandNeeds* known = nullptr;
 };
 
 // The commands of one plug-in kind.
@@ -33,5 +37,6 @@ QString typeText(const QString& typeCode);
 
 QString commandsAsText(const QList<PluginCommands>& plugins);
 QJsonObject commandAsJson(const PluginCommands& plugin, const CommandDescription& command);
-// A page that depends on nothing but what is declared, so that it can be compared with a stored one.
+// A page that depends on nothing but what is declared and known, so that it can be compared with a stored
+// one.
 QString commandsAsMarkdown(const QList<PluginCommands>& plugins);

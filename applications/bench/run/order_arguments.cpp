@@ -114,15 +114,8 @@ QVariant jsonOrText(const QString& text)
 
 QList<CommandArgument> knownArguments(const QString& command, const QList<DCommandValue>& declared)
 {
-    const CommandNeeds* const needs = findCommandNeeds(command);
-    if (needs == nullptr)
-        return {};
-    QStringList names;
-    for (const CommandArgument& argument : needs->arguments) {
-        if (argument.isDeclared)
-            names.append(argument.name);
-    }
-    return names == namesOf(declared) ? needs->arguments : QList<CommandArgument>();
+    const CommandNeeds* const needs = findCommandNeeds(command, namesOf(declared));
+    return needs == nullptr ? QList<CommandArgument>() : needs->arguments;
 }
 
 OrderArguments parseOrderArguments(const QString& command, const QStringList& texts,
@@ -173,18 +166,4 @@ QStringList missingArguments(const QVariantMap& given, const QList<DCommandValue
             texts.append(missingText(parameter.id, parameter.type, argument));
     }
     return texts;
-}
-
-QString rangeText(const CommandArgument& argument)
-{
-    QStringList values;
-    for (const ArgumentValue& value : argument.values)
-        values.append(QStringLiteral("%1 (%2)").arg(value.value).arg(value.meaning));
-    if (!values.isEmpty())
-        return values.join(QStringLiteral(", "));
-    if (argument.lowest && argument.highest)
-        return QStringLiteral("from %1 to %2").arg(*argument.lowest).arg(*argument.highest);
-    if (argument.lowest)
-        return QStringLiteral("from %1 on").arg(*argument.lowest);
-    return argument.highest ? QStringLiteral("up to %1").arg(*argument.highest) : QString();
 }

@@ -34,8 +34,5 @@ OrderArguments parseOrderArguments(const QString& command, const QStringList& te
 QStringList missingArguments(const QVariantMap& given, const QList<DCommandValue>& declared,
                              const QList<CommandArgument>& known);
 
-// The values that make sense, with their meanings: "0 (none), 1 (both)", "from 1 on"; empty for any.
-QString rangeText(const CommandArgument& argument);
-
 // The value that the text denotes as JSON (a number, true, "text", a list …), else the text itself.
 QVariant jsonOrText(const QString& text);

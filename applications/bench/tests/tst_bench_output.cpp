@@ -244,6 +244,71 @@ private Q_SLOTS:
                  "docs/commands.md is stale: mdc-bench commands --format markdown > docs/commands.md");
     }
 
+    // Also what a command reads without declaring it; in each form of results.
+    void everythingOfADeviceCommandHasAMeaning()
+    {
+        // Without the line breaks of a text that is too long for a terminal.
+        const QString text = runBench({"commands"}).out.simplified();
+        const QString page = runBench({"commands", "--format", "markdown"}).out;
+        const QJsonArray commands =
+            documentOf(runBench({"commands", "--format", "json"})).value("commands").toArray();
+        int known = 0;
+        for (const QJsonValue& entry : commands) {
+            const QJsonObject command = entry.toObject();
+            if (command.value("plugin").toString() != "Plugin Device MDC")
+                continue;
+            ++known;
+            QStringList meanings{command.value("effect").toString()};
+            for (const char* const list : {"parameters", "results"}) {
+                const QJsonArray values = command.value(QLatin1String(list)).toArray();
+                for (const QJsonValue& value : values)
+                    meanings.append(value.toObject().value("meaning").toString());
+            }
+            for (const QString& meaning : qAsConst(meanings)) {
+                const QString what = command.value("name").toString() + ": \"" + meaning + '"';
+                QVERIFY2(!meaning.isEmpty(), qPrintable(what));
+                QVERIFY2(text.contains(meaning), qPrintable(what));
+                QVERIFY2(page.contains(meaning), qPrintable(what));
+            }
+        }
+        QVERIFY(known > 0);
+    }
+
+    void whatAnArgumentTakesIsTold()
+    {
+        const QJsonObject setLock = documentOf(runBench({"commands", "setLock", "--format", "json"}))
+                                        .value("commands")
+                                        .toArray()
+                                        .at(0)
+                                        .toObject();
+        const QJsonArray parameters = setLock.value("parameters").toArray();
+        QCOMPARE(parameters.size(), 2);
+        const QJsonObject lock = parameters.at(0).toObject();
+        QCOMPARE(
+            lock.value("description").toString(),
+            QString("Lock state (0: Unlock 1: Lock all directions 2: Lock Loosening 3: Lock Fastening)"));
+        QCOMPARE(lock.value("declared"), QJsonValue(true));
+        QCOMPARE(lock.value("required"), QJsonValue(true));
+        QCOMPARE(lock.value("lowest").toInt(-1), 0);
+        QCOMPARE(lock.value("highest").toInt(-1), 3);
+        QCOMPARE(lock.value("values").toArray().at(2).toObject(),
+                 QJsonObject({{"value", 2}, {"meaning", "loosening"}}));
+        const QJsonObject unlock = parameters.at(1).toObject();
+        QCOMPARE(unlock.value("name").toString(), QString("unlockLoosening"));
+        QCOMPARE(unlock.value("declared"), QJsonValue(false));
+        QCOMPARE(unlock.value("required"), QJsonValue(false));
+        QCOMPARE(unlock.value("usableDefault"), QJsonValue(false));
+        QVERIFY(!unlock.contains("description"));
+
+        const QString text = runBench({"commands", "setLock"}).out;
+        for (const char* const part :
+             {"setLock lock=<ui16> [unlockLoosening=<bool>]", "not declared",
+              "0 (none), 1 (both), 2 (loosening), 3 (fastening)", "required", "default false"})
+            QVERIFY2(text.contains(part), qPrintable(part + QString(" is not in:\n") + text));
+        // A driver's commands are told as they are declared.
+        QVERIFY(runBench({"commands", "read"}).out.contains("read register=<ui16> registerType=<strg>"));
+    }
+
     void logStaysOnOneLine()
     {
         const BenchEnd ended = runBench({"run", "setDirection", "direction=1", "--no-identify"});

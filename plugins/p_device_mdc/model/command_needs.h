@@ -8,10 +8,11 @@
 
 #include <optional>
 
-// What each command of the device plug-in needs: the arguments that an order gives it and what they mean
-// on the controller, and the part of the device's configuration that it looks up. A command itself
-// silently takes 0 or an empty text for what is missing; who gives orders or writes a configuration finds
-// out here beforehand.
+// What each command of the device plug-in does and needs: what it reads and writes on the controller, the
+// arguments that an order gives it and the results that it gives, with what they mean there, and the part of
+// the device's configuration that it looks up. A command itself silently takes 0 or an empty text for what is
+// missing, and some of the descriptions that it declares are of another command; who gives orders, reads
+// results or writes a configuration finds out here.
 
 // One value of an argument that has a meaning of its own.
 struct ArgumentValue
@@ -36,6 +37,15 @@ struct CommandArgument
     QList<ArgumentValue> values = {};
     // The command reads it without declaring it: a host is not told of it.
     bool isDeclared = true;
+};
+
+// The values that make sense, with their meanings: "0 (none), 1 (both)", "from 1 on"; empty for any.
+QString rangeText(const CommandArgument& argument);
+
+struct CommandResult
+{
+    QString name;
+    QString meaning;
 };
 
 // What a channel or list of the configuration is chosen by, among those whose names begin alike.
@@ -77,6 +87,9 @@ struct CommandNeeds
     QList<CommandArgument> arguments = {}; // declared ones in the order of their declaration
     QList<NeededChannel> channels = {};
     QList<NeededParameter> parameters = {}; // without the key lists of channels
+    // What the command reads and writes, whole sentences; channels by their names without a suffix.
+    QString effect = QString();
+    QList<CommandResult> results = {}; // in the order of their declaration
 };
 
 // All commands, in the order in which the plug-in tells them.
@@ -88,6 +101,9 @@ const QStringList& statusChannels();
 
 // Those of one command; null for a command that the table does not know.
 const CommandNeeds* findCommandNeeds(const QString& command);
+// Null also where the command declares other arguments than the table's: another plug-in may give the name to
+// something else.
+const CommandNeeds* findCommandNeeds(const QString& command, const QStringList& declaredArguments);
 
 // The generations whose channels a device object's "configuration" describes, judged by the channels of the
 // table that are chosen by it; ascending.

@@ -243,6 +243,12 @@ private Q_SLOTS:
     void everyCommandHasARow();
     void declaredArguments_data() { addCommands(); }
     void declaredArguments();
+    void declaredResults_data() { addCommands(); }
+    void declaredResults();
+    void effects_data() { addCommands(); }
+    void effects();
+    void triggerProgramIsToldAsItIsWritten();
+    void otherCommandsOfTheSameName();
     void argumentsInTheSources_data();
     void argumentsInTheSources();
     void argumentsAreConsistent_data() { addCommands(); }
@@ -400,6 +406,73 @@ void TestMdcCommandNeeds::declaredArguments()
         if (argument.usableDefault.isValid() && declaredDefault.isValid())
             QCOMPARE(typedText(argument.usableDefault), typedText(declaredDefault));
     }
+}
+
+void TestMdcCommandNeeds::declaredResults()
+{
+    QFETCH(QString, command);
+    const CommandNeeds* const needs = needsOf(command);
+    QVERIFY(needs != nullptr);
+    PDeviceMdc device;
+    device.initPluginCommands();
+    QStringList expected;
+    const QList<DCommandValue> declared = device.commandPrototype(command)->results();
+    for (const DCommandValue& result : declared)
+        expected.append(result.id);
+    QStringList found;
+    for (const CommandResult& result : needs->results) {
+        found.append(result.name);
+        QVERIFY2(!result.meaning.isEmpty(), qPrintable(result.name));
+        QVERIFY2(!result.meaning.endsWith('.'), qPrintable(result.meaning));
+    }
+    QCOMPARE(found, expected);
+}
+
+// Whole sentences that name every channel and list that the command looks up.
+void TestMdcCommandNeeds::effects()
+{
+    QFETCH(QString, command);
+    const CommandNeeds* const needs = needsOf(command);
+    QVERIFY(needs != nullptr);
+    QVERIFY2(needs->effect.endsWith('.'), qPrintable(needs->effect));
+    QStringList all{needs->effect};
+    for (const CommandResult& result : needs->results)
+        all.append(result.meaning);
+    const QString text = all.join(' ');
+    for (const NeededChannel& need : needs->channels) {
+        for (const QString& name : {need.name, need.keyList})
+            QVERIFY2(name.isEmpty() || text.contains('"' + name + '"'), qPrintable(name + ": " + text));
+    }
+    // A command that sends no write says so, and only such a one.
+    bool writes = false;
+    for (const QVariantMap& choice : choices(*needs, c_controllers[3])) {
+        const QStringList done = trace(command, choice, c_controllers[3]);
+        writes = writes || std::any_of(done.cbegin(), done.cend(),
+                                       [](const QString& line) { return line.startsWith("driver write"); });
+    }
+    QVERIFY2(needs->effect.contains("Writes nothing") != writes, qPrintable(needs->effect));
+}
+
+void TestMdcCommandNeeds::triggerProgramIsToldAsItIsWritten()
+{
+    const QStringList done = trace("SetTriggerProgram", {{"resetMode", false}}, c_controllers[3]);
+    static const QRegularExpression c_data("data=int:(-?\\d+)");
+    QStringList written;
+    for (const QString& line : done) {
+        if (line.startsWith("driver write"))
+            written.append(c_data.match(line).captured(1));
+    }
+    QCOMPARE(written.size(), 6);
+    const QString effect = needsOf("SetTriggerProgram")->effect;
+    QVERIFY2(effect.contains(written.join(", ")), qPrintable(written.join(", ")));
+}
+
+void TestMdcCommandNeeds::otherCommandsOfTheSameName()
+{
+    QCOMPARE(findCommandNeeds("setLock", {"lock"}), needsOf("setLock"));
+    QVERIFY(findCommandNeeds("setLock", {"lock", "unlockLoosening"}) == nullptr);
+    QVERIFY(findCommandNeeds("setLock", {}) == nullptr);
+    QVERIFY(findCommandNeeds("openLock", {"lock"}) == nullptr);
 }
 
 void TestMdcCommandNeeds::argumentsInTheSources_data()

@@ -96,6 +96,7 @@ void TestMdcRegisterBlock::decodedValues_data()
         {"pi is truncated", 0x40490FDB, 314},
         {"-pi is truncated toward zero", 0xC0490FDB, -314},
         {"0.29 is multiplied as a single", 0x3E947AE1, 29},
+        {"0.53 is a little less as a single", 0x3F07AE14, 52},
         {"0.01", 0x3C23D70A, 1},
         {"a little less than 0.01", 0x3C23D69F, 0},
         {"-0.0099", 0xBC22339C, 0},

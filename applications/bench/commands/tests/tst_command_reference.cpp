@@ -31,6 +31,45 @@ private Q_SLOTS:
                  QString("a"));
         QCOMPARE(object.value("stopName").toString(), QString("stopLooking"));
     }
+
+    void whatIsKnownStandsBesideWhatIsDeclared()
+    {
+        CommandArgument level{"level", "ui16", "How | far", true};
+        level.lowest = 0;
+        level.highest = 1;
+        level.values = {{0, "shut"}, {1, "open"}};
+        CommandArgument slowly{"slowly", "bool", "Takes its time"};
+        slowly.usableDefault = false;
+        slowly.isDeclared = false;
+        CommandNeeds known{"setValve", {level, slowly}};
+        known.effect = "Moves the valve.";
+        known.results = {{"doneOk", "true: it has moved"}};
+        PluginCommands plugin;
+        plugin.plugin = "Plugin X";
+        plugin.commands.append({"setValve",
+                                {},
+                                "Regle la vanne",
+                                {{"level", "ui16", "Niveau", QVariant("")}},
+                                {{"doneOk", "bool", "lock done", {}}},
+                                &known});
+        const QString page = commandsAsMarkdown({plugin});
+        QVERIFY2(
+            page.contains("### setValve\n\nMoves the valve.\n\nDeclared as: Regle la vanne\n\n"
+                          "| Parameters | Type | Declared as | Meaning | Values | Default |\n"
+                          "|---|---|---|---|---|---|\n"
+                          "| `level` | `ui16` | Niveau | How \\| far | 0 (shut), 1 (open) | *required* |\n"
+                          "| `slowly` | `bool` | *not declared* | Takes its time | – | `false` |\n\n"
+                          "| Results | Type | Declared as | Meaning |\n|---|---|---|---|\n"
+                          "| `doneOk` | `bool` | lock done | true: it has moved |\n"),
+            qPrintable(page));
+        const QString text = commandsAsText({plugin});
+        QVERIFY2(text.contains("  setValve level=<ui16> [slowly=<bool>]\n    Regle la vanne\n"
+                               "    Moves the valve.\n"),
+                 qPrintable(text));
+        QVERIFY2(text.contains("How | far; 0 (shut), 1 (open); required\n"), qPrintable(text));
+        QVERIFY2(text.contains("(not declared)\n"), qPrintable(text));
+        QVERIFY2(text.contains("Takes its time; default false\n"), qPrintable(text));
+    }
 };
 
 QTEST_GUILESS_MAIN(TstCommandReference)
