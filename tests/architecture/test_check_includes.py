@@ -57,6 +57,11 @@ class CheckIncludes(unittest.TestCase):
     def test_a_tree_as_the_table_tells(self):
         self.assertEqual(self.run_on(), (0, "5 rooms, as architecture.md tells them\n"))
 
+    def test_a_room_of_scripts(self):
+        table = TABLE.replace("| `tests` |", "| `tests/scripts` | nothing | no source |\n| `tests` |")
+        self.assertEqual(self.run_on({"tests/scripts/run.py": "import sys\n"}, table)[0], 0)
+        self.assertIn("the table's room tests/scripts has no source file", self.run_on(table=table)[1])
+
     def test_what_is_wrong_is_named(self):
         upward = {"framework/lib_a/a.h": "\n#include \"applications/b/b.h\"\n"}
         rows = [
