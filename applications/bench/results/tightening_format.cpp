@@ -145,6 +145,24 @@ std::optional<TighteningLedger::State> stateOf(const QString& kind, const QStrin
     return TighteningLedger::State{serial, static_cast<quint16>(count)};
 }
 
+bool beginsJsonLine(const QByteArray& text)
+{
+    for (const auto& [kind, name] : c_kinds) {
+        if (text.startsWith("{\"v\":" + QByteArray::number(c_jsonFormatVersion) +
+                            member("kind", QLatin1String(name))))
+            return true;
+    }
+    return false;
+}
+
+// With these values or with others.
+bool beginsCsvHeader(const QByteArray& text)
+{
+    const QByteArray columns = c_columns.join(QLatin1Char(',')).toUtf8();
+    return text.startsWith(columns) && (text.size() == columns.size() || text.at(columns.size()) == '\n' ||
+                                        text.mid(columns.size()).startsWith(",values."));
+}
+
 } // namespace
 
 QByteArray tighteningHeader(const TighteningLayout& layout)
@@ -178,4 +196,15 @@ std::optional<TighteningLedger::State> tighteningState(const QByteArray& line, T
     return stateOf(object.value(QLatin1String("kind")).toString(),
                    object.value(QLatin1String("serial")).toString(),
                    object.value(QLatin1String("count")).toDouble(-1));
+}
+
+bool beginsTighteningLog(const QByteArray& content, const TighteningLayout& layout)
+{
+    const auto end = content.indexOf('\n');
+    if (layout.format == TighteningFormat::JsonLines)
+        return end < 0 ? beginsJsonLine(content)
+                       : tighteningState(content.left(end), layout.format).has_value();
+    const bool isTornHeader =
+        end < 0 && content.contains(',') && tighteningHeader(layout).startsWith(content);
+    return isTornHeader || beginsCsvHeader(content);
 }

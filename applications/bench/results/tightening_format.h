@@ -28,3 +28,6 @@ QByteArray tighteningHeader(const TighteningLayout& layout);
 QByteArray tighteningText(const TighteningLine& line, const TighteningLayout& layout);
 // Serial and count of a whole line (without its line feed); nothing when it is none.
 std::optional<TighteningLedger::State> tighteningState(const QByteArray& line, TighteningFormat format);
+// Does a file that holds this begin as a log in the layout's form does, whatever its values? True for what is
+// left of a torn first line too, as far as it can be told from something else.
+bool beginsTighteningLog(const QByteArray& content, const TighteningLayout& layout);

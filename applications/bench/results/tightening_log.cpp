@@ -1,5 +1,6 @@
 #include "applications/bench/results/tightening_log.h"
 
+#include <lib_utilities/plain_file.h>
 #include <QFileInfo>
 
 #ifdef Q_OS_WIN
@@ -20,10 +21,18 @@ bool synchronise(const QFile& file)
 #endif
 }
 
-QString failure(const QFile& file, const QString& what)
+QString failure(const QString& path, const QString& what, const QString& reason)
 {
-    return QStringLiteral("%1 cannot be %2: %3").arg(file.fileName(), what, file.errorString());
+    return QStringLiteral("%1 cannot be %2: %3").arg(path, what, reason);
 }
+
+QString foreignFile(const QString& path)
+{
+    return QStringLiteral("%1 holds something else than this log: name another file").arg(path);
+}
+
+// Enough for the first line of any log.
+constexpr qint64 c_start = 1 << 20;
 
 } // namespace
 
@@ -57,17 +66,11 @@ bool TighteningLog::open(QString* error)
 
 bool TighteningLog::openFile(QString* error)
 {
-    // A pipe or a terminal can neither be read back nor repaired.
-    const QFileInfo info(m_path);
-    if (info.exists() && !info.isFile()) {
-        *error = QStringLiteral("%1 is no file").arg(m_path);
-        return false;
-    }
-    m_file.setFileName(m_path);
     // Unbuffered: what could not be written must not come out of a buffer later, behind the next line.
-    if (m_file.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered))
+    QString reason;
+    if (openPlainFile(m_file, m_path, &reason))
         return true;
-    *error = failure(m_file, QStringLiteral("opened"));
+    *error = failure(m_path, QStringLiteral("opened"), reason);
     return false;
 }
 
@@ -86,6 +89,11 @@ bool TighteningLog::repair(QString* error)
 {
     m_file.seek(0);
     QByteArray content = m_file.readAll();
+    // First of all: nothing is cut off a file of somebody else's.
+    if (!content.isEmpty() && !beginsTighteningLog(content, m_layout)) {
+        *error = foreignFile(m_path);
+        return false;
+    }
     const auto whole = content.lastIndexOf('\n') + 1;
     if (whole != content.size()) {
         m_notes.append(QStringLiteral("%1: a torn last line of %2 bytes was cut off")
@@ -93,19 +101,16 @@ bool TighteningLog::repair(QString* error)
                            .arg(content.size() - whole));
         content.truncate(whole);
         if (!m_file.resize(whole) || !synchronise(m_file)) {
-            *error = failure(m_file, QStringLiteral("repaired"));
+            *error = failure(m_path, QStringLiteral("repaired"), m_file.errorString());
             return false;
         }
     }
     m_lastState = newestState(content);
-    if (!content.isEmpty() && !m_lastState && content != tighteningHeader(m_layout)) {
-        *error = QStringLiteral("%1 holds something else than this log: name another file").arg(m_path);
-        return false;
-    }
     // The program may have ended between making room and the first line.
     for (int number = 1; !m_lastState && number <= m_keep; ++number) {
         QFile rotated(rotatedName(number));
-        if (rotated.open(QIODevice::ReadOnly))
+        // A pipe would be waited for.
+        if (QFileInfo(rotated).isFile() && rotated.open(QIODevice::ReadOnly))
             m_lastState = newestState(rotated.readAll());
     }
     const QByteArray header = tighteningHeader(m_layout);
@@ -127,8 +132,33 @@ bool TighteningLog::append(const TighteningLine& line, QString* error)
     return write(text, error);
 }
 
+bool TighteningLog::isOwn(const QString& path) const
+{
+    const QFileInfo info(path);
+    if (!info.exists() && !info.isSymLink())
+        return true;
+    QFile file(path);
+    if (info.isSymLink() || !info.isFile() || !file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray start = file.read(c_start);
+    return start.isEmpty() || beginsTighteningLog(start, m_layout);
+}
+
+bool TighteningLog::canRotate(QString* error) const
+{
+    for (int number = 1; number <= m_keep; ++number) {
+        if (!isOwn(rotatedName(number))) {
+            *error = foreignFile(rotatedName(number));
+            return false;
+        }
+    }
+    return true;
+}
+
 bool TighteningLog::rotate(QString* error)
 {
+    if (!canRotate(error))
+        return false;
     m_file.close();
     QFile::remove(rotatedName(m_keep));
     for (int number = m_keep - 1; number > 0; --number) {
@@ -150,7 +180,7 @@ bool TighteningLog::write(const QByteArray& bytes, QString* error)
     const bool isWritten = m_file.write(bytes) == bytes.size() && synchronise(m_file);
     if (isWritten)
         return true;
-    *error = failure(m_file, QStringLiteral("written"));
+    *error = failure(m_path, QStringLiteral("written"), m_file.errorString());
     // Half a line must not stand before the next one. When this fails too, the next opening repairs it.
     m_file.resize(size);
     return false;

@@ -19,20 +19,25 @@ public:
     // become FILE.1 (the newest) … FILE.`keep`, older ones go.
     TighteningLog(const QString& path, const TighteningLayout& layout, qint64 rotateSize, int keep);
 
-    // Opens or makes the file, and takes it for this process. False with a text. A CSV file with other
-    // columns is rotated away.
+    // Opens or makes the file, and takes it for this process. False with a text; a file that does not begin
+    // as this log does, a symbolic link, a pipe or a device is left as it is. A CSV file with other columns
+    // is rotated away.
     bool open(QString* error);
     // Where the log had got to when it was opened; nothing for a new one.
     std::optional<TighteningLedger::State> lastState() const { return m_lastState; }
     // What was found at the opening and put right.
     QStringList notes() const { return m_notes; }
 
-    // False with a text when it cannot be written; the file is then as it was before this line.
+    // False with a text when it cannot be written, or a file that is no log has the name of a full one; the
+    // file is then as it was before this line.
     bool append(const TighteningLine& line, QString* error);
 
 private:
     bool openFile(QString* error);
     bool repair(QString* error);
+    // Of a log, or of nothing at all.
+    bool isOwn(const QString& path) const;
+    bool canRotate(QString* error) const;
     bool rotate(QString* error);
     bool write(const QByteArray& bytes, QString* error);
     QString rotatedName(int number) const;

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -52,6 +53,12 @@ private Q_SLOTS:
     void otherColumnsBeginANewFile();
     void refusedFiles_data();
     void refusedFiles();
+    void foreignContents_data();
+    void foreignContents();
+    void linksAndPipes();
+    void foreignRotatedFile();
+    void tornFirstLine_data();
+    void tornFirstLine();
     void onlyOneWriter();
     void fullDisk();
 };
@@ -223,6 +230,122 @@ void TstTighteningLog::refusedFiles()
     QVERIFY(!log.open(&text));
     QVERIFY2(text.contains(error) && text.contains(name), qPrintable(text));
     QCOMPARE(contentOf(folder.filePath("notes")), QByteArray("to do:\nlunch\n"));
+}
+
+void TstTighteningLog::foreignContents_data()
+{
+    QTest::addColumn<bool>("csv");
+    QTest::addColumn<QByteArray>("content");
+    const QByteArray json = tighteningText(eventLine(17), layoutOf(TighteningFormat::JsonLines));
+    const TighteningLayout layout = layoutOf(TighteningFormat::Csv);
+    const QByteArray csv = tighteningText(eventLine(17), layout);
+    const struct
+    {
+        const char* name;
+        QByteArray content;
+    } rows[] = {{"an object without line feed", "{\"token\":1}"},
+                {"an object", "{\"token\":1}\n"},
+                {"an object of our version", "{\"v\":1,\"settings\":{\"a\":1}}"},
+                {"a letter", "{"},
+                {"text", "to do:\nlunch\n"},
+                {"text without line feed", "to do:\nlunch"},
+                {"one line of text", "lunch"},
+                {"blank lines", "\n\n"},
+                {"a record behind a note of somebody's", "# mine\n" + json},
+                {"a CSV record behind a note of somebody's", "# mine\n" + tighteningHeader(layout) + csv},
+                {"another table", "kind,time,price\nbread,9:30,3\n"},
+                {"another table without line feed", "kind,time,price"},
+                {"bytes", QByteArray("\x7f"
+                                     "ELF\x02\x01\x01\0\0\0\0\0",
+                                     12)}};
+    for (const auto& row : rows) {
+        QTest::addRow("JSON lines: %s", row.name) << false << row.content;
+        QTest::addRow("CSV: %s", row.name) << true << row.content;
+    }
+    QTest::newRow("JSON lines: a CSV log") << false << tighteningHeader(layout) + csv;
+    QTest::newRow("CSV: a log of JSON lines") << true << json;
+}
+
+// What is no log is left as it is, to the last byte.
+void TstTighteningLog::foreignContents()
+{
+    QFETCH(bool, csv);
+    QFETCH(QByteArray, content);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("settings");
+    QVERIFY(writeFile(path, content));
+    TighteningLog log(path, layoutOf(csv ? TighteningFormat::Csv : TighteningFormat::JsonLines), 0, 5);
+    QString error;
+    QVERIFY(!log.open(&error));
+    QVERIFY2(error.contains(path) && error.contains("something else") && error.contains("another file"),
+             qPrintable(error));
+    QCOMPARE(contentOf(path), content);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
+             QStringList("settings") + (QStringList("settings.lock")));
+}
+
+void TstTighteningLog::linksAndPipes()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QByteArray record = tighteningText(eventLine(17), layout);
+    QVERIFY(writeFile(folder.filePath("theirs"), record));
+    for (const char* const target : {"theirs", "absent"})
+        QVERIFY(QFile::link(folder.filePath(target), folder.filePath(target) + "-link"));
+    QCOMPARE(mkfifo(QFile::encodeName(folder.filePath("pipe")).constData(), 0600), 0);
+    const std::pair<const char*, const char*> refusals[] = {
+        {"theirs-link", "symbolic link"}, {"absent-link", "symbolic link"}, {"pipe", "no file"}};
+    for (const auto& [name, reason] : refusals) {
+        TighteningLog log(folder.filePath(name), layout, 0, 5);
+        QString error;
+        QVERIFY2(!log.open(&error), name);
+        QVERIFY2(error.contains(name) && error.contains(reason), qPrintable(error));
+    }
+    QCOMPARE(contentOf(folder.filePath("theirs")), record);
+    QVERIFY(!QFile::exists(folder.filePath("absent")));
+}
+
+// Neither lost nor renamed when the log makes room.
+void TstTighteningLog::foreignRotatedFile()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    for (const char* const suffix : {".1", ".2"}) {
+        QTemporaryDir folder;
+        const QString path = folder.filePath("log");
+        QVERIFY(writeFile(path, tighteningText(eventLine(17), layout)));
+        QVERIFY(writeFile(path + suffix, "my own"));
+        TighteningLog log(path, layout, 1, 2);
+        QString error;
+        QVERIFY2(log.open(&error), qPrintable(error));
+        QVERIFY(!log.append(eventLine(18), &error));
+        QVERIFY2(error.contains(path + suffix) && error.contains("something else"), qPrintable(error));
+        QCOMPARE(contentOf(path + suffix), QByteArray("my own"));
+        QCOMPARE(contentOf(path), tighteningText(eventLine(17), layout));
+    }
+}
+
+void TstTighteningLog::tornFirstLine_data()
+{
+    logGoesOn_data();
+}
+
+// Of a log that was just begun: what was written of its first line is recognised, and cut off.
+void TstTighteningLog::tornFirstLine()
+{
+    QFETCH(bool, csv);
+    const TighteningLayout layout = layoutOf(csv ? TighteningFormat::Csv : TighteningFormat::JsonLines);
+    const QByteArray first = csv ? tighteningHeader(layout) : tighteningText(eventLine(17), layout);
+    const int least = csv ? first.indexOf(",") + 1 : first.indexOf("event\"") + 6;
+    for (int size = least; size < first.size(); ++size) {
+        QTemporaryDir folder;
+        const QString path = folder.filePath("log");
+        QVERIFY(writeFile(path, first.left(size)));
+        TighteningLog log(path, layout, 0, 5);
+        QString error;
+        QVERIFY2(log.open(&error), qPrintable(error));
+        QCOMPARE(log.notes().size(), 1);
+        QCOMPARE(contentOf(path), tighteningHeader(layout));
+    }
 }
 
 void TstTighteningLog::onlyOneWriter()
