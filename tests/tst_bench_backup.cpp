@@ -46,7 +46,10 @@ private Q_SLOTS:
     void restoreIsRefused();
     void restoreBreaksOff_data();
     void restoreBreaksOff();
+    void listBreaksOff_data();
+    void listBreaksOff();
     void controlCStopsBetweenTwoRegisters();
+    void controlCInAList();
     void controlCDuringABackup();
     void progressAsLines();
     void compareWithTheController();
@@ -301,6 +304,10 @@ void tst_BenchBackup::restoresWhatWasChosen_data()
     QTest::addColumn<QList<int>>("written");
     QTest::newRow("one preset") << QStringList{"--presets", "2"} << numbers(41, 40);
     QTest::newRow("several") << QStringList{"--presets", "2-3"} << numbers(41, 80);
+    QTest::newRow("a list") << QStringList{"--presets", "4,1-2"} << numbers(1, 80) + numbers(121, 40);
+    QTest::newRow("a list with extras") << QStringList{"--presets", "2,4", "--extras"}
+                                        << numbers(41, 40) + numbers(121, 40) + numbers(c_firstParameter, 40);
+    QTest::newRow("extras alone") << QStringList{"--extras"} << numbers(c_firstParameter, 40);
     QTest::newRow("with extras") << QStringList{"--presets", "1", "--extras"}
                                  << numbers(1, 40) + numbers(c_firstParameter, 40);
 }
@@ -611,6 +618,79 @@ void tst_BenchBackup::restoreBreaksOff()
         QVERIFY2(back.exitCode == 0, everything(back).constData());
         QCOMPARE(registers(1, c_registers), before);
     }
+}
+
+void tst_BenchBackup::listBreaksOff_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("written");
+    QTest::addColumn<bool>("isUncertain");
+    QTest::addColumn<QString>("place");
+    QTest::newRow("in the first order")
+        << "exception=2@15/0x06" << 7 << 14 << false << "register 15 (preset1, position 15)";
+    QTest::newRow("first of the second order")
+        << "exception=2@41/0x06" << 7 << 40 << false << "register 81 (preset3, position 1)";
+    QTest::newRow("in the second order")
+        << "close@50/0x06" << 9 << 49 << true << "register 90 (preset3, position 10)";
+    // The snapshot takes 34 reads, each order one more.
+    QTest::newRow("torque unit of the second order")
+        << "exception=2@36/0x03" << 7 << 40 << false << "register 81 (preset3, position 1)";
+}
+
+// One order for each range of presets: one report tells of all of them.
+void tst_BenchBackup::listBreaksOff()
+{
+    QFETCH(QString, fault);
+    QFETCH(int, code);
+    QFETCH(int, written);
+    QFETCH(bool, isUncertain);
+    QFETCH(QString, place);
+    const QString file = backUpAndChange();
+    const QVector<quint16> before = registers(1, c_registers);
+    QVERIFY(m_simulator->faults().add(fault));
+    const BenchEnd end =
+        run({"restore", file, "--presets", "1,3", "--extras", "--verify", "--format", "json"});
+    QVERIFY2(end.exitCode == code, everything(end).constData());
+    const QJsonObject document = documentOf(end);
+    QCOMPARE(document.value("planned").toInt(), 120);
+    QCOMPARE(document.value("written").toInt(), written);
+    QCOMPARE(document.value("uncertain").toInt(), isUncertain ? 1 : 0);
+    QVERIFY2(end.err.contains(QString("%1 of 120 registers are written").arg(written)), qPrintable(end.err));
+    QVERIFY2(end.err.contains(place), qPrintable(end.err));
+    const QJsonArray groups = document.value("groups").toArray();
+    QVERIFY2(groups.size() == 3, everything(end).constData());
+    QCOMPARE(groups.at(2).toObject().value("notWritten").toArray().size(), 40);
+    QCOMPARE(document.value("presetRanges").toArray(), (QJsonArray{QJsonArray{1, 1}, QJsonArray{3, 3}}));
+    QVERIFY(!document.contains("presets"));
+
+    // The remedy that it names puts all of it back.
+    const QString snapshot = document.value("snapshot").toString();
+    QVERIFY2(end.err.contains(snapshot + " --presets 1,3 --extras"), qPrintable(end.err));
+    QCOMPARE(files().size(), 2);
+    m_simulator->faults().clear();
+    QTRY_VERIFY(isReachable());
+    const BenchEnd back =
+        run({"restore", snapshot, "--presets", "1,3", "--extras", "--verify", "--no-snapshot"});
+    QVERIFY2(back.exitCode == 0, everything(back).constData());
+    QCOMPARE(registers(1, c_registers), before);
+}
+
+void tst_BenchBackup::controlCInAList()
+{
+    const QString file = backUpAndChange();
+    QVERIFY(m_simulator->faults().add("late=20/0x06"));
+    const auto process = start({"restore", file, "--presets", "1,3-50", "--format", "json"});
+    QTRY_VERIFY(controller().acceptedWriteCount() >= 60);
+    const BenchEnd end = interrupted(*process);
+    QVERIFY2(end.exitCode == 130, everything(end).constData());
+    const QJsonObject document = documentOf(end);
+    const int written = document.value("written").toInt();
+    QVERIFY2(written >= 60 && written < 1960, everything(end).constData());
+    QCOMPARE(document.value("uncertain").toInt(), 0);
+    QCOMPARE(writtenRegisters(), numbers(1, 40) + numbers(81, written - 40));
+    QVERIFY2(end.err.contains(QString("interrupted; %1 of 1960 registers are written").arg(written)),
+             qPrintable(end.err));
 }
 
 void tst_BenchBackup::controlCStopsBetweenTwoRegisters()

@@ -9,17 +9,24 @@
 
 #include <optional>
 
+struct PresetRange
+{
+    int first = 0; // 1 or above
+    int last = 0;  // included
+};
+
 // Which part of a backup file is to be restored.
 struct RestoreChoice
 {
-    int firstPreset = 0; // 1 or above
-    int lastPreset = 0;  // included
+    QList<PresetRange> presets; // ascending, with a gap between two of them
     bool withExtras = false;
 };
 
-// "3" or "3-7", from 1 on; nothing for anything else.
-std::optional<RestoreChoice> presetsFromText(const QString& text);
-// "preset 3", "presets 3 to 7", with "and extras".
+// "3", "3-7" or several of them with commas, from 1 on, in any order; nothing for anything else.
+std::optional<QList<PresetRange>> presetsFromText(const QString& text);
+// "3,5-7", as presetsFromText() reads it.
+QString presetsText(const QList<PresetRange>& presets);
+// "preset 3", "presets 3, 5 to 7", with "and extras" or "extras" alone.
 QString choiceText(const RestoreChoice& choice);
 
 // One write of a restore.
@@ -30,8 +37,18 @@ struct PlannedWrite
     int value = 0; // the file's
 };
 
+// The plug-in's command takes one range of presets: one order of a restore.
+struct RestoreStep
+{
+    // For extras alone a number that no group has: the command insists on one.
+    PresetRange presets;
+    bool withExtras = false;
+    int writes = 0; // how many of the plan's, those of the steps before it left out
+};
+
 struct RestorePlan
 {
+    QList<RestoreStep> steps;   // none without a write
     QList<PlannedWrite> writes; // in their order; a register of two groups is there twice
     QStringList groups;         // that are written, in the order of their names
     QList<int> missingPresets;  // chosen, and no group has their number; at most c_missingPresetsLimit

@@ -108,10 +108,9 @@ QString restoreCommandText(const QString& file, const RestoreChoice& choice, con
     QStringList words{QStringLiteral("mdc-bench")};
     if (!configFile.isEmpty())
         words << QStringLiteral("--config") << shellWord(configFile);
-    words << QStringLiteral("restore") << shellWord(file) << QStringLiteral("--presets")
-          << (choice.lastPreset == choice.firstPreset
-                  ? QString::number(choice.firstPreset)
-                  : QStringLiteral("%1-%2").arg(choice.firstPreset).arg(choice.lastPreset));
+    words << QStringLiteral("restore") << shellWord(file);
+    if (!choice.presets.isEmpty())
+        words << QStringLiteral("--presets") << presetsText(choice.presets);
     if (choice.withExtras)
         words << QStringLiteral("--extras");
     if (!object.isEmpty())

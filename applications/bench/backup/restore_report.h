@@ -23,8 +23,8 @@ int changeCount(const QList<PlannedWrite>& writes, const BackupFile& controller)
 // {"register", "group", "position", "controller", "file"}.
 QJsonObject toJson(const PlannedWrite& write, const BackupFile& controller);
 
-// "mdc-bench --config CONFIG restore FILE --presets 3-7 --extras --object NAME", quoted for a shell where it
-// must be; without the options that are empty.
+// "mdc-bench --config CONFIG restore FILE --presets 3,5-7 --extras --object NAME", quoted for a shell where
+// it must be; without the options that are empty.
 QString restoreCommandText(const QString& file, const RestoreChoice& choice, const QString& configFile,
                            const QString& object);
 

@@ -25,6 +25,7 @@ RestoreRun::RestoreRun(const GeneralOptions& general, const RestoreOptions& opti
     : m_general(general)
     , m_options(options)
     , m_console(console)
+    , m_interrupt(interrupt)
     , m_session(general, options.device.object, console, interrupt)
     , m_writer(console, general.format)
     , m_path(QDir::cleanPath(QFileInfo(options.file).absoluteFilePath()))
@@ -188,8 +189,39 @@ ExitCode RestoreRun::takeSnapshot()
 ExitCode RestoreRun::write()
 {
     ProgressDisplay progress(m_console, QStringLiteral("restore"), m_plan.writes.size());
-    int written = 0;
-    QString message;
+    OrderEnd end;
+    end.code = ExitCode::Done;
+    QString reason;
+    int due = 0;
+    for (const RestoreStep& step : std::as_const(m_plan.steps)) {
+        // Ctrl-C between two orders, where none hears it.
+        if (m_interrupt.requested()) {
+            end.code = ExitCode::Interrupted;
+            break;
+        }
+        QString message;
+        end = runStep(step, progress, message);
+        reason = failureText(message, end.outcome);
+        due += step.writes;
+        const bool isLast = due == m_plan.writes.size();
+        if (end.code == ExitCode::Done &&
+            (m_record.count(WriteState::Written) < due || (isLast && m_record.firstMissing()))) {
+            end.code = ExitCode::CommandFailed;
+            reason = QStringLiteral("\"%1\" ended before all was written").arg(c_restore);
+        }
+        if (end.code != ExitCode::Done)
+            break;
+    }
+    m_elapsed = progress.elapsed();
+    m_console.clearProgress();
+    tellRecord(end.code);
+    if (end.code != ExitCode::Done)
+        tellUnfinished(end, reason);
+    return end.code;
+}
+
+OrderEnd RestoreRun::runStep(const RestoreStep& step, ProgressDisplay& progress, QString& message)
+{
     OrderTerms terms;
     terms.timeout = m_options.device.timeout;
     terms.stopsBetweenInstructions = true;
@@ -199,33 +231,20 @@ ExitCode RestoreRun::write()
             message = status.value(QStringLiteral("message")).toString();
         return true;
     };
-    terms.onInstruction = [this, &written, &progress](const QString& instruction,
-                                                      const QVariantMap& arguments,
-                                                      const DOrderOutcome& outcome) {
+    terms.onInstruction = [this, &progress](const QString& instruction, const QVariantMap& arguments,
+                                            const DOrderOutcome& outcome) {
         if (instruction != QLatin1String("write"))
             return;
         m_record.add(arguments.value(QStringLiteral("register")).toInt(),
                      arguments.value(QStringLiteral("data")).toInt(), outcome);
-        written += outcome.ok ? 1 : 0;
-        progress.show(written);
+        progress.show(m_record.count(WriteState::Written));
     };
-    OrderEnd end = m_session.runOrder(*m_device.plugin, c_restore,
-                                      {{QStringLiteral("filePath"), m_path},
-                                       {QStringLiteral("startPreset"), choice().firstPreset},
-                                       {QStringLiteral("endPreset"), choice().lastPreset},
-                                       {QStringLiteral("loadControllerParams"), choice().withExtras}},
-                                      terms);
-    m_elapsed = progress.elapsed();
-    m_console.clearProgress();
-    QString reason = failureText(message, end.outcome);
-    if (end.code == ExitCode::Done && m_record.firstMissing()) {
-        end.code = ExitCode::CommandFailed;
-        reason = QStringLiteral("\"%1\" ended before all was written").arg(c_restore);
-    }
-    tellRecord(end.code);
-    if (end.code != ExitCode::Done)
-        tellUnfinished(end, reason);
-    return end.code;
+    return m_session.runOrder(*m_device.plugin, c_restore,
+                              {{QStringLiteral("filePath"), m_path},
+                               {QStringLiteral("startPreset"), step.presets.first},
+                               {QStringLiteral("endPreset"), step.presets.last},
+                               {QStringLiteral("loadControllerParams"), step.withExtras}},
+                              terms);
 }
 
 void RestoreRun::tellRecord(ExitCode code)
@@ -317,7 +336,13 @@ void RestoreRun::tellDocument(ExitCode code)
     m_document.insert(QStringLiteral("exitCode"), static_cast<int>(code));
     m_document.insert(QStringLiteral("file"), m_path);
     m_document.insert(QStringLiteral("dryRun"), m_options.dryRun);
-    m_document.insert(QStringLiteral("presets"), QJsonArray{choice().firstPreset, choice().lastPreset});
+    QJsonArray ranges;
+    for (const PresetRange& range : choice().presets)
+        ranges.append(QJsonArray{range.first, range.last});
+    m_document.insert(QStringLiteral("presetRanges"), ranges);
+    // As long as there is one range only, it is the first and the last preset.
+    if (ranges.size() == 1)
+        m_document.insert(QStringLiteral("presets"), ranges.first());
     m_document.insert(QStringLiteral("extras"), choice().withExtras);
     if (!m_snapshot.isEmpty())
         m_document.insert(QStringLiteral("snapshot"), m_snapshot);

@@ -3,6 +3,7 @@
 #include "applications/bench/backup/backup_device.h"
 #include "applications/bench/backup/restore_options.h"
 #include "applications/bench/backup/restore_record.h"
+#include "applications/bench/core/progress_display.h"
 #include "applications/bench/core/result_writer.h"
 
 #include <QJsonObject>
@@ -38,6 +39,8 @@ private:
     // when all are taken.
     QString freeSnapshotName(const QString& folder) const;
     ExitCode write();
+    // One order of it; `message` is what the command says of its failure.
+    OrderEnd runStep(const RestoreStep& step, ProgressDisplay& progress, QString& message);
     ExitCode verify();
 
     void tellRecord(ExitCode code);
@@ -48,6 +51,7 @@ private:
     const GeneralOptions& m_general;
     const RestoreOptions& m_options;
     Console& m_console;
+    Interrupt& m_interrupt;
     BenchSession m_session;
     ResultWriter m_writer;
     const QString m_path;

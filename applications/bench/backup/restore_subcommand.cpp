@@ -11,7 +11,9 @@ std::string presetsError(const std::string& text)
 {
     if (presetsFromText(QString::fromStdString(text)))
         return {};
-    return "\"" + text + "\" names no presets: give one (3) or the first and the last (3-7), from 1 on";
+    return "\"" + text +
+           "\" names no presets: give one (3), the first and the last (3-7) or a list of them (3,5-7), from "
+           "1 on";
 }
 
 } // namespace
@@ -19,13 +21,18 @@ std::string presetsError(const std::string& text)
 RestoreSubcommand::RestoreSubcommand()
     : Subcommand(
           {"restore", "Write chosen presets of a backup file back",
-           "Writes the registers of the chosen presets back, one by one. Before that a snapshot of all "
-           "registers\n"
-           "is saved beside the file. Ctrl-C ends it between two registers; nothing is undone.\n"
+           "Writes the registers of the chosen presets back, one by one, and with --extras those of the\n"
+           "controller's own parameters; --extras without --presets writes nothing but them. Before that a\n"
+           "snapshot of all registers is saved beside the file. Ctrl-C ends it between two registers; "
+           "nothing "
+           "is\n"
+           "undone. The plug-in's command takes one range of presets: a list is one order for each of its "
+           "ranges.\n"
            "\n"
            "Examples:\n"
            "  mdc-bench --config bench.json restore FILE --presets 3-7 --dry-run\n"
-           "  mdc-bench --config bench.json restore FILE --presets 3-7 --verify\n"
+           "  mdc-bench --config bench.json restore FILE --presets 3,5-7 --verify\n"
+           "  mdc-bench --config bench.json restore FILE --extras\n"
            "  mdc-bench --config bench.json restore FILE --presets 12 --extras --snapshot-folder "
            "backups\n"})
 {}
@@ -34,14 +41,21 @@ void RestoreSubcommand::addTo(OptionSet& options)
 {
     m_options.device.addTo(options);
     options.word("FILE", m_options.file, "Backup file").required();
-    options
-        .converted(
-            "--presets", "S-E", [this](const QString& text) { choosePresets(text); },
-            "Which presets: one (3), or the first and the last (3-7)")
-        .check(presetsError)
-        .required();
-    options.flag("--extras", m_options.choice.withExtras,
-                 "The controller's parameters (groups \"extra…\") as well");
+    const AddedOption presets =
+        options
+            .converted(
+                "--presets", "LIST",
+                [this](const QString& text) {
+                    m_options.choice.presets = presetsFromText(text).value_or(QList<PresetRange>());
+                },
+                "Which presets: one (3), the first and the last (3-7) or a list of them (3,5-7); required "
+                "without --extras")
+            .check(presetsError);
+    const AddedOption extras = options.flag(
+        "--extras", m_options.choice.withExtras,
+        "The controller's own parameters (groups \"extra…\") as well, or without --presets alone");
+    options.requireOneOf({presets, extras},
+                         "--presets is required, or --extras for the controller's own parameters alone");
     const AddedOption dryRun =
         options.flag("--dry-run", m_options.dryRun,
                      "Write nothing; show each register with its value in controller and file");
@@ -52,13 +66,6 @@ void RestoreSubcommand::addTo(OptionSet& options)
     options
         .text("--snapshot-folder", "DIR", m_options.snapshotFolder, "Folder of the snapshot [that of FILE]")
         .excludes(noSnapshot);
-}
-
-void RestoreSubcommand::choosePresets(const QString& text)
-{
-    const RestoreChoice chosen = presetsFromText(text).value_or(RestoreChoice());
-    m_options.choice.firstPreset = chosen.firstPreset;
-    m_options.choice.lastPreset = chosen.lastPreset;
 }
 
 QString RestoreSubcommand::contradiction(const GeneralOptions& general) const

@@ -3,7 +3,7 @@
 #include "applications/bench/backup/restore_options.h"
 #include "applications/bench/core/subcommand.h"
 
-// "restore": chosen presets of a backup file, written back.
+// "restore": chosen presets and parameters of a backup file, written back.
 class RestoreSubcommand : public Subcommand
 {
 public:
@@ -15,7 +15,5 @@ public:
     ExitCode run(const GeneralOptions& general, Console& console, Interrupt& interrupt) override;
 
 private:
-    void choosePresets(const QString& text);
-
     RestoreOptions m_options;
 };

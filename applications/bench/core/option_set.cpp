@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <vector>
 
 namespace {
@@ -131,4 +132,15 @@ AddedOption OptionSet::words(const std::string& name, QStringList& values, int f
                              const std::string& description)
 {
     return AddedOption(addTexts(m_app, name, values, description)->type_name("")->expected(fewest, most));
+}
+
+void OptionSet::requireOneOf(std::initializer_list<AddedOption> options, const char* complaint)
+{
+    m_app.final_callback([alternatives = std::vector<AddedOption>(options), complaint] {
+        const bool isGiven =
+            std::any_of(alternatives.cbegin(), alternatives.cend(),
+                        [](const AddedOption& option) { return option.m_option->count() > 0; });
+        if (!isGiven)
+            throw CLI::RequiredError(complaint, CLI::ExitCodes::RequiredError);
+    });
 }

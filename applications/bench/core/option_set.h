@@ -32,6 +32,8 @@ public:
     AddedOption inGroup(const char* heading) const;
 
 private:
+    friend class OptionSet;
+
     CLI::Option* m_option;
 };
 
@@ -67,6 +69,8 @@ public:
     AddedOption word(const std::string& name, QString& value, const std::string& description);
     AddedOption words(const std::string& name, QStringList& values, int fewest, int most,
                       const std::string& description);
+    // Of these at least one must be given. Once.
+    void requireOneOf(std::initializer_list<AddedOption> options, const char* complaint);
     // As many as there are.
     static constexpr int c_any = -1;
 

@@ -26,8 +26,7 @@ private Q_SLOTS:
         const auto* const restore = writing.as<RestoreSubcommand>();
         QVERIFY(restore != nullptr);
         QCOMPARE(restore->options().file, QString("f"));
-        QCOMPARE(restore->options().choice.firstPreset, 2);
-        QCOMPARE(restore->options().choice.lastPreset, 5);
+        QCOMPARE(presetsText(restore->options().choice.presets), QString("2-5"));
         QVERIFY(restore->options().choice.withExtras && restore->options().verify);
         QVERIFY(!restore->options().withoutSnapshot && !restore->options().dryRun);
         QCOMPARE(restore->options().device.timeout, 9);
@@ -37,6 +36,15 @@ private Q_SLOTS:
         QVERIFY(compare != nullptr);
         QCOMPARE(compare->options().files, (QStringList{"a", "b"}));
         QVERIFY(ParsedCall({"compare", "--help"})->text.contains("FILE..."));
+    }
+
+    void extrasAlone()
+    {
+        const ParsedCall writing({"restore", "f", "--extras"});
+        const auto* const restore = writing.as<RestoreSubcommand>();
+        QVERIFY2(restore != nullptr, qPrintable(writing->text));
+        QVERIFY(restore->options().choice.presets.isEmpty());
+        QVERIFY(restore->options().choice.withExtras);
     }
 
     void filesBehindTheDashes()
@@ -61,7 +69,7 @@ private Q_SLOTS:
         QTest::newRow("backup with a file") << L{"backup", "file.csv"} << "unexpected argument";
         QTest::newRow("backup as csv") << L{"backup", "--format", "csv"} << "\"results\" only";
         QTest::newRow("no file") << L{"restore", "--presets", "1"} << "FILE is required";
-        QTest::newRow("no presets") << L{"restore", "f"} << "--presets is required";
+        QTest::newRow("no presets") << L{"restore", "f"} << "--presets is required, or --extras";
         QTest::newRow("presets") << L{"restore", "f", "--presets", "all"} << "\"all\" names no presets";
         QTest::newRow("verify nothing")
             << L{"restore", "f", "--presets", "1", "--dry-run", "--verify"} << "--dry-run excludes --verify";

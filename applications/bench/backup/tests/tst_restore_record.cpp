@@ -61,7 +61,7 @@ private Q_SLOTS:
 
     void record()
     {
-        RestoreRecord record(planRestore(fileOf(10), someGroups(), {1, 2, true}).writes);
+        RestoreRecord record(planRestore(fileOf(10), someGroups(), {{{1, 2}}, true}).writes);
         QCOMPARE(record.plannedCount(), 7);
         QCOMPARE(record.count(WriteState::Untouched), 7);
         QCOMPARE(record.firstMissing()->number, 1);

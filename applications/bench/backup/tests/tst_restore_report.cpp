@@ -37,7 +37,7 @@ class TstRestoreReport : public QObject
 private Q_SLOTS:
     void reportOfARestore()
     {
-        RestoreRecord record(planRestore(fileOf(10), someGroups(), {1, 10, true}).writes);
+        RestoreRecord record(planRestore(fileOf(10), someGroups(), {{{1, 10}}, true}).writes);
         for (const int number : {1, 2, 3})
             record.add(number, number * 10, outcomeOf(IMessenger::CeEcNone));
         record.add(4, 40, outcomeOf(IMessenger::CeEcUncertain));
@@ -55,7 +55,7 @@ private Q_SLOTS:
 
     void preview()
     {
-        const QList<PlannedWrite> writes = planRestore(fileOf(10), someGroups(), {1, 2, false}).writes;
+        const QList<PlannedWrite> writes = planRestore(fileOf(10), someGroups(), {{{1, 2}}, false}).writes;
         BackupFile controller = fileOf(3);
         controller.values[1] = 9;
         QCOMPARE(previewTable(writes, controller),
@@ -72,19 +72,30 @@ private Q_SLOTS:
     void restoreCommand_data()
     {
         QTest::addColumn<QString>("file");
-        QTest::addColumn<int>("last");
+        QTest::addColumn<QString>("presets");
         QTest::addColumn<bool>("extras");
         QTest::addColumn<QString>("config");
         QTest::addColumn<QString>("object");
         QTest::addColumn<QString>("text");
-        QTest::newRow("one") << "a.csv" << 3 << false << ""
+        QTest::newRow("one") << "a.csv"
+                             << "3" << false << ""
                              << ""
                              << "mdc-bench restore a.csv --presets 3";
         QTest::newRow("all")
-            << "a.csv" << 7 << true << "b.json"
+            << "a.csv"
+            << "3-7" << true << "b.json"
             << "mdc 1"
             << "mdc-bench --config b.json restore a.csv --presets 3-7 --extras --object 'mdc 1'";
-        QTest::newRow("quotes") << "it's; $HOME.csv" << 3 << false << ""
+        QTest::newRow("list") << "a.csv"
+                              << "3,5-7" << false << ""
+                              << ""
+                              << "mdc-bench restore a.csv --presets 3,5-7";
+        QTest::newRow("extras alone") << "a.csv"
+                                      << "" << true << ""
+                                      << ""
+                                      << "mdc-bench restore a.csv --extras";
+        QTest::newRow("quotes") << "it's; $HOME.csv"
+                                << "3" << false << ""
                                 << ""
                                 << "mdc-bench restore 'it'\\''s; $HOME.csv' --presets 3";
     }
@@ -92,11 +103,13 @@ private Q_SLOTS:
     void restoreCommand()
     {
         QFETCH(QString, file);
-        QFETCH(int, last);
+        QFETCH(QString, presets);
         QFETCH(bool, extras);
         QFETCH(QString, config);
         QFETCH(QString, object);
-        QTEST(restoreCommandText(file, {3, last, extras}, config, object), "text");
+        QTEST(restoreCommandText(file, {presetsFromText(presets).value_or(QList<PresetRange>()), extras},
+                                 config, object),
+              "text");
     }
 
     void snapshotNames()
