@@ -1,10 +1,15 @@
 #include "plugins/p_driver_modbus/source/frame_trace.h"
 #include "plugins/p_driver_modbus/source/link_statistics.h"
+#include "tests/support/disk_faults.h"
 
 #include <QDir>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
 
 // What the driver writes down and counts.
 class TestModbusTrace : public QObject
@@ -16,9 +21,29 @@ private Q_SLOTS:
     void trace();
     void traceIsBounded();
     void traceOnAFullDisk();
+    void foreignFiles_data();
+    void foreignFiles();
+    void foreignOlderFile();
+    void linksAndDevices();
+    void tracesGoOn_data();
+    void tracesGoOn();
 };
 
 namespace {
+
+const QByteArray c_line("2026-03-01 09:30:00.125 tx 01 03\n");
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+bool writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
 
 QByteArray hex(const char* text)
 {
@@ -100,17 +125,126 @@ void TestModbusTrace::traceIsBounded()
     QCOMPARE(last.readAll().count('\n'), 1);
 }
 
+// The test's own file system with room for nothing: a device that is always full is refused as any other.
 void TestModbusTrace::traceOnAFullDisk()
 {
-    if (!QFileInfo::exists("/dev/full"))
-        QSKIP("this system has no disk that is always full");
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression("^frame trace \"/dev/full\" ends here: the disk is full \\("));
-    FrameTrace trace("/dev/full");
+#ifdef Q_OS_LINUX
+    const QTemporaryDir folder;
+    const SmallDisk disk(folder.path(), 64 * 1024);
+    if (!disk.isMounted())
+        QSKIP("this process may not make a small disk");
+    const QString path = folder.filePath("trace.txt");
+    FrameTrace trace(path);
     trace.sent(hex("01"));
+    QVERIFY(trace.isOpen());
+    QVERIFY(fillDisk(folder.filePath("rest"), 0));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression("^frame trace \".*/trace.txt\" ends here: the disk is full \\("));
+    const QByteArray large(3000, '\1');
+    for (int i = 0; i < 3; ++i)
+        trace.sent(large);
     // Told once; the link goes on without it.
+    QVERIFY(!trace.isOpen());
+    trace.sent(hex("01"));
+#else
+    QSKIP("nothing but Linux has such a disk");
+#endif
+}
+
+void TestModbusTrace::foreignFiles_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("text") << QByteArray("to do:\nlunch\n");
+    QTest::newRow("text without line feed") << QByteArray("lunch");
+    QTest::newRow("blank lines") << QByteArray("\n\n");
+    QTest::newRow("a frame behind a note of somebody's") << "# mine\n" + c_line;
+    QTest::newRow("a log with dates") << QByteArray("2026-03-01 09:30:00.125 tx of 3 boxes\n");
+    QTest::newRow("no date") << QByteArray("tx 01 03\n");
+    QTest::newRow("a date alone") << QByteArray("2026-03-01 09:30:00.125\n");
+    QTest::newRow("large") << QByteArray(17 * 1024 * 1024, 'x');
+}
+
+// What is no trace is left as it is, and where it is.
+void TestModbusTrace::foreignFiles()
+{
+    QFETCH(QByteArray, content);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("notes.txt");
+    QVERIFY(writeFile(path, content));
+    QVERIFY(writeFile(path + ".1", "older"));
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression("^frame trace \".*/notes.txt\" cannot be written: it holds something "
+                           "else than a trace; name another file$"));
+    FrameTrace trace(path);
+    QVERIFY(!trace.isOpen());
+    trace.sent(hex("01"));
+    QVERIFY(contentOf(path) == content);
+    QCOMPARE(contentOf(path + ".1"), QByteArray("older"));
+}
+
+void TestModbusTrace::foreignOlderFile()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("trace.txt");
+    QVERIFY(writeFile(path, c_line));
+    QVERIFY(writeFile(path + ".1", "my own"));
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression("trace.txt\" ends here: .*/trace.txt.1 holds something "
+                                            "else than a trace; name another file$"));
+    FrameTrace trace(path, 1);
     trace.sent(hex("01"));
     QVERIFY(!trace.isOpen());
+    QCOMPARE(contentOf(path), c_line);
+    QCOMPARE(contentOf(path + ".1"), QByteArray("my own"));
+}
+
+void TestModbusTrace::linksAndDevices()
+{
+    const QTemporaryDir folder;
+    QVERIFY(writeFile(folder.filePath("theirs"), c_line));
+    QVERIFY(QFile::link(folder.filePath("theirs"), folder.filePath("link")));
+    QVERIFY(QFile::link(folder.filePath("absent"), folder.filePath("dangling")));
+    QVERIFY(QDir(folder.path()).mkdir("folder"));
+    QStringList names{folder.filePath("link"), folder.filePath("dangling"), folder.filePath("folder")};
+#ifdef Q_OS_UNIX
+    QCOMPARE(mkfifo(QFile::encodeName(folder.filePath("pipe")).constData(), 0600), 0);
+    names += {folder.filePath("pipe"), "/dev/null"};
+#endif
+    for (const QString& name : std::as_const(names)) {
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression("^frame trace \"" + QRegularExpression::escape(name) +
+                                                "\" cannot be written: it is (a symbolic link|no file)"));
+        FrameTrace trace(name);
+        QVERIFY2(!trace.isOpen(), qPrintable(name));
+        trace.sent(hex("01"));
+    }
+    QCOMPARE(contentOf(folder.filePath("theirs")), c_line);
+    QVERIFY(!QFile::exists(folder.filePath("absent")));
+}
+
+void TestModbusTrace::tracesGoOn_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("none") << QByteArray();
+    QTest::newRow("a request") << c_line;
+    QTest::newRow("an answer") << QByteArray("2026-03-01 09:30:00.125 rx ff\n") + c_line;
+    QTest::newRow("torn") << QByteArray("2026-03-01 09:30:00.125 tx 01 0");
+}
+
+void TestModbusTrace::tracesGoOn()
+{
+    QFETCH(QByteArray, content);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("trace.txt");
+    QVERIFY(writeFile(path, content));
+    {
+        FrameTrace trace(path);
+        QVERIFY(trace.isOpen());
+        trace.sent(hex("02"));
+    }
+    QVERIFY(contentOf(path).startsWith(content));
+    QVERIFY(contentOf(path).endsWith(" tx 02\n"));
 }
 
 QTEST_GUILESS_MAIN(TestModbusTrace)
