@@ -81,7 +81,7 @@ CommandsSubcommand::CommandsSubcommand()
                   "Examples:\n"
                   "  mdc-bench commands                    all commands\n"
                   "  mdc-bench commands setDirection       one command\n"
-                  "  mdc-bench commands --object driver    the commands of one object\n"
+                  "  mdc-bench commands --object modbus    the commands of one object\n"
                   "  mdc-bench commands --format markdown  the reference page\n",
                   {OutputFormat::Table, OutputFormat::Json, OutputFormat::JsonLines, OutputFormat::Markdown}})
 {}

@@ -84,7 +84,15 @@ public:
         return parsed;
     }
 
-    QString help() const { return QString::fromStdString(m_app.help()); }
+    // Of the subcommand that is asked for, else of the program.
+    QString help() const
+    {
+        for (const auto& subcommand : m_subcommands) {
+            if (m_app.got_subcommand(subcommand->description().name))
+                m_general.describeFormats(subcommand->description().formats);
+        }
+        return QString::fromStdString(m_app.help());
+    }
 
     QStringList subcommandNames() const
     {

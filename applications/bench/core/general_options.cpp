@@ -1,6 +1,5 @@
 #include "applications/bench/core/general_options.h"
 
-#include "applications/bench/core/option_set.h"
 #include "applications/bench/core/translations.h"
 
 #include <string>
@@ -64,11 +63,12 @@ void GeneralOptionsParser::addSimulationOptions(OptionSet& options)
 void GeneralOptionsParser::addOutputOptions(OptionSet& options, const QString& formats)
 {
     const auto take = [this](const QString& text) { m_format = outputFormatByName(text); };
-    options
-        .converted("--format", "table|json|jsonl|csv", take,
-                   "Form of the results [" + formats.toStdString() + "]")
-        .oneOf({"table", "json", "jsonl", "markdown", "csv"})
-        .inGroup(c_output);
+    m_formatOption = options
+                         .converted("--format", "FORM", take,
+                                    "Form of the results [" + formats.toStdString() +
+                                        "]; the help of a subcommand lists those that it has")
+                         .oneOf({"table", "json", "jsonl", "markdown", "csv"})
+                         .inGroup(c_output);
     const std::string languages = availableLanguages().join(QLatin1Char('|')).toStdString();
     options
         .text("--language", languages.c_str(), m_options.language,
@@ -80,6 +80,15 @@ void GeneralOptionsParser::addOutputOptions(OptionSet& options, const QString& f
     options.flag("--quiet", m_options.quiet, "No warnings, no log; errors only")
         .excludes(verbose)
         .inGroup(c_output);
+}
+
+void GeneralOptionsParser::describeFormats(const QList<OutputFormat>& formats) const
+{
+    QStringList names;
+    for (const OutputFormat format : formats)
+        names.append(QLatin1String(outputFormatDescription(format).name));
+    const QString description = QStringLiteral("Form of the results [%1]").arg(names.constFirst());
+    m_formatOption->describe(names.join(QLatin1Char('|')), formats.size() > 1 ? description : QString());
 }
 
 GeneralOptions GeneralOptionsParser::options(OutputFormat format) const

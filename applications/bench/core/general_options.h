@@ -1,13 +1,12 @@
 #pragma once
 
+#include "applications/bench/core/option_set.h"
 #include "applications/bench/core/output_format.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <optional>
-
-class OptionSet;
 
 // What every subcommand may be asked for: which bench, which simulated controller, and how to speak.
 struct GeneralOptions
@@ -39,8 +38,10 @@ struct GeneralOptions
 class GeneralOptionsParser
 {
 public:
-    // `formats` is what the help says of the form of results that nobody has asked for.
+    // `formats` is what the program's help says of the form of results that nobody has asked for.
     void addTo(OptionSet& options, const QString& formats);
+    // For the help of a subcommand that has these.
+    void describeFormats(const QList<OutputFormat>& formats) const;
     // After parsing. `format` is the one that nobody has asked for.
     GeneralOptions options(OutputFormat format) const;
 
@@ -52,6 +53,7 @@ private:
     GeneralOptions m_options;
     std::optional<GeneralOptions::Simulation> m_simulation;
     std::optional<OutputFormat> m_format;
+    std::optional<AddedOption> m_formatOption;
 };
 
 // Each is one reason why these options cannot be; empty when there is none.

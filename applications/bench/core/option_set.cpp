@@ -55,6 +55,14 @@ AddedOption AddedOption::check(const std::function<std::string(const std::string
     return *this;
 }
 
+AddedOption AddedOption::describe(const QString& type, const QString& description) const
+{
+    m_option->type_name(type.toStdString())->description(description.toStdString());
+    if (description.isEmpty())
+        m_option->group("");
+    return *this;
+}
+
 AddedOption AddedOption::inGroup(const char* heading) const
 {
     m_option->group(heading);

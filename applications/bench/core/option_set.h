@@ -28,6 +28,8 @@ public:
     AddedOption oneOf(std::initializer_list<const char*> texts) const;
     // What is wrong with a text; empty for a good one.
     AddedOption check(const std::function<std::string(const std::string& text)>& complaint) const;
+    // What the help says of it from now on; nothing at all without a description.
+    AddedOption describe(const QString& type, const QString& description) const;
     // The heading of the help under which it stands.
     AddedOption inGroup(const char* heading) const;
 

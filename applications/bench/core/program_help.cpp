@@ -46,7 +46,8 @@ public:
             return CLI::Formatter::make_subcommands(app, mode);
         std::string text;
         for (const std::string& group : parent->get_groups()) {
-            if (group != c_generalGroup)
+            // What has no heading is not shown.
+            if (!group.empty() && group != c_generalGroup)
                 text +=
                     "\n" + make_group(group, false, parent->get_options([&group](const CLI::Option* option) {
                         return option->get_group() == group;
@@ -67,6 +68,12 @@ public:
     std::string make_option_opts(const CLI::Option* option) const override
     {
         return option->get_type_name().empty() ? std::string() : " " + option->get_type_name();
+    }
+
+    std::string make_option_desc(const CLI::Option* option) const override
+    {
+        const std::string text = CLI::Formatter::make_option_desc(option);
+        return option->get_required() ? text + " (required)" : text;
     }
 
     std::string make_description(const CLI::App* app) const override

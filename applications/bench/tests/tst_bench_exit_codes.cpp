@@ -4,8 +4,12 @@
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/subcommand_table.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
 
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <algorithm>
@@ -271,6 +275,25 @@ BenchEnd run(const Row& row)
     return end;
 }
 
+// The calls under "Examples:", without the remarks behind them.
+QStringList examplesOf(const QString& help)
+{
+    static const QRegularExpression c_remark(QStringLiteral("\\s{2,}\\S.*$"));
+    QStringList examples;
+    const QStringList lines = help.section("Examples:\n", 1, 1).split('\n');
+    for (const QString& line : lines) {
+        if (line.startsWith("  mdc-bench "))
+            examples.append(line.trimmed().remove(c_remark));
+    }
+    return examples;
+}
+
+int lineCount(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll().count('\n') : 0;
+}
+
 // Which subcommand the row is about; empty for none.
 QString subcommandOf(const Row& row, const Subcommands& subcommands)
 {
@@ -299,6 +322,7 @@ private Q_SLOTS:
         // Nothing of the person who runs the tests, and nothing left behind.
         qputenv("XDG_DATA_HOME", m_samples.path().toLocal8Bit());
         qunsetenv("NO_COLOR");
+        qputenv("QT_QPA_PLATFORM", "offscreen");
         QVERIFY(writeFile(m_samples.filePath("one.csv"), c_backupHeader + "A0001,5\nA0002,6\n"));
         QVERIFY(writeFile(m_samples.filePath("two.csv"), c_backupHeader + "A0001,5\nA0002,7\n"));
         m_rows = allRows(m_samples);
@@ -324,6 +348,62 @@ private Q_SLOTS:
         QVERIFY2(!all.contains('\x1b'), "colour without a terminal");
         const QStringList lines = ended.err.split('\n', Qt::SkipEmptyParts);
         QVERIFY(lines.isEmpty() || lines.constFirst().startsWith("mdc-bench: "));
+    }
+
+    void examplesOfTheHelp_data()
+    {
+        QTest::addColumn<QString>("example");
+        QStringList helps{"--help"};
+        for (const auto& subcommand : makeSubcommands())
+            helps.append(subcommand->name() + " --help");
+        for (const QString& help : qAsConst(helps)) {
+            const QStringList examples = examplesOf(endOf(*startBench(help.split(' '))).out);
+            QVERIFY2(!examples.isEmpty(), qPrintable(help));
+            for (const QString& example : examples)
+                QTest::addRow("%s: %s", qPrintable(help), qPrintable(example)) << example;
+        }
+    }
+
+    // Each as it is printed, in a folder that has what it names, with a controller behind "bench.json".
+    void examplesOfTheHelp()
+    {
+        QFETCH(QString, example);
+        const auto profile = ControllerProfile::byName("mdc32-gen2");
+        Simulator simulator(deviceConfiguration(sampleBench()), *profile);
+        QVERIFY(simulator.listenTcp());
+        QTemporaryDir folder;
+        const QDir here(folder.path());
+        QVERIFY(folder.isValid() && here.mkdir("backups"));
+        QVERIFY(writeBenchFor(simulator, profile->reference, here.filePath("bench.json")));
+        const BenchEnd saved = endOf(*startBench(
+            {"--config", here.filePath("bench.json"), "backup", "--folder", folder.path(), "--name", "x"}));
+        QCOMPARE(saved.exitCode, 0);
+        for (const char* const name : {"FILE", "monday.csv", "tuesday.csv"})
+            QVERIFY(QFile::copy(saved.out.trimmed(), here.filePath(name)));
+
+        QStringList words = example.split(' ', Qt::SkipEmptyParts);
+        QCOMPARE(words.takeFirst(), QString("mdc-bench"));
+        // What goes on until Ctrl-C is seen at work by its requests.
+        const bool isEndless = words.contains("results") || words.contains("listenMotorRunState") ||
+                               (words.contains("panel") && !words.contains("--screenshot"));
+        const QString trace = here.filePath("trace.txt");
+        if (isEndless)
+            words = QStringList{"--trace", trace} + words;
+        QProcess process;
+        process.setWorkingDirectory(folder.path());
+        process.start(benchProgram(), words);
+        BenchEnd end;
+        if (isEndless) {
+            QTRY_VERIFY_WITH_TIMEOUT(lineCount(trace) > 30, c_programTimeout);
+            end = interrupted(process);
+        } else {
+            end = endOf(process, 2 * c_programTimeout);
+        }
+        // Whoever interrupts a window has not closed it.
+        const int expected = isEndless && words.contains("panel") ? 130 : 0;
+        QVERIFY2(end.exitCode == expected,
+                 qPrintable(QString("%1\n%2\n%3").arg(end.exitCode).arg(end.out, end.err)));
+        QVERIFY2(!end.err.contains("mdc-bench: error"), qPrintable(end.err));
     }
 
     void everyExitCodeHasARow()

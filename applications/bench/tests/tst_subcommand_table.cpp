@@ -74,6 +74,57 @@ private Q_SLOTS:
         }
     }
 
+    // What a call without any word complains of is marked in the help.
+    void helpMarksWhatIsRequired()
+    {
+        static const QRegularExpression c_required(QStringLiteral("^(\\S+) is required"));
+        QStringList seen;
+        for (const auto& subcommand : makeSubcommands()) {
+            const QString wanted = c_required.match(ParsedCall({subcommand->name()})->text).captured(1);
+            const QString help = ParsedCall({subcommand->name(), "--help"})->text;
+            if (wanted.isEmpty()) {
+                QVERIFY2(!help.contains("required)"),
+                         qPrintable(complaint(*subcommand, "marks what is not required:\n") + help));
+                continue;
+            }
+            seen.append(subcommand->name() + ' ' + wanted);
+            const QRegularExpression line(QStringLiteral("^  %1\\b[^\n]*\\(required\\)$").arg(wanted),
+                                          QRegularExpression::MultilineOption);
+            QVERIFY2(line.match(help).hasMatch(),
+                     qPrintable(complaint(*subcommand, "does not mark what is required:\n") + help));
+        }
+        QCOMPARE(seen, (QStringList{"run COMMAND", "restore FILE", "compare FILE"}));
+        const QString restore = ParsedCall({"restore", "--help"})->text.simplified();
+        QVERIFY2(restore.contains("(3,5-7); required without --extras"), qPrintable(restore));
+        QVERIFY2(ParsedCall({"restore", "f"})->text.startsWith("--presets is required, or --extras"),
+                 qPrintable(ParsedCall({"restore", "f"})->text));
+    }
+
+    void helpOffersTheFormsThatThereAre()
+    {
+        static const QRegularExpression c_forms(QStringLiteral("^  --format (\\S+)"),
+                                                QRegularExpression::MultilineOption);
+        for (const auto& subcommand : makeSubcommands()) {
+            const QList<OutputFormat>& formats = subcommand->description().formats;
+            QStringList names;
+            for (const OutputFormat format : formats)
+                names.append(QLatin1String(outputFormatDescription(format).name));
+            // With one form only there is nothing to choose.
+            const QString expected = names.size() > 1 ? names.join('|') : QString();
+            const QString help = ParsedCall({subcommand->name(), "--help"})->text;
+            QVERIFY2(
+                c_forms.match(help).captured(1) == expected,
+                qPrintable(complaint(*subcommand, "offers other forms than " + expected + ":\n") + help));
+            QVERIFY2(expected.isEmpty() == !help.contains("Form of the results"), qPrintable(help));
+            if (!expected.isEmpty())
+                QVERIFY2(help.contains(QStringLiteral("Form of the results [%1]").arg(names.constFirst())),
+                         qPrintable(help));
+        }
+        const QString program = ParsedCall({"--help"})->text;
+        QVERIFY2(c_forms.match(program).captured(1) == "FORM", qPrintable(program));
+        QVERIFY2(!program.contains("csv") && !program.contains("markdown"), qPrintable(program));
+    }
+
     void everySubcommandIsDescribed()
     {
         const QString rows = sectionOf(textOf(c_manual), "Subcommands");
