@@ -6,6 +6,7 @@
 #include "applications/simulator/tightening_cycles.h"
 
 #include <lib_host/event_dispatcher.h>
+#include <lib_utilities/printable_text.h>
 
 #include <QCoreApplication>
 #include <QLocale>
@@ -21,7 +22,8 @@ constexpr int c_failure = 1;
 void printLine(FILE* file, const QString& text)
 {
     QTextStream stream(file);
-    stream << text << '\n';
+    // Names and references come from a configuration, whoever wrote it.
+    stream << printableText(text) << '\n';
     stream.flush();
 }
 

@@ -1,5 +1,7 @@
 #include "applications/bench/check/check_report.h"
 
+#include <lib_utilities/printable_text.h>
+
 namespace {
 
 constexpr int c_levelWidth = 9;
@@ -63,10 +65,11 @@ void CheckReport::add(const Finding& finding, ExitCode codeOfError)
     // Padded before it is coloured: escape sequences have a length but no width.
     const QString level = levelText(finding.level).leftJustified(c_levelWidth);
     m_console.out(QStringLiteral("%1%2: %3\n")
-                      .arg(m_console.tinted(level, tintOf(finding.level)), subject, finding.message));
+                      .arg(m_console.tinted(level, tintOf(finding.level)), printableText(subject),
+                           printableText(finding.message)));
     if (!finding.remedy.isEmpty())
         m_console.out(QString(c_levelWidth, QLatin1Char(' ')) +
-                      QStringLiteral("  → %1\n").arg(finding.remedy));
+                      QStringLiteral("  → %1\n").arg(printableText(finding.remedy)));
 }
 
 void CheckReport::add(const QString& subject, const std::optional<BenchProblem>& problem,

@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/log_line.h"
 
+#include <lib_utilities/printable_text.h>
 #include <QtGlobal>
 
 #include <cerrno>
@@ -47,6 +48,12 @@ QString withColour(const QString& text, Console::Tint tint)
         break;
     }
     return text;
+}
+
+// No part of it looks like a message of its own.
+QString messageText(const QString& text)
+{
+    return printableLines(text).replace(QLatin1Char('\n'), QStringLiteral("\n  "));
 }
 
 // 0, or what the system says is wrong.
@@ -240,6 +247,6 @@ void Console::message(const QString& kind, Tint tint, const QString& text)
     clearProgress();
     tellRepeats();
     write(stderr, QStringLiteral("mdc-bench: %1%2\n")
-                      .arg(m_errorColour ? withColour(kind, tint) : kind, text)
+                      .arg(m_errorColour ? withColour(kind, tint) : kind, messageText(text))
                       .toUtf8());
 }

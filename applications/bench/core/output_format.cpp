@@ -1,5 +1,6 @@
 #include "applications/bench/core/output_format.h"
 
+#include <lib_utilities/printable_text.h>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -12,22 +13,6 @@
 namespace {
 
 const QString c_columnGap = QStringLiteral("  ");
-
-QString escapeControls(const QString& text)
-{
-    QString result;
-    for (const QChar character : text) {
-        if (character == QLatin1Char('\n'))
-            result += QStringLiteral("\\n");
-        else if (character == QLatin1Char('\t'))
-            result += QStringLiteral("\\t");
-        else if (character.category() == QChar::Other_Control)
-            result += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
-        else
-            result += character;
-    }
-    return result;
-}
 
 // The entries {"id": text, "value": anything} of a list; empty when it is another kind of list.
 QList<NamedValue> identifiedEntries(const QVariant& value)
@@ -143,16 +128,16 @@ QString valueText(const QVariant& value)
     case QMetaType::UnknownType:
         return QStringLiteral("-");
     case QMetaType::QString:
-        return escapeControls(value.toString());
+        return printableText(value.toString());
     case QMetaType::QByteArray:
     case QMetaType::QUuid:
-        return escapeControls(toJson(value).toString());
+        return printableText(toJson(value).toString());
     case QMetaType::QVariantList:
     case QMetaType::QStringList:
     case QMetaType::QVariantMap:
-        return escapeControls(QString::fromUtf8(compactJson(toJson(value))));
+        return printableText(QString::fromUtf8(compactJson(toJson(value))));
     default:
-        return escapeControls(textOfWholeNumber(value));
+        return printableText(textOfWholeNumber(value));
     }
 }
 
@@ -174,6 +159,10 @@ QString formatTable(const QStringList& header, const QList<QStringList>& rows)
     QList<QStringList> lines = rows;
     if (!header.isEmpty())
         lines.prepend(header);
+    for (QStringList& line : lines) {
+        for (QString& cell : line)
+            cell = printableText(cell);
+    }
     QList<int> widths;
     for (const QStringList& line : std::as_const(lines)) {
         for (int column = 0; column < line.size(); ++column) {

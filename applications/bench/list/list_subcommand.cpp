@@ -5,6 +5,7 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
+#include <lib_utilities/printable_text.h>
 #include <lib_utilities/version.h>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -42,12 +43,27 @@ QJsonObject objectAsJson(const BenchSession& session, const DAbstractPlugin& plu
     return object;
 }
 
-QString linkText(const Console& console, const DAbstractPlugin* driver)
+QString linkText(const DAbstractPlugin* driver)
 {
     if (driver == nullptr)
         return QStringLiteral("no driver");
-    return isConnected(*driver) ? console.tinted(QStringLiteral("connected"), Console::Tint::Good)
-                                : console.tinted(QStringLiteral("not connected"), Console::Tint::Bad);
+    return isConnected(*driver) ? QStringLiteral("connected") : QStringLiteral("not connected");
+}
+
+// The table with its last cells, the state of the links, in colour: a table takes no colours, whose codes
+// could as well be part of a name.
+QString withColouredLinks(const Console& console, const QString& table, const QStringList& links)
+{
+    QStringList lines = table.split(QLatin1Char('\n'));
+    for (int i = 0; i < links.size(); ++i) {
+        const QString& link = links.at(i);
+        QString& line = lines[i + 1]; // below the header
+        const Console::Tint tint = link == QLatin1String("connected")       ? Console::Tint::Good
+                                   : link == QLatin1String("not connected") ? Console::Tint::Bad
+                                                                            : Console::Tint::None;
+        line = line.left(line.size() - link.size()) + console.tinted(link, tint);
+    }
+    return lines.join(QLatin1Char('\n'));
 }
 
 // 0.4312 as "0.431": more digits of a time in milliseconds are noise.
@@ -61,19 +77,24 @@ void printTables(Console& console, const BenchSession& session, const QList<DAbs
                  const QList<DPluginReport>& reports)
 {
     QList<QStringList> rows;
+    QStringList links;
     for (const DAbstractPlugin* const plugin : plugins) {
         const DAbstractPlugin* const driver = session.driverOf(*plugin);
+        links.append(linkText(driver));
         const bool isDriver = plugin->pluginType() == IPlugin::CeTypeDriver;
         rows.append({plugin->getName(), typeName(plugin->pluginType()), plugin->pluginName(),
                      isDriver || driver == nullptr ? QStringLiteral("-") : driver->getName(),
                      driver == nullptr
                          ? QStringLiteral("-")
                          : driver->getProperty(driver_contract::c_address, QVariant()).toString(),
-                     linkText(console, driver)});
+                     links.constLast()});
     }
-    console.out(formatTable({QStringLiteral("OBJECT"), QStringLiteral("TYPE"), QStringLiteral("PLUG-IN"),
-                             QStringLiteral("DRIVER"), QStringLiteral("ADDRESS"), QStringLiteral("LINK")},
-                            rows));
+    console.out(withColouredLinks(
+        console,
+        formatTable({QStringLiteral("OBJECT"), QStringLiteral("TYPE"), QStringLiteral("PLUG-IN"),
+                     QStringLiteral("DRIVER"), QStringLiteral("ADDRESS"), QStringLiteral("LINK")},
+                    rows),
+        links));
     rows.clear();
     for (const DPluginReport& report : reports)
         rows.append({QFileInfo(report.file).fileName(),
@@ -90,9 +111,9 @@ void printTables(Console& console, const BenchSession& session, const QList<DAbs
         rows.clear();
         for (auto it = statistics.cbegin(); it != statistics.cend(); ++it)
             rows.append({QStringLiteral("  ") + it.key(), statisticText(it.value())});
-        console.out(
-            QStringLiteral("\nStatistics of \"%1\" since this program started:\n").arg(plugin->getName()) +
-            formatTable({}, rows));
+        console.out(QStringLiteral("\nStatistics of \"%1\" since this program started:\n")
+                        .arg(printableText(plugin->getName())) +
+                    formatTable({}, rows));
     }
 }
 

@@ -93,6 +93,20 @@ private:
     QTemporaryDir m_folder;
 };
 
+// The first character that has no place in a line, as its code; or a line that begins with what was to begin
+// it.
+QString steeringPart(const QString& output)
+{
+    const QVector<uint> codes = output.toUcs4();
+    for (const uint code : codes) {
+        const QChar::Category category = QChar::category(code);
+        if (code != '\n' && (category == QChar::Other_Control || category == QChar::Other_Format ||
+                             category == QChar::Separator_Line || category == QChar::Separator_Paragraph))
+            return QString::number(code, 16);
+    }
+    return output.contains("\nforged") ? QStringLiteral("a forged line") : QString();
+}
+
 // What a program opened, or tried to, by a relative name or below the folder, as strace told.
 QStringList opensBelow(const QString& folder, const QString& record)
 {
@@ -435,6 +449,59 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::ReadOnly));
         // Write single register 6001 (0x1771) with 1.
         QVERIFY(file.readAll().contains("06 17 71 00 01"));
+    }
+
+    void steeringTexts_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("controls") << QString::fromUtf8("\x1b[2J\x1b]0;t\x07\x08\x7f\xc2\x9b\x33\x31m\t");
+        QTest::newRow("lines") << QString::fromUtf8("\n\r\xc2\x85\xe2\x80\xa8\xe2\x80\xa9");
+        QTest::newRow("order of letters")
+            << QString::fromUtf8("\xe2\x80\xae\xe2\x81\xa6\xe2\x80\x8f\xd8\x9c");
+        QTest::newRow("unseen") << QString::fromUtf8("\xe2\x80\x8b\xef\xbb\xbf\xf3\xa0\x80\x81");
+    }
+
+    // What somebody wrote into a configuration or a backup steers no terminal and forges no line of a
+    // message.
+    void steeringTexts()
+    {
+        QFETCH(QString, text);
+        const QString name = "mdc" + text + "forged";
+        const QByteArray quoted = QJsonDocument(QJsonArray{name}).toJson(QJsonDocument::Compact);
+        const QString path = m_samples.configuration("bench.json", "\"name\": \"mdc\"",
+                                                     "\"name\": " + quoted.mid(1, quoted.size() - 2));
+        const QStringList bench{"--config", path, "--simulate", "tcp"};
+        for (const QStringList& arguments :
+             {QStringList{"list"}, QStringList{"check"}, QStringList{"run", "getInfo", "--object", "none"},
+              QStringList{"-v", "run", "getInfo"}}) {
+            const BenchEnd ended = runBench(arguments + bench);
+            QVERIFY2(ended.out.contains("forged") || ended.err.contains("forged") || arguments.size() == 3,
+                     qPrintable(arguments.join(' ') + ended.out + ended.err));
+            QCOMPARE(steeringPart(ended.out), QString());
+            QCOMPARE(steeringPart(ended.err), QString());
+        }
+        const BenchEnd listed = runBench(QStringList{"list", "--format", "json"} + bench);
+        const QJsonArray objects = QJsonDocument::fromJson(listed.out.toUtf8())["objects"].toArray();
+        QCOMPARE(objects.last()["name"].toString(), name);
+
+        QVERIFY(QDir().mkpath(m_samples.filePath("saved")));
+        const BenchEnd saved = runBench({"backup", "--folder", m_samples.filePath("saved"), "--force"});
+        QVERIFY2(saved.exitCode == 0, qPrintable(saved.err));
+        QFile file(saved.out.trimmed());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QByteArray content = file.readAll();
+        QString serial = text + "forged";
+        serial.remove('\n').remove('\r');
+        QVERIFY(content.contains("Driver serial,1907150042"));
+        content.replace("Driver serial,1907150042", "Driver serial," + serial.toUtf8());
+        const QString changed = m_samples.filePath("changed.csv");
+        QVERIFY(writeFile(changed, content));
+        const BenchEnd compared = runBench({"compare", file.fileName(), changed});
+        QVERIFY2(compared.out.contains("forged"), qPrintable(compared.out + compared.err));
+        QCOMPARE(steeringPart(compared.out + compared.err), QString());
+        const BenchEnd restored = runBench({"restore", changed, "--presets", "1", "--dry-run"});
+        QVERIFY2(restored.err.contains("forged"), qPrintable(restored.out + restored.err));
+        QCOMPARE(steeringPart(restored.out + restored.err), QString());
     }
 
     void unusablePropertiesFile()

@@ -89,6 +89,14 @@ private Q_SLOTS:
         QTest::newRow("whole double") << QVariant(1200000.0) << "1200000";
         QTest::newRow("text") << QVariant("MD3202") << "MD3202";
         QTest::newRow("text that would steer the terminal") << QVariant("a\x1b[31m\nb") << "a\\x1b[31m\\nb";
+        QTest::newRow("text in another order")
+            << QVariant(QString::fromUtf8("a\u202eb\u2066\u200f")) << "a\\u202eb\\u2066\\u200f";
+        QTest::newRow("other lines") << QVariant(QString::fromUtf8("a\u2028\u2029\u0085b"))
+                                     << "a\\u2028\\u2029\\x85b";
+        QTest::newRow("unseen") << QVariant(QString::fromUtf8("a\ufeff\U000e0001")) << "a\\ufeff\\U000e0001";
+        QTest::newRow("half a pair") << QVariant(QString(QChar(0xd83d))) << "\\ud83d";
+        QTest::newRow("letters of all kinds")
+            << QVariant(QString::fromUtf8("é\u4e2d\U0001f527")) << QString::fromUtf8("é\u4e2d\U0001f527");
         QTest::newRow("list") << QVariant(QVariantList{1, 2}) << "[1,2]";
         QTest::newRow("bytes") << QVariant(QByteArray("\x0a\x0b", 2)) << "0a 0b";
     }
@@ -115,6 +123,7 @@ private Q_SLOTS:
     {
         QCOMPARE(formatTable({"a", "long name"}, {{"wider", ""}, {"x", "y"}}),
                  QStringLiteral("a      long name\nwider\nx      y\n"));
+        QCOMPARE(formatTable({"a\x1b"}, {{"b\n"}}), QStringLiteral("a\\x1b\nb\\n\n"));
         QCOMPARE(formatTable({}, {}), QString());
         QCOMPARE(formatTable({}, {{"a"}, {"b", "c"}}), QStringLiteral("a\nb  c\n"));
     }
