@@ -17,6 +17,9 @@ step "build of the release, warnings as errors"
 cmake --preset release >/dev/null
 cmake --build --preset release --target mdc_shipped
 
+step "how the release is built"
+ctest --preset release -R '^built_files'
+
 # What a host loads or is built against. A file takes some seconds: scripts/tidy.sh without files takes the
 # applications, tests and benchmarks too, and three times as long.
 step "clang-tidy"
