@@ -17,7 +17,9 @@ BenchCheck::BenchCheck(const GeneralOptions& general, const CheckOptions& option
     , m_interrupt(interrupt)
     , m_session(general, options.object, console, interrupt)
     , m_report(console, general.format)
-{}
+{
+    m_session.ignoreConfiguredTraces();
+}
 
 ExitCode BenchCheck::run()
 {

@@ -100,6 +100,8 @@ std::optional<BenchProblem> BenchSession::startSimulator()
     std::optional<BenchProblem> problem = unknownObject();
     if (problem)
         return problem;
+    if (m_ignoresTraces)
+        removeConfiguredTraces();
     const BenchObject device = chosenDevice();
     problem = traceFrames(device);
     if (problem || m_general.simulation == GeneralOptions::Simulation::None)
@@ -114,6 +116,17 @@ std::optional<BenchProblem> BenchSession::startSimulator()
         return problem;
     const BenchObject driver = describe(device.driver);
     return m_simulation->join(driver, m_host.kinds().value(driver.kind), m_configuration);
+}
+
+void BenchSession::removeConfiguredTraces()
+{
+    const QList<BenchObject> all = objects();
+    for (const BenchObject& object : all) {
+        const QJsonObject untraced =
+            DriverDescription(m_host.kinds().value(object.kind)).untraced(object.configuration);
+        if (untraced != object.configuration)
+            m_configuration = withConfiguration(m_configuration, object.uuid, untraced);
+    }
 }
 
 std::optional<BenchProblem> BenchSession::traceFrames(const BenchObject& device)

@@ -39,6 +39,10 @@ public:
                  Interrupt& interrupt);
     ~BenchSession() override;
 
+    // For who only looks: the links write no trace of their frames that the configuration asks for, which may
+    // be somebody else's. Before the first step; --trace is the person's own word, and stays.
+    void ignoreConfiguredTraces() { m_ignoresTraces = true; }
+
     // The plug-ins as well, by which it is checked.
     std::optional<BenchProblem> loadConfigurationFile();
     std::optional<BenchProblem> checkPlugins();
@@ -94,12 +98,14 @@ private:
     BenchObject chosenDevice() const;
     BenchObject describe(const QUuid& object) const;
     // Lets the device's driver write its frames to the file of the options, if there is one.
+    void removeConfiguredTraces();
     std::optional<BenchProblem> traceFrames(const BenchObject& device);
     bool isDeviceKind(const QUuid& kind) const;
     QStringList configurationErrors() const;
     void openProperties();
 
     const GeneralOptions m_general;
+    bool m_ignoresTraces = false;
     const QString m_object;
     Console& m_console;
     Interrupt& m_interrupt;

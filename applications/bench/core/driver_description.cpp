@@ -57,6 +57,16 @@ std::optional<QJsonObject> DriverDescription::traced(const QJsonObject& configur
     return result;
 }
 
+QJsonObject DriverDescription::untraced(const QJsonObject& configuration) const
+{
+    const QString member = m_properties.value(c_frameTrace).toString();
+    QJsonObject result = configuration;
+    // What is no name of a file is the driver's to refuse.
+    if (!member.isEmpty() && configuration.value(member).isString())
+        result.remove(member);
+    return result;
+}
+
 ControllerLink DriverDescription::link(const QJsonObject& configuration) const
 {
     return ControllerLink::describedBy(m_properties, configuration);

@@ -134,6 +134,7 @@ void ListSubcommand::addTo(OptionSet& options)
 ExitCode ListSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
 {
     BenchSession session(general, QString(), console, interrupt);
+    session.ignoreConfiguredTraces();
     const ExitCode opened = session.open();
     if (opened != ExitCode::Done)
         return opened;

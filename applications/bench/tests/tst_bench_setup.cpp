@@ -451,6 +451,34 @@ private Q_SLOTS:
         QVERIFY(file.readAll().contains("06 17 71 00 01"));
     }
 
+    void configuredTrace_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<bool>("isWritten");
+        QTest::newRow("check") << QStringList{"check"} << false;
+        QTest::newRow("list") << QStringList{"list"} << false;
+        QTest::newRow("run") << QStringList{"run", "getInfo"} << true;
+    }
+
+    // Who looks over somebody's configuration writes nothing that it names.
+    void configuredTrace()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(bool, isWritten);
+        const QString trace = m_samples.filePath("configured-" + arguments.first());
+        const QString path = m_samples.configuration(
+            "bench.json", "\"unitId\": 1", "\"unitId\": 1, \"frameTrace\": \"" + trace.toUtf8() + '"');
+        const BenchEnd ended = runBench(arguments + QStringList{"--config", path, "--simulate", "tcp"});
+        QVERIFY2(ended.exitCode == 0, qPrintable(ended.out + ended.err));
+        QCOMPARE(QFile::exists(trace), isWritten);
+        // Asked for by the person, it is.
+        const QString own = trace + "-own";
+        const BenchEnd traced =
+            runBench(arguments + QStringList{"--config", path, "--simulate", "tcp", "--trace", own});
+        QVERIFY2(traced.exitCode == 0, qPrintable(traced.out + traced.err));
+        QVERIFY(QFile::exists(own));
+    }
+
     void steeringTexts_data()
     {
         QTest::addColumn<QString>("text");
