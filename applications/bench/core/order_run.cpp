@@ -117,6 +117,8 @@ void OrderRun::handleInstruction(const QString& instruction, const QVariantMap& 
                                  const DOrderOutcome& outcome)
 {
     m_end.writes.add(instruction, arguments, outcome);
+    if (!outcome.ok)
+        m_end.failedArguments = arguments;
     if (m_terms.onInstruction)
         m_terms.onInstruction(instruction, arguments, outcome);
     if (m_terms.stopsBetweenInstructions && m_isInterrupted && !m_isStopped)

@@ -41,6 +41,8 @@ struct OrderEnd
     ExitCode code = ExitCode::CommandFailed;
     // It was the bound of the whole order that cut it off; ms, 0 when it was not.
     int exceededBound = 0;
+    // The arguments of the instruction that failed, if one did.
+    QVariantMap failedArguments;
     // What it did to registers, whether it failed or not.
     WriteRecord writes;
 };

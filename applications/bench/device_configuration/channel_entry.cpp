@@ -1,7 +1,6 @@
 #include "applications/bench/device_configuration/channel_entry.h"
 
 #include "plugins/p_device_mdc/model/channel_names.h"
-#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QJsonArray>
 
@@ -49,11 +48,12 @@ QList<DescribedChannel> channelsOf(const QJsonObject& configuration)
     return channels;
 }
 
-QString channelThatWrites(const QJsonObject& configuration, int registerNumber, int generation)
+QString channelOfRegister(const QJsonObject& configuration, int registerNumber, ChannelEntry type,
+                          int generation)
 {
     const QList<DescribedChannel> channels = channelsOf(configuration);
     const auto found = std::find_if(channels.cbegin(), channels.cend(), [=](const DescribedChannel& channel) {
-        return channel.entries.contains(entryName(ChannelEntry::WriteType)) &&
+        return channel.entries.contains(entryName(type)) &&
                channel.entries.value(entryName(ChannelEntry::Register)).toVariant() == registerNumber &&
                versionedName(channel.id).generation == std::max(generation, 1);
     });

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "plugins/p_device_mdc/model/command_needs.h"
+
 #include <QHash>
 #include <QJsonObject>
 #include <QJsonValue>
@@ -23,5 +25,7 @@ struct DescribedChannel
 // In the order of the configuration.
 QList<DescribedChannel> channelsOf(const QJsonObject& configuration);
 
-// The channel that names this register to write in this generation; empty when there is none.
-QString channelThatWrites(const QJsonObject& configuration, int registerNumber, int generation);
+// The channel that names this register in this generation and gives it this type (ReadType or WriteType);
+// empty when there is none.
+QString channelOfRegister(const QJsonObject& configuration, int registerNumber, ChannelEntry type,
+                          int generation);

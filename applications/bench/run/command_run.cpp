@@ -10,6 +10,7 @@
 
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
 #include <lib_plugins_management/variant_conversion.h>
 
 namespace {
@@ -300,22 +301,38 @@ void CommandRun::tellResults(const OrderEnd& end)
         m_console.out(QStringLiteral("%1: done\n").arg(command));
 }
 
+QString CommandRun::channelOf(int registerNumber, ChannelEntry type) const
+{
+    const int generation = m_plugin->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
+    return channelOfRegister(m_session.describe(*m_plugin).configuration, registerNumber, type, generation);
+}
+
+QString CommandRun::failedChannel(const OrderEnd& end) const
+{
+    const QVariant registerNumber = end.failedArguments.value(driver_contract::c_register);
+    if (!registerNumber.isValid())
+        return {};
+    const bool isWrite = end.failedArguments.contains(driver_contract::c_data);
+    return channelOf(registerNumber.toInt(), isWrite ? ChannelEntry::WriteType : ChannelEntry::ReadType);
+}
+
 QString CommandRun::failureText(const OrderEnd& end) const
 {
     if (end.code == ExitCode::Interrupted)
         return QStringLiteral("\"%1\" was interrupted").arg(m_options.command);
     if (end.outcome.errorMessage.isEmpty())
         return QStringLiteral("\"%1\" says that it was not done").arg(m_options.command);
-    return end.outcome.errorMessage + boundText(end);
+    const QString channel = failedChannel(end);
+    return end.outcome.errorMessage +
+           (channel.isEmpty() ? QString() : QStringLiteral(" (channel \"%1\")").arg(channel)) +
+           boundText(end);
 }
 
 void CommandRun::tellFailure(const OrderEnd& end)
 {
     m_console.error(failureText(end));
-    const QJsonObject configuration = m_session.describe(*m_plugin).configuration;
-    const int generation = m_plugin->getProperty(QStringLiteral("softwareVersion"), QVariant(1)).toInt();
-    m_console.error(writtenText(end.writes, [&configuration, generation](int registerNumber) {
-        return channelThatWrites(configuration, registerNumber, generation);
+    m_console.error(writtenText(end.writes, [this](int registerNumber) {
+        return channelOf(registerNumber, ChannelEntry::WriteType);
     }));
     if (end.code == ExitCode::CommandFailed && m_plugin->pluginType() == IPlugin::CeTypeDevice) {
         const QStringList missing = missingConfiguration(orderedCommand());

@@ -5,6 +5,7 @@
 #include "applications/bench/run/missing_configuration.h"
 #include "applications/bench/run/run_options.h"
 #include "applications/bench/run/saved_registers.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QVariantMap>
 
@@ -44,6 +45,10 @@ private:
 
     // An order that went well may still not have done what it was given for.
     void judgeResults(OrderEnd& end) const;
+    // What the configuration calls a register, and the one that the failed instruction was about; empty for
+    // none.
+    QString channelOf(int registerNumber, ChannelEntry type) const;
+    QString failedChannel(const OrderEnd& end) const;
     QString failureText(const OrderEnd& end) const;
     void tellResults(const OrderEnd& end);
     void tellFailure(const OrderEnd& end);

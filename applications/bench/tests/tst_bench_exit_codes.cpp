@@ -146,7 +146,7 @@ QList<Row> rowsOfFailures(const SampleFolder& samples)
          {"run", "getRegister", "channel=direction", "--fault", "exception=2"},
          7,
          "",
-         "refused"},
+         "illegal data address (2) (channel \"directionV2\")"},
         {"7 refused, and what was written",
          {"run", "SetTriggerProgram", "--fault", "exception=2@2/0x06"},
          7,
