@@ -47,11 +47,11 @@ if(MDC_SANITIZE_THREADS)
     target_link_options(mdc_options INTERFACE -fsanitize=thread)
 endif()
 
-# Test programs are compiled once and run once: with the sanitizers the optimiser takes longer than it
-# gives back. What they test keeps its optimisation.
-add_library(mdc_test_options INTERFACE)
+# With the sanitizers the optimiser takes longer over tests and applications, which are compiled once and run
+# for a moment, than it gives back. What a host loads keeps its optimisation.
+add_library(mdc_unoptimised INTERFACE)
 if(MDC_SANITIZE OR MDC_SANITIZE_THREADS)
-    target_compile_options(mdc_test_options INTERFACE -O0)
+    target_compile_options(mdc_unoptimised INTERFACE -O0)
 endif()
 
 if(MDC_FUZZ)
@@ -72,9 +72,14 @@ if(MDC_PRECOMPILE)
     target_link_libraries(mdc_precompiled PRIVATE Qt5::Core mdc_options)
     target_precompile_headers(mdc_precompiled PRIVATE <QtCore/QtCore> <functional> <memory>)
 
+    add_library(mdc_precompiled_unoptimised STATIC ${PROJECT_BINARY_DIR}/precompiled.cpp)
+    set_target_properties(mdc_precompiled_unoptimised PROPERTIES POSITION_INDEPENDENT_CODE ON AUTOMOC OFF)
+    target_link_libraries(mdc_precompiled_unoptimised PRIVATE Qt5::Core mdc_options mdc_unoptimised)
+    target_precompile_headers(mdc_precompiled_unoptimised PRIVATE <QtCore/QtCore> <functional> <memory>)
+
     add_library(mdc_precompiled_tests STATIC ${PROJECT_BINARY_DIR}/precompiled.cpp)
     set_target_properties(mdc_precompiled_tests PROPERTIES POSITION_INDEPENDENT_CODE ON AUTOMOC OFF)
-    target_link_libraries(mdc_precompiled_tests PRIVATE Qt5::Test mdc_options mdc_test_options)
+    target_link_libraries(mdc_precompiled_tests PRIVATE Qt5::Test mdc_options mdc_unoptimised)
     # Of QtTest only what reads the same whichever of Qt's libraries a program is linked with.
     target_precompile_headers(mdc_precompiled_tests PRIVATE
         <QtCore/QtCore> <QtTest/qtestcase.h> <QtTest/qtestdata.h> <QtTest/qtestsystem.h>
@@ -84,14 +89,19 @@ endif()
 function(mdc_use_precompiled name)
     if(MDC_PRECOMPILE STREQUAL "all" OR (MDC_PRECOMPILE STREQUAL "tests" AND
             CMAKE_CURRENT_SOURCE_DIR MATCHES "/(tests|benchmarks)(/|$)"))
-        target_precompile_headers(${name} REUSE_FROM mdc_precompiled)
+        if(CMAKE_CURRENT_SOURCE_DIR MATCHES "/(applications|tests)(/|$)")
+            target_link_libraries(${name} PRIVATE mdc_unoptimised)
+            target_precompile_headers(${name} REUSE_FROM mdc_precompiled_unoptimised)
+        else()
+            target_precompile_headers(${name} REUSE_FROM mdc_precompiled)
+        endif()
     endif()
 endfunction()
 
 # For a program that does nothing but test. What moc has left to say of it is nearly nothing, and is read
 # faster without Qt's headers.
 function(mdc_use_precompiled_tests name)
-    target_link_libraries(${name} PRIVATE mdc_test_options)
+    target_link_libraries(${name} PRIVATE mdc_unoptimised)
     if(MDC_PRECOMPILE)
         target_precompile_headers(${name} REUSE_FROM mdc_precompiled_tests)
         set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp
