@@ -99,11 +99,15 @@ function(mdc_use_precompiled name)
 endfunction()
 
 # For a program that does nothing but test. What moc has left to say of it is nearly nothing, and is read
-# faster without Qt's headers.
-function(mdc_use_precompiled_tests name)
+# faster without Qt's headers. QtTest's read differently in a program with windows.
+function(mdc_use_precompiled_tests name has_windows)
     target_link_libraries(${name} PRIVATE mdc_unoptimised)
     if(MDC_PRECOMPILE)
-        target_precompile_headers(${name} REUSE_FROM mdc_precompiled_tests)
+        if(has_windows)
+            target_precompile_headers(${name} REUSE_FROM mdc_precompiled_unoptimised)
+        else()
+            target_precompile_headers(${name} REUSE_FROM mdc_precompiled_tests)
+        endif()
         set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/${name}_autogen/mocs_compilation.cpp
             PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
     endif()
@@ -210,7 +214,11 @@ function(mdc_add_test name)
         MDC_BINARY_DIRECTORY="${PROJECT_BINARY_DIR}" MDC_SOURCE_DIRECTORY="${PROJECT_SOURCE_DIR}"
         ${arg_DEFINES})
     target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Test mdc_options)
-    mdc_use_precompiled_tests(${name})
+    if("panel_objects" IN_LIST arg_LINK)
+        mdc_use_precompiled_tests(${name} ON)
+    else()
+        mdc_use_precompiled_tests(${name} OFF)
+    endif()
     if(arg_NEEDS)
         add_dependencies(${name} ${arg_NEEDS})
     endif()
