@@ -40,6 +40,7 @@ private Q_SLOTS:
     void triggerProgramUnsavedByTheBench();
     void resetOfTheBench();
     void resetOfASwappedController();
+    void replacedByASwappedController();
     void resetOfUnknownOrigin();
 
 private:
@@ -546,6 +547,19 @@ void tst_DeviceCommands::resetOfASwappedController()
     QCOMPARE(triggerRegisters(bench.second()), original);
     QCOMPARE(bench.run(bench.first(), {"resetMode=true"}).exitCode, 0);
     QCOMPARE(triggerRegisters(bench.first()), original);
+}
+
+void tst_DeviceCommands::replacedByASwappedController()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    const BenchEnd first = bench.run(bench.first(), {});
+    QVERIFY2(first.exitCode == 0 && !first.err.contains("is replaced"), qPrintable(first.err));
+    const BenchEnd again = bench.run(bench.first(), {});
+    QVERIFY2(again.exitCode == 0 && !again.err.contains("is replaced"), qPrintable(again.err));
+    const BenchEnd other = bench.run(bench.second(), {});
+    QVERIFY2(other.exitCode == 0, qPrintable(other.err));
+    QVERIFY2(other.err.contains("the serial number 1907150042 is replaced"), qPrintable(other.err));
 }
 
 // Of values without a note nobody can say that they are the connected controller's, nor of one that was not

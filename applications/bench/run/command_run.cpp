@@ -174,6 +174,9 @@ ExitCode CommandRun::compareOrigin()
             m_console.warning(
                 QStringLiteral("which controller is connected is not known and is not noted with "
                                "what is saved: a reset needs --force"));
+        const QString replaced = textOfReplaced(saved(), m_serial);
+        if (!replaced.isEmpty())
+            m_console.warning(replaced);
         return ExitCode::Done;
     }
     const std::optional<ResetObjection> objection = objectionToOrigin(saved(), m_serial);

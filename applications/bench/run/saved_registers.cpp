@@ -49,3 +49,13 @@ std::optional<ResetObjection> objectionToOrigin(const SavedRegisters& saved, con
             .arg(saved.serial, serial),
         QStringLiteral("connect the controller that they are of; %1").arg(force)};
 }
+
+QString textOfReplaced(const SavedRegisters& saved, const QString& serial)
+{
+    if (saved.values.isEmpty() || saved.serial.isEmpty() || serial.isEmpty() || saved.serial == serial)
+        return {};
+    return QStringLiteral(
+               "what was saved of the controller with the serial number %1 is replaced, and it cannot be "
+               "reset from here any more; keep a file for each controller (--properties FILE)")
+        .arg(saved.serial);
+}

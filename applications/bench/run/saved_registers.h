@@ -31,3 +31,6 @@ bool isReset(const QString& command, const QVariantMap& arguments);
 std::optional<ResetObjection> objectionToSaved(const SavedRegisters& saved, const QString& place);
 // What can be said then. `serial` is the connected controller's, empty when it is not known.
 std::optional<ResetObjection> objectionToOrigin(const SavedRegisters& saved, const QString& serial);
+// What a run that saves again costs: the values of another controller, which cannot be reset from here any
+// more. Empty when it costs nothing.
+QString textOfReplaced(const SavedRegisters& saved, const QString& serial);
