@@ -1,10 +1,15 @@
 #include "applications/simulator/channel_meaning.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
 #include "tests/support/bench_fixture.h"
 #include "tests/support/table_gaps.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QtTest>
 
 #include <algorithm>
@@ -20,6 +25,8 @@ private Q_SLOTS:
     void everyCommandHasAMeaning();
     void everyChannelOfACommandHasAMeaning_data();
     void everyChannelOfACommandHasAMeaning();
+    void everyChannelOfACommandIsBundled_data();
+    void everyChannelOfACommandIsBundled();
     void everyActionChangesAStatus();
 };
 
@@ -68,10 +75,12 @@ void tst_SimulatedCommands::everyChannelOfACommandHasAMeaning_data()
 {
     QTest::addColumn<QString>("channel");
     QTest::addColumn<bool>("isWritten");
+    QTest::addColumn<bool>("isRead");
     for (const CommandNeeds& needs : commandNeeds()) {
         for (const NeededChannel& channel : channelsOf(needs))
             QTest::addRow("%s: %s", qPrintable(needs.command), qPrintable(channel.name))
-                << channel.name << channel.entries.contains(ChannelEntry::WriteType);
+                << channel.name << channel.entries.contains(ChannelEntry::WriteType)
+                << channel.entries.contains(ChannelEntry::ReadType);
     }
 }
 
@@ -80,11 +89,46 @@ void tst_SimulatedCommands::everyChannelOfACommandHasAMeaning()
     using Kind = ChannelMeaning::Kind;
     QFETCH(QString, channel);
     QFETCH(bool, isWritten);
+    QFETCH(bool, isRead);
     const ChannelMeaning* const meaning = meaningOf(channel);
     QVERIFY2(meaning != nullptr, qPrintable("channelMeanings() has no row for " + channel));
     const bool canBeWritten = meaning->kind == Kind::Action || meaning->kind == Kind::Setting;
     QVERIFY2(!isWritten || canBeWritten, qPrintable(channel + " is written, and nothing to be written"));
     QVERIFY2(isWritten || meaning->kind != Kind::Action, qPrintable(channel + " is read, and an action"));
+    QVERIFY2(!isWritten || isRead || meaning->kind == Kind::Action,
+             qPrintable(channel + " is only written: as a setting it has no register to be read from"));
+}
+
+void tst_SimulatedCommands::everyChannelOfACommandIsBundled_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("channel");
+    for (const CommandNeeds& needs : commandNeeds()) {
+        for (const NeededChannel& channel : channelsOf(needs)) {
+            if (channel.chosenBy != ChosenBy::Generation)
+                continue;
+            for (int generation = 1; generation <= lastGeneration(); ++generation)
+                QTest::addRow("%s: %s%s", qPrintable(needs.command), qPrintable(channel.name),
+                              qPrintable(generationSuffix(generation)))
+                    << QStringLiteral("register_map_generation%1.json").arg(generation)
+                    << channel.name + generationSuffix(generation);
+        }
+    }
+}
+
+void tst_SimulatedCommands::everyChannelOfACommandIsBundled()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, channel);
+    QFile map(QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations/") + file);
+    QVERIFY2(map.open(QIODevice::ReadOnly), qPrintable(map.fileName()));
+    const QJsonArray channels = QJsonDocument::fromJson(map.readAll()).object().value("channels").toArray();
+    QVERIFY(!channels.isEmpty());
+    const bool isThere =
+        std::any_of(channels.begin(), channels.end(), [&channel](const QJsonValue& described) {
+            return described.toObject().value("id").toString() == channel;
+        });
+    QVERIFY2(isThere, qPrintable(file + " has no channel " + channel));
 }
 
 void tst_SimulatedCommands::everyActionChangesAStatus()

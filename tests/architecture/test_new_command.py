@@ -38,27 +38,34 @@ class NewCommand(unittest.TestCase):
         return {path: path.read_bytes() for name in FOLDERS
                 for path in (self.copy / name).rglob("*") if path.is_file()}
 
+    def test_no_description_is_left_to_be_written(self):
+        for name in FOLDERS:
+            for path in sorted((ROOT / name).rglob("*")):
+                if path.suffix in (".h", ".cpp"):
+                    with self.subTest(path.relative_to(ROOT)):
+                        self.assertNotIn("DESCRIBE", path.read_text(encoding="utf-8"))
+
     def test_a_command_is_begun_and_made_known(self):
-        done = self.run_script("setTorqueUnit")
+        done = self.run_script("setTrialOnly")
         self.assertEqual(done.returncode, 0, done.stderr)
         places = [
-            (f"{PLUGIN}/CMakeLists.txt", "source/d_cmd_setTorqueUnit.cpp source/d_cmd_setTorqueUnit.h"),
-            (f"{ROWS}/CMakeLists.txt", "    setTorqueUnit_rows.cpp"),
-            (f"{PLUGIN}/source/p_device_mdc.cpp", '#include "d_cmd_setTorqueUnit.h"'),
-            (f"{PLUGIN}/source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTorqueUnit(this));"),
-            (f"{PLUGIN}/model/command_needs.cpp", "CommandNeeds setTorqueUnit()"),
-            (f"{PLUGIN}/model/command_needs.cpp", 'QStringLiteral("torqueUnitChange")'),
-            (f"{PLUGIN}/source/d_cmd_setTorqueUnit.h", "class DCmdSetTorqueUnit : public DAbstractCommand"),
-            (f"{PLUGIN}/source/d_cmd_setTorqueUnit.cpp", "bool DCmdSetTorqueUnit::commandExecute()"),
-            (f"{ROWS}/setTorqueUnit_rows.cpp", 'rows.command = "setTorqueUnit";'),
+            (f"{PLUGIN}/CMakeLists.txt", "source/d_cmd_setTrialOnly.cpp source/d_cmd_setTrialOnly.h"),
+            (f"{ROWS}/CMakeLists.txt", "    setTrialOnly_rows.cpp"),
+            (f"{PLUGIN}/source/p_device_mdc.cpp", '#include "d_cmd_setTrialOnly.h"'),
+            (f"{PLUGIN}/source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTrialOnly(this));"),
+            (f"{PLUGIN}/model/command_needs.cpp", "CommandNeeds setTrialOnly()"),
+            (f"{PLUGIN}/model/command_needs.cpp", 'QStringLiteral("trialOnlyChange")'),
+            (f"{PLUGIN}/source/d_cmd_setTrialOnly.h", "class DCmdSetTrialOnly : public DAbstractCommand"),
+            (f"{PLUGIN}/source/d_cmd_setTrialOnly.cpp", "bool DCmdSetTrialOnly::commandExecute()"),
+            (f"{ROWS}/setTrialOnly_rows.cpp", 'rows.command = "setTrialOnly";'),
         ]
         for name, text in places:
             with self.subTest(name, text=text):
                 self.assertEqual(self.text(name).count(text), 1)
-        self.assertRegex(self.text(f"{PLUGIN}/model/command_needs.cpp"), r"c_needs\{[^}]*\bsetTorqueUnit\(\),")
+        self.assertRegex(self.text(f"{PLUGIN}/model/command_needs.cpp"), r"c_needs\{[^}]*\bsetTrialOnly\(\),")
         for path in self.files():
             self.assertNotIn("@NAME@", path.read_text(encoding="utf-8", errors="replace"), path)
-        self.assertIn("torqueUnitChangeV2", done.stdout)
+        self.assertIn("trialOnlyChangeV2", done.stdout)
         self.assertIn("replace DESCRIBE", done.stdout)
 
     def test_a_channel_of_its_own(self):
@@ -80,7 +87,7 @@ class NewCommand(unittest.TestCase):
     def test_a_place_that_is_gone_is_named(self):
         source = self.copy / PLUGIN / "source/p_device_mdc.cpp"
         source.write_text(self.text(f"{PLUGIN}/source/p_device_mdc.cpp").replace("sigCommandsInitDone", "sigOther"))
-        refused = self.run_script("setTorqueUnit")
+        refused = self.run_script("setTrialOnly")
         self.assertEqual(refused.returncode, 1)
         self.assertIn(f"{PLUGIN}/source/p_device_mdc.cpp has no place for it", refused.stderr)
 
