@@ -557,9 +557,9 @@ void tst_BenchBackup::restoreBreaksOff_data()
     QTest::newRow("fault in the controller")
         << "exception=4@15/0x06" << QStringList() << 9 << 14 << true << "may have been done";
     QTest::newRow("first write not answered")
-        << "no-answer@1/0x06" << QStringList{"--timeout", "700"} << 9 << 0 << true << "may have been done";
+        << "no-answer@1/0x06" << QStringList{"--timeout", "2000"} << 9 << 0 << true << "may have been done";
     QTest::newRow("no answer in the middle")
-        << "lost@15/0x06" << QStringList{"--timeout", "700"} << 9 << 14 << true << "may have been done";
+        << "lost@15/0x06" << QStringList{"--timeout", "2000"} << 9 << 14 << true << "may have been done";
     QTest::newRow("link lost") << "close@15/0x06" << QStringList() << 9 << 14 << true << "was lost";
     QTest::newRow("controller restarts")
         << "restart=200@15/0x06" << QStringList() << 9 << 14 << true << "was lost";
