@@ -50,6 +50,7 @@ public:
             int address = -1;
             int size = 1;
             bool isWritten = false;
+            bool isRead = false;
             const QJsonArray entries = channel.toObject().value(QStringLiteral("value")).toArray();
             for (const QJsonValue& value : entries) {
                 const QJsonObject entry = value.toObject();
@@ -59,7 +60,11 @@ public:
                 else if (id == QLatin1String("size"))
                     size = entry.value(QStringLiteral("value")).toInt();
                 isWritten = isWritten || id == QLatin1String("writeRegisterType");
+                isRead = isRead || id == QLatin1String("readRegisterType");
             }
+            // "getRegister" of a channel that names no register, as the one of the presets, reads register 0.
+            if (address < 0 && isRead)
+                m_read.insert(0);
             for (int i = 0; address >= 0 && i < size; ++i)
                 (isWritten ? m_written : m_read).insert(address + i);
         }
