@@ -1,8 +1,8 @@
 #include "plugins/p_driver_modbus/source/device_problem.h"
 
 #include <QAbstractSocket>
+#include <QDir>
 #include <QFileInfo>
-#include <QSerialPortInfo>
 
 namespace {
 
@@ -18,11 +18,11 @@ QString inBrackets(const QString& text, const QString& systemText)
     return saysNothing(systemText) ? text : QStringLiteral("%1 (%2)").arg(text, systemText);
 }
 
-// Whether this user may open it, whoever else has it open.
+// Whether this user may open it, whoever else has it open. QSerialPortInfo would know the place of a port by
+// its name, but goes through all ports of the machine for it, tens of milliseconds at each attempt.
 bool mayBeUsed(const QSerialPort& port)
 {
-    const QFileInfo file(QSerialPortInfo(port).isNull() ? port.portName()
-                                                        : QSerialPortInfo(port).systemLocation());
+    const QFileInfo file(QDir(QStringLiteral("/dev")), port.portName());
     return !file.exists() || (file.isReadable() && file.isWritable());
 }
 
