@@ -71,7 +71,7 @@ Not every row is about the driver. What the others are about, and how their faul
 |---|---|---|
 | "Peer over TCP", "Peer over RTU" | the driver | the naive driver |
 | `files.disk-full`, `files.size-limit`, `files.read-only-folder` | the device plug-in's writer | a naive writer: straight to the file's place, and done, whatever the disk said |
-| `files.kept-disk-full`, `files.kept-read-only-folder`, `files.kept-killed` | the host, which saves before an order goes on | nothing naive is run; what is written to the controller is compared with what is saved, and the third one requires that its points lie before and behind the saving |
+| `files.kept-disk-full`, `files.kept-read-only-folder`, `files.kept-killed`, `files.kept-swapped`, `files.kept-two-at-once` | the host, which saves before an order goes on | nothing naive is run; what is written to the controller is compared with what is saved, and the third one requires that its points lie before and behind the saving |
 | `files.folder-vanishes`, `files.killed` | the device plug-in's writer | nothing naive is run; the second one requires that its points have met the old file, the new one, and the process with the new file open |
 | `files.link-lost-backup`, `files.link-lost-restore` | the device plug-in's sequences, and the driver under them | the naive driver, which says nothing of the sequences |
 | `files.refused-value`, `files.flipped`, `files.cut` | the device plug-in's restore | nothing naive is run; the last two require that some files are refused, and refused with their line |

@@ -54,6 +54,7 @@ int main(int argc, char* argv[])
     addTcpRows(table);
     addRtuRows(table);
     addFilesRows(table);
+    addKeptRows(table);
     addInputRows(table);
     addConfigurationRows(table);
     addLifetimeRows(table);

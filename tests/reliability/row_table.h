@@ -47,6 +47,7 @@ private:
 void addTcpRows(RowTable& table);
 void addRtuRows(RowTable& table);
 void addFilesRows(RowTable& table);
+void addKeptRows(RowTable& table);
 void addInputRows(RowTable& table);
 void addConfigurationRows(RowTable& table);
 void addLifetimeRows(RowTable& table);

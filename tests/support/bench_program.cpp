@@ -10,11 +10,14 @@
 
 #include <csignal>
 
-bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path)
+bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path,
+                   const QString& deviceId)
 {
     const QJsonObject sample = sampleBench();
     const QJsonObject link{{"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", simulator.tcpPort()}};
-    const QJsonObject bench = withDevice(withLink(sample, link), deviceConfiguration(sample), reference);
+    QJsonObject bench = withDevice(withLink(sample, link), deviceConfiguration(sample), reference);
+    if (!deviceId.isEmpty())
+        bench = withDeviceId(bench, deviceId);
     const QByteArray text = QJsonDocument(bench).toJson();
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();

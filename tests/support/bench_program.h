@@ -17,8 +17,10 @@ struct BenchEnd
     QString err;
 };
 
-// Writes the sample bench for the simulator's TCP port to a file; false when that is not possible.
-bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path);
+// Writes the sample bench for the simulator's TCP port to a file, with another identity of the device when
+// one is given; false when that is not possible.
+bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path,
+                   const QString& deviceId = QString());
 
 // The path of "mdc-bench".
 QString benchProgram();

@@ -55,6 +55,11 @@ QJsonObject withDevice(QJsonObject bench, const QJsonObject& configuration, cons
     return withObject(std::move(bench), c_device, entries);
 }
 
+QJsonObject withDeviceId(QJsonObject bench, const QString& id)
+{
+    return withObject(std::move(bench), c_device, {{QStringLiteral("id"), id}});
+}
+
 QJsonObject openLink(Simulator& simulator, Transport transport, QString* error)
 {
     if (transport == Transport::Tcp) {

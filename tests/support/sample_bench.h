@@ -18,6 +18,8 @@ QJsonObject deviceConfiguration(const QJsonObject& bench);
 QJsonObject withLink(QJsonObject bench, const QJsonObject& link);
 // The bench with another "configuration" of its device; an empty `reference` changes nothing there.
 QJsonObject withDevice(QJsonObject bench, const QJsonObject& configuration, const QString& reference);
+// The bench with a device of another identity.
+QJsonObject withDeviceId(QJsonObject bench, const QString& id);
 
 // Opens the controller to one client and returns the link that leads to it; empty with a text when it cannot.
 QJsonObject openLink(Simulator& simulator, Transport transport, QString* error);
