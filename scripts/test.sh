@@ -20,8 +20,9 @@ cmake --build --preset release --target mdc_shipped
 step "how the release is built"
 ctest --preset release -R '^built_files'
 
-# What a host loads or is built against. A file takes some seconds: scripts/tidy.sh without files takes the
-# applications, tests and benchmarks too, and three times as long.
+# What a host loads or is built against, without compiled headers, so that a missing include is found. A file
+# takes some seconds: scripts/tidy.sh without files takes the applications, tests and benchmarks too, and three
+# times as long.
 step "clang-tidy"
 mapfile -t sources < <(git ls-files 'framework/*.cpp' 'plugins/*.cpp' | grep -v /tests/)
 scripts/tidy.sh build/release "${sources[@]}"
