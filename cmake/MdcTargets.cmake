@@ -199,6 +199,18 @@ set(MDC_TEST_ENVIRONMENT
     # Qt is not built with it: what only Qt's own code does would be told of without its locks.
     TSAN_OPTIONS=ignore_noninstrumented_modules=1:suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp)
 
+# For a program of one source, which includes what moc says of it: moc alone takes a tenth of the time of
+# AUTOMOC, which starts CMake again and leaves a file to compile that holds nothing.
+function(mdc_generate_moc name source)
+    set_target_properties(${name} PROPERTIES AUTOMOC OFF)
+    get_filename_component(base ${source} NAME_WE)
+    set(folder ${CMAKE_CURRENT_BINARY_DIR}/${name}_moc)
+    file(MAKE_DIRECTORY ${folder})
+    qt5_generate_moc(${CMAKE_CURRENT_SOURCE_DIR}/${source} ${folder}/${base}.moc TARGET ${name})
+    target_sources(${name} PRIVATE ${folder}/${base}.moc)
+    target_include_directories(${name} PRIVATE ${folder})
+endfunction()
+
 # mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>])
 # A QtTest program, run by ctest off screen. NEEDS names targets that the test loads or starts
 # at run time (plug-ins, programs) and that must be built before it.
@@ -214,6 +226,10 @@ function(mdc_add_test name)
         MDC_BINARY_DIRECTORY="${PROJECT_BINARY_DIR}" MDC_SOURCE_DIRECTORY="${PROJECT_SOURCE_DIR}"
         ${arg_DEFINES})
     target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Test mdc_options)
+    list(LENGTH arg_SOURCES count)
+    if(count EQUAL 1)
+        mdc_generate_moc(${name} ${arg_SOURCES})
+    endif()
     if("panel_objects" IN_LIST arg_LINK)
         mdc_use_precompiled_tests(${name} ON)
     else()
