@@ -8,6 +8,8 @@
 #include <QJsonObject>
 #include <QUuid>
 
+#include <algorithm>
+
 namespace {
 
 const QString c_connected = driver_contract::c_connected;
@@ -89,11 +91,23 @@ QSharedPointer<const QVariantMap> DAbstractPluginBackend::configuration() const
 bool DAbstractPluginBackend::queueTreatment(int index, const QString& commandName,
                                             const QVariantMap& parameters)
 {
-    if (m_queue.size() >= c_queueCapacity)
+    if (m_queue.size() >= c_queueCapacity || isUnderWay(index, commandName))
         return false;
     m_queue.append({m_objectId, index, commandName, parameters});
     scheduleNext();
+    Q_EMIT treatmentQueued(index, commandName, parameters);
     return true;
+}
+
+bool DAbstractPluginBackend::isUnderWay(int index, const QString& commandName) const
+{
+    if (commandName.isEmpty())
+        return false;
+    const auto isIt = [&](const Treatment& treatment) {
+        return treatment.index == index && treatment.commandName == commandName &&
+               treatment.objectId == m_objectId;
+    };
+    return (m_running && isIt(m_current)) || std::any_of(m_queue.cbegin(), m_queue.cend(), isIt);
 }
 
 bool DAbstractPluginBackend::hasPendingTreatments() const
@@ -105,19 +119,52 @@ quint64 DAbstractPluginBackend::sendAnInstruction(const QString& commandName, co
                                                   ReplyDelegate onReply, int index, ErrorDelegate onError)
 {
     Q_UNUSED(index)
+    return run(commandName, {parameters, onReply, onError});
+}
+
+quint64 DAbstractPluginBackend::repeatInstruction(const QString& commandName)
+{
+    const auto latest = m_instructions.constFind(commandName);
+    return latest == m_instructions.cend() ? 0 : run(commandName, Instruction(*latest));
+}
+
+quint64 DAbstractPluginBackend::runningInstruction(const QString& commandName) const
+{
+    return m_instructions.value(commandName).running;
+}
+
+quint64 DAbstractPluginBackend::run(const QString& commandName, const Instruction& instruction)
+{
     IHost* const host = m_host.isNull() ? IHost::current() : m_host.data();
     if (host == nullptr)
         return 0;
-    return host->runCommand(QUuid::fromString(m_objectId), commandName, parameters, 0, this,
-                            [onReply, onError](quint64 id, const DOrderOutcome& outcome) {
-                                if (outcome.ok) {
-                                    onReply(id, outcome.results);
-                                    return;
-                                }
-                                onError(id, outcome.errorCode,
-                                        {{QStringLiteral("errorCode"), outcome.errorCode},
-                                         {QStringLiteral("errorMessage"), outcome.errorMessage}});
-                            });
+    const quint64 id =
+        host->runCommand(QUuid::fromString(m_objectId), commandName, instruction.parameters, 0, this,
+                         [this, commandName, instruction](quint64 ended, const DOrderOutcome& outcome) {
+                             endInstruction(ended, commandName, instruction, outcome);
+                         });
+    Instruction& latest = m_instructions[commandName];
+    latest = instruction;
+    latest.running = id;
+    return id;
+}
+
+void DAbstractPluginBackend::endInstruction(quint64 id, const QString& commandName,
+                                            const Instruction& instruction, const DOrderOutcome& outcome)
+{
+    Instruction& latest = m_instructions[commandName];
+    if (latest.running == id)
+        latest.running = 0;
+    // The callback may close the page.
+    const QPointer<DAbstractPluginBackend> self(this);
+    if (outcome.ok)
+        instruction.onReply(id, outcome.results);
+    else
+        instruction.onError(id, outcome.errorCode,
+                            {{QStringLiteral("errorCode"), outcome.errorCode},
+                             {QStringLiteral("errorMessage"), outcome.errorMessage}});
+    if (!self.isNull())
+        Q_EMIT instructionEnded(id, commandName, outcome);
 }
 
 void DAbstractPluginBackend::applyTreatmentReply(int index, const QString& commandName,
@@ -223,6 +270,7 @@ void DAbstractPluginBackend::runNext()
     if (m_running || m_queue.isEmpty())
         return;
     const Treatment treatment = m_queue.takeFirst();
+    m_current = treatment;
     m_running = true;
     if (treatment.commandName.isEmpty()) {
         const QString message =

@@ -56,14 +56,21 @@ public:
 
     // Queues one run of the instance's command. `index` is the caller's own: it comes back with
     // the reply and with treatmentReleased. Treatments run one at a time, in order, each after the
-    // handler of the reply before it has returned. False only while the queue is full. An empty
-    // command name is taken and released as failed. A failure that repeats is logged once.
+    // handler of the reply before it has returned. False while the queue is full, and while a treatment
+    // with this index and command name waits or runs: a button that is pressed again before its action
+    // is done does not do it twice. An empty command name is taken and released as failed. A failure
+    // that repeats is logged once.
     bool queueTreatment(int index, const QString& commandName, const QVariantMap& parameters);
     bool hasPendingTreatments() const;
     // Runs a command at once, past the queue. Exactly one of the two callbacks is called, from the
     // event loop, unless this object has gone. Returns the order's identifier, 0 without a host.
     quint64 sendAnInstruction(const QString& commandName, const QVariantMap& parameters,
                               ReplyDelegate onReply, int index, ErrorDelegate onError);
+    // Sends the latest instruction of this command once more, to the same callbacks; 0 when there was none,
+    // and without a host. For a host that wants to know again what the page has asked for already.
+    quint64 repeatInstruction(const QString& commandName);
+    // The latest instruction of this command, as long as it has not ended; else 0.
+    quint64 runningInstruction(const QString& commandName) const;
     // A treatment has succeeded; the base does nothing with its results.
     virtual void applyTreatmentReply(int index, const QString& commandName, const QVariantMap& reply);
 
@@ -77,6 +84,10 @@ Q_SIGNALS:
     void isConnectedChanged();
     // The page is complete and the instance is there: once, also when the instance goes and comes back.
     void abstractBackendInitialized();
+    // A treatment was taken into the queue: told from within queueTreatment().
+    void treatmentQueued(int index, const QString& commandName, const QVariantMap& parameters);
+    // An instruction has ended, and its callback has been called.
+    void instructionEnded(quint64 id, const QString& commandName, const DOrderOutcome& outcome);
     // The treatment has left the queue; `ok` tells whether its command succeeded.
     void treatmentReleased(int index, const QString& commandName, bool ok);
     // Just before it: how the order ended, for whoever tells a person what has failed and why.
@@ -91,6 +102,18 @@ private:
         QVariantMap parameters;
     };
 
+    struct Instruction
+    {
+        QVariantMap parameters;
+        ReplyDelegate onReply;
+        ErrorDelegate onError;
+        quint64 running = 0; // 0 when it has ended
+    };
+
+    bool isUnderWay(int index, const QString& commandName) const;
+    quint64 run(const QString& commandName, const Instruction& instruction);
+    void endInstruction(quint64 id, const QString& commandName, const Instruction& instruction,
+                        const DOrderOutcome& outcome);
     void attach();
     void detach();
     void followDriver();
@@ -108,7 +131,9 @@ private:
     bool m_initialized = false;
     bool m_running = false;
     bool m_scheduled = false;
+    Treatment m_current; // while one runs
     QList<Treatment> m_queue;
+    QMap<QString, Instruction> m_instructions;         // the latest of each command
     QMap<QPair<int, QString>, QString> m_toldFailures; // texts by index and command
     QPointer<IHost> m_host;
     QPointer<DAbstractPlugin> m_plugin;

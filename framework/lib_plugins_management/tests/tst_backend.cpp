@@ -102,6 +102,7 @@ private Q_SLOTS:
     void releaseOfFailures();
     void nothingRunsInsideQueueTreatment();
     void queueIsBounded();
+    void notTwiceAtATime();
     void emptyName();
     void handlerQueuesMore();
     void handlerOpensAnEventLoop();
@@ -111,6 +112,7 @@ private Q_SLOTS:
     void deletedByItsReply();
     void withoutHost();
     void instruction();
+    void instructionAgain();
     void connectionFollowsTheDriver();
     void driverComesLate();
     void driverGoesAndComesBack();
@@ -195,6 +197,34 @@ void tst_Backend::queueIsBounded()
     QTRY_COMPARE(host.runs.size(), 1); // it waits no more
     QVERIFY(backend->queueTreatment(999, "a", {}));
     QVERIFY(!backend->queueTreatment(1000, "a", {}));
+}
+
+// The same index and command: another one's, and one without a name, are taken.
+void tst_Backend::notTwiceAtATime()
+{
+    BackendHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    QSignalSpy queued(backend.get(), &DAbstractPluginBackend::treatmentQueued);
+    QVERIFY(backend->queueTreatment(100, "setLock", {{"lock", 1}}));
+    QCOMPARE(queued.size(), 1);
+    QCOMPARE(queued.first(), (QVariantList{100, "setLock", QVariantMap{{"lock", 1}}}));
+    QVERIFY2(!backend->queueTreatment(100, "setLock", {{"lock", 0}}), "it waits");
+    QTRY_COMPARE(host.runs.size(), 1);
+    QVERIFY2(!backend->queueTreatment(100, "setLock", {{"lock", 0}}), "it runs");
+    QCOMPARE(queued.size(), 1);
+    QVERIFY(backend->queueTreatment(101, "setLock", {}));
+    QVERIFY(backend->queueTreatment(100, "setProgram", {}));
+    QCOMPARE(queued.size(), 3);
+    bool takenAtTheEnd = false;
+    connect(backend.get(), &DAbstractPluginBackend::treatmentEnded, backend.get(), [&](int index) {
+        if (index == 100 && !takenAtTheEnd)
+            takenAtTheEnd = backend->queueTreatment(100, "setLock", {});
+    });
+    host.endFirst(true);
+    QVERIFY(takenAtTheEnd);
+    // Who taps twice switches twice.
+    QVERIFY(backend->queueTreatment(4, "", {}) && backend->queueTreatment(4, "", {}));
 }
 
 void tst_Backend::emptyName()
@@ -364,6 +394,47 @@ void tst_Backend::instruction()
     backend->sendAnInstruction("getInfo", {}, {raw, &Backend::onReply}, -1, {});
     host.endFirst(false); // nobody wants to hear of it
     QCOMPARE(backend->answers.size(), 1);
+}
+
+void tst_Backend::instructionAgain()
+{
+    BackendHost host;
+    host.add(c_device);
+    const auto backend = completeBackend();
+    Backend* const raw = backend.get();
+    QSignalSpy ended(raw, &DAbstractPluginBackend::instructionEnded);
+    QCOMPARE(backend->repeatInstruction("getInfo"), quint64(0));
+    QCOMPARE(backend->runningInstruction("getInfo"), quint64(0));
+    const quint64 first = backend->sendAnInstruction("getInfo", {{"reference", "MDC"}},
+                                                     {raw, &Backend::onReply}, -1, {raw, &Backend::onError});
+    QCOMPARE(backend->runningInstruction("getInfo"), first);
+    QCOMPARE(backend->runningInstruction("other"), quint64(0));
+    host.endFirst(false);
+    QCOMPARE(backend->runningInstruction("getInfo"), quint64(0));
+    QCOMPARE(ended.size(), 1);
+    QCOMPARE(ended.first().at(0).toULongLong(), first);
+    QVERIFY(!ended.first().at(2).value<DOrderOutcome>().ok);
+    QCOMPARE(backend->errors.size(), 1);
+
+    const quint64 second = backend->repeatInstruction("getInfo");
+    QVERIFY(second != 0 && second != first);
+    QCOMPARE(backend->repeatInstruction("other"), quint64(0));
+    QCOMPARE(host.runs.first().command, QString("getInfo"));
+    QCOMPARE(host.runs.first().arguments, (QVariantMap{{"reference", "MDC"}}));
+    int answersWhenTold = -1;
+    connect(raw, &DAbstractPluginBackend::instructionEnded, raw,
+            [&] { answersWhenTold = static_cast<int>(backend->answers.size()); });
+    host.endFirst(true, {{"deviceInformation", 5}});
+    QVERIFY2(answersWhenTold == 1, "the callback comes first");
+    QCOMPARE(ended.size(), 2);
+    QCOMPARE(backend->answers, (QVariantList{record({second, QVariantMap{{"deviceInformation", 5}}})}));
+
+    // The earlier one of two ends while the later one goes on.
+    const quint64 third = backend->repeatInstruction("getInfo");
+    const quint64 fourth = backend->repeatInstruction("getInfo");
+    QVERIFY(third != fourth);
+    host.endFirst(false);
+    QCOMPARE(backend->runningInstruction("getInfo"), fourth);
 }
 
 void tst_Backend::connectionFollowsTheDriver()
