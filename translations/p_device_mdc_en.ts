@@ -147,5 +147,49 @@
         <source>Set direction</source>
         <translation>Set direction</translation>
     </message>
+    <message id="BeMaintenance_done_setProgram">
+        <source>Program %1 set</source>
+        <translation>Program %1 set</translation>
+    </message>
+    <message id="BeMaintenance_lock_none">
+        <source>Unlocked</source>
+        <translation>Unlocked</translation>
+    </message>
+    <message id="BeMaintenance_lock_both">
+        <source>Locked</source>
+        <translation>Locked</translation>
+    </message>
+    <message id="BeMaintenance_lock_loosening">
+        <source>Loosening locked</source>
+        <translation>Loosening locked</translation>
+    </message>
+    <message id="BeMaintenance_lock_fastening">
+        <source>Fastening locked</source>
+        <translation>Fastening locked</translation>
+    </message>
+    <message id="BeMaintenance_direction_fastening">
+        <source>Fastening</source>
+        <translation>Fastening</translation>
+    </message>
+    <message id="BeMaintenance_direction_loosening">
+        <source>Loosening</source>
+        <translation>Loosening</translation>
+    </message>
+    <message id="maintenance_panel_Program_missing">
+        <source>Enter a program number</source>
+        <translation>Enter a program number</translation>
+    </message>
+    <message id="maintenance_panel_Program_impossible">
+        <source>Whole number from 1 up</source>
+        <translation>Whole number from 1 up</translation>
+    </message>
+    <message id="maintenance_panel_On">
+        <source>on</source>
+        <translation>on</translation>
+    </message>
+    <message id="maintenance_panel_Off">
+        <source>off</source>
+        <translation>off</translation>
+    </message>
 </context>
 </TS>

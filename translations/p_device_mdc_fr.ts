@@ -147,5 +147,49 @@
         <source>Set direction</source>
         <translation>Sens de rotation</translation>
     </message>
+    <message id="BeMaintenance_done_setProgram">
+        <source>Program %1 set</source>
+        <translation>Programme %1 choisi</translation>
+    </message>
+    <message id="BeMaintenance_lock_none">
+        <source>Unlocked</source>
+        <translation>Déverrouillé</translation>
+    </message>
+    <message id="BeMaintenance_lock_both">
+        <source>Locked</source>
+        <translation>Verrouillé</translation>
+    </message>
+    <message id="BeMaintenance_lock_loosening">
+        <source>Loosening locked</source>
+        <translation>Dévissage verrouillé</translation>
+    </message>
+    <message id="BeMaintenance_lock_fastening">
+        <source>Fastening locked</source>
+        <translation>Vissage verrouillé</translation>
+    </message>
+    <message id="BeMaintenance_direction_fastening">
+        <source>Fastening</source>
+        <translation>Vissage</translation>
+    </message>
+    <message id="BeMaintenance_direction_loosening">
+        <source>Loosening</source>
+        <translation>Dévissage</translation>
+    </message>
+    <message id="maintenance_panel_Program_missing">
+        <source>Enter a program number</source>
+        <translation>Saisissez un numéro de programme</translation>
+    </message>
+    <message id="maintenance_panel_Program_impossible">
+        <source>Whole number from 1 up</source>
+        <translation>Nombre entier à partir de 1</translation>
+    </message>
+    <message id="maintenance_panel_On">
+        <source>on</source>
+        <translation>allumé</translation>
+    </message>
+    <message id="maintenance_panel_Off">
+        <source>off</source>
+        <translation>éteint</translation>
+    </message>
 </context>
 </TS>

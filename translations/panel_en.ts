@@ -103,5 +103,17 @@
         <source>%1: not done</source>
         <translation>%1: not done</translation>
     </message>
+    <message id="panel_technical_details">
+        <source>Technical details:</source>
+        <translation>Technical details:</translation>
+    </message>
+    <message id="panel_action_under_way">
+        <source>Under way…</source>
+        <translation>Under way…</translation>
+    </message>
+    <message id="panel_action_done">
+        <source>%1, %2</source>
+        <translation>%1, %2</translation>
+    </message>
 </context>
 </TS>

@@ -103,5 +103,17 @@
         <source>%1: not done</source>
         <translation>%1 : non exécuté</translation>
     </message>
+    <message id="panel_technical_details">
+        <source>Technical details:</source>
+        <translation>Détails techniques :</translation>
+    </message>
+    <message id="panel_action_under_way">
+        <source>Under way…</source>
+        <translation>En cours…</translation>
+    </message>
+    <message id="panel_action_done">
+        <source>%1, %2</source>
+        <translation>%1, %2</translation>
+    </message>
 </context>
 </TS>

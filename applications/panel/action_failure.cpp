@@ -43,6 +43,13 @@ QString reasonFor(IMessenger::EnErrorCode code)
     return qtTrId("panel_reason_other");
 }
 
+// The text of the id that the page gives under this name; empty when it gives none.
+QString pageText(const QObject& backend, const QString& name)
+{
+    const QString id = pageInformation(backend, name.toUtf8());
+    return id.isEmpty() ? QString() : qtTrId(id.toUtf8().constData());
+}
+
 } // namespace
 
 QString pageInformation(const QObject& backend, const QByteArray& name)
@@ -61,6 +68,23 @@ QString actionName(const QObject& backend, const QString& commandName)
     // An id without a text comes back as it is.
     const QString text = qtTrId(id.toUtf8().constData());
     return text == id ? commandName : text;
+}
+
+QString doneText(const QObject& backend, const QString& commandName, const QVariantMap& arguments)
+{
+    const QString argument = arguments.isEmpty() ? QString() : arguments.first().toString();
+    const QString name = QStringLiteral("done.") + commandName;
+    QString text = pageText(backend, name + QLatin1Char('.') + argument);
+    if (text.isEmpty())
+        text = pageText(backend, name);
+    return text.isEmpty() ? actionName(backend, commandName) : text.replace(c_place, argument);
+}
+
+QString stateText(const QObject& backend, const QString& commandName, const QVariant& value)
+{
+    const QString number = value.toString();
+    const QString text = pageText(backend, QStringLiteral("state.%1.%2").arg(commandName, number));
+    return text.isEmpty() ? number : text;
 }
 
 ActionFailure actionFailure(const QString& actionName, const DOrderOutcome& outcome)

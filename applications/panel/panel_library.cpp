@@ -38,6 +38,11 @@ public:
             return nullptr;
         }
         readNoCompiledPages();
+        // As large on a screen of many pixels as on another one; factors like 1.25 are taken as they are.
+        QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+        QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+        QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
+            Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
         // A few texts and lines need no graphics card, and where there is none Qt ends the program.
         QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
         QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));

@@ -9,6 +9,8 @@
 #include <QQmlContext>
 #include <QQmlEngine>
 
+#include <utility>
+
 namespace {
 
 constexpr int c_identificationRetry = 2000; // ms
@@ -23,6 +25,18 @@ QString errorText(const QQmlComponent& component)
     for (const QQmlError& error : errors)
         lines.append(error.toString());
     return lines.join(QLatin1Char('\n'));
+}
+
+// Those that say what is wrong with what stands in them.
+QList<QObject*> fieldsOf(const QQuickItem& page)
+{
+    QList<QObject*> fields;
+    const QList<QQuickItem*> items = page.findChildren<QQuickItem*>();
+    for (QQuickItem* const item : items) {
+        if (item->metaObject()->indexOfProperty("problem") >= 0)
+            fields.append(item);
+    }
+    return fields;
 }
 
 } // namespace
@@ -70,7 +84,7 @@ bool PanelPage::isConnected() const
 
 bool PanelPage::isAnswered() const
 {
-    return m_identified && m_polled && !isWaiting();
+    return m_identified && m_polled && m_states->isFresh() && !isWaiting();
 }
 
 bool PanelPage::isComplete() const
@@ -78,33 +92,51 @@ bool PanelPage::isComplete() const
     return isAnswered() && !hasUnreadValues();
 }
 
+bool PanelPage::hasUnreadValues() const
+{
+    return !m_unread.isEmpty() || (m_states != nullptr && m_states->unread() > 0);
+}
+
 bool PanelPage::isWaiting() const
 {
-    return m_identification != 0 || (!m_backend.isNull() && m_backend->hasPendingTreatments());
+    return m_identification != 0 || (!m_backend.isNull() && m_backend->hasPendingTreatments()) ||
+           (m_states != nullptr && m_states->isWaiting());
 }
 
 void PanelPage::awaitValues()
 {
     m_polled = false;
     m_leftOver = !m_backend.isNull() && m_backend->hasPendingTreatments();
+    if (m_states != nullptr)
+        m_states->await();
 }
 
 void PanelPage::follow()
 {
+    m_actions = std::make_unique<PageActions>(*m_item, *m_backend);
+    m_states = std::make_unique<PageStates>(m_device, *m_backend);
+    connect(m_states.get(), &PageStates::ended, this, &PanelPage::stateEnded);
+    connect(m_backend, &DAbstractPluginBackend::instructionEnded, this, &PanelPage::instructionEnded);
     connect(m_backend, &DAbstractPluginBackend::isConnectedChanged, this, &PanelPage::connectionChanged);
     connect(m_backend, &DAbstractPluginBackend::treatmentEnded, this, &PanelPage::treatmentEnded);
     // Queued: the page's own handler has asked for its values by then.
     if (m_item->metaObject()->indexOfSignal("updateData()") >= 0)
         connect(m_item.get(), SIGNAL(updateData()), this, SLOT(updateAsked()), Qt::QueuedConnection);
     m_outdated = !isConnected();
+    m_askedAtTheStart = m_backend->runningInstruction(pageInformation(*m_backend, "identification"));
+    tellFrame("fields", QVariant::fromValue(fieldsOf(*m_item)));
+    showStates();
     connectionChanged();
 }
 
 // A page without values has them all.
 void PanelPage::updateAsked()
 {
-    if (m_identified && !isWaiting())
+    if (!m_identified)
+        return;
+    if (!isWaiting())
         m_polled = true;
+    m_states->read();
 }
 
 void PanelPage::connectionChanged()
@@ -122,26 +154,32 @@ void PanelPage::connectionChanged()
         identify();
     else
         m_outdated = true;
+    // From now on it is of a connection before.
+    m_askedAtTheStart = 0;
 }
 
+// What the page asks for by itself, from the beginning on, identifies the device for its frame too: both know
+// it, or neither.
 void PanelPage::identify()
 {
-    IHost* const host = IHost::current();
-    if (host == nullptr || !isConnected())
+    if (!isConnected())
         return;
     const QString command = pageInformation(*m_backend, "identification");
     if (command.isEmpty()) {
         identityKnown();
         return;
     }
-    m_identification = host->runCommand(
-        m_device.uuid, command, {{QStringLiteral("reference"), m_device.reference}}, 0, this,
-        [this](quint64 orderId, const DOrderOutcome& outcome) { identified(orderId, outcome); });
+    m_identification = std::exchange(m_askedAtTheStart, 0);
+    if (m_identification == 0)
+        m_identification = m_backend->repeatInstruction(command);
+    if (m_identification == 0)
+        m_identification = m_backend->sendAnInstruction(
+            command, {{QStringLiteral("reference"), m_device.reference}}, {}, -1, {});
 }
 
-void PanelPage::identified(quint64 orderId, const DOrderOutcome& outcome)
+void PanelPage::instructionEnded(quint64 id, const QString& /*commandName*/, const DOrderOutcome& outcome)
 {
-    if (orderId != m_identification)
+    if (id != m_identification)
         return;
     m_identification = 0;
     if (!outcome.ok) {
@@ -167,6 +205,8 @@ void PanelPage::forgetValues()
 {
     QMetaObject::invokeMethod(m_backend, "resetBackend");
     m_unread.clear();
+    m_states->forget();
+    showStates();
     tellFrame("valuesTime", 0.0);
 }
 
@@ -179,6 +219,7 @@ void PanelPage::treatmentEnded(int index, const QString& commandName, const DOrd
         return;
     }
     const ActionFailure failure = actionFailure(actionName(*m_backend, commandName), outcome);
+    m_actions->ended(commandName, failure.title.isEmpty());
     if (failure.title.isEmpty())
         return;
     tellFrame("failureTitle", failure.title);
@@ -198,7 +239,30 @@ void PanelPage::valueEnded(int row, bool read, bool isOfBefore)
     } else if (isConnected() && !isOfBefore) {
         m_unread.insert(row);
     }
-    tellFrame("unreadValues", m_unread.size());
+    showUnread();
+}
+
+void PanelPage::stateEnded(bool read)
+{
+    if (read)
+        tellFrame("valuesTime", static_cast<double>(QDateTime::currentMSecsSinceEpoch()));
+    showStates();
+    showUnread();
+}
+
+// Told only when they are other ones: their rows are made anew.
+void PanelPage::showStates()
+{
+    const QVariantList rows = m_states->rows();
+    if (rows == m_shownStates)
+        return;
+    m_shownStates = rows;
+    tellFrame("states", rows);
+}
+
+void PanelPage::showUnread()
+{
+    tellFrame("unreadValues", m_unread.size() + m_states->unread());
 }
 
 // A frame without a property does not care for it.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "applications/panel/page_actions.h"
+#include "applications/panel/page_states.h"
 #include "applications/panel/panel_library.h"
 
 #include <lib_plugins_management/d_abstract_plugin_backend.h>
@@ -46,7 +48,7 @@ public:
     // The same, and every value could be read.
     bool isComplete() const;
     // Some values could not be read the last time.
-    bool hasUnreadValues() const { return !m_unread.isEmpty(); }
+    bool hasUnreadValues() const;
     // Something that the page has asked for is under way.
     bool isWaiting() const;
     // Not answered before the values have been read once more, from the first to the last.
@@ -59,9 +61,12 @@ private:
     void follow();
     void forgetValues();
     void valueEnded(int row, bool read, bool isOfBefore);
+    void stateEnded(bool read);
+    void showStates();
+    void showUnread();
     void connectionChanged();
     void identify();
-    void identified(quint64 orderId, const DOrderOutcome& outcome);
+    void instructionEnded(quint64 id, const QString& commandName, const DOrderOutcome& outcome);
     void identityKnown();
     void treatmentEnded(int index, const QString& commandName, const DOrderOutcome& outcome);
     void tellFrame(const char* property, const QVariant& value);
@@ -71,8 +76,15 @@ private:
     std::unique_ptr<QQmlComponent> m_component;
     std::unique_ptr<QQuickItem> m_item;
     QPointer<DAbstractPluginBackend> m_backend;
+    // Of a page that can be shown.
+    std::unique_ptr<PageActions> m_actions;
+    std::unique_ptr<PageStates> m_states;
+    QVariantList m_shownStates;
     QTimer m_retry;
-    quint64 m_identification = 0; // the order; 0 when none runs
+    // The page's own instruction, which tells the page what the device is and the frame that it has told;
+    // 0 when none runs.
+    quint64 m_identification = 0;
+    quint64 m_askedAtTheStart = 0;
     bool m_identified = false;
     // What the page shows of the controller is missing or of the connection before.
     bool m_outdated = false;

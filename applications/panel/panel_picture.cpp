@@ -44,7 +44,9 @@ Waited waitFor(const std::function<bool()>& condition, int patience)
 // The window itself cannot be copied without a display; its root item can be drawn anew.
 QImage draw(const PanelWindow& window, int patience)
 {
-    const QSharedPointer<const QQuickItemGrabResult> result = window.rootObject()->grabToImage();
+    // In the screen's own pixels.
+    const QSize size = (QSizeF(window.size()) * window.effectiveDevicePixelRatio()).toSize();
+    const QSharedPointer<const QQuickItemGrabResult> result = window.rootObject()->grabToImage(size);
     if (result.isNull())
         return {};
     waitFor([&] { return !result->image().isNull(); }, patience);

@@ -13,6 +13,10 @@ Rectangle {
 
     color: Style.backgroundColor
 
+    // Mirrored here, and nowhere else, for whoever reads from right to left.
+    LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
+    LayoutMirroring.childrenInherit: true
+
     // Takes a page's root item, in the order of the names.
     function addPage(page) {
         const index = pages.children.length
@@ -25,6 +29,13 @@ Rectangle {
         target: Style
         property: "dark"
         value: shell.dark
+    }
+
+    Binding {
+        target: Style
+        property: "compact"
+        // Not before the window has a size.
+        value: shell.width > 0 && shell.width < 440
     }
 
     TabBar {
@@ -52,10 +63,12 @@ Rectangle {
     Item {
         id: pages
         objectName: shell.objectName + ".idPages"
+        readonly property real margin: Style.compact ? Style.baseHeight : Style.baseHeight * 2
         anchors.top: tabs.bottom
+        anchors.topMargin: margin
         anchors.bottom: parent.bottom
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.margins: Style.baseHeight * 2
+        anchors.bottomMargin: Style.baseHeight
+        anchors.horizontalCenter: parent.horizontalCenter
+        width: Math.min(shell.width, Style.widestPage) - 2 * margin
     }
 }

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QMap>
+#include <QSet>
 #include <QStringList>
 
 #include <memory>
@@ -37,6 +38,15 @@ public:
         answer = [this](const Run& run) { return outcomeOf(run.command, run.arguments); };
     }
 
+    // One that is no row of the page.
+    void addChannel(const QString& id)
+    {
+        QJsonArray list = device.getInPluginConfig("channels", QJsonValue(), nullptr).toArray();
+        list.append(
+            QJsonObject{{"id", id}, {"value", QJsonArray{QJsonObject{{"id", "register"}, {"value", 1}}}}});
+        device.setInPluginConfig("channels", list);
+    }
+
     void connectDriver(bool connected) { driver.setProperty("connected", connected, false); }
 
     quint64 runCommand(const QUuid& uuid, const QString& command, const QVariantMap& arguments, int timeout,
@@ -44,6 +54,8 @@ public:
     {
         ++counts[command];
         order.append(command);
+        if (command == QLatin1String("getRegister"))
+            asked.insert(arguments.value("channel").toString());
         if (command != QLatin1String("getInfo") && command != QLatin1String("getRegister")) {
             QStringList parts{command};
             for (auto argument = arguments.cbegin(); argument != arguments.cend(); ++argument)
@@ -72,6 +84,7 @@ public:
     DAbstractPlugin& device;
     DAbstractPlugin& driver;
     QMap<QString, int> counts; // of the runs, by command
+    QSet<QString> asked;       // channels
     QStringList order;         // of all runs, by command
     QStringList actions;       // the runs but "getInfo" and "getRegister", as in "setLock lock=1"
     QMap<QString, QVariant> values{{"direction", 0}, {"motorRun", 1}, {"currentPreset", 3}};

@@ -1,5 +1,6 @@
 #include "page_window.h"
 
+#include <QAccessible>
 #include <QQuickStyle>
 #include <QQuickWindow>
 
@@ -50,6 +51,12 @@ QQuickItem* findItem(QQuickItem* from, const QString& name)
             return found;
     }
     return nullptr;
+}
+
+QString accessibleName(QQuickItem* item)
+{
+    const QAccessibleInterface* const found = QAccessible::queryAccessibleInterface(item);
+    return found == nullptr ? QString("none") : found->text(QAccessible::Name);
 }
 
 QList<QQuickItem*> shownItems(QQuickItem* from)

@@ -28,6 +28,9 @@ const QString c_directions = c_commands + QStringLiteral(".idRowSetDirection.idB
 const QString c_fastening = c_directions + QStringLiteral(".idButtonFastening");
 const QString c_loosening = c_directions + QStringLiteral(".idButtonLoosening");
 
+// Of heights, widths and gaps, in pixels.
+constexpr qreal c_unit = 9;
+
 QString channelItem(int row);
 QString channelValue(int row);
 
@@ -37,6 +40,8 @@ void preparePanels();
 QString takeComplaints();
 
 QQuickItem* findItem(QQuickItem* from, const QString& name);
+// What a reader of the screen calls it; "none" when it does not find it.
+QString accessibleName(QQuickItem* item);
 // The item and all below it that are shown.
 QList<QQuickItem*> shownItems(QQuickItem* from);
 // In the window.

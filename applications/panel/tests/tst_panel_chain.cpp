@@ -9,10 +9,12 @@
 
 #include <QImage>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSet>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -170,6 +172,10 @@ private Q_SLOTS:
     void lampFollowsTheMotor();
     void linkLostAndBack();
     void aSecondDevice();
+    void lockStateOfTheBundledConfiguration_data();
+    void lockStateOfTheBundledConfiguration();
+    void uncertainLockIsFollowed();
+    void anotherHostOfTheSameDevice();
     void pictures_data();
     void pictures();
     void pictureProblems_data();
@@ -412,6 +418,91 @@ void TestPanelChain::aSecondDevice()
     QVERIFY(!window.pages().at(0)->isConnected());
     window.pages().at(1)->awaitValues();
     QTRY_VERIFY(window.pages().at(1)->isComplete());
+}
+
+void TestPanelChain::lockStateOfTheBundledConfiguration_data()
+{
+    QTest::addColumn<QString>("profile");
+    QTest::newRow("generation 1") << "mdc26-gen1v2";
+    QTest::newRow("generation 2") << "mdc32-gen2";
+}
+
+void TestPanelChain::lockStateOfTheBundledConfiguration()
+{
+    QFETCH(QString, profile);
+    Bench bench;
+    QVERIFY2(bench.start(profile), qPrintable(bench.fixture.error()));
+    QCOMPARE(bench.text("idState_0.idText"), QString("BeMaintenance_lock_none"));
+    bench.press("idButtonLock");
+    QTRY_COMPARE(bench.text("idState_0.idText"), QString("BeMaintenance_lock_both"));
+    bench.controller().setValue("lock", 3);
+    QTRY_COMPARE(bench.text("idState_0.idText"), QString("BeMaintenance_lock_fastening"));
+    QCOMPARE(bench.page().item()->property("unreadValues").toInt(), 0);
+}
+
+// "Check its state before you try again": the page shows it once the controller is back.
+void TestPanelChain::uncertainLockIsFollowed()
+{
+    Bench bench;
+    QVERIFY2(bench.start("mdc32-gen2"), qPrintable(bench.fixture.error()));
+    const auto fault = Fault::parse("close@once/0x06");
+    QVERIFY(fault);
+    bench.fixture.simulator().faults().add(*fault);
+    bench.press("idButtonLock");
+    QTRY_VERIFY(bench.text("idFailure.idTitle").endsWith("panel_failure_uncertain"));
+    QTRY_VERIFY_WITH_TIMEOUT(bench.page().isComplete(), 20000);
+    const bool isLocked = bench.controller().value("lock").value_or(0) == 1;
+    QTRY_COMPARE(bench.text("idState_0.idText"),
+                 QString(isLocked ? "BeMaintenance_lock_both" : "BeMaintenance_lock_none"));
+    QVERIFY(bench.window->itemNamed("idFailure.idTitle") != nullptr);
+}
+
+// What somebody else does to the controller shows within two periods of the page.
+void TestPanelChain::anotherHostOfTheSameDevice()
+{
+    Bench bench;
+    QVERIFY2(bench.start("mdc32-gen2"), qPrintable(bench.fixture.error()));
+    const QTemporaryDir folder;
+    const QString configuration = folder.filePath("bench.json");
+    QFile file(configuration);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QJsonDocument(bench.fixture.configuration()).toJson());
+    file.close();
+
+    const QString lock = "idState_0.idText";
+    const QString direction = "idChannelItem_0.idChannelRow.idChannelValue.idFrameChannelText.idChannelText";
+    const QString program = "idChannelItem_2.idChannelRow.idChannelValue.idFrameChannelText.idChannelText";
+    struct Step
+    {
+        QStringList arguments;
+        QString item;
+        QString shown;
+        const char* channel;
+        quint16 value;
+    };
+    const QList<Step> steps{
+        {{"setLock", "lock=1"}, lock, "BeMaintenance_lock_both", "lock", 1},
+        {{"setDirection", "direction=1"}, direction, "Loosening", "direction", 1},
+        {{"setProgram", "program=8"}, program, "8", "currentPreset", 8},
+        {{"setLock", "lock=0"}, lock, "BeMaintenance_lock_none", "lock", 0},
+    };
+    for (const Step& step : steps) {
+        QVERIFY2(bench.text(step.item) != step.shown, qPrintable(step.shown));
+        QSignalSpy periods(bench.page().item(), SIGNAL(updateData()));
+        QProcess other;
+        // The simulated controller is in this process: the other host is waited for with the event loop.
+        start(other, QStringList{"--config", configuration, "run"} + step.arguments);
+        QTRY_VERIFY_WITH_TIMEOUT(bench.controller().value(step.channel) == step.value, c_programTimeout);
+        periods.clear();
+        QTRY_COMPARE(bench.text(step.item), step.shown);
+        QVERIFY2(periods.size() <= 2, qPrintable(QString::number(periods.size())));
+        QTRY_COMPARE_WITH_TIMEOUT(other.state(), QProcess::NotRunning, c_programTimeout);
+        QVERIFY2(other.exitCode() == 0, other.readAll().constData());
+    }
+    // The page goes on as before: nothing of it was asked or told by the other one.
+    QVERIFY(bench.page().isConnected());
+    bench.press("idButtonLock");
+    QTRY_COMPARE(bench.text(lock), QString("BeMaintenance_lock_both"));
 }
 
 void TestPanelChain::pictures_data()

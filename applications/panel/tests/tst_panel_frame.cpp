@@ -4,8 +4,13 @@
 
 #include "applications/panel/action_failure.h"
 
+#include <QGuiApplication>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTranslator>
+
+#include <algorithm>
+#include <cmath>
 
 class TestPanelFrame : public QObject
 {
@@ -31,6 +36,23 @@ private Q_SLOTS:
     void focusFrameFollows();
     void actionsHaveNames();
     void tabs();
+    void oneIdentification();
+    void identifiedOnceAtTheStart();
+    void acknowledged_data();
+    void acknowledged();
+    void failureTakesTheAcknowledgementBack();
+    void pressedAgainWhileUnderWay();
+    void heldKeys_data();
+    void heldKeys();
+    void lockState_data();
+    void lockState();
+    void lockStateIsForgotten();
+    void fieldTellsWhatIsWrong_data();
+    void fieldTellsWhatIsWrong();
+    void enterApplies();
+    void technicalDetails_data();
+    void technicalDetails();
+    void mirroredOnce();
 };
 
 void TestPanelFrame::initTestCase()
@@ -53,6 +75,17 @@ void TestPanelFrame::disconnected()
     QCOMPARE(window.text("idLink.idText"), QString("panel_link_connected"));
     QVERIFY(!window.isShown("idReason"));
     const QString shape = window.item("idLink.idGlyph")->property("name").toString();
+    const QStringList texts{"idColumn.idTitleCommand", "idColumn.idDeviceInfo.idDeviceInfoRow_0.idValue",
+                            channelValue(2) + ".idFrameChannelText.idChannelText",
+                            c_commands + ".idRowSetLock.idFrameLabelSetLock.idLabelSetLock"};
+    QTRY_VERIFY(window.item(texts.at(1)) != nullptr);
+    const QVariant colour = window.item(texts.first())->property("color");
+    const auto areAll = [&](bool ofThisColour) {
+        return std::all_of(texts.cbegin(), texts.cend(), [&](const QString& name) {
+            return (window.item(name)->property("color") == colour) == ofThisColour;
+        });
+    };
+    QVERIFY(areAll(true));
     const qreal round = window.item("idLink")->property("radius").toReal();
 
     host.connectDriver(false);
@@ -65,7 +98,7 @@ void TestPanelFrame::disconnected()
     // The values of before, greyed; nothing can be pressed.
     QCOMPARE(window.text(channelValue(2) + ".idFrameChannelText.idChannelText"), QString("3"));
     QCOMPARE(window.text("idColumn.idDeviceInfo.idDeviceInfoRow_0.idValue"), QString("MDC-26"));
-    QVERIFY(window.item("idView.idHolder")->opacity() < 1);
+    QVERIFY(areAll(false));
     QVERIFY(!window.item(c_lock)->isEnabled());
     window.press(c_lock);
     QCoreApplication::processEvents();
@@ -74,7 +107,7 @@ void TestPanelFrame::disconnected()
     host.connectDriver(true);
     QTRY_VERIFY(window.page().isComplete());
     QVERIFY(!window.isShown("idReason"));
-    QCOMPARE(window.item("idView.idHolder")->opacity(), 1.0);
+    QVERIFY(areAll(true));
     window.press(c_lock);
     QTRY_COMPARE(host.actions, QStringList("setLock lock=1"));
 }
@@ -452,12 +485,390 @@ void TestPanelFrame::tabs()
     window.press(*tab);
     QTRY_VERIFY(right->isVisible() && !left->isVisible());
     QTRY_VERIFY(window.pages().at(1)->isComplete());
-    QCOMPARE(right->width(), window.rootObject()->width() - 32);
+    QCOMPARE(right->width(), window.rootObject()->width() - 4 * c_unit);
 
     PanelDevice strange = device;
     strange.kind = QUuid::createUuid();
     request.devices = {strange};
     QVERIFY(PanelWindow(request).error().contains("no maintenance page"));
+}
+
+// The page's own request is the frame's identification: where commands are let through, the page shows what
+// the controller has told.
+void TestPanelFrame::oneIdentification()
+{
+    PageHost host;
+    host.identifies = false;
+    Window window(host);
+    QTRY_VERIFY(!window.text("idReason.idDetail").isEmpty());
+    QTRY_VERIFY(host.runs.isEmpty());
+    host.identifies = true;
+    QTRY_VERIFY(window.item(c_lock)->isEnabled());
+    QCOMPARE(window.backend()->property("deviceInfo").toList().size(), 2);
+}
+
+void TestPanelFrame::identifiedOnceAtTheStart()
+{
+    PageHost host;
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    QCOMPARE(host.counts.value("getInfo"), 1);
+    QCOMPARE(window.backend()->property("deviceInfo").toList().size(), 2);
+}
+
+void TestPanelFrame::acknowledged_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("done");
+    QTest::newRow("locked") << c_lock << "en"
+                            << "Locked";
+    QTest::newRow("unlocked") << c_unlock << "en"
+                              << "Unlocked";
+    QTest::newRow("fastening") << c_fastening << "en"
+                               << "Fastening";
+    QTest::newRow("loosening") << c_loosening << "en"
+                               << "Loosening";
+    QTest::newRow("program") << c_apply << "en"
+                             << "Program 7 set";
+    QTest::newRow("locked, in French") << c_lock << "fr"
+                                       << "Verrouillé";
+    QTest::newRow("loosening, in French") << c_loosening << "fr"
+                                          << "Dévissage";
+    QTest::newRow("program, in French") << c_apply << "fr"
+                                        << "Programme 7 choisi";
+}
+
+// The button says that its action is under way, and then that it was done, and when.
+void TestPanelFrame::acknowledged()
+{
+    QFETCH(QString, button);
+    QFETCH(QString, language);
+    QFETCH(QString, done);
+    QTranslator translators[2];
+    QVERIFY(translators[0].load(":/translations/panel_" + language + ".qm"));
+    QVERIFY(translators[1].load(":/translations/p_device_mdc_" + language + ".qm"));
+    for (QTranslator& translator : translators)
+        QVERIFY(QCoreApplication::installTranslator(&translator));
+    PageHost host;
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    window.item(c_field)->setProperty("text", "7");
+    const QQuickItem* const item = window.item(button);
+    QCOMPARE(item->property("note").toString(), QString());
+    host.held = button == c_apply ? "setProgram" : button.startsWith(c_locks) ? "setLock" : "setDirection";
+    window.press(button);
+    QVERIFY(item->property("running").toBool());
+    const QString underWay = item->property("note").toString();
+    QCOMPARE(underWay, QString(language == "en" ? "Under way…" : "En cours…"));
+    QTRY_COMPARE(host.runs.size(), 1);
+    QVERIFY(item->property("running").toBool());
+    host.endFirst(true, {{"doneOk", true}});
+    QTRY_VERIFY(!item->property("running").toBool());
+    const QString note = item->property("note").toString();
+    QVERIFY2(QRegularExpression("^" + done + ", [0-9]{2}:[0-9]{2}:[0-9]{2}$").match(note).hasMatch(),
+             qPrintable(note));
+    const QList<QQuickItem*> shown = shownItems(window.item(button));
+    QVERIFY(std::any_of(shown.cbegin(), shown.cend(), [&](const QQuickItem* inside) {
+        return inside->property("text").toString() == note;
+    }));
+}
+
+void TestPanelFrame::failureTakesTheAcknowledgementBack()
+{
+    PageHost host;
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    window.press(c_lock);
+    QTRY_VERIFY(window.item(c_lock)->property("note").toString().startsWith("panel_action_done"));
+    // Of a row's buttons one has the last word.
+    window.press(c_unlock);
+    QTRY_VERIFY(window.item(c_unlock)->property("note").toString().startsWith("panel_action_done"));
+    QCOMPARE(window.item(c_lock)->property("note").toString(), QString());
+    host.outcome = {false, IMessenger::CeEcRefused, "refused", {}};
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("setLock failed: refused"));
+    window.press(c_lock);
+    QTRY_VERIFY(window.isShown("idFailure"));
+    QCOMPARE(window.item(c_lock)->property("note").toString(), QString());
+    QCOMPARE(window.item(c_unlock)->property("note").toString(), QString());
+}
+
+void TestPanelFrame::pressedAgainWhileUnderWay()
+{
+    PageHost host;
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    host.held = "setLock";
+    window.press(c_lock);
+    window.press(c_lock);
+    QTRY_COMPARE(host.runs.size(), 1);
+    window.press(c_lock);
+    window.press(c_unlock);
+    // Both buttons of the lock say that they wait; those of other actions do not.
+    QVERIFY(window.item(c_lock)->property("held").toBool());
+    QVERIFY(window.item(c_unlock)->property("held").toBool());
+    QVERIFY(!window.item(c_loosening)->property("held").toBool());
+    host.held.clear();
+    host.endFirst(true);
+    QTRY_VERIFY(!window.item(c_lock)->property("held").toBool());
+    // What is pressed next comes next, whatever was waiting.
+    window.press(c_loosening);
+    QTRY_COMPARE(host.actions.last(), QString("setDirection direction=1"));
+    QCOMPARE(host.actions, (QStringList{"setLock lock=1", "setDirection direction=1"}));
+    window.press(c_unlock);
+    QTRY_COMPARE(host.actions.last(), QString("setLock lock=0"));
+}
+
+void TestPanelFrame::heldKeys_data()
+{
+    QTest::addColumn<QString>("focus");
+    QTest::addColumn<int>("key");
+    QTest::addColumn<QString>("action");
+    QTest::newRow("return on a button") << c_lock << int(Qt::Key_Return) << "setLock lock=1";
+    QTest::newRow("enter on a button") << c_lock << int(Qt::Key_Enter) << "setLock lock=1";
+    QTest::newRow("space on a button") << c_lock << int(Qt::Key_Space) << "setLock lock=1";
+    QTest::newRow("return in the field") << c_field << int(Qt::Key_Return) << "setProgram program=5";
+    QTest::newRow("enter in the field") << c_field << int(Qt::Key_Enter) << "setProgram program=5";
+}
+
+// A key that is held comes again and again, each time pressed and released.
+void TestPanelFrame::heldKeys()
+{
+    QFETCH(QString, focus);
+    QFETCH(int, key);
+    QFETCH(QString, action);
+    PageHost host;
+    Window window(host);
+    QVERIFY(QTest::qWaitForWindowActive(&window.window));
+    QTRY_VERIFY(window.page().isComplete());
+    window.item(c_field)->setProperty("text", "5");
+    window.item(focus)->forceActiveFocus();
+    const auto send = [&](QEvent::Type type, bool again) {
+        QKeyEvent event(type, key, Qt::NoModifier, key == Qt::Key_Space ? " " : "\r", again);
+        QCoreApplication::sendEvent(&window.window, &event);
+    };
+    send(QEvent::KeyPress, false);
+    for (int i = 0; i < 20; ++i) {
+        send(QEvent::KeyRelease, true);
+        send(QEvent::KeyPress, true);
+        // Each would find the action before it ended.
+        QTRY_VERIFY(!window.page().isWaiting());
+    }
+    send(QEvent::KeyRelease, false);
+    QTRY_VERIFY(!window.page().isWaiting());
+    QCOMPARE(host.actions, QStringList(action));
+}
+
+void TestPanelFrame::lockState_data()
+{
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("english");
+    QTest::addColumn<QString>("french");
+    QTest::newRow("0") << 0 << "Unlocked"
+                       << "Déverrouillé";
+    QTest::newRow("1") << 1 << "Locked"
+                       << "Verrouillé";
+    QTest::newRow("2") << 2 << "Loosening locked"
+                       << "Dévissage verrouillé";
+    QTest::newRow("3") << 3 << "Fastening locked"
+                       << "Vissage verrouillé";
+    QTest::newRow("a value without a meaning") << 7 << "7"
+                                               << "7";
+}
+
+void TestPanelFrame::lockState()
+{
+    QFETCH(int, value);
+    for (const QString& language : {QString("en"), QString("fr")}) {
+        QTranslator translators[2];
+        QVERIFY(translators[0].load(":/translations/panel_" + language + ".qm"));
+        QVERIFY(translators[1].load(":/translations/p_device_mdc_" + language + ".qm"));
+        for (QTranslator& translator : translators)
+            QVERIFY(QCoreApplication::installTranslator(&translator));
+        PageHost host;
+        host.addChannel("lock");
+        host.values["lock"] = value;
+        Window window(host);
+        QTRY_VERIFY(window.page().isComplete());
+        QVERIFY(window.isShown("idState_0"));
+        QCOMPARE(window.text("idState_0.idName"),
+                 QString(language == "en" ? "Tool lock" : "Verrouillage de l’outil"));
+        QFETCH(QString, english);
+        QFETCH(QString, french);
+        QCOMPARE(window.text("idState_0.idText"), language == "en" ? english : french);
+    }
+    // A configuration without the channel has no row for it.
+    PageHost without;
+    Window window(without);
+    QTRY_VERIFY(window.page().isComplete());
+    QVERIFY(!window.isShown("idState_0"));
+    QVERIFY(!without.asked.contains("lock"));
+}
+
+// The last known one stays while there is no link, and goes with the other values when another controller
+// may be there; one that cannot be read counts among the values that could not.
+void TestPanelFrame::lockStateIsForgotten()
+{
+    PageHost host;
+    host.addChannel("lock");
+    host.values["lock"] = 1;
+    Window window(host);
+    window.root()->setProperty("updatePeriod", 5);
+    QTRY_VERIFY(window.page().isComplete());
+    QCOMPARE(window.text("idState_0.idText"), QString("BeMaintenance_lock_both"));
+    host.values["lock"] = 0;
+    QTRY_COMPARE(window.text("idState_0.idText"), QString("BeMaintenance_lock_none"));
+    host.connectDriver(false);
+    QTRY_VERIFY(!window.page().isWaiting());
+    QCOMPARE(window.text("idState_0.idText"), QString("BeMaintenance_lock_none"));
+    host.reads = false;
+    host.connectDriver(true);
+    QTRY_COMPARE(window.root()->property("unreadValues").toInt(), 4);
+    QCOMPARE(window.text("idState_0.idText"), QString());
+    host.reads = true;
+    QTRY_COMPARE(window.root()->property("unreadValues").toInt(), 0);
+    QTRY_COMPARE(window.text("idState_0.idText"), QString("BeMaintenance_lock_none"));
+}
+
+void TestPanelFrame::fieldTellsWhatIsWrong_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<bool>("byKey");
+    QTest::addColumn<QString>("problem");
+    for (const bool byKey : {false, true}) {
+        const char* const how = byKey ? "Enter" : "the button";
+        const auto row = [&](const char* typed, const char* problem) {
+            QTest::newRow(qPrintable(QString("\"%1\" and %2").arg(typed, how))) << typed << byKey << problem;
+        };
+        row("", "maintenance_panel_Program_missing");
+        row("0", "maintenance_panel_Program_impossible");
+        row("000", "maintenance_panel_Program_impossible");
+        row("4", "");
+    }
+}
+
+void TestPanelFrame::fieldTellsWhatIsWrong()
+{
+    QFETCH(QString, typed);
+    QFETCH(bool, byKey);
+    QFETCH(QString, problem);
+    PageHost host;
+    Window window(host);
+    QVERIFY(QTest::qWaitForWindowActive(&window.window));
+    QTRY_VERIFY(window.page().isComplete());
+    const auto reasonShown = [&](const QString& text) {
+        const QList<QQuickItem*> shown = shownItems(window.root());
+        return std::any_of(shown.cbegin(), shown.cend(), [&](const QQuickItem* item) {
+            return item->objectName() == "idFieldProblem" && item->property("text").toString() == text;
+        });
+    };
+    window.press(c_field);
+    window.type(typed);
+    QVERIFY(!reasonShown(problem));
+    if (byKey)
+        QTest::keyClick(&window.window, Qt::Key_Return);
+    else
+        window.press(c_apply);
+    QCOMPARE(window.item(c_field)->property("problem").toString(), problem);
+    QCOMPARE(reasonShown(problem), !problem.isEmpty());
+    window.press(c_lock);
+    QTRY_VERIFY(host.actions.contains("setLock lock=1"));
+    QCOMPARE(host.actions.size(), problem.isEmpty() ? 2 : 1);
+    // Gone with the next key.
+    window.press(c_field);
+    window.type("3");
+    QVERIFY(!reasonShown(problem));
+    QCOMPARE(window.item(c_field)->property("problem").toString(), QString());
+}
+
+void TestPanelFrame::enterApplies()
+{
+    PageHost host;
+    Window window(host);
+    QVERIFY(QTest::qWaitForWindowActive(&window.window));
+    QTRY_VERIFY(window.page().isComplete());
+    QVERIFY(window.item(c_field)->property("inputMethodHints").toInt() & Qt::ImhDigitsOnly);
+    window.press(c_field);
+    window.type("012");
+    QTest::keyClick(&window.window, Qt::Key_Return);
+    QTRY_COMPARE(host.actions, QStringList("setProgram program=12"));
+    QTRY_VERIFY(!window.page().isWaiting());
+    QTest::keyClick(&window.window, Qt::Key_Enter);
+    QTRY_COMPARE(host.actions.size(), 2);
+}
+
+void TestPanelFrame::technicalDetails_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("mark");
+    QTest::newRow("English") << "en"
+                             << "Technical details: ";
+    QTest::newRow("French") << "fr"
+                            << "Détails techniques : ";
+}
+
+// They are the log's, in its language, and are marked as such.
+void TestPanelFrame::technicalDetails()
+{
+    QFETCH(QString, language);
+    QTranslator translator;
+    QVERIFY(translator.load(":/translations/panel_" + language + ".qm"));
+    QVERIFY(QCoreApplication::installTranslator(&translator));
+    PageHost host;
+    host.outcome = {false, IMessenger::CeEcRefused, "refused the write", {}};
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("setLock failed"));
+    window.press(c_lock);
+    QTRY_VERIFY(window.isShown("idFailure.idDetailMark"));
+    QTEST(window.text("idFailure.idDetailMark") + ' ', "mark");
+    QVERIFY(window.isShown("idFailure.idDetail"));
+    QVERIFY(!window.isShown("idReason.idDetailMark"));
+    host.identifies = false;
+    host.connectDriver(false);
+    host.connectDriver(true);
+    QTRY_VERIFY(window.isShown("idReason.idDetailMark"));
+}
+
+// From right to left everything stands the other way round: mirrored twice it would stand as before.
+void TestPanelFrame::mirroredOnce()
+{
+    const auto restore = qScopeGuard([] { QGuiApplication::setLayoutDirection(Qt::LayoutDirectionAuto); });
+    PageHost host;
+    host.addChannel("lock");
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    QMap<QString, QRectF> before;
+    const QString row = "idColumn.idDeviceInfo.idDeviceInfoRow_0";
+    const QStringList names{c_lock,
+                            c_unlock,
+                            c_field,
+                            c_commands + ".idRowSetLock.idGlyphSetLock",
+                            row + ".idName",
+                            row + ".idValue",
+                            channelItem(0) + ".idChannelRow.idChannelGlyph",
+                            channelItem(0) + ".idChannelRow.idFrameChannelName.idChannelName",
+                            channelValue(1) + ".idChannelLed",
+                            "idTitle",
+                            "idLink",
+                            "idState_0.idName",
+                            "idView.idScrollBar"};
+    for (const Qt::LayoutDirection direction : {Qt::LeftToRight, Qt::RightToLeft}) {
+        QGuiApplication::setLayoutDirection(direction);
+        Window window(host, "mdc", false, {600, 400});
+        QTRY_VERIFY(window.page().isComplete());
+        QTRY_VERIFY(window.item(row) != nullptr);
+        for (const QString& name : names) {
+            QVERIFY2(window.item(name) != nullptr, qPrintable(name));
+            const QRectF place = sceneRect(*window.item(name));
+            if (direction == Qt::LeftToRight) {
+                before.insert(name, place);
+                continue;
+            }
+            const qreal mirrored = window.window.width() - before.value(name).right();
+            QTRY_VERIFY2(std::abs(sceneRect(*window.item(name)).left() - mirrored) <= 1,
+                         qPrintable(QString("%1 at %2, not %3").arg(name).arg(place.left()).arg(mirrored)));
+        }
+    }
 }
 
 QTEST_MAIN(TestPanelFrame)

@@ -7,6 +7,10 @@ import "../../../applications/Kivora/gui/widgets"
 
 // The maintenance page of one MDC device. The host replaces the three texts in braces below before it
 // loads the page. Every visible item has an object name, by which automated tests find it.
+//
+// Keyboard and readers of the screen need no help of the host's frame. Two properties are for a frame that
+// wants to show more: "command" of a button, the command that it runs, and "problem" of a field, why its
+// text cannot be applied.
 BasePanelMaintenance {
     id: rootItem
     objectName: "maintenance_panel_device_mdc"
@@ -34,7 +38,10 @@ BasePanelMaintenance {
             objectName: idColumn.objectName + ".idDeviceInfo"
             width: parent.width
             height: childrenRect.height
+            // All its rows are shown: a drag is the page's.
+            interactive: false
             model: be.deviceInfo
+            Accessible.role: Accessible.List
 
             delegate: RowLayout {
                 id: idDeviceInfoRow
@@ -42,9 +49,12 @@ BasePanelMaintenance {
                 width: idDeviceInfo.width
                 height: Style.baseHeight * 3
                 spacing: 10
+                Accessible.role: Accessible.ListItem
+                Accessible.name: modelData.name + ": " + modelData.value
 
                 UiLabel {
                     objectName: idDeviceInfoRow.objectName + ".idName"
+                    Layout.maximumWidth: idDeviceInfoRow.width * 0.62
                     text: modelData.name
                     font.bold: true
                 }
@@ -56,6 +66,7 @@ BasePanelMaintenance {
 
                 UiLabel {
                     objectName: idDeviceInfoRow.objectName + ".idValue"
+                    Layout.maximumWidth: idDeviceInfoRow.width * 0.38 - 2 * idDeviceInfoRow.spacing
                     text: modelData.value
                 }
             }
@@ -64,7 +75,11 @@ BasePanelMaintenance {
         Text {
             id: idTitleCommand
             objectName: idColumn.objectName + ".idTitleCommand"
+            topPadding: Style.baseHeight * 2
             font: Style.fontLabel
+            color: idLabelSetProgram.color
+            Accessible.role: Accessible.Heading
+            Accessible.name: text
             //% "Controller commands"
             text: qsTrId("maintenance_panel_Controller_commands")
         }
@@ -96,8 +111,10 @@ BasePanelMaintenance {
                     color: "transparent"
 
                     UiLabel {
+                        id: idLabelSetProgram
                         objectName: idFrameLabelSetProgram.objectName + ".idLabelSetProgram"
                         anchors.verticalCenter: parent.verticalCenter
+                        width: parent.width
                         //% "Set program"
                         text: qsTrId("maintenance_panel_Set_program")
                     }
@@ -122,22 +139,50 @@ BasePanelMaintenance {
                             objectName: idFrameProgram.objectName + ".idInputProgram"
                             anchors.fill: parent
                             font: Style.fontLabel
+                            color: idLabelSetProgram.color
                             horizontalAlignment: TextInput.AlignHCenter
                             verticalAlignment: TextInput.AlignVCenter
+                            clip: true
+                            activeFocusOnTab: true
+                            selectByMouse: true
+                            inputMethodHints: Qt.ImhDigitsOnly
                             validator: IntValidator {
                                 bottom: 1
                             }
+
+                            // It was applied as it stands, and is no program.
+                            property bool refused: false
+                            //% "Enter a program number"
+                            readonly property string missing: qsTrId("maintenance_panel_Program_missing")
+                            //% "Whole number from 1 up"
+                            readonly property string impossible: qsTrId("maintenance_panel_Program_impossible")
+                            readonly property string problem: !refused ? "" : text === "" ? missing : impossible
+
+                            onTextChanged: refused = false
+                            // A key that is held does not apply again and again.
+                            Keys.onReturnPressed: if (!event.isAutoRepeat) idButtonApply.clicked()
+                            Keys.onEnterPressed: if (!event.isAutoRepeat) idButtonApply.clicked()
+
+                            Accessible.role: Accessible.EditableText
+                            Accessible.name: idLabelSetProgram.text
+                            Accessible.description: problem
                         }
                     }
 
                     Button {
+                        id: idButtonApply
                         objectName: idColumnSetProgram.objectName + ".idButtonApply"
+                        readonly property string command: "setProgram"
                         width: parent.width
                         height: parent.height / 2
+                        activeFocusOnTab: true
                         //% "Apply"
                         text: qsTrId("maintenance_panel_Apply")
                         // The validator lets 0 stand, as the beginning of a number that it may become.
-                        onClicked: be.setProgram(idInputProgram.acceptableInput ? idInputProgram.text : "")
+                        onClicked: {
+                            idInputProgram.refused = !idInputProgram.acceptableInput
+                            be.setProgram(idInputProgram.acceptableInput ? idInputProgram.text : "")
+                        }
                     }
                 }
             }
@@ -165,6 +210,7 @@ BasePanelMaintenance {
                     UiLabel {
                         objectName: idFrameLabelSetLock.objectName + ".idLabelSetLock"
                         anchors.verticalCenter: parent.verticalCenter
+                        width: parent.width
                         //% "Set lock"
                         text: qsTrId("maintenance_panel_Set_lock")
                     }
@@ -178,8 +224,10 @@ BasePanelMaintenance {
 
                     Button {
                         objectName: idButtonsSetLock.objectName + ".idButtonLock"
+                        readonly property string command: "setLock"
                         width: parent.width / 2
                         height: parent.height
+                        activeFocusOnTab: true
                         //% "Lock"
                         text: qsTrId("maintenance_panel_Lock")
                         onClicked: be.setLock(true)
@@ -187,8 +235,10 @@ BasePanelMaintenance {
 
                     Button {
                         objectName: idButtonsSetLock.objectName + ".idButtonUnlock"
+                        readonly property string command: "setLock"
                         width: parent.width / 2
                         height: parent.height
+                        activeFocusOnTab: true
                         //% "Unlock"
                         text: qsTrId("maintenance_panel_Unlock")
                         onClicked: be.setLock(false)
@@ -219,6 +269,7 @@ BasePanelMaintenance {
                     UiLabel {
                         objectName: idFrameLabelSetDirection.objectName + ".idLabelSetDirection"
                         anchors.verticalCenter: parent.verticalCenter
+                        width: parent.width
                         //% "Set direction"
                         text: qsTrId("maintenance_panel_Set_direction")
                     }
@@ -232,8 +283,10 @@ BasePanelMaintenance {
 
                     Button {
                         objectName: idButtonsSetDirection.objectName + ".idButtonFastening"
+                        readonly property string command: "setDirection"
                         width: parent.width / 2
                         height: parent.height
+                        activeFocusOnTab: true
                         //% "Fastening"
                         text: qsTrId("maintenance_panel_Fastening")
                         onClicked: be.setDirection(false)
@@ -241,8 +294,10 @@ BasePanelMaintenance {
 
                     Button {
                         objectName: idButtonsSetDirection.objectName + ".idButtonLoosening"
+                        readonly property string command: "setDirection"
                         width: parent.width / 2
                         height: parent.height
+                        activeFocusOnTab: true
                         //% "Loosening"
                         text: qsTrId("maintenance_panel_Loosening")
                         onClicked: be.setDirection(true)
@@ -254,7 +309,11 @@ BasePanelMaintenance {
         Text {
             id: idTitleStatus
             objectName: idColumn.objectName + ".idTitleStatus"
+            topPadding: Style.baseHeight * 2
             font: Style.fontLabel
+            color: idLabelSetProgram.color
+            Accessible.role: Accessible.Heading
+            Accessible.name: text
             //% "Controller Status"
             text: qsTrId("maintenance_panel_Controller_Status")
         }
@@ -285,6 +344,7 @@ BasePanelMaintenance {
                 readonly property int channelType: currentChannel ? currentChannel.type
                                                                   : DMdcChannel.CeCtUnknown
                 readonly property var channelValue: currentChannel ? currentChannel.value : undefined
+                readonly property string channelName: currentChannel ? currentChannel.name : ""
                 readonly property real topGap: currentChannel && idRepeater.beginsGroup(index, channelType)
                                                ? Style.baseHeight : 0
 
@@ -312,7 +372,8 @@ BasePanelMaintenance {
                         UiLabel {
                             objectName: idFrameChannelName.objectName + ".idChannelName"
                             anchors.verticalCenter: parent.verticalCenter
-                            text: idChannelItem.currentChannel ? idChannelItem.currentChannel.name : ""
+                            width: parent.width
+                            text: idChannelItem.channelName
                             font.bold: true
                         }
                     }
@@ -335,9 +396,12 @@ BasePanelMaintenance {
                                 objectName: idFrameChannelText.objectName + ".idChannelText"
                                 anchors.centerIn: parent
                                 font: Style.fontLabel
+                                color: idLabelSetProgram.color
                                 // Nothing has been read yet: no value to show.
                                 visible: idChannelItem.channelValue !== undefined
                                 text: String(idChannelItem.channelValue)
+                                Accessible.role: Accessible.StaticText
+                                Accessible.name: idChannelItem.channelName + ": " + text
                             }
                         }
 
@@ -349,6 +413,13 @@ BasePanelMaintenance {
                             visible: idChannelItem.channelType === DMdcChannel.CeCtBool
                             statusColor: idChannelItem.channelValue === 1 ? Style.toolStatusIn
                                                                           : Style.toolStatusInactive
+                            //% "on"
+                            readonly property string onText: qsTrId("maintenance_panel_On")
+                            //% "off"
+                            readonly property string offText: qsTrId("maintenance_panel_Off")
+                            Accessible.role: Accessible.Indicator
+                            Accessible.name: idChannelItem.channelName + ": "
+                                             + (idChannelItem.channelValue === 1 ? onText : offText)
                         }
                     }
                 }

@@ -25,6 +25,25 @@ class BeMaintenanceDeviceMdc : public DAbstractPluginBackend
     Q_CLASSINFO("action.setLock", QT_TRID_NOOP("BeMaintenance_action_setLock"))
     //% "Set direction"
     Q_CLASSINFO("action.setDirection", QT_TRID_NOOP("BeMaintenance_action_setDirection"))
+    // What it is told once they are done, by their arguments.
+    //% "Program %1 set"
+    Q_CLASSINFO("done.setProgram", QT_TRID_NOOP("BeMaintenance_done_setProgram"))
+    //% "Unlocked"
+    Q_CLASSINFO("done.setLock.0", QT_TRID_NOOP("BeMaintenance_lock_none"))
+    //% "Locked"
+    Q_CLASSINFO("done.setLock.1", QT_TRID_NOOP("BeMaintenance_lock_both"))
+    //% "Fastening"
+    Q_CLASSINFO("done.setDirection.0", QT_TRID_NOOP("BeMaintenance_direction_fastening"))
+    //% "Loosening"
+    Q_CLASSINFO("done.setDirection.1", QT_TRID_NOOP("BeMaintenance_direction_loosening"))
+    // The channel that tells whether the tool is locked, which has no row, and what its values mean.
+    Q_CLASSINFO("state.setLock", "lock")
+    Q_CLASSINFO("state.setLock.0", QT_TRID_NOOP("BeMaintenance_lock_none"))
+    Q_CLASSINFO("state.setLock.1", QT_TRID_NOOP("BeMaintenance_lock_both"))
+    //% "Loosening locked"
+    Q_CLASSINFO("state.setLock.2", QT_TRID_NOOP("BeMaintenance_lock_loosening"))
+    //% "Fastening locked"
+    Q_CLASSINFO("state.setLock.3", QT_TRID_NOOP("BeMaintenance_lock_fastening"))
     Q_PROPERTY(QString connectionPath READ connectionPath NOTIFY connectionPathChanged FINAL)
     Q_PROPERTY(QString version READ version NOTIFY versionChanged FINAL)
     Q_PROPERTY(QVariantList deviceInfo READ deviceInfo NOTIFY channelsModelChanged FINAL)

@@ -16,7 +16,7 @@ Item {
     property string name
     property bool connected: false
     property Item contentItem
-    property real spacing: Style.baseHeight * 1.5
+    property real spacing: Style.baseHeight / 2
     signal updateData()
 
     // From the program.
@@ -35,8 +35,14 @@ Item {
     property string failureDetail
     property string failureTime
     property bool failureUncertain: false
+    // What the page has no row for, each with a `name` and a `value`.
+    property var states: []
+    // The page's fields, each with a `problem`.
+    property var fields: []
 
     readonly property bool usable: connected && identified
+    // As the shell has it.
+    readonly property bool mirrored: LayoutMirroring.enabled
     property double now: Date.now()
 
     implicitWidth: 600
@@ -54,77 +60,25 @@ Item {
         return qsTrId("panel_age_hours").replace("%1", Math.floor(seconds / 3600))
     }
 
-    // A page gives its plain texts no colour, for it does not know what it stands on, and its fields and
-    // lamps no name of their own. Colours that a page has chosen stay. Rows that come later are adopted as well.
-    function adopt(item) {
-        if (item instanceof Text || item instanceof TextInput) {
-            if (Qt.colorEqual(item.color, "#000000"))
-                item.color = Qt.binding(function() { return Style.textColor })
-        }
-        if (item instanceof TextInput) {
-            // What can be written into looks like it.
-            if (item.parent instanceof Rectangle && item.parent.color.a === 0)
-                item.parent.color = Qt.binding(function() { return Style.buttonColor })
-            item.activeFocusOnTab = true
-            item.selectByMouse = true
-            item.selectionColor = Qt.binding(function() { return Style.accentColor })
-            item.Accessible.role = Accessible.EditableText
-            item.Accessible.name = labelBeside(item)
-        }
-        if (item instanceof UiLedIndicator)
-            item.label = Qt.binding(function() { return panel ? panel.labelBeside(item) : "" })
-        // Once, however often it is adopted. Qt's WeakSet of items, which would tell, does not outlive
-        // the collection of garbage.
-        item.childrenChanged.disconnect(panel.adoptLater)
-        item.childrenChanged.connect(panel.adoptLater)
-        for (let i = 0; i < item.children.length; ++i)
-            adopt(item.children[i])
-    }
-
-    // Rows come with many children, and leave with them, some of them when the panel has gone.
-    function adoptLater() {
-        if (panel)
-            Qt.callLater(panel.adoptContent)
-    }
-
-    function adoptContent() {
-        if (contentItem)
-            adopt(contentItem)
-    }
-
-    // The first label of the smallest group around an item that has one.
-    function labelBeside(item) {
-        for (let group = item.parent; group && group !== holder; group = group.parent) {
-            const label = firstLabel(group)
-            if (label !== "")
-                return label
-        }
-        return panel.name
-    }
-
-    function firstLabel(group) {
-        for (let i = 0; i < group.children.length; ++i) {
-            const child = group.children[i]
-            const label = child instanceof UiLabel ? child.text : firstLabel(child)
-            if (label !== "")
-                return label
-        }
-        return ""
-    }
-
-    // The content scrolls so far that the item with the keyboard's focus is in sight.
+    // What is scrolled scrolls so far that the item with the keyboard's focus is in sight.
     function reveal(item) {
-        let ancestor = item
-        while (ancestor && ancestor !== holder)
-            ancestor = ancestor.parent
-        if (!ancestor)
-            return
-        const top = item.mapToItem(holder, 0, 0).y - panel.spacing
-        const bottom = top + item.height + 2 * panel.spacing
-        if (top < view.contentY)
-            view.contentY = Math.max(0, top)
-        else if (bottom > view.contentY + view.height)
-            view.contentY = Math.max(0, Math.min(bottom, view.contentHeight) - view.height)
+        for (const flickable of [view, notices]) {
+            let ancestor = item
+            while (ancestor && ancestor !== flickable.contentItem)
+                ancestor = ancestor.parent
+            if (!ancestor)
+                continue
+            const top = item.mapToItem(flickable.contentItem, 0, 0).y - Style.baseHeight
+            const bottom = top + item.height + 2 * Style.baseHeight
+            if (top < flickable.contentY)
+                flickable.contentY = Math.max(0, top)
+            else if (bottom > flickable.contentY + flickable.height)
+                scrollTo(flickable, bottom - flickable.height)
+        }
+    }
+
+    function scrollTo(flickable, y) {
+        flickable.contentY = Math.max(0, Math.min(y, flickable.contentHeight - flickable.height))
     }
 
     function dismissFailure() {
@@ -135,10 +89,8 @@ Item {
     }
 
     onContentItemChanged: {
-        if (contentItem) {
+        if (contentItem)
             contentItem.parent = holder
-            adoptContent()
-        }
     }
 
     Accessible.role: Accessible.Pane
@@ -170,13 +122,50 @@ Item {
         }
     }
 
+    // The keyboard scrolls too, wherever its focus is: most rows have nothing that could have it.
+    Shortcut {
+        sequence: "PgDown"
+        enabled: panel.visible
+        onActivated: panel.scrollTo(view, view.contentY + view.height * 0.9)
+    }
+
+    Shortcut {
+        sequence: "PgUp"
+        enabled: panel.visible
+        onActivated: panel.scrollTo(view, view.contentY - view.height * 0.9)
+    }
+
+    Shortcut {
+        sequence: "Down"
+        enabled: panel.visible && !notices.activeFocus
+        onActivated: panel.scrollTo(view, view.contentY + Style.baseHeight * 5)
+    }
+
+    Shortcut {
+        sequence: "Up"
+        enabled: panel.visible && !notices.activeFocus
+        onActivated: panel.scrollTo(view, view.contentY - Style.baseHeight * 5)
+    }
+
+    Shortcut {
+        sequence: "Home"
+        enabled: panel.visible
+        onActivated: panel.scrollTo(view, 0)
+    }
+
+    Shortcut {
+        sequence: "End"
+        enabled: panel.visible
+        onActivated: panel.scrollTo(view, view.contentHeight)
+    }
+
     ColumnLayout {
         anchors.fill: parent
-        spacing: panel.spacing
+        spacing: Style.baseHeight
 
         RowLayout {
             Layout.fillWidth: true
-            spacing: Style.baseWidth * 2
+            spacing: Style.baseWidth
 
             Text {
                 objectName: panel.objectName + ".idTitle"
@@ -185,16 +174,20 @@ Item {
                 font: Style.fontTitle
                 color: Style.textColor
                 textFormat: Text.PlainText
+                horizontalAlignment: Text.AlignLeft
+                wrapMode: Text.Wrap
+                maximumLineCount: 2
                 elide: Text.ElideRight
                 Accessible.role: Accessible.Heading
+                Accessible.name: text
             }
 
             Rectangle {
                 id: link
                 objectName: panel.objectName + ".idLink"
                 readonly property color stateColor: panel.connected ? Style.goodColor : Style.badColor
-                implicitWidth: linkRow.implicitWidth + Style.baseWidth * 3
-                implicitHeight: Style.baseHeight * 4
+                implicitWidth: linkRow.implicitWidth + Style.baseWidth * 2
+                implicitHeight: Style.baseHeight * 3
                 radius: panel.connected ? height / 2 : 3
                 color: "transparent"
                 border.color: stateColor
@@ -237,58 +230,102 @@ Item {
             color: Style.widgetDisabledBorderColor
         }
 
-        NoticeStrip {
-            id: failure
-            objectName: panel.objectName + ".idFailure"
+        // Never so high that they would push the page out of sight: what does not fit scrolls.
+        Flickable {
+            id: notices
+            objectName: panel.objectName + ".idNotices"
             Layout.fillWidth: true
-            visible: panel.failureTitle !== ""
-            glyphName: panel.failureUncertain ? "uncertain" : "failed"
-            tint: panel.failureUncertain ? Style.doubtfulColor : Style.badColor
-            surface: panel.failureUncertain ? Style.doubtfulSurfaceColor : Style.badSurfaceColor
-            title: panel.failureTime === "" ? panel.failureTitle
-                                            : panel.failureTime + "  " + panel.failureTitle
-            text: panel.failureReason
-            detail: panel.failureDetail
-            //% "Dismiss"
-            buttonText: qsTrId("panel_failure_dismiss")
-            onPressed: panel.dismissFailure()
-        }
+            Layout.preferredHeight: Math.min(noticeColumn.height, Math.floor(panel.height / 3))
+            visible: panel.failureTitle !== "" || !panel.usable || panel.unreadValues > 0
+            contentWidth: width
+            contentHeight: noticeColumn.height
+            boundsBehavior: Flickable.StopAtBounds
+            clip: true
+            readonly property bool overflows: contentHeight > height
+            activeFocusOnTab: overflows
+            onContentHeightChanged: contentY = 0
 
-        NoticeStrip {
-            objectName: panel.objectName + ".idReason"
-            Layout.fillWidth: true
-            visible: !panel.usable
-            glyphName: panel.connected && panel.identificationFailure === "" ? "waiting" : "link-down"
-            tint: panel.connected && panel.identificationFailure === "" ? Style.doubtfulColor : Style.badColor
-            surface: panel.connected && panel.identificationFailure === "" ? Style.doubtfulSurfaceColor
-                                                                           : Style.badSurfaceColor
-            //% "There is no connection to the controller."
-            readonly property string noLink: qsTrId("panel_reason_no_link")
-            //% "The controller is being identified."
-            readonly property string identifying: qsTrId("panel_reason_identifying")
-            //% "The controller does not tell what it is."
-            readonly property string unidentified: qsTrId("panel_reason_unidentified")
-            //% "Nothing can be sent until it is back; it is tried again and again."
-            readonly property string waitForLink: qsTrId("panel_reason_wait_for_link")
-            //% "Nothing can be sent until its registers are known; it is asked again and again."
-            readonly property string waitForIdentity: qsTrId("panel_reason_wait_for_identity")
-            title: !panel.connected ? noLink
-                                    : panel.identificationFailure === "" ? identifying : unidentified
-            text: (panel.connected ? waitForIdentity : waitForLink)
-                  + (panel.valuesTime > 0 ? " " + ageOfValues.text : "")
-            detail: panel.connected ? panel.identificationFailure : ""
-        }
+            Keys.onDownPressed: panel.scrollTo(notices, contentY + Style.baseHeight * 3)
+            Keys.onUpPressed: panel.scrollTo(notices, contentY - Style.baseHeight * 3)
 
-        NoticeStrip {
-            objectName: panel.objectName + ".idUnread"
-            Layout.fillWidth: true
-            visible: panel.usable && panel.unreadValues > 0
-            glyphName: "failed"
-            tint: Style.doubtfulColor
-            surface: Style.doubtfulSurfaceColor
-            //% "Values that could not be read: %1"
-            title: qsTrId("panel_unread_values").replace("%1", panel.unreadValues)
-            text: panel.valuesTime > 0 ? ageOfValues.text : ""
+            ScrollBar.vertical: ScrollBar {
+                objectName: notices.objectName + ".idScrollBar"
+                parent: panel
+                x: panel.mirrored ? -width : panel.width
+                y: notices.y
+                height: notices.height
+                visible: notices.visible
+                policy: notices.overflows ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
+            }
+
+            Column {
+                id: noticeColumn
+                width: notices.width
+                spacing: Style.baseHeight / 2
+
+                NoticeStrip {
+                    id: failure
+                    objectName: panel.objectName + ".idFailure"
+                    width: parent.width
+                    visible: panel.failureTitle !== ""
+                    glyphName: panel.failureUncertain ? "uncertain" : "failed"
+                    tint: panel.failureUncertain ? Style.doubtfulColor : Style.badColor
+                    surface: panel.failureUncertain ? Style.doubtfulSurfaceColor : Style.badSurfaceColor
+                    title: panel.failureTime === "" ? panel.failureTitle
+                                                    : panel.failureTime + "  " + panel.failureTitle
+                    text: panel.failureReason
+                    detail: panel.failureDetail
+                    //% "Dismiss"
+                    buttonText: qsTrId("panel_failure_dismiss")
+                    onPressed: panel.dismissFailure()
+                }
+
+                NoticeStrip {
+                    objectName: panel.objectName + ".idReason"
+                    width: parent.width
+                    visible: !panel.usable
+                    glyphName: panel.connected && panel.identificationFailure === "" ? "waiting" : "link-down"
+                    tint: panel.connected && panel.identificationFailure === "" ? Style.doubtfulColor : Style.badColor
+                    surface: panel.connected && panel.identificationFailure === "" ? Style.doubtfulSurfaceColor
+                                                                                   : Style.badSurfaceColor
+                    //% "There is no connection to the controller."
+                    readonly property string noLink: qsTrId("panel_reason_no_link")
+                    //% "The controller is being identified."
+                    readonly property string identifying: qsTrId("panel_reason_identifying")
+                    //% "The controller does not tell what it is."
+                    readonly property string unidentified: qsTrId("panel_reason_unidentified")
+                    //% "Nothing can be sent until it is back; it is tried again and again."
+                    readonly property string waitForLink: qsTrId("panel_reason_wait_for_link")
+                    //% "Nothing can be sent until its registers are known; it is asked again and again."
+                    readonly property string waitForIdentity: qsTrId("panel_reason_wait_for_identity")
+                    title: !panel.connected ? noLink
+                                            : panel.identificationFailure === "" ? identifying : unidentified
+                    text: (panel.connected ? waitForIdentity : waitForLink)
+                          + (panel.valuesTime > 0 ? " " + ageOfValues.text : "")
+                    detail: panel.connected ? panel.identificationFailure : ""
+                }
+
+                NoticeStrip {
+                    objectName: panel.objectName + ".idUnread"
+                    width: parent.width
+                    visible: panel.usable && panel.unreadValues > 0
+                    glyphName: "failed"
+                    tint: Style.doubtfulColor
+                    surface: Style.doubtfulSurfaceColor
+                    //% "Values that could not be read: %1"
+                    title: qsTrId("panel_unread_values").replace("%1", panel.unreadValues)
+                    text: panel.valuesTime > 0 ? ageOfValues.text : ""
+                }
+            }
+
+            Rectangle {
+                parent: notices
+                anchors.fill: parent
+                visible: notices.activeFocus
+                color: "transparent"
+                border.color: Style.accentColor
+                border.width: 3
+            }
         }
 
         QtObject {
@@ -312,7 +349,7 @@ Item {
             ScrollBar.vertical: ScrollBar {
                 objectName: view.objectName + ".idScrollBar"
                 parent: panel
-                x: panel.width
+                x: panel.mirrored ? -width : panel.width
                 y: view.y
                 height: view.height
                 policy: view.contentHeight > view.height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
@@ -322,9 +359,37 @@ Item {
                 id: holder
                 objectName: view.objectName + ".idHolder"
                 width: view.width
-                height: panel.contentItem ? panel.contentItem.height : 0
+                height: stateColumn.y + stateColumn.height
                 enabled: panel.usable
-                opacity: panel.usable ? 1 : 0.6
+
+                Column {
+                    id: stateColumn
+                    y: panel.contentItem ? panel.contentItem.height + (height > 0 ? panel.spacing : 0) : 0
+                    width: parent.width
+                    spacing: panel.spacing
+
+                    Repeater {
+                        model: panel.states
+
+                        StateRow {
+                            objectName: panel.objectName + ".idState_" + index
+                            width: stateColumn.width
+                            name: modelData.name
+                            value: modelData.value
+                        }
+                    }
+                }
+
+                Repeater {
+                    model: panel.fields
+
+                    Item {
+                        FieldFrame {
+                            field: modelData
+                            room: holder.width / 2 - Style.baseWidth
+                        }
+                    }
+                }
 
                 // Lies on the field, so that it goes and grows with it.
                 Rectangle {

@@ -4,6 +4,7 @@ import QtQuick.Layouts 1.15
 import "../widgets"
 
 // What a person must know now: a shape, a title and what to do about it; a button when it can be put away.
+// Details are those of the log, in its language, and are marked as such.
 Rectangle {
     id: strip
 
@@ -22,14 +23,19 @@ Rectangle {
     border.color: tint
     border.width: 1
 
-    Accessible.role: Accessible.AlertMessage
-    Accessible.name: title + " " + text + " " + detail
+    //% "Technical details:"
+    readonly property string detailMark: qsTrId("panel_technical_details")
 
-    RowLayout {
+    Accessible.role: Accessible.AlertMessage
+    Accessible.name: title + " " + text + (detail === "" ? "" : " " + detailMark + " " + detail)
+
+    GridLayout {
         id: row
         anchors.fill: parent
         anchors.margins: Style.baseHeight
-        spacing: Style.baseWidth
+        columns: Style.compact ? 2 : 3
+        columnSpacing: Style.baseWidth
+        rowSpacing: Style.baseHeight / 2
 
         UiGlyph {
             objectName: strip.objectName + ".idGlyph"
@@ -48,7 +54,6 @@ Rectangle {
                 text: strip.title
                 font.bold: true
                 color: strip.tint
-                wrapMode: Text.Wrap
             }
 
             UiLabel {
@@ -56,7 +61,16 @@ Rectangle {
                 Layout.fillWidth: true
                 visible: text !== ""
                 text: strip.text
-                wrapMode: Text.Wrap
+            }
+
+            UiLabel {
+                objectName: strip.objectName + ".idDetailMark"
+                Layout.fillWidth: true
+                visible: strip.detail !== ""
+                text: strip.detailMark
+                font.pixelSize: Style.fontSmall.pixelSize
+                font.bold: true
+                color: Style.secondaryTextColor
             }
 
             UiLabel {
@@ -66,15 +80,13 @@ Rectangle {
                 text: strip.detail
                 font.pixelSize: Style.fontSmall.pixelSize
                 color: Style.secondaryTextColor
-                wrapMode: Text.Wrap
-                maximumLineCount: 4
-                elide: Text.ElideRight
             }
         }
 
         Button {
             objectName: strip.objectName + ".idButton"
-            Layout.alignment: Qt.AlignTop
+            Layout.alignment: Style.compact ? Qt.AlignRight : Qt.AlignTop
+            Layout.columnSpan: Style.compact ? 2 : 1
             visible: strip.buttonText !== ""
             text: strip.buttonText
             onClicked: strip.pressed()

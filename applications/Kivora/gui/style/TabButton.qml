@@ -6,8 +6,8 @@ T.TabButton {
     id: control
 
     implicitWidth: implicitContentWidth + leftPadding + rightPadding
-    implicitHeight: implicitContentHeight + topPadding + bottomPadding
-    padding: Style.baseHeight * 1.25
+    implicitHeight: Style.baseHeight * 5
+    padding: Style.baseHeight
     horizontalPadding: Style.baseWidth * 2
     font.pixelSize: Style.fontLabel.pixelSize
     font.bold: checked

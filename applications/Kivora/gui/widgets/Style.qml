@@ -2,28 +2,36 @@ pragma Singleton
 import QtQuick 2.15
 
 // Sizes, fonts and colours of every page, in a light and a dark form. Texts have a contrast of at least
-// 4.5 : 1 against what they stand on, and no state is told by colour alone.
+// 4.5 : 1 against what they stand on, and outlines of controls one of 3 : 1, also where nothing can be
+// used; no state is told by colour alone.
 QtObject {
     property bool dark: false
+    // For a window that is narrower than a page needs with fonts and gaps of their usual sizes.
+    property bool compact: false
 
-    // The unit of heights and widths, in device-independent pixels.
-    readonly property real baseHeight: 8
-    readonly property real baseWidth: 8
+    // The unit of heights, widths and gaps, in device-independent pixels: every distance is a half, one or
+    // several of it. A row of controls has five, so that a finger in a glove finds it (44 at least).
+    readonly property real baseHeight: 9
+    readonly property real baseWidth: 9
 
-    readonly property font fontLabel: Qt.font({ pixelSize: 15 })
-    readonly property font fontTitle: Qt.font({ pixelSize: 22, bold: true })
-    readonly property font fontSmall: Qt.font({ pixelSize: 13 })
+    // Of a page's text and controls; a wider window leaves room at both sides.
+    readonly property real widestPage: 900
+
+    readonly property font fontLabel: Qt.font({ pixelSize: compact ? 13 : 15 })
+    readonly property font fontTitle: Qt.font({ pixelSize: compact ? 18 : 22, bold: true })
+    readonly property font fontSmall: Qt.font({ pixelSize: compact ? 12 : 13 })
 
     readonly property color backgroundColor: dark ? "#12171d" : "#f3f5f7"
     readonly property color surfaceColor: dark ? "#1b222a" : "#ffffff"
     readonly property color textColor: dark ? "#e8edf2" : "#18222c"
+    // Also of what cannot be used.
     readonly property color secondaryTextColor: dark ? "#a9b8c6" : "#4d5c6a"
     readonly property color accentColor: dark ? "#7ab8f5" : "#0b5cad"
-    readonly property color widgetDisabledBorderColor: dark ? "#566573" : "#a3b0bc"
+    readonly property color widgetDisabledBorderColor: dark ? "#6d8092" : "#75879a"
 
     readonly property color buttonColor: dark ? "#2b3641" : "#ffffff"
     readonly property color buttonPressedColor: dark ? "#3d4c5a" : "#d5e4f3"
-    readonly property color buttonBorderColor: dark ? "#6d8092" : "#75879a"
+    readonly property color buttonBorderColor: dark ? "#8496a8" : "#66788a"
 
     // A tool's LED, on and off.
     readonly property color toolStatusIn: dark ? "#4fd07a" : "#1f9d4d"

@@ -7,11 +7,11 @@ Item {
     id: glyph
 
     property string name
-    property color color: Style.accentColor
-    // Of the icon; the item keeps a gap at its right.
-    property real size: Style.baseHeight * 3
+    property color color: enabled ? Style.accentColor : Style.secondaryTextColor
+    // Of the icon; the item keeps a gap behind it.
+    property real size: Style.compact ? Style.baseHeight * 2 : Style.baseHeight * 3
 
-    width: size + Style.baseWidth
+    width: size + (Style.compact ? Style.baseWidth / 2 : Style.baseWidth)
     height: size
 
     readonly property var paths: ({
@@ -32,23 +32,29 @@ Item {
 
     Accessible.ignored: true
 
-    Shape {
-        width: 24
-        height: 24
-        scale: glyph.size / 24
-        transformOrigin: Item.TopLeft
-        opacity: glyph.enabled ? 1 : 0.6
+    // At the side where the glyph begins, which is the right one where one reads from there.
+    Item {
+        anchors.left: parent.left
+        width: glyph.size
+        height: glyph.size
 
-        ShapePath {
-            strokeColor: glyph.color
-            strokeWidth: 1.8
-            fillColor: "transparent"
-            capStyle: ShapePath.RoundCap
-            joinStyle: ShapePath.RoundJoin
+        Shape {
+            width: 24
+            height: 24
+            scale: glyph.size / 24
+            transformOrigin: Item.TopLeft
 
-            PathSvg {
-                // A frame for a name without an icon: something is meant to be there.
-                path: glyph.paths[glyph.name] || "M4 4h16v16h-16z"
+            ShapePath {
+                strokeColor: glyph.color
+                strokeWidth: 1.8
+                fillColor: "transparent"
+                capStyle: ShapePath.RoundCap
+                joinStyle: ShapePath.RoundJoin
+
+                PathSvg {
+                    // A frame for a name without an icon: something is meant to be there.
+                    path: glyph.paths[glyph.name] || "M4 4h16v16h-16z"
+                }
             }
         }
     }
