@@ -44,8 +44,6 @@ insert() { # FILE BEGIN END TEXT
 }
 
 # What may not find its place comes first; the files that are new come last.
-insert $plugin/CMakeLists.txt 'source/d_cmd_' '^    source/d_mdc_channel' "    source/d_cmd_$name.cpp source/d_cmd_$name.h"
-insert tests/commands/CMakeLists.txt 'command_rows.cpp' '^    SetTriggerProgram_rows' "    ${name}_rows.cpp"
 insert $plugin/source/p_device_mdc.cpp '#include "d_cmd_' '#include "d_mdc_channel' "#include \"d_cmd_$name.h\""
 insert $plugin/source/p_device_mdc.cpp 'declareInstructionCommand' 'sigCommandsInitDone' "    declareInstructionCommand(new $class(this));"
 insert $plugin/model/command_needs.cpp '^namespace' '^} // namespace' "$(filled needs.cpp.in)
@@ -60,7 +58,7 @@ clang-format -i "$plugin/source/d_cmd_$name".{h,cpp} "tests/commands/${name}_row
 cat <<TEXT
 "$name" is begun. The tests fail until this is done:
   $plugin/source/d_cmd_$name.{h,cpp}        replace DESCRIBE; the messages, and what each check answers
-  tests/commands/${name}_rows.cpp           fill what is empty
+  tests/commands/${name}_rows.cpp           the registers, and what is empty
   $plugin/model/command_needs.cpp           replace DESCRIBE; range, values and entries, in $name()
   configurations/register_map_*.json        the channel "$channel", and "${channel}V2" of generation 2
   applications/simulator                    what a write to it means, see docs/simulator.md

@@ -27,7 +27,7 @@ private Q_SLOTS:
     void everyChannelOfACommandHasAMeaning();
     void everyChannelOfACommandIsBundled_data();
     void everyChannelOfACommandIsBundled();
-    void everyActionChangesAStatus();
+    void everyActionChangesWhatCanBeRead();
 };
 
 namespace {
@@ -131,13 +131,14 @@ void tst_SimulatedCommands::everyChannelOfACommandIsBundled()
     QVERIFY2(isThere, qPrintable(file + " has no channel " + channel));
 }
 
-void tst_SimulatedCommands::everyActionChangesAStatus()
+void tst_SimulatedCommands::everyActionChangesWhatCanBeRead()
 {
     for (const ChannelMeaning& meaning : channelMeanings()) {
         const bool isAction = meaning.kind == ChannelMeaning::Kind::Action;
         QVERIFY2((meaning.changes != nullptr) == isAction, meaning.name);
         const ChannelMeaning* const changed = isAction ? meaningOf(meaning.changes) : nullptr;
-        QVERIFY2(!isAction || (changed != nullptr && changed->kind == ChannelMeaning::Kind::Status),
+        QVERIFY2(!isAction || (changed != nullptr && (changed->kind == ChannelMeaning::Kind::Status ||
+                                                      changed->kind == ChannelMeaning::Kind::Setting)),
                  meaning.name);
     }
 }

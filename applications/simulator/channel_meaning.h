@@ -12,7 +12,7 @@ struct ChannelMeaning
 {
     enum class Kind {
         Status,   // one register, to read: a state of the controller
-        Action,   // one register, to write: changes a state
+        Action,   // one register, to write: changes a state or a setting
         Setting,  // one register, to read and to write
         Programs, // the stored programs, from register 1 on
         Event     // the block that tells of the newest tightening
@@ -31,7 +31,8 @@ struct ChannelMeaning
     quint16 highest = 0xFFFF;
     // The highest is the number of stored programs.
     bool upToPrograms = false;
-    // The status that an action changes: to what is written, or to 0. Null where there is none.
+    // The status or the setting that an action changes: to what is written, or to 0. Null where there is
+    // none. A setting with rows of their own for two firmwares needs an action for each.
     const char* changes = nullptr;
     bool clears = false;
     // Value at power-on.
@@ -42,7 +43,7 @@ struct ChannelMeaning
     QString nameIn(const ControllerProfile& profile) const;
 };
 
-// One row for each channel with a meaning. A status stands before what changes it.
+// One row for each channel with a meaning. A status or a setting stands before what changes it.
 const QList<ChannelMeaning>& channelMeanings();
 // The one row of its kind, Programs or Event.
 const ChannelMeaning& channelMeaning(ChannelMeaning::Kind kind);

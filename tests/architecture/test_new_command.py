@@ -49,8 +49,6 @@ class NewCommand(unittest.TestCase):
         done = self.run_script("setTrialOnly")
         self.assertEqual(done.returncode, 0, done.stderr)
         places = [
-            (f"{PLUGIN}/CMakeLists.txt", "source/d_cmd_setTrialOnly.cpp source/d_cmd_setTrialOnly.h"),
-            (f"{ROWS}/CMakeLists.txt", "    setTrialOnly_rows.cpp"),
             (f"{PLUGIN}/source/p_device_mdc.cpp", '#include "d_cmd_setTrialOnly.h"'),
             (f"{PLUGIN}/source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTrialOnly(this));"),
             (f"{PLUGIN}/model/command_needs.cpp", "CommandNeeds setTrialOnly()"),
@@ -58,6 +56,7 @@ class NewCommand(unittest.TestCase):
             (f"{PLUGIN}/source/d_cmd_setTrialOnly.h", "class DCmdSetTrialOnly : public DAbstractCommand"),
             (f"{PLUGIN}/source/d_cmd_setTrialOnly.cpp", "bool DCmdSetTrialOnly::commandExecute()"),
             (f"{ROWS}/setTrialOnly_rows.cpp", 'rows.command = "setTrialOnly";'),
+            (f"{ROWS}/setTrialOnly_rows.cpp", '"trialOnlyChangeV2"'),
         ]
         for name, text in places:
             with self.subTest(name, text=text):

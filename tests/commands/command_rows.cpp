@@ -30,6 +30,19 @@ const QMap<QString, CommandRows>& knownRows()
     return c_rows;
 }
 
+QJsonObject knownChannels()
+{
+    QJsonObject channels;
+    for (const CommandRows& rows : knownRows()) {
+        for (auto channel = rows.channels.begin(); channel != rows.channels.end(); ++channel) {
+            if (channels.contains(channel.key()))
+                qFatal("two files of rows have the channel \"%s\"", qPrintable(channel.key()));
+            channels.insert(channel.key(), channel.value());
+        }
+    }
+    return channels;
+}
+
 CommandRows rowsOf(const QString& command)
 {
     return knownRows().value(command);

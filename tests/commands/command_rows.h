@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -85,6 +86,11 @@ struct CommandRows
     QStringList results;
     QString stopName;
 
+    // The channels that it reads and writes and that the samples of the tests lack: {"<channel>":
+    // {"register": …, "writeRegisterType": …}}, each generation's, at registers of the rows' own choice. A
+    // test that reads the bundled maps would follow their mistakes.
+    QJsonObject channels;
+
     // What an execution needs that is to be answered.
     QVariantMap arguments;
 
@@ -106,6 +112,8 @@ public:
 // The rows of all commands in the order of their names; an empty one when there is none of the command.
 const QMap<QString, CommandRows>& knownRows();
 CommandRows rowsOf(const QString& command);
+// Of all rows, by name.
+QJsonObject knownChannels();
 // Why the rows of `command` are not complete; empty when they are.
 QString objectionTo(const CommandRows& rows, const QString& command);
 

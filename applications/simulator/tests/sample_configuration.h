@@ -2,6 +2,7 @@
 
 #include "applications/simulator/controller_profile.h"
 #include "applications/simulator/simulated_controller.h"
+#include "tests/commands/command_rows.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -35,35 +36,39 @@ inline QJsonObject writeEntry(const char* id, int address, const char* type = "s
 
 inline QJsonArray sampleChannels()
 {
-    return {writeEntry("directionChange", 5001),
-            writeEntry("presetChange", 5002),
-            writeEntry("alarmReset", 5003),
-            readEntry("direction", 5101),
-            readEntry("motorRun", 5102),
-            readEntry("currentPreset", 5103, "holdingRegisters", 20),
-            readEntry("alarm", 5104),
-            writeEntry("lockChange", 5004),
-            writeEntry("lockScreen", 5005),
-            writeEntry("lockScreenGen1V1", 5006),
-            readEntry("lock", 5105),
-            readEntry("screenLock", 5106),
-            readEntry("eventData", 5201, "holdingRegisters", 12),
-            readEntry("presets", 1, "holdingRegisters", 30),
-            readEntry("torqueUnit", 601),
-            readEntry("torqueUnitGen1V1", 602),
-            writeEntry("directionChangeV2", 6001),
-            writeEntry("presetChangeV2", 6002),
-            readEntry("directionV2", 6101),
-            readEntry("motorRunV2", 6102),
-            readEntry("currentPresetV2", 6103, "holdingRegisters", 40),
-            readEntry("alarmV2", 6104),
-            writeEntry("lockChangeV2", 6004),
-            writeEntry("lockScreenV2", 6005),
-            readEntry("lockV2", 6105),
-            readEntry("screenLockV2", 6106),
-            readEntry("eventDataV2", 6201, "holdingRegisters", 16),
-            readEntry("presetsV2", 1, "holdingRegisters", 50),
-            readEntry("torqueUnitV2", 2001)};
+    QJsonArray channels{writeEntry("directionChange", 5001),
+                        writeEntry("presetChange", 5002),
+                        writeEntry("alarmReset", 5003),
+                        readEntry("direction", 5101),
+                        readEntry("motorRun", 5102),
+                        readEntry("currentPreset", 5103, "holdingRegisters", 20),
+                        readEntry("alarm", 5104),
+                        writeEntry("lockChange", 5004),
+                        writeEntry("lockScreen", 5005),
+                        writeEntry("lockScreenGen1V1", 5006),
+                        readEntry("lock", 5105),
+                        readEntry("screenLock", 5106),
+                        readEntry("eventData", 5201, "holdingRegisters", 12),
+                        readEntry("presets", 1, "holdingRegisters", 30),
+                        readEntry("torqueUnit", 601),
+                        readEntry("torqueUnitGen1V1", 602),
+                        writeEntry("directionChangeV2", 6001),
+                        writeEntry("presetChangeV2", 6002),
+                        readEntry("directionV2", 6101),
+                        readEntry("motorRunV2", 6102),
+                        readEntry("currentPresetV2", 6103, "holdingRegisters", 40),
+                        readEntry("alarmV2", 6104),
+                        writeEntry("lockChangeV2", 6004),
+                        writeEntry("lockScreenV2", 6005),
+                        readEntry("lockV2", 6105),
+                        readEntry("screenLockV2", 6106),
+                        readEntry("eventDataV2", 6201, "holdingRegisters", 16),
+                        readEntry("presetsV2", 1, "holdingRegisters", 50),
+                        readEntry("torqueUnitV2", 2001)};
+    const QJsonObject known = knownChannels();
+    for (auto entry = known.begin(); entry != known.end(); ++entry)
+        channels.append(channel(qPrintable(entry.key()), entry.value().toObject()));
+    return channels;
 }
 
 inline QJsonObject descriptor(const char* name, int start, int end, const char* type)

@@ -2,6 +2,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tests/sample_configuration.h"
 #include "tests/support/markdown_table.h"
+#include "tests/support/profile_rows.h"
 #include "tests/support/simulator_names.h"
 #include "tests/support/table_gaps.h"
 
@@ -18,55 +19,6 @@ namespace {
 QByteArray bytes(const char* hex)
 {
     return QByteArray::fromHex(hex);
-}
-
-struct IdentityRow
-{
-    const char* profile;
-    const char* block;
-    int generation;
-    const char* title;
-    const char* name; // in the configuration
-};
-
-constexpr IdentityRow c_identities[] = {
-    {"mdc26-gen1v1", "0100 0100 0400 DC05 7D00 03 07", 1, "MDC-26 generation 1", "MDgen1V1"},
-    {"mdc26-gen1v2", "0100 0100 0400 C409 7D00 03 07", 1, "MDC-26 generation 1", "MDC-26"},
-    {"mdc22-gen1v2", "0100 0300 0D00 210C 2A00 0F 07 13", 1, "MDC-22 generation 1", "MDC-22"},
-    {"mdc32-gen1v2", "0100 0200 0600 810C 7D00 03 07", 1, "MDC-32 generation 1", "MDC-32"},
-    {"mdc32-gen2", "0100 0200 0700 AC0F 2A00 0F 07 13", 2, "MDC-32 generation 2", "MDgen2"},
-    {"mdc22-gen2", "0100 0300 1100 0410 2A00 0F 07 13", 2, "MDC-22 generation 2", "MDgen2"},
-    {"mdc26-gen2", "0100 0100 0400 6B10 2A00 01 07 13 00000000", 2, "MDC-26 generation 2", "MDgen2"},
-    {"bm-gen1v1", "0100 0100 0500 CE04 2A00 0A 07 13 00000000", 1, "BM generation 1", "MDgen1V1"},
-    {"bm-firmware2-gen1v1", "0100 0100 0500 2409 2A00 0A 07 13 00000000", 1, "BM generation 1", "BM"},
-    {"bm-gen2", "0100 0100 0600 CD10 2A00 0A 07 13 00000000", 2, "BM generation 2", "MDgen2"},
-    {"unknown-gen1v2", "0100 0900 0D00 280A 2A00 0F 07 13", 1, "Unknown generation 1", "????"},
-    {"nameless-gen1v2", "0100 0100 0400 8C0A 2A00 07 07 13 00000000", 1, "Nameless generation 1", ""},
-    {"unreadable-gen1v2", "0100 0200 0700 810C", 1, "Unreadable generation 1", "????"},
-};
-
-// Where the register of the torque unit is. By the firmware's number, unlike the screen lock.
-struct TorqueUnitRow
-{
-    const char* profile;
-    int address;
-};
-
-constexpr TorqueUnitRow c_torqueUnits[] = {
-    {"mdc26-gen1v1", 602},   {"mdc26-gen1v2", 601},    {"mdc22-gen1v2", 601},
-    {"mdc32-gen1v2", 601},   {"bm-gen1v1", 602},       {"bm-firmware2-gen1v1", 601},
-    {"unknown-gen1v2", 601}, {"nameless-gen1v2", 601}, {"unreadable-gen1v2", 601},
-    {"mdc32-gen2", 2001},    {"mdc22-gen2", 2001},     {"mdc26-gen2", 2001},
-    {"bm-gen2", 2001},
-};
-
-template <class Table>
-QStringList profilesOf(const Table& table)
-{
-    QStringList names;
-    for (const auto& row : table)
-        names.append(QString::fromLatin1(row.profile));
-    return names;
 }
 
 } // namespace
@@ -99,9 +51,9 @@ void TestControllerProfile::identificationBlocks_data()
     QTest::addColumn<int>("generation");
     QTest::addColumn<QString>("title");
     QTest::addColumn<QString>("name");
-    for (const IdentityRow& row : c_identities)
+    for (const ProfileRow& row : c_profileRows)
         QTest::newRow(row.profile) << bytes(row.block) << row.generation << QString::fromLatin1(row.title)
-                                   << QString::fromLatin1(row.name);
+                                   << QString::fromLatin1(row.configurationName);
 }
 
 void TestControllerProfile::identificationBlocks()
@@ -129,7 +81,7 @@ void TestControllerProfile::profilesAreDistinct()
         QVERIFY2(!profile.description.isEmpty(), qPrintable(profile.name));
         QVERIFY2(!profile.reference.isEmpty(), qPrintable(profile.name));
     }
-    QCOMPARE(profiles.size(), static_cast<int>(std::size(c_identities)));
+    QCOMPARE(profiles.size(), static_cast<int>(std::size(c_profileRows)));
     QCOMPARE(names.size(), profiles.size());
     QCOMPARE(blocks.size(), profiles.size());
     QVERIFY(!ControllerProfile::byName(QStringLiteral("mdc99-gen9")).has_value());
@@ -137,9 +89,7 @@ void TestControllerProfile::profilesAreDistinct()
 
 void TestControllerProfile::everyProfileHasItsRows()
 {
-    const QString gaps =
-        tableGaps(QStringLiteral("c_identities"), profileNames(), profilesOf(c_identities)) +
-        tableGaps(QStringLiteral("c_torqueUnits"), profileNames(), profilesOf(c_torqueUnits));
+    const QString gaps = profileRowGaps();
     QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 
@@ -202,8 +152,8 @@ void TestControllerProfile::layoutOfProfile()
 void TestControllerProfile::torqueUnitOfProfile_data()
 {
     QTest::addColumn<int>("address");
-    for (const TorqueUnitRow& row : c_torqueUnits)
-        QTest::newRow(row.profile) << row.address;
+    for (const ProfileRow& row : c_profileRows)
+        QTest::newRow(row.profile) << row.torqueUnit;
 }
 
 void TestControllerProfile::torqueUnitOfProfile()

@@ -1,8 +1,7 @@
 #include "applications/simulator/delivery_queue.h"
 #include "applications/simulator/fault_plan.h"
 #include "applications/simulator/modbus_frames.h"
-#include "tests/support/simulator_names.h"
-#include "tests/support/table_gaps.h"
+#include "applications/simulator/tests/fault_samples.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -15,29 +14,6 @@ QByteArray bytes(const char* hex)
 {
     return QByteArray::fromHex(hex);
 }
-
-// What becomes of the answer "1234567abcd", whose first seven bytes are its header.
-struct Bend
-{
-    const char* fault;
-    // Pieces, what is waited for before each, and the connection's end.
-    const char* delivered;
-};
-
-constexpr Bend c_bends[] = {
-    {"no-answer", ""},
-    {"late=50", "50 ms, 1234567abcd"},
-    {"twice", "1234567abcd1234567abcd"},
-    {"cut-header", "1234567"},
-    {"cut-middle", "1234567ab"},
-    {"close", " close"},
-    {"reset", " reset"},
-    // These act on the request; a refusal leaves open connections alone.
-    {"lost", "1234567abcd"},
-    {"exception=2", "1234567abcd"},
-    {"refuse", "1234567abcd"},
-    {"restart=5", "1234567abcd"},
-};
 
 QString endingText(Delivery::Ending ending)
 {
@@ -232,8 +208,10 @@ void TestModbusFrames::exceptionAnswers()
 void TestModbusFrames::bendsAnswer_data()
 {
     QTest::addColumn<QString>("delivered");
-    for (const Bend& bend : c_bends)
-        QTest::newRow(bend.fault) << QString::fromLatin1(bend.delivered);
+    for (const FaultSample& sample : c_faultSamples) {
+        if (sample.bend.seen != nullptr)
+            QTest::newRow(sample.fault) << QString::fromLatin1(sample.bend.seen);
+    }
 }
 
 void TestModbusFrames::bendsAnswer()
@@ -246,13 +224,7 @@ void TestModbusFrames::bendsAnswer()
 
 void TestModbusFrames::everyFaultBends()
 {
-    QStringList rows;
-    for (const Bend& bend : c_bends)
-        rows.append(faultName(QString::fromLatin1(bend.fault)));
-    const QString gaps =
-        tableGaps(QStringLiteral("c_bends"), faultNames(), rows,
-                  {{QStringLiteral("short"), QStringLiteral("what is missing depends on the function: a "
-                                                            "table of its own, shortAnswers")}});
+    const QString gaps = faultSampleGaps(&FaultSample::bend);
     QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 

@@ -1,8 +1,7 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tcp_relay.h"
+#include "applications/simulator/tests/fault_samples.h"
 #include "applications/simulator/tests/simulator_fixture.h"
-#include "tests/support/simulator_names.h"
-#include "tests/support/table_gaps.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -21,26 +20,19 @@ namespace {
 // The write of the direction, hit; then the identification, not hit: it shows that nothing more came.
 struct WireRow
 {
-    const char* fault;
+    QByteArray fault;
     QByteArray wire;
     bool carriedOut;
 };
 
-const QList<WireRow>& wireRows()
+QList<WireRow> wireRows()
 {
-    static const QList<WireRow> rows{
-        {"no-answer@once", {}, true},
-        {"lost@once", {}, false},
-        {"twice@once", c_writeDirection + c_writeDirection, true},
-        {"cut-header@once", QByteArray::fromHex("0002 0000 0006 01"), true},
-        {"cut-middle@once", QByteArray::fromHex("0002 0000 0006 01 06 17"), true},
-        {"short@once", QByteArray::fromHex("0002 0000 0005 01 06 1771 00"), true},
-        {"exception=6@once", QByteArray::fromHex("0002 0000 0003 01 86 06"), false},
-        {"late=20@once", c_writeDirection, true},
-        {"refuse@once", c_writeDirection, true},
-        {"no-answer@2", c_writeDirection, true},
-        {"no-answer/0x03", c_writeDirection, true},
-    };
+    QList<WireRow> rows{{"no-answer@2", c_writeDirection, true}, {"no-answer/0x03", c_writeDirection, true}};
+    for (const FaultSample& sample : c_faultSamples) {
+        if (sample.tcp.seen != nullptr)
+            rows.append({QByteArray(sample.fault) + "@once", QByteArray::fromHex(sample.tcp.seen),
+                         sample.carriedOut});
+    }
     return rows;
 }
 
@@ -74,8 +66,9 @@ void TestSimulatorFaults::faultOnTheWire_data()
 {
     QTest::addColumn<QByteArray>("wire");
     QTest::addColumn<bool>("carriedOut");
-    for (const WireRow& row : wireRows())
-        QTest::newRow(row.fault) << row.wire << row.carriedOut;
+    const QList<WireRow> rows = wireRows();
+    for (const WireRow& row : rows)
+        QTest::newRow(row.fault.constData()) << row.wire << row.carriedOut;
 }
 
 void TestSimulatorFaults::faultOnTheWire()
@@ -104,15 +97,7 @@ void TestSimulatorFaults::faultOnTheWire()
 
 void TestSimulatorFaults::everyFaultIsOnTheWire()
 {
-    QStringList rows;
-    for (const WireRow& row : wireRows())
-        rows.append(faultName(QString::fromLatin1(row.fault)));
-    const QString ending = QStringLiteral("it ends the connection: closesAndResets");
-    const QString gaps = tableGaps(
-        QStringLiteral("wireRows over TCP"), faultNames(), rows,
-        {{QStringLiteral("close"), ending},
-         {QStringLiteral("reset"), ending},
-         {QStringLiteral("restart"), QStringLiteral("it ends every connection: restartsAtARequest")}});
+    const QString gaps = faultSampleGaps(&FaultSample::tcp);
     QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 

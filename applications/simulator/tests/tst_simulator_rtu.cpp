@@ -1,9 +1,8 @@
 #include "applications/simulator/pseudo_terminal.h"
 #include "applications/simulator/serial_relay.h"
 #include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/tests/fault_samples.h"
 #include "applications/simulator/tests/simulator_fixture.h"
-#include "tests/support/simulator_names.h"
-#include "tests/support/table_gaps.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -14,27 +13,19 @@ namespace {
 // The write of the direction, hit.
 struct WireRow
 {
-    const char* fault;
+    QByteArray fault;
     QByteArray wire;
     bool carriedOut;
 };
 
-const QList<WireRow>& wireRows()
+QList<WireRow> wireRows()
 {
-    static const QByteArray answer = withChecksum(QByteArray::fromHex("01 06 1771 0001"));
-    static const QList<WireRow> rows{
-        {"no-answer@once", {}, true},
-        {"lost@once", {}, false},
-        {"twice@once", answer + answer, true},
-        {"cut-header@once", QByteArray::fromHex("01 06"), true},
-        {"cut-middle@once", QByteArray::fromHex("01 06 1771 00"), true},
-        {"short@once", withChecksum(QByteArray::fromHex("01 06 1771 00")), true},
-        {"exception=6@once", withChecksum(QByteArray::fromHex("01 86 06")), false},
-        {"close@once", {}, true},
-        {"reset@once", {}, true},
-        {"refuse", {}, false},
-        {"refuse@1", {}, false},
-    };
+    QList<WireRow> rows{{"refuse", {}, false}, {"refuse@1", {}, false}};
+    for (const FaultSample& sample : c_faultSamples) {
+        if (sample.line.seen != nullptr)
+            rows.append({QByteArray(sample.fault) + "@once", QByteArray::fromHex(sample.line.seen),
+                         sample.carriedOut});
+    }
     return rows;
 }
 
@@ -104,8 +95,9 @@ void TestSimulatorRtu::faultOnTheLine_data()
 {
     QTest::addColumn<QByteArray>("wire");
     QTest::addColumn<bool>("carriedOut");
-    for (const WireRow& row : wireRows())
-        QTest::newRow(row.fault) << row.wire << row.carriedOut;
+    const QList<WireRow> rows = wireRows();
+    for (const WireRow& row : rows)
+        QTest::newRow(row.fault.constData()) << row.wire << row.carriedOut;
 }
 
 void TestSimulatorRtu::faultOnTheLine()
@@ -136,13 +128,7 @@ void TestSimulatorRtu::faultOnTheLine()
 
 void TestSimulatorRtu::everyFaultIsOnTheLine()
 {
-    QStringList rows;
-    for (const WireRow& row : wireRows())
-        rows.append(faultName(QString::fromLatin1(row.fault)));
-    const QString gaps = tableGaps(
-        QStringLiteral("wireRows on the line"), faultNames(), rows,
-        {{QStringLiteral("late"), QStringLiteral("its time counts: lateOverRtu")},
-         {QStringLiteral("restart"), QStringLiteral("silence for a time: restartSilencesTheLine")}});
+    const QString gaps = faultSampleGaps(&FaultSample::line);
     QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 

@@ -1,7 +1,6 @@
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tests/simulator_fixture.h"
-#include "tests/support/simulator_names.h"
-#include "tests/support/table_gaps.h"
+#include "tests/support/profile_rows.h"
 
 #include <QNetworkInterface>
 #include <QSignalSpy>
@@ -13,26 +12,16 @@
 namespace {
 
 // To the request c_identify.
-const QList<QPair<const char*, QByteArray>>& profileAnswers()
+QByteArray answerWith(const QByteArray& block)
 {
-    static const QList<QPair<const char*, QByteArray>> answers{
-        {"mdc26-gen1v1", QByteArray::fromHex("0003 0000 000F 01 11 0C 0100 0100 0400 DC05 7D000307")},
-        {"mdc26-gen1v2", QByteArray::fromHex("0003 0000 000F 01 11 0C 0100 0100 0400 C409 7D000307")},
-        {"mdc22-gen1v2", QByteArray::fromHex("0003 0000 0010 01 11 0D 0100 0300 0D00 210C 2A000F0713")},
-        {"mdc32-gen1v2", QByteArray::fromHex("0003 0000 000F 01 11 0C 0100 0200 0600 810C 7D000307")},
-        {"mdc32-gen2", c_identity},
-        {"mdc22-gen2", QByteArray::fromHex("0003 0000 0010 01 11 0D 0100 0300 1100 0410 2A000F0713")},
-        {"mdc26-gen2", QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0400 6B10 2A0001071300000000")},
-        {"bm-gen1v1", QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0500 CE04 2A000A071300000000")},
-        {"bm-firmware2-gen1v1",
-         QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0500 2409 2A000A071300000000")},
-        {"bm-gen2", QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0600 CD10 2A000A071300000000")},
-        {"unknown-gen1v2", QByteArray::fromHex("0003 0000 0010 01 11 0D 0100 0900 0D00 280A 2A000F0713")},
-        {"nameless-gen1v2",
-         QByteArray::fromHex("0003 0000 0014 01 11 11 0100 0100 0400 8C0A 2A0007071300000000")},
-        {"unreadable-gen1v2", QByteArray::fromHex("0003 0000 000B 01 11 08 0100 0200 0700 810C")},
-    };
-    return answers;
+    QByteArray pdu = QByteArray::fromHex("11");
+    pdu.append(static_cast<char>(block.size()));
+    pdu.append(block);
+    QByteArray answer = QByteArray::fromHex("0003 0000 00");
+    // The unit's number is counted as well.
+    answer.append(static_cast<char>(pdu.size() + 1));
+    answer.append(1);
+    return answer + pdu;
 }
 
 } // namespace
@@ -129,16 +118,13 @@ void TestSimulatorTcp::answersOverTcp()
 void TestSimulatorTcp::answersEveryProfilesBlock_data()
 {
     QTest::addColumn<QByteArray>("answer");
-    for (const auto& [profile, answer] : profileAnswers())
-        QTest::newRow(profile) << answer;
+    for (const ProfileRow& row : c_profileRows)
+        QTest::newRow(row.profile) << answerWith(QByteArray::fromHex(row.block));
 }
 
 void TestSimulatorTcp::everyProfileHasAnAnswer()
 {
-    QStringList rows;
-    for (const auto& [profile, answer] : profileAnswers())
-        rows.append(QString::fromLatin1(profile));
-    const QString gaps = tableGaps(QStringLiteral("profileAnswers"), profileNames(), rows);
+    const QString gaps = profileRowGaps();
     QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
 }
 

@@ -75,9 +75,12 @@ void configure(DAbstractPlugin& plugin)
             {"parameter_name": "torque", "start_address": 1, "end_address": 2, "type": "float"},
             {"parameter_name": "last", "start_address": 40, "end_address": 40, "type": "int"}]
     })";
-    const QJsonObject channels = QJsonDocument::fromJson(c_channels).object();
+    QJsonObject channels = QJsonDocument::fromJson(c_channels).object();
     const QJsonObject parameters = QJsonDocument::fromJson(c_parameters).object();
     Q_ASSERT(!channels.isEmpty() && !parameters.isEmpty());
+    const QJsonObject known = knownChannels();
+    for (auto channel = known.begin(); channel != known.end(); ++channel)
+        channels.insert(channel.key(), channel.value());
     setChannels(plugin, channels);
     plugin.setInPluginConfig(QStringLiteral("parameters"), parameters);
 }
