@@ -33,6 +33,9 @@ public:
     {
         if (offScreen) {
             qputenv("QT_QPA_PLATFORM", "offscreen");
+            // The screen that there is not has a number of dots per inch which would enlarge the picture.
+            if (qEnvironmentVariableIsEmpty("QT_FONT_DPI"))
+                qputenv("QT_FONT_DPI", "96");
         } else if (!hasDisplay()) {
             *error = QStringLiteral("there is no display to show a window on");
             return nullptr;

@@ -68,6 +68,8 @@ bool save(const QImage& image, const QString& path, QString* error)
 
 PanelEnd takePicture(PanelWindow& window, const PanelRequest& request, QString* error)
 {
+    // Without a display Qt takes the size for one in the screen's own pixels.
+    window.resize(request.size);
     PanelPage& page = *window.pages().front();
     Waited complete = waitFor([&] { return page.isComplete() && request.isIdle(); }, request.patience);
     if (complete == Waited::Quit)

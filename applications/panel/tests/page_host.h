@@ -93,6 +93,9 @@ public:
     bool identifies = true;
     bool reads = true;
     QString model = "MDC-26";
+    // Of the identity; its first one is the model.
+    QString serialNumber = "17";
+    QStringList identityNames{"Model", "Serial"};
 
 private:
     DOrderOutcome outcomeOf(const QString& command, const QVariantMap& arguments) const
@@ -113,9 +116,10 @@ private:
 
     QVariantList information() const
     {
-        const auto entry = [](const char* name, const QString& value) {
-            return QVariantMap{{"id", name}, {"name", name}, {"value", value}};
-        };
-        return {entry("Model", model), entry("Serial", "17")};
+        QVariantList list;
+        for (const QString& name : identityNames)
+            list.append(
+                QVariantMap{{"id", name}, {"name", name}, {"value", list.isEmpty() ? model : serialNumber}});
+        return list;
     }
 };

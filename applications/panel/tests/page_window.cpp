@@ -11,10 +11,16 @@ QtMessageHandler g_handler = nullptr;
 
 void watchMessages(QtMsgType type, const QMessageLogContext& context, const QString& message)
 {
-    if (type != QtDebugMsg &&
-        (message.contains("qrc:") || message.contains("QML") || message.contains("QString")))
+    if (type != QtDebugMsg && (message.contains("qrc:") || message.contains("file:") ||
+                               message.contains("QML") || message.contains("QString")))
         g_complaints.append(message);
     g_handler(type, context, message);
+}
+
+QString accessibleText(QQuickItem* item, QAccessible::Text kind)
+{
+    const QAccessibleInterface* const found = QAccessible::queryAccessibleInterface(item);
+    return found == nullptr ? QString("none") : found->text(kind);
 }
 
 } // namespace
@@ -55,8 +61,12 @@ QQuickItem* findItem(QQuickItem* from, const QString& name)
 
 QString accessibleName(QQuickItem* item)
 {
-    const QAccessibleInterface* const found = QAccessible::queryAccessibleInterface(item);
-    return found == nullptr ? QString("none") : found->text(QAccessible::Name);
+    return accessibleText(item, QAccessible::Name);
+}
+
+QString accessibleDescription(QQuickItem* item)
+{
+    return accessibleText(item, QAccessible::Description);
 }
 
 QList<QQuickItem*> shownItems(QQuickItem* from)

@@ -42,6 +42,7 @@ QString takeComplaints();
 QQuickItem* findItem(QQuickItem* from, const QString& name);
 // What a reader of the screen calls it; "none" when it does not find it.
 QString accessibleName(QQuickItem* item);
+QString accessibleDescription(QQuickItem* item);
 // The item and all below it that are shown.
 QList<QQuickItem*> shownItems(QQuickItem* from);
 // In the window.

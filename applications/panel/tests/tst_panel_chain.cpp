@@ -112,9 +112,11 @@ struct Ended
     QString output;
 };
 
-void start(QProcess& process, const QStringList& arguments)
+void start(QProcess& process, const QStringList& arguments, const QString& variable = QString())
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (!variable.isEmpty())
+        environment.insert(variable.section('=', 0, 0), variable.section('=', 1));
     for (const char* const name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"})
         environment.remove(QLatin1String(name));
     // A sanitized program would tell which leaks of Qt it passes over.
@@ -136,10 +138,10 @@ Ended end(QProcess& process)
             QString::fromUtf8(process.readAll())};
 }
 
-Ended runProgram(const QStringList& arguments)
+Ended runProgram(const QStringList& arguments, const QString& variable = QString())
 {
     QProcess process;
-    start(process, arguments);
+    start(process, arguments, variable);
     return end(process);
 }
 
@@ -178,6 +180,8 @@ private Q_SLOTS:
     void anotherHostOfTheSameDevice();
     void pictures_data();
     void pictures();
+    void scaledPictures_data();
+    void scaledPictures();
     void pictureProblems_data();
     void pictureProblems();
     void windowEndsOnInterrupt();
@@ -541,6 +545,35 @@ void TestPanelChain::pictures()
     QCOMPARE(ended.output.contains("without all its values"), ended.exitCode == 5);
     if (!arguments.contains("--fault"))
         QCOMPARE(ended.output, QString());
+}
+
+void TestPanelChain::scaledPictures_data()
+{
+    QTest::addColumn<QString>("variable");
+    QTest::addColumn<QSize>("size");
+    // What a person sets, and what a screen says of itself.
+    QTest::newRow("1.25") << "QT_SCALE_FACTOR=1.25" << QSize(750, 1000);
+    QTest::newRow("1.5") << "QT_SCALE_FACTOR=1.5" << QSize(900, 1200);
+    QTest::newRow("2") << "QT_SCALE_FACTOR=2" << QSize(1200, 1600);
+    QTest::newRow("a screen of 120 dots per inch") << "QT_FONT_DPI=120" << QSize(750, 1000);
+    QTest::newRow("a screen of 192 dots per inch") << "QT_FONT_DPI=192" << QSize(1200, 1600);
+}
+
+// The page is as large on every screen, and as sharp as the screen.
+void TestPanelChain::scaledPictures()
+{
+    QFETCH(QString, variable);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("page.png");
+    const Ended ended = runProgram({"panel", "--screenshot", path, "--press", "idButtonLock"}, variable);
+    QVERIFY2(ended.exitCode == 0, qPrintable(ended.output));
+    const QImage image(path);
+    QTEST(image.size(), "size");
+    // Drawn that large, not made larger: a line between two pixels of before is there.
+    const QImage half = image.scaled(image.size() / 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    const QImage doubled = half.scaled(image.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QVERIFY(doubled != image.convertToFormat(doubled.format()));
+    QVERIFY2(colours(image) > 50, qPrintable(ended.output));
 }
 
 void TestPanelChain::pictureProblems_data()

@@ -142,7 +142,6 @@ BasePanelMaintenance {
                             color: idLabelSetProgram.color
                             horizontalAlignment: TextInput.AlignHCenter
                             verticalAlignment: TextInput.AlignVCenter
-                            clip: true
                             activeFocusOnTab: true
                             selectByMouse: true
                             inputMethodHints: Qt.ImhDigitsOnly

@@ -241,7 +241,7 @@ Item {
             contentHeight: noticeColumn.height
             boundsBehavior: Flickable.StopAtBounds
             clip: true
-            readonly property bool overflows: contentHeight > height
+            readonly property bool overflows: contentHeight > height + 1
             activeFocusOnTab: overflows
             onContentHeightChanged: contentY = 0
 

@@ -30,7 +30,7 @@ QtObject {
     readonly property color widgetDisabledBorderColor: dark ? "#6d8092" : "#75879a"
 
     readonly property color buttonColor: dark ? "#2b3641" : "#ffffff"
-    readonly property color buttonPressedColor: dark ? "#3d4c5a" : "#d5e4f3"
+    readonly property color buttonPressedColor: dark ? "#374653" : "#d5e4f3"
     readonly property color buttonBorderColor: dark ? "#8496a8" : "#66788a"
 
     // A tool's LED, on and off.
