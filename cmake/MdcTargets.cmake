@@ -1,6 +1,13 @@
 # One function per kind of target. Every target of our own gets the same warnings, the same
 # sanitizers and nothing else implicitly.
 
+# Where operating systems differ, a header platform.h has one file of code for each kind of them.
+if(WIN32)
+    set(MDC_PLATFORM windows)
+else()
+    set(MDC_PLATFORM posix)
+endif()
+
 add_library(mdc_options INTERFACE)
 if(MSVC)
     # The sources are UTF-8 without a mark.
@@ -183,6 +190,10 @@ function(mdc_add_plugin name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
     add_library(${name} MODULE ${arg_SOURCES})
     set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${MDC_PLUGIN_DIRECTORY})
+    if(WIN32)
+        # Whichever compiler: only one of them would put "lib" in front.
+        set_target_properties(${name} PROPERTIES PREFIX "")
+    endif()
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${arg_LINK} mdc_options)
     if(UNIX AND NOT APPLE)
@@ -240,11 +251,30 @@ function(mdc_generate_moc name)
     target_include_directories(${name} PRIVATE ${folder})
 endfunction()
 
-# mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>])
+if(MDC_WINE)
+    # Wine keeps what begins with QT_ from the program and hands on what begins with WINEQT_. A folder of its own
+    # for what it takes for drive C, and no look for libraries of .NET and of HTML.
+    set(MDC_TEST_ENVIRONMENT
+        WINEQT_QPA_PLATFORM=offscreen
+        WINEQT_FORCE_STDERR_LOGGING=1
+        "WINEQT_PLUGIN_PATH=Z:${MDC_WINDOWS_QT}/plugins"
+        "WINEQML2_IMPORT_PATH=Z:${MDC_WINDOWS_QT}/qml"
+        "WINEPATH=Z:${PROJECT_BINARY_DIR}/bin\\;Z:${MDC_WINDOWS_QT}/bin"
+        WINEPREFIX=${PROJECT_BINARY_DIR}/wine
+        WINEDEBUG=-all
+        WINEDLLOVERRIDES=mscoree,mshtml=)
+endif()
+
+# mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>] [POSIX <why>])
 # A QtTest program, run by ctest off screen. NEEDS names targets that the test loads or starts
-# at run time (plug-ins, programs) and that must be built before it.
+# at run time (plug-ins, programs) and that must be built before it. POSIX says what of POSIX it needs, without
+# which it is not built; scripts/windows.sh tells of it.
 function(mdc_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LINK;DEFINES;NEEDS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;POSIX" "SOURCES;LINK;DEFINES;NEEDS;LABELS")
+    if(arg_POSIX AND NOT UNIX)
+        set_property(GLOBAL APPEND PROPERTY MDC_TESTS_NOT_HERE "${name}: ${arg_POSIX}")
+        return()
+    endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
@@ -252,7 +282,8 @@ function(mdc_add_test name)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
     target_compile_definitions(${name} PRIVATE
-        MDC_BINARY_DIRECTORY="${PROJECT_BINARY_DIR}" MDC_SOURCE_DIRECTORY="${PROJECT_SOURCE_DIR}"
+        MDC_BINARY_DIRECTORY="${MDC_TARGET_ROOT}${PROJECT_BINARY_DIR}"
+        MDC_SOURCE_DIRECTORY="${MDC_TARGET_ROOT}${PROJECT_SOURCE_DIR}"
         ${arg_DEFINES})
     target_link_libraries(${name} PRIVATE ${arg_LINK} Qt5::Test mdc_options)
     mdc_generate_moc(${name} ${arg_SOURCES})

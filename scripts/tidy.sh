@@ -11,4 +11,6 @@ if [ $# -eq 0 ]; then
 else
   files=("$@")
 fi
+# What is for Windows needs the headers of Windows.
+mapfile -t files < <(printf '%s\n' "${files[@]}" | grep -v '_windows\.cpp$')
 exec python3 scripts/tidy_batches.py "$build" "${files[@]}"

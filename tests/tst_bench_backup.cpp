@@ -678,6 +678,7 @@ void tst_BenchBackup::listBreaksOff()
 
 void tst_BenchBackup::controlCInAList()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     const QString file = backUpAndChange();
     QVERIFY(m_simulator->faults().add("late=20/0x06"));
     const auto process = start({"restore", file, "--presets", "1,3-50", "--format", "json"});
@@ -695,6 +696,7 @@ void tst_BenchBackup::controlCInAList()
 
 void tst_BenchBackup::controlCStopsBetweenTwoRegisters()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     const QString file = backUpAndChange();
     QVERIFY(m_simulator->faults().add("late=20/0x06"));
     const auto process = start({"restore", file, "--presets", "1-50", "--format", "json"});
@@ -719,6 +721,7 @@ void tst_BenchBackup::controlCStopsBetweenTwoRegisters()
 
 void tst_BenchBackup::controlCDuringABackup()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     QVERIFY(m_simulator->faults().add("late=100/0x03"));
     const auto process = start({"backup", "--folder", m_folder->path()});
     QTRY_VERIFY(m_simulator->faults().requestCount() >= 4);

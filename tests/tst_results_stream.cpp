@@ -184,6 +184,7 @@ void tst_ResultsStream::tellsEachEventOnce_data()
 
 void tst_ResultsStream::tellsEachEventOnce()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     QFETCH(QString, profile);
     QVERIFY(simulate(profile));
     m_simulator->controller().setEventCount(65534);
@@ -211,6 +212,7 @@ void tst_ResultsStream::tellsEachEventOnce()
 
 void tst_ResultsStream::goesOnAfterARestart()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     QVERIFY(simulate("mdc32-gen2"));
     struct Step
     {
@@ -285,6 +287,7 @@ void tst_ResultsStream::standardOutput()
 // The link comes back to another controller at the same address, whose count says nothing of the first.
 void tst_ResultsStream::anotherControllerMeanwhile()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     QVERIFY(simulate("mdc26-gen1v2"));
     auto bench = follow();
     QTRY_COMPARE(textOf(lines()), QString("sequence 0"));

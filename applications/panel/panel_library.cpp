@@ -2,6 +2,7 @@
 
 #include "applications/panel/panel_picture.h"
 #include "applications/panel/panel_window.h"
+#include "applications/panel/platform.h"
 
 #include <QGuiApplication>
 #include <QQuickStyle>
@@ -9,21 +10,13 @@
 
 namespace {
 
-bool hasDisplay()
-{
-#if defined(Q_OS_WIN) || defined(Q_OS_MACOS)
-    return true;
-#else
-    for (const char* const variable : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"}) {
-        if (!qEnvironmentVariableIsEmpty(variable))
-            return true;
-    }
-    return false;
-#endif
-}
+QtMessageHandler s_told = nullptr; // who is told what ends the program
 
-void dropMessage(QtMsgType, const QMessageLogContext&, const QString&)
-{}
+void dropAllButFatal(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (type == QtFatalMsg && s_told != nullptr)
+        s_told(type, context, message);
+}
 
 class QuickPanelLibrary final : public PanelLibrary
 {
@@ -36,6 +29,7 @@ public:
             // The screen that there is not has a number of dots per inch which would enlarge the picture.
             if (qEnvironmentVariableIsEmpty("QT_FONT_DPI"))
                 qputenv("QT_FONT_DPI", "96");
+            useSystemFonts();
         } else if (!hasDisplay()) {
             *error = QStringLiteral("there is no display to show a window on");
             return nullptr;
@@ -50,10 +44,11 @@ public:
         QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
         QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));
         // Without a display there is no session either, which Qt complains of.
-        const QtMessageHandler before = offScreen ? qInstallMessageHandler(dropMessage) : nullptr;
+        if (offScreen)
+            s_told = qInstallMessageHandler(dropAllButFatal);
         auto application = std::make_unique<QGuiApplication>(argc, argv);
         if (offScreen)
-            qInstallMessageHandler(before);
+            qInstallMessageHandler(s_told);
         return application;
     }
 

@@ -6,6 +6,7 @@
 #include "applications/simulator/tightening_cycles.h"
 
 #include <lib_host/event_dispatcher.h>
+#include <lib_utilities/platform.h>
 #include <lib_utilities/printable_text.h>
 
 #include <QCoreApplication>
@@ -22,6 +23,8 @@ constexpr int c_failure = 1;
 void printLine(FILE* file, const QString& text)
 {
     QTextStream stream(file);
+    // As the bench does, whatever the locale is.
+    stream.setCodec("UTF-8");
     // Names and references come from a configuration, whoever wrote it.
     stream << printableText(text) << '\n';
     stream.flush();
@@ -124,9 +127,11 @@ int run(const SimulatorOptions& options)
 
 int main(int argc, char* argv[])
 {
+    const StandardStreams streams;
     preferQtEventDispatcher();
+    const QStringList arguments = programArguments(argc, argv);
     const QCoreApplication application(argc, argv);
     int exitCode = 0;
-    const auto options = parseCommandLine(argc, argv, &exitCode);
+    const auto options = parseCommandLine(arguments, &exitCode);
     return options ? run(*options) : exitCode;
 }

@@ -150,7 +150,7 @@ void take(const Given& given, SimulatorOptions& options)
 
 } // namespace
 
-std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* argv, int* exitCode)
+std::optional<SimulatorOptions> parseCommandLine(const QStringList& arguments, int* exitCode)
 {
     SimulatorOptions options;
     Given given;
@@ -164,8 +164,12 @@ std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* ar
     app.add_flag("--quiet", options.quiet, "Print nothing but where it listens, and errors");
     app.add_flag("--list-profiles", given.listProfiles, "List the profiles and end");
     app.add_flag("--list-faults", given.listFaults, "List the faults and end");
+    // The parser takes the last one first.
+    std::vector<std::string> reversed;
+    for (auto it = arguments.crbegin(); it != arguments.crend(); ++it)
+        reversed.push_back(it->toStdString());
     try {
-        app.parse(argc, argv);
+        app.parse(reversed);
     } catch (const CLI::ParseError& error) {
         const int code = app.exit(error, std::cout, std::cerr);
         *exitCode = code == 0 ? 0 : c_usageError;

@@ -33,6 +33,6 @@ struct SimulatorOptions
     bool quiet = false;
 };
 
-// Reads the command line. Without a value the program ends with `exitCode`: 0 after a list or a help
-// text on standard output, 2 after a message on standard error.
-std::optional<SimulatorOptions> parseCommandLine(int argc, const char* const* argv, int* exitCode);
+// Reads the command line, which is without the program's name. Without a value the program ends with
+// `exitCode`: 0 after a list or a help text on standard output, 2 after a message on standard error.
+std::optional<SimulatorOptions> parseCommandLine(const QStringList& arguments, int* exitCode);

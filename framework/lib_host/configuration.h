@@ -20,7 +20,7 @@ struct DConfigurationError
     QString message;
 
     // "file: path: message"
-    QString toString() const;
+    LIB_HOST_EXPORT QString toString() const;
 };
 
 struct DLoadedConfiguration

@@ -6,6 +6,8 @@
 
 #include <memory>
 
+class FileLockHolder;
+
 // Keeps all others who use the same lock, of this process and of other ones, from a file while it is held: a
 // file beside it ("path.lock"), which is there as long. The lock of a process that has ended, however it did,
 // holds nobody up.
@@ -21,8 +23,6 @@ public:
     bool lock(int milliseconds, DFileFailure* failure);
 
 private:
-    class Holder;
-
     const QString m_path; // of the lock
-    std::unique_ptr<Holder> m_holder;
+    std::unique_ptr<FileLockHolder> m_holder;
 };

@@ -1,18 +1,12 @@
 #include <lib_host/file_replacement.h>
 
+#include <lib_host/platform.h>
+#include <lib_utilities/platform.h>
+
 #include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
-#include <filesystem>
-#include <system_error>
-
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
-#include <fcntl.h>
-#include <unistd.h>
-#endif
 
 namespace {
 
@@ -27,9 +21,6 @@ QString remedyFor(int number, const QString& folder)
     case EROFS:
         return QStringLiteral("give this user the right to write to the folder %1").arg(folder);
     case ENOSPC:
-#ifdef EDQUOT
-    case EDQUOT:
-#endif
         return QStringLiteral("make room on the disk of %1").arg(folder);
     case EFBIG:
         return QStringLiteral("raise the limit on the size of files");
@@ -38,46 +29,22 @@ QString remedyFor(int number, const QString& folder)
     }
 }
 
-// Down to the disk, not only to the operating system.
-bool synchronise(const QFile& file)
-{
-#ifdef Q_OS_WIN
-    return _commit(file.handle()) == 0;
-#else
-    return fsync(file.handle()) == 0;
-#endif
-}
-
-// The new name as well. Not every file system lets folders be synchronised, and the file itself is safe.
-void synchroniseFolder(const QString& folder)
-{
-#ifndef Q_OS_WIN
-    const int descriptor = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return;
-    fsync(descriptor);
-    close(descriptor);
-#else
-    Q_UNUSED(folder)
-#endif
-}
-
 // The system's number of what went wrong, 0 when nothing did.
 int write(QFile& file, const QByteArray& bytes)
 {
-    errno = 0;
+    clearSystemError();
     // Unbuffered, so that it is here that a full disk tells. What it still had room for comes back as done;
     // the next attempt says why that was not all.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
-        return errno == 0 ? EIO : errno;
+        return systemError();
     qint64 done = 0;
     while (done < bytes.size()) {
         const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
         if (written <= 0)
-            return errno == 0 ? EIO : errno;
+            return systemError();
         done += written;
     }
-    return synchronise(file) ? 0 : errno;
+    return synchronise(file) ? 0 : systemError();
 }
 
 } // namespace
@@ -102,16 +69,13 @@ bool replaceFile(const QString& path, const QByteArray& bytes, DFileFailure* fai
     const int number = write(file, bytes);
     file.close();
     if (number != 0) {
-        *failure = fileFailure(number, qt_error_string(number), folder);
+        *failure = fileFailure(errnoOf(number), qt_error_string(number), folder);
         file.remove();
         return false;
     }
     if (existing.exists())
         file.setPermissions(existing.permissions());
-    std::error_code renaming;
-    std::filesystem::rename(file.fileName().toStdU16String(), path.toStdU16String(), renaming);
-    if (renaming) {
-        *failure = fileFailure(renaming.value(), QString::fromLocal8Bit(renaming.message().c_str()), folder);
+    if (!putInPlace(file.fileName(), path, failure)) {
         file.remove();
         return false;
     }

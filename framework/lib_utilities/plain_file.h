@@ -12,3 +12,6 @@ class QFile;
 // be done. On Unix nobody can put something else in the place of the file between the look at it and its
 // opening.
 LIB_UTILITIES_EXPORT bool openPlainFile(QFile& file, const QString& path, QString* reason);
+
+// Why what is there is not opened.
+QString notPlainFile();

@@ -8,8 +8,6 @@
 #include <QJsonDocument>
 #include <QTimer>
 
-#include <csignal>
-
 bool writeBenchFor(const Simulator& simulator, const QString& reference, const QString& path,
                    const QString& deviceId)
 {
@@ -58,6 +56,6 @@ BenchEnd endOf(QProcess& process, int waitMs)
 BenchEnd interrupted(QProcess& process)
 {
     if (process.state() == QProcess::Running)
-        ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+        pressCtrlC(process.processId());
     return endOf(process);
 }

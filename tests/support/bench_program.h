@@ -1,12 +1,21 @@
 #pragma once
 
 #include "applications/simulator/simulator.h"
+#include "tests/support/platform.h"
 
 #include <QProcess>
 #include <QString>
 #include <QStringList>
 
 #include <memory>
+
+// For the beginning of a test that presses Ctrl-C.
+#define MDC_SKIP_WITHOUT_CTRL_C()                                                                            \
+    do {                                                                                                     \
+        if (!canPressCtrlC())                                                                                \
+            QSKIP(                                                                                           \
+                "nobody presses Ctrl-C for another process here: scripts/windows.sh does it on a console");  \
+    } while (false)
 
 // How a bench program ended.
 struct BenchEnd
@@ -28,5 +37,5 @@ QString benchProgram();
 std::unique_ptr<QProcess> startBench(const QStringList& arguments);
 // Waits for its end.
 BenchEnd endOf(QProcess& process, int waitMs = 30000);
-// Presses Ctrl-C and waits for its end.
+// Presses Ctrl-C and waits for its end. Where canPressCtrlC().
 BenchEnd interrupted(QProcess& process);

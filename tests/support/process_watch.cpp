@@ -1,17 +1,9 @@
 #include "tests/support/process_watch.h"
 
-#include <QDir>
-#include <QFile>
-#include <QList>
+#include "tests/support/platform.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-
-#include <fcntl.h>
-#include <malloc.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 class QObject;
 
@@ -24,23 +16,10 @@ namespace {
 constexpr int c_addQObject = 3;
 constexpr int c_removeQObject = 4;
 
-// Of the thread that opens it.
-constexpr const char* c_statistics = "/proc/thread-self/schedstat";
 // Half a minute of them.
 constexpr std::size_t c_keptSamples = 16384;
 
 std::atomic<int> s_objects{0};
-
-double milliseconds(const timeval& time)
-{
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
-}
-
-// Milliseconds. The text has nanoseconds on a processor, nanoseconds waiting for one, turns.
-double waitedOf(const QByteArray& statistics)
-{
-    return statistics.split(' ').value(1).toDouble() / 1e6;
-}
 
 } // namespace
 
@@ -57,52 +36,8 @@ int liveQtObjects()
     return s_objects;
 }
 
-int openDescriptors()
-{
-    return static_cast<int>(QDir(QStringLiteral("/proc/self/fd"))
-                                .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
-                                .size());
-}
-
-qint64 heapInUse()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
-}
-
-double processorTime()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
-}
-
-qint64 pagesWaitedFor()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_majflt;
-}
-
-double waitedForProcessor()
-{
-    QFile file{QLatin1String(c_statistics)};
-    return file.open(QIODevice::ReadOnly) ? waitedOf(file.readAll()) : 0;
-}
-
-bool machineIsOverloaded()
-{
-    constexpr double c_percent = 50;
-    QFile file(QStringLiteral("/proc/pressure/cpu"));
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    // "some avg10=1.23 avg60=…"
-    return file.readLine().split(' ').value(1).mid(static_cast<int>(qstrlen("avg10="))).toDouble() >
-           c_percent;
-}
-
 StallWitness::StallWitness()
-    : m_statistics(open(c_statistics, O_RDONLY | O_CLOEXEC))
+    : m_statistics(openWaitStatistics())
     , m_samples(c_keptSamples, {m_planned, waited()})
     , m_thread([this] { watch(); })
 {}
@@ -115,8 +50,7 @@ StallWitness::~StallWitness()
     }
     m_stopping.notify_one();
     m_thread.join();
-    if (m_statistics >= 0)
-        close(m_statistics);
+    closeWaitStatistics(m_statistics);
 }
 
 double StallWitness::disturbance(double milliseconds) const
@@ -156,10 +90,7 @@ double StallWitness::waitedSince(Clock::time_point since) const
 
 double StallWitness::waited() const
 {
-    constexpr std::size_t c_longest = 128;
-    std::array<char, c_longest> text{};
-    const ssize_t length = m_statistics < 0 ? 0 : pread(m_statistics, text.data(), text.size(), 0);
-    return length <= 0 ? 0 : waitedOf(QByteArray(text.data(), static_cast<int>(length)));
+    return waitedByStatistics(m_statistics);
 }
 
 void StallWitness::watch()

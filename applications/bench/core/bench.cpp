@@ -1,14 +1,13 @@
 #include "applications/bench/core/bench.h"
 
 #include "applications/bench/core/command_line.h"
+#include "applications/bench/core/platform.h"
 #include "applications/bench/core/program_end.h"
 #include "applications/bench/core/reader_watch.h"
 #include "applications/bench/core/simulation_help.h"
 #include "applications/bench/core/translations.h"
 
 #include <QCoreApplication>
-
-#include <csignal>
 
 namespace {
 
@@ -63,10 +62,7 @@ ExitCode runParsed(const ParsedCommandLine& parsed, std::optional<OutputFormat> 
         problem.tell(console);
         return endProgram(console, format, problem.code);
     }
-#ifdef SIGXFSZ
-    // A file that may not grow is told as a disk that is full is, and does not end the program.
-    std::signal(SIGXFSZ, SIG_IGN);
-#endif
+    ignoreFileSizeSignal();
     QCoreApplication::setApplicationName(QStringLiteral("mdc-bench"));
     return runSubcommand(*parsed.subcommand, parsed.general);
 }

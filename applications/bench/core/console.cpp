@@ -1,6 +1,7 @@
 #include "applications/bench/core/console.h"
 
 #include "applications/bench/core/log_line.h"
+#include "applications/bench/core/platform.h"
 
 #include <lib_utilities/printable_text.h>
 #include <QtGlobal>
@@ -10,25 +11,9 @@
 #include <cstring>
 #include <utility>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
-#include <sys/ioctl.h>
-#include <unistd.h>
-#endif
-
 namespace {
 
 Console* s_console = nullptr;
-
-bool isTerminal(FILE* stream)
-{
-#ifdef Q_OS_WIN
-    return _isatty(_fileno(stream)) != 0;
-#else
-    return isatty(fileno(stream)) != 0;
-#endif
-}
 
 bool wantsColour(FILE* stream)
 {
@@ -181,12 +166,7 @@ void Console::clearProgress()
 int Console::errorColumns()
 {
     constexpr int c_commonColumns = 80;
-#ifndef Q_OS_WIN
-    winsize size{};
-    if (ioctl(fileno(stderr), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
-        return size.ws_col;
-#endif
-    return c_commonColumns;
+    return terminalColumns(stderr).value_or(c_commonColumns);
 }
 
 void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message)

@@ -1,25 +1,10 @@
 #include "applications/bench/results/tightening_log.h"
 
 #include <lib_utilities/plain_file.h>
+#include <lib_utilities/platform.h>
 #include <QFileInfo>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 namespace {
-
-// Down to the disk, not only to the operating system.
-bool synchronise(const QFile& file)
-{
-#ifdef Q_OS_WIN
-    return _commit(file.handle()) == 0;
-#else
-    return fsync(file.handle()) == 0;
-#endif
-}
 
 QString failure(const QString& path, const QString& what, const QString& reason)
 {

@@ -4,6 +4,7 @@
 #include "applications/panel/panel_window.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/support/bench_fixture.h"
+#include "tests/support/bench_program.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -17,8 +18,6 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#include <csignal>
 
 namespace {
 
@@ -610,6 +609,7 @@ void TestPanelChain::pictureProblems()
 
 void TestPanelChain::windowEndsOnInterrupt()
 {
+    MDC_SKIP_WITHOUT_CTRL_C();
     QProcess process;
     start(process, {"-v", "panel"});
     QByteArray output;
@@ -617,7 +617,7 @@ void TestPanelChain::windowEndsOnInterrupt()
                                  process.state() == QProcess::NotRunning,
                              c_programTimeout);
     QCOMPARE(process.state(), QProcess::Running);
-    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+    QVERIFY(pressCtrlC(process.processId()));
     QCOMPARE(end(process).exitCode, 130);
 }
 

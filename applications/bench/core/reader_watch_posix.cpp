@@ -1,16 +1,5 @@
 #include "applications/bench/core/reader_watch.h"
 
-#include <QtGlobal>
-
-#ifdef Q_OS_WIN
-
-ReaderWatch::ReaderWatch(std::function<void()> onGone)
-{
-    Q_UNUSED(onGone)
-}
-
-#else
-
 #include <QSocketNotifier>
 
 #include <poll.h>
@@ -46,5 +35,3 @@ ReaderWatch::ReaderWatch(std::function<void()> onGone)
         onGone();
     });
 }
-
-#endif

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdio>
+#include <optional>
+
+// What the program needs of its terminal and its surroundings, and what each operating system does in its own
+// way.
+
+bool isTerminal(FILE* stream);
+// Nothing when the terminal does not tell.
+std::optional<int> terminalColumns(FILE* stream);
+
+// A file that may not grow is told as a disk that is full is, and does not end the program.
+void ignoreFileSizeSignal();

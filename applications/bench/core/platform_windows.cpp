@@ -1,0 +1,29 @@
+#include "applications/bench/core/platform.h"
+
+#include <io.h>
+#include <windows.h>
+
+bool isTerminal(FILE* stream)
+{
+    // The C library takes every character device for a terminal, "NUL" among them.
+    const int descriptor = _fileno(stream);
+    DWORD mode = 0;
+    return descriptor >= 0 &&
+           GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)), &mode) != 0;
+}
+
+std::optional<int> terminalColumns(FILE* stream)
+{
+    const int descriptor = _fileno(stream);
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (descriptor < 0 ||
+        GetConsoleScreenBufferInfo(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)), &info) == 0)
+        return std::nullopt;
+    // What is seen: the buffer may be wider.
+    return info.srWindow.Right - info.srWindow.Left + 1;
+}
+
+void ignoreFileSizeSignal()
+{
+    // There is no such limit and no such signal.
+}

@@ -1,0 +1,31 @@
+#include "applications/simulator/platform.h"
+
+#include <winsock2.h>
+
+PseudoTerminalPair openPseudoTerminalPair(QString* error)
+{
+    if (error != nullptr)
+        *error = QStringLiteral("Windows has no pseudo-terminals, on which a serial line is simulated: "
+                                "simulate the controller on TCP");
+    return {};
+}
+
+void closeHandle(int /*handle*/)
+{}
+
+qint64 readHandle(int /*handle*/, char* /*data*/, qint64 /*size*/)
+{
+    return -1;
+}
+
+qint64 writeHandle(int /*handle*/, const char* /*data*/, qint64 /*size*/)
+{
+    return -1;
+}
+
+void resetOnClose(qintptr socket)
+{
+    const linger immediately{1, 0};
+    ::setsockopt(static_cast<SOCKET>(socket), SOL_SOCKET, SO_LINGER,
+                 reinterpret_cast<const char*>(&immediately), sizeof immediately);
+}

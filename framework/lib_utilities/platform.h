@@ -1,0 +1,34 @@
+#pragma once
+
+#include <lib_utilities/lib_utilities_global.h>
+
+#include <QIODevice>
+#include <QString>
+#include <QStringList>
+
+class QFile;
+
+// What this library and those above it need of files and of how a program is started, and what each operating
+// system does in its own way.
+
+// Opens a plain file of this path and no symbolic link; makes it when it is not there. For openPlainFile().
+bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason);
+
+// Down to the disk, not only to the operating system. False when that failed.
+LIB_UTILITIES_EXPORT bool synchronise(const QFile& file);
+// A name that was made or changed in the folder as well. Not every file system lets folders be synchronised.
+LIB_UTILITIES_EXPORT void synchroniseFolder(const QString& folder);
+
+// What the program was given, without its name, whatever the locale is. Before there is an application
+// object.
+LIB_UTILITIES_EXPORT QStringList programArguments(int& argc, char** argv);
+
+// While it lives, standard output and standard error take bytes as they are, and a terminal shows them as
+// UTF-8 with the control sequences for colours. One in a process, first of all in main().
+class LIB_UTILITIES_EXPORT StandardStreams
+{
+public:
+    StandardStreams();
+    ~StandardStreams();
+    Q_DISABLE_COPY_MOVE(StandardStreams)
+};

@@ -1,0 +1,71 @@
+#include "tests/support/platform.h"
+
+#include "tests/support/process_watch.h"
+
+#include <malloc.h>
+#include <windows.h>
+
+int openDescriptors()
+{
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return static_cast<int>(count);
+}
+
+qint64 heapInUse()
+{
+    // What the C library tells takes a walk over the whole heap, and Qt's memory is not all of it.
+    return 0;
+}
+
+double processorTime()
+{
+    FILETIME created{};
+    FILETIME ended{};
+    FILETIME kernel{};
+    FILETIME user{};
+    GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user);
+    constexpr double c_perMillisecond = 1e4;
+    const auto count = [](const FILETIME& time) {
+        return static_cast<double>((static_cast<quint64>(time.dwHighDateTime) << 32U) | time.dwLowDateTime);
+    };
+    return (count(kernel) + count(user)) / c_perMillisecond;
+}
+
+qint64 pagesWaitedFor()
+{
+    return 0;
+}
+
+double waitedForProcessor()
+{
+    return 0;
+}
+
+bool machineIsOverloaded()
+{
+    return false;
+}
+
+int openWaitStatistics()
+{
+    return -1;
+}
+
+void closeWaitStatistics(int /*statistics*/)
+{}
+
+double waitedByStatistics(int /*statistics*/)
+{
+    return 0;
+}
+
+bool canPressCtrlC()
+{
+    return false;
+}
+
+bool pressCtrlC(qint64 /*process*/)
+{
+    return false;
+}
