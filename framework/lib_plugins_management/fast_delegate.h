@@ -21,8 +21,23 @@ namespace FastDelegateDetail {
 class Generic
 {};
 
+// What the sizes below are held against: an option of the compiler may give every pointer to member the
+// largest representation (/vmg), and a class that is only declared has it always.
+class Other
+{};
+class Several : public Generic, public Other
+{};
+using GenericMember = void (Generic::*)();
+using SeveralMember = void (Several::*)();
+
 // The representation of a pointer to member function, and how to get its two parts.
 #if defined(_MSC_VER)
+static_assert(sizeof(GenericMember) == sizeof(void*),
+              "FastDelegate: a pointer to member of a class with one base is more than a code pointer here: "
+              "build host and plug-ins without /vmg");
+static_assert(sizeof(SeveralMember) <= 2 * sizeof(void*) && sizeof(SeveralMember) > sizeof(void*),
+              "FastDelegate: a pointer to member of a class with several bases is not a code pointer and an "
+              "adjustment here: build host and plug-ins without /vmg");
 // Single inheritance: the code pointer alone (virtual functions are reached through a thunk).
 // Multiple inheritance: the code pointer and a 32-bit adjustment behind it.
 struct MemberParts
@@ -34,7 +49,10 @@ struct MemberParts
 template <class Member>
 MemberParts split(Member member)
 {
-    static_assert(sizeof(Member) <= 2 * sizeof(void*), "no virtual inheritance in a delegate's class");
+    static_assert(
+        sizeof(Member) == sizeof(GenericMember) || sizeof(Member) == sizeof(SeveralMember),
+        "FastDelegate: the class of the member function must be defined here, not only declared, and "
+        "have no virtual bases");
     MemberParts parts{};
     std::memcpy(&parts.code, &member, sizeof parts.code);
     if constexpr (sizeof(Member) > sizeof(void*)) {
@@ -48,12 +66,13 @@ MemberParts split(Member member)
 template <class Member>
 Member join(std::uintptr_t code)
 {
-    static_assert(sizeof(Member) == sizeof(void*), "Generic must be a single-inheritance class");
     Member member = nullptr;
     std::memcpy(&member, &code, sizeof code);
     return member;
 }
 #elif defined(__x86_64__) || defined(__i386__)
+static_assert(sizeof(GenericMember) == 2 * sizeof(void*) && sizeof(SeveralMember) == sizeof(GenericMember),
+              "FastDelegate: a pointer to member function is not the two words of the Itanium C++ ABI here");
 // Itanium C++ ABI, 2.3: {code pointer, or 1 + vtable offset; adjustment of this}.
 struct MemberParts
 {
@@ -80,7 +99,7 @@ Member join(std::uintptr_t code)
     return member;
 }
 #else
-#error "FastDelegate: state how this ABI represents a pointer to member function"
+#error "FastDelegate: this compiler is not known: state here how it represents a pointer to member function"
 #endif
 
 template <class R, class... P>

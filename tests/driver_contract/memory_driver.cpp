@@ -131,7 +131,7 @@ DCmdMemory::DCmdMemory(const QString& name, const QVariantMap& arguments, PMemor
                           c_defaultInterval);
     for (QTimer* const timer : {&m_sending, &m_outcome}) {
         timer->setTimerType(Qt::PreciseTimer);
-        connect(this, &DAbstractCommand::sigCommandFinished, timer, &QTimer::stop);
+        connect(this, SIGNAL(sigCommandFinished(bool)), timer, SLOT(stop()));
     }
     m_sending.setSingleShot(!m_isListening);
     m_outcome.setSingleShot(true);

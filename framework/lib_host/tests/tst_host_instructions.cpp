@@ -1,5 +1,7 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <lib_plugins_management/command_end.h>
+
 #include <QAbstractEventDispatcher>
 #include <QEventLoop>
 #include <QPointer>
@@ -182,7 +184,7 @@ void tst_HostInstructions::repliesAfterTheEnd()
     Script slow;
     slow.endsByItself = true;
     slow.execute = [&](ScriptedCommand& command) {
-        connect(&command, &DAbstractCommand::sigCommandFinished, this, [&](bool ok) {
+        whenCommandFinished(command, this, [&](bool ok) {
             ++endings;
             lateAccepted = ok || command.commandUpdateResult("values", 1) || command.finish(true);
         });
@@ -325,7 +327,7 @@ void tst_HostInstructions::failingOrderCannotSucceed()
     bool endedAs = true;
     Script script;
     script.execute = [&](ScriptedCommand& command) {
-        connect(&command, &DAbstractCommand::sigCommandFinished, this, [&](bool ok) { endedAs = ok; });
+        whenCommandFinished(command, this, [&](bool ok) { endedAs = ok; });
         return command.place("driver", "nonsense") != 0;
     };
     script.reply = [&](ScriptedCommand& command, quint64, const QVariantMap&) {
@@ -347,7 +349,7 @@ void tst_HostInstructions::endedInsideItsHandler()
     Script script;
     script.results = QStringList{"doneOk"};
     script.execute = [&](ScriptedCommand& command) {
-        connect(&command, &DAbstractCommand::sigCommandFinished, this, [&] { ++endings; });
+        whenCommandFinished(command, this, [&](bool) { ++endings; });
         return command.place("driver", "read") != 0 && command.place("driver", "silent") != 0;
     };
     script.reply = [&](ScriptedCommand& command, quint64, const QVariantMap&) {

@@ -1,5 +1,7 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <lib_plugins_management/command_end.h>
+
 #include <QPointer>
 #include <QSignalSpy>
 #include <QtTest>
@@ -45,8 +47,7 @@ void tst_HostLifetime::removalWhileTheHostGoes()
     bench.host->startOrder(c_driver, "read", {});
     QTRY_VERIFY(!running.isNull());
     bool removed = true;
-    connect(running.data(), &DAbstractCommand::sigCommandFinished, this,
-            [host, &removed] { removed = host->removeInstance(c_driver); });
+    whenCommandFinished(*running, this, [host, &removed](bool) { removed = host->removeInstance(c_driver); });
     bench.host.reset();
     // The host that goes takes its instances along, each once.
     QVERIFY(!removed);
@@ -95,7 +96,7 @@ void tst_HostLifetime::instanceDeletedWithOrders()
     const quint64 first = bench.start("ask");
     QTRY_VERIFY(!running.isNull());
     const quint64 second = bench.start("ask");
-    QSignalSpy ended(running.data(), &DAbstractCommand::sigCommandFinished);
+    QSignalSpy ended(running.data(), SIGNAL(sigCommandFinished(bool)));
     delete bench.host->findInstance(c_device);
     QCOMPARE(ended.size(), 1);
     QTRY_VERIFY(bench.isFinished(first) && bench.isFinished(second));
@@ -206,7 +207,7 @@ void tst_HostLifetime::hostDeletedByAStoppedOrder()
     ScriptedBench bench({}, {{"listen", waits(listener, "stop")}});
     bench.host->startOrder(c_driver, "listen", {});
     QTRY_VERIFY(!listener.isNull());
-    connect(listener.data(), &DAbstractCommand::sigCommandFinished, this, [&bench] { bench.host.reset(); });
+    whenCommandFinished(*listener, this, [&bench](bool) { bench.host.reset(); });
     bench.host->startOrder(c_driver, "stop", {});
     QTRY_VERIFY(bench.host == nullptr);
     QTRY_COMPARE(ScriptedCommand::alive(), 0);

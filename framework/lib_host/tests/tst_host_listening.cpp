@@ -1,5 +1,7 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <lib_plugins_management/command_end.h>
+
 #include <QPointer>
 #include <QtTest>
 
@@ -128,8 +130,7 @@ void tst_HostListening::callerEndsListening()
     ScriptedBench bench({{"first", script}}, {{"listen", waits(listener, "stop")}});
     const quint64 id = bench.start("first");
     QTRY_VERIFY(!listener.isNull());
-    connect(listener.data(), &DAbstractCommand::sigCommandFinished, this,
-            [&](bool ok) { endings.append(ok); });
+    whenCommandFinished(*listener, this, [&](bool ok) { endings.append(ok); });
     listener->commandUpdateResult("values", 1);
     QTRY_VERIFY(bench.isFinished(id));
     QVERIFY(bench.outcomes.value(id).ok);

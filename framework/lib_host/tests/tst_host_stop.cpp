@@ -1,5 +1,7 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <lib_plugins_management/command_end.h>
+
 #include <QPointer>
 #include <QtTest>
 
@@ -25,7 +27,7 @@ void tst_HostStop::stopListening()
     driverListen.endsByItself = true;
     driverListen.execute = [&](ScriptedCommand& command) {
         listeners.append(&command);
-        connect(&command, &DAbstractCommand::sigCommandFinished, this, [&](bool ok) { endings.append(ok); });
+        whenCommandFinished(command, this, [&](bool ok) { endings.append(ok); });
         return true;
     };
     Script listen;

@@ -757,7 +757,7 @@ void tst_Contract::withoutOrder()
     QCOMPARE(command.addInstruction("driver", "read", {}, 3000, {&command, &Command::onReply}), quint64(0));
     QVERIFY(command.commandUpdateResult("doneOk", true));
     QVERIFY(command.deadline().isForever());
-    QSignalSpy finished(&command, &DAbstractCommand::sigCommandFinished);
+    QSignalSpy finished(&command, SIGNAL(sigCommandFinished(bool)));
     bool ok = true;
     command.finishTheCommand(ok);
     QVERIFY(ok);
@@ -825,7 +825,7 @@ void tst_Contract::finishing()
     QVERIFY(!ok);
     QCOMPARE(order.endCount, 1);
 
-    QSignalSpy finished(&command, &DAbstractCommand::sigCommandFinished);
+    QSignalSpy finished(&command, SIGNAL(sigCommandFinished(bool)));
     command.orderEnded(true);
     command.orderEnded(false);
     QCOMPARE(finished.size(), 1);

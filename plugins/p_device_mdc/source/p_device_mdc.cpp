@@ -15,6 +15,7 @@
 #include "d_cmd_setProgram.h"
 #include "d_cmd_setTriggerProgram.h"
 #include "d_mdc_channel.h"
+#include "library_pin.h"
 
 #include <lib_utilities/version.h>
 
@@ -27,6 +28,7 @@ namespace {
 void registerQmlTypes()
 {
     static const bool c_registered = [] {
+        pinLibrary();
         const char* const module = "PlgLibDeviceMdc";
         qmlRegisterType<BeMaintenanceDeviceMdc>(module, 1, 0, "BeMaintenanceDeviceMdc");
         qmlRegisterType<DMdcChannel>(module, 1, 0, "DMdcChannel");

@@ -1,5 +1,7 @@
 #include "model/command_needs.h"
 
+#include <lib_plugins_management/command_end.h>
+#include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <lib_utilities/version.h>
@@ -30,11 +32,16 @@ private Q_SLOTS:
     void instances();
     void commands();
     void page();
+    void endOfACommand();
     void qmlTypes();
+    // The last one: the root object goes.
+    void staysInTheProcess();
 };
 
 void TestMdcPlugin::initTestCase()
 {
+    // As a host that wants to get rid of it later.
+    m_loader.setLoadHints({});
     QVERIFY2(m_loader.load(), qPrintable(m_loader.errorString()));
     m_root = qobject_cast<DAbstractPlugin*>(m_loader.instance());
     QVERIFY(m_root != nullptr);
@@ -160,6 +167,49 @@ void TestMdcPlugin::qmlTypes()
     QVERIFY(object->property("empty").toInt() != 0);
     QCOMPARE(object->property("types").toList(), (QVariantList{0, 1, 2}));
     QVERIFY(object->property("unknown").toBool());
+}
+
+// The signal is the contract library's, the command the plug-in's, and who waits is neither.
+void TestMdcPlugin::endOfACommand()
+{
+    const std::unique_ptr<IPlugin> instance(m_root->createInstance(QUuid::createUuid()));
+    auto* const object = dynamic_cast<DAbstractPlugin*>(instance.get());
+    object->initPluginCommands();
+    const auto* const prototype = object->findChild<DAbstractCommand*>();
+    QVERIFY(prototype != nullptr);
+    QList<bool> ends;
+    {
+        const QSharedPointer<ICommand> made = prototype->createCommand({});
+        auto* const command = dynamic_cast<DAbstractCommand*>(made.data());
+        QVERIFY(command != nullptr);
+        QSignalSpy spy(command, SIGNAL(sigCommandFinished(bool)));
+        QVERIFY(spy.isValid());
+        whenCommandFinished(*command, this, [&ends](bool ok) { ends.append(ok); });
+        QObject context;
+        whenCommandFinished(*command, &context, [&ends](bool ok) { ends.append(!ok); });
+        command->orderEnded(true);
+        QCOMPARE(spy.size(), 1);
+    }
+    QCOMPARE(ends, (QList<bool>{true, false}));
+    {
+        const QSharedPointer<ICommand> made = prototype->createCommand({});
+        auto* const command = dynamic_cast<DAbstractCommand*>(made.data());
+        {
+            QObject context;
+            whenCommandFinished(*command, &context, [&ends](bool ok) { ends.append(ok); });
+        }
+        command->orderEnded(true);
+    }
+    QVERIFY2(ends.size() == 2, "a context that has gone is told");
+}
+
+// Its QML types stay registered, whatever a host asks of Qt's loader.
+void TestMdcPlugin::staysInTheProcess()
+{
+    const QMetaObject* const type = m_root->metaObject();
+    QVERIFY(m_loader.unload());
+    QCOMPARE(type->className(), "PDeviceMdc");
+    qmlTypes();
 }
 
 QTEST_GUILESS_MAIN(TestMdcPlugin)

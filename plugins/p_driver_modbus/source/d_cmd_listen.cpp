@@ -39,7 +39,8 @@ DCmdListen::DCmdListen(const QVariantMap& arguments, QObject* parent)
     declareAResult(c_values, QStringLiteral("varL"),
                    QStringLiteral("Values of each read in address order, as of \"read\""));
     setEndsByItself(true);
-    connect(this, &DAbstractCommand::sigCommandFinished, this, [this] { unsubscribe(); });
+    // By its name: see whenCommandFinished().
+    connect(this, SIGNAL(sigCommandFinished(bool)), this, SLOT(unsubscribe()));
 }
 
 DCmdListen::DCmdListen(QObject* parent)

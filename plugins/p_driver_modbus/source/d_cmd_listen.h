@@ -20,9 +20,11 @@ public:
     QSharedPointer<ICommand> createCommand(const QVariantMap& arguments) const override;
     bool commandExecute() override;
 
+private Q_SLOTS:
+    void unsubscribe();
+
 private:
     void onPoll(const ModbusOutcome& outcome);
-    void unsubscribe();
 
     QPointer<PollSchedule> m_schedule;
     quint64 m_listenerId = 0;

@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/source/request_ticket.h"
 
+#include <lib_plugins_management/command_end.h>
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/driver_contract.h>
 
@@ -21,7 +22,7 @@ void RequestTicket::submitFor(DAbstractCommand& command, ModbusLink* link, const
     submit(link, request, priority, command.deadline(), std::move(onEnd));
     // One in flight cannot be taken back, and its answer is nothing to an order that has ended.
     if (link->isWaiting(m_id))
-        QObject::connect(&command, &DAbstractCommand::sigCommandFinished, &command, [this] { withdraw(); });
+        whenCommandFinished(command, &command, [this](bool) { withdraw(); });
 }
 
 void RequestTicket::withdraw()
