@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/result_writer.h"
+#include "applications/bench/list/serial_ports.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
@@ -117,22 +118,44 @@ void printTables(Console& console, const BenchSession& session, const QList<DAbs
     }
 }
 
+ExitCode listPorts(Console& console, OutputFormat format)
+{
+    const QList<SerialPort> ports = serialPorts();
+    if (ports.isEmpty())
+        console.note(QStringLiteral("this machine has no serial port"));
+    if (format == OutputFormat::Table)
+        console.out(formatTable({QStringLiteral("PORT"), QStringLiteral("DESCRIPTION"),
+                                 QStringLiteral("MANUFACTURER"), QStringLiteral("SERIAL NUMBER")},
+                                portRows(ports)));
+    ResultWriter writer(console, format);
+    const QJsonArray array = toJson(ports);
+    for (const QJsonValue& port : array)
+        writer.record(port.toObject().value(QLatin1String("name")).toString(), port.toObject());
+    writer.document({{QStringLiteral("ports"), array}});
+    return ExitCode::Done;
+}
+
 } // namespace
 
 ListSubcommand::ListSubcommand()
     : Subcommand({"list", "Objects, plug-ins, state and statistics of the links",
                   "Examples:\n"
                   "  mdc-bench list\n"
-                  "  mdc-bench --config bench.json list --timeout 500 --format json\n"})
+                  "  mdc-bench --config bench.json list --timeout 500 --format json\n"
+                  "  mdc-bench list --ports\n"})
 {}
 
 void ListSubcommand::addTo(OptionSet& options)
 {
     addLinkWait(options, m_options.linkWait);
+    options.flag("--ports", m_options.ports,
+                 "The serial ports of this machine instead, as a configuration names them");
 }
 
 ExitCode ListSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
 {
+    if (m_options.ports)
+        return listPorts(console, general.format);
     BenchSession session(general, QString(), console, interrupt);
     session.ignoreConfiguredTraces();
     const ExitCode opened = session.open();

@@ -6,9 +6,11 @@
 struct ListOptions
 {
     int linkWait = c_defaultLinkWait; // ms
+    bool ports = false;               // the machine's serial ports, and nothing of the bench
 };
 
-// "list": the objects with their plug-ins and links, the plug-in files, the statistics of the drivers.
+// "list": the objects with their plug-ins and links, the plug-in files, the statistics of the drivers; or the
+// serial ports of the machine.
 class ListSubcommand : public Subcommand
 {
 public:

@@ -237,6 +237,8 @@ QList<Row> rowsOfOthers(const SampleFolder& samples)
         {"check: all is well", {"check"}, 0, "errors: 0", ""},
         {"check: out of reach", {"check", "--fault", "refuse"}, 5, "cannot be reached", "Connection refused"},
         {"check: unknown profile", {"check", "--profile", "x"}, 2, "", "mdc32-gen2"},
+        {"list: ports", {"list", "--ports"}, 0, "PORT", ""},
+        {"list: ports as JSON", {"list", "--ports", "--format", "json"}, 0, "\"ports\"", ""},
         {"list: out of reach", {"list", "--fault", "refuse"}, 0, "not connected", "Connection refused"},
         {"demo over TCP", {"demo", "--tcp"}, 0, "5 orders, all as expected", ""},
         {"demo over RTU, first generation",
