@@ -2,37 +2,12 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QLockFile>
 
 #include <cerrno>
 #include <string>
 #include <windows.h>
 
 namespace {
-
-class WindowsFileLockHolder final : public FileLockHolder
-{
-public:
-    LockAttempt tryLock(const QString& path, DFileFailure* failure) override
-    {
-        m_lock = std::make_unique<QLockFile>(path);
-        // As long as its process lives.
-        m_lock->setStaleLockTime(0);
-        if (m_lock->tryLock(0))
-            return LockAttempt::Locked;
-        if (m_lock->error() == QLockFile::LockFailedError)
-            return LockAttempt::Taken;
-        const QFileInfo folder(QFileInfo(path).absolutePath());
-        const int number = !folder.isDir()                                 ? ENOENT
-                           : m_lock->error() == QLockFile::PermissionError ? EACCES
-                                                                           : 0;
-        *failure = fileFailure(number, QStringLiteral("%1 cannot be made").arg(path), folder.filePath());
-        return LockAttempt::Failed;
-    }
-
-private:
-    std::unique_ptr<QLockFile> m_lock;
-};
 
 // In the form that has no limit on its length: a path of letters and one of a share have their own.
 std::wstring unlimitedPath(const QString& path)
@@ -42,6 +17,44 @@ std::wstring unlimitedPath(const QString& path)
         return (QStringLiteral("\\\\?\\UNC") + native.mid(1)).toStdWString();
     return (QStringLiteral("\\\\?\\") + native).toStdWString();
 }
+
+// A file that nobody else can open as long as it is held, and that the system itself removes when its process
+// has ended.
+class WindowsFileLockHolder final : public FileLockHolder
+{
+public:
+    WindowsFileLockHolder() = default;
+    ~WindowsFileLockHolder() override
+    {
+        if (m_handle != INVALID_HANDLE_VALUE)
+            CloseHandle(m_handle);
+    }
+    Q_DISABLE_COPY_MOVE(WindowsFileLockHolder)
+
+    LockAttempt tryLock(const QString& path, DFileFailure* failure) override
+    {
+        constexpr DWORD c_nobodyElse = 0;
+        m_handle = CreateFileW(unlimitedPath(path).c_str(), GENERIC_WRITE | DELETE, c_nobodyElse, nullptr,
+                               OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+        if (m_handle != INVALID_HANDLE_VALUE)
+            return LockAttempt::Locked;
+        const DWORD number = GetLastError();
+        if (number == ERROR_SHARING_VIOLATION)
+            return LockAttempt::Taken;
+        // A file that is just going is refused like one without the right, which stays so.
+        if (number == ERROR_ACCESS_DENIED && ++m_refusals < c_refusalsOfOneThatGoes)
+            return LockAttempt::Taken;
+        *failure = fileFailure(errnoOf(static_cast<int>(number)), qt_error_string(static_cast<int>(number)),
+                               QFileInfo(path).absolutePath());
+        return LockAttempt::Failed;
+    }
+
+private:
+    static constexpr int c_refusalsOfOneThatGoes = 50;
+
+    HANDLE m_handle = INVALID_HANDLE_VALUE;
+    int m_refusals = 0;
+};
 
 DFileFailure renamingFailure(DWORD number, const QString& to)
 {
@@ -95,11 +108,23 @@ int errnoOf(int systemError)
 
 bool putInPlace(const QString& from, const QString& to, DFileFailure* failure)
 {
-    if (MoveFileExW(unlimitedPath(from).c_str(), unlimitedPath(to).c_str(),
-                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0)
-        return true;
-    *failure = renamingFailure(GetLastError(), to);
-    return false;
+    // A file that somebody reads cannot be replaced. Whoever looks at it, as a scanner does, has done so
+    // soon.
+    constexpr int c_attempts = 20;
+    constexpr DWORD c_pause = 10; // ms
+    const std::wstring source = unlimitedPath(from);
+    const std::wstring target = unlimitedPath(to);
+    for (int attempt = 1;; ++attempt) {
+        if (MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+            0)
+            return true;
+        const DWORD number = GetLastError();
+        if (attempt == c_attempts || (number != ERROR_ACCESS_DENIED && number != ERROR_SHARING_VIOLATION)) {
+            *failure = renamingFailure(number, to);
+            return false;
+        }
+        Sleep(c_pause);
+    }
 }
 
 std::unique_ptr<FileLockHolder> FileLockHolder::make()

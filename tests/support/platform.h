@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QtGlobal>
 
 // What the tests need of the system, and what each operating system does in its own way; besides what
@@ -10,6 +11,9 @@
 int openWaitStatistics();
 void closeWaitStatistics(int statistics);
 double waitedByStatistics(int statistics);
+
+// What the system says of what errno has this number for.
+QString systemWords(int number);
 
 // For another process. Not everywhere can anybody do that who does not sit at its console.
 bool canPressCtrlC();

@@ -95,6 +95,11 @@ double waitedByStatistics(int statistics)
     return length <= 0 ? 0 : waitedOf(QByteArray(text.data(), static_cast<int>(length)));
 }
 
+QString systemWords(int number)
+{
+    return qt_error_string(number);
+}
+
 bool canPressCtrlC()
 {
     return true;

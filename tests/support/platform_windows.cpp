@@ -2,7 +2,7 @@
 
 #include "tests/support/process_watch.h"
 
-#include <malloc.h>
+#include <cerrno>
 #include <windows.h>
 
 int openDescriptors()
@@ -58,6 +58,18 @@ void closeWaitStatistics(int /*statistics*/)
 double waitedByStatistics(int /*statistics*/)
 {
     return 0;
+}
+
+QString systemWords(int number)
+{
+    switch (number) {
+    case ENOENT:
+        return qt_error_string(ERROR_PATH_NOT_FOUND);
+    case EACCES:
+        return qt_error_string(ERROR_ACCESS_DENIED);
+    default:
+        return qt_error_string(ERROR_IO_DEVICE);
+    }
 }
 
 bool canPressCtrlC()

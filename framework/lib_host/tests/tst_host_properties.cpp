@@ -1,4 +1,5 @@
 #include "framework/lib_host/tests/scripted_bench.h"
+#include "tests/support/platform.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,6 +15,7 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <cerrno>
 #include <memory>
 
 #ifdef Q_OS_UNIX
@@ -379,7 +381,7 @@ void tst_HostProperties::savedBeforeTheNextInstruction()
     const DOrderOutcome outcome = bench.outcomes.value(failed);
     QVERIFY(!outcome.ok);
     QCOMPARE(int(outcome.errorCode), int(IMessenger::CeEcInternal));
-    for (const QString& part : {path, QString("No such file or directory"), QString("make the folder")})
+    for (const QString& part : {path, systemWords(ENOENT), QString("make the folder")})
         QVERIFY2(outcome.errorMessage.contains(part), qPrintable(outcome.errorMessage));
     QTRY_COMPARE(bench.host->runningOrderCount(), 0);
     QCOMPARE(written, 0);

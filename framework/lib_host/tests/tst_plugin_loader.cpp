@@ -100,9 +100,13 @@ void tst_PluginLoader::refused_data()
         << "\"com.example.ForeignInterface\".*\"org.mdcbench.ForeignInterface\"";
     QTest::newRow("another root object") << "tst_other_root"
                                          << "OtherRoot.*is no plug-in object";
+#ifdef Q_OS_WIN
+    // Which one it is the system keeps to itself.
+    QTest::newRow("lacks a library") << "tst_needs_missing_library"
+                                     << "cannot be loaded";
+#else
     QTest::newRow("lacks a library") << "tst_needs_missing_library"
                                      << "cannot be loaded.*tst_missing_library";
-#ifndef Q_OS_WIN
     QTest::newRow("lacks a function") << "tst_undefined_symbol"
                                       << "cannot be loaded.*defineThisNowhere";
 #endif
