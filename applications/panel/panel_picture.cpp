@@ -53,6 +53,27 @@ QImage draw(const PanelWindow& window, int patience)
     return result->image();
 }
 
+// Until everything has its place: layouts are done with the next frame.
+void waitForFrame(PanelWindow& window, int patience)
+{
+    bool isDrawn = false;
+    const QMetaObject::Connection connection =
+        QObject::connect(&window, &QQuickWindow::frameSwapped, &window, [&isDrawn] { isDrawn = true; });
+    window.update();
+    waitFor([&] { return isDrawn; }, patience);
+    QObject::disconnect(connection);
+}
+
+// As a person scrolls to it; a frame that does not scroll has all in sight.
+void reveal(PanelWindow& window, QQuickItem* item, int patience)
+{
+    waitForFrame(window, patience);
+    QObject* const frame = window.pages().front()->item();
+    if (frame->metaObject()->indexOfMethod("reveal(QVariant)") >= 0)
+        QMetaObject::invokeMethod(frame, "reveal", Q_ARG(QVariant, QVariant::fromValue(item)));
+    waitForFrame(window, patience);
+}
+
 bool save(const QImage& image, const QString& path, QString* error)
 {
     QSaveFile file(path);
@@ -75,11 +96,12 @@ PanelEnd takePicture(PanelWindow& window, const PanelRequest& request, QString* 
     if (complete == Waited::Quit)
         return PanelEnd::Closed;
     for (const QString& ending : request.presses) {
-        const QQuickItem* const item = window.itemNamed(ending);
+        QQuickItem* const item = window.itemNamed(ending);
         if (item == nullptr) {
             *error = QStringLiteral("the page has no visible item whose name ends with \"%1\"").arg(ending);
             return PanelEnd::Failed;
         }
+        reveal(window, item, request.patience);
         window.press(*item);
         page.awaitValues();
         // What was pressed may have cost the connection.

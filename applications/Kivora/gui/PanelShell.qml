@@ -69,6 +69,7 @@ Rectangle {
         anchors.bottom: parent.bottom
         anchors.bottomMargin: Style.baseHeight
         anchors.horizontalCenter: parent.horizontalCenter
-        width: Math.min(shell.width, Style.widestPage) - 2 * margin
+        // Even, so that its halves end on whole pixels.
+        width: 2 * Math.floor(Math.min(shell.width, Style.widestPage) / 2 - margin)
     }
 }

@@ -179,6 +179,7 @@ private Q_SLOTS:
     void anotherHostOfTheSameDevice();
     void pictures_data();
     void pictures();
+    void pressesWhatIsOutOfSight();
     void scaledPictures_data();
     void scaledPictures();
     void pictureProblems_data();
@@ -544,6 +545,28 @@ void TestPanelChain::pictures()
     QCOMPARE(ended.output.contains("without all its values"), ended.exitCode == 5);
     if (!arguments.contains("--fault"))
         QCOMPARE(ended.output, QString());
+}
+
+// What the picture is to be pressed on is scrolled to, as a person would: the failure is gone from it.
+void TestPanelChain::pressesWhatIsOutOfSight()
+{
+    const QTemporaryDir folder;
+    const auto picture = [&](const char* name, const QStringList& presses) {
+        const QString path = folder.filePath(name);
+        QStringList arguments{"panel",      "--screenshot", path,      "--size",          "320x400",
+                              "--language", "fr",           "--fault", "exception=2/0x06"};
+        for (const QString& press : presses)
+            arguments += {"--press", press};
+        const Ended ended = runProgram(arguments);
+        return ended.exitCode == 0 ? QImage(path) : QImage();
+    };
+    const QImage none = picture("none.png", {});
+    const QImage failed = picture("failed.png", {"idButtonLoosening"});
+    const QImage dismissed = picture("dismissed.png", {"idButtonLoosening", "idFailure.idButton"});
+    QVERIFY(!none.isNull() && !failed.isNull() && !dismissed.isNull());
+    const QColor red("#fdecea");
+    const auto isRed = [&](const QImage& image) { return image.pixelColor(image.width() / 2, 62) == red; };
+    QVERIFY(!isRed(none) && isRed(failed) && !isRed(dismissed));
 }
 
 void TestPanelChain::scaledPictures_data()

@@ -122,6 +122,15 @@ QStringList faultsOfLayout(Window& window)
     return items.size() > 20 ? faults : QStringList("the page's items have not been found");
 }
 
+// What the window shows; null when it could not be drawn.
+QImage drawn(Window& window)
+{
+    const QSharedPointer<QQuickItemGrabResult> grabbed = window.window.rootObject()->grabToImage();
+    if (grabbed.isNull() || !QTest::qWaitFor([&] { return !grabbed->image().isNull(); }))
+        return {};
+    return grabbed->image();
+}
+
 // The texts of a language, as long as this lives.
 class Language
 {
@@ -187,6 +196,9 @@ private Q_SLOTS:
     void keepsItsWidth();
     void touchTargets();
     void aDragScrollsAnywhere();
+    void nothingIsDrawnOutsideWhatScrolls();
+    void outlinesAreWhole_data();
+    void outlinesAreWhole();
     void lampSaysItsState();
     void titlesStandAboveWhatTheyHead();
     void oneScale();
@@ -568,6 +580,83 @@ void TestPanelLooks::aDragScrollsAnywhere()
     }
 }
 
+// What is scrolled out of sight shows neither above nor below.
+void TestPanelLooks::nothingIsDrawnOutsideWhatScrolls()
+{
+    PageHost host;
+    giveLongTexts(host, "en");
+    Window window(host, "mdc", false, {320, 480});
+    QTRY_VERIFY(window.page().isComplete());
+    host.outcome = c_refused;
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("setLock failed"));
+    QMetaObject::invokeMethod(window.backend(), "setLock", Q_ARG(bool, true));
+    QTRY_VERIFY(window.isShown("idFailure"));
+    host.connectDriver(false);
+    QTRY_VERIFY(!window.page().isWaiting());
+    // An age that goes on would be another picture.
+    window.root()->setProperty("valuesTime", 0);
+    QQuickItem* const view = window.item("idView");
+    QQuickItem* const notices = window.item("idNotices");
+    const auto hidden = [](const QQuickItem* flickable) {
+        return flickable->property("contentHeight").toReal() - flickable->height();
+    };
+    // Layouts are done with the next frame.
+    QTRY_VERIFY(hidden(view) > 100 && hidden(notices) > 50);
+    const QRect above(0, 0, 320, qRound(notices->y()));
+    const auto picture = [&](qreal contentY, qreal noticesY) {
+        view->setProperty("contentY", contentY);
+        notices->setProperty("contentY", noticesY);
+        return drawn(window);
+    };
+    const QRect page = sceneRect(*view).toAlignedRect();
+    const QRect strips = sceneRect(*notices).toAlignedRect();
+    const qreal end = hidden(view);
+    const qreal noticesEnd = hidden(notices);
+    const QImage first = picture(0, 0);
+    QVERIFY(!first.isNull());
+    for (const qreal y : {100.0, 200.0, end}) {
+        const QImage scrolled = picture(y, 0);
+        QVERIFY(scrolled.copy(page) != first.copy(page));
+        QVERIFY2(scrolled.copy(above) == first.copy(above), qPrintable(QString("the head, by %1").arg(y)));
+        QVERIFY2(scrolled.copy(strips) == first.copy(strips),
+                 qPrintable(QString("the notices, by %1").arg(y)));
+    }
+    const QImage scrolled = picture(0, noticesEnd);
+    QVERIFY(scrolled.copy(strips) != first.copy(strips));
+    QVERIFY2(scrolled.copy(above) == first.copy(above), "the head, by notices");
+    QVERIFY2(scrolled.copy(page) == first.copy(page), "the page, by notices");
+}
+
+void TestPanelLooks::outlinesAreWhole_data()
+{
+    QTest::addColumn<int>("width");
+    for (const int width : {320, 321, 399, 439, 440, 577, 600, 601, 1280})
+        QTest::newRow(qPrintable(QString::number(width))) << width;
+}
+
+// Also the side that ends with the page.
+void TestPanelLooks::outlinesAreWhole()
+{
+    QFETCH(int, width);
+    PageHost host;
+    Window window(host, "mdc", false, {width, 900});
+    QTRY_VERIFY(window.page().isComplete());
+    const QImage image = drawn(window);
+    for (const QString& name : {c_program + ".idFrameProgram", channelValue(0) + ".idFrameChannelText"}) {
+        const QRectF place = sceneRect(*window.item(name));
+        const int y = qRound(place.top() + place.height() / 3);
+        const auto best = [&](int from) {
+            const QColor inside = image.pixelColor(qRound(place.center().x()), y);
+            double found = 1;
+            for (int x = from - 2; x <= from + 2; ++x)
+                found = std::max(found, contrastRatio(image.pixelColor(x, y), inside));
+            return found;
+        };
+        QVERIFY2(best(qRound(place.left())) >= 3, qPrintable(name));
+        QVERIFY2(best(qRound(place.right())) >= 3, qPrintable(name));
+    }
+}
+
 void TestPanelLooks::lampSaysItsState()
 {
     PageHost host;
@@ -672,10 +761,8 @@ void TestPanelLooks::contrastOfThePicture()
     // Under nobody's mouse.
     QTest::mouseMove(&window.window, {1, 1});
     QTRY_VERIFY(sceneRect(*window.item("idState_0")).bottom() < 1000 || !connected);
-    const QSharedPointer<QQuickItemGrabResult> grabbed = window.window.rootObject()->grabToImage();
-    QVERIFY(!grabbed.isNull());
-    QTRY_VERIFY(!grabbed->image().isNull());
-    const QImage image = grabbed->image();
+    const QImage image = drawn(window);
+    QVERIFY(!image.isNull());
 
     const QRectF view = sceneRect(*window.item("idView"));
     const auto isInSight = [&](const QQuickItem* item) {

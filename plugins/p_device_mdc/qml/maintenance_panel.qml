@@ -75,7 +75,7 @@ BasePanelMaintenance {
         Text {
             id: idTitleCommand
             objectName: idColumn.objectName + ".idTitleCommand"
-            topPadding: Style.baseHeight * 2
+            topPadding: Style.baseHeight * 3
             font: Style.fontLabel
             color: idLabelSetProgram.color
             Accessible.role: Accessible.Heading
@@ -308,7 +308,7 @@ BasePanelMaintenance {
         Text {
             id: idTitleStatus
             objectName: idColumn.objectName + ".idTitleStatus"
-            topPadding: Style.baseHeight * 2
+            topPadding: Style.baseHeight * 3
             font: Style.fontLabel
             color: idLabelSetProgram.color
             Accessible.role: Accessible.Heading
@@ -417,8 +417,9 @@ BasePanelMaintenance {
                             //% "off"
                             readonly property string offText: qsTrId("maintenance_panel_Off")
                             Accessible.role: Accessible.Indicator
-                            Accessible.name: idChannelItem.channelName + ": "
-                                             + (idChannelItem.channelValue === 1 ? onText : offText)
+                            Accessible.name: idChannelItem.channelName
+                                             + (idChannelItem.channelValue === undefined ? ""
+                                                : ": " + (idChannelItem.channelValue === 1 ? onText : offText))
                         }
                     }
                 }

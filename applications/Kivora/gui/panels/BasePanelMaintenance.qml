@@ -254,8 +254,8 @@ Item {
                 x: panel.mirrored ? -width : panel.width
                 y: notices.y
                 height: notices.height
-                visible: notices.visible
-                policy: notices.overflows ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
+                visible: notices.visible && notices.overflows
+                policy: ScrollBar.AlwaysOn
             }
 
             Column {
@@ -361,6 +361,8 @@ Item {
                 width: view.width
                 height: stateColumn.y + stateColumn.height
                 enabled: panel.usable
+                // Before the first value a lamp is neither on nor off.
+                readonly property bool valuesKnown: panel.valuesTime > 0
 
                 Column {
                     id: stateColumn

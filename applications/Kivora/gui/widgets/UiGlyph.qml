@@ -11,7 +11,7 @@ Item {
     // Of the icon; the item keeps a gap behind it.
     property real size: Style.compact ? Style.baseHeight * 2 : Style.baseHeight * 3
 
-    width: size + (Style.compact ? Style.baseWidth / 2 : Style.baseWidth)
+    width: size + (Style.compact ? Math.floor(Style.baseWidth / 2) : Style.baseWidth)
     height: size
 
     readonly property var paths: ({
@@ -30,6 +30,22 @@ Item {
         "waiting": "M12 2a10 10 0 1 0 0.01 0 M12 6.5v5.5l4 2.5"
     })
 
+    // Drawn in software, a shape that is clipped away altogether would be drawn all the same.
+    readonly property Flickable scrolled: {
+        let ancestor = parent
+        while (ancestor && !(ancestor instanceof Flickable))
+            ancestor = ancestor.parent
+        return ancestor
+    }
+    readonly property bool inSight: {
+        if (!scrolled)
+            return true
+        // Whatever moves the glyph changes one of these.
+        const places = [scrolled.contentY, scrolled.contentHeight, scrolled.height, scrolled.width, y]
+        const top = mapToItem(scrolled, 0, 0).y
+        return places.length > 0 && top + height > 0 && top < scrolled.height
+    }
+
     Accessible.ignored: true
 
     // At the side where the glyph begins, which is the right one where one reads from there.
@@ -37,6 +53,7 @@ Item {
         anchors.left: parent.left
         width: glyph.size
         height: glyph.size
+        visible: glyph.inSight
 
         Shape {
             width: 24

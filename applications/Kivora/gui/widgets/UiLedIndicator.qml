@@ -1,7 +1,7 @@
 import QtQuick 2.15
 
-// A lamp, and under it whether it is on, in a word. Lit it is a filled disc with a bright centre, else an
-// empty ring: its shape tells what its colour tells.
+// A lamp, and under it whether it is on, in a word, once something is known. Lit it is a filled disc with a
+// bright centre, else an empty ring: its shape tells what its colour tells.
 Item {
     id: indicator
 
@@ -16,6 +16,13 @@ Item {
     //% "off"
     readonly property string offText: qsTrId("panel_indicator_off")
     readonly property string stateText: lit ? onText : offText
+    // As the frame around has it, if there is one that says it.
+    readonly property bool known: {
+        let ancestor = parent
+        while (ancestor && ancestor.valuesKnown === undefined)
+            ancestor = ancestor.parent
+        return !ancestor || ancestor.valuesKnown
+    }
 
     Accessible.role: Accessible.Indicator
     Accessible.name: stateText
@@ -45,7 +52,7 @@ Item {
         Text {
             objectName: "idLampWord"
             anchors.horizontalCenter: parent.horizontalCenter
-            text: indicator.stateText
+            text: indicator.known ? indicator.stateText : ""
             font: Style.fontSmall
             color: indicator.enabled ? Style.textColor : Style.secondaryTextColor
             Accessible.ignored: true
