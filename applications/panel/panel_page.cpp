@@ -113,6 +113,7 @@ void PanelPage::awaitValues()
 
 void PanelPage::follow()
 {
+    m_backend->setTakesOnce(true);
     m_actions = std::make_unique<PageActions>(*m_item, *m_backend);
     m_states = std::make_unique<PageStates>(m_device, *m_backend);
     connect(m_states.get(), &PageStates::ended, this, &PanelPage::stateEnded);

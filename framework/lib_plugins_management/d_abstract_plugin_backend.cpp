@@ -91,12 +91,17 @@ QSharedPointer<const QVariantMap> DAbstractPluginBackend::configuration() const
 bool DAbstractPluginBackend::queueTreatment(int index, const QString& commandName,
                                             const QVariantMap& parameters)
 {
-    if (m_queue.size() >= c_queueCapacity || isUnderWay(index, commandName))
+    if (m_queue.size() >= c_queueCapacity || (m_takesOnce && isUnderWay(index, commandName)))
         return false;
     m_queue.append({m_objectId, index, commandName, parameters});
     scheduleNext();
     Q_EMIT treatmentQueued(index, commandName, parameters);
     return true;
+}
+
+void DAbstractPluginBackend::setTakesOnce(bool takesOnce)
+{
+    m_takesOnce = takesOnce;
 }
 
 bool DAbstractPluginBackend::isUnderWay(int index, const QString& commandName) const

@@ -56,11 +56,14 @@ public:
 
     // Queues one run of the instance's command. `index` is the caller's own: it comes back with
     // the reply and with treatmentReleased. Treatments run one at a time, in order, each after the
-    // handler of the reply before it has returned. False while the queue is full, and while a treatment
-    // with this index and command name waits or runs: a button that is pressed again before its action
-    // is done does not do it twice. An empty command name is taken and released as failed. A failure
-    // that repeats is logged once.
+    // handler of the reply before it has returned. False while the queue is full, and for what
+    // setTakesOnce() keeps out. An empty command name is taken and released as failed. A failure that
+    // repeats is logged once.
     bool queueTreatment(int index, const QString& commandName, const QVariantMap& parameters);
+    // For a host whose operator may press a button again before its action is done: a treatment is refused
+    // while one with its index and command name waits or runs. Off at the start; one without a command name
+    // is always taken.
+    void setTakesOnce(bool takesOnce);
     bool hasPendingTreatments() const;
     // Runs a command at once, past the queue. Exactly one of the two callbacks is called, from the
     // event loop, unless this object has gone. Returns the order's identifier, 0 without a host.
@@ -129,6 +132,7 @@ private:
     bool m_connected = false;
     bool m_complete = false;
     bool m_initialized = false;
+    bool m_takesOnce = false;
     bool m_running = false;
     bool m_scheduled = false;
     Treatment m_current; // while one runs

@@ -205,6 +205,12 @@ void tst_Backend::notTwiceAtATime()
     BackendHost host;
     host.add(c_device);
     const auto backend = completeBackend();
+    QVERIFY(backend->queueTreatment(7, "getInfo", {}) && backend->queueTreatment(7, "getInfo", {}));
+    QTRY_COMPARE(host.runs.size(), 1);
+    host.endFirst(true);
+    QTRY_COMPARE(host.runs.size(), 1);
+    host.endFirst(true);
+    backend->setTakesOnce(true);
     QSignalSpy queued(backend.get(), &DAbstractPluginBackend::treatmentQueued);
     QVERIFY(backend->queueTreatment(100, "setLock", {{"lock", 1}}));
     QCOMPARE(queued.size(), 1);
