@@ -12,6 +12,8 @@ struct PseudoTerminalPair
     QString slaveName; // "/dev/pts/3"
 };
 
+// Without them there is no serial line to simulate.
+bool hasPseudoTerminals();
 // A raw pseudo-terminal, its master not blocking. The caller closes both with closeHandle(). Both -1
 // with a text on failure.
 PseudoTerminalPair openPseudoTerminalPair(QString* error);

@@ -10,6 +10,11 @@
 #include <termios.h>
 #include <unistd.h>
 
+bool hasPseudoTerminals()
+{
+    return true;
+}
+
 PseudoTerminalPair openPseudoTerminalPair(QString* error)
 {
     termios settings{};

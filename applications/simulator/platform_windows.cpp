@@ -2,6 +2,11 @@
 
 #include <winsock2.h>
 
+bool hasPseudoTerminals()
+{
+    return false;
+}
+
 PseudoTerminalPair openPseudoTerminalPair(QString* error)
 {
     if (error != nullptr)

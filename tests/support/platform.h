@@ -18,3 +18,6 @@ QString systemWords(int number);
 // For another process. Not everywhere can anybody do that who does not sit at its console.
 bool canPressCtrlC();
 bool pressCtrlC(qint64 process);
+
+// Wine is not Windows: for what it does not do, with the reason.
+bool runsUnderWine();

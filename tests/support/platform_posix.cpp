@@ -109,3 +109,8 @@ bool pressCtrlC(qint64 process)
 {
     return ::kill(static_cast<pid_t>(process), SIGINT) == 0;
 }
+
+bool runsUnderWine()
+{
+    return false;
+}

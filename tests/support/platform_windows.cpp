@@ -81,3 +81,8 @@ bool pressCtrlC(qint64 /*process*/)
 {
     return false;
 }
+
+bool runsUnderWine()
+{
+    return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
+}

@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/option_set.h"
 #include "applications/bench/demo/demonstration.h"
+#include "applications/simulator/platform.h"
 
 DemoSubcommand::DemoSubcommand()
     : Subcommand({"demo",
@@ -37,7 +38,9 @@ ExitCode DemoSubcommand::run(const GeneralOptions& general, Console& console, In
     QList<GeneralOptions::Simulation> transports;
     if (m_options.showsTcp())
         transports.append(GeneralOptions::Simulation::Tcp);
-    if (m_options.showsRtu())
+    // Who asks for it by name is told why it cannot be had, and that it failed.
+    const bool lacksLine = m_options.showsRtu() && !m_options.onlyRtu && !hasPseudoTerminals();
+    if (m_options.showsRtu() && !lacksLine)
         transports.append(GeneralOptions::Simulation::Rtu);
     int orders = 0;
     for (const GeneralOptions::Simulation transport : std::as_const(transports)) {
@@ -51,6 +54,10 @@ ExitCode DemoSubcommand::run(const GeneralOptions& general, Console& console, In
         if (code != ExitCode::Done)
             return code;
     }
+    if (lacksLine)
+        console.out(
+            QStringLiteral("\nA serial line is not shown: this system has no pseudo-terminals, on which one "
+                           "is simulated.\n"));
     console.out(
         QStringLiteral("\n%1 orders, all as expected.\n"
                        "\n"

@@ -1,3 +1,4 @@
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tcp_relay.h"
 #include "applications/simulator/tests/fault_samples.h"
@@ -304,6 +305,8 @@ void TestSimulatorFaults::faultHitsARegister()
     QCOMPARE(m_simulator->controller().writes().last().toText(), QStringLiteral("tcp: 117 = 8"));
 
     // The same plan on a line.
+    if (!hasPseudoTerminals())
+        QSKIP("the line is a pseudo-terminal");
     QVERIFY(m_simulator->faults().add(QStringLiteral("exception=6@once/0x06#117")));
     openLine(m_simulator->openPseudoTerminal());
     m_line->write(withChecksum(QByteArray::fromHex("01 06 0074 0009")));

@@ -1,5 +1,6 @@
 #include "plugins/p_driver_modbus/tests/modbus_bench.h"
 #include "tests/support/instruction_arguments.h"
+#include "tests/support/platform.h"
 #include "tests/support/process_watch.h"
 
 #include <QTcpSocket>
@@ -104,6 +105,8 @@ void TestModbusFaults::faults()
     QFETCH(QString, instruction);
     QFETCH(int, code);
     QFETCH(bool, prompt);
+    if (fault == ScriptedPeer::Reset && runsUnderWine())
+        QSKIP("Wine does not tell of a connection that is reset in the turn of whoever writes");
 
     ModbusTcpBench bench;
     QVERIFY(bench.listening);
