@@ -205,6 +205,7 @@ private Q_SLOTS:
     void contrastOfThePicture_data();
     void contrastOfThePicture();
     void accessibleTree();
+    void withoutOurFrame_data();
     void withoutOurFrame();
 };
 
@@ -846,9 +847,20 @@ void TestPanelLooks::accessibleTree()
         QVERIFY2(found.count(expected) == 1, qPrintable(expected + QString("\n") + found.join('\n')));
 }
 
+void TestPanelLooks::withoutOurFrame_data()
+{
+    QTest::addColumn<QByteArray>("label");
+    QTest::addColumn<QColor>("colour");
+    QTest::newRow("a text") << QByteArray("Text { color: \"#123456\" }") << QColor("#123456");
+    QTest::newRow("no more than it must be")
+        << QByteArray("Item { property string text; property font font; height: 20 }") << QColor("black");
+}
+
 // In a host with nothing but the components that the page asks for.
 void TestPanelLooks::withoutOurFrame()
 {
+    QFETCH(QByteArray, label);
+    QFETCH(QColor, colour);
     const QTemporaryDir folder;
     const auto write = [&](const QString& name, const QByteArray& text) {
         const QString path = folder.filePath("applications/Kivora/gui/" + name);
@@ -860,7 +872,7 @@ void TestPanelLooks::withoutOurFrame()
                   "import QtQuick 2.15\nItem { property string name; property bool connected\n"
                   "property Item contentItem; property real spacing: 4; signal updateData()\n"
                   "width: 400; height: 700; onContentItemChanged: contentItem.parent = this }"));
-    QVERIFY(write("widgets/UiLabel.qml", "import QtQuick 2.15\nText { color: \"#123456\" }"));
+    QVERIFY(write("widgets/UiLabel.qml", "import QtQuick 2.15\n" + label));
     QVERIFY(write("widgets/UiGlyph.qml",
                   "import QtQuick 2.15\nItem { property string name; width: 20; height: 20 }"));
     QVERIFY(write("widgets/UiLedIndicator.qml",
@@ -911,7 +923,7 @@ void TestPanelLooks::withoutOurFrame()
     // Titles, values and what is typed have the colour of the host's own labels.
     for (const QString& name : {QString("idColumn.idTitleCommand"), QString("idColumn.idTitleStatus"),
                                 c_field, channelValue(0) + ".idFrameChannelText.idChannelText"})
-        QCOMPARE(item(name)->property("color").value<QColor>(), QColor("#123456"));
+        QCOMPARE(item(name)->property("color").value<QColor>(), colour);
     item(c_field)->forceActiveFocus();
     QTest::keyClick(&view, Qt::Key_Return);
     QCOMPARE(accessibleDescription(item(c_field)), QString("maintenance_panel_Program_missing"));

@@ -33,6 +33,9 @@ BasePanelMaintenance {
         width: rootItem.width
         spacing: rootItem.spacing
 
+        // Of the host's labels, as far as they have one: the page does not know what it stands on.
+        readonly property color labelColor: idLabelSetProgram.color || "black"
+
         ListView {
             id: idDeviceInfo
             objectName: idColumn.objectName + ".idDeviceInfo"
@@ -77,7 +80,7 @@ BasePanelMaintenance {
             objectName: idColumn.objectName + ".idTitleCommand"
             topPadding: Style.baseHeight * 3
             font: Style.fontLabel
-            color: idLabelSetProgram.color
+            color: idColumn.labelColor
             Accessible.role: Accessible.Heading
             Accessible.name: text
             //% "Controller commands"
@@ -139,7 +142,7 @@ BasePanelMaintenance {
                             objectName: idFrameProgram.objectName + ".idInputProgram"
                             anchors.fill: parent
                             font: Style.fontLabel
-                            color: idLabelSetProgram.color
+                            color: idColumn.labelColor
                             horizontalAlignment: TextInput.AlignHCenter
                             verticalAlignment: TextInput.AlignVCenter
                             activeFocusOnTab: true
@@ -310,7 +313,7 @@ BasePanelMaintenance {
             objectName: idColumn.objectName + ".idTitleStatus"
             topPadding: Style.baseHeight * 3
             font: Style.fontLabel
-            color: idLabelSetProgram.color
+            color: idColumn.labelColor
             Accessible.role: Accessible.Heading
             Accessible.name: text
             //% "Controller Status"
@@ -395,7 +398,7 @@ BasePanelMaintenance {
                                 objectName: idFrameChannelText.objectName + ".idChannelText"
                                 anchors.centerIn: parent
                                 font: Style.fontLabel
-                                color: idLabelSetProgram.color
+                                color: idColumn.labelColor
                                 // Nothing has been read yet: no value to show.
                                 visible: idChannelItem.channelValue !== undefined
                                 text: String(idChannelItem.channelValue)
