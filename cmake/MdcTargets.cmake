@@ -257,6 +257,8 @@ if(MDC_WINE)
     set(MDC_TEST_ENVIRONMENT
         WINEQT_QPA_PLATFORM=offscreen
         WINEQT_FORCE_STDERR_LOGGING=1
+        # Wine has no letters of its own.
+        WINEQT_QPA_FONTDIR=Z:/usr/share/fonts/truetype/dejavu
         "WINEQT_PLUGIN_PATH=Z:${MDC_WINDOWS_QT}/plugins"
         "WINEQML2_IMPORT_PATH=Z:${MDC_WINDOWS_QT}/qml"
         "WINEPATH=Z:${PROJECT_BINARY_DIR}/bin\\;Z:${MDC_WINDOWS_QT}/bin"
@@ -353,5 +355,8 @@ function(mdc_add_fuzz_target name)
         target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp)
         add_test(NAME ${name} COMMAND ${name} ${CMAKE_CURRENT_SOURCE_DIR}/${arg_CORPUS} ${arg_CHANGES})
         set_tests_properties(${name} PROPERTIES TIMEOUT 120)
+        if(MDC_WINE)
+            set_tests_properties(${name} PROPERTIES ENVIRONMENT "${MDC_TEST_ENVIRONMENT}")
+        endif()
     endif()
 endfunction()

@@ -1,5 +1,6 @@
 #include "tests/support/bench_fixture.h"
 
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "plugins/p_device_mdc/model/backup_file.h"
 #include "plugins/p_device_mdc/model/backup_range.h"
@@ -236,6 +237,8 @@ void TestBackupRestore::restoresWhatWasChosen()
     QFETCH(bool, extras);
     QFETCH(int, count);
     QFETCH(QList<int>, registers);
+    if (serial && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     BenchFixture bench;
     QVERIFY2(bench.start(profile, serial ? Transport::Rtu : Transport::Tcp), qPrintable(bench.error()));
     SimulatedController& controller = bench.simulator().controller();

@@ -1,3 +1,4 @@
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/support/bench_fixture.h"
 #include "tests/support/profile_rows.h"
@@ -113,6 +114,8 @@ void tst_EndToEnd::fiveCommands()
     QFETCH(QString, controllerModel);
     QFETCH(QString, version);
     QFETCH(int, generation);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QVERIFY2(m_bench.start(profile, transportOf(rtu)), qPrintable(m_bench.error()));
     SimulatedController& controller = m_bench.simulator().controller();
 

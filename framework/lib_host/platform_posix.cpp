@@ -89,6 +89,11 @@ int errnoOf(int systemError)
     return systemError == EDQUOT ? ENOSPC : systemError;
 }
 
+bool openToRead(QFile& file)
+{
+    return file.open(QIODevice::ReadOnly);
+}
+
 bool putInPlace(const QString& from, const QString& to, DFileFailure* failure)
 {
     std::error_code renaming;

@@ -1,6 +1,7 @@
 #include <lib_host/platform.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
@@ -8,6 +9,11 @@
 #include <windows.h>
 
 namespace {
+
+// A file that somebody reads cannot be replaced, and one that is being replaced cannot be read. Whoever looks
+// at it, as a scanner does, has done so soon.
+constexpr int c_attempts = 20;
+constexpr DWORD c_pause = 10; // ms
 
 // In the form that has no limit on its length: a path of letters and one of a share have their own.
 std::wstring unlimitedPath(const QString& path)

@@ -2,6 +2,7 @@
 
 #include <lib_host/file_lock.h>
 #include <lib_host/file_replacement.h>
+#include <lib_host/platform.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -164,7 +165,7 @@ bool DPropertiesFile::read(Objects* objects, QString* error) const
     QFile file(m_path);
     // What is no file may never end.
     const bool isFile = m_path.isEmpty() || info.isFile();
-    if (!isFile || !file.open(QIODevice::ReadOnly))
+    if (!isFile || !openToRead(file))
         return fail(error, QStringLiteral("%1: cannot be read (%2): it is left as it is; make it readable "
                                           "for this user%3")
                                .arg(m_path, isFile ? file.errorString() : QStringLiteral("it is no file"),

@@ -297,6 +297,10 @@ void TestTranslations::programSpeaks()
     QFETCH(QStringList, options);
     QFETCH(QStringList, environment);
     QFETCH(QString, name);
+#ifdef Q_OS_WIN
+    if (!environment.isEmpty() && options.isEmpty())
+        QSKIP("the language is the user's setting here, and no variable of the environment");
+#endif
     int exitCode = -1;
     const QString output =
         outputOf(QStringList{"run", "getInfo", "--format", "jsonl"} + options, environment, &exitCode);

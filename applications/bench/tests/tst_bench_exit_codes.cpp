@@ -3,6 +3,7 @@
 
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/subcommand_table.h"
+#include "applications/simulator/platform.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
@@ -295,6 +296,11 @@ int lineCount(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll().count('\n') : 0;
 }
 
+bool isOnALine(const QStringList& arguments)
+{
+    return arguments.contains("rtu") || arguments.contains("--rtu");
+}
+
 // Which subcommand the row is about; empty for none.
 QString subcommandOf(const Row& row, const Subcommands& subcommands)
 {
@@ -341,6 +347,8 @@ private Q_SLOTS:
         QFETCH(int, row);
         if (m_rows.at(row).interruptedAfter != nullptr)
             MDC_SKIP_WITHOUT_CTRL_C();
+        if (isOnALine(m_rows.at(row).arguments) && !hasPseudoTerminals())
+            QSKIP("a serial line is a pseudo-terminal");
         const QString out = QString::fromUtf8(m_rows.at(row).out);
         const QString err = QString::fromUtf8(m_rows.at(row).err);
         const BenchEnd ended = run(m_rows.at(row));
@@ -392,6 +400,8 @@ private Q_SLOTS:
         const QString trace = here.filePath("trace.txt");
         if (isEndless)
             MDC_SKIP_WITHOUT_CTRL_C();
+        if (isOnALine(words) && !hasPseudoTerminals())
+            QSKIP("a serial line is a pseudo-terminal");
         if (isEndless)
             words = QStringList{"--trace", trace} + words;
         QProcess process;

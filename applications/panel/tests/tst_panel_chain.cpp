@@ -2,6 +2,7 @@
 // in the bench's.
 
 #include "applications/panel/panel_window.h"
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/support/bench_fixture.h"
 #include "tests/support/bench_program.h"
@@ -535,6 +536,8 @@ void TestPanelChain::pictures()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QSize, size);
+    if (arguments.contains("rtu") && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     const QTemporaryDir folder;
     const QString path = folder.filePath("page.png");
     const Ended ended = runProgram(QStringList{"panel", "--screenshot", path} + arguments);
@@ -647,6 +650,8 @@ void TestPanelChain::windowEndsOnInterrupt()
 // It would double the time that each of their calls takes.
 void TestPanelChain::otherSubcommandsDoWithoutQuick()
 {
+    if (!canPressCtrlC())
+        QSKIP("there is no ldd: scripts/windows/check_package.py reads what programs need");
     QProcess libraries;
     libraries.start("ldd", {c_program});
     QVERIFY(libraries.waitForFinished());

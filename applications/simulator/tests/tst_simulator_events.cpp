@@ -2,6 +2,7 @@
 #include "applications/simulator/tests/simulator_fixture.h"
 #include "applications/simulator/tightening_cycles.h"
 #include "applications/simulator/tightening_event.h"
+#include "tests/support/platform.h"
 
 #include <QSet>
 #include <QTest>
@@ -53,6 +54,8 @@ void TestSimulatorEvents::showsEvents()
 // However a read falls between the cycles, what it brings is one event.
 void TestSimulatorEvents::blockReadsHoldOneEvent()
 {
+    if (runsUnderWine())
+        QSKIP("so many exchanges take more than five minutes under Wine");
     constexpr int c_events = 1000;
     constexpr int c_size = 16;
     const auto layout = layoutOfDescriptors(sampleEventDescriptors(), 6201, c_size, nullptr);

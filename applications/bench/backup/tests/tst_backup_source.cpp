@@ -25,6 +25,14 @@ bool writeFile(const QString& path, const QByteArray& content)
 const QByteArray c_header = "Driver Parameter data file,\nDriver model,MDC-32\nDriver serial,7\n"
                             "Firmware version,4.01.2\nDate,3/5/2024\n";
 
+// What the system says of a file that is not there.
+QString absentFileWords()
+{
+    QFile file(QDir::temp().filePath("a file that nobody has"));
+    file.open(QIODevice::ReadOnly);
+    return file.errorString();
+}
+
 } // namespace
 
 class TstBackupSource : public QObject
@@ -38,7 +46,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("detail");     // empty: it is read
         QTest::newRow("good") << c_header + "A0001,5\n"
                               << "";
-        QTest::newRow("absent") << QByteArray() << "No such file";
+        QTest::newRow("absent") << QByteArray() << absentFileWords();
         QTest::newRow("other model") << QByteArray(c_header).replace("MDC-32", "MDC-22") + "A0001,5\n"
                                      << "of the model \"MDC-22\"";
         QTest::newRow("a word") << c_header + "A0001,5\nA0002,x\n"

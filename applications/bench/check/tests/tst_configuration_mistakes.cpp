@@ -401,8 +401,12 @@ private Q_SLOTS:
         const auto line = std::find_if(lines.cbegin(), lines.cend(),
                                        [&finding](const QString& said) { return hasParts(said, finding); });
         QVERIFY2(line != lines.cend(), qPrintable(all));
-        const QList<QStringList> documented = documentedMistakes();
-        for (const QStringList& row : documented) {
+        QFile absent(QDir::temp().filePath("a file that nobody has"));
+        absent.open(QIODevice::ReadOnly);
+        QList<QStringList> documented = documentedMistakes();
+        for (QStringList& row : documented) {
+            // The page has the words of Linux.
+            row.replaceInStrings("No such file or directory", absent.errorString());
             if (row.value(0) == QTest::currentDataTag())
                 QVERIFY2(line->startsWith(row.value(1) + ' ') && line->contains(row.value(2)),
                          qPrintable(row.join(" | ") + '\n' + *line));
