@@ -112,12 +112,18 @@ int errnoOf(int systemError)
     }
 }
 
+bool openToRead(QFile& file)
+{
+    for (int attempt = 1; !file.open(QIODevice::ReadOnly); ++attempt) {
+        if (attempt == c_attempts || GetLastError() != ERROR_SHARING_VIOLATION)
+            return false;
+        Sleep(c_pause);
+    }
+    return true;
+}
+
 bool putInPlace(const QString& from, const QString& to, DFileFailure* failure)
 {
-    // A file that somebody reads cannot be replaced. Whoever looks at it, as a scanner does, has done so
-    // soon.
-    constexpr int c_attempts = 20;
-    constexpr DWORD c_pause = 10; // ms
     const std::wstring source = unlimitedPath(from);
     const std::wstring target = unlimitedPath(to);
     for (int attempt = 1;; ++attempt) {
