@@ -1,5 +1,6 @@
 #include <lib_host/plugin_loader.h>
 
+#include <lib_plugins_management/contract_version.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QDir>
@@ -15,6 +16,24 @@ const QString c_interfacePrefix = QStringLiteral("org.mdcbench.");
 DLoadedPlugin refused(const QString& file, const QString& why)
 {
     return {file, nullptr, QStringLiteral("%1: %2").arg(file, why)};
+}
+
+// Why a plug-in of this contract cannot run here; empty when it can. One that says nothing is taken as it is.
+QString contractProblem(const QString& contract)
+{
+    using namespace contract_version;
+    if (contract.isEmpty())
+        return {};
+    const int breaking = contract.section(QLatin1Char('.'), 0, 0).toInt();
+    const int compatible = contract.section(QLatin1Char('.'), 1).toInt();
+    if (breaking == c_breaking && compatible <= c_compatible)
+        return {};
+    return QStringLiteral(
+               "was built against version %1 of the contract between hosts and plug-ins, and this host "
+               "has %2.%3: build it against the headers of this host, or use it with one of its own")
+        .arg(contract)
+        .arg(c_breaking)
+        .arg(c_compatible);
 }
 
 DLoadedPlugin loadFile(const QString& file)
@@ -36,6 +55,13 @@ DLoadedPlugin loadFile(const QString& file)
         return refused(file,
                        QStringLiteral("has the interface \"%1\"; \"%2\" is needed").arg(interface, wanted));
     }
+    const QString contract = metaData.value(QLatin1String("MetaData"))
+                                 .toObject()
+                                 .value(QLatin1String(contract_version::c_contract))
+                                 .toString();
+    const QString problem = contractProblem(contract);
+    if (!problem.isEmpty())
+        return refused(file, problem);
     QObject* const object = loader.instance();
     if (object == nullptr)
         return refused(file, QStringLiteral("cannot be loaded (%1)").arg(loader.errorString()));

@@ -1,11 +1,15 @@
 #include "applications/bench/core/bench.h"
 
+#include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/command_line.h"
 #include "applications/bench/core/platform.h"
 #include "applications/bench/core/program_end.h"
 #include "applications/bench/core/reader_watch.h"
 #include "applications/bench/core/simulation_help.h"
 #include "applications/bench/core/translations.h"
+#include "applications/bench/core/version_text.h"
+
+#include <lib_host/d_host.h>
 
 #include <QCoreApplication>
 
@@ -49,9 +53,21 @@ ExitCode runSubcommand(Subcommand& subcommand, const GeneralOptions& general)
     return endProgram(console, format, subcommand.run(general, console, interrupt));
 }
 
+// The plug-ins that a call without options would load.
+ExitCode sayVersions(std::optional<OutputFormat> format, int& argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    DHost host;
+    ParsedCommandLine parsed;
+    parsed.text = versionText(host.loadPlugins(bundledPluginFolder()));
+    return say(parsed, format);
+}
+
 ExitCode runParsed(const ParsedCommandLine& parsed, std::optional<OutputFormat> format, int& argc,
                    char** argv)
 {
+    if (parsed.isVersion)
+        return sayVersions(format, argc, argv);
     if (parsed.subcommand == nullptr)
         return say(parsed, format);
     BenchProblem problem;

@@ -35,6 +35,11 @@ BenchSession::BenchSession(const GeneralOptions& general, const QString& object,
     });
 }
 
+QString bundledPluginFolder()
+{
+    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
+}
+
 BenchSession::~BenchSession() = default;
 
 QString BenchSession::configurationName() const
@@ -45,9 +50,7 @@ QString BenchSession::configurationName() const
 
 QString BenchSession::pluginFolder() const
 {
-    return m_general.pluginFolder.isEmpty()
-               ? QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"))
-               : m_general.pluginFolder;
+    return m_general.pluginFolder.isEmpty() ? bundledPluginFolder() : m_general.pluginFolder;
 }
 
 std::optional<BenchProblem> BenchSession::loadConfigurationFile()

@@ -22,6 +22,9 @@
 class DAbstractPlugin;
 class Simulator;
 
+// Where the plug-ins are that come with the program. Needs the application object.
+QString bundledPluginFolder();
+
 // One bench while it is used: the configuration, the plug-ins, the host with its objects and, when
 // asked for, a simulated controller in this process. The four steps are taken in their order, each
 // once and only after the one before it has succeeded; open() takes them all.

@@ -149,8 +149,8 @@ ParsedCommandLine parseCommandLine(const Subcommands& subcommands, const QString
         return parser.parse(arguments);
     } catch (const CLI::CallForHelp&) {
         parsed.text = parser.help();
-    } catch (const CLI::CallForVersion& version) {
-        parsed.text = QString::fromStdString(version.what()) + QLatin1Char('\n');
+    } catch (const CLI::CallForVersion&) {
+        parsed.isVersion = true;
     } catch (const CLI::ParseError& error) {
         parsed.exitCode = ExitCode::Usage;
         parsed.text = parser.describe(error);

@@ -14,7 +14,9 @@ struct ParsedCommandLine
     Subcommand* subcommand = nullptr;
     GeneralOptions general;
     ExitCode exitCode = ExitCode::Done;
-    // Help or version for standard output (exit code Done), else what is wrong, for standard error.
+    // The text is to be that of the versions, which takes the plug-ins.
+    bool isVersion = false;
+    // Help for standard output (exit code Done), else what is wrong, for standard error.
     QString text;
 };
 

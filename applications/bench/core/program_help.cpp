@@ -97,17 +97,12 @@ const char* const c_programDescription =
     "Run commands of device plug-ins at a test bench, or try them without any device:\n"
     "without --config a simulated controller runs inside this program.";
 
-QString versionText()
-{
-    return QStringLiteral("mdc-bench %1 (Qt %2)")
-        .arg(QStringLiteral(MDC_BENCH_VERSION), QString::fromLatin1(qVersion()));
-}
-
 void addProgramHelp(CLI::App& app)
 {
     app.formatter(std::make_shared<HelpFormatter>());
     app.get_help_ptr()->group(c_generalGroup);
-    app.set_version_flag("--version", versionText().toStdString(), "Print the version and exit")
+    // The text needs the plug-ins: whoever parses makes it.
+    app.set_version_flag("--version", "", "Print the versions of program, contract, Qt and plug-ins and exit")
         ->group(c_generalGroup);
     app.footer(c_examples + exitCodeTable().toStdString());
 }

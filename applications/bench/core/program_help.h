@@ -10,9 +10,6 @@ class App;
 
 extern const char* const c_programDescription;
 
-// "mdc-bench 0.1.0 (Qt 5.15.8)".
-QString versionText();
-
 // Adds --version, the layout of the help, its examples and its table of exit codes. The subcommands that are
 // added afterwards have the same layout; theirs shows the program's options too.
 void addProgramHelp(CLI::App& app);

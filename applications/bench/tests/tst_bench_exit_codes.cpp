@@ -62,7 +62,7 @@ QList<Row> rowsOfRun()
          "it is a MDC-32, generation 2"},
         {"0 after --", {"run", "setDirection", "--", "direction=1"}, 0, "doneOk  true", ""},
         {"0 help", {"--help"}, 0, "Usage: mdc-bench", ""},
-        {"0 version", {"--version"}, 0, "mdc-bench ", ""},
+        {"0 version", {"--version"}, 0, "Plugin Device MDC 1.0 (", ""},
         {"0 faults", {"run", "getInfo", "--fault", "help"}, 0, "no-answer", ""},
     };
 }

@@ -1,12 +1,14 @@
 #include "framework/lib_host/tests/plugins/empty_plugin.h"
 
 #include <lib_host/d_host.h>
+#include <lib_plugins_management/contract_version.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QLibrary>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -49,6 +51,7 @@ class tst_PluginLoader : public QObject
 
 private Q_SLOTS:
     void good();
+    void contractIsTheHeaders();
     void refused_data();
     void refused();
     void textNamedLikeALibrary();
@@ -89,6 +92,16 @@ void tst_PluginLoader::good()
     QCOMPARE(instance->objectUuid(), uuid);
 }
 
+// What the metadata of plug-ins tells is what the headers are.
+void tst_PluginLoader::contractIsTheHeaders()
+{
+    QFile file(MDC_SOURCE_DIRECTORY "/framework/lib_plugins_management/contract.json");
+    QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.errorString()));
+    const QJsonObject told = QJsonDocument::fromJson(file.readAll()).object();
+    QCOMPARE(told.value(contract_version::c_contract).toString(),
+             QString("%1.%2").arg(contract_version::c_breaking).arg(contract_version::c_compatible));
+}
+
 void tst_PluginLoader::refused_data()
 {
     QTest::addColumn<QString>("target");
@@ -100,6 +113,8 @@ void tst_PluginLoader::refused_data()
         << "\"com.example.ForeignInterface\".*\"org.mdcbench.ForeignInterface\"";
     QTest::newRow("another root object") << "tst_other_root"
                                          << "OtherRoot.*is no plug-in object";
+    QTest::newRow("another contract") << "tst_other_contract"
+                                      << "version 2\\.0 of the contract.*this host has 1\\.0.*build it";
 #ifdef Q_OS_WIN
     // Which one it is the system keeps to itself.
     QTest::newRow("lacks a library") << "tst_needs_missing_library"

@@ -8,7 +8,7 @@
 class PDeviceMdc : public DAbstractPlugin
 {
     Q_OBJECT
-    Q_PLUGIN_METADATA(IID "org.mdcbench.PDeviceMdc")
+    Q_PLUGIN_METADATA(IID "org.mdcbench.PDeviceMdc" FILE "lib_plugins_management/contract.json")
 
 public:
     explicit PDeviceMdc(const QUuid& objectUuid = QUuid(), QObject* parent = nullptr);

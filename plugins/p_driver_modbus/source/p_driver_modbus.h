@@ -18,7 +18,7 @@ class PollSchedule;
 class PDriverModbus : public DAbstractPlugin
 {
     Q_OBJECT
-    Q_PLUGIN_METADATA(IID "org.mdcbench.PDriverModbus")
+    Q_PLUGIN_METADATA(IID "org.mdcbench.PDriverModbus" FILE "lib_plugins_management/contract.json")
     Q_PROPERTY(QByteArray configurationSchema READ configurationSchema CONSTANT)
     Q_PROPERTY(QVariantMap driverDescription READ driverDescription CONSTANT)
 

@@ -3,7 +3,7 @@
 class GoodPlugin : public EmptyPlugin
 {
     Q_OBJECT
-    Q_PLUGIN_METADATA(IID "org.mdcbench.GoodPlugin")
+    Q_PLUGIN_METADATA(IID "org.mdcbench.GoodPlugin" FILE "lib_plugins_management/contract.json")
 
 public:
     GoodPlugin()

@@ -1,0 +1,18 @@
+#pragma once
+
+// The version of the binary contract between hosts and plug-ins. docs/host.md says what changes which number.
+// contract.json tells it in the metadata of a plug-in's file:
+//   Q_PLUGIN_METADATA(IID "org.mdcbench.<class>" FILE "lib_plugins_management/contract.json")
+// A host refuses a file that tells of another one, before any of its code has run; one that tells nothing is
+// taken as it is.
+namespace contract_version {
+
+// A plug-in runs in a host of the same number only.
+constexpr int c_breaking = 1;
+// A host may have a higher one than the plug-in was built against, not a lower one.
+constexpr int c_compatible = 0;
+
+// The entry of the metadata: "1.0".
+constexpr char c_contract[] = "contract";
+
+} // namespace contract_version
