@@ -1,0 +1,165 @@
+# Made by scripts/shell_texts.py from what mdc-bench says of itself: do not edit.
+
+# The words as they were typed: bash takes "name=value" apart.
+_mdc_bench_words() {
+    local i joined=0
+    _mdc_words=()
+    for ((i = 0; i <= COMP_CWORD; i++)); do
+        if [ "${COMP_WORDS[i]}" = "=" ] && ((i > 0)); then
+            _mdc_words[${#_mdc_words[@]}-1]+="="
+            joined=1
+        elif [ $joined = 1 ]; then
+            _mdc_words[${#_mdc_words[@]}-1]+="${COMP_WORDS[i]}"
+            joined=0
+        else
+            _mdc_words+=("${COMP_WORDS[i]}")
+        fi
+    done
+}
+
+# The configuration, and the files beside it that it names.
+_mdc_bench_files() {
+    local config=$1 folder name
+    [ -r "$config" ] || return
+    folder=$(dirname -- "$config")
+    printf '%s\n' "$config"
+    sed -n '/"configurationFiles"/,/\]/p' "$config" | grep -o '"[^"]*\.json"' | tr -d '"' | while read -r name; do
+        [ -r "$folder/$name" ] && printf '%s\n' "$folder/$name"
+    done
+}
+
+_mdc_bench_objects() {
+    if [ -n "$1" ]; then
+        sed -n 's/.*"name": *"\([^"]*\)".*/\1/p' "$1" 2>/dev/null
+    else
+        printf '%s\n' mdc modbus
+    fi
+}
+
+_mdc_bench_channels() {
+    if [ -z "$1" ]; then
+        printf '%s\n' alarm alarmReset alarmV2 currentPreset currentPresetV2 direction directionChange directionChangeV2 directionV2 eventData eventDataV2 lock lockChange lockChangeV2 lockScreen lockScreenGen1V1 lockScreenV2 lockV2 motorRun motorRunV2 presetChange presetChangeV2 presets presetsV2 screenLock screenLockV2 torqueUnit torqueUnitGen1V1 torqueUnitV2
+        return
+    fi
+    local file
+    _mdc_bench_files "$1" | while read -r file; do
+        grep -o '"id": *"[A-Za-z][A-Za-z0-9_]*"' "$file" | sed 's/.*"\([^"]*\)"$/\1/'
+    done | grep -vxE 'register|size|readRegisterType|writeRegisterType' | sort -u
+}
+
+_mdc_bench() {
+    local cur prev sub="" command="" config="" word i options
+    local -a _mdc_words
+    _mdc_bench_words
+    cur=${_mdc_words[${#_mdc_words[@]}-1]}
+    prev=""
+    [ ${#_mdc_words[@]} -gt 1 ] && prev=${_mdc_words[${#_mdc_words[@]}-2]}
+    for ((i = 1; i < ${#_mdc_words[@]} - 1; i++)); do
+        word=${_mdc_words[i]}
+        case "$word" in
+            --config) config=${_mdc_words[i+1]} ;;
+            --config=*) config=${word#--config=} ;;
+        esac
+        case " --config --count --fault --folder --format --keep --language --name --object --output --plugins --presets --press --profile --program-value --properties --rotate-size --screenshot --seconds --simulate --size --snapshot-folder --timeout --trace " in
+            *" $word "*) i=$((i + 1)); continue ;;
+        esac
+        case "$word" in
+            -*) ;;
+            *) if [ -z "$sub" ]; then sub=$word; elif [ -z "$command" ]; then command=$word; fi ;;
+        esac
+    done
+    config=${config/#\~\//$HOME/}
+    COMPREPLY=()
+    case "$prev" in
+        --config) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --count) return ;;
+        --fault) COMPREPLY=($(compgen -W "help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart" -- "$cur")); return ;;
+        --folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --format) COMPREPLY=($(compgen -W "table json jsonl csv" -- "$cur")); return ;;
+        --keep) return ;;
+        --language) COMPREPLY=($(compgen -W "en fr" -- "$cur")); return ;;
+        --name) return ;;
+        --object) COMPREPLY=($(compgen -W "$(_mdc_bench_objects "$config")" -- "$cur")); return ;;
+        --output) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --plugins) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --presets) return ;;
+        --press) return ;;
+        --profile) COMPREPLY=($(compgen -W "mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2" -- "$cur")); return ;;
+        --program-value) return ;;
+        --properties) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --rotate-size) return ;;
+        --screenshot) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --seconds) return ;;
+        --simulate) COMPREPLY=($(compgen -W "tcp rtu none" -- "$cur")); return ;;
+        --size) return ;;
+        --snapshot-folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --timeout) return ;;
+        --trace) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+    esac
+    case "$cur" in
+        -*)
+            case "$sub" in
+                "") options="--help --version --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                demo) options="--help --tcp --rtu --config --plugins --properties --trace --simulate --profile --fault --language --verbose --quiet" ;;
+                list) options="--help --timeout --ports --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                commands) options="--help --object --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                run) options="--help --object --timeout --no-identify --force --count --seconds --changes --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                results) options="--help --object --output --rotate-size --keep --program-value --count --seconds --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                backup) options="--help --object --timeout --name --folder --force --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                restore) options="--help --object --timeout --presets --extras --dry-run --verify --no-snapshot --snapshot-folder --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                compare) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                check) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+            esac
+            COMPREPLY=($(compgen -W "$options" -- "$cur"))
+            return
+            ;;
+    esac
+    case "$sub" in
+        "") COMPREPLY=($(compgen -W "demo list commands run results backup restore compare panel check" -- "$cur")) ;;
+        restore | compare) COMPREPLY=($(compgen -f -- "$cur")) ;;
+        run)
+            if [ -z "$command" ]; then
+                COMPREPLY=($(compgen -W "getInfo setDirection setProgram SetTriggerProgram setLock setLockScreen listenEventsData listenMotorRunState getPresetData backup restoreBackup resetAlarm getRegister read write listen deviceInformation" -- "$cur"))
+                return
+            fi
+            local values=""
+            case "$command:$cur" in
+                setDirection:direction=*) values="0 1" ;;
+                SetTriggerProgram:resetMode=*) values="true false" ;;
+                setLock:lock=*) values="0 1 2 3" ;;
+                setLock:unlockLoosening=*) values="true false" ;;
+                restoreBackup:loadControllerParams=*) values="true false" ;;
+                *:channel=*) values=$(_mdc_bench_channels "$config") ;;
+                *=*) ;;
+                *)
+                    case "$command" in
+                        getInfo) values="reference=" ;;
+                        setDirection) values="direction=" ;;
+                        setProgram) values="program=" ;;
+                        SetTriggerProgram) values="resetMode=" ;;
+                        setLock) values="lock= unlockLoosening=" ;;
+                        getPresetData) values="preset=" ;;
+                        backup) values="backupName= folderPath=" ;;
+                        restoreBackup) values="filePath= startPreset= endPreset= loadControllerParams=" ;;
+                        getRegister) values="channel=" ;;
+                        read) values="register= registerType= dataSize=" ;;
+                        write) values="register= registerType= dataSize= data=" ;;
+                        listen) values="register= registerType= dataSize= recurrentInterval=" ;;
+                    esac
+                    COMPREPLY=($(compgen -W "$values" -- "$cur"))
+                    type compopt >/dev/null 2>&1 && compopt -o nospace 2>/dev/null
+                    return
+                    ;;
+            esac
+            # bash completes behind the "=", zsh the whole word.
+            if [ -n "${ZSH_VERSION:-}" ]; then
+                COMPREPLY=($(compgen -P "${cur%%=*}=" -W "$values" -- "${cur#*=}"))
+            else
+                COMPREPLY=($(compgen -W "$values" -- "${cur#*=}"))
+            fi
+            ;;
+    esac
+}
+
+complete -F _mdc_bench mdc-bench
