@@ -111,11 +111,11 @@ void tst_EndToEnd::fiveCommands()
 {
     QFETCH(QString, profile);
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QFETCH(QString, controllerModel);
     QFETCH(QString, version);
     QFETCH(int, generation);
-    if (rtu && !hasPseudoTerminals())
-        QSKIP("a serial line is a pseudo-terminal");
     QVERIFY2(m_bench.start(profile, transportOf(rtu)), qPrintable(m_bench.error()));
     SimulatedController& controller = m_bench.simulator().controller();
 
@@ -169,6 +169,8 @@ void tst_EndToEnd::refusedWrite_data()
 void tst_EndToEnd::refusedWrite()
 {
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QVERIFY2(m_bench.start("mdc32-gen2", transportOf(rtu)), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
 
@@ -197,6 +199,8 @@ void tst_EndToEnd::unansweredWriteIsUncertain_data()
 void tst_EndToEnd::unansweredWriteIsUncertain()
 {
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QVERIFY2(m_bench.start("mdc32-gen2", transportOf(rtu)), qPrintable(m_bench.error()));
     QVERIFY(m_bench.run("getInfo").ok);
 
@@ -258,6 +262,8 @@ void tst_EndToEnd::unitAndAddressOffset_data()
 void tst_EndToEnd::unitAndAddressOffset()
 {
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QFETCH(int, unit);
     QFETCH(int, offset);
     QFETCH(int, code);
