@@ -102,15 +102,15 @@ function(mdc_install_desktop)
     install(FILES ${PROJECT_BINARY_DIR}/pdevicemdc.spdx.json
         DESTINATION ${MDC_INSTALL_DOCUMENTATION} COMPONENT runtime OPTIONAL)
 
-    configure_file(packaging/changelog.Debian.in ${made}/changelog.Debian @ONLY)
-    execute_process(COMMAND gzip -9nkf ${made}/changelog.Debian COMMAND_ERROR_IS_FATAL ANY)
+    configure_file(packaging/changelog.in ${made}/changelog @ONLY)
+    execute_process(COMMAND gzip -9nkf ${made}/changelog COMMAND_ERROR_IS_FATAL ANY)
     foreach(package IN ITEMS pdevicemdc:runtime pdevicemdc-dev:development)
         string(REPLACE ":" ";" parts ${package})
         list(GET parts 0 name)
         list(GET parts 1 component)
         install(FILES COPYRIGHT DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} RENAME copyright
             COMPONENT ${component})
-        install(FILES ${made}/changelog.Debian.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+        install(FILES ${made}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
             COMPONENT ${component})
     endforeach()
 endfunction()

@@ -17,13 +17,11 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-    "device plug-in, bench and simulator for MDC screwdriver controllers
- A Qt 5 device plug-in with which a host test-and-automation application drives
+    "A Qt 5 device plug-in with which a host test-and-automation application drives
  an MDC screwdriver controller, a driver plug-in for Modbus over TCP and serial
  lines, a bench on the command line and in a window, and a simulated controller.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "headers of the host contract for plug-ins and hosts
- What hosts and plug-ins are built against: the headers of the contract, of its
+    "What hosts and plug-ins are built against: the headers of the contract, of its
  utilities and of the reference host, the package files for CMake, and examples.")
 set(CPACK_COMPONENT_EXAMPLES_GROUP development)
 set(CPACK_COMPONENT_DEVELOPMENT_GROUP development)
