@@ -14,7 +14,9 @@ if(MSVC)
     target_compile_options(mdc_options INTERFACE /utf-8 /W4 /WX /permissive-)
 else()
     target_compile_options(mdc_options INTERFACE
-        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+        # What a log line says of its place is a place in the sources, not on the machine that built them.
+        $<$<CONFIG:Release>:-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=>)
 endif()
 target_compile_definitions(mdc_options INTERFACE
     QT_DEPRECATED_WARNINGS)
