@@ -202,6 +202,8 @@ private Q_SLOTS:
     void lampSaysItsState();
     void titlesStandAboveWhatTheyHead();
     void oneScale();
+    void typedNumberIsSeen_data() { contrastOfThePicture_data(); }
+    void typedNumberIsSeen();
     void contrastOfThePicture_data();
     void contrastOfThePicture();
     void accessibleTree();
@@ -736,6 +738,33 @@ void TestPanelLooks::contrastOfThePicture_data()
                 QString("%1, %2").arg(dark ? "dark" : "light", connected ? "connected" : "greyed out")))
                 << dark << connected;
     }
+}
+
+// Within the frame around it: what is typed stands out from what lies behind it.
+void TestPanelLooks::typedNumberIsSeen()
+{
+    QFETCH(bool, dark);
+    QFETCH(bool, connected);
+    PageHost host;
+    Window window(host, "mdc", dark, {600, 1000});
+    QTRY_VERIFY(window.page().isComplete());
+    window.item(c_field)->setProperty("text", "88");
+    host.connectDriver(connected);
+    QTRY_VERIFY(!window.page().isWaiting());
+    const QImage image = drawn(window);
+    QVERIFY(!image.isNull());
+    constexpr int c_outline = 4;
+    const QRect inside = sceneRect(*window.item(c_field))
+                             .toAlignedRect()
+                             .adjusted(c_outline, c_outline, -c_outline, -c_outline);
+    QVERIFY(image.rect().contains(inside));
+    const QColor ground = image.pixelColor(inside.topLeft());
+    double best = 1;
+    for (int y = inside.top(); y <= inside.bottom(); ++y) {
+        for (int x = inside.left(); x <= inside.right(); ++x)
+            best = std::max(best, contrastRatio(image.pixelColor(x, y), ground));
+    }
+    QVERIFY2(best >= 4.5, qPrintable(QString("%1 : 1").arg(best)));
 }
 
 // What the style says is what is drawn: 4.5 : 1 for each text, 3 : 1 for the outline of each control.

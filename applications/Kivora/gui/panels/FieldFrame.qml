@@ -15,7 +15,8 @@ Item {
     anchors.fill: parent
 
     Rectangle {
-        // Behind the text.
+        // Behind the text: a child of the field's own, which is painted before what is typed.
+        parent: frame.field
         z: -1
         anchors.fill: parent
         anchors.margins: 1
