@@ -88,6 +88,9 @@ private:
 
 namespace {
 
+// Until a program has started, under the sanitizers and beside other tests.
+constexpr int c_busyMachine = 30000; // ms
+
 constexpr int c_registers = 2040;
 constexpr int c_programSize = 40;
 constexpr int c_firstParameter = 2001;
@@ -701,7 +704,7 @@ void tst_BenchBackup::controlCStopsBetweenTwoRegisters()
     const QString file = backUpAndChange();
     QVERIFY(m_simulator->faults().add("late=20/0x06"));
     const auto process = start({"restore", file, "--presets", "1-50", "--format", "json"});
-    QTRY_VERIFY(controller().acceptedWriteCount() >= 70);
+    QTRY_VERIFY_WITH_TIMEOUT(controller().acceptedWriteCount() >= 70, c_busyMachine);
     const BenchEnd end = interrupted(*process);
     QVERIFY2(end.exitCode == 130, everything(end).constData());
     const QJsonObject document = documentOf(end);

@@ -45,6 +45,9 @@ private:
 
 namespace {
 
+// Until a program has started, under the sanitizers and beside other tests.
+constexpr int c_busyMachine = 30000; // ms
+
 constexpr int c_listenInterval = 100; // ms, of the command that listens to events
 constexpr int c_defaultTightenings = 150;
 constexpr quint32 c_seed = 42;
@@ -231,8 +234,8 @@ void tst_ResultsStream::goesOnAfterARestart()
             expected += (expected.isEmpty() ? "" : "; ") + step.lines;
         auto bench = follow();
         const qint64 requests = m_simulator->faults().requestCount();
-        QTRY_VERIFY(m_simulator->faults().requestCount() > requests + 6);
-        QTRY_COMPARE(textOf(lines()), expected);
+        QTRY_VERIFY_WITH_TIMEOUT(m_simulator->faults().requestCount() > requests + 6, c_busyMachine);
+        QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), expected, c_busyMachine);
         const BenchEnd end = interrupted(*bench);
         QVERIFY2(end.exitCode == 0, qPrintable(end.err));
     }
