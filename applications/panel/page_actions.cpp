@@ -70,6 +70,14 @@ void PageActions::ended(const QString& commandName, bool done)
     show(commandName, action.button, false, note);
 }
 
+void PageActions::forget()
+{
+    for (const QPointer<QObject>& button : m_buttons) {
+        if (!button.isNull() && !m_underWay.contains(button->property(c_command).toString()))
+            set(*button, "note", QString());
+    }
+}
+
 QList<QObject*> PageActions::buttonsOf(const QString& commandName) const
 {
     QList<QObject*> buttons;

@@ -22,6 +22,8 @@ public:
 
     // A command of the page's has ended, as it should or not.
     void ended(const QString& commandName, bool done);
+    // What has been done is told no more: nobody knows whether it is so still.
+    void forget();
 
 private Q_SLOTS:
     void pressed();

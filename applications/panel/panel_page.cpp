@@ -206,6 +206,7 @@ void PanelPage::forgetValues()
 {
     QMetaObject::invokeMethod(m_backend, "resetBackend");
     m_unread.clear();
+    m_actions->forget();
     m_states->forget();
     showStates();
     tellFrame("valuesTime", 0.0);

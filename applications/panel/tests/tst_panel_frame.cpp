@@ -40,6 +40,7 @@ private Q_SLOTS:
     void identifiedOnceAtTheStart();
     void acknowledged_data();
     void acknowledged();
+    void acknowledgementEndsWithTheLink();
     void failureTakesTheAcknowledgementBack();
     void pressedAgainWhileUnderWay();
     void heldKeys_data();
@@ -572,6 +573,20 @@ void TestPanelFrame::acknowledged()
     QVERIFY(std::any_of(shown.cbegin(), shown.cend(), [&](const QQuickItem* inside) {
         return inside->property("text").toString() == note;
     }));
+}
+
+// Behind a lost link there may be another controller, or one that somebody else has changed.
+void TestPanelFrame::acknowledgementEndsWithTheLink()
+{
+    PageHost host;
+    Window window(host);
+    QTRY_VERIFY(window.page().isComplete());
+    window.press(c_lock);
+    QTRY_VERIFY(window.item(c_lock)->property("note").toString().startsWith("panel_action_done"));
+    host.connectDriver(false);
+    QTRY_VERIFY(!window.page().isWaiting());
+    host.connectDriver(true);
+    QTRY_COMPARE(window.item(c_lock)->property("note").toString(), QString());
 }
 
 void TestPanelFrame::failureTakesTheAcknowledgementBack()
