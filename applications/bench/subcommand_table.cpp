@@ -6,6 +6,7 @@
 #include "applications/bench/check/check_subcommand.h"
 #include "applications/bench/commands/commands_subcommand.h"
 #include "applications/bench/demo/demo_subcommand.h"
+#include "applications/bench/init/init_subcommand.h"
 #include "applications/bench/list/list_subcommand.h"
 #include "applications/bench/panel/panel_subcommand.h"
 #include "applications/bench/results/results_subcommand.h"
@@ -16,6 +17,7 @@ Subcommands makeSubcommands()
     // In the order of the program's help.
     Subcommands table;
     table.push_back(std::make_unique<DemoSubcommand>());
+    table.push_back(std::make_unique<InitSubcommand>());
     table.push_back(std::make_unique<ListSubcommand>());
     table.push_back(std::make_unique<CommandsSubcommand>());
     table.push_back(std::make_unique<RunSubcommand>());

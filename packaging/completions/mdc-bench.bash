@@ -60,7 +60,7 @@ _mdc_bench() {
             --config) config=${_mdc_words[i+1]} ;;
             --config=*) config=${word#--config=} ;;
         esac
-        case " --config --count --fault --folder --format --keep --language --name --object --output --plugins --presets --press --profile --program-value --properties --rotate-size --screenshot --seconds --simulate --size --snapshot-folder --timeout --trace " in
+        case " --baud --config --count --fault --folder --format --generation --host --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
             *" $word "*) i=$((i + 1)); continue ;;
         esac
         case "$word" in
@@ -71,36 +71,46 @@ _mdc_bench() {
     config=${config/#\~\//$HOME/}
     COMPREPLY=()
     case "$prev" in
+        --baud) return ;;
         --config) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --count) return ;;
         --fault) COMPREPLY=($(compgen -W "help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart" -- "$cur")); return ;;
         --folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
         --format) COMPREPLY=($(compgen -W "table json jsonl csv" -- "$cur")); return ;;
+        --generation) COMPREPLY=($(compgen -W "1 2 all" -- "$cur")); return ;;
+        --host) return ;;
         --keep) return ;;
         --language) COMPREPLY=($(compgen -W "en fr" -- "$cur")); return ;;
         --name) return ;;
         --object) COMPREPLY=($(compgen -W "$(_mdc_bench_objects "$config")" -- "$cur")); return ;;
+        --offset) COMPREPLY=($(compgen -W "0 -1" -- "$cur")); return ;;
         --output) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --parity) COMPREPLY=($(compgen -W "even odd none" -- "$cur")); return ;;
         --plugins) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --port) return ;;
         --presets) return ;;
         --press) return ;;
         --profile) COMPREPLY=($(compgen -W "mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2" -- "$cur")); return ;;
         --program-value) return ;;
         --properties) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --reference) return ;;
         --rotate-size) return ;;
         --screenshot) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --seconds) return ;;
+        --serial) return ;;
         --simulate) COMPREPLY=($(compgen -W "tcp rtu none" -- "$cur")); return ;;
         --size) return ;;
         --snapshot-folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
         --timeout) return ;;
         --trace) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --unit) return ;;
     esac
     case "$cur" in
         -*)
             case "$sub" in
                 "") options="--help --version --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 demo) options="--help --tcp --rtu --config --plugins --properties --trace --simulate --profile --fault --language --verbose --quiet" ;;
+                init) options="--help --host --serial --port --baud --parity --unit --offset --reference --generation --yes --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 list) options="--help --timeout --ports --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 commands) options="--help --object --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 run) options="--help --object --timeout --no-identify --force --count --seconds --changes --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
@@ -116,7 +126,7 @@ _mdc_bench() {
             ;;
     esac
     case "$sub" in
-        "") COMPREPLY=($(compgen -W "demo list commands run results backup restore compare panel check" -- "$cur")) ;;
+        "") COMPREPLY=($(compgen -W "demo init list commands run results backup restore compare panel check" -- "$cur")) ;;
         restore | compare) COMPREPLY=($(compgen -f -- "$cur")) ;;
         run)
             if [ -z "$command" ]; then

@@ -5,29 +5,30 @@ function __mdc_bench_command
     set -l words (commandline -opc)
     contains -- $argv[1] $words
 end
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a demo -d 'Show what happens between a command and the wire, without any device'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a list -d 'Objects, plug-ins, state and statistics of the links'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a commands -d 'What can be run, with parameters and results'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a run -d 'Run one command of an object'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a results -d 'Log the tightenings of a controller as they happen'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a backup -d 'Save the registers of a controller to a file'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a restore -d 'Write chosen presets of a backup file back'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a compare -d 'List what differs between two backups, or a backup and the controller'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a panel -d 'Show the maintenance page of a device in a window'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -a check -d 'Look over configuration, plug-ins, links and register map'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l help -d 'Print this help message and exit' -s h
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l version -d 'Print the versions of program, contract, Qt and plug-ins and exit'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l trace -d 'Write every frame that is sent or received to this file' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l format -d 'Form of the results [table; jsonl for "results"]; the help of a subcommand lists those that it has' -x
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l verbose -d 'Tell what is done, show the whole log' -s v
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo list commands run results backup restore compare panel check' -l quiet -d 'No warnings, no log; errors only'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a demo -d 'Show what happens between a command and the wire, without any device'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a init -d 'Write a configuration for a controller'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a list -d 'Objects, plug-ins, state and statistics of the links'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a commands -d 'What can be run, with parameters and results'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a run -d 'Run one command of an object'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a results -d 'Log the tightenings of a controller as they happen'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a backup -d 'Save the registers of a controller to a file'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a restore -d 'Write chosen presets of a backup file back'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a compare -d 'List what differs between two backups, or a backup and the controller'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a panel -d 'Show the maintenance page of a device in a window'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a check -d 'Look over configuration, plug-ins, links and register map'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l help -d 'Print this help message and exit' -s h
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l version -d 'Print the versions of program, contract, Qt and plug-ins and exit'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l format -d 'Form of the results [table; jsonl for "results"]; the help of a subcommand lists those that it has' -x
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l verbose -d 'Tell what is done, show the whole log' -s v
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l quiet -d 'No warnings, no log; errors only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l help -d 'Print this help message and exit' -s h
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l tcp -d 'Over TCP only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l rtu -d 'Over a serial line only'
@@ -41,6 +42,29 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l fault -d 'What go
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l verbose -d 'Tell what is done, show the whole log' -s v
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l quiet -d 'No warnings, no log; errors only'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l help -d 'Print this help message and exit' -s h
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l host -d 'Name or address of the controller' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l serial -d 'Serial line to the controller' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l port -d 'Its TCP port [502]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l baud -d 'Of the serial line [19200]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l parity -d 'Of the serial line [even]' -x -a 'even odd none'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l unit -d 'Modbus unit [1]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l offset -d 'What is added to a register\'s number on the wire: -1 where the documentation counts from 1 [0]' -x -a '0 -1'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l reference -d 'Order reference of the controller, with MDTC, MDC or BM in it [by its model]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l generation -d 'Generations to write, whether or not the controller answers [the one that answers]' -x -a '1 2 all'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l yes -d 'Ask nothing, not on a terminal either'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l format -d 'Form of the results [table]' -x -a 'table json jsonl'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l verbose -d 'Tell what is done, show the whole log' -s v
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l quiet -d 'No warnings, no log; errors only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l help -d 'Print this help message and exit' -s h
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l ports -d 'The serial ports of this machine instead, as a configuration names them'

@@ -231,6 +231,30 @@ QList<Row> rowsOfLogsAndBackups(const SampleFolder& samples)
     };
 }
 
+QList<Row> rowsOfInit(const SampleFolder& samples)
+{
+    const QString made = samples.filePath("made");
+    // Port 1 of this machine is nobody's.
+    const auto here = [](const QStringList& words) {
+        return QStringList{"init"} + words + QStringList{"--host", "127.0.0.1", "--port", "1"};
+    };
+    return {
+        {"2 init without an address", {"init", made}, 2, "", "give --host NAME or --serial PORT"},
+        {"2 init of two lines", {"init", made, "--host", "a", "--serial", "b"}, 2, "", "excludes"},
+        {"2 init from a bench", {"init", made, "--config", "bench.json"}, 2, "", "leave --config out"},
+        {"2 init of a fault", {"init", made, "--fault", "refuse"}, 2, "", "leave --fault out"},
+        {"5 init of nobody", here({made}), 5, "", "nothing was written: "},
+        {"0 init without the controller", here({made, "--generation", "2"}), 0,
+         "lockChangeV2       register  setLock", "nobody answered"},
+        {"1 init over files", here({made, "--generation", "all"}), 1, "", "bench.json is there already"},
+        {"5 check of what init has made",
+         {"--config", made + "/bench.json", "check"},
+         5,
+         "the channel \"lockChangeV2\" has no \"register\"",
+         "Connection refused"},
+    };
+}
+
 QList<Row> rowsOfOthers(const SampleFolder& samples)
 {
     return {
@@ -258,7 +282,7 @@ QList<Row> rowsOfOthers(const SampleFolder& samples)
 QList<Row> allRows(const SampleFolder& samples)
 {
     return rowsOfRun() + rowsOfUsage() + rowsOfFailures(samples) + rowsOfLogsAndBackups(samples) +
-           rowsOfOthers(samples);
+           rowsOfInit(samples) + rowsOfOthers(samples);
 }
 
 BenchEnd run(const Row& row)

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "applications/bench/core/console.h"
+#include "applications/bench/core/output_format.h"
+#include "applications/bench/init/configuration_files.h"
+#include "applications/bench/init/controller_meeting.h"
+
+#include <optional>
+
+// What was written, and what is still to be filled in.
+
+// An entry of the configuration that commands look up and nobody has told.
+struct OpenEntry
+{
+    QString name;  // of the channel or list
+    QString entry; // "register"; empty for a whole list
+    QStringList commands;
+};
+
+// Key lists without an entry too.
+QList<OpenEntry> openEntries(const PlannedConfiguration& plan);
+
+struct InitOutcome
+{
+    QString folder;
+    PlannedConfiguration plan;
+    QList<ConfigurationFile> files;
+    std::optional<MetController> controller;
+};
+
+void tellOutcome(const InitOutcome& outcome, OutputFormat format, Console& console);

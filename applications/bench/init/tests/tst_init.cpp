@@ -1,0 +1,290 @@
+// Configurations that are made for a controller: what is written, and what the built program does with it.
+
+#include "applications/bench/device_configuration/command_requirements.h"
+#include "applications/bench/init/configuration_files.h"
+#include "applications/bench/init/controller_meeting.h"
+#include "applications/bench/init/init_report.h"
+#include "applications/bench/init/new_files.h"
+#include "plugins/p_device_mdc/model/identification_block.h"
+#include "tests/support/bench_program.h"
+#include "tests/support/configuration_errors.h"
+#include "tests/support/sample_bench.h"
+#include "tests/support/sample_folder.h"
+
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <algorithm>
+
+namespace {
+
+const RegisterTypes c_registerTypes{
+    {"holdingRegisters", "singleRegister", "inputRegisters", "coils", "discreteInputs"},
+    {"holdingRegisters", "singleRegister", "coils"}};
+
+PlannedConfiguration plannedFor(const QList<int>& generations, const KnownEntries& known = {})
+{
+    PlannedConfiguration plan;
+    plan.driver = QUuid::createUuid();
+    plan.device = QUuid::createUuid();
+    plan.line.host = "192.0.2.7";
+    plan.reference = "MDC";
+    plan.generations = generations;
+    planChannels(plan, commandNeeds(), known, {});
+    return plan;
+}
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList allCommands()
+{
+    QStringList names;
+    for (const CommandNeeds& needs : commandNeeds())
+        names.append(needs.command);
+    return names;
+}
+
+QString textOf(const OpenEntry& entry)
+{
+    return QString("%1 %2").arg(entry.name, entry.entry).trimmed();
+}
+
+// The finding is about this entry of this channel, or about this list.
+bool isAbout(const Finding& finding, const OpenEntry& entry)
+{
+    if (entry.entry.isEmpty())
+        return finding.message.contains('"' + entry.name + '"');
+    return finding.message.startsWith(QString("the channel \"%1\" has no ").arg(entry.name)) &&
+           finding.message.contains('"' + entry.entry + '"');
+}
+
+QJsonObject documentOf(const QString& text)
+{
+    return QJsonDocument::fromJson(text.toUtf8()).object();
+}
+
+QStringList addressOf(const Simulator& simulator)
+{
+    return {"--host", "127.0.0.1", "--port", QString::number(simulator.tcpPort())};
+}
+
+} // namespace
+
+class TstInit : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { qunsetenv("NO_COLOR"); }
+
+    void generations_data()
+    {
+        QTest::addColumn<QList<int>>("generations");
+        QTest::addColumn<QStringList>("files");
+        QTest::newRow("first") << QList<int>{1}
+                               << QStringList{"bench.json", "register_map_common.json",
+                                              "register_map_generation1.json"};
+        QTest::newRow("second") << QList<int>{2}
+                                << QStringList{"bench.json", "register_map_common.json",
+                                               "register_map_generation2.json"};
+        QTest::newRow("both") << QList<int>{1, 2}
+                              << QStringList{"bench.json", "register_map_common.json",
+                                             "register_map_generation1.json",
+                                             "register_map_generation2.json"};
+    }
+
+    // What is written loads, and what is told to be open is what the check misses: nothing more, nothing
+    // less.
+    void generations()
+    {
+        QFETCH(QList<int>, generations);
+        QFETCH(QStringList, files);
+        const PlannedConfiguration plan = plannedFor(generations);
+        const QList<ConfigurationFile> written = configurationFiles(plan);
+        QStringList names;
+        for (const ConfigurationFile& file : written)
+            names.append(file.name);
+        QCOMPARE(names, files);
+        for (const QString& name : qAsConst(names))
+            QVERIFY2(possibleFileNames().contains(name), qPrintable(name));
+
+        const QTemporaryDir folder;
+        QVERIFY(!makeNewFiles(folder.path(), written));
+        const DLoadedConfiguration loaded = loadConfiguration(folder.filePath("bench.json"));
+        QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
+        const QJsonArray objects = loaded.configuration.value("objects").toArray();
+        QCOMPARE(objects.at(0).toObject().value("id").toString(), plan.driver.toString());
+        QCOMPARE(objects.at(1).toObject().value("driver").toString(), plan.driver.toString());
+        const QJsonObject device = objects.at(1).toObject().value("configuration").toObject();
+        QCOMPARE(describedGenerations(commandNeeds(), device), generations);
+
+        const QList<OpenEntry> open = openEntries(plan);
+        QVERIFY(!open.isEmpty());
+        const QList<Finding> findings = checkRequirements(commandNeeds(), allCommands(), device,
+                                                          generations.constLast(), c_registerTypes);
+        for (const OpenEntry& entry : open) {
+            // The unit of torque is looked after together with the texts of backups.
+            if (entry.name.startsWith("torqueUnit"))
+                continue;
+            QVERIFY2(std::any_of(findings.cbegin(), findings.cend(),
+                                 [&entry](const Finding& finding) {
+                                     return finding.level != FindingLevel::Ok && isAbout(finding, entry);
+                                 }),
+                     qPrintable("the check does not name " + textOf(entry)));
+        }
+        for (const Finding& finding : findings) {
+            if (finding.level == FindingLevel::Ok || !finding.message.startsWith("the channel"))
+                continue;
+            QVERIFY2(std::any_of(open.cbegin(), open.cend(),
+                                 [&finding](const OpenEntry& entry) { return isAbout(finding, entry); }),
+                     qPrintable("not told as open: " + finding.message));
+        }
+    }
+
+    void knownEntriesAreWritten()
+    {
+        const PlannedConfiguration plan =
+            plannedFor({2}, {{"presetChangeV2", {{"register", 40258}, {"writeRegisterType", "coils"}}},
+                             {"alarmReset", {{"register", 813}}},
+                             {"spindleV2", {{"register", 5}, {"readRegisterType", "inputRegisters"}}}});
+        const QList<OpenEntry> open = openEntries(plan);
+        for (const OpenEntry& entry : open)
+            QVERIFY2(entry.name != "presetChangeV2" && entry.name != "alarmReset", qPrintable(textOf(entry)));
+        const QTemporaryDir folder;
+        QVERIFY(!makeNewFiles(folder.path(), configurationFiles(plan)));
+        const DLoadedConfiguration loaded = loadConfiguration(folder.filePath("bench.json"));
+        QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
+        const QJsonObject device = deviceConfiguration(loaded.configuration);
+        QCOMPARE(channelEntry(device, "presetChangeV2", "register"), QJsonValue(40258));
+        QCOMPARE(channelEntry(device, "presetChangeV2", "writeRegisterType"), QJsonValue("coils"));
+        QCOMPARE(channelEntry(device, "alarmReset", "register"), QJsonValue(813));
+        QCOMPARE(channelEntry(device, "alarmReset", "writeRegisterType"), QJsonValue("singleRegister"));
+        QCOMPARE(channelEntry(device, "spindleV2", "readRegisterType"), QJsonValue("inputRegisters"));
+        QVERIFY(contentOf(folder.filePath("register_map_common.json"))
+                    .contains("        { \"id\": \"register\", \"value\": 813 },\n"));
+    }
+
+    void serialLine()
+    {
+        PlannedConfiguration plan = plannedFor({1});
+        plan.line = {{}, "COM3", 502, 9600, "none", 17, -1};
+        const QJsonObject bench = documentOf(QString::fromUtf8(configurationFiles(plan).at(0).text));
+        QCOMPARE(bench.value("objects").toArray().at(0).toObject().value("configuration").toObject(),
+                 (QJsonObject{{"transport", "rtu"},
+                              {"serialPort", "COM3"},
+                              {"baudRate", 9600},
+                              {"parity", "none"},
+                              {"unitId", 17},
+                              {"addressOffset", -1}}));
+    }
+
+    void filesAreMadeAllOrNone()
+    {
+        const QTemporaryDir folder;
+        const QString below = folder.filePath("a/b");
+        QVERIFY(!existingFileProblem(below, {"one", "two"}));
+        QVERIFY(!makeNewFiles(below, {{"two", "first"}}));
+        const auto problem = makeNewFiles(below, {{"one", "x"}, {"two", "y"}, {"three", "z"}});
+        QVERIFY(problem && problem->code == ExitCode::CommandFailed);
+        QVERIFY2(problem->messages.constFirst().startsWith(below + "/two is there already"),
+                 qPrintable(problem->messages.constFirst()));
+        QCOMPARE(QDir(below).entryList(QDir::Files), QStringList{"two"});
+        QCOMPARE(contentOf(below + "/two"), QByteArray("first"));
+        const auto existing = existingFileProblem(below, {"one", "two"});
+        QVERIFY(existing && existing->messages.constFirst().contains("/two"));
+        const auto file = existingFileProblem(below + "/two", {"one"});
+        QVERIFY(file && file->messages.constFirst().contains("no folder"));
+        QVERIFY(makeNewFiles(below + "/two", {{"one", "x"}}));
+    }
+
+    void referenceOfEveryModel()
+    {
+        for (const QString& model : controllerModels()) {
+            const bool isUnknown = model.isEmpty() || model.contains('?') || model == "AD";
+            const QString reference = referenceOfModel(model);
+            QVERIFY2(reference.isEmpty() == isUnknown, qPrintable(model));
+        }
+        QCOMPARE(referenceOfModel("MDT"), QString("MDTC"));
+        QCOMPARE(referenceOfModel("MDC-32"), QString("MDC"));
+        QCOMPARE(referenceOfModel("BMT"), QString("BM"));
+    }
+
+    void controllers_data()
+    {
+        QTest::addColumn<QString>("profile");
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<int>("generation");
+        QTest::addColumn<int>("unit");
+        QTest::newRow("generation 2") << "mdc32-gen2" << QStringList{} << 2 << 1;
+        QTest::newRow("generation 1") << "mdc22-gen1v2" << QStringList{} << 1 << 1;
+        QTest::newRow("another unit and offset")
+            << "mdc32-gen2" << QStringList{"--unit", "7", "--offset", "-1"} << 2 << 7;
+        QTest::newRow("all generations") << "mdc22-gen1v2" << QStringList{"--generation", "all"} << 1 << 1;
+    }
+
+    // Made by the program for the controller that answers, and good for getInfo at once.
+    void controllers()
+    {
+        QFETCH(QString, profile);
+        QFETCH(QStringList, options);
+        QFETCH(int, generation);
+        QFETCH(int, unit);
+        Simulator simulator(deviceConfiguration(sampleBench()), *ControllerProfile::byName(profile));
+        simulator.setUnitId(unit);
+        QVERIFY(simulator.listenTcp());
+        const QTemporaryDir folder;
+        const QString made = folder.filePath("line3");
+        const BenchEnd end = endOf(*startBench(QStringList{"init", made, "--yes", "--format", "json"} +
+                                               addressOf(simulator) + options));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.out + end.err));
+        const QJsonObject told = documentOf(end.out);
+        QCOMPARE(told.value("controller").toObject().value("generation").toInt(), generation);
+        QCOMPARE(told.value("reference").toString(), QString("MDC"));
+        const QString bench = told.value("files").toArray().at(0).toString();
+        QCOMPARE(bench, made + "/bench.json");
+
+        const BenchEnd info = endOf(*startBench({"--config", bench, "run", "getInfo"}));
+        QVERIFY2(info.exitCode == 0, qPrintable(info.out + info.err));
+        QVERIFY2(info.out.contains("deviceInformation.screwdriverModel  MD"), qPrintable(info.out));
+        const BenchEnd check = endOf(*startBench({"--config", bench, "check"}));
+        QCOMPARE(check.exitCode, 3);
+        const QJsonArray open = told.value("open").toArray();
+        QVERIFY(!open.isEmpty());
+        for (const QJsonValue& entry : open) {
+            const QString name = entry.toObject().value("name").toString();
+            QVERIFY2(name.startsWith("torqueUnit") || check.out.contains('"' + name + '"'),
+                     qPrintable(name + "\n" + check.out));
+        }
+        const BenchEnd again = endOf(*startBench(QStringList{"init", made, "--yes"} + addressOf(simulator)));
+        QCOMPARE(again.exitCode, 1);
+        QVERIFY2(again.err.contains("bench.json is there already"), qPrintable(again.err));
+    }
+
+    void identitiesAreFresh()
+    {
+        const QTemporaryDir folder;
+        QStringList seen;
+        for (const char* const name : {"a", "b"}) {
+            const BenchEnd end = endOf(*startBench(
+                {"init", folder.filePath(name), "--host", "127.0.0.1", "--port", "1", "--generation", "2"}));
+            QVERIFY2(end.exitCode == 0, qPrintable(end.out + end.err));
+            QVERIFY2(end.err.contains("nobody answered"), qPrintable(end.err));
+            const QJsonArray objects =
+                documentOf(QString::fromUtf8(contentOf(folder.filePath(name) + "/bench.json")))
+                    .value("objects")
+                    .toArray();
+            for (const QJsonValue& object : objects)
+                seen.append(object.toObject().value("id").toString());
+        }
+        QCOMPARE(seen.size(), 4);
+        QCOMPARE(seen.removeDuplicates(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TstInit)
+#include "tst_init.moc"
