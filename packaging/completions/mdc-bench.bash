@@ -119,7 +119,7 @@ _mdc_bench() {
                 restore) options="--help --object --timeout --presets --extras --dry-run --verify --no-snapshot --snapshot-folder --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 compare) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                check) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                check) options="--help --object --timeout --probe --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
             esac
             COMPREPLY=($(compgen -W "$options" -- "$cur"))
             return

@@ -202,6 +202,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l quiet -d 'No war
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l help -d 'Print this help message and exit' -s h
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l object -d 'Only this device' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l probe -d 'Read everything that is configured, once, and tell what is refused or makes no sense'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F

@@ -1,7 +1,11 @@
 #include "applications/bench/check/bench_check.h"
 
-#include "applications/bench/check/device_check.h"
 #include "applications/bench/device_configuration/connected_controller.h"
+#include "applications/bench/probe/driver_reader.h"
+#include "applications/bench/probe/probe_findings.h"
+#include "applications/bench/probe/probe_rows.h"
+#include "applications/bench/probe/round_trips.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
@@ -145,7 +149,37 @@ void BenchCheck::checkDevice(DAbstractPlugin& device)
     const QList<Finding> findings = checkConfigurationOf(checked);
     for (const Finding& finding : findings)
         m_report.add(finding);
+    if (m_options.isProbing && !m_interrupt.requested())
+        probe(checked, device);
     m_report.speakOf({});
+}
+
+void BenchCheck::probe(const CheckedDevice& checked, DAbstractPlugin& device)
+{
+    DAbstractPlugin* const driver = m_session.driverOf(device);
+    // That it has none, or is not there, has been told.
+    if (driver == nullptr || !isConnected(*driver))
+        return;
+    ConnectedController controller = connectedController(device);
+    if (!checked.generation) {
+        const QList<int> described = describedGenerations(commandNeeds(), checked.configuration);
+        controller.generation = described.isEmpty() ? 1 : described.constLast();
+    }
+    // What the driver says of a refusal is told as a finding.
+    m_console.holdLog();
+    DeviceProbe deviceProbe(checked.configuration, controller, driverReader(m_session, *driver),
+                            [this] { return m_interrupt.requested(); });
+    const ProbeResult result = deviceProbe.run();
+    m_console.releaseLog([](const QString&) { return true; });
+    if (m_interrupt.requested())
+        return;
+    m_report.addRows(probeRows(result, checked.configuration, checked.offset));
+    const QList<ProbeFinding> findings = probeFindings(result, checked.configuration, checked.offset);
+    for (const ProbeFinding& found : findings)
+        m_report.add(found.finding, found.code);
+    if (const std::optional<RoundTrips> trips = roundTrips(result.roundTrips))
+        m_report.addMeasurement(QStringLiteral("round trip"), toText(*trips),
+                                {{QStringLiteral("roundTrip"), toJson(*trips)}});
 }
 
 RegisterTypes BenchCheck::registerTypes(const DAbstractPlugin* driver)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "applications/bench/check/check_report.h"
+#include "applications/bench/check/device_check.h"
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/driver_description.h"
 #include "applications/bench/core/shared_options.h"
@@ -12,6 +13,8 @@ struct CheckOptions
     // Name or identity of the device that is looked at; empty: all.
     QString object;
     int linkWait = c_defaultLinkWait; // ms
+    // Read everything that is configured.
+    bool isProbing = false;
 };
 
 // Looks over one bench: the configuration's files, the plug-in files, the objects, the links, who each
@@ -33,6 +36,7 @@ private:
     bool checkObjects(const std::optional<BenchProblem>& simulation);
     void checkLinks();
     void checkDevice(DAbstractPlugin& device);
+    void probe(const CheckedDevice& checked, DAbstractPlugin& device);
 
     // The generation of the connected controller; nothing when it could not be asked.
     std::optional<int> identify(DAbstractPlugin& device);

@@ -85,6 +85,33 @@ void CheckReport::add(const QString& subject, const std::optional<BenchProblem>&
             problem->code);
 }
 
+void CheckReport::addRows(const QList<ProbeRow>& rows)
+{
+    QList<QStringList> lines;
+    for (const ProbeRow& row : rows) {
+        QJsonObject object = toJson(row);
+        if (!m_device.isEmpty())
+            object.insert(QStringLiteral("device"), m_device);
+        m_rows.append(object);
+        m_writer.record(row.channel, object);
+        lines.append(probeCells(row));
+    }
+    if (m_format == OutputFormat::Table && !lines.isEmpty())
+        m_console.out(QLatin1Char('\n') + formatTable(probeHeader(), lines) + QLatin1Char('\n'));
+}
+
+void CheckReport::addMeasurement(const QString& subject, const QString& text, const QJsonObject& members)
+{
+    QJsonObject object = members;
+    if (!m_device.isEmpty())
+        object.insert(QStringLiteral("device"), m_device);
+    m_measurements.append(object);
+    m_writer.record(subject, object);
+    if (m_format == OutputFormat::Table)
+        m_console.out(
+            QStringLiteral("%1%2: %3\n").arg(QString(c_levelWidth, QLatin1Char(' ')), subject, text));
+}
+
 ExitCode CheckReport::finish()
 {
     if (m_format == OutputFormat::Table)
@@ -92,9 +119,14 @@ ExitCode CheckReport::finish()
                           .arg(count(FindingLevel::Ok))
                           .arg(count(FindingLevel::Warning))
                           .arg(count(FindingLevel::Error)));
-    m_writer.document({{QStringLiteral("findings"), m_all},
-                       {QStringLiteral("errors"), count(FindingLevel::Error)},
-                       {QStringLiteral("warnings"), count(FindingLevel::Warning)},
-                       {QStringLiteral("exitCode"), static_cast<int>(m_code)}});
+    QJsonObject document{{QStringLiteral("findings"), m_all},
+                         {QStringLiteral("errors"), count(FindingLevel::Error)},
+                         {QStringLiteral("warnings"), count(FindingLevel::Warning)},
+                         {QStringLiteral("exitCode"), static_cast<int>(m_code)}};
+    if (!m_rows.isEmpty())
+        document.insert(QStringLiteral("values"), m_rows);
+    if (!m_measurements.isEmpty())
+        document.insert(QStringLiteral("measurements"), m_measurements);
+    m_writer.document(document);
     return m_code;
 }

@@ -3,6 +3,7 @@
 #include "applications/bench/core/bench_problem.h"
 #include "applications/bench/core/result_writer.h"
 #include "applications/bench/device_configuration/finding.h"
+#include "applications/bench/probe/probe_rows.h"
 
 #include <QJsonArray>
 
@@ -21,6 +22,10 @@ public:
     // The problem, or that there is none.
     void add(const QString& subject, const std::optional<BenchProblem>& problem, const QString& whenOk,
              const QString& remedy);
+    // What was read of a device.
+    void addRows(const QList<ProbeRow>& rows);
+    // What was measured of a device: a line for people, members for scripts.
+    void addMeasurement(const QString& subject, const QString& text, const QJsonObject& members);
     // Sums up. The code of the first error; Done without one.
     ExitCode finish();
 
@@ -34,6 +39,8 @@ private:
     ResultWriter m_writer;
     QString m_device;
     QJsonArray m_all;
+    QJsonArray m_rows;
+    QJsonArray m_measurements;
     std::array<int, 3> m_counts{};
     ExitCode m_code = ExitCode::Done;
 };

@@ -11,12 +11,23 @@
 
 namespace {
 
-// The commands' own, and those of the maintenance page.
+// The commands' own, those of the maintenance page, and those by which the bench describes a value.
 const QStringList& readEntries()
 {
-    static const QStringList c_names{
-        QStringLiteral("register"),          QStringLiteral("size"), QStringLiteral("readRegisterType"),
-        QStringLiteral("writeRegisterType"), QStringLiteral("type"), QStringLiteral("display")};
+    static const QStringList c_names{QStringLiteral("register"),
+                                     QStringLiteral("size"),
+                                     QStringLiteral("readRegisterType"),
+                                     QStringLiteral("writeRegisterType"),
+                                     QStringLiteral("type"),
+                                     QStringLiteral("display"),
+                                     QStringLiteral("scale"),
+                                     QStringLiteral("unit"),
+                                     QStringLiteral("signed"),
+                                     QStringLiteral("encoding"),
+                                     QStringLiteral("wordOrder"),
+                                     QStringLiteral("bits"),
+                                     QStringLiteral("enum"),
+                                     QStringLiteral("values")};
     return c_names;
 }
 

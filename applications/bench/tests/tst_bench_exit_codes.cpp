@@ -260,6 +260,12 @@ QList<Row> rowsOfOthers(const SampleFolder& samples)
     return {
         {"panel: a picture", {"panel", "--screenshot", samples.filePath("page.png")}, 0, "", ""},
         {"check: all is well", {"check"}, 0, "errors: 0", ""},
+        {"check: everything read", {"check", "--probe"}, 0, "10 of 10 read", ""},
+        {"check: a register refused",
+         {"check", "--probe", "--fault", "exception=2#6104"},
+         7,
+         "channel alarmV2: register 6104",
+         ""},
         {"check: out of reach", {"check", "--fault", "refuse"}, 5, "cannot be reached", "Connection refused"},
         {"check: unknown profile", {"check", "--profile", "x"}, 2, "", "mdc32-gen2"},
         {"list: ports", {"list", "--ports"}, 0, "PORT", ""},

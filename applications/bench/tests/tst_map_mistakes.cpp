@@ -1,0 +1,470 @@
+// What people get wrong in a register map, each mistake made in a copy of the sample, held against a
+// simulated controller with the right one: what a look at the configuration, or reading from the controller,
+// says of it.
+
+#include "applications/bench/check/device_check.h"
+#include "applications/bench/probe/probe_findings.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
+#include "tests/support/markdown_table.h"
+#include "tests/support/sample_bench.h"
+#include "tests/support/table_gaps.h"
+
+#include <QJsonArray>
+#include <QSet>
+#include <QtTest>
+
+namespace {
+
+const QString c_holding = "holdingRegisters";
+const RegisterTypes c_registerTypes{
+    {"holdingRegisters", "singleRegister", "inputRegisters", "coils", "discreteInputs"},
+    {"holdingRegisters", "singleRegister", "coils"}};
+
+// How the controller differs from the sample's, and its driver.
+struct Circumstances
+{
+    int wireShift = 0; // of the controller's registers against the map that it has
+    int offset = 0;    // "addressOffset" of the driver
+    QSet<int> holes;   // registers of the map that are not there
+    int mostAtOnce = 125;
+    bool isLowFirst = false; // the halves of its floats
+    QString refusal;         // of whatever is asked
+    bool isSilent = false;
+};
+
+struct Mistake
+{
+    const char* name;
+    std::function<void(QJsonObject& configuration)> make;
+    // Parts of one line, in their order: the channel and the remedy among them.
+    QStringList finding;
+    Circumstances controller = {};
+};
+
+using Channels = std::function<void(QJsonObject& channel)>;
+
+void forEveryChannel(QJsonObject& configuration, const Channels& change)
+{
+    QJsonArray channels = configuration.value("channels").toArray();
+    for (int i = 0; i < channels.size(); ++i) {
+        QJsonObject channel = channels.at(i).toObject();
+        change(channel);
+        channels.replace(i, channel);
+    }
+    configuration.insert("channels", channels);
+}
+
+void setEntry(QJsonObject& channel, const QString& entry, const QJsonValue& value)
+{
+    QJsonArray entries = channel.value("value").toArray();
+    for (int i = entries.size() - 1; i >= 0; --i) {
+        if (entries.at(i).toObject().value("id") == entry)
+            entries.removeAt(i);
+    }
+    if (!value.isUndefined())
+        entries.append(QJsonObject{{"id", entry}, {"value", value}});
+    channel.insert("value", entries);
+}
+
+// An undefined value takes the entry away.
+std::function<void(QJsonObject&)> entry(const QString& id, const QString& name, const QJsonValue& value)
+{
+    return [=](QJsonObject& configuration) {
+        forEveryChannel(configuration, [&](QJsonObject& channel) {
+            if (channel.value("id") == id)
+                setEntry(channel, name, value);
+        });
+    };
+}
+
+std::function<void(QJsonObject&)> both(const std::function<void(QJsonObject&)>& one,
+                                       const std::function<void(QJsonObject&)>& other)
+{
+    return [=](QJsonObject& configuration) {
+        one(configuration);
+        other(configuration);
+    };
+}
+
+std::function<void(QJsonObject&)> at(const QString& id, int address)
+{
+    return entry(id, "register", address);
+}
+
+// Every register that stands in the map, by so many.
+std::function<void(QJsonObject&)> allShifted(int step)
+{
+    return [step](QJsonObject& configuration) {
+        forEveryChannel(configuration, [step](QJsonObject& channel) {
+            const QJsonArray entries = channel.value("value").toArray();
+            for (const QJsonValue& entry : entries) {
+                if (entry.toObject().value("id") == QString("register"))
+                    setEntry(channel, "register", entry.toObject().value("value").toInt() + step);
+            }
+        });
+        QJsonObject parameters = configuration.value("parameters").toObject();
+        QJsonArray keys = parameters.value("eventDataKeysV2").toArray();
+        for (int i = 0; i < keys.size(); ++i) {
+            QJsonObject key = keys.at(i).toObject();
+            for (const char* const end : {"start_address", "end_address"})
+                key.insert(end, key.value(end).toInt() + step);
+            keys.replace(i, key);
+        }
+        parameters.insert("eventDataKeysV2", keys);
+        configuration.insert("parameters", parameters);
+    };
+}
+
+// One value of the event block.
+std::function<void(QJsonObject&)> eventValue(const QString& name, int first, int last, const QString& type)
+{
+    return [=](QJsonObject& configuration) {
+        QJsonObject parameters = configuration.value("parameters").toObject();
+        QJsonArray keys = parameters.value("eventDataKeysV2").toArray();
+        for (int i = 0; i < keys.size(); ++i) {
+            QJsonObject key = keys.at(i).toObject();
+            if (key.value("parameter_name") != name)
+                continue;
+            key.insert("start_address", first);
+            key.insert("end_address", last);
+            key.insert("type", type);
+            keys.replace(i, key);
+        }
+        parameters.insert("eventDataKeysV2", keys);
+        configuration.insert("parameters", parameters);
+    };
+}
+
+std::function<void(QJsonObject&)> withChannel(const QString& id, const QJsonObject& entries)
+{
+    return [=](QJsonObject& configuration) {
+        QJsonObject channel{{"id", id}};
+        for (auto it = entries.begin(); it != entries.end(); ++it)
+            setEntry(channel, it.key(), it.value());
+        QJsonArray channels = configuration.value("channels").toArray();
+        channels.append(channel);
+        configuration.insert("channels", channels);
+    };
+}
+
+void nothing(QJsonObject& /*configuration*/)
+{}
+
+Circumstances holes(const QSet<int>& registers)
+{
+    Circumstances circumstances;
+    circumstances.holes = registers;
+    return circumstances;
+}
+
+QList<Mistake> shiftedOnes()
+{
+    Circumstances wantsOffset;
+    wantsOffset.wireShift = -1;
+    Circumstances wantsNone;
+    wantsNone.offset = -1;
+    return {
+        {"one register too high",
+         at("screenLockV2", 6107),
+         {"error", "channel screenLockV2", "register 6107", "6106 can be read", "shifted by one"}},
+        {"one register too low",
+         at("directionV2", 6100),
+         {"error", "channel directionV2", "register 6100", "6101 can be read", "shifted by one"}},
+        {"a register of another state",
+         at("currentPresetV2", 6105),
+         {"error", "channel lockV2", "6105", "\"currentPresetV2\" is there too", "→"}},
+        {"every register too high",
+         allShifted(1),
+         {"error", "registers", "shifted by one", "currentPresetV2", "one register lower", "→",
+          "every \"register\" of the map by one lower"}},
+        {"every register too low",
+         allShifted(-1),
+         {"error", "registers", "shifted by one", "directionV2", "one register higher", "→",
+          "every \"register\" of the map by one higher"}},
+        {"the driver's offset is missing",
+         nothing,
+         {"error", "registers", "shifted by one", "one register lower", "→",
+          "\"addressOffset\": -1 in the driver's configuration"},
+         wantsOffset},
+        {"an offset that is not wanted",
+         nothing,
+         {"error", "registers", "shifted by one", "one register higher", "→",
+          "\"addressOffset\": 0 in the driver's configuration"},
+         wantsNone},
+        {"the event block begins too high",
+         at("eventDataV2", 6202),
+         {"error", "listenEventsData, generation 2", "eventCountNo", "6201", "→"}},
+        {"a value of the block begins too high",
+         eventValue("torque", 6206, 6207, "float"),
+         {"error", "channel eventDataV2", "\"torque\"", "6206 to 6207", "→", "where the list has the value"}},
+    };
+}
+
+QList<Mistake> swappedAndOverlapping()
+{
+    return {
+        {"two states swapped",
+         both(at("directionV2", 6103), at("currentPresetV2", 6101)),
+         {"error", "channel currentPresetV2", "6101 holds 0", "1 to 50", "→", "swapped",
+          "6103 of \"directionV2\" holds 1"}},
+        {"an action writes another state",
+         at("lockChangeV2", 6101),
+         {"error", "channel lockChangeV2", "6101", "writes what \"directionV2\" shows", "→"}},
+        {"two states at one register",
+         at("motorRunV2", 6101),
+         {"error", "channel motorRunV2", "6101", "\"directionV2\" is there too", "→"}},
+        {"two actions at one register",
+         at("presetChangeV2", 6001),
+         {"error", "channel presetChangeV2", "6001", "\"directionChangeV2\" writes it too", "→"}},
+        {"a state inside the event block",
+         at("alarmV2", 6205),
+         {"error", "channel alarmV2", "6205", "the event block", "→"}},
+        {"an action inside the stored programs",
+         at("directionChangeV2", 601),
+         {"error", "channel directionChangeV2", "601", "the stored programs", "→"}},
+        {"the event block inside the stored programs",
+         at("eventDataV2", 1201),
+         {"error", "channel eventDataV2", "1201 to 1216", "the stored programs", "→"}},
+    };
+}
+
+QList<Mistake> stridesAndHoles()
+{
+    Circumstances ten;
+    ten.mostAtOnce = 10;
+    return {
+        {"programs too long",
+         entry("currentPresetV2", "size", 41),
+         {"error", "channel presetsV2", "program 50", "→", "\"size\" of \"currentPreset\""}},
+        {"programs too short",
+         entry("currentPresetV2", "size", 39),
+         {"error", "generation 2", "\"size\"", "currentPresetV2", "39", "\"preset1\"", "→"}},
+        {"no length of a program",
+         entry("currentPresetV2", "size", QJsonValue::Undefined),
+         {"error", "SetTriggerProgram", "currentPresetV2", "\"size\"", "→"}},
+        {"too many programs",
+         entry("presetsV2", "size", 60),
+         {"error", "channel presetsV2", "program 60", "→", "\"presets\""}},
+        {"the event block is too long",
+         entry("eventDataV2", "size", 18),
+         {"error", "channel eventDataV2", "has holes", "6217 to 6218", "→", "\"size\""}},
+        {"a hole in the event block",
+         nothing,
+         {"error", "channel eventDataV2", "has holes", "6209 are refused", "→"},
+         holes({6209})},
+        {"more at once than the controller reads",
+         nothing,
+         {"error", "channel eventDataV2", "refused as one block", "one by one", "→"},
+         ten},
+        {"a register that is not there",
+         at("alarmV2", 7104),
+         {"error", "channel alarmV2", "register 7104", "→", "documentation"}},
+    };
+}
+
+QList<Mistake> typesAndBases()
+{
+    Circumstances lowFirst;
+    lowFirst.isLowFirst = true;
+    Circumstances otherUnit;
+    otherUnit.refusal = "refused: gateway target failed to respond (11)";
+    Circumstances silent;
+    silent.isSilent = true;
+    return {
+        {"the wrong table",
+         entry("directionV2", "readRegisterType", "inputRegisters"),
+         {"error", "channel directionV2", "\"inputRegisters\"", "→", "\"holdingRegisters\"",
+          "\"readRegisterType\""}},
+        {"bits instead of registers",
+         entry("lockV2", "readRegisterType", "coils"),
+         {"error", "channel lockV2", "\"coils\"", "→", "\"readRegisterType\""}},
+        {"a type that there is not",
+         entry("alarmV2", "readRegisterType", "register"),
+         {"error", "channel alarmV2", "\"readRegisterType\" is \"register\"", "→"}},
+        {"the event block in the wrong table",
+         entry("eventDataV2", "readRegisterType", "inputRegisters"),
+         {"error", "channel eventDataV2", "\"inputRegisters\"", "→", "\"holdingRegisters\""}},
+        {"numbered as in manuals",
+         at("directionV2", 46102),
+         {"error", "channel directionV2", "46102", "→", "\"register\" 6101"}},
+        {"a float that is none",
+         eventValue("program", 6202, 6203, "float"),
+         {"error", "channel eventDataV2", "\"program\"", "→", "\"type\""}},
+        {"a float read as a whole number",
+         eventValue("torque", 6205, 6206, "int"),
+         {"warning", "listenEventsData, generation 2", "\"torque\"", "2 registers", "→"}},
+        {"a float of one register",
+         eventValue("torque", 6205, 6205, "float"),
+         {"error", "listenEventsData, generation 2", "\"torque\"", "→"}},
+        {"the halves of floats swapped in the controller",
+         nothing,
+         {"error", "channel eventDataV2", "\"torque\"", "upper half first", "the other way round", "→",
+          "word order"},
+         lowFirst},
+        {"the halves of a float swapped in the map",
+         withChannel("lastTorqueV2", {{"register", 6205},
+                                      {"readRegisterType", c_holding},
+                                      {"encoding", "float"},
+                                      {"wordOrder", "lowFirst"}}),
+         {"error", "channel lastTorqueV2", "lower half first", "→", "\"wordOrder\""}},
+        {"the wrong unit",
+         nothing,
+         {"error", "registers", "everything is refused", "(11)", "→", "unit"},
+         otherUnit},
+        {"nobody there", nothing, {"error", "probe", "0 of", "no answer", "→", "unit id"}, silent},
+    };
+}
+
+QList<Mistake> allMistakes()
+{
+    return shiftedOnes() + swappedAndOverlapping() + stridesAndHoles() + typesAndBases();
+}
+
+QModbusDataUnit::RegisterType tableNamed(const QString& type)
+{
+    if (type == "inputRegisters")
+        return QModbusDataUnit::InputRegisters;
+    if (type == "coils")
+        return QModbusDataUnit::Coils;
+    return type == "discreteInputs" ? QModbusDataUnit::DiscreteInputs : QModbusDataUnit::HoldingRegisters;
+}
+
+// The registers that hold a float of the newest event, the first ones of each pair.
+const QSet<int> c_floats{6205, 6207, 6210};
+
+// Reads as a driver with these circumstances would.
+RegisterReader readerOf(const SimulatedController& controller, const Circumstances& circumstances)
+{
+    return [&controller, circumstances](const ReadRequest& request) -> ReadReply {
+        if (circumstances.isSilent)
+            return {ExitCode::TimedOut, {}, "no answer within 250 ms", 0};
+        if (!circumstances.refusal.isEmpty())
+            return {ExitCode::Refused, {}, circumstances.refusal, 0};
+        const int first = request.address + circumstances.offset - circumstances.wireShift;
+        QVector<quint16> values;
+        bool isThere = request.count <= circumstances.mostAtOnce && first >= 0 &&
+                       controller.read(tableNamed(request.type), static_cast<quint16>(first), request.count,
+                                       &values) == SimulatedController::c_accepted;
+        for (int i = 0; i < request.count; ++i)
+            isThere = isThere && !circumstances.holes.contains(first + i);
+        if (!isThere)
+            return {ExitCode::Refused, {}, "refused: illegal data address (2)", 0};
+        for (int i = 0; circumstances.isLowFirst && i + 1 < values.size(); ++i) {
+            if (c_floats.contains(first + i))
+                std::swap(values[i], values[i + 1]);
+        }
+        QList<int> numbers;
+        for (const quint16 value : qAsConst(values))
+            numbers.append(value);
+        return {ExitCode::Done, numbers, {}, 1};
+    };
+}
+
+QString lineOf(const Finding& finding)
+{
+    return QString("%1 %2: %3 → %4")
+        .arg(finding.level == FindingLevel::Error ? "error" : "warning", finding.subject, finding.message,
+             finding.remedy);
+}
+
+QStringList namesOfCommands()
+{
+    QStringList names;
+    for (const CommandNeeds& needs : commandNeeds())
+        names.append(needs.command);
+    return names;
+}
+
+// All that is said, but for what is well.
+QStringList complaintsOf(const QJsonObject& configuration, const Circumstances& circumstances)
+{
+    const auto profile = ControllerProfile::byName("mdc32-gen2");
+    Simulator simulator(deviceConfiguration(sampleBench()), *profile);
+    simulator.controller().tighten();
+    const AddressOffset offset{"addressOffset", circumstances.offset};
+    CheckedDevice device{namesOfCommands(), configuration, 2, "MDgen2"};
+    device.types = c_registerTypes;
+    device.offset = offset;
+    QList<Finding> findings = checkConfigurationOf(device);
+    const ConnectedController connected{2, 4012, false, "MDgen2"};
+    DeviceProbe probe(configuration, connected, readerOf(simulator.controller(), circumstances));
+    const QList<ProbeFinding> found = probeFindings(probe.run(), configuration, offset);
+    for (const ProbeFinding& one : found)
+        findings.append(one.finding);
+    QStringList lines;
+    for (const Finding& finding : qAsConst(findings)) {
+        if (finding.level != FindingLevel::Ok)
+            lines.append(lineOf(finding));
+    }
+    return lines;
+}
+
+bool hasParts(const QString& line, const QStringList& parts)
+{
+    int from = 0;
+    for (const QString& part : parts) {
+        from = line.indexOf(part, from);
+        if (from < 0)
+            return false;
+        from += part.size();
+    }
+    return line.startsWith(parts.constFirst());
+}
+
+} // namespace
+
+class TstMapMistakes : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void mistake_data()
+    {
+        QTest::addColumn<int>("row");
+        const QList<Mistake> mistakes = allMistakes();
+        for (int i = 0; i < mistakes.size(); ++i)
+            QTest::newRow(mistakes.at(i).name) << i;
+    }
+
+    void mistake()
+    {
+        QFETCH(int, row);
+        const Mistake mistake = allMistakes().at(row);
+        QJsonObject configuration = deviceConfiguration(sampleBench());
+        mistake.make(configuration);
+        const QStringList lines = complaintsOf(configuration, mistake.controller);
+        const auto line = std::find_if(lines.cbegin(), lines.cend(), [&mistake](const QString& said) {
+            return hasParts(said, mistake.finding);
+        });
+        QVERIFY2(line != lines.cend(), qPrintable(lines.join('\n')));
+        QVERIFY2(!line->endsWith("→ "), qPrintable(*line));
+        for (const QStringList& documented :
+             markdownTable(MDC_SOURCE_DIRECTORY "/docs/bench.md", "### Mistakes in a map")) {
+            if (documented.value(0) == QTest::currentDataTag())
+                QVERIFY2(line->startsWith(documented.value(1) + ' ') && line->contains(documented.value(2)),
+                         qPrintable(documented.join(" | ") + '\n' + *line));
+        }
+    }
+
+    // The right map has nothing to complain of, for a controller that counts as it does.
+    void rightMap() { QCOMPARE(complaintsOf(deviceConfiguration(sampleBench()), {}).join('\n'), QString()); }
+
+    void everyMistakeIsDocumented()
+    {
+        QStringList names;
+        for (const Mistake& mistake : allMistakes())
+            names.append(mistake.name);
+        QVERIFY(names.size() >= 30);
+        QStringList documented;
+        for (const QStringList& row :
+             markdownTable(MDC_SOURCE_DIRECTORY "/docs/bench.md", "### Mistakes in a map"))
+            documented.append(row.value(0));
+        const QString gaps = tableGaps("docs/bench.md, \"Mistakes in a map\"", names, documented);
+        QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+    }
+};
+
+QTEST_GUILESS_MAIN(TstMapMistakes)
+#include "tst_map_mistakes.moc"
