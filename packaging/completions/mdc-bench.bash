@@ -60,7 +60,7 @@ _mdc_bench() {
             --config) config=${_mdc_words[i+1]} ;;
             --config=*) config=${word#--config=} ;;
         esac
-        case " --baud --config --count --fault --folder --format --generation --host --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
+        case " --baud --config --count --fault --folder --format --from-csv --generation --host --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
             *" $word "*) i=$((i + 1)); continue ;;
         esac
         case "$word" in
@@ -77,6 +77,7 @@ _mdc_bench() {
         --fault) COMPREPLY=($(compgen -W "help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart" -- "$cur")); return ;;
         --folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
         --format) COMPREPLY=($(compgen -W "table json jsonl csv" -- "$cur")); return ;;
+        --from-csv) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --generation) COMPREPLY=($(compgen -W "1 2 all" -- "$cur")); return ;;
         --host) return ;;
         --keep) return ;;
@@ -110,7 +111,7 @@ _mdc_bench() {
             case "$sub" in
                 "") options="--help --version --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 demo) options="--help --tcp --rtu --config --plugins --properties --trace --simulate --profile --fault --language --verbose --quiet" ;;
-                init) options="--help --host --serial --port --baud --parity --unit --offset --reference --generation --yes --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                init) options="--help --host --serial --port --baud --parity --unit --offset --reference --generation --from-csv --yes --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 list) options="--help --timeout --ports --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 commands) options="--help --object --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 run) options="--help --object --timeout --no-identify --force --count --seconds --changes --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;

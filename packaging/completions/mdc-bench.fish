@@ -52,6 +52,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l unit -d 'Modbus u
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l offset -d 'What is added to a register\'s number on the wire: -1 where the documentation counts from 1 [0]' -x -a '0 -1'
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l reference -d 'Order reference of the controller, with MDTC, MDC or BM in it [by its model]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l generation -d 'Generations to write, whether or not the controller answers [the one that answers]' -x -a '1 2 all'
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l from-csv -d 'Register list of the controller, as manuals and spreadsheets have it' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l yes -d 'Ask nothing, not on a terminal either'
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F

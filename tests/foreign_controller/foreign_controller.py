@@ -50,9 +50,12 @@ class Refusal(Exception):
 
 
 class ForeignController:
-    """Serves on a free port of the loopback from its construction until close()."""
+    """Serves on a free port of the loopback from its construction until close().
 
-    def __init__(self, bend=None, carries_out=True, bent_write=1):
+    Tables are values by their addresses on the wire; those of the module where none are given.
+    """
+
+    def __init__(self, bend=None, carries_out=True, bent_write=1, unit=UNIT, holding=None, inputs=None, coils=None):
         self.requests = []
         self.stored = []
         self.hits = 0
@@ -61,9 +64,10 @@ class ForeignController:
         self._carries_out = carries_out
         self._bent_write = bent_write
         self._writes = 0
-        self._coils = {address: False for address in COIL_ADDRESSES}
-        self._holding = {address: first_value(address) for part in HOLDING_ADDRESSES for address in part}
-        self._input = {address: 5 for address in INPUT_ADDRESSES}
+        self._unit = unit
+        self._coils = coils or {address: False for address in COIL_ADDRESSES}
+        self._holding = holding or {address: first_value(address) for part in HOLDING_ADDRESSES for address in part}
+        self._input = inputs or {address: 5 for address in INPUT_ADDRESSES}
         self._is_over = threading.Event()
         self._connections = []
         self._listener = socket.create_server(("127.0.0.1", 0))
@@ -153,7 +157,7 @@ class ForeignController:
 
     def _answer(self, request, pdu, carries_out):
         try:
-            if request.unit != UNIT:
+            if request.unit != self._unit:
                 raise Refusal(NO_SUCH_UNIT)
             if request.function == REPORT_SERVER_ID:
                 return bytes([REPORT_SERVER_ID, len(IDENTIFICATION)]) + IDENTIFICATION

@@ -20,6 +20,7 @@ struct InitOptions
     QString reference;
     // "1", "2" or "all"; empty: the one that answers.
     QString generation;
+    QString registerList; // file; empty for none
     bool withoutQuestions = false;
     int linkWait = c_defaultLinkWait; // ms
 };

@@ -31,8 +31,56 @@ QJsonValue toJson(const std::optional<MetController>& controller)
                        {QStringLiteral("generation"), information.softwareVersion}};
 }
 
+void tellRegisters(const ReadRegisters& registers, Console& console)
+{
+    const RegisterMeaning& meaning = registers.meaning;
+    console.out(
+        formatTable({}, {{QStringLiteral("separator"), registers.list.separator},
+                         {QStringLiteral("addresses"), registers.list.notation},
+                         {QStringLiteral("offset"),
+                          QStringLiteral("%1 (%2)").arg(meaning.addressOffset).arg(meaning.offsetReason)}}));
+    QList<QStringList> rows;
+    for (const UnderstoodRow& row : meaning.understood)
+        rows.append({QString::number(row.line), row.name, row.meaning, orDash(row.registers),
+                     orDash(row.type), row.remark});
+    if (!rows.isEmpty())
+        console.out(QStringLiteral("\nunderstood:\n") +
+                    formatTable({QStringLiteral("LINE"), QStringLiteral("NAME"), QStringLiteral("IS"),
+                                 QStringLiteral("REGISTER"), QStringLiteral("TYPE"), QString()},
+                                rows));
+    rows.clear();
+    for (const LeftOutRow& row : meaning.leftOut)
+        rows.append({QString::number(row.line), row.text, row.why});
+    if (!rows.isEmpty())
+        console.out(
+            QStringLiteral("\nleft out:\n") +
+            formatTable({QStringLiteral("LINE"), QStringLiteral("NAME"), QStringLiteral("WHY")}, rows));
+    console.out(QStringLiteral("\n"));
+}
+
+void addRegisters(QJsonObject& document, const ReadRegisters& registers)
+{
+    QJsonArray understood;
+    for (const UnderstoodRow& row : registers.meaning.understood)
+        understood.append(QJsonObject{{QStringLiteral("line"), row.line},
+                                      {QStringLiteral("name"), row.name},
+                                      {QStringLiteral("is"), row.meaning},
+                                      {QStringLiteral("registers"), row.registers},
+                                      {QStringLiteral("type"), row.type},
+                                      {QStringLiteral("remark"), row.remark}});
+    QJsonArray leftOut;
+    for (const LeftOutRow& row : registers.meaning.leftOut)
+        leftOut.append(QJsonObject{{QStringLiteral("line"), row.line},
+                                   {QStringLiteral("name"), row.text},
+                                   {QStringLiteral("why"), row.why}});
+    document.insert(QStringLiteral("understood"), understood);
+    document.insert(QStringLiteral("leftOut"), leftOut);
+}
+
 void tellTables(const InitOutcome& outcome, const QList<OpenEntry>& open, Console& console)
 {
+    if (outcome.registers)
+        tellRegisters(*outcome.registers, console);
     QStringList generations;
     for (const int generation : outcome.plan.generations)
         generations.append(QString::number(generation));
@@ -71,6 +119,8 @@ QList<OpenEntry> openEntries(const PlannedConfiguration& plan)
         if (list.keys.isEmpty())
             open.append({list.name, {}, list.commands});
     }
+    if (!plan.missingRange.isEmpty())
+        open.append({plan.missingRange, {}, {QStringLiteral("backup"), QStringLiteral("restoreBackup")}});
     return open;
 }
 
@@ -91,11 +141,14 @@ void tellOutcome(const InitOutcome& outcome, OutputFormat format, Console& conso
     QJsonArray generations;
     for (const int generation : outcome.plan.generations)
         generations.append(generation);
-    writer.document({{QStringLiteral("folder"), outcome.folder},
-                     {QStringLiteral("files"), QJsonArray::fromStringList(pathsOf(outcome))},
-                     {QStringLiteral("controller"), toJson(outcome.controller)},
-                     {QStringLiteral("reference"), outcome.plan.reference},
-                     {QStringLiteral("addressOffset"), outcome.plan.line.addressOffset},
-                     {QStringLiteral("generations"), generations},
-                     {QStringLiteral("open"), openArray}});
+    QJsonObject document{{QStringLiteral("folder"), outcome.folder},
+                         {QStringLiteral("files"), QJsonArray::fromStringList(pathsOf(outcome))},
+                         {QStringLiteral("controller"), toJson(outcome.controller)},
+                         {QStringLiteral("reference"), outcome.plan.reference},
+                         {QStringLiteral("addressOffset"), outcome.plan.line.addressOffset},
+                         {QStringLiteral("generations"), generations},
+                         {QStringLiteral("open"), openArray}};
+    if (outcome.registers)
+        addRegisters(document, *outcome.registers);
+    writer.document(document);
 }

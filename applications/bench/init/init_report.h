@@ -4,6 +4,7 @@
 #include "applications/bench/core/output_format.h"
 #include "applications/bench/init/configuration_files.h"
 #include "applications/bench/init/controller_meeting.h"
+#include "applications/bench/init/register_meaning.h"
 
 #include <optional>
 
@@ -17,8 +18,15 @@ struct OpenEntry
     QStringList commands;
 };
 
-// Key lists without an entry too.
+// Lists and texts that are missing too.
 QList<OpenEntry> openEntries(const PlannedConfiguration& plan);
+
+// What is made of a register list.
+struct ReadRegisters
+{
+    RegisterList list;
+    RegisterMeaning meaning;
+};
 
 struct InitOutcome
 {
@@ -26,6 +34,7 @@ struct InitOutcome
     PlannedConfiguration plan;
     QList<ConfigurationFile> files;
     std::optional<MetController> controller;
+    std::optional<ReadRegisters> registers;
 };
 
 void tellOutcome(const InitOutcome& outcome, OutputFormat format, Console& console);

@@ -3,6 +3,8 @@
 #include "applications/bench/init/new_files.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
+#include <QFile>
+
 InitRun::InitRun(const GeneralOptions& general, const InitOptions& options, Console& console,
                  Interrupt& interrupt)
     : m_general(general)
@@ -25,8 +27,30 @@ ExitCode InitRun::run()
                                       "the serial ports)"));
         return ExitCode::Usage;
     }
-    const ExitCode met = meet();
-    return met == ExitCode::Done ? write() : met;
+    ExitCode code = readList();
+    if (code == ExitCode::Done)
+        code = meet();
+    return code == ExitCode::Done ? write() : code;
+}
+
+ExitCode InitRun::readList()
+{
+    if (m_options.registerList.isEmpty())
+        return ExitCode::Done;
+    QFile file(m_options.registerList);
+    if (!file.open(QIODevice::ReadOnly)) {
+        m_console.error(
+            QStringLiteral("%1 cannot be read: %2").arg(m_options.registerList, file.errorString()));
+        return ExitCode::Configuration;
+    }
+    m_list = readRegisterList(file.readAll());
+    if (m_list->error.isEmpty())
+        return ExitCode::Done;
+    m_console.error(QStringLiteral("%1: %2").arg(m_options.registerList, m_list->error));
+    for (const LeftOutRow& row : qAsConst(m_list->leftOut))
+        m_console.error(
+            QStringLiteral("%1, line %2: %3").arg(m_options.registerList).arg(row.line).arg(row.why));
+    return ExitCode::Configuration;
 }
 
 ExitCode InitRun::meet()
@@ -61,19 +85,53 @@ QList<int> InitRun::generations() const
     return {m_controller ? m_controller->information.softwareVersion : 1};
 }
 
-ExitCode InitRun::write()
+PlannedConfiguration InitRun::plan(const std::optional<ReadRegisters>& registers) const
 {
-    InitOutcome outcome;
-    outcome.folder = m_options.folder;
-    outcome.controller = m_controller;
-    PlannedConfiguration& plan = outcome.plan;
+    PlannedConfiguration plan;
     plan.driver = QUuid::createUuid();
     plan.device = QUuid::createUuid();
     plan.line = m_line;
     plan.reference = m_controller ? m_controller->reference : m_options.reference;
     plan.generations = generations();
-    planChannels(plan, commandNeeds(), {}, {});
-    outcome.files = configurationFiles(plan);
+    if (registers)
+        plan.line.addressOffset = registers->meaning.addressOffset;
+    planChannels(plan, commandNeeds(), registers ? registers->meaning.entries : KnownEntries(),
+                 registers ? registers->meaning.keyLists : KnownKeyLists());
+    const int generation = describedGeneration();
+    std::optional<QString> model;
+    if (m_controller)
+        model = configurationModelName(m_controller->information);
+    else if (generation > 1)
+        model = modelNameOfGeneration(generation);
+    if (!model)
+        return plan;
+    const QString text = registers ? backupRangeText(registers->meaning, generation) : QString();
+    if (text.isEmpty())
+        plan.missingRange = backupRangeKey(*model);
+    else
+        plan.backupRanges.insert(backupRangeKey(*model), text);
+    return plan;
+}
+
+int InitRun::describedGeneration() const
+{
+    const QList<int> all = generations();
+    const int met = m_controller ? m_controller->information.softwareVersion : 0;
+    return all.contains(met) ? met : all.constLast();
+}
+
+ExitCode InitRun::write()
+{
+    InitOutcome outcome;
+    outcome.folder = m_options.folder;
+    outcome.controller = m_controller;
+    if (m_list) {
+        const std::optional<int> offset =
+            m_options.offset.isEmpty() ? std::nullopt : std::optional<int>(m_options.offset.toInt());
+        outcome.registers = ReadRegisters{*m_list, meaningOf(*m_list, describedGeneration(), offset)};
+    }
+    outcome.plan = plan(outcome.registers);
+    outcome.files = configurationFiles(outcome.plan);
     const std::optional<BenchProblem> problem = makeNewFiles(outcome.folder, outcome.files);
     if (problem) {
         problem->tell(m_console);

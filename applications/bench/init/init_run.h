@@ -18,7 +18,12 @@ public:
 private:
     // Who answers; Done also when nobody has to.
     ExitCode meet();
+    // Of the list that is given, if there is one; tells what is wrong with it.
+    ExitCode readList();
     QList<int> generations() const;
+    // The one that a register list is about: that of the controller that answered, else the last one.
+    int describedGeneration() const;
+    PlannedConfiguration plan(const std::optional<ReadRegisters>& registers) const;
     ExitCode write();
 
     const GeneralOptions& m_general;
@@ -27,4 +32,5 @@ private:
     Interrupt& m_interrupt;
     ControllerLine m_line;
     std::optional<MetController> m_controller;
+    std::optional<RegisterList> m_list;
 };

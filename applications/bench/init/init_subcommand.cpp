@@ -30,9 +30,14 @@ InitSubcommand::InitSubcommand()
            "an\n"
            "entry that \"mdc-bench check\" names. No file is ever replaced.\n"
            "\n"
+           "A register list (--from-csv) has a heading with at least a name and an address; what was "
+           "understood\n"
+           "of it, what was left out and why is shown.\n"
+           "\n"
            "Examples:\n"
            "  mdc-bench init line3 --host localhost --unit 7 --generation 2 --yes\n"
-           "  mdc-bench init line4 --serial /dev/ttyUSB0 --baud 38400 --generation all --yes\n"})
+           "  mdc-bench init line4 --serial /dev/ttyUSB0 --baud 38400 --generation all --yes\n"
+           "  mdc-bench init line5 --host localhost --generation 2 --from-csv registers.csv --yes\n"})
 {}
 
 void InitSubcommand::addTo(OptionSet& options)
@@ -62,6 +67,8 @@ void InitSubcommand::addTo(OptionSet& options)
         .text("--generation", "1|2|all", m_options.generation,
               "Generations to write, whether or not the controller answers [the one that answers]")
         .oneOf({"1", "2", "all"});
+    options.text("--from-csv", "FILE", m_options.registerList,
+                 "Register list of the controller, as manuals and spreadsheets have it");
     options.flag("--yes", m_options.withoutQuestions, "Ask nothing, not on a terminal either");
     addLinkWait(options, m_options.linkWait);
 }

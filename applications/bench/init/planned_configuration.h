@@ -45,6 +45,8 @@ struct PlannedConfiguration
     QList<PlannedKeyList> keyLists;
     // Texts that name the registers of a backup, by their keys.
     QMap<QString, QString> backupRanges;
+    // The key of the one that the controller's model has and nobody has told; empty when there is none.
+    QString missingRange = {};
 };
 
 // What is known of a channel before it is planned, from wherever.

@@ -243,6 +243,10 @@ QList<Row> rowsOfInit(const SampleFolder& samples)
         {"2 init of two lines", {"init", made, "--host", "a", "--serial", "b"}, 2, "", "excludes"},
         {"2 init from a bench", {"init", made, "--config", "bench.json"}, 2, "", "leave --config out"},
         {"2 init of a fault", {"init", made, "--fault", "refuse"}, 2, "", "leave --fault out"},
+        {"3 init from no list", here({made, "--from-csv", samples.filePath("absent.csv")}), 3, "",
+         "absent.csv"},
+        {"3 init from what is no list", here({made, "--from-csv", samples.filePath("one.csv")}), 3, "",
+         "is a heading with an address and a name"},
         {"5 init of nobody", here({made}), 5, "", "nothing was written: "},
         {"0 init without the controller", here({made, "--generation", "2"}), 0,
          "lockChangeV2       register  setLock", "nobody answered"},
@@ -419,6 +423,7 @@ private Q_SLOTS:
         const BenchEnd saved = endOf(*startBench(
             {"--config", here.filePath("bench.json"), "backup", "--folder", folder.path(), "--name", "x"}));
         QCOMPARE(saved.exitCode, 0);
+        QVERIFY(writeFile(here.filePath("registers.csv"), "Name;Address;Access\nTool lock;6004;W\n"));
         for (const char* const name : {"FILE", "monday.csv", "tuesday.csv"})
             QVERIFY(QFile::copy(saved.out.trimmed(), here.filePath(name)));
 

@@ -5,6 +5,8 @@
 #include "applications/bench/init/controller_meeting.h"
 #include "applications/bench/init/init_report.h"
 #include "applications/bench/init/new_files.h"
+#include "applications/bench/init/register_meaning.h"
+#include "applications/bench/init/tests/register_list_rows.h"
 #include "plugins/p_device_mdc/model/identification_block.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/configuration_errors.h"
@@ -61,6 +63,22 @@ bool isAbout(const Finding& finding, const OpenEntry& entry)
         return finding.message.contains('"' + entry.name + '"');
     return finding.message.startsWith(QString("the channel \"%1\" has no ").arg(entry.name)) &&
            finding.message.contains('"' + entry.entry + '"');
+}
+
+// All that is known, a line each.
+QStringList linesOf(const RegisterMeaning& meaning)
+{
+    QStringList lines;
+    for (auto channel = meaning.entries.cbegin(); channel != meaning.entries.cend(); ++channel) {
+        for (auto entry = channel->cbegin(); entry != channel->cend(); ++entry)
+            lines.append(
+                QString("%1.%2=%3").arg(channel.key(), entry.key(), entry.value().toVariant().toString()));
+    }
+    for (auto list = meaning.keyLists.cbegin(); list != meaning.keyLists.cend(); ++list)
+        lines.append(list.key() + '=' +
+                     QString::fromUtf8(QJsonDocument(list.value()).toJson(QJsonDocument::Compact)));
+    lines.sort();
+    return lines;
 }
 
 QJsonObject documentOf(const QString& text)
@@ -212,6 +230,70 @@ private Q_SLOTS:
         QCOMPARE(referenceOfModel("MDT"), QString("MDTC"));
         QCOMPARE(referenceOfModel("MDC-32"), QString("MDC"));
         QCOMPARE(referenceOfModel("BMT"), QString("BM"));
+    }
+
+    void registerLists_data()
+    {
+        QTest::addColumn<int>("row");
+        const QList<RegisterListRow> rows = registerListRows();
+        for (int i = 0; i < rows.size(); ++i)
+            QTest::newRow(rows.at(i).name) << i;
+    }
+
+    void registerLists()
+    {
+        QFETCH(int, row);
+        const RegisterListRow expected = registerListRows().at(row);
+        const RegisterList list = readRegisterList(expected.text);
+        QCOMPARE(list.error, QString());
+        const RegisterMeaning meaning =
+            meaningOf(list, expected.generation,
+                      expected.offset == 1 ? std::nullopt : std::optional<int>(expected.offset));
+        QStringList known = expected.known;
+        known.sort();
+        QCOMPARE(linesOf(meaning), known);
+        QCOMPARE(meaning.addressOffset, expected.offsetOfDriver);
+        QStringList whys;
+        for (const LeftOutRow& left : meaning.leftOut)
+            whys.append(QString("%1: %2").arg(left.line).arg(left.why));
+        QVERIFY2(whys.size() == expected.leftOut.size(), qPrintable(whys.join('\n')));
+        for (int i = 0; i < whys.size(); ++i)
+            QVERIFY2(whys.at(i).startsWith(expected.leftOut.at(i)), qPrintable(whys.at(i)));
+        // Each row of the list is told once at least.
+        for (const ListedRegister& listed : list.registers)
+            QVERIFY2(std::any_of(meaning.understood.cbegin(), meaning.understood.cend(),
+                                 [&](const UnderstoodRow& one) { return one.line == listed.line; }) ||
+                         std::any_of(meaning.leftOut.cbegin(), meaning.leftOut.cend(),
+                                     [&](const LeftOutRow& one) { return one.line == listed.line; }),
+                     qPrintable(listed.name));
+    }
+
+    void unreadableLists_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("error");
+        for (const UnreadableListRow& row : unreadableListRows())
+            QTest::newRow(row.name) << row.text << QString::fromLatin1(row.error);
+    }
+
+    void unreadableLists()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, error);
+        const RegisterList list = readRegisterList(text);
+        QVERIFY2(list.error.contains(error), qPrintable(list.error));
+    }
+
+    void backupRangeOfAList()
+    {
+        RegisterMeaning meaning;
+        QCOMPARE(backupRangeText(meaning, 2), QString());
+        meaning.programSize = 40;
+        meaning.programCount = 2;
+        QCOMPARE(backupRangeText(meaning, 2),
+                 QString(R"("backup_range": [1-80]; "preset1": [1-40]; "preset2": [41-80];)"));
+        meaning.entries["torqueUnitV2"].insert("register", 2001);
+        QVERIFY(backupRangeText(meaning, 2).startsWith(R"("backup_range": [1-2001];)"));
     }
 
     void controllers_data()
