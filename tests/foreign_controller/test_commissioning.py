@@ -4,10 +4,12 @@
     test_commissioning.py BENCH
 
 Each row is a controller with tables of its own and the list that its manual prints. "init" makes a configuration of
-the list, "check" looks it over, and orders are run with it; the controller tells what has reached it.
+the list, "check --probe" looks it over and reads what it names, and orders are run with it; the controller tells what has reached it.
 """
 
 import json
+import os
+import select
 import struct
 import subprocess
 import sys
@@ -17,11 +19,18 @@ import unittest
 from collections import namedtuple
 from pathlib import Path
 
+try:
+    import fcntl
+    import pty
+    import termios
+except ImportError:
+    pty = None  # no terminal to play, no questions to answer
+
 from foreign_controller import ForeignController, READ_HOLDING, READ_INPUT, WRITE_COIL, WRITE_REGISTER
 from foreign_controller import WRITE_REGISTERS
 
 LIMIT = 10  # s for all steps of a row
-KILLED_AFTER = 60
+KILLED_AFTER = 30
 
 TORQUE = 12.5
 TORQUE_WORDS = struct.unpack(">2H", struct.pack(">f", TORQUE))
@@ -153,6 +162,48 @@ def call(program, folder, *arguments):
     return process.returncode, json.loads(out), out + messages
 
 
+class Conversation:
+    """A program at a terminal, and somebody who answers it."""
+
+    def __init__(self, command, folder):
+        self._end, other = pty.openpty()
+        self.seen = ""
+        self.process = subprocess.Popen(command, cwd=folder, stdin=other, stdout=other, stderr=other,
+                                        preexec_fn=self._take_terminal,
+                                        env={**os.environ, "LC_ALL": "C.UTF-8", "NO_COLOR": "1"})
+        os.close(other)
+
+    @staticmethod
+    def _take_terminal():
+        # Ctrl-C is for whoever the terminal belongs to.
+        os.setsid()
+        fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+    def _read(self):
+        if not select.select([self._end], [], [], KILLED_AFTER)[0]:
+            self.process.kill()
+            raise AssertionError(f"nothing more is said:\n{self.seen}")
+        try:
+            piece = os.read(self._end, 4096).decode("utf-8", "replace")
+        except OSError:
+            return False  # the other side has closed
+        self.seen += piece.replace("\r\n", "\n")
+        return bool(piece)
+
+    def answer(self, question, text):
+        """Waits for the question at the end of what is seen."""
+        while not (question in self.seen.rpartition("\n")[2] and self.seen.endswith(": ")):
+            if not self._read():
+                raise AssertionError(f"it did not ask \"{question}\":\n{self.seen}")
+        os.write(self._end, text.encode())
+
+    def end(self):
+        while self._read():
+            pass
+        os.close(self._end)
+        return self.process.wait(KILLED_AFTER)
+
+
 class Commissioning(unittest.TestCase):
     program = None
 
@@ -169,9 +220,9 @@ class Commissioning(unittest.TestCase):
         self.assertEqual(end, 0, said)
         self.assertEqual(made["controller"]["generation"], 2)
 
-        # What is open is what the check names, and nothing else is wrong.
+        # What is open is what the check names, nothing else is wrong, and whatever is configured can be read.
         open_names = [one["name"] for one in made["open"]]
-        findings = self.ask(folder, 3 if open_names else 0, "check")["findings"]
+        findings = self.ask(folder, 3 if open_names else 0, "check", "--probe")["findings"]
         bad = [one["message"] for one in findings if one["level"] == "error"]
         for message in bad:
             self.assertTrue(any(f'"{name}"' in message for name in open_names), message)
@@ -207,6 +258,65 @@ class Commissioning(unittest.TestCase):
                 self.assertEqual(units, {row.unit})
                 reads = {request.function for request in controller.requests} & {READ_HOLDING, READ_INPUT}
                 self.assertTrue(reads)
+
+    def converse(self, answers, *arguments):
+        """Exit code, what was seen, and the folder's files with their texts."""
+        with tempfile.TemporaryDirectory() as name:
+            folder = Path(name)
+            (folder / "list.csv").write_text(FOUR_DIGITS, encoding="utf-8")
+            conversation = Conversation([self.program, "init", "made", *arguments], folder)
+            for question, text in answers:
+                conversation.answer(question, text)
+            code = conversation.end()
+            made = folder / "made"
+            files = {one.name: one.read_text(encoding="utf-8") for one in made.iterdir()} if made.exists() else {}
+            return code, conversation.seen, files
+
+    @unittest.skipIf(pty is None, "a terminal is needed")
+    def test_questions(self):
+        row = ROWS[0]
+        holding, inputs, coils = row.tables
+        controller = ForeignController(unit=row.unit, holding=holding, inputs=inputs, coils=coils)
+        try:
+            # Port 1 is nobody's: it is asked anew.
+            code, seen, files = self.converse([
+                ("Address of the controller", "127.0.0.1:1\n"), ("Modbus unit [1]", "7\n"),
+                ("Try again", "yes\n"), ("Address of the controller", "127.0.0.1\n"),
+                ("TCP port [502]", "many\n"), ("TCP port [502]", f"{controller.port}\n"),
+                ("Modbus unit [1]", "7\n"), ("Register list", "list.csv\n"), ("on the wire", "\n"),
+                ("Generation to write", "\n"), ("Order reference", "\n"), ("Write 5 files to made", "y\n")])
+        finally:
+            controller.close()
+        self.assertEqual(code, 0, seen)
+        self.assertIn("Answers: MDC-22 with MD2202, firmware 4.12.7", seen)
+        self.assertIn("a whole number from 1 to 65535 is needed", seen)
+        self.assertIn("understood:", seen)
+        bench = json.loads(files["bench.json"])["objects"]
+        self.assertEqual(bench[0]["configuration"]["unitId"], 7)
+        self.assertEqual(bench[0]["configuration"]["addressOffset"], -1)
+        self.assertEqual(bench[1]["reference"], "MDC")
+        self.assertIn("register_map_generation2.json", files)
+
+    @unittest.skipIf(pty is None, "a terminal is needed")
+    def test_questions_without_the_controller(self):
+        code, seen, files = self.converse([
+            ("Modbus unit [1]", "\n"), ("Try again", "no\n"), ("Generation of the controller", "1\n"),
+            ("Register list", "\n"), ("on the wire", "\n"), ("Order reference", "MDTC\n"), ("Write", "\n")],
+            "--host", "127.0.0.1", "--port", "1")
+        self.assertEqual(code, 0, seen)
+        self.assertIn("register_map_generation1.json", files)
+        self.assertEqual(json.loads(files["bench.json"])["objects"][1]["reference"], "MDTC")
+
+    @unittest.skipIf(pty is None, "a terminal is needed")
+    def test_ended_questions_write_nothing(self):
+        begun = [("Modbus unit [1]", "\n"), ("Try again", "no\n"), ("Generation of the controller", "1\n"),
+                 ("Register list", "\n"), ("on the wire", "\n"), ("Order reference", "\n")]
+        for last, expected in (([("Write", "no\n")], 1), ([("Write", "\x04")], 1),
+                               ([("Write", "\x03")], 130)):
+            code, seen, files = self.converse(begun + last, "--host", "127.0.0.1", "--port", "1")
+            self.assertEqual(code, expected, seen)
+            self.assertIn("nothing was written", seen)
+            self.assertEqual(files, {})
 
 
 if __name__ == "__main__":

@@ -31,33 +31,6 @@ QJsonValue toJson(const std::optional<MetController>& controller)
                        {QStringLiteral("generation"), information.softwareVersion}};
 }
 
-void tellRegisters(const ReadRegisters& registers, Console& console)
-{
-    const RegisterMeaning& meaning = registers.meaning;
-    console.out(
-        formatTable({}, {{QStringLiteral("separator"), registers.list.separator},
-                         {QStringLiteral("addresses"), registers.list.notation},
-                         {QStringLiteral("offset"),
-                          QStringLiteral("%1 (%2)").arg(meaning.addressOffset).arg(meaning.offsetReason)}}));
-    QList<QStringList> rows;
-    for (const UnderstoodRow& row : meaning.understood)
-        rows.append({QString::number(row.line), row.name, row.meaning, orDash(row.registers),
-                     orDash(row.type), row.remark});
-    if (!rows.isEmpty())
-        console.out(QStringLiteral("\nunderstood:\n") +
-                    formatTable({QStringLiteral("LINE"), QStringLiteral("NAME"), QStringLiteral("IS"),
-                                 QStringLiteral("REGISTER"), QStringLiteral("TYPE"), QString()},
-                                rows));
-    rows.clear();
-    for (const LeftOutRow& row : meaning.leftOut)
-        rows.append({QString::number(row.line), row.text, row.why});
-    if (!rows.isEmpty())
-        console.out(
-            QStringLiteral("\nleft out:\n") +
-            formatTable({QStringLiteral("LINE"), QStringLiteral("NAME"), QStringLiteral("WHY")}, rows));
-    console.out(QStringLiteral("\n"));
-}
-
 void addRegisters(QJsonObject& document, const ReadRegisters& registers)
 {
     QJsonArray understood;
@@ -79,8 +52,6 @@ void addRegisters(QJsonObject& document, const ReadRegisters& registers)
 
 void tellTables(const InitOutcome& outcome, const QList<OpenEntry>& open, Console& console)
 {
-    if (outcome.registers)
-        tellRegisters(*outcome.registers, console);
     QStringList generations;
     for (const int generation : outcome.plan.generations)
         generations.append(QString::number(generation));
@@ -107,6 +78,33 @@ void tellTables(const InitOutcome& outcome, const QList<OpenEntry>& open, Consol
 }
 
 } // namespace
+
+void tellRegisters(const ReadRegisters& registers, Console& console)
+{
+    const RegisterMeaning& meaning = registers.meaning;
+    console.out(
+        formatTable({}, {{QStringLiteral("separator"), registers.list.separator},
+                         {QStringLiteral("addresses"), registers.list.notation},
+                         {QStringLiteral("offset"),
+                          QStringLiteral("%1 (%2)").arg(meaning.addressOffset).arg(meaning.offsetReason)}}));
+    QList<QStringList> rows;
+    for (const UnderstoodRow& row : meaning.understood)
+        rows.append({QString::number(row.line), row.name, row.meaning, orDash(row.registers),
+                     orDash(row.type), row.remark});
+    if (!rows.isEmpty())
+        console.out(QStringLiteral("\nunderstood:\n") +
+                    formatTable({QStringLiteral("LINE"), QStringLiteral("NAME"), QStringLiteral("IS"),
+                                 QStringLiteral("REGISTER"), QStringLiteral("TYPE"), QString()},
+                                rows));
+    rows.clear();
+    for (const LeftOutRow& row : meaning.leftOut)
+        rows.append({QString::number(row.line), row.text, row.why});
+    if (!rows.isEmpty())
+        console.out(
+            QStringLiteral("\nleft out:\n") +
+            formatTable({QStringLiteral("LINE"), QStringLiteral("NAME"), QStringLiteral("WHY")}, rows));
+    console.out(QStringLiteral("\n"));
+}
 
 QList<OpenEntry> openEntries(const PlannedConfiguration& plan)
 {

@@ -37,4 +37,7 @@ struct InitOutcome
     std::optional<ReadRegisters> registers;
 };
 
+// What was understood, what was left out and why, as tables.
+void tellRegisters(const ReadRegisters& registers, Console& console);
+// The rest; as JSON all of it.
 void tellOutcome(const InitOutcome& outcome, OutputFormat format, Console& console);

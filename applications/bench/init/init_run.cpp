@@ -12,7 +12,10 @@ InitRun::InitRun(const GeneralOptions& general, const InitOptions& options, Cons
     , m_console(console)
     , m_interrupt(interrupt)
     , m_line(lineOf(options))
-{}
+{
+    if (!options.withoutQuestions && general.format == OutputFormat::Table && Dialogue::isPossible())
+        m_dialogue.emplace(console, interrupt);
+}
 
 ExitCode InitRun::run()
 {
@@ -21,16 +24,68 @@ ExitCode InitRun::run()
         problem->tell(m_console);
         return problem->code;
     }
+    const ExitCode code = m_dialogue ? converse() : takeOptions();
+    return code == ExitCode::Done ? write() : code;
+}
+
+ExitCode InitRun::takeOptions()
+{
     if (!m_line.isKnown()) {
         m_console.error(QStringLiteral("it is not known where the controller is; nothing was written"));
         m_console.hint(QStringLiteral("give --host NAME or --serial PORT (\"mdc-bench list --ports\" lists "
                                       "the serial ports)"));
         return ExitCode::Usage;
     }
-    ExitCode code = readList();
-    if (code == ExitCode::Done)
-        code = meet();
-    return code == ExitCode::Done ? write() : code;
+    const ExitCode code = readList();
+    return code == ExitCode::Done ? meet() : code;
+}
+
+ExitCode InitRun::converse()
+{
+    ExitCode code = findController();
+    if (code != ExitCode::Done)
+        return code;
+    if (!m_dialogue->askForRegisterList(m_options))
+        return ended();
+    code = readList();
+    if (code != ExitCode::Done)
+        return code;
+    const bool countsFromOne = m_list && m_list->base == 1;
+    if (!m_dialogue->askForRest(m_options, m_controller, countsFromOne ? -1 : 0))
+        return ended();
+    m_line = lineOf(m_options);
+    if (m_controller)
+        m_controller->reference = m_options.reference;
+    return ExitCode::Done;
+}
+
+ExitCode InitRun::findController()
+{
+    for (;;) {
+        if (!m_dialogue->askForLine(m_options))
+            return ended();
+        m_line = lineOf(m_options);
+        const Meeting meeting = meetController(m_general, m_line, m_options.reference, m_options.linkWait,
+                                               m_console, m_interrupt);
+        if (m_interrupt.requested())
+            return ended();
+        m_controller = meeting.controller;
+        if (m_controller) {
+            m_dialogue->say(QStringLiteral("Answers: %1").arg(m_controller->text()));
+            return ExitCode::Done;
+        }
+        bool isAgain = false;
+        if (!m_dialogue->askAfterFailure(m_options, meeting.error, isAgain))
+            return ended();
+        if (!isAgain)
+            return ExitCode::Done;
+    }
+}
+
+ExitCode InitRun::ended() const
+{
+    m_console.error(QStringLiteral("nothing was written"));
+    return m_interrupt.requested() ? ExitCode::Interrupted : ExitCode::CommandFailed;
 }
 
 ExitCode InitRun::readList()
@@ -132,6 +187,12 @@ ExitCode InitRun::write()
     }
     outcome.plan = plan(outcome.registers);
     outcome.files = configurationFiles(outcome.plan);
+    if (outcome.registers && m_general.format == OutputFormat::Table)
+        tellRegisters(*outcome.registers, m_console);
+    if (m_dialogue &&
+        !m_dialogue->confirm(
+            QStringLiteral("Write %1 files to %2").arg(outcome.files.size()).arg(outcome.folder)))
+        return ended();
     const std::optional<BenchProblem> problem = makeNewFiles(outcome.folder, outcome.files);
     if (problem) {
         problem->tell(m_console);

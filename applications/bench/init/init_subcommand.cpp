@@ -30,6 +30,8 @@ InitSubcommand::InitSubcommand()
            "an\n"
            "entry that \"mdc-bench check\" names. No file is ever replaced.\n"
            "\n"
+           "On a terminal it asks for what is not given, unless --yes is.\n"
+           "\n"
            "A register list (--from-csv) has a heading with at least a name and an address; what was "
            "understood\n"
            "of it, what was left out and why is shown.\n"

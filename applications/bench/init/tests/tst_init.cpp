@@ -1,6 +1,7 @@
 // Configurations that are made for a controller: what is written, and what the built program does with it.
 
 #include "applications/bench/device_configuration/command_requirements.h"
+#include "applications/bench/init/answers.h"
 #include "applications/bench/init/configuration_files.h"
 #include "applications/bench/init/controller_meeting.h"
 #include "applications/bench/init/init_report.h"
@@ -18,6 +19,9 @@
 #include <QtTest>
 
 #include <algorithm>
+
+using Take = QString (*)(const QString&, InitOptions&);
+Q_DECLARE_METATYPE(Take)
 
 namespace {
 
@@ -294,6 +298,75 @@ private Q_SLOTS:
                  QString(R"("backup_range": [1-80]; "preset1": [1-40]; "preset2": [41-80];)"));
         meaning.entries["torqueUnitV2"].insert("register", 2001);
         QVERIFY(backupRangeText(meaning, 2).startsWith(R"("backup_range": [1-2001];)"));
+    }
+
+    void answers_data()
+    {
+        QTest::addColumn<Take>("take");
+        QTest::addColumn<QString>("answer");
+        // host, serial port, port, baud rate, parity, unit, offset, generation; empty: a complaint
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("address") << Take(&takeAddress) << "192.168.1.20"
+                                 << "192.168.1.20,,0,0,,-1,,";
+        QTest::newRow("name with a port") << Take(&takeAddress) << "line3:1502"
+                                          << "line3,,1502,0,,-1,,";
+        QTest::newRow("address of IPv6") << Take(&takeAddress) << "fe80::1"
+                                         << "fe80::1,,0,0,,-1,,";
+        QTest::newRow("serial line") << Take(&takeAddress) << "/dev/ttyUSB0"
+                                     << ",/dev/ttyUSB0,0,0,,-1,,";
+        QTest::newRow("serial line of Windows") << Take(&takeAddress) << "COM3"
+                                                << ",COM3,0,0,,-1,,";
+        QTest::newRow("no address") << Take(&takeAddress) << ""
+                                    << "";
+        QTest::newRow("two words") << Take(&takeAddress) << "the controller"
+                                   << "";
+        QTest::newRow("port of nobody") << Take(&takeAddress) << "line3:70000"
+                                        << "";
+        QTest::newRow("port") << Take(&takePort) << "65535"
+                              << ",,65535,0,,-1,,";
+        QTest::newRow("port 0") << Take(&takePort) << "0"
+                                << "";
+        QTest::newRow("baud rate") << Take(&takeBaudRate) << "9600"
+                                   << ",,0,9600,,-1,,";
+        QTest::newRow("baud rate in words") << Take(&takeBaudRate) << "fast"
+                                            << "";
+        QTest::newRow("parity") << Take(&takeParity) << "None"
+                                << ",,0,0,none,-1,,";
+        QTest::newRow("no parity") << Take(&takeParity) << "mark"
+                                   << "";
+        QTest::newRow("unit") << Take(&takeUnit) << "247"
+                              << ",,0,0,,247,,";
+        QTest::newRow("unit 248") << Take(&takeUnit) << "248"
+                                  << "";
+        QTest::newRow("offset") << Take(&takeOffset) << "-1"
+                                << ",,0,0,,-1,-1,";
+        QTest::newRow("offset 1") << Take(&takeOffset) << "1"
+                                  << "";
+        QTest::newRow("generation") << Take(&takeGeneration) << "ALL"
+                                    << ",,0,0,,-1,,all";
+        QTest::newRow("generation 3") << Take(&takeGeneration) << "3"
+                                      << "";
+        QTest::newRow("no list") << Take(&takeRegisterList) << ""
+                                 << ",,0,0,,-1,,";
+        QTest::newRow("absent list") << Take(&takeRegisterList) << "/absent/list.csv"
+                                     << "";
+    }
+
+    void answers()
+    {
+        QFETCH(Take, take);
+        QFETCH(QString, answer);
+        QFETCH(QString, expected);
+        InitOptions options;
+        const QString complaint = take(answer, options);
+        QCOMPARE(complaint.isEmpty(), !expected.isEmpty());
+        if (expected.isEmpty())
+            return;
+        QCOMPARE(QStringList({options.host, options.serialPort, QString::number(options.port),
+                              QString::number(options.baudRate), options.parity,
+                              QString::number(options.unitId), options.offset, options.generation})
+                     .join(','),
+                 expected);
     }
 
     void controllers_data()
