@@ -63,6 +63,7 @@ cat <<TEXT
   configurations/register_map_*.json        the channel "$channel", and "${channel}V2" of generation 2
   applications/simulator                    what a write to it means, see docs/simulator.md
   docs/commands.md                          mdc-bench commands --format markdown > docs/commands.md
+  docs/configuration.md                     scripts/configuration_page.py --write MDC_BENCH MDC_SIMULATOR
   CHANGELOG.md
 See them with:
   cmake --preset dev && cmake --build --preset dev --target mdc_device && ctest --preset dev -L device

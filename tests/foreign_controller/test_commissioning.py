@@ -269,7 +269,7 @@ class Commissioning(unittest.TestCase):
                 conversation.answer(question, text)
             code = conversation.end()
             made = folder / "made"
-            files = {one.name: one.read_text(encoding="utf-8") for one in made.iterdir()} if made.exists() else {}
+            files = {one.name: one.read_text(encoding="utf-8") for one in made.glob("*.json")} if made.exists() else {}
             return code, conversation.seen, files
 
     @unittest.skipIf(pty is None, "a terminal is needed")
@@ -284,7 +284,7 @@ class Commissioning(unittest.TestCase):
                 ("Try again", "yes\n"), ("Address of the controller", "127.0.0.1\n"),
                 ("TCP port [502]", "many\n"), ("TCP port [502]", f"{controller.port}\n"),
                 ("Modbus unit [1]", "7\n"), ("Register list", "list.csv\n"), ("on the wire", "\n"),
-                ("Generation to write", "\n"), ("Order reference", "\n"), ("Write 5 files to made", "y\n")])
+                ("Generation to write", "\n"), ("Order reference", "\n"), ("Write 7 files to made", "y\n")])
         finally:
             controller.close()
         self.assertEqual(code, 0, seen)

@@ -267,6 +267,49 @@ QString markdownOf(const CommandDescription& command)
                                             : resultTable(results));
 }
 
+QString chosenByText(ChosenBy chosenBy)
+{
+    switch (chosenBy) {
+    case ChosenBy::Nothing:
+        return QStringLiteral("nothing");
+    case ChosenBy::Generation:
+        return QStringLiteral("generation");
+    case ChosenBy::FirstLayout:
+        return QStringLiteral("firstLayout");
+    case ChosenBy::Model:
+        return QStringLiteral("model");
+    case ChosenBy::Order:
+        return QStringLiteral("order");
+    }
+    return {};
+}
+
+// What the command looks up in the configuration.
+QJsonArray channelsAsJson(const CommandNeeds& needs)
+{
+    QJsonArray array;
+    for (const NeededChannel& channel : needs.channels) {
+        QJsonArray entries;
+        for (const ChannelEntry entry : channel.entries)
+            entries.append(entryName(entry));
+        array.append(QJsonObject{{QStringLiteral("name"), channel.name},
+                                 {QStringLiteral("chosenBy"), chosenByText(channel.chosenBy)},
+                                 {QStringLiteral("entries"), entries},
+                                 {QStringLiteral("keyList"), channel.keyList},
+                                 {QStringLiteral("consequence"), channel.consequence}});
+    }
+    return array;
+}
+
+QJsonArray parametersAsJson(const CommandNeeds& needs)
+{
+    QJsonArray array;
+    for (const NeededParameter& parameter : needs.parameters)
+        array.append(QJsonObject{{QStringLiteral("name"), parameter.name},
+                                 {QStringLiteral("chosenBy"), chosenByText(parameter.chosenBy)}});
+    return array;
+}
+
 } // namespace
 
 PluginCommands describeCommands(const DAbstractPlugin& plugin)
@@ -334,8 +377,11 @@ QJsonObject commandAsJson(const PluginCommands& plugin, const CommandDescription
                        {QStringLiteral("description"), command.description},
                        {QStringLiteral("parameters"), toJson(parametersOf(command))},
                        {QStringLiteral("results"), toJson(resultsOf(command))}};
-    if (command.known != nullptr)
+    if (command.known != nullptr) {
         object.insert(QStringLiteral("effect"), command.known->effect);
+        object.insert(QStringLiteral("channels"), channelsAsJson(*command.known));
+        object.insert(QStringLiteral("configurationParameters"), parametersAsJson(*command.known));
+    }
     if (!command.stopName.isEmpty())
         object.insert(QStringLiteral("stopName"), command.stopName);
     return object;

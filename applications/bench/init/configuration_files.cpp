@@ -2,6 +2,7 @@
 
 #include "plugins/p_device_mdc/model/channel_names.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -16,6 +17,8 @@ const QString c_deviceKind = QStringLiteral("{5b1e07c4-3d9a-4f62-a8b7-91c2e4d0f3
 const QString c_bench = QStringLiteral("bench.json");
 const QString c_common = QStringLiteral("register_map_common.json");
 const QString c_parameters = QStringLiteral("parameters.json");
+const QString c_benchSchema = QStringLiteral("schema/bench.schema.json");
+const QString c_deviceSchema = QStringLiteral("schema/device_configuration.schema.json");
 const QString c_ranges = QStringLiteral("backup_ranges.json");
 
 QString mapName(int generation)
@@ -58,9 +61,11 @@ QString member(const QString& name, const QJsonValue& value, int depth)
     return indented(QStringLiteral("%1: %2").arg(json(name), json(value)), depth);
 }
 
-QByteArray objectText(const QStringList& members)
+// With the schema by which an editor completes and explains it.
+QByteArray objectText(const QString& schema, const QStringList& members)
 {
-    return (QStringLiteral("{\n") + members.join(QStringLiteral(",\n")) + QStringLiteral("\n}\n")).toUtf8();
+    const QStringList all = QStringList{member(QStringLiteral("$schema"), schema, 1)} + members;
+    return (QStringLiteral("{\n") + all.join(QStringLiteral(",\n")) + QStringLiteral("\n}\n")).toUtf8();
 }
 
 QStringList lineSettings(const ControllerLine& line)
@@ -109,6 +114,7 @@ QByteArray benchText(const PlannedConfiguration& plan, const QStringList& parts)
                                .join(QStringLiteral(",\n")) +
                            QStringLiteral("\n    }");
     return objectText(
+        c_benchSchema,
         {member(QStringLiteral("description"),
                 QStringLiteral("A bench with one MDC controller, %1.").arg(plan.line.text()), 1),
          member(QStringLiteral("version"), 1, 1),
@@ -156,9 +162,10 @@ ConfigurationFile mapFile(const QString& name, const QString& description,
         if (channel.generation == generation)
             texts.append(channelText(channel));
     }
-    return {name, objectText({member(QStringLiteral("description"), description, 1),
-                              indented(QStringLiteral("\"channels\": [\n"), 1) +
-                                  texts.join(QStringLiteral(",\n")) + QStringLiteral("\n  ]")})};
+    return {name,
+            objectText(c_deviceSchema, {member(QStringLiteral("description"), description, 1),
+                                        indented(QStringLiteral("\"channels\": [\n"), 1) +
+                                            texts.join(QStringLiteral(",\n")) + QStringLiteral("\n  ]")})};
 }
 
 QString keyText(const QJsonValue& key)
@@ -187,7 +194,8 @@ ConfigurationFile parametersFile(const QList<PlannedKeyList>& lists)
     }
     return {
         c_parameters,
-        objectText({member(QStringLiteral("description"),
+        objectText(c_deviceSchema,
+                   {member(QStringLiteral("description"),
                            QStringLiteral("What the registers of an event and of a stored program mean."), 1),
                     indented(QStringLiteral("\"parameters\": {\n"), 1) + listed(texts, 2) +
                         QStringLiteral("\n  }")})};
@@ -200,7 +208,8 @@ ConfigurationFile rangesFile(const QMap<QString, QString>& ranges)
         texts.append(QStringLiteral("%1: %2").arg(json(it.key()), json(it.value())));
     return {
         c_ranges,
-        objectText({member(QStringLiteral("description"),
+        objectText(c_deviceSchema,
+                   {member(QStringLiteral("description"),
                            QStringLiteral("Which registers a backup reads, and where its programs lie."), 1),
                     indented(QStringLiteral("\"parameters\": {\n"), 1) + listed(texts, 2) +
                         QStringLiteral("\n  }")})};
@@ -226,6 +235,19 @@ QList<ConfigurationFile> partsOf(const PlannedConfiguration& plan)
     return files;
 }
 
+// The host's own, for editors.
+QList<ConfigurationFile> schemas()
+{
+    QList<ConfigurationFile> files;
+    for (const QString& name : {c_benchSchema, c_deviceSchema}) {
+        QFile file(QStringLiteral(":/lib_host/") + name.section(QLatin1Char('/'), -1));
+        // Compiled into the host, which cannot load a configuration without them.
+        if (file.open(QIODevice::ReadOnly))
+            files.append({name, file.readAll()});
+    }
+    return files;
+}
+
 } // namespace
 
 QList<ConfigurationFile> configurationFiles(const PlannedConfiguration& plan)
@@ -234,12 +256,12 @@ QList<ConfigurationFile> configurationFiles(const PlannedConfiguration& plan)
     QStringList names;
     for (const ConfigurationFile& part : parts)
         names.append(part.name);
-    return QList<ConfigurationFile>{{c_bench, benchText(plan, names)}} + parts;
+    return QList<ConfigurationFile>{{c_bench, benchText(plan, names)}} + parts + schemas();
 }
 
 QStringList possibleFileNames()
 {
-    QStringList names{c_bench, c_common, c_parameters, c_ranges};
+    QStringList names{c_bench, c_common, c_parameters, c_ranges, c_benchSchema, c_deviceSchema};
     for (int generation = 1; generation <= lastGeneration(); ++generation)
         names.append(mapName(generation));
     return names;

@@ -15,7 +15,7 @@ struct ConfigurationFile
     QByteArray text;
 };
 
-// "bench.json" first. What is not known is left out: the check names it.
+// "bench.json" first, the schemas for editors last. What is not known is left out: the check names it.
 QList<ConfigurationFile> configurationFiles(const PlannedConfiguration& plan);
 
 // Every name that a file of any configuration may have.

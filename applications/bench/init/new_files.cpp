@@ -32,6 +32,15 @@ std::optional<BenchProblem> makeNewFile(const QString& path, const QByteArray& t
     return problem;
 }
 
+std::optional<BenchProblem> makeFolder(const QString& folder)
+{
+    if (QDir().mkpath(folder))
+        return std::nullopt;
+    return BenchProblem{ExitCode::CommandFailed,
+                        {QStringLiteral("the folder %1 cannot be made").arg(folder)},
+                        QStringLiteral("name a folder below one that you may write to")};
+}
+
 } // namespace
 
 std::optional<BenchProblem> existingFileProblem(const QString& folder, const QStringList& names)
@@ -50,14 +59,12 @@ std::optional<BenchProblem> existingFileProblem(const QString& folder, const QSt
 
 std::optional<BenchProblem> makeNewFiles(const QString& folder, const QList<ConfigurationFile>& files)
 {
-    if (!QDir().mkpath(folder))
-        return BenchProblem{ExitCode::CommandFailed,
-                            {QStringLiteral("the folder %1 cannot be made").arg(folder)},
-                            QStringLiteral("name a folder below one that you may write to")};
     QStringList made;
     for (const ConfigurationFile& file : files) {
         const QString path = QDir(folder).filePath(file.name);
-        std::optional<BenchProblem> problem = makeNewFile(path, file.text);
+        std::optional<BenchProblem> problem = makeFolder(QFileInfo(path).path());
+        if (!problem)
+            problem = makeNewFile(path, file.text);
         if (problem) {
             for (const QString& one : qAsConst(made))
                 QFile::remove(one);

@@ -135,6 +135,8 @@ private Q_SLOTS:
     void bundledKeyLists_data();
     void bundledKeyLists();
     void schemaCheck();
+    void schemasExplainThemselves_data();
+    void schemasExplainThemselves();
 
 private:
     void write(const QString& name, const QByteArray& text);
@@ -822,6 +824,78 @@ void tst_Configuration::schemaCheck()
     QCOMPARE(errors.at(0).path, QString("/a"));
     QCOMPARE(errors.at(0).message, QString("true is not allowed; needed is a number"));
     QCOMPARE(checkAgainstSchema(QJsonValue("text"), schema).at(0).path, QString());
+}
+
+namespace {
+
+QJsonObject referred(const QJsonObject& node, const QJsonObject& schema)
+{
+    const QString name = node.value("$ref").toString().section('/', -1);
+    QJsonObject target = schema.value("definitions").toObject().value(name).toObject();
+    for (auto it = node.begin(); it != node.end(); ++it)
+        target.insert(it.key(), it.value());
+    target.remove("$ref");
+    return target;
+}
+
+// What an editor shows of each key, and an example that is as the schema says.
+void explain(const QJsonObject& node, const QJsonObject& schema, const QString& place)
+{
+    const QJsonObject whole = referred(node, schema);
+    for (const char* const key : {"title", "description"})
+        QVERIFY2(!whole.value(key).toString().isEmpty(), qPrintable(QString("%1 has no %2").arg(place, key)));
+    QVERIFY2(whole.contains("examples") || whole.contains("properties") || place.endsWith("/items"),
+             qPrintable(place + " has no examples"));
+    const QJsonArray examples = whole.value("examples").toArray();
+    QJsonObject alone = whole;
+    alone.insert("definitions", schema.value("definitions"));
+    for (const QJsonValue& example : examples)
+        QVERIFY2(checkAgainstSchema(example, alone).isEmpty(),
+                 qPrintable(QString("an example of %1: %2")
+                                .arg(place, checkAgainstSchema(example, alone).value(0).message)));
+}
+
+void explainAll(const QJsonValue& value, const QJsonObject& schema, const QString& place)
+{
+    const QJsonObject node = value.toObject();
+    for (const char* const kind : {"properties", "patternProperties"}) {
+        const QJsonObject members = node.value(kind).toObject();
+        for (auto it = members.begin(); it != members.end(); ++it) {
+            explain(it->toObject(), schema, place + '/' + it.key());
+            explainAll(it.value(), schema, place + '/' + it.key());
+        }
+    }
+    if (node.contains("items")) {
+        explain(node.value("items").toObject(), schema, place + "/items");
+        explainAll(node.value("items"), schema, place + "/items");
+    }
+    const QJsonArray conditions = node.value("allOf").toArray();
+    for (const QJsonValue& condition : conditions) {
+        const QJsonValue entry =
+            condition.toObject().value("then").toObject().value("properties").toObject().value("value");
+        if (entry.isObject())
+            explain(entry.toObject(), schema, place + "/then");
+    }
+}
+
+} // namespace
+
+void tst_Configuration::schemasExplainThemselves_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::newRow("bench") << "configurations/schema/bench.schema.json";
+    QTest::newRow("device") << "configurations/schema/device_configuration.schema.json";
+    QTest::newRow("driver") << "plugins/p_driver_modbus/configuration.schema.json";
+}
+
+void tst_Configuration::schemasExplainThemselves()
+{
+    QFETCH(QString, file);
+    QFile stored(MDC_SOURCE_DIRECTORY "/" + file);
+    QVERIFY(stored.open(QIODevice::ReadOnly));
+    const QJsonObject schema = objectFrom(stored.readAll());
+    QVERIFY(!schema.isEmpty());
+    explainAll(schema, schema, file);
 }
 
 QTEST_GUILESS_MAIN(tst_Configuration)

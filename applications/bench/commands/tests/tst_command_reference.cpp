@@ -44,6 +44,8 @@ private Q_SLOTS:
         CommandNeeds known{"setValve", {level, slowly}};
         known.effect = "Moves the valve.";
         known.results = {{"doneOk", "true: it has moved"}};
+        known.channels = {{"valve", ChosenBy::Generation, {ChannelEntry::Register}, "valveKeys", "it leaks"}};
+        known.parameters = {{"_config", ChosenBy::Model}};
         PluginCommands plugin;
         plugin.plugin = "Plugin X";
         plugin.commands.append({"setValve",
@@ -69,6 +71,15 @@ private Q_SLOTS:
         QVERIFY2(text.contains("How | far; 0 (shut), 1 (open); required\n"), qPrintable(text));
         QVERIFY2(text.contains("(not declared)\n"), qPrintable(text));
         QVERIFY2(text.contains("Takes its time; default false\n"), qPrintable(text));
+        const QJsonObject object = commandAsJson(plugin, plugin.commands.constFirst());
+        QCOMPARE(object.value("channels").toArray(),
+                 (QJsonArray{QJsonObject{{"name", "valve"},
+                                         {"chosenBy", "generation"},
+                                         {"entries", QJsonArray{"register"}},
+                                         {"keyList", "valveKeys"},
+                                         {"consequence", "it leaks"}}}));
+        QCOMPARE(object.value("configurationParameters").toArray(),
+                 (QJsonArray{QJsonObject{{"name", "_config"}, {"chosenBy", "model"}}}));
     }
 };
 

@@ -110,14 +110,19 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("files");
         QTest::newRow("first") << QList<int>{1}
                                << QStringList{"bench.json", "register_map_common.json",
-                                              "register_map_generation1.json"};
+                                              "register_map_generation1.json", "schema/bench.schema.json",
+                                              "schema/device_configuration.schema.json"};
         QTest::newRow("second") << QList<int>{2}
                                 << QStringList{"bench.json", "register_map_common.json",
-                                               "register_map_generation2.json"};
+                                               "register_map_generation2.json", "schema/bench.schema.json",
+                                               "schema/device_configuration.schema.json"};
         QTest::newRow("both") << QList<int>{1, 2}
-                              << QStringList{"bench.json", "register_map_common.json",
+                              << QStringList{"bench.json",
+                                             "register_map_common.json",
                                              "register_map_generation1.json",
-                                             "register_map_generation2.json"};
+                                             "register_map_generation2.json",
+                                             "schema/bench.schema.json",
+                                             "schema/device_configuration.schema.json"};
     }
 
     // What is written loads, and what is told to be open is what the check misses: nothing more, nothing
@@ -137,6 +142,12 @@ private Q_SLOTS:
 
         const QTemporaryDir folder;
         QVERIFY(!makeNewFiles(folder.path(), written));
+        // Each names the schema that it is checked with, beside it.
+        for (const ConfigurationFile& file : written) {
+            const QString schema = documentOf(QString::fromUtf8(file.text)).value("$schema").toString();
+            QVERIFY2(schema.startsWith("http") || QFile::exists(folder.filePath(schema)),
+                     qPrintable(file.name + ": " + schema));
+        }
         const DLoadedConfiguration loaded = loadConfiguration(folder.filePath("bench.json"));
         QVERIFY2(loaded.errors.isEmpty(), qPrintable(errorText(loaded.errors)));
         const QJsonArray objects = loaded.configuration.value("objects").toArray();
