@@ -74,22 +74,22 @@ Service;Hours;40401;2;UINT32;R
 """
 
 FROM_ONE = """\
-Name,Register (1-based),Words,Function code,Type
-Change direction,5001,1,6,
-Change program,5002,1,16,
-Lock of the tool,5003,1,6,
-Lock of the screen,5004,1,6,
-Acknowledge alarm,5005,1,6,
-Current program,5103,1,3,
-Motor state,5104,1,3,
-Unit of torque,601,1,3,
-Event block,5201,4,3,
-Event counter,5201,1,3,
-Event program number,5202,1,3,
-Event torque,5203,2,3,REAL
-Preset 1,1-30,,3,
-Preset 2,31-60,,3,
-Preset 20,571-600,,3,
+Name,Register (1-based),Words,Function code,Type,Unit
+Change direction,5001,1,6,,
+Change program,5002,1,16,,
+Lock of the tool,5003,1,6,,
+Lock of the screen,5004,1,6,,
+Acknowledge alarm,5005,1,6,,
+Current program,5103,1,3,,
+Motor state,5104,1,3,,
+Unit of torque,601,1,3,,
+Event block,5201,4,3,,
+Event counter,5201,1,3,,
+Event program number,5202,1,3,,
+Event torque,5203,2,3,REAL,Nm
+Preset 1,1-30,,3,,
+Preset 2,31-60,,3,,
+Preset 20,571-600,,3,,
 """
 
 SWAPPED = """\

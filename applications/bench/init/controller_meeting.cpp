@@ -61,7 +61,7 @@ Meeting askWho(BenchSession& session, DAbstractPlugin& device, const QString& re
         if (second.code == ExitCode::Done && named)
             information = named;
     }
-    return {ExitCode::Done, {}, MetController{*information, found}};
+    return {ExitCode::Done, {}, MetController{*information, connectedController(device), found}};
 }
 
 } // namespace

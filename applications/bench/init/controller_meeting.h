@@ -4,6 +4,7 @@
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/core/general_options.h"
 #include "applications/bench/core/interrupt.h"
+#include "applications/bench/device_configuration/connected_controller.h"
 #include "applications/bench/init/controller_line.h"
 #include "plugins/p_device_mdc/model/device_information.h"
 
@@ -13,6 +14,7 @@
 struct MetController
 {
     DeviceInformation information;
+    ConnectedController connected;
     // The one that was given, else what the controller's model says of it.
     QString reference;
 

@@ -152,27 +152,28 @@ PlannedConfiguration InitRun::plan(const std::optional<ReadRegisters>& registers
         plan.line.addressOffset = registers->meaning.addressOffset;
     planChannels(plan, commandNeeds(), registers ? registers->meaning.entries : KnownEntries(),
                  registers ? registers->meaning.keyLists : KnownKeyLists());
-    const int generation = describedGeneration();
-    std::optional<QString> model;
-    if (m_controller)
-        model = configurationModelName(m_controller->information);
-    else if (generation > 1)
-        model = modelNameOfGeneration(generation);
-    if (!model)
+    const ConnectedController controller = describedController();
+    const QString& model = controller.modelName;
+    if (model.isEmpty() || model.contains(QLatin1Char('?')))
         return plan;
-    const QString text = registers ? backupRangeText(registers->meaning, generation) : QString();
+    const QString text = registers ? backupRangeText(registers->meaning, controller) : QString();
     if (text.isEmpty())
-        plan.missingRange = backupRangeKey(*model);
+        plan.missingRange = backupRangeKey(model);
     else
-        plan.backupRanges.insert(backupRangeKey(*model), text);
+        plan.backupRanges.insert(backupRangeKey(model), text);
     return plan;
 }
 
-int InitRun::describedGeneration() const
+ConnectedController InitRun::describedController() const
 {
     const QList<int> all = generations();
-    const int met = m_controller ? m_controller->information.softwareVersion : 0;
-    return all.contains(met) ? met : all.constLast();
+    if (m_controller && all.contains(m_controller->connected.generation))
+        return m_controller->connected;
+    ConnectedController other;
+    other.generation = all.constLast();
+    if (other.generation > 1)
+        other.modelName = modelNameOfGeneration(other.generation);
+    return other;
 }
 
 ExitCode InitRun::write()
@@ -183,7 +184,7 @@ ExitCode InitRun::write()
     if (m_list) {
         const std::optional<int> offset =
             m_options.offset.isEmpty() ? std::nullopt : std::optional<int>(m_options.offset.toInt());
-        outcome.registers = ReadRegisters{*m_list, meaningOf(*m_list, describedGeneration(), offset)};
+        outcome.registers = ReadRegisters{*m_list, meaningOf(*m_list, describedController(), offset)};
     }
     outcome.plan = plan(outcome.registers);
     outcome.files = configurationFiles(outcome.plan);

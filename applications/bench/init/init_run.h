@@ -30,8 +30,8 @@ private:
     // Of the list that is given, if there is one; tells what is wrong with it.
     ExitCode readList();
     QList<int> generations() const;
-    // The one that a register list is about: that of the controller that answered, else the last one.
-    int describedGeneration() const;
+    // Whom a register list is about: the controller that answered, else one of the last generation.
+    ConnectedController describedController() const;
     PlannedConfiguration plan(const std::optional<ReadRegisters>& registers) const;
     ExitCode write();
 

@@ -19,6 +19,8 @@ const QList<Wording>& wordings()
     using C = ListColumn;
     static const QList<Wording> c_wordings{
         {C::WordOrder, {"endian", "endianness", "order", "byteorder", "wordorder"}},
+        {C::Scale, {"scale", "scaling", "factor", "facteur", "faktor", "resolution"}},
+        {C::Unit, {"unit", "units", "unite", "einheit"}},
         {C::Channel, {"channel", "canal", "kanal"}},
         {C::CountInBytes, {"bytes", "octets"}},
         {C::Table, {"table", "area", "fc", "function", "functions", "fonction", "funktion"}},

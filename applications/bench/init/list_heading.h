@@ -20,7 +20,9 @@ enum class ListColumn {
     Access,
     Table,
     Block,
-    WordOrder
+    WordOrder,
+    Scale,
+    Unit
 };
 
 struct ListHeading

@@ -155,6 +155,16 @@ void readType(const QString& text, ListedRegister& listed)
     listed.hasSwappedWords = listed.hasSwappedWords || hasSwappedWords(text);
 }
 
+// "0.01", "0,01", "1/100", "x 0.1"; 1 for another text.
+double scaleOf(const QString& text)
+{
+    static const QRegularExpression c_scale(QStringLiteral("^[x*×]?\\s*([0-9.,]+)(?:\\s*/\\s*([0-9]+))?$"));
+    const QRegularExpressionMatch match = c_scale.match(text);
+    const double number = match.captured(1).replace(QLatin1Char(','), QLatin1Char('.')).toDouble();
+    const int divisor = match.captured(2).isEmpty() ? 1 : match.captured(2).toInt();
+    return match.hasMatch() && number > 0 && divisor > 0 ? number / divisor : 1;
+}
+
 class ListReader
 {
 public:
@@ -229,8 +239,10 @@ private:
             return leaveOut(row, QStringLiteral("it has no name"));
         const int bytes = cell(row, ListColumn::CountInBytes).toInt();
         listed.count = std::max({1, cell(row, ListColumn::Count).toInt(), (bytes + 1) / 2});
+        if (listed.count > c_lastAddress)
+            return leaveOut(row, QStringLiteral("%1 registers are more than there are").arg(listed.count));
         const int size = cell(row, ListColumn::Size).toInt();
-        if (size > 0)
+        if (size > 0 && size < c_lastAddress)
             listed.size = size;
         QString why;
         const auto address = listedAddress(cell(row, ListColumn::Address), m_heading.isHexadecimal, &why);
@@ -245,6 +257,8 @@ private:
         readTable(plainWords(cell(row, ListColumn::Table)), listed);
         readType(cell(row, ListColumn::Type), listed);
         listed.hasSwappedWords = listed.hasSwappedWords || hasSwappedWords(cell(row, ListColumn::WordOrder));
+        listed.scale = scaleOf(cell(row, ListColumn::Scale));
+        listed.unit = cell(row, ListColumn::Unit);
         if (listed.number >= c_lastAddress && !digitOfNotation(listed.number))
             return leaveOut(row, QStringLiteral("%1 is above 65535").arg(listed.number));
         m_addresses.append(*address);

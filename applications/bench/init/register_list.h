@@ -33,6 +33,9 @@ struct ListedRegister
     bool hasSwappedWords = false;
     // A value from this column counts as it stands: registers of a program, number of programs.
     std::optional<int> size = std::nullopt;
+    // For people: what a raw value is multiplied by, and what stands behind it.
+    double scale = 1;
+    QString unit;
 };
 
 // What was not taken, and why.

@@ -78,12 +78,21 @@ QString spanText(int first, int count)
     return count == 1 ? QString::number(first) : QStringLiteral("%1-%2").arg(first).arg(first + count - 1);
 }
 
+QString torqueUnitOf(const ConnectedController& controller)
+{
+    return controller.modelName.isEmpty() ? torqueUnitChannel(controller.generation, QString())
+                                          : torqueUnitChannel(controller.modelName);
+}
+
 class Reader
 {
 public:
-    Reader(const RegisterList& list, int generation, std::optional<int> offset)
-        : m_suffix(generationSuffix(generation))
-        , m_generation(generation)
+    Reader(const RegisterList& list, const ConnectedController& controller, std::optional<int> offset)
+        : m_suffix(generationSuffix(controller.generation))
+        , m_generation(controller.generation)
+        , m_lockScreen(lockScreenChannel(controller.generation, static_cast<quint16>(controller.firmware),
+                                         controller.isBm))
+        , m_torqueUnit(torqueUnitOf(controller))
     {
         chooseOffset(list, offset);
         m_meaning.leftOut = list.leftOut;
@@ -180,7 +189,9 @@ private:
         if (channel == QLatin1String("alarmReset") || versionedName(channel).base != channel ||
             channel.contains(QLatin1String("Gen1")))
             return channel;
-        return channel + m_suffix;
+        if (channel == QLatin1String("lockScreen"))
+            return m_lockScreen;
+        return channel == QLatin1String("torqueUnit") ? m_torqueUnit : channel + m_suffix;
     }
 
     void tell(const ListedRegister& row, const QString& meaning, const QString& type,
@@ -208,6 +219,8 @@ private:
             known.insert(c_register, row.number);
             known.insert(isToWrite ? c_writeType : c_readType, type);
         }
+        if (!isToWrite && id != c_eventData + m_suffix)
+            describe(row, known);
         if (row.size) {
             known.insert(c_size, *row.size);
             tell(row, id, type, QStringLiteral("size %1").arg(*row.size));
@@ -226,6 +239,20 @@ private:
         const bool isOnlyRead = row.access == RegisterAccess::Read || row.access == RegisterAccess::NotTold;
         const bool isSpelt = row.name == channel || row.name == channel + m_suffix;
         return isSpelt && (isWritten(channel) || isOnlyRead) ? channel : QString();
+    }
+
+    // What the list says of a value for people.
+    static void describe(const ListedRegister& row, ChannelEntries& known)
+    {
+        if (row.scale != 1)
+            known.insert(QStringLiteral("scale"), row.scale);
+        if (!row.unit.isEmpty())
+            known.insert(QStringLiteral("unit"), row.unit);
+        if (row.data != RegisterData::Float || row.count != 2)
+            return;
+        known.insert(QStringLiteral("encoding"), QStringLiteral("float"));
+        if (row.hasSwappedWords)
+            known.insert(QStringLiteral("wordOrder"), QStringLiteral("lowFirst"));
     }
 
     bool takeNamed(const ListedRegister& row)
@@ -285,7 +312,10 @@ private:
     {
         m_eventFirst = row.number;
         m_eventType = readTypeOf(row);
-        m_eventSize = row.size.value_or(row.count);
+        // Of an address alone the length is not known: it is left open.
+        m_eventSize = row.size.value_or(row.count > 1 ? row.count : 0);
+        if (m_eventSize == 0)
+            return;
         m_meaning.entries[c_eventData + m_suffix].insert(c_size, m_eventSize);
     }
 
@@ -309,7 +339,7 @@ private:
             if (row.number >= 0 && isAboutEvents(plainWords(row.block)))
                 rows.append(row);
         }
-        if (rows.size() < 2)
+        if (rows.size() < 2 || m_meaning.entries.value(c_eventData + m_suffix).contains(c_register))
             return;
         const auto byNumber = [](const ListedRegister& a, const ListedRegister& b) {
             return a.number < b.number;
@@ -340,11 +370,32 @@ private:
             return true;
         }
         fields.append(fieldOf(row, name, first));
+        if (list == c_eventKeys)
+            describeField(row, fields.constLast());
         tell(row, QStringLiteral("%1: %2").arg(list + m_suffix, name), fields.constLast().type,
              row.hasSwappedWords && row.count > 1
                  ? QStringLiteral("its words are swapped: commands give both, and no float of them")
                  : QString());
         return true;
+    }
+
+    // Commands give a float of a block in hundredths from generation 2 on.
+    void describeField(const ListedRegister& row, const Field& field)
+    {
+        const bool isInHundredths = m_generation > 1 && field.type == QLatin1String("float");
+        const double scale = row.scale * (isInHundredths ? 0.01 : 1);
+        QJsonObject description;
+        if (scale != 1)
+            description.insert(QStringLiteral("scale"), scale);
+        if (!row.unit.isEmpty())
+            description.insert(QStringLiteral("unit"), row.unit);
+        const bool isTold = row.scale != 1 || !row.unit.isEmpty();
+        if (!isTold || field.type == QLatin1String("list"))
+            return;
+        QJsonValue& values = m_meaning.entries[c_eventData + m_suffix][QStringLiteral("values")];
+        QJsonObject all = values.toObject();
+        all.insert(field.name, description);
+        values = all;
     }
 
     bool takeEventField(const ListedRegister& row)
@@ -480,6 +531,9 @@ private:
 
     const QString m_suffix;
     const int m_generation;
+    // By the layout of registers.
+    const QString m_lockScreen;
+    const QString m_torqueUnit;
     int m_shift = 0;
     RegisterMeaning m_meaning;
     QList<ListedRegister> m_rows; // not dealt with yet
@@ -495,16 +549,17 @@ private:
 
 } // namespace
 
-RegisterMeaning meaningOf(const RegisterList& list, int generation, std::optional<int> offset)
+RegisterMeaning meaningOf(const RegisterList& list, const ConnectedController& controller,
+                          std::optional<int> offset)
 {
-    return Reader(list, generation, offset).read();
+    return Reader(list, controller, offset).read();
 }
 
-QString backupRangeText(const RegisterMeaning& meaning, int generation)
+QString backupRangeText(const RegisterMeaning& meaning, const ConnectedController& controller)
 {
     if (meaning.programSize < 1 || meaning.programCount < 1)
         return {};
-    const QString unit = torqueUnitChannel(generation, QString());
+    const QString unit = torqueUnitOf(controller);
     const int last = std::max(meaning.programSize * meaning.programCount,
                               meaning.entries.value(unit).value(c_register).toInt());
     QStringList items{QStringLiteral("\"backup_range\": [1-%1];").arg(last)};

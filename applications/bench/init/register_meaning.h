@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applications/bench/device_configuration/connected_controller.h"
 #include "applications/bench/init/planned_configuration.h"
 #include "applications/bench/init/register_list.h"
 
@@ -34,10 +35,12 @@ struct RegisterMeaning
     QList<LeftOutRow> leftOut; // those of the list as well, by their lines
 };
 
-// For a controller of this generation. `offset` is what the integrator has told; without it, it is -1 for a
-// list that counts from 1 and 0 for any other. The registers are those that the configuration needs by it.
-RegisterMeaning meaningOf(const RegisterList& list, int generation, std::optional<int> offset);
+// For this controller, whose generation and layout of registers choose the names. `offset` is what the
+// integrator has told; without it, it is -1 for a list that counts from 1 and 0 for any other. The registers
+// are those that the configuration needs by it.
+RegisterMeaning meaningOf(const RegisterList& list, const ConnectedController& controller,
+                          std::optional<int> offset);
 
 // The text that names the registers of a backup: all programs, and the unit of torque among what is read.
 // Empty when the list does not tell enough.
-QString backupRangeText(const RegisterMeaning& meaning, int generation);
+QString backupRangeText(const RegisterMeaning& meaning, const ConnectedController& controller);

@@ -137,6 +137,21 @@ QList<RegisterListRow> rowsOfMeanings()
          written("lockChange", 1) + written("lockScreenGen1V1", 2),
          {"4: it is of generation 2"},
          1},
+        {"of generation 1 with its first layout",
+         head + "Lock of display,4,W\nTorque unit,7,R\n",
+         written("lockScreenGen1V1", 4) + read("torqueUnitGen1V1", 7),
+         {},
+         1,
+         1,
+         0,
+         1500},
+        {"values for people",
+         "Name,Address,Access,Type,Length,Scale,Unit\nTorque unit,7,R,,,,\nTool lock,1,W,,,2,V\n"
+         "Motor running,9,R,Float CDAB,2,1/100,\"A\"\nDirection,2,R,,,\"0,1\",\"\u00b0\"\n",
+         QStringList{"directionV2.scale=0.1", "directionV2.unit=\u00b0", "motorRunV2.encoding=float",
+                     "motorRunV2.scale=0.01", "motorRunV2.unit=A", "motorRunV2.wordOrder=lowFirst"} +
+             written("lockChangeV2", 1) + read("torqueUnitV2", 7) + read("motorRunV2", 9) +
+             read("directionV2", 2)},
         {"a channel of somebody's own", "Channel,Register,Access\nspindleTemperature,77,R\n",
          read("spindleTemperatureV2", 77)},
         {"a name goes before words",
@@ -153,6 +168,11 @@ QList<RegisterListRow> rowsOfMeanings()
          {},
          {"2: \"lockChange\" is written, and its table cannot be",
           "3: \"presetChange\" is written as one register, and these are 2"}},
+        {"more than there is",
+         "Name,Address,Access,Length,Size\nTool lock,1,W,2000000000,\nSelect program,2,W,65536,\n"
+         "Direction,3,R,,70000\n",
+         read("directionV2", 3),
+         {"2: 2000000000 registers are more than there are", "3: register 2 is outside of 0 to 65535"}},
         {"what nobody reads", head + "Serial number,1,R\n", {}, {"2: no command has a use for it"}},
     };
 }
@@ -181,6 +201,16 @@ QList<RegisterListRow> rowsOfBlocks()
          {"eventDataV2.readRegisterType=holdingRegisters", "eventDataV2.register=6201", "eventDataV2.size=2",
           R"(eventDataKeysV2=[{"end_address":6202,"parameter_name":"alarmCode","start_address":6202,"type":"int"}])",
           "hoursV2.readRegisterType=holdingRegisters", "hoursV2.register=6300"}},
+        {"a block whose length nobody tells",
+         "Channel,Address\neventData,6201\n",
+         {"eventDataV2.readRegisterType=holdingRegisters", "eventDataV2.register=6201"}},
+        {"units of a block",
+         "Name,Address,Length,Type,Unit,Scale\nResult data,6201,3,,,\nTorque,6201,2,FLOAT,Nm,\n"
+         "Angle,6203,1,INT,deg,0.1\n",
+         {"eventDataV2.readRegisterType=holdingRegisters", "eventDataV2.register=6201", "eventDataV2.size=3",
+          R"(eventDataV2.values={"angle":{"scale":0.1,"unit":"deg"},"torque":{"scale":0.01,"unit":"Nm"}})",
+          R"(eventDataKeysV2=[{"end_address":6202,"parameter_name":"torque","start_address":6201,"type":"float"},)"
+          R"({"end_address":6203,"parameter_name":"angle","start_address":6203,"type":"int"}])"}},
         {"swapped words are no float",
          "Name,Address,Length,Type\nResult data,6201,2,\nTorque,6201,2,Float CDAB\n",
          {"eventDataV2.readRegisterType=holdingRegisters", "eventDataV2.register=6201", "eventDataV2.size=2",

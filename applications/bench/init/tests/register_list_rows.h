@@ -18,6 +18,7 @@ struct RegisterListRow
     // Nothing is told: 1.
     int offset = 1;
     int offsetOfDriver = 0; // expected
+    int firmware = 0;       // of the controller: 1500 of "1.50.0"
 };
 
 QList<RegisterListRow> registerListRows();

@@ -74,15 +74,29 @@ QStringList linesOf(const RegisterMeaning& meaning)
 {
     QStringList lines;
     for (auto channel = meaning.entries.cbegin(); channel != meaning.entries.cend(); ++channel) {
-        for (auto entry = channel->cbegin(); entry != channel->cend(); ++entry)
-            lines.append(
-                QString("%1.%2=%3").arg(channel.key(), entry.key(), entry.value().toVariant().toString()));
+        for (auto entry = channel->cbegin(); entry != channel->cend(); ++entry) {
+            const QByteArray object = QJsonDocument(entry.value().toObject()).toJson(QJsonDocument::Compact);
+            lines.append(QString("%1.%2=%3")
+                             .arg(channel.key(), entry.key(),
+                                  entry.value().isObject() ? QString::fromUtf8(object)
+                                                           : entry.value().toVariant().toString()));
+        }
     }
     for (auto list = meaning.keyLists.cbegin(); list != meaning.keyLists.cend(); ++list)
         lines.append(list.key() + '=' +
                      QString::fromUtf8(QJsonDocument(list.value()).toJson(QJsonDocument::Compact)));
     lines.sort();
     return lines;
+}
+
+ConnectedController controllerOf(const RegisterListRow& row)
+{
+    ConnectedController controller;
+    controller.generation = row.generation;
+    controller.firmware = row.firmware;
+    if (row.firmware > 0)
+        controller.modelName = "MDgen1V1";
+    return controller;
 }
 
 QJsonObject documentOf(const QString& text)
@@ -262,7 +276,7 @@ private Q_SLOTS:
         const RegisterList list = readRegisterList(expected.text);
         QCOMPARE(list.error, QString());
         const RegisterMeaning meaning =
-            meaningOf(list, expected.generation,
+            meaningOf(list, controllerOf(expected),
                       expected.offset == 1 ? std::nullopt : std::optional<int>(expected.offset));
         QStringList known = expected.known;
         known.sort();
@@ -302,13 +316,15 @@ private Q_SLOTS:
     void backupRangeOfAList()
     {
         RegisterMeaning meaning;
-        QCOMPARE(backupRangeText(meaning, 2), QString());
+        ConnectedController controller;
+        controller.generation = 2;
+        QCOMPARE(backupRangeText(meaning, controller), QString());
         meaning.programSize = 40;
         meaning.programCount = 2;
-        QCOMPARE(backupRangeText(meaning, 2),
+        QCOMPARE(backupRangeText(meaning, controller),
                  QString(R"("backup_range": [1-80]; "preset1": [1-40]; "preset2": [41-80];)"));
         meaning.entries["torqueUnitV2"].insert("register", 2001);
-        QVERIFY(backupRangeText(meaning, 2).startsWith(R"("backup_range": [1-2001];)"));
+        QVERIFY(backupRangeText(meaning, controller).startsWith(R"("backup_range": [1-2001];)"));
     }
 
     void answers_data()
