@@ -9,9 +9,13 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QMap>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
+#include <QVector>
 
 #include <memory>
 #include <vector>

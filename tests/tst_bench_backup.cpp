@@ -4,13 +4,21 @@
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
 
+#include <QDate>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QJsonValue>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
 #include <QTcpSocket>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 // "mdc-bench backup", "restore" and "compare" as a person runs them, against a controller of this process
 // whose registers and log of writes prove what they say.

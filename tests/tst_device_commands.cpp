@@ -11,8 +11,10 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 #include <memory>
 #include <optional>

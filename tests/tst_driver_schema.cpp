@@ -8,8 +8,10 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 // The driver checks its configuration itself, and its schema checks the file it stands in. Both must say
 // the same of every key, or an integrator is told of an error by one and not by the other.

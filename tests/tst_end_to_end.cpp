@@ -7,8 +7,11 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 #include <memory>
 

@@ -4,11 +4,16 @@
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
 
+#include <QDateTime>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMap>
+#include <QProcess>
 #include <QSet>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 // The log of tightenings that "mdc-bench results" writes, against a controller that tightens: every
 // counter value is in it once, as an event with the values of this event or within a gap.

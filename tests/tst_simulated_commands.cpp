@@ -10,7 +10,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QtTest>
+#include <QJsonValue>
+#include <QTest>
 
 #include <algorithm>
 

@@ -9,7 +9,10 @@
 #include "tests/support/table_gaps.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QRegularExpression>
+#include <QTest>
 
 // The device plug-in and the simulated controller know of each other's registers only what the
 // configuration says, each by a model of its own. Here both read the same: where they disagreed, the one

@@ -6,7 +6,10 @@
 #include <lib_plugins_management/driver_contract.h>
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QSharedPointer>
+#include <QTest>
+#include <QUuid>
 
 #include <algorithm>
 

@@ -1,5 +1,6 @@
 #include <QFile>
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 // docs/driver-contract.md prints a whole driver: the one that keeps the contract in the suites beside this
 // file.

@@ -1,7 +1,8 @@
 #include "tests/driver_contract/driver_under_test.h"
 #include "tests/support/instruction_arguments.h"
 
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 // What every kind of driver declares, answers and refuses.
 class TestDriverInstructions : public QObject

@@ -7,9 +7,10 @@
 #include <lib_plugins_management/plugin_description.h>
 
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QSet>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 // What an instance of every kind of driver tells of itself, and what becomes of it when it starts and goes.
 class TestDriverLifetime : public QObject

@@ -1,8 +1,8 @@
 #include "tests/driver_contract/driver_under_test.h"
 #include "tests/support/instruction_arguments.h"
 
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 #include <algorithm>
 

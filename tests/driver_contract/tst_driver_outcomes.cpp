@@ -4,7 +4,8 @@
 
 #include <lib_plugins_management/driver_contract.h>
 
-#include <QtTest>
+#include <QCoreApplication>
+#include <QTest>
 
 // What becomes of an instruction of every kind of driver: one outcome, by its deadline.
 class TestDriverOutcomes : public QObject

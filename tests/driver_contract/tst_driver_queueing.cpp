@@ -1,7 +1,7 @@
 #include "tests/driver_contract/driver_under_test.h"
 #include "tests/support/instruction_arguments.h"
 
-#include <QtTest>
+#include <QTest>
 
 // Requests that wait for each other, with every kind of driver that has a line.
 class TestDriverQueueing : public QObject

@@ -5,7 +5,10 @@
 #include "tests/support/simulator_names.h"
 #include "tests/support/table_gaps.h"
 
-#include <QtTest>
+#include <QMessageLogContext>
+#include <QPair>
+#include <QTest>
+#include <QVector>
 
 // A short soak, and that its watch is no watch that cannot bark.
 class tst_Soak : public QObject

@@ -3,7 +3,7 @@
 #include "applications/bench/backup/restore_subcommand.h"
 #include "applications/bench/tests/parsed_call.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstBackupCommandLine : public QObject
 {

@@ -8,10 +8,12 @@
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 

@@ -3,10 +3,15 @@
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_folder.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QtTest>
+#include <QJsonValue>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QRegularExpression>
+#include <QTest>
 
 #include <pty.h>
 #include <unistd.h>

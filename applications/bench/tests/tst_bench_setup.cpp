@@ -3,12 +3,19 @@
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_folder.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonValue>
 #include <QMap>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QRegularExpression>
-#include <QtTest>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVector>
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "applications/bench/run/run_subcommand.h"
 #include "applications/bench/tests/parsed_call.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstCommandLine : public QObject
 {

@@ -12,8 +12,11 @@
 #include "tests/support/table_gaps.h"
 
 #include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
 #include <QSet>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <QFile>
 #include <QRegularExpression>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

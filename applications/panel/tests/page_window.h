@@ -7,9 +7,11 @@
 #include <lib_plugins_management/d_abstract_plugin_backend.h>
 
 #include <QQuickItem>
+#include <QRectF>
+#include <QSize>
 #include <QString>
 #include <QStringList>
-#include <QtTest>
+#include <QTest>
 
 // What tests of the page and of the frame around it share.
 

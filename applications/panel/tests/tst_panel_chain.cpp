@@ -9,16 +9,22 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <QFile>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QJsonValueRef>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSet>
 #include <QSignalSpy>
+#include <QSize>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

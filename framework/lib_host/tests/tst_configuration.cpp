@@ -7,10 +7,15 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QSet>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 namespace {
 

@@ -5,8 +5,9 @@
 #include <QAbstractEventDispatcher>
 #include <QEventLoop>
 #include <QPointer>
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
+#include <QUuid>
 
 class tst_HostInstructions : public QObject
 {

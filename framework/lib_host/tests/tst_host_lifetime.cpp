@@ -4,7 +4,8 @@
 
 #include <QPointer>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 class tst_HostLifetime : public QObject
 {

@@ -3,7 +3,8 @@
 #include <lib_plugins_management/command_end.h>
 
 #include <QPointer>
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 class tst_HostListening : public QObject
 {

@@ -1,9 +1,10 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QPointer>
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 #include <algorithm>
 

@@ -1,6 +1,10 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
-#include <QtTest>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
+#include <QUuid>
 
 class tst_HostObjects : public QObject
 {

@@ -2,8 +2,9 @@
 
 #include <QEventLoop>
 #include <QPointer>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
+#include <QUuid>
 
 #include <atomic>
 #include <memory>

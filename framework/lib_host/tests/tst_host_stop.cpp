@@ -3,7 +3,7 @@
 #include <lib_plugins_management/command_end.h>
 
 #include <QPointer>
-#include <QtTest>
+#include <QTest>
 
 class tst_HostStop : public QObject
 {

@@ -1,10 +1,11 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QSignalSpy>
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 class tst_HostTimeouts : public QObject
 {

@@ -1,7 +1,7 @@
 #include <lib_host/json_scan.h>
 
 #include <QJsonDocument>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

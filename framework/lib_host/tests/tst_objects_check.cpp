@@ -1,7 +1,11 @@
 #include <lib_host/objects_check.h>
 
+#include <QHash>
+#include <QJsonArray>
 #include <QJsonObject>
-#include <QtTest>
+#include <QJsonValue>
+#include <QTest>
+#include <QUuid>
 
 namespace {
 

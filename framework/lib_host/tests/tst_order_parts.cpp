@@ -3,7 +3,7 @@
 
 #include "tests/support/markdown_table.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <QAbstractEventDispatcher>
 #include <QEventLoop>
 #include <QPointer>
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 #include <functional>
 #include <memory>

@@ -3,12 +3,20 @@
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/d_abstract_plugin_backend.h>
 
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QMessageLogContext>
+#include <QPair>
+#include <QPointer>
 #include <QQmlComponent>
 #include <QQmlEngine>
+#include <QRegularExpression>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
+#include <QTimer>
+#include <QUrl>
+#include <QUuid>
 
 #include <functional>
 #include <memory>

@@ -6,8 +6,14 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QJsonValue>
+#include <QPoint>
+#include <QPointer>
+#include <QRegularExpression>
+#include <QSharedPointer>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 #include <cstring>
 #include <limits>

@@ -4,7 +4,7 @@
 #include <lib_utilities/version.h>
 
 #include <QDateTime>
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

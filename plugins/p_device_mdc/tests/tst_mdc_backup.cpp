@@ -2,8 +2,12 @@
 
 #include <QDate>
 #include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonValue>
 #include <QLocale>
-#include <QtTest>
+#include <QScopedPointer>
+#include <QTest>
 
 #ifdef Q_OS_LINUX
 #include <csignal>

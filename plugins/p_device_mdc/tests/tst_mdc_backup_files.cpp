@@ -4,11 +4,19 @@
 #include "tests/support/typed_text.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
+#include <QDate>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 #include <limits>
 #ifdef Q_OS_UNIX

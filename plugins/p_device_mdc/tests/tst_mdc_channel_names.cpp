@@ -1,6 +1,6 @@
 #include "model/channel_names.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TestMdcChannelNames : public QObject
 {

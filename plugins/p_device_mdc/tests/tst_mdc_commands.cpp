@@ -1,7 +1,8 @@
 #include "command_bench.h"
 
 #include <QPointer>
-#include <QtTest>
+#include <QSharedPointer>
+#include <QTest>
 
 // The rows of every command that the plug-in has.
 class TestMdcCommands : public QObject

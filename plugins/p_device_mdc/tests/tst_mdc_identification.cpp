@@ -5,7 +5,7 @@
 #include "model/identification_block.h"
 
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 // What a controller says of itself, and what "getInfo" makes of it.
 class TestMdcIdentification : public QObject

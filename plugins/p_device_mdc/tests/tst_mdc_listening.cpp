@@ -1,7 +1,10 @@
 #include "block_samples.h"
 #include "command_bench.h"
 
-#include <QtTest>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
 
 namespace {
 

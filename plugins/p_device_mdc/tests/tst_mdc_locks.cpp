@@ -1,6 +1,6 @@
 #include "command_bench.h"
 
-#include <QtTest>
+#include <QTest>
 
 // What "setLock" writes and tells, and which register "setLockScreen" chooses.
 class TestMdcLocks : public QObject

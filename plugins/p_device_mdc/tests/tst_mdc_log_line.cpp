@@ -1,6 +1,6 @@
 #include "log_line.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace mdc;
 

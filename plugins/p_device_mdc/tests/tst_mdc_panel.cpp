@@ -8,16 +8,26 @@
 #include "olm_d_mdc_channel.h"
 #include "p_device_mdc.h"
 
+#include <QAbstractItemModel>
 #include <QAbstractItemModelTester>
+#include <QCoreApplication>
+#include <QEvent>
+#include <QHash>
 #include <QJSEngine>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QJsonValue>
+#include <QMap>
 #include <QMetaEnum>
 #include <QMetaProperty>
+#include <QPointer>
 #include <QQmlEngine>
+#include <QSharedPointer>
 #include <QSignalSpy>
 #include <QStringListModel>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
+#include <QWeakPointer>
 
 namespace {
 

@@ -6,13 +6,18 @@
 
 #include <lib_utilities/version.h>
 
+#include <QDir>
+#include <QFile>
 #include <QJsonObject>
 #include <QPluginLoader>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QResource>
+#include <QSharedPointer>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
+#include <QUrl>
+#include <QUuid>
 
 #include <memory>
 

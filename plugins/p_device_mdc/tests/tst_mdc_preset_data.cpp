@@ -1,7 +1,11 @@
 #include "block_samples.h"
 #include "command_bench.h"
 
-#include <QtTest>
+#include <QDebug>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
 
 #include <limits>
 

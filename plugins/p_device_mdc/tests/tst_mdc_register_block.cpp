@@ -5,7 +5,7 @@
 
 #include "tests/support/typed_text.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

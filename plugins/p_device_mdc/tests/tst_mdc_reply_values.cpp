@@ -2,8 +2,9 @@
 
 #include "reply_values.h"
 
+#include <QByteArrayList>
 #include <QJsonArray>
-#include <QtTest>
+#include <QTest>
 
 using namespace mdc;
 

@@ -1,6 +1,7 @@
 #include "backup_bench.h"
 
-#include <QtTest>
+#include <QScopedPointer>
+#include <QTest>
 
 #include <limits>
 

@@ -1,6 +1,10 @@
 #include "backup_bench.h"
 
-#include <QtTest>
+#include <QFile>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QScopedPointer>
+#include <QTest>
 
 // What "restoreBackup" checks before the first write: controller, file, configuration, presets, and the
 // unit of torque.

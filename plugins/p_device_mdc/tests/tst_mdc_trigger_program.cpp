@@ -1,6 +1,8 @@
 #include "command_bench.h"
 
-#include <QtTest>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
 
 #include <limits>
 

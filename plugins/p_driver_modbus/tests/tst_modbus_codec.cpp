@@ -1,6 +1,7 @@
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 // Arguments to requests, requests to bytes, bytes to answers.
 class TestModbusCodec : public QObject

@@ -2,10 +2,12 @@
 #include "plugins/p_driver_modbus/tests/modbus_bench.h"
 #include "tests/support/instruction_arguments.h"
 
+#include <QFile>
 #include <QPluginLoader>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 // The plug-in file, what the driver sends for each instruction, and another make's server.
 class TestModbusDriver : public QObject

@@ -8,7 +8,8 @@
 #include <QModbusRtuSerialMaster>
 #include <QModbusTcpClient>
 #include <QSerialPort>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 #include <memory>
 #include <optional>

@@ -3,8 +3,10 @@
 #include "tests/support/platform.h"
 #include "tests/support/process_watch.h"
 
+#include <QJsonObject>
+#include <QRegularExpression>
 #include <QTcpSocket>
-#include <QtTest>
+#include <QTest>
 
 #include <vector>
 

@@ -4,7 +4,8 @@
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 #include "plugins/p_driver_modbus/source/wire_time.h"
 
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 // Bytes as they come in from a line, and the times that a serial line takes.
 class TestModbusLine : public QObject

@@ -2,7 +2,8 @@
 #include "tests/support/full_server.h"
 #include "tests/support/instruction_arguments.h"
 
-#include <QtTest>
+#include <QElapsedTimer>
+#include <QTest>
 
 #include <array>
 

@@ -1,7 +1,9 @@
 #include "plugins/p_driver_modbus/source/poll_times.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
 
-#include <QtTest>
+#include <QDeadlineTimer>
+#include <QMap>
+#include <QTest>
 
 // Which request goes next: the order of those that wait, and when a listener's reads are due.
 class TestModbusQueue : public QObject

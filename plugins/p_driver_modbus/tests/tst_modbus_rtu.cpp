@@ -4,8 +4,12 @@
 #include "tests/support/process_watch.h"
 
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFileInfoList>
 #include <QSerialPort>
-#include <QtTest>
+#include <QTest>
+#include <QVector>
 
 #include <algorithm>
 #include <functional>

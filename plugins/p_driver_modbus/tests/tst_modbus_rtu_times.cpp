@@ -3,8 +3,8 @@
 #include "tests/support/process_watch.h"
 
 #include <QElapsedTimer>
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 // What takes time on a serial line: answers that come late, draining it, the characters themselves.
 class TestModbusRtuTimes : public QObject

@@ -3,9 +3,10 @@
 #include "tests/support/disk_faults.h"
 
 #include <QDir>
+#include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>

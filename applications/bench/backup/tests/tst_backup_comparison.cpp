@@ -2,7 +2,7 @@
 #include "applications/bench/backup/comparison_report.h"
 
 #include <QJsonDocument>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

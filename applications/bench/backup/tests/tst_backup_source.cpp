@@ -1,7 +1,10 @@
 #include "applications/bench/backup/backup_source.h"
 
+#include <QDir>
+#include <QFile>
+#include <QJsonObject>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

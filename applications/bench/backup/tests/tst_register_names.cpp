@@ -1,7 +1,7 @@
 #include "applications/bench/backup/backup_comparison.h"
 #include "applications/bench/backup/register_names.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "applications/bench/backup/restore_plan.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

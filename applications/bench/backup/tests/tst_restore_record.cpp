@@ -1,6 +1,6 @@
 #include "applications/bench/backup/restore_record.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

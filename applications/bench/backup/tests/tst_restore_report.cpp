@@ -2,7 +2,8 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QtTest>
+#include <QTest>
+#include <QTime>
 
 namespace {
 

@@ -9,8 +9,10 @@
 #include "tests/support/sample_folder.h"
 #include "tests/support/table_gaps.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonArray>
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

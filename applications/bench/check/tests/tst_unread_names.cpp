@@ -3,7 +3,8 @@
 #include "tests/support/configuration_errors.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 namespace {
 

@@ -1,7 +1,8 @@
 #include "applications/bench/commands/command_reference.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 class TstCommandReference : public QObject
 {

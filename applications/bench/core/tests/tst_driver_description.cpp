@@ -1,6 +1,7 @@
 #include "applications/bench/core/driver_description.h"
 
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 namespace {
 

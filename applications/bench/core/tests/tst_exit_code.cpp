@@ -1,6 +1,6 @@
 #include "applications/bench/core/exit_code.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstExitCode : public QObject
 {

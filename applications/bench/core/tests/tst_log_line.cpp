@@ -1,6 +1,6 @@
 #include "applications/bench/core/log_line.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstLogLine : public QObject
 {

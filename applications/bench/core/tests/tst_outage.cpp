@@ -1,6 +1,6 @@
 #include "applications/bench/core/outage.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstOutage : public QObject
 {

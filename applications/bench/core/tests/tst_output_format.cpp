@@ -1,12 +1,16 @@
 #include "applications/bench/core/output_format.h"
 
+#include <QCoreApplication>
+#include <QDate>
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QTest>
+#include <QTime>
 #include <QTimeZone>
-#include <QtTest>
 
 #include <limits>
 

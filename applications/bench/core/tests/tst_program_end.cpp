@@ -1,6 +1,7 @@
 #include "applications/bench/core/program_end.h"
 
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 class TstProgramEnd : public QObject
 {

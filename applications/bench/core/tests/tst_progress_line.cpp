@@ -1,6 +1,6 @@
 #include "applications/bench/core/progress_line.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstProgressLine : public QObject
 {

@@ -1,6 +1,6 @@
 #include "applications/bench/core/suggestion.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstSuggestion : public QObject
 {

@@ -1,6 +1,8 @@
 #include "applications/bench/core/write_record.h"
 
-#include <QtTest>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTest>
 
 namespace {
 

@@ -4,7 +4,8 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QtTest>
+#include <QJsonValue>
+#include <QTest>
 
 namespace {
 

@@ -1,7 +1,8 @@
 #include "applications/bench/device_configuration/event_source.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 namespace {
 

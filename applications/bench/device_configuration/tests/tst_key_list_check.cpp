@@ -1,6 +1,9 @@
 #include "applications/bench/device_configuration/key_list_check.h"
 
-#include <QtTest>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
 
 namespace {
 

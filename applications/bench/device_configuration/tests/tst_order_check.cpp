@@ -3,7 +3,9 @@
 #include "tests/support/configuration_errors.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
 
 namespace {
 

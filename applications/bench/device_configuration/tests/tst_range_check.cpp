@@ -4,7 +4,9 @@
 
 #include <QElapsedTimer>
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTest>
 
 namespace {
 

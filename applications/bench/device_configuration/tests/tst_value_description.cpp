@@ -1,7 +1,9 @@
 #include "applications/bench/device_configuration/value_description.h"
 
+#include <QHash>
 #include <QJsonDocument>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 class TstValueDescription : public QObject
 {

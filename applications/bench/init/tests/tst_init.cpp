@@ -14,9 +14,15 @@
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
 
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QUuid>
 
 #include <algorithm>
 

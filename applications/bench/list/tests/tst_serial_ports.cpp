@@ -1,7 +1,8 @@
 #include "applications/bench/list/serial_ports.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
-#include <QtTest>
+#include <QTest>
 
 class TstSerialPorts : public QObject
 {

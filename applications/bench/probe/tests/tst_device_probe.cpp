@@ -5,7 +5,9 @@
 #include "applications/bench/probe/round_trips.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QSet>
+#include <QTest>
 
 namespace {
 

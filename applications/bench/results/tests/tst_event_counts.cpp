@@ -1,6 +1,7 @@
 #include "applications/bench/results/event_counts.h"
 
-#include <QtTest>
+#include <QDateTime>
+#include <QTest>
 
 namespace {
 

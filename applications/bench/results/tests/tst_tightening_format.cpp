@@ -1,7 +1,10 @@
 #include "applications/bench/results/tightening_format.h"
 
+#include <QDate>
+#include <QDateTime>
 #include <QJsonDocument>
-#include <QtTest>
+#include <QTest>
+#include <QTime>
 
 Q_DECLARE_METATYPE(TighteningLine)
 

@@ -1,6 +1,7 @@
 #include "applications/bench/results/tightening_ledger.h"
 
-#include <QtTest>
+#include <QDateTime>
+#include <QTest>
 
 namespace {
 

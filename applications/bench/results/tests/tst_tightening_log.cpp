@@ -1,7 +1,12 @@
 #include "applications/bench/results/tightening_log.h"
 
+#include <QDate>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
+#include <QTime>
 
 #ifdef Q_OS_UNIX
 #include <csignal>

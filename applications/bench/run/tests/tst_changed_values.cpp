@@ -1,6 +1,6 @@
 #include "applications/bench/run/changed_values.h"
 
-#include <QtTest>
+#include <QTest>
 
 class TstChangedValues : public QObject
 {

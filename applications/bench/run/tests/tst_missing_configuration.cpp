@@ -1,7 +1,8 @@
 #include "applications/bench/run/missing_configuration.h"
 
 #include <QJsonArray>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 namespace {
 

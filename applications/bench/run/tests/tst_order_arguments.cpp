@@ -1,6 +1,6 @@
 #include "applications/bench/run/order_arguments.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 
