@@ -432,7 +432,7 @@ private:
             const int stride = programs > 0 && registers % programs == 0 ? registers / programs : 0;
             size = i == 1 || stride == size ? stride : 0;
         }
-        const int expected = (m_programNumbers.constFirst() - 1) * size + 1;
+        const qint64 expected = (m_programNumbers.constFirst() - qint64{1}) * size + 1;
         const bool isGood = size > 1 && m_programs.constFirst().number == expected;
         for (const ListedRegister& row : qAsConst(m_programs)) {
             if (isGood)
@@ -557,11 +557,12 @@ RegisterMeaning meaningOf(const RegisterList& list, const ConnectedController& c
 
 QString backupRangeText(const RegisterMeaning& meaning, const ConnectedController& controller)
 {
-    if (meaning.programSize < 1 || meaning.programCount < 1)
+    const qint64 registers = qint64{meaning.programSize} * meaning.programCount;
+    if (registers < 2 || registers > c_lastRegister)
         return {};
     const QString unit = torqueUnitOf(controller);
-    const int last = std::max(meaning.programSize * meaning.programCount,
-                              meaning.entries.value(unit).value(c_register).toInt());
+    const int last =
+        std::max(static_cast<int>(registers), meaning.entries.value(unit).value(c_register).toInt());
     QStringList items{QStringLiteral("\"backup_range\": [1-%1];").arg(last)};
     for (int program = 1; program <= meaning.programCount; ++program)
         items.append(QStringLiteral("\"preset%1\": [%2-%3];")

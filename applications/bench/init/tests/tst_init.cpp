@@ -319,11 +319,32 @@ private Q_SLOTS:
         QVERIFY2(list.error.contains(error), qPrintable(list.error));
     }
 
+    // A list that ends anywhere, or has lost a byte, is read or refused.
+    void damagedLists()
+    {
+        const QList<RegisterListRow> rows = registerListRows();
+        for (const RegisterListRow& row : rows) {
+            for (int at = 0; at < row.text.size(); at += 5) {
+                for (const QByteArray& text : {row.text.left(at), QByteArray(row.text).remove(at, 1),
+                                               QByteArray(row.text).insert(at, '"')}) {
+                    const RegisterList list = readRegisterList(text);
+                    const RegisterMeaning meaning = meaningOf(list, controllerOf(row), std::nullopt);
+                    QVERIFY(meaning.leftOut.size() >= list.leftOut.size());
+                    for (const UnderstoodRow& one : meaning.understood)
+                        QVERIFY(one.line > 0);
+                }
+            }
+        }
+    }
+
     void backupRangeOfAList()
     {
         RegisterMeaning meaning;
         ConnectedController controller;
         controller.generation = 2;
+        QCOMPARE(backupRangeText(meaning, controller), QString());
+        meaning.programSize = 65535;
+        meaning.programCount = 65535;
         QCOMPARE(backupRangeText(meaning, controller), QString());
         meaning.programSize = 40;
         meaning.programCount = 2;
