@@ -81,7 +81,7 @@ void tst_DriverSchema::agree_data()
     range("baudRate", 300, 4000000);
     range("dataBits", 8, 8);
     range("stopBits", 1, 2);
-    range("unitId", 0, 247);
+    range("unitId", 0, 255);
     range("addressOffset", -1, 0);
     range("interFrameDelay", 0, 10000);
     range("settleDelay", 0, 60000);
@@ -103,6 +103,8 @@ void tst_DriverSchema::agree_data()
     QTest::newRow("transport missing") << QString("transport") << QJsonValue(QJsonValue::Undefined) << false;
     // "rtu:" puts the key into a configuration of a serial line instead.
     QTest::newRow("rtu") << QString("rtu:unitId") << QJsonValue(1) << true;
+    QTest::newRow("rtu most") << QString("rtu:unitId") << QJsonValue(247) << true;
+    QTest::newRow("rtu above") << QString("rtu:unitId") << QJsonValue(248) << false;
     QTest::newRow("rtu broadcast") << QString("rtu:unitId") << QJsonValue(0) << false;
     QTest::newRow("rtu without a port")
         << QString("rtu:serialPort") << QJsonValue(QJsonValue::Undefined) << false;

@@ -11,6 +11,7 @@
 #include "applications/bench/panel/panel_subcommand.h"
 #include "applications/bench/results/results_subcommand.h"
 #include "applications/bench/run/run_subcommand.h"
+#include "applications/bench/watch/watch_subcommand.h"
 
 Subcommands makeSubcommands()
 {
@@ -21,6 +22,7 @@ Subcommands makeSubcommands()
     table.push_back(std::make_unique<ListSubcommand>());
     table.push_back(std::make_unique<CommandsSubcommand>());
     table.push_back(std::make_unique<RunSubcommand>());
+    table.push_back(std::make_unique<WatchSubcommand>());
     table.push_back(std::make_unique<ResultsSubcommand>());
     table.push_back(std::make_unique<BackupSubcommand>());
     table.push_back(std::make_unique<RestoreSubcommand>());

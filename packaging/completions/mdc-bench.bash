@@ -60,7 +60,7 @@ _mdc_bench() {
             --config) config=${_mdc_words[i+1]} ;;
             --config=*) config=${word#--config=} ;;
         esac
-        case " --baud --config --count --fault --folder --format --from-csv --generation --host --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
+        case " --baud --config --count --csv --fault --folder --format --from-csv --generation --host --interval --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --report --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
             *" $word "*) i=$((i + 1)); continue ;;
         esac
         case "$word" in
@@ -74,12 +74,14 @@ _mdc_bench() {
         --baud) return ;;
         --config) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --count) return ;;
+        --csv) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --fault) COMPREPLY=($(compgen -W "help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart" -- "$cur")); return ;;
         --folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
         --format) COMPREPLY=($(compgen -W "table json jsonl csv" -- "$cur")); return ;;
         --from-csv) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --generation) COMPREPLY=($(compgen -W "1 2 all" -- "$cur")); return ;;
         --host) return ;;
+        --interval) return ;;
         --keep) return ;;
         --language) COMPREPLY=($(compgen -W "en fr" -- "$cur")); return ;;
         --name) return ;;
@@ -95,6 +97,7 @@ _mdc_bench() {
         --program-value) return ;;
         --properties) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --reference) return ;;
+        --report) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --rotate-size) return ;;
         --screenshot) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --seconds) return ;;
@@ -114,20 +117,21 @@ _mdc_bench() {
                 init) options="--help --host --serial --port --baud --parity --unit --offset --reference --generation --from-csv --yes --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 list) options="--help --timeout --ports --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 commands) options="--help --object --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                run) options="--help --object --timeout --no-identify --force --count --seconds --changes --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                run) options="--help --object --timeout --no-identify --described --force --count --seconds --changes --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                watch) options="--help --object --interval --csv --force --count --seconds --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 results) options="--help --object --output --rotate-size --keep --program-value --count --seconds --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 backup) options="--help --object --timeout --name --folder --force --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 restore) options="--help --object --timeout --presets --extras --dry-run --verify --no-snapshot --snapshot-folder --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 compare) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                check) options="--help --object --timeout --probe --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                check) options="--help --object --timeout --probe --write --yes --report --force --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
             esac
             COMPREPLY=($(compgen -W "$options" -- "$cur"))
             return
             ;;
     esac
     case "$sub" in
-        "") COMPREPLY=($(compgen -W "demo init list commands run results backup restore compare panel check" -- "$cur")) ;;
+        "") COMPREPLY=($(compgen -W "demo init list commands run watch results backup restore compare panel check" -- "$cur")) ;;
         restore | compare) COMPREPLY=($(compgen -f -- "$cur")) ;;
         run)
             if [ -z "$command" ]; then

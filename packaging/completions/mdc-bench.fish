@@ -5,30 +5,31 @@ function __mdc_bench_command
     set -l words (commandline -opc)
     contains -- $argv[1] $words
 end
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a demo -d 'Show what happens between a command and the wire, without any device'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a init -d 'Write a configuration for a controller'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a list -d 'Objects, plug-ins, state and statistics of the links'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a commands -d 'What can be run, with parameters and results'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a run -d 'Run one command of an object'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a results -d 'Log the tightenings of a controller as they happen'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a backup -d 'Save the registers of a controller to a file'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a restore -d 'Write chosen presets of a backup file back'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a compare -d 'List what differs between two backups, or a backup and the controller'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a panel -d 'Show the maintenance page of a device in a window'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -a check -d 'Look over configuration, plug-ins, links and register map'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l help -d 'Print this help message and exit' -s h
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l version -d 'Print the versions of program, contract, Qt and plug-ins and exit'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l trace -d 'Write every frame that is sent or received to this file' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l format -d 'Form of the results [table; jsonl for "results"]; the help of a subcommand lists those that it has' -x
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l verbose -d 'Tell what is done, show the whole log' -s v
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run results backup restore compare panel check' -l quiet -d 'No warnings, no log; errors only'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a demo -d 'Show what happens between a command and the wire, without any device'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a init -d 'Write a configuration for a controller'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a list -d 'Objects, plug-ins, state and statistics of the links'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a commands -d 'What can be run, with parameters and results'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a run -d 'Run one command of an object'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a watch -d 'Show values of a controller as they change'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a results -d 'Log the tightenings of a controller as they happen'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a backup -d 'Save the registers of a controller to a file'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a restore -d 'Write chosen presets of a backup file back'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a compare -d 'List what differs between two backups, or a backup and the controller'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a panel -d 'Show the maintenance page of a device in a window'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a check -d 'Look over configuration, plug-ins, links and register map'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l help -d 'Print this help message and exit' -s h
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l version -d 'Print the versions of program, contract, Qt and plug-ins and exit'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l format -d 'Form of the results [table; jsonl for "results"]; the help of a subcommand lists those that it has' -x
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l verbose -d 'Tell what is done, show the whole log' -s v
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l quiet -d 'No warnings, no log; errors only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l help -d 'Print this help message and exit' -s h
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l tcp -d 'Over TCP only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l rtu -d 'Over a serial line only'
@@ -97,6 +98,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l help -d 'Print thi
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l object -d 'Object whose command it is [the first device]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l timeout -d 'Bound for the whole order in milliseconds [none]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l no-identify -d 'Do not read the device information first (the registers of generation 1 are used)'
+complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l described -d 'Tell what the values mean too, as the configuration describes them'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l force -d 'Run it although a value, the configuration or what is saved speaks against it'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l count -d 'Listening: end after so many printed updates [none]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l seconds -d 'Listening: end after so many seconds [none]' -x
@@ -112,6 +114,24 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l format -d 'Form of
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l verbose -d 'Tell what is done, show the whole log' -s v
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l quiet -d 'No warnings, no log; errors only'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l help -d 'Print this help message and exit' -s h
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l object -d 'Device whose values they are [the first device]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l interval -d 'Milliseconds from one reading to the next [500]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l csv -d 'Write a line of all values for each reading to this file too [none]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l force -d 'Replace a file of the name given with --csv'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l count -d 'End after so many readings [none]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l seconds -d 'Listening: end after so many seconds [none]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l format -d 'Form of the results [table]' -x -a 'table jsonl csv'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l verbose -d 'Tell what is done, show the whole log' -s v
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l quiet -d 'No warnings, no log; errors only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l help -d 'Print this help message and exit' -s h
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l object -d 'Device whose tightenings they are [the first device]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l output -d 'Append to this file [standard output]' -r -F
@@ -204,6 +224,10 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l help -d 'Print t
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l object -d 'Only this device' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l probe -d 'Read everything that is configured, once, and tell what is refused or makes no sense'
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l write -d 'Prove the channels that are written too: asks before each, and writes back what was there'
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l yes -d 'Ask nothing: write'
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l report -d 'Write a page (HTML) to print and sign: configuration, versions, findings, values' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l force -d 'Replace a file of the name of the page'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F

@@ -1,7 +1,12 @@
 #include "applications/bench/check/bench_check.h"
 
+#include "applications/bench/check/check_page.h"
+#include "applications/bench/check/page_file.h"
+#include "applications/bench/core/question.h"
+#include "applications/bench/core/version_text.h"
 #include "applications/bench/device_configuration/connected_controller.h"
 #include "applications/bench/probe/driver_reader.h"
+#include "applications/bench/probe/link_probe.h"
 #include "applications/bench/probe/probe_findings.h"
 #include "applications/bench/probe/probe_rows.h"
 #include "applications/bench/probe/round_trips.h"
@@ -26,6 +31,38 @@ BenchCheck::BenchCheck(const GeneralOptions& general, const CheckOptions& option
 }
 
 ExitCode BenchCheck::run()
+{
+    if (m_options.pageFile.isEmpty())
+        return look();
+    const std::optional<BenchProblem> problem = pageFileProblem(m_options.pageFile, m_options.replacesPage);
+    if (problem) {
+        problem->tell(m_console);
+        return problem->code;
+    }
+    const ExitCode code = look();
+    return m_interrupt.requested() ? code : writePage(code);
+}
+
+ExitCode BenchCheck::writePage(ExitCode code)
+{
+    CheckPage page = m_report.page();
+    page.time = isoTime(QDateTime::currentDateTime());
+    page.configurationName = m_session.configurationName();
+    page.versions =
+        versionText(m_session.host().pluginReports()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    page.isGood = code == ExitCode::Done;
+    // There is none where it could not be read.
+    if (const QSharedPointer<QJsonObject> bench = m_session.host().configuration())
+        page.objects = bench->value(QLatin1String("objects")).toArray();
+    const std::optional<BenchProblem> problem =
+        writePageFile(m_options.pageFile, checkPage(page), m_options.replacesPage);
+    if (!problem)
+        return code;
+    problem->tell(m_console);
+    return code == ExitCode::Done ? problem->code : code;
+}
+
+ExitCode BenchCheck::look()
 {
     if (!checkConfigurationFile() || !checkPlugins())
         return m_report.finish();
@@ -177,9 +214,47 @@ void BenchCheck::probe(const CheckedDevice& checked, DAbstractPlugin& device)
     const QList<ProbeFinding> findings = probeFindings(result, checked.configuration, checked.offset);
     for (const ProbeFinding& found : findings)
         m_report.add(found.finding, found.code);
+    if (m_options.isProvingWrites)
+        proveWrites(checked, controller, *driver);
+    measure(result, *driver);
+}
+
+void BenchCheck::proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
+                             DAbstractPlugin& driver)
+{
+    const auto ask = [this](const QString& text) {
+        return !m_interrupt.requested() && (m_options.isAgreed || agreesTo(text, m_console, m_interrupt));
+    };
+    const QList<ProbeFinding> findings =
+        ::proveWrites(checked.configuration, controller,
+                      {driverReader(m_session, driver), driverWriter(m_session, driver), ask, passTime});
+    for (const ProbeFinding& found : findings)
+        m_report.add(found.finding, found.code);
+}
+
+void BenchCheck::measure(const ProbeResult& result, DAbstractPlugin& driver)
+{
     if (const std::optional<RoundTrips> trips = roundTrips(result.roundTrips))
         m_report.addMeasurement(QStringLiteral("round trip"), toText(*trips),
                                 {{QStringLiteral("roundTrip"), toJson(*trips)}});
+    const auto readable = std::find_if(result.values.cbegin(), result.values.cend(),
+                                       [](const ProbedValue& value) { return value.isRead(); });
+    if (readable == result.values.cend() || m_interrupt.requested())
+        return;
+    m_console.holdLog();
+    const LinkFacts facts = probeLink(m_session, driver, {readable->range.address, 1, readable->range.type},
+                                      m_console, m_interrupt);
+    m_console.releaseLog([](const QString&) { return true; });
+    m_report.addMeasurement(QStringLiteral("pause"), pauseText(facts),
+                            {{QStringLiteral("pause"), toJson(facts).value(QLatin1String("pause"))}});
+    if (facts.connections)
+        m_report.addMeasurement(
+            QStringLiteral("connections"), connectionsText(facts),
+            {{QStringLiteral("connections"), toJson(facts).value(QLatin1String("connections"))}});
+    for (const UnitAnswer& unit : facts.units)
+        m_report.addMeasurement(
+            QStringLiteral("unit %1").arg(unit.unit), unit.text,
+            {{QStringLiteral("unit"), unit.unit}, {QStringLiteral("answered"), unit.isAnswered}});
 }
 
 RegisterTypes BenchCheck::registerTypes(const DAbstractPlugin* driver)

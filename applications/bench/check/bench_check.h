@@ -5,6 +5,7 @@
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/driver_description.h"
 #include "applications/bench/core/shared_options.h"
+#include "applications/bench/probe/device_probe.h"
 
 #include <optional>
 
@@ -15,6 +16,12 @@ struct CheckOptions
     int linkWait = c_defaultLinkWait; // ms
     // Read everything that is configured.
     bool isProbing = false;
+    // Prove the channels that are written, asking before each, or without asking.
+    bool isProvingWrites = false;
+    bool isAgreed = false;
+    // Page about it; empty: none.
+    QString pageFile;
+    bool replacesPage = false;
 };
 
 // Looks over one bench: the configuration's files, the plug-in files, the objects, the links, who each
@@ -29,6 +36,8 @@ public:
     ExitCode run();
 
 private:
+    ExitCode look();
+    ExitCode writePage(ExitCode code);
     // What the rest is built on; each false when there is nothing to build on.
     bool checkConfigurationFile();
     bool checkPlugins();
@@ -37,6 +46,9 @@ private:
     void checkLinks();
     void checkDevice(DAbstractPlugin& device);
     void probe(const CheckedDevice& checked, DAbstractPlugin& device);
+    void measure(const ProbeResult& result, DAbstractPlugin& driver);
+    void proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
+                     DAbstractPlugin& driver);
 
     // The generation of the connected controller; nothing when it could not be asked.
     std::optional<int> identify(DAbstractPlugin& device);

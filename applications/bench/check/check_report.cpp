@@ -96,6 +96,7 @@ void CheckReport::addRows(const QList<ProbeRow>& rows)
         m_writer.record(row.channel, object);
         lines.append(probeCells(row));
     }
+    m_page.values += lines;
     if (m_format == OutputFormat::Table && !lines.isEmpty())
         m_console.out(QLatin1Char('\n') + formatTable(probeHeader(), lines) + QLatin1Char('\n'));
 }
@@ -106,19 +107,35 @@ void CheckReport::addMeasurement(const QString& subject, const QString& text, co
     if (!m_device.isEmpty())
         object.insert(QStringLiteral("device"), m_device);
     m_measurements.append(object);
+    m_page.measurements.append(
+        {m_device.isEmpty() ? subject : m_device + QStringLiteral(", ") + subject, text});
     m_writer.record(subject, object);
     if (m_format == OutputFormat::Table)
         m_console.out(
             QStringLiteral("%1%2: %3\n").arg(QString(c_levelWidth, QLatin1Char(' ')), subject, text));
 }
 
+QString CheckReport::verdict() const
+{
+    return QStringLiteral("%1 ok, warnings: %2, errors: %3")
+        .arg(count(FindingLevel::Ok))
+        .arg(count(FindingLevel::Warning))
+        .arg(count(FindingLevel::Error));
+}
+
+CheckPage CheckReport::page() const
+{
+    CheckPage page = m_page;
+    page.verdict = verdict();
+    page.findings = m_all;
+    page.valueHeader = probeHeader();
+    return page;
+}
+
 ExitCode CheckReport::finish()
 {
     if (m_format == OutputFormat::Table)
-        m_console.out(QStringLiteral("\n%1 ok, warnings: %2, errors: %3\n")
-                          .arg(count(FindingLevel::Ok))
-                          .arg(count(FindingLevel::Warning))
-                          .arg(count(FindingLevel::Error)));
+        m_console.out(QStringLiteral("\n%1\n").arg(verdict()));
     QJsonObject document{{QStringLiteral("findings"), m_all},
                          {QStringLiteral("errors"), count(FindingLevel::Error)},
                          {QStringLiteral("warnings"), count(FindingLevel::Warning)},

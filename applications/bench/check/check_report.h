@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applications/bench/check/check_page.h"
 #include "applications/bench/core/bench_problem.h"
 #include "applications/bench/core/result_writer.h"
 #include "applications/bench/device_configuration/finding.h"
@@ -26,6 +27,8 @@ public:
     void addRows(const QList<ProbeRow>& rows);
     // What was measured of a device: a line for people, members for scripts.
     void addMeasurement(const QString& subject, const QString& text, const QJsonObject& members);
+    // All of it so far; what the report does not know is left open.
+    CheckPage page() const;
     // Sums up. The code of the first error; Done without one.
     ExitCode finish();
 
@@ -35,12 +38,14 @@ private:
     Console& m_console;
     const OutputFormat m_format;
     QString subjectOf(const Finding& finding) const;
+    QString verdict() const;
 
     ResultWriter m_writer;
     QString m_device;
     QJsonArray m_all;
     QJsonArray m_rows;
     QJsonArray m_measurements;
+    CheckPage m_page; // what is on it besides the findings
     std::array<int, 3> m_counts{};
     ExitCode m_code = ExitCode::Done;
 };

@@ -1,16 +1,19 @@
 #include "applications/bench/check/check_subcommand.h"
 
 #include "applications/bench/core/option_set.h"
+#include "applications/bench/core/question.h"
 
 CheckSubcommand::CheckSubcommand()
     : Subcommand({"check", "Look over configuration, plug-ins, links and register map",
                   "Exit code 0 when nothing worse than a warning was found, else the code of the first "
                   "error. With --probe it is 0 only when everything that is configured could be read, and\n"
-                  "looks right. Nothing is written.\n"
+                  "looks right. Nothing is written without --write.\n"
                   "\n"
                   "Examples:\n"
                   "  mdc-bench check\n"
                   "  mdc-bench --config bench.json check --probe\n"
+                  "  mdc-bench --config bench.json check --probe --report line3.html\n"
+                  "  mdc-bench check --probe --write --yes\n"
                   "  mdc-bench --config bench.json check --timeout 1000\n"})
 {}
 
@@ -20,11 +23,24 @@ void CheckSubcommand::addTo(OptionSet& options)
     addLinkWait(options, m_options.linkWait);
     options.flag("--probe", m_options.isProbing,
                  "Read everything that is configured, once, and tell what is refused or makes no sense");
+    options
+        .flag("--write", m_options.isProvingWrites,
+              "Prove the channels that are written too: asks before each, and writes back what was there")
+        .needs("--probe");
+    options.flag("--yes", m_options.isAgreed, "Ask nothing: write").needs("--write");
+    options.text("--report", "FILE", m_options.pageFile,
+                 "Write a page (HTML) to print and sign: configuration, versions, findings, values");
+    options.flag("--force", m_options.replacesPage, "Replace a file of the name of the page")
+        .needs("--report");
 }
 
 QString CheckSubcommand::contradiction(const GeneralOptions& general) const
 {
-    return firstProblem({formatProblem(general), controllerProblem(general)});
+    const bool isNobodyThere = m_options.isProvingWrites && !m_options.isAgreed && !canAsk();
+    return firstProblem({formatProblem(general), controllerProblem(general),
+                         isNobodyThere ? QStringLiteral("--write asks before each write: it needs a "
+                                                        "terminal, or --yes")
+                                       : QString()});
 }
 
 ExitCode CheckSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)

@@ -4,6 +4,8 @@
 
 #include <QObject>
 
+#include <algorithm>
+
 using namespace plugin_description;
 
 DriverDescription::DriverDescription(const QObject* kind)
@@ -76,4 +78,23 @@ AddressOffset DriverDescription::addressOffset(const QJsonObject& configuration)
 {
     const QString member = m_properties.value(c_addressOffset).toString();
     return {member, configuration.value(member).toInt(0)};
+}
+
+bool DriverDescription::isTcp(const QJsonObject& configuration) const
+{
+    const QVariantMap tcp = m_properties.value(c_tcpLink).toMap();
+    const QVariantMap set = tcp.value(c_set).toMap();
+    return !tcp.isEmpty() && std::all_of(set.keyValueBegin(), set.keyValueEnd(), [&](const auto& member) {
+        return configuration.value(member.first) == QJsonValue::fromVariant(member.second);
+    });
+}
+
+std::optional<QJsonObject> DriverDescription::withUnit(const QJsonObject& configuration, int unit) const
+{
+    const QString member = m_properties.value(c_unit).toString();
+    if (member.isEmpty())
+        return std::nullopt;
+    QJsonObject result = configuration;
+    result.insert(member, unit);
+    return result;
 }

@@ -51,6 +51,10 @@ public:
     QJsonObject untraced(const QJsonObject& configuration) const;
     // What a controller has to know of the link to answer on it.
     ControllerLink link(const QJsonObject& configuration) const;
+    // Whether the link is one over TCP, as far as the driver says.
+    bool isTcp(const QJsonObject& configuration) const;
+    // With the link speaking to this unit.
+    std::optional<QJsonObject> withUnit(const QJsonObject& configuration, int unit) const;
     AddressOffset addressOffset(const QJsonObject& configuration) const;
 
 private:

@@ -42,9 +42,11 @@ QString textOfWholeNumber(const QVariant& value)
 const QList<OutputFormatDescription>& outputFormatDescriptions()
 {
     static const QList<OutputFormatDescription> c_descriptions{
-        {OutputFormat::Table, "table", nullptr},     {OutputFormat::Json, "json", nullptr},
-        {OutputFormat::JsonLines, "jsonl", nullptr}, {OutputFormat::Markdown, "markdown", "commands"},
-        {OutputFormat::Csv, "csv", "results"},
+        {OutputFormat::Table, "table"},
+        {OutputFormat::Json, "json"},
+        {OutputFormat::JsonLines, "jsonl"},
+        {OutputFormat::Markdown, "markdown", {QStringLiteral("commands")}},
+        {OutputFormat::Csv, "csv", {QStringLiteral("watch"), QStringLiteral("results")}},
     };
     return c_descriptions;
 }

@@ -23,8 +23,8 @@ struct OutputFormatDescription
 {
     OutputFormat format;
     const char* name; // "table", "json", "jsonl", "markdown", "csv"
-    // The only subcommand that has it; null for one that any may have.
-    const char* onlyOf;
+    // The only subcommands that have it; none for one that any may have.
+    QStringList onlyOf = {};
 };
 const QList<OutputFormatDescription>& outputFormatDescriptions();
 const OutputFormatDescription& outputFormatDescription(OutputFormat format);

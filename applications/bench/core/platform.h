@@ -9,6 +9,7 @@
 bool isTerminal(FILE* stream);
 // Nothing when the terminal does not tell.
 std::optional<int> terminalColumns(FILE* stream);
+std::optional<int> terminalRows(FILE* stream);
 
 // A file that may not grow is told as a disk that is full is, and does not end the program.
 void ignoreFileSizeSignal();

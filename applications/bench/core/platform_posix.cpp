@@ -17,6 +17,14 @@ std::optional<int> terminalColumns(FILE* stream)
     return std::nullopt;
 }
 
+std::optional<int> terminalRows(FILE* stream)
+{
+    winsize size{};
+    if (ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_row > 0)
+        return size.ws_row;
+    return std::nullopt;
+}
+
 void ignoreFileSizeSignal()
 {
     std::signal(SIGXFSZ, SIG_IGN);

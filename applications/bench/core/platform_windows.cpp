@@ -23,6 +23,16 @@ std::optional<int> terminalColumns(FILE* stream)
     return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
+std::optional<int> terminalRows(FILE* stream)
+{
+    const int descriptor = _fileno(stream);
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (descriptor < 0 ||
+        GetConsoleScreenBufferInfo(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)), &info) == 0)
+        return std::nullopt;
+    return info.srWindow.Bottom - info.srWindow.Top + 1;
+}
+
 void ignoreFileSizeSignal()
 {
     // There is no such limit and no such signal.

@@ -26,9 +26,9 @@ QString Subcommand::formatProblem(const GeneralOptions& general) const
     if (m_description.formats.contains(general.format))
         return {};
     const OutputFormatDescription format = outputFormatDescription(general.format);
-    if (format.onlyOf != nullptr)
+    if (!format.onlyOf.isEmpty())
         return QStringLiteral("--format %1 is for \"%2\" only")
-            .arg(QLatin1String(format.name), QLatin1String(format.onlyOf));
+            .arg(QLatin1String(format.name), format.onlyOf.join(QStringLiteral("\" and \"")));
     return QString::fromLatin1(m_description.otherFormat);
 }
 

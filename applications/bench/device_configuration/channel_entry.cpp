@@ -48,6 +48,15 @@ QList<DescribedChannel> channelsOf(const QJsonObject& configuration)
     return channels;
 }
 
+ChannelEntries entriesOf(const QJsonObject& configuration, const QString& channel)
+{
+    const QList<DescribedChannel> channels = channelsOf(configuration);
+    const auto found =
+        std::find_if(channels.cbegin(), channels.cend(),
+                     [&channel](const DescribedChannel& described) { return described.id == channel; });
+    return found == channels.cend() ? ChannelEntries() : found->entries;
+}
+
 QString channelOfRegister(const QJsonObject& configuration, int registerNumber, ChannelEntry type,
                           int generation)
 {

@@ -25,6 +25,9 @@ struct DescribedChannel
 // In the order of the configuration.
 QList<DescribedChannel> channelsOf(const QJsonObject& configuration);
 
+// Those of one channel; none when it is not there.
+ChannelEntries entriesOf(const QJsonObject& configuration, const QString& channel);
+
 // The channel that names this register in this generation and gives it this type (ReadType or WriteType);
 // empty when there is none.
 QString channelOfRegister(const QJsonObject& configuration, int registerNumber, ChannelEntry type,

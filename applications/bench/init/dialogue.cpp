@@ -1,8 +1,8 @@
 #include "applications/bench/init/dialogue.h"
 
+#include "applications/bench/core/input_line.h"
 #include "applications/bench/core/platform.h"
 #include "applications/bench/init/answers.h"
-#include "applications/bench/init/platform.h"
 
 #include <lib_utilities/printable_text.h>
 

@@ -3,6 +3,8 @@
 #include <lib_plugins_management/driver_contract.h>
 
 #include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
 
 namespace {
 
@@ -18,16 +20,20 @@ QList<int> numbers(const QVariantList& values)
 
 } // namespace
 
+QVariantMap readArguments(const ReadRequest& request)
+{
+    return {{driver_contract::c_register, request.address},
+            {driver_contract::c_registerType, request.type},
+            {driver_contract::c_dataSize, request.count}};
+}
+
 RegisterReader driverReader(BenchSession& session, DAbstractPlugin& driver)
 {
     return [&session, &driver](const ReadRequest& request) {
-        using namespace driver_contract;
         QElapsedTimer clock;
         clock.start();
-        const OrderEnd end = session.runOrder(
-            driver, c_read,
-            {{c_register, request.address}, {c_registerType, request.type}, {c_dataSize, request.count}});
-        ReadReply reply{end.code, numbers(end.outcome.results.value(c_values).toList()),
+        const OrderEnd end = session.runOrder(driver, driver_contract::c_read, readArguments(request));
+        ReadReply reply{end.code, numbers(end.outcome.results.value(driver_contract::c_values).toList()),
                         end.outcome.errorMessage, clock.nsecsElapsed() / c_nanosecondsPerMicrosecond};
         if (reply.isDone() && reply.values.size() != request.count) {
             reply.code = ExitCode::NotConnected;
@@ -36,4 +42,22 @@ RegisterReader driverReader(BenchSession& session, DAbstractPlugin& driver)
         }
         return reply;
     };
+}
+
+RegisterWriter driverWriter(BenchSession& session, DAbstractPlugin& driver)
+{
+    return [&session, &driver](int address, const QString& type, int value) -> WriteReply {
+        const OrderEnd end = session.runOrder(driver, driver_contract::c_write,
+                                              {{driver_contract::c_register, address},
+                                               {driver_contract::c_registerType, type},
+                                               {driver_contract::c_data, value}});
+        return {end.code, end.outcome.errorMessage};
+    };
+}
+
+void passTime(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
 }

@@ -51,16 +51,6 @@ QList<ProbedFloat> floatsOfBlock(const ProbedValue& value, const QJsonObject& co
     return floats;
 }
 
-ValueDescription descriptionOf(const QString& channel, const QJsonObject& configuration)
-{
-    const QList<DescribedChannel> channels = channelsOf(configuration);
-    for (const DescribedChannel& described : channels) {
-        if (described.id == channel)
-            return valueDescription(described.entries);
-    }
-    return {};
-}
-
 } // namespace
 
 QList<ProbedFloat> probedFloats(const ProbeResult& result, const QJsonObject& configuration)
@@ -71,7 +61,7 @@ QList<ProbedFloat> probedFloats(const ProbeResult& result, const QJsonObject& co
             floats += floatsOfBlock(value, configuration);
             continue;
         }
-        const ValueDescription description = descriptionOf(value.range.channel, configuration);
+        const ValueDescription description = valueDescription(entriesOf(configuration, value.range.channel));
         std::optional<ProbedFloat> found = description.isFloat ? floatAt(value, 0) : std::nullopt;
         if (!found)
             continue;

@@ -1,7 +1,7 @@
 #include "applications/bench/probe/probe_findings.h"
 
+#include "applications/bench/device_configuration/known_values.h"
 #include "applications/bench/probe/float_order.h"
-#include "applications/bench/probe/known_values.h"
 #include "applications/bench/probe/map_shift.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 

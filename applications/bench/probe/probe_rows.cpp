@@ -2,8 +2,8 @@
 
 #include "applications/bench/core/output_format.h"
 #include "applications/bench/device_configuration/channel_entry.h"
+#include "applications/bench/device_configuration/known_values.h"
 #include "applications/bench/device_configuration/value_description.h"
-#include "applications/bench/probe/known_values.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/register_block.h"
 
@@ -24,23 +24,11 @@ QString registersText(const QList<int>& registers)
     return texts.join(QLatin1Char(' ')) + (registers.size() > c_mostShown ? QStringLiteral(" …") : QString());
 }
 
-ChannelEntries entriesOf(const QString& channel, const QJsonObject& configuration)
-{
-    const QList<DescribedChannel> channels = channelsOf(configuration);
-    for (const DescribedChannel& described : channels) {
-        if (described.id == channel)
-            return described.entries;
-    }
-    return {};
-}
-
 QString meaningOf(const ProbedValue& value, const ChannelEntries& entries)
 {
     if (value.range.kind != Kind::Value || !value.isRead())
         return {};
-    const ValueDescription description = valueDescription(entries);
-    return description.isEmpty() ? knownMeaning(value.range.channel, value.values.constFirst())
-                                 : describedValue(description, value.values);
+    return channelMeaning(value.range.channel, entries, value.values);
 }
 
 // A descriptor of each value: its name, and the positions of its first and last register.
@@ -74,7 +62,7 @@ QList<ProbeRow> rowsOfBlock(const ProbedValue& value, const QJsonObject& configu
     for (const int word : value.values)
         words.append(word);
     const QHash<QString, ValueDescription> descriptions =
-        blockDescriptions(entriesOf(value.range.channel, configuration));
+        blockDescriptions(entriesOf(configuration, value.range.channel));
     QList<ProbeRow> rows;
     const QList<BlockParameter> parameters = parametersOf(value, configuration);
     for (const BlockParameter& parameter : parameters) {
@@ -90,6 +78,10 @@ QList<ProbeRow> rowsOfBlock(const ProbedValue& value, const QJsonObject& configu
         row.value =
             parameter.type == QLatin1String("list") ? registersText(row.registers) : valueText(decoded.value);
         row.error = decoded.message;
+        bool isNumber = false;
+        const double number = row.value.toDouble(&isNumber);
+        if (isNumber)
+            row.number = number;
         if (descriptions.contains(parameter.name))
             row.meaning = describedValue(descriptions.value(parameter.name), decoded.value);
         rows.append(row);
@@ -117,7 +109,10 @@ QList<ProbeRow> probeRows(const ProbeResult& result, const QJsonObject& configur
         row.type = value.range.type;
         row.registers = value.values;
         row.value = registersText(value.values);
-        row.meaning = meaningOf(value, entriesOf(value.range.channel, configuration));
+        const ChannelEntries entries = entriesOf(configuration, value.range.channel);
+        if (value.range.kind == Kind::Value)
+            row.number = scaledValue(valueDescription(entries), value.values);
+        row.meaning = meaningOf(value, entries);
         row.error = value.message;
         rows.append(row);
         if (value.isRead() && (value.range.kind == Kind::EventBlock || value.range.program == 1))

@@ -9,6 +9,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 // One line of what a probe has read, for people and for scripts.
 struct ProbeRow
 {
@@ -17,10 +19,11 @@ struct ProbeRow
     int wire = 0;    // with what the driver adds
     int count = 1;
     QString type;
-    QList<int> registers; // as read; empty when it was not
-    QString value;        // what a command gives of it
-    QString meaning;      // what the configuration or the commands know of it; may be empty
-    QString error;        // why there is no value
+    QList<int> registers;         // as read; empty when it was not
+    QString value;                // what a command gives of it
+    std::optional<double> number; // the same where it is one
+    QString meaning;              // what the configuration or the commands know of it; may be empty
+    QString error;                // why there is no value
 };
 
 // A row for each range, and for each named value of the event block and of the first program.

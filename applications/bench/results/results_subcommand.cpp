@@ -5,12 +5,19 @@
 #include "applications/bench/core/option_set.h"
 #include "applications/bench/results/results_run.h"
 #include "applications/bench/results/tightening_log.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
 
 namespace {
 
 constexpr int c_mostKeptFiles = 1000;
 const QStringList c_commands{QStringLiteral("getInfo"), QStringLiteral("getRegister"),
                              QStringLiteral("listenEventsData")};
+
+QHash<QString, ValueDescription> eventDescriptions(const QJsonObject& configuration, int generation)
+{
+    return blockDescriptions(
+        entriesOf(configuration, QStringLiteral("eventData") + generationSuffix(generation)));
+}
 
 // Has errors, which have been told, when events cannot be told apart.
 EventSource sourceOf(const BenchSession& session, const DAbstractPlugin& device,
@@ -121,9 +128,10 @@ ExitCode ResultsSubcommand::run(const GeneralOptions& general, Console& console,
     const EventSource source = sourceOf(session, *device, information, m_options.programName, console);
     if (!source.errors.isEmpty())
         return ExitCode::Configuration;
-    const TighteningLayout layout{general.format == OutputFormat::Csv ? TighteningFormat::Csv
-                                                                      : TighteningFormat::JsonLines,
-                                  m_options.programName, source.valueNames};
+    const TighteningLayout layout{
+        general.format == OutputFormat::Csv ? TighteningFormat::Csv : TighteningFormat::JsonLines,
+        m_options.programName, source.valueNames,
+        eventDescriptions(session.describe(*device).configuration, generationOf(information))};
     ResultsRun run(session, *device, source, information, console, interrupt);
     return m_options.outputFile.isEmpty() ? logToOutput(run, layout, m_options.bounds, session, console)
                                           : logToFile(run, layout, m_options, session, console);

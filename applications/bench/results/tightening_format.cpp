@@ -1,5 +1,6 @@
 #include "applications/bench/results/tightening_format.h"
 
+#include "applications/bench/core/csv_line.h"
 #include "applications/bench/core/output_format.h"
 
 #include <QJsonDocument>
@@ -47,24 +48,6 @@ bool isSpan(const TighteningLine& line)
     return line.kind == Kind::Gap || line.kind == Kind::Reset;
 }
 
-QString csvField(const QString& text)
-{
-    // A line feed within a field would make two lines of one, for whoever reads lines.
-    QString field = text;
-    field.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
-    if (!field.contains(QLatin1Char(',')) && !field.contains(QLatin1Char('"')))
-        return field;
-    return QLatin1Char('"') + field.replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
-}
-
-QByteArray csvLine(const QStringList& fields)
-{
-    QStringList texts;
-    for (const QString& field : fields)
-        texts.append(csvField(field));
-    return texts.join(QLatin1Char(',')).toUtf8() + '\n';
-}
-
 // Unset for a quote that is not closed.
 std::optional<QStringList> csvFields(const QString& line)
 {
@@ -96,6 +79,22 @@ QString csvValue(const QVariant& value)
     return value.isValid() ? valueText(value) : QString();
 }
 
+// Names of the values that are described, in their order.
+QStringList describedNames(const TighteningLayout& layout)
+{
+    QStringList names;
+    for (const QString& name : layout.valueNames) {
+        if (layout.descriptions.contains(name))
+            names.append(name);
+    }
+    return names;
+}
+
+QString described(const TighteningLine& line, const TighteningLayout& layout, const QString& name)
+{
+    return describedValue(layout.descriptions.value(name), line.update.values.value(name));
+}
+
 QByteArray csvText(const TighteningLine& line, const TighteningLayout& layout)
 {
     QStringList fields{kindName(line.kind), isoTime(line.update.time), line.serial,
@@ -107,6 +106,9 @@ QByteArray csvText(const TighteningLine& line, const TighteningLayout& layout)
     fields.append(line.kind == Kind::Gap ? QString::number(missedCount(line)) : QString());
     for (const QString& name : layout.valueNames)
         fields.append(csvValue(line.update.values.value(name)));
+    const QStringList names = describedNames(layout);
+    for (const QString& name : names)
+        fields.append(described(line, layout, name));
     return csvLine(fields);
 }
 
@@ -133,6 +135,13 @@ QByteArray jsonText(const TighteningLine& line, const TighteningLayout& layout)
             values += (values.isEmpty() ? "" : ",") + compactJson(name) + ":" +
                       compactJson(toJson(line.update.values.value(name)));
         text += values + "}";
+        const QStringList names = describedNames(layout);
+        QByteArray meanings;
+        for (const QString& name : names)
+            meanings += (meanings.isEmpty() ? "" : ",") + compactJson(name) + ":" +
+                        compactJson(described(line, layout, name));
+        if (!meanings.isEmpty())
+            text += ",\"described\":{" + meanings + "}";
     }
     return text + "}\n";
 }
@@ -172,6 +181,9 @@ QByteArray tighteningHeader(const TighteningLayout& layout)
     QStringList names = c_columns;
     for (const QString& name : layout.valueNames)
         names.append(QStringLiteral("values.") + name);
+    const QStringList meanings = describedNames(layout);
+    for (const QString& name : meanings)
+        names.append(QStringLiteral("described.") + name);
     return csvLine(names);
 }
 

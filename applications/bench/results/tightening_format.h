@@ -1,8 +1,10 @@
 #pragma once
 
+#include "applications/bench/device_configuration/value_description.h"
 #include "applications/bench/results/tightening_ledger.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QStringList>
 
 #include <optional>
@@ -20,6 +22,8 @@ struct TighteningLayout
     QString programName;
     // Names of the values in the order of the key list, without "eventCountNo".
     QStringList valueNames;
+    // Of those that the configuration describes: told beside the raw values.
+    QHash<QString, ValueDescription> descriptions = {};
 };
 
 // First line of a CSV file with its line feed; empty for JSON lines.

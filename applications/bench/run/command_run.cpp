@@ -4,6 +4,7 @@
 #include "applications/bench/core/suggestion.h"
 #include "applications/bench/device_configuration/channel_entry.h"
 #include "applications/bench/run/changed_values.h"
+#include "applications/bench/run/described_results.h"
 #include "applications/bench/run/missing_configuration.h"
 #include "applications/bench/run/order_arguments.h"
 #include "applications/bench/run/unwanted_result.h"
@@ -97,6 +98,11 @@ ExitCode CommandRun::findCommand()
         m_console.error(QStringLiteral("\"%1\" does not listen: --count, --seconds and --changes are for "
                                        "commands that do")
                             .arg(command));
+        return ExitCode::Usage;
+    }
+    if (m_options.isDescribed && !hasDescribedResults(command)) {
+        m_console.error(QStringLiteral("nothing describes the results of \"%1\": --described is for %2")
+                            .arg(command, commandsWithDescribedResults()));
         return ExitCode::Usage;
     }
     return ExitCode::Done;
@@ -257,9 +263,55 @@ bool CommandRun::takeUpdate(const QVariantMap& results)
     m_lastUpdate = results;
     if (m_options.changesOnly && shown.isEmpty())
         return true;
-    m_writer.update(ordered(shown));
+    m_writer.update(ordered(withDescription(shown)));
     ++m_updates;
     return m_options.bounds.count == 0 || m_updates < m_options.bounds.count;
+}
+
+DescribedOrder CommandRun::describedOrder(const QVariantMap& results) const
+{
+    return {m_session.describe(*m_plugin).configuration,
+            connectedController(*m_plugin).generation,
+            m_options.command,
+            m_arguments,
+            results,
+            {}};
+}
+
+// A value of two registers, of which the command gives the first one.
+QList<int> CommandRun::wholeRegisters(const DescribedOrder& order)
+{
+    const std::optional<WholeValue> whole = wholeValue(order);
+    DAbstractPlugin* const driver = m_session.driverOf(*m_plugin);
+    if (!whole || driver == nullptr)
+        return {};
+    const OrderEnd end = m_session.runOrder(*driver, driver_contract::c_read,
+                                            {{driver_contract::c_register, whole->address},
+                                             {driver_contract::c_registerType, whole->type},
+                                             {driver_contract::c_dataSize, whole->count}});
+    QList<int> registers;
+    const QVariantList values = end.outcome.results.value(driver_contract::c_values).toList();
+    for (const QVariant& value : values)
+        registers.append(value.toInt());
+    return registers;
+}
+
+QVariantMap CommandRun::withDescription(const QVariantMap& results)
+{
+    if (!m_options.isDescribed || results.isEmpty())
+        return results;
+    DescribedOrder order = describedOrder(results);
+    // A listening order must not wait for another one.
+    if (!m_isListening)
+        order.registers = wholeRegisters(order);
+    const QVariant described = describedResults(order);
+    QVariantMap all = results;
+    if (described.isValid())
+        all.insert(QStringLiteral("described"), described);
+    else if (!m_isListening)
+        m_console.warning(QStringLiteral("nothing describes the value: give its channel \"scale\", \"unit\" "
+                                         "or \"enum\" in the configuration"));
+    return all;
 }
 
 QList<NamedValue> CommandRun::ordered(const QVariantMap& results) const
@@ -280,7 +332,8 @@ QList<NamedValue> CommandRun::ordered(const QVariantMap& results) const
 void CommandRun::tellResults(const OrderEnd& end)
 {
     const QString& command = m_options.command;
-    const QList<NamedValue> values = m_isListening ? QList<NamedValue>() : ordered(end.outcome.results);
+    const QList<NamedValue> values =
+        m_isListening ? QList<NamedValue>() : ordered(withDescription(end.outcome.results));
     m_writer.results(values);
     QJsonObject document{{QStringLiteral("object"), m_plugin->getName()},
                          {QStringLiteral("command"), command},

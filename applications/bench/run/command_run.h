@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/result_writer.h"
+#include "applications/bench/run/described_results.h"
 #include "applications/bench/run/missing_configuration.h"
 #include "applications/bench/run/run_options.h"
 #include "applications/bench/run/saved_registers.h"
@@ -41,6 +42,10 @@ private:
     OrderEnd runOrder();
     bool takeUpdate(const QVariantMap& results);
     // Declared results first, in their order.
+    DescribedOrder describedOrder(const QVariantMap& results) const;
+    QList<int> wholeRegisters(const DescribedOrder& order);
+    // With "described" beside the results, where that is wanted.
+    QVariantMap withDescription(const QVariantMap& results);
     QList<NamedValue> ordered(const QVariantMap& results) const;
 
     // An order that went well may still not have done what it was given for.

@@ -17,6 +17,8 @@ struct RunOptions
     int timeout = 0;
     // Do not read the device information before the command.
     bool withoutIdentification = false;
+    // What the values mean as well.
+    bool isDescribed = false;
     // Run it although a value or the configuration speaks against it.
     bool isForced = false;
     // The rest is for a command that listens. The count is of printed updates.

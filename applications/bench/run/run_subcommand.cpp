@@ -14,6 +14,7 @@ RunSubcommand::RunSubcommand()
            "Examples:\n"
            "  mdc-bench run getInfo\n"
            "  mdc-bench run getRegister channel=direction --format jsonl\n"
+           "  mdc-bench run getRegister channel=direction --described\n"
            "  mdc-bench run listenMotorRunState --changes --seconds 60\n"
            "  mdc-bench --config bench.json run setProgram program=3 --object mdc --timeout 2000\n"
            "  mdc-bench run setDirection -- direction=1    whatever follows -- is no option\n"
@@ -28,6 +29,8 @@ void RunSubcommand::addTo(OptionSet& options)
     addOrderTimeout(options, m_options.timeout, "Bound for the whole order in milliseconds [none]");
     options.flag("--no-identify", m_options.withoutIdentification,
                  "Do not read the device information first (the registers of generation 1 are used)");
+    options.flag("--described", m_options.isDescribed,
+                 "Tell what the values mean too, as the configuration describes them");
     options.flag("--force", m_options.isForced,
                  "Run it although a value, the configuration or what is saved speaks against it");
     addListeningBounds(options, m_options.bounds, "Listening: end after so many printed updates [none]");

@@ -346,6 +346,23 @@ private Q_SLOTS:
         QTEST(screen.contains("\x1b[32mok"), "coloured");
     }
 
+    // Each reading in the place of the one before.
+    void watchInPlace()
+    {
+        TerminalProcess process;
+        QVERIFY(process.hasTerminal());
+        process.start(c_program, {"watch", "direction", "--count", "3", "--interval", "20"});
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        QCOMPARE(process.exitCode(), 0);
+        const QString screen = QString::fromUtf8(process.screen());
+        QCOMPARE(screen.count("LAST MINUTE"), 3);
+        // The title, the names of the columns, the value.
+        QVERIFY2(screen.count("\x1b[3A\r\x1b[J") == 2, qPrintable(screen));
+        QVERIFY2(screen.contains("directionV2") && screen.contains("forward, fastening") &&
+                     screen.contains(QStringLiteral("▄")),
+                 qPrintable(screen));
+    }
+
     void progressBar()
     {
         const BenchEnd backup = runBench({"backup", "--folder", m_samples.path(), "--name", "bar"});

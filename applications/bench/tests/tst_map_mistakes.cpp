@@ -4,6 +4,7 @@
 
 #include "applications/bench/check/device_check.h"
 #include "applications/bench/probe/probe_findings.h"
+#include "applications/bench/probe/write_proof.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
@@ -35,6 +36,7 @@ struct Circumstances
     bool isLowFirst = false; // the halves of its floats
     QString refusal;         // of whatever is asked
     bool isSilent = false;
+    bool isWriting = false; // the channels that are written are proven too
 };
 
 struct Mistake
@@ -320,9 +322,36 @@ QList<Mistake> typesAndBases()
     };
 }
 
+// What only a write shows.
+QList<Mistake> mistakesOfActions()
+{
+    Circumstances writing;
+    writing.isWriting = true;
+    return {
+        {"two actions swapped",
+         both(at("directionChangeV2", 6002), at("presetChangeV2", 6001)),
+         {"error", "channel directionChangeV2", "6002", "\"directionV2\" does not show it",
+          "\"currentPresetV2\" has changed instead", "→", "swapped"},
+         writing},
+        {"state and action swapped",
+         both(at("presetChangeV2", 6103), at("currentPresetV2", 6002)),
+         {"error", "channel presetChangeV2", "not written to register 6103", "→", "\"register\""},
+         writing},
+        {"an action that is not there",
+         at("lockChangeV2", 7004),
+         {"error", "channel lockChangeV2", "not written to register 7004", "→", "\"writeRegisterType\""},
+         writing},
+        {"an action in the wrong table",
+         entry("lockChangeV2", "writeRegisterType", "coils"),
+         {"error", "channel lockChangeV2", "as \"coils\"", "→", "\"writeRegisterType\""},
+         writing},
+    };
+}
+
 QList<Mistake> allMistakes()
 {
-    return shiftedOnes() + swappedAndOverlapping() + stridesAndHoles() + typesAndBases();
+    return shiftedOnes() + swappedAndOverlapping() + stridesAndHoles() + typesAndBases() +
+           mistakesOfActions();
 }
 
 QModbusDataUnit::RegisterType tableNamed(const QString& type)
@@ -365,6 +394,20 @@ RegisterReader readerOf(const SimulatedController& controller, const Circumstanc
     };
 }
 
+RegisterWriter writerOf(SimulatedController& controller, int* writes)
+{
+    return [&controller, writes](int address, const QString& type, int value) -> WriteReply {
+        ++*writes;
+        const bool isDone =
+            controller.write(tableNamed(type), static_cast<quint16>(address),
+                             {static_cast<quint16>(value)}) == SimulatedController::c_accepted;
+        return {isDone ? ExitCode::Done : ExitCode::Refused,
+                isDone ? QString() : "refused: illegal data address (2)"};
+    };
+}
+
+const ConnectedController c_connected{2, 4012, false, "MDgen2"};
+
 QString lineOf(const Finding& finding)
 {
     return QString("%1 %2: %3 → %4")
@@ -391,9 +434,17 @@ QStringList complaintsOf(const QJsonObject& configuration, const Circumstances& 
     device.types = c_registerTypes;
     device.offset = offset;
     QList<Finding> findings = checkConfigurationOf(device);
-    const ConnectedController connected{2, 4012, false, "MDgen2"};
-    DeviceProbe probe(configuration, connected, readerOf(simulator.controller(), circumstances));
-    const QList<ProbeFinding> found = probeFindings(probe.run(), configuration, offset);
+    DeviceProbe probe(configuration, c_connected, readerOf(simulator.controller(), circumstances));
+    QList<ProbeFinding> found = probeFindings(probe.run(), configuration, offset);
+    if (circumstances.isWriting) {
+        // Another one than what a direction may be.
+        simulator.controller().setValue("currentPreset", 3);
+        int writes = 0;
+        found += proveWrites(configuration, c_connected,
+                             {readerOf(simulator.controller(), circumstances),
+                              writerOf(simulator.controller(), &writes), [](const QString&) { return true; },
+                              [](int) {}});
+    }
     for (const ProbeFinding& one : found)
         findings.append(one.finding);
     QStringList lines;
@@ -453,6 +504,52 @@ private Q_SLOTS:
 
     // The right map has nothing to complain of, for a controller that counts as it does.
     void rightMap() { QCOMPARE(complaintsOf(deviceConfiguration(sampleBench()), {}).join('\n'), QString()); }
+
+    void provenWrites_data()
+    {
+        QTest::addColumn<bool>("agrees");
+        QTest::addColumn<bool>("motorRuns");
+        QTest::addColumn<int>("writes");
+        QTest::addColumn<QString>("levels");
+        // Four there and back, and the reset of the alarm.
+        QTest::newRow("with a yes to all") << true << false << 9 << "ok ok ok ok ok";
+        QTest::newRow("with a no to all") << false << false << 0 << "warning warning warning warning warning";
+        QTest::newRow("while the motor runs") << true << true << 0 << "error";
+    }
+
+    void provenWrites()
+    {
+        QFETCH(bool, agrees);
+        QFETCH(bool, motorRuns);
+        QFETCH(int, writes);
+        QFETCH(QString, levels);
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        controller.setMotorRunning(motorRuns);
+        controller.raiseAlarm(7);
+        const auto states = [&controller] {
+            QStringList values;
+            for (const char* const name : {"direction", "currentPreset", "lock", "screenLock"})
+                values.append(QString::number(controller.value(name).value_or(0)));
+            return values.join(' ');
+        };
+        const QString before = states();
+        int written = 0;
+        const QList<ProbeFinding> findings =
+            proveWrites(configuration, c_connected,
+                        {readerOf(controller, {}), writerOf(controller, &written),
+                         [agrees](const QString& text) { return agrees && text.contains('?'); }, [](int) {}});
+        QStringList told;
+        for (const ProbeFinding& one : findings)
+            told.append(one.finding.level == FindingLevel::Ok        ? "ok"
+                        : one.finding.level == FindingLevel::Warning ? "warning"
+                                                                     : "error");
+        QCOMPARE(told.join(' '), levels);
+        QCOMPARE(written, writes);
+        QCOMPARE(states(), before);
+        QCOMPARE(controller.alarm() == 0, writes > 0);
+    }
 
     void everyMistakeIsDocumented()
     {

@@ -163,8 +163,8 @@ private Q_SLOTS:
                 if (subcommand->description().formats.contains(format.format))
                     owners.append(subcommand->name());
             }
-            if (format.onlyOf != nullptr)
-                QCOMPARE(owners, QStringList{format.onlyOf});
+            if (!format.onlyOf.isEmpty())
+                QCOMPARE(owners, format.onlyOf);
             else
                 QVERIFY2(owners.size() > 1, format.name);
         }

@@ -132,7 +132,8 @@ ModbusConfiguration parseModbusConfiguration(const QJsonObject& object, QStringL
                                  {QStringLiteral("none"), QStringLiteral("even"), QStringLiteral("odd")}, 1)];
     result.dataBits = reader.integer(QStringLiteral("dataBits"), result.dataBits, 8, 8);
     result.stopBits = reader.integer(QStringLiteral("stopBits"), result.stopBits, 1, 2);
-    result.unitId = reader.integer(QStringLiteral("unitId"), result.unitId, rtu ? 1 : 0, 247);
+    // On a line those above 247 are reserved; a device behind no gateway may want 255 over TCP.
+    result.unitId = reader.integer(QStringLiteral("unitId"), result.unitId, rtu ? 1 : 0, rtu ? 247 : 255);
     result.addressOffset = reader.integer(QStringLiteral("addressOffset"), result.addressOffset, -1, 0);
     result.interFrameDelay =
         reader.integer(QStringLiteral("interFrameDelay"), result.interFrameDelay, 0, 10000);

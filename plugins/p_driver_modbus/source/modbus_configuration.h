@@ -19,7 +19,7 @@ struct ModbusConfiguration
     Parity parity = Parity::Even;
     int dataBits = 8; // a frame of Modbus RTU is binary: nothing else works
     int stopBits = 1; // 1 or 2
-    int unitId = 1;   // TCP 0…247, RTU 1…247 (0 is a broadcast there, which nobody answers)
+    int unitId = 1;   // TCP 0…255, RTU 1…247 (0 is a broadcast there, which nobody answers)
     // Added to each register address; 0, or -1 for a controller whose manual counts from 1.
     int addressOffset = 0;
     int interFrameDelay = 0;   // 0…10000, pause between an answer and the next request

@@ -65,9 +65,12 @@ void TestModbusConfiguration::configuration_data()
     row("rtu unit 0", R"({"transport":"rtu","serialPort":"COM3","unitId":0})",
         R"("unitId": 0 is refused, a whole number from 1 to 247)");
     row("unit -1", R"({"transport":"tcp","unitId":-1})",
-        R"("unitId": -1 is refused, a whole number from 0 to 247)");
-    row("unit 248", R"({"transport":"tcp","unitId":248})",
-        R"("unitId": 248 is refused, a whole number from 0 to 247)");
+        R"("unitId": -1 is refused, a whole number from 0 to 255)");
+    row("unit 255", R"({"transport":"tcp","unitId":255})", "");
+    row("unit 256", R"({"transport":"tcp","unitId":256})",
+        R"("unitId": 256 is refused, a whole number from 0 to 255)");
+    row("rtu unit 248", R"({"transport":"rtu","serialPort":"COM3","unitId":248})",
+        R"("unitId": 248 is refused, a whole number from 1 to 247)");
     row("offset 1", R"({"transport":"tcp","addressOffset":1})",
         R"("addressOffset": 1 is refused, a whole number from -1 to 0)");
     row("offset -2", R"({"transport":"tcp","addressOffset":-2})", R"("addressOffset": -2 is refused)");

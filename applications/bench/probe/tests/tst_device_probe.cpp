@@ -1,6 +1,7 @@
 // What is asked of a controller, how often, and what becomes of what it refuses.
 
 #include "applications/bench/probe/device_probe.h"
+#include "applications/bench/probe/link_probe.h"
 #include "applications/bench/probe/probe_rows.h"
 #include "applications/bench/probe/round_trips.h"
 
@@ -265,6 +266,32 @@ private Q_SLOTS:
         QFETCH(QString, text);
         const std::optional<RoundTrips> trips = roundTrips(times);
         QCOMPARE(trips ? toText(*trips) : QString(), text);
+    }
+
+    void pause_data()
+    {
+        QTest::addColumn<int>("needed"); // ms; negative: it answers nobody
+        QTest::addColumn<QString>("text");
+        QTest::newRow("none") << 0 << "none needed between requests";
+        QTest::newRow("as short as any") << 5 << "5 ms needed between requests";
+        QTest::newRow("between two") << 30 << "50 ms needed between requests";
+        QTest::newRow("the longest") << 500 << "500 ms needed between requests";
+        QTest::newRow("longer") << 501 << "some requests are missed with any pause up to 500 ms";
+        QTest::newRow("deaf") << -1 << "some requests are missed with any pause up to 500 ms";
+    }
+
+    void pause()
+    {
+        QFETCH(int, needed);
+        QFETCH(QString, text);
+        int waited = 0;
+        const RegisterReader reader = [&](const ReadRequest& /*request*/) -> ReadReply {
+            const bool isAnswered = needed >= 0 && waited >= needed;
+            return {isAnswered ? ExitCode::Done : ExitCode::TimedOut, {}, {}, 0};
+        };
+        LinkFacts facts;
+        facts.pause = neededPause(reader, {7, 1, c_holding}, [&waited](int ms) { waited = ms; });
+        QCOMPARE(pauseText(facts), text);
     }
 
     void rows()

@@ -35,6 +35,7 @@ private Q_SLOTS:
     void format_data();
     void format();
     void csvColumns();
+    void described();
     void badLine_data();
     void badLine();
 };
@@ -109,6 +110,26 @@ void TstTighteningFormat::csvColumns()
     QCOMPARE(tighteningHeader(layoutOf(TighteningFormat::Csv)),
              QByteArray("kind,time,serial,count,late,program,from,to,missed,values.program,values.torque\n"));
     QCOMPARE(tighteningHeader(layoutOf(TighteningFormat::JsonLines)), QByteArray());
+}
+
+// Beside the raw values, which stay as they are.
+void TstTighteningFormat::described()
+{
+    ValueDescription torque;
+    torque.scale = 0.01;
+    torque.unit = "Nm";
+    TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    layout.descriptions = {{"torque", torque}, {"angle", {}}};
+    const QByteArray json = tighteningText(eventLine(17), layout);
+    QVERIFY2(json.endsWith(R"("values":{"program":3,"torque":625},"described":{"torque":"6.25 Nm"}})"
+                           "\n"),
+             json.constData());
+    layout.format = TighteningFormat::Csv;
+    QVERIFY(tighteningHeader(layout).endsWith("values.program,values.torque,described.torque\n"));
+    const QByteArray csv = tighteningText(eventLine(17), layout);
+    QVERIFY2(csv.endsWith(",3,625,6.25 Nm\n"), csv.constData());
+    QCOMPARE(tighteningState(csv.chopped(1), layout.format)->count, quint16(17));
+    QVERIFY(beginsTighteningLog(tighteningHeader(layout), layoutOf(TighteningFormat::Csv)));
 }
 
 void TstTighteningFormat::badLine_data()

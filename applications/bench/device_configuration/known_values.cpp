@@ -1,6 +1,6 @@
-#include "applications/bench/probe/known_values.h"
+#include "applications/bench/device_configuration/known_values.h"
 
-#include "applications/bench/device_configuration/channel_entry.h"
+#include "applications/bench/device_configuration/value_description.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
 
@@ -96,4 +96,12 @@ QString knownMeaning(const QString& channel, int value)
         }
     }
     return {};
+}
+
+QString channelMeaning(const QString& channel, const ChannelEntries& entries, const QList<int>& registers)
+{
+    const ValueDescription description = valueDescription(entries);
+    if (!description.isEmpty())
+        return describedValue(description, registers);
+    return registers.isEmpty() ? QString() : knownMeaning(channel, registers.constFirst());
 }

@@ -1,4 +1,4 @@
-#include "applications/bench/init/platform.h"
+#include "applications/bench/core/input_line.h"
 
 #include "applications/bench/core/interrupt.h"
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "applications/bench/device_configuration/channel_entry.h"
+
 #include <QJsonObject>
+#include <QList>
 #include <QString>
 
 // What a controller tells in a channel that the commands know, whatever a configuration says of it.
@@ -13,3 +16,6 @@ bool isKnownValue(const QString& channel, int value, const QJsonObject& configur
 QString knownRange(const QString& channel, const QJsonObject& configuration);
 // "loosening"; empty for a value without a meaning of its own.
 QString knownMeaning(const QString& channel, int value);
+// What the configuration says of the value that the registers hold, else what the commands know of it; empty
+// where nobody knows more than the raw value.
+QString channelMeaning(const QString& channel, const ChannelEntries& entries, const QList<int>& registers);

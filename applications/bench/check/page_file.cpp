@@ -1,0 +1,57 @@
+#include "applications/bench/check/page_file.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace {
+
+BenchProblem unwritable(const QString& path, const QString& cause)
+{
+    return {ExitCode::CommandFailed,
+            {QStringLiteral("%1 cannot be written: %2").arg(path, cause)},
+            QStringLiteral("name a file in a folder that you may write to")};
+}
+
+bool holds(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.readAll() == bytes;
+}
+
+} // namespace
+
+std::optional<BenchProblem> pageFileProblem(const QString& path, bool replaces)
+{
+    const QFileInfo file(path);
+    if (file.isSymLink() || (file.exists() && !file.isFile()))
+        return BenchProblem{ExitCode::CommandFailed,
+                            {QStringLiteral("%1 is no file and was left alone").arg(path)},
+                            QStringLiteral("name another file")};
+    if (file.exists() && !replaces)
+        return BenchProblem{ExitCode::CommandFailed,
+                            {QStringLiteral("%1 is there already and was left alone").arg(path)},
+                            QStringLiteral("name another file, or replace this one with --force")};
+    if (!file.absoluteDir().exists())
+        return unwritable(path, QStringLiteral("there is no such folder"));
+    return std::nullopt;
+}
+
+std::optional<BenchProblem> writePageFile(const QString& path, const QByteArray& bytes, bool replaces)
+{
+    const std::optional<BenchProblem> problem = pageFileProblem(path, replaces);
+    if (problem)
+        return problem;
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return unwritable(path, file.errorString());
+    const bool isWritten =
+        file.write(bytes) == bytes.size() && file.flush() && file.error() == QFileDevice::NoError;
+    if (!isWritten)
+        file.cancelWriting();
+    // A disk that is full shows in what the file holds afterwards.
+    if (!file.commit() || !holds(path, bytes))
+        return unwritable(path, file.errorString());
+    return std::nullopt;
+}

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QByteArray>
+#include <QStringList>
+
+// A line of RFC 4180 with its line feed. A line feed inside of a field becomes a blank: it would make two
+// lines of one, for whoever reads lines.
+QByteArray csvLine(const QStringList& fields);

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "applications/bench/probe/probe_findings.h"
+
+#include <functional>
+
+struct WriteReply
+{
+    ExitCode code = ExitCode::CommandFailed;
+    QString message; // of a failure
+
+    bool isDone() const { return code == ExitCode::Done; }
+};
+
+// Writes one register as it is configured, once, and waits for the answer.
+using RegisterWriter = std::function<WriteReply(int address, const QString& type, int value)>;
+
+// What the proof is made with. `ask` is whether a person lets it do what the text says, `wait` lets so many
+// ms pass.
+struct WriteMeans
+{
+    RegisterReader read;
+    RegisterWriter write;
+    std::function<bool(const QString& text)> ask;
+    std::function<void(int milliseconds)> wait;
+};
+
+// Proves the channels that are written: each is written a value that the channel of its state does not show,
+// the state is read, and what was there before is written back and read. Nothing is written without a yes,
+// and nothing at all while the motor runs. `configuration` is the device object's.
+QList<ProbeFinding> proveWrites(const QJsonObject& configuration, const ConnectedController& controller,
+                                const WriteMeans& means);

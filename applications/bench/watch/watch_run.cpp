@@ -1,0 +1,168 @@
+#include "applications/bench/watch/watch_run.h"
+
+#include "applications/bench/core/driver_description.h"
+#include "applications/bench/probe/driver_reader.h"
+#include "plugins/p_device_mdc/model/channel_names.h"
+
+#include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_plugins_management/driver_contract.h>
+
+#include <QEventLoop>
+#include <QLocale>
+#include <QTimer>
+
+#include <algorithm>
+
+WatchRun::WatchRun(BenchSession& session, DAbstractPlugin& device, DAbstractPlugin& driver,
+                   const WatchOptions& options, WatchOutput& output, Console& console, Interrupt& interrupt)
+    : m_session(session)
+    , m_device(device)
+    , m_driver(driver)
+    , m_options(options)
+    , m_output(output)
+    , m_console(console)
+    , m_interrupt(interrupt)
+    , m_configuration(session.describe(device).configuration)
+    , m_offset(DriverDescription(&driver).addressOffset(session.describe(driver).configuration))
+{}
+
+ExitCode WatchRun::run()
+{
+    const ExitCode selected = select();
+    if (selected != ExitCode::Done)
+        return selected;
+    const ExitCode opened = openCsv();
+    if (opened != ExitCode::Done)
+        return opened;
+    m_clock.start();
+    // What the driver logs of a request that fails is told as an outage.
+    m_console.holdLog();
+    while (!isOver()) {
+        const qint64 begin = m_clock.elapsed();
+        if (!readOnce())
+            return ExitCode::CommandFailed;
+        ++m_readings;
+        if (!isOver())
+            pause(begin + m_options.interval - m_clock.elapsed());
+    }
+    m_console.releaseLog([](const QString&) { return true; });
+    return ExitCode::Done;
+}
+
+bool WatchRun::isOver() const
+{
+    return m_interrupt.requested() || (m_options.bounds.count > 0 && m_readings >= m_options.bounds.count) ||
+           (m_options.bounds.duration > 0 && m_clock.elapsed() >= m_options.bounds.duration);
+}
+
+ExitCode WatchRun::select()
+{
+    const ConnectedController controller = connectedController(m_device);
+    m_selection = watchSelection(m_options.channels, probedRanges(m_configuration, controller),
+                                 m_configuration, generationSuffix(controller.generation));
+    if (!m_selection.error.isEmpty()) {
+        m_console.error(m_selection.error);
+        return ExitCode::Usage;
+    }
+    if (m_selection.shown.isEmpty()) {
+        m_console.error(QStringLiteral("%1: nothing is configured that could be read")
+                            .arg(m_session.configurationName()));
+        return ExitCode::Configuration;
+    }
+    m_requests = probeRequests(m_selection.ranges);
+    m_reading.names = m_selection.shown;
+    return ExitCode::Done;
+}
+
+ExitCode WatchRun::openCsv()
+{
+    if (m_options.csvFile.isEmpty())
+        return ExitCode::Done;
+    m_csv.setFileName(m_options.csvFile);
+    QIODevice::OpenMode mode = QIODevice::WriteOnly;
+    mode |= m_options.replacesCsv ? QIODevice::Truncate : QIODevice::NewOnly;
+    const QByteArray header = watchCsvHeader(m_reading.names);
+    if (m_csv.open(mode) && m_csv.write(header) == header.size() && m_csv.flush())
+        return ExitCode::Done;
+    if (!m_options.replacesCsv && m_csv.exists()) {
+        m_console.error(QStringLiteral("%1 is there already and was left alone").arg(m_options.csvFile));
+        m_console.hint(QStringLiteral("name another file, or replace this one with --force"));
+    } else {
+        m_console.error(
+            QStringLiteral("%1 cannot be written: %2").arg(m_options.csvFile, m_csv.errorString()));
+    }
+    return ExitCode::CommandFailed;
+}
+
+bool WatchRun::readOnce()
+{
+    const RegisterReader reader = driverReader(m_session, m_driver);
+    RegisterImage image;
+    QString trouble;
+    for (const ReadRequest& request : qAsConst(m_requests)) {
+        const ReadReply reply = reader(request);
+        if (m_interrupt.requested())
+            return true;
+        if (reply.isDone())
+            image.take(request, reply.values);
+        else if (trouble.isEmpty())
+            trouble = reply.message;
+        // Nobody waits for each of them where one is not answered.
+        if (!reply.isDone() && reply.code != ExitCode::Refused)
+            break;
+    }
+    tellOutage(trouble);
+    take(image);
+    m_output.show(m_reading);
+    if (m_csv.isOpen()) {
+        const QByteArray line = watchCsvLine(m_reading);
+        if (m_csv.write(line) != line.size() || !m_csv.flush()) {
+            m_console.error(
+                QStringLiteral("%1 cannot be written: %2").arg(m_options.csvFile, m_csv.errorString()));
+            return false;
+        }
+    }
+    return true;
+}
+
+void WatchRun::take(const RegisterImage& image)
+{
+    m_reading.time = QDateTime::currentDateTime();
+    m_reading.clock = m_clock.elapsed();
+    m_reading.title =
+        QStringLiteral("%1 at %2, %3")
+            .arg(m_device.getName(), m_driver.getProperty(driver_contract::c_address, QVariant()).toString(),
+                 QLocale::c().toString(m_reading.time.time(), QStringLiteral("HH:mm:ss")));
+    m_reading.read.clear();
+    m_reading.changed.clear();
+    const QList<ProbeRow> rows = watchedRows(m_selection, image, m_configuration, m_offset);
+    for (const ProbeRow& row : rows) {
+        m_reading.read.append(row.channel);
+        m_reading.meanings.insert(row.channel, row.meaning);
+        if (m_reading.histories[row.channel].take(m_reading.clock, row.value, row.number))
+            m_reading.changed.append(row.channel);
+    }
+}
+
+void WatchRun::tellOutage(const QString& trouble)
+{
+    const bool wasThere = m_reading.trouble.isEmpty();
+    if (wasThere && !trouble.isEmpty())
+        m_console.warning(QStringLiteral("%1; watching goes on").arg(trouble));
+    if (!wasThere && trouble.isEmpty())
+        m_console.warning(QStringLiteral("the controller answers again"));
+    m_reading.trouble = trouble;
+}
+
+void WatchRun::pause(qint64 milliseconds)
+{
+    qint64 rest = milliseconds;
+    if (m_options.bounds.duration > 0)
+        rest = std::min(rest, m_options.bounds.duration - m_clock.elapsed());
+    if (rest <= 0)
+        return;
+    QEventLoop loop;
+    QTimer::singleShot(static_cast<int>(rest), Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    QObject::connect(&m_interrupt, &Interrupt::interrupted, &loop, &QEventLoop::quit);
+    loop.exec();
+}
