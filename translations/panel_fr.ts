@@ -111,6 +111,10 @@
         <source>Under way…</source>
         <translation>En cours…</translation>
     </message>
+    <message id="panel_action_not_sent">
+        <source>Not sent: one at a time</source>
+        <translation>Non envoyé : une action à la fois</translation>
+    </message>
     <message id="panel_action_done">
         <source>%1, %2</source>
         <translation>%1, %2</translation>

@@ -41,15 +41,20 @@ void PageActions::queued(const QString& commandName, const QVariantMap& argument
         m_underWay.insert(commandName, {arguments, nullptr});
 }
 
-// A press that has queued nothing, while the action of before is under way or with nothing to send, changes
-// nothing.
+// A press that has queued nothing, with nothing to send or of the button whose action is under way, changes
+// nothing. Another button's has to be told: what it stands for is not what will be done.
 void PageActions::pressed()
 {
     QObject* const button = sender();
     const QString commandName = button->property(c_command).toString();
     const auto action = m_underWay.find(commandName);
-    if (action == m_underWay.end() || !action->button.isNull())
+    if (action == m_underWay.end() || action->button == button)
         return;
+    if (!action->button.isNull()) {
+        //% "Not sent: one at a time"
+        refuse(*button, qtTrId("panel_action_not_sent"));
+        return;
+    }
     action->button = button;
     //% "Under way…"
     show(commandName, button, true, qtTrId("panel_action_under_way"));
@@ -73,9 +78,17 @@ void PageActions::ended(const QString& commandName, bool done)
 void PageActions::forget()
 {
     for (const QPointer<QObject>& button : m_buttons) {
-        if (!button.isNull() && !m_underWay.contains(button->property(c_command).toString()))
-            set(*button, "note", QString());
+        if (button.isNull() || m_underWay.contains(button->property(c_command).toString()))
+            continue;
+        set(*button, "note", QString());
+        set(*button, "refused", false);
     }
+}
+
+void PageActions::refuse(QObject& button, const QString& note) const
+{
+    set(button, "refused", true);
+    set(button, "note", note);
 }
 
 QList<QObject*> PageActions::buttonsOf(const QString& commandName) const
@@ -96,6 +109,10 @@ void PageActions::show(const QString& commandName, const QObject* pressed, bool 
         const bool isPressed = button == pressed;
         set(*button, "running", running && isPressed);
         set(*button, "held", running);
+        // That it was not sent is told until one of them is pressed again.
+        if (!running && !isPressed && button->property("refused").toBool())
+            continue;
+        set(*button, "refused", false);
         set(*button, "note", isPressed ? note : QString());
     }
 }

@@ -10,8 +10,9 @@
 #include <QVariantMap>
 
 // The buttons of a page, each of which says by its property "command" what it runs. The one that was pressed
-// says that its action is under way, then what was done and when; all of that command wait meanwhile. What a
-// button's style has no property for is not shown.
+// says that its action is under way, then what was done and when; all of that command wait meanwhile, and
+// another one of them that is pressed says that it was not sent. What a button's style has no property for is
+// not shown.
 class PageActions : public QObject
 {
     Q_OBJECT
@@ -36,6 +37,7 @@ private:
     };
 
     void queued(const QString& commandName, const QVariantMap& arguments);
+    void refuse(QObject& button, const QString& note) const;
     QList<QObject*> buttonsOf(const QString& commandName) const;
     void show(const QString& commandName, const QObject* pressed, bool running, const QString& note) const;
 

@@ -618,7 +618,16 @@ void TestPanelFrame::pressedAgainWhileUnderWay()
     window.press(c_lock);
     QTRY_COMPARE(host.runs.size(), 1);
     window.press(c_lock);
+    const auto noteOf = [&](const QString& button) {
+        return window.item(button)->property("note").toString();
+    };
+    QCOMPARE(noteOf(c_lock), QString("panel_action_under_way"));
+    QCOMPARE(noteOf(c_unlock), QString());
+    // Whoever presses the other one must not take it for done.
     window.press(c_unlock);
+    QCOMPARE(noteOf(c_unlock), QString("panel_action_not_sent"));
+    QVERIFY(window.item(c_unlock)->property("refused").toBool());
+    QCOMPARE(noteOf(c_lock), QString("panel_action_under_way"));
     // Both buttons of the lock say that they wait; those of other actions do not.
     QVERIFY(window.item(c_lock)->property("held").toBool());
     QVERIFY(window.item(c_unlock)->property("held").toBool());
@@ -626,11 +635,14 @@ void TestPanelFrame::pressedAgainWhileUnderWay()
     host.held.clear();
     host.endFirst(true);
     QTRY_VERIFY(!window.item(c_lock)->property("held").toBool());
+    QVERIFY(noteOf(c_lock).startsWith("panel_action_done"));
+    QCOMPARE(noteOf(c_unlock), QString("panel_action_not_sent"));
     // What is pressed next comes next, whatever was waiting.
     window.press(c_loosening);
     QTRY_COMPARE(host.actions.last(), QString("setDirection direction=1"));
     QCOMPARE(host.actions, (QStringList{"setLock lock=1", "setDirection direction=1"}));
     window.press(c_unlock);
+    QVERIFY(!window.item(c_unlock)->property("refused").toBool());
     QTRY_COMPARE(host.actions.last(), QString("setLock lock=0"));
 }
 

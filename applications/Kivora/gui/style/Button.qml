@@ -9,8 +9,10 @@ T.Button {
     property bool running: false
     // It is, or another one that this one has to wait for.
     property bool held: running
-    // Under the button: that its action is under way, or was done, and when.
+    // Under the button: that its action is under way, was done, and when, or was not sent.
     property string note
+    // It was pressed while another one was under way, and not sent.
+    property bool refused: false
 
     implicitWidth: Math.max(implicitBackgroundWidth, implicitContentWidth + leftPadding + rightPadding)
     implicitHeight: Math.max(implicitBackgroundHeight, implicitContentHeight + topPadding + bottomPadding)
@@ -72,7 +74,8 @@ T.Button {
         visible: text !== ""
         text: control.note
         font: Style.fontSmall
-        color: !control.enabled || control.running ? Style.secondaryTextColor : Style.goodColor
+        color: !control.enabled || control.running ? Style.secondaryTextColor
+             : control.refused ? Style.doubtfulColor : Style.goodColor
         horizontalAlignment: Text.AlignHCenter
         wrapMode: Text.Wrap
         maximumLineCount: 2
