@@ -25,6 +25,7 @@ private Q_SLOTS:
     void agree();
     void describesItself();
     void describedRegisterTypes();
+    void defaults();
 
 private:
     // What is told of a bench with this driver.
@@ -184,6 +185,37 @@ void tst_DriverSchema::describedRegisterTypes()
         const QVariantMap write{{"register", 1}, {"registerType", type}, {"data", 1}};
         QCOMPARE(writeRequest(write, 0, &error).has_value(), isWritable);
     }
+}
+
+// What the schema tells an editor, and the page about configurations, of a key that is left out.
+void tst_DriverSchema::defaults()
+{
+    const ModbusConfiguration used;
+    const QJsonObject expected{{"host", used.host},
+                               {"port", used.port},
+                               {"baudRate", used.baudRate},
+                               {"parity", "even"},
+                               {"dataBits", used.dataBits},
+                               {"stopBits", used.stopBits},
+                               {"unitId", used.unitId},
+                               {"addressOffset", used.addressOffset},
+                               {"interFrameDelay", used.interFrameDelay},
+                               {"settleDelay", used.settleDelay},
+                               {"connectTimeout", used.connectTimeout},
+                               {"answerTimeout", used.answerTimeout},
+                               {"queueCapacity", used.queueCapacity}};
+    QVERIFY(used.parity == ModbusConfiguration::Parity::Even);
+    const QJsonObject properties =
+        QJsonDocument::fromJson(m_driver.property(plugin_description::c_configurationSchema).toByteArray())
+            .object()
+            .value("properties")
+            .toObject();
+    QJsonObject told;
+    for (auto it = properties.begin(); it != properties.end(); ++it) {
+        if (it->toObject().contains("default"))
+            told.insert(it.key(), it->toObject().value("default"));
+    }
+    QCOMPARE(told, expected);
 }
 
 QTEST_GUILESS_MAIN(tst_DriverSchema)

@@ -8,6 +8,7 @@
 #include "applications/bench/init/new_files.h"
 #include "applications/bench/init/register_meaning.h"
 #include "applications/bench/init/tests/register_list_rows.h"
+#include "applications/simulator/platform.h"
 #include "plugins/p_device_mdc/model/identification_block.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/configuration_errors.h"
@@ -472,6 +473,25 @@ private Q_SLOTS:
         const BenchEnd again = endOf(*startBench(QStringList{"init", made, "--yes"} + addressOf(simulator)));
         QCOMPARE(again.exitCode, 1);
         QVERIFY2(again.err.contains("bench.json is there already"), qPrintable(again.err));
+    }
+
+    void controllerOnALine()
+    {
+        if (!hasPseudoTerminals())
+            QSKIP("a serial line is a pseudo-terminal");
+        Simulator simulator(deviceConfiguration(sampleBench()), *ControllerProfile::byName("bm-gen1v1"));
+        QString error;
+        const QString port = simulator.openPseudoTerminal(&error);
+        QVERIFY2(!port.isEmpty(), qPrintable(error));
+        const QTemporaryDir folder;
+        const QString made = folder.filePath("line4");
+        const BenchEnd end = endOf(
+            *startBench({"init", made, "--yes", "--serial", port, "--baud", "38400", "--format", "json"}));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.out + end.err));
+        QCOMPARE(documentOf(end.out).value("reference").toString(), QString("BM"));
+        const BenchEnd info = endOf(*startBench({"--config", made + "/bench.json", "run", "getInfo"}));
+        QVERIFY2(info.exitCode == 0, qPrintable(info.out + info.err));
+        QVERIFY2(info.out.contains("1.23.0"), qPrintable(info.out));
     }
 
     void identitiesAreFresh()
