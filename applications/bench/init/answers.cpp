@@ -63,7 +63,8 @@ QString takeParity(const QString& answer, InitOptions& options)
 
 QString takeUnit(const QString& answer, InitOptions& options)
 {
-    return takeNumber(answer, options.serialPort.isEmpty() ? 0 : 1, 247, options.unitId);
+    const bool isLine = !options.serialPort.isEmpty();
+    return takeNumber(answer, isLine ? 1 : 0, isLine ? 247 : 255, options.unitId);
 }
 
 QString takeOffset(const QString& answer, InitOptions& options)

@@ -8,7 +8,8 @@ namespace {
 constexpr int c_lastPort = 65535;
 constexpr int c_slowest = 300;
 constexpr int c_fastest = 4000000;
-constexpr int c_lastUnit = 247;
+constexpr int c_lastUnit = 255;
+constexpr int c_lastUnitOfLine = 247;
 
 // It is about a controller that is there, and the configuration is what comes of it.
 QString otherBenchProblem(const GeneralOptions& general)
@@ -19,6 +20,15 @@ QString otherBenchProblem(const GeneralOptions& general)
         return QStringLiteral("\"init\" asks a controller that is there, and simulates none: leave %1 out")
             .arg(general.profile.isEmpty() ? QStringLiteral("--fault") : QStringLiteral("--profile"));
     return {};
+}
+
+// The line has fewer than TCP: 0 is for all at once, and nobody answers it.
+QString unitProblem(const InitOptions& options)
+{
+    const bool isGood = options.serialPort.isEmpty() || options.unitId < 0 ||
+                        (options.unitId >= 1 && options.unitId <= c_lastUnitOfLine);
+    return isGood ? QString()
+                  : QStringLiteral("--unit on a serial line is from 1 to %1").arg(c_lastUnitOfLine);
 }
 
 } // namespace
@@ -77,7 +87,7 @@ void InitSubcommand::addTo(OptionSet& options)
 
 QString InitSubcommand::contradiction(const GeneralOptions& general) const
 {
-    return firstProblem({formatProblem(general), otherBenchProblem(general)});
+    return firstProblem({formatProblem(general), otherBenchProblem(general), unitProblem(m_options)});
 }
 
 ExitCode InitSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)

@@ -258,6 +258,11 @@ QList<Row> rowsOfInit(const SampleFolder& samples)
     return {
         {"2 init without an address", {"init", made}, 2, "", "give --host NAME or --serial PORT"},
         {"2 init of two lines", {"init", made, "--host", "a", "--serial", "b"}, 2, "", "excludes"},
+        {"2 init of all units of a line",
+         {"init", made, "--serial", "x", "--unit", "0"},
+         2,
+         "",
+         "from 1 to 247"},
         {"2 init from a bench", {"init", made, "--config", "bench.json"}, 2, "", "leave --config out"},
         {"2 init of a fault", {"init", made, "--fault", "refuse"}, 2, "", "leave --fault out"},
         {"3 init from no list", here({made, "--from-csv", samples.filePath("absent.csv")}), 3, "",

@@ -389,9 +389,9 @@ private Q_SLOTS:
                                 << ",,0,0,none,-1,,";
         QTest::newRow("no parity") << Take(&takeParity) << "mark"
                                    << "";
-        QTest::newRow("unit") << Take(&takeUnit) << "247"
-                              << ",,0,0,,247,,";
-        QTest::newRow("unit 248") << Take(&takeUnit) << "248"
+        QTest::newRow("unit") << Take(&takeUnit) << "255"
+                              << ",,0,0,,255,,";
+        QTest::newRow("unit 256") << Take(&takeUnit) << "256"
                                   << "";
         QTest::newRow("offset") << Take(&takeOffset) << "-1"
                                 << ",,0,0,,-1,-1,";
@@ -473,6 +473,16 @@ private Q_SLOTS:
         const BenchEnd again = endOf(*startBench(QStringList{"init", made, "--yes"} + addressOf(simulator)));
         QCOMPARE(again.exitCode, 1);
         QVERIFY2(again.err.contains("bench.json is there already"), qPrintable(again.err));
+    }
+
+    void unitsOfALine()
+    {
+        InitOptions options;
+        options.serialPort = "COM3";
+        for (const char* const unit : {"0", "248"})
+            QVERIFY(!takeUnit(unit, options).isEmpty());
+        QVERIFY(takeUnit("247", options).isEmpty());
+        QCOMPARE(options.unitId, 247);
     }
 
     void controllerOnALine()
