@@ -625,7 +625,7 @@ void tst_BenchBackup::restoreBreaksOff()
         const QString snapshot = document.value("snapshot").toString();
         QVERIFY2(end.err.contains(snapshot), qPrintable(end.err));
         m_simulator->faults().clear();
-        QTRY_VERIFY(isReachable());
+        QTRY_VERIFY_WITH_TIMEOUT(isReachable(), c_busyMachine);
         const BenchEnd back = run({"restore", snapshot, "--presets", "2-3", "--verify", "--no-snapshot"});
         QVERIFY2(back.exitCode == 0, everything(back).constData());
         QCOMPARE(registers(1, c_registers), before);
@@ -681,7 +681,7 @@ void tst_BenchBackup::listBreaksOff()
     QVERIFY2(end.err.contains(snapshot + " --presets 1,3 --extras"), qPrintable(end.err));
     QCOMPARE(files().size(), 2);
     m_simulator->faults().clear();
-    QTRY_VERIFY(isReachable());
+    QTRY_VERIFY_WITH_TIMEOUT(isReachable(), c_busyMachine);
     const BenchEnd back =
         run({"restore", snapshot, "--presets", "1,3", "--extras", "--verify", "--no-snapshot"});
     QVERIFY2(back.exitCode == 0, everything(back).constData());
@@ -694,7 +694,7 @@ void tst_BenchBackup::controlCInAList()
     const QString file = backUpAndChange();
     QVERIFY(m_simulator->faults().add("late=20/0x06"));
     const auto process = start({"restore", file, "--presets", "1,3-50", "--format", "json"});
-    QTRY_VERIFY(controller().acceptedWriteCount() >= 60);
+    QTRY_VERIFY_WITH_TIMEOUT(controller().acceptedWriteCount() >= 60, c_busyMachine);
     const BenchEnd end = interrupted(*process);
     QVERIFY2(end.exitCode == 130, everything(end).constData());
     const QJsonObject document = documentOf(end);
@@ -736,7 +736,7 @@ void tst_BenchBackup::controlCDuringABackup()
     MDC_SKIP_WITHOUT_CTRL_C();
     QVERIFY(m_simulator->faults().add("late=100/0x03"));
     const auto process = start({"backup", "--folder", m_folder->path()});
-    QTRY_VERIFY(m_simulator->faults().requestCount() >= 4);
+    QTRY_VERIFY_WITH_TIMEOUT(m_simulator->faults().requestCount() >= 4, c_busyMachine);
     const BenchEnd end = interrupted(*process);
     QVERIFY2(end.exitCode == 130, everything(end).constData());
     QCOMPARE(end.out, QString());

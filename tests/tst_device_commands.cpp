@@ -1,3 +1,4 @@
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/commands/command_rows.h"
 #include "tests/support/bench_fixture.h"
@@ -247,6 +248,8 @@ void tst_DeviceCommands::run()
 {
     QFETCH(QString, profile);
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     struct Running
     {
         RunRow expected;
@@ -294,6 +297,8 @@ void tst_DeviceCommands::triggerProgram()
 {
     QFETCH(QString, profile);
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QTemporaryDir folder;
     const QString properties = folder.filePath("properties.json");
     BenchFixture bench;
@@ -338,6 +343,8 @@ void tst_DeviceCommands::triggerProgramCutOff()
 {
     QFETCH(QString, profile);
     QFETCH(bool, rtu);
+    if (rtu && !hasPseudoTerminals())
+        QSKIP("a serial line is a pseudo-terminal");
     QTemporaryDir folder;
     std::vector<std::unique_ptr<BenchFixture>> benches;
     QVariantList original;

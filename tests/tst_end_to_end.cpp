@@ -1,6 +1,7 @@
 #include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/support/bench_fixture.h"
+#include "tests/support/platform.h"
 #include "tests/support/profile_rows.h"
 #include "tests/support/simulator_names.h"
 #include "tests/support/table_gaps.h"
@@ -215,7 +216,7 @@ void tst_EndToEnd::unansweredWriteIsUncertain()
     QVERIFY(!outcome.ok);
     QCOMPARE(outcome.errorCode, IMessenger::CeEcUncertain);
     QVERIFY(outcome.results.isEmpty());
-    QVERIFY2(timer.elapsed() <= 3150, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() <= 3150 || !holdsLimits(), qPrintable(QString::number(timer.elapsed())));
     // It was sent once, and not again.
     int writes = 0;
     for (const ControllerWrite& write : m_bench.simulator().controller().writes())
@@ -376,7 +377,7 @@ void tst_EndToEnd::recoversFromRestart()
     QVERIFY(!down.ok);
     QCOMPARE(down.errorCode, IMessenger::CeEcNotConnected);
     QVERIFY2(down.errorMessage.contains("127.0.0.1"), qPrintable(down.errorMessage));
-    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < 500 || !holdsLimits(), qPrintable(QString::number(timer.elapsed())));
 
     QTRY_VERIFY_WITH_TIMEOUT(m_bench.driver()->getProperty("connected", nullptr).toBool(), 8000);
     const DOrderOutcome up = m_bench.run("setProgram", {{"program", 4}});

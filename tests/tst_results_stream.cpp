@@ -197,14 +197,14 @@ void tst_ResultsStream::tellsEachEventOnce()
     QVERIFY(simulate(profile));
     m_simulator->controller().setEventCount(65534);
     auto bench = follow();
-    QTRY_COMPARE(textOf(lines()), QString("sequence 65534"));
+    QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 65534"), c_busyMachine);
     // The order of the lines is that of the events, over the counter's end.
     for (const int count : {65535, 0, 1}) {
         tighten(1);
-        QTRY_COMPARE(lastCount(), count);
+        QTRY_COMPARE_WITH_TIMEOUT(lastCount(), count, c_busyMachine);
     }
     tighten(3);
-    QTRY_COMPARE(lastCount(), 4);
+    QTRY_COMPARE_WITH_TIMEOUT(lastCount(), 4, c_busyMachine);
     const BenchEnd end = interrupted(*bench);
     QVERIFY2(end.exitCode == 0, qPrintable(end.err));
     QCOMPARE(end.out, QString());
@@ -248,7 +248,7 @@ void tst_ResultsStream::goesOnAfterARestart()
     {
         auto bench = follow();
         tighten(1);
-        QTRY_COMPARE(lastCount(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(lastCount(), 1, c_busyMachine);
         bench->kill();
         endOf(*bench);
         QFile file(m_log);
@@ -282,7 +282,7 @@ void tst_ResultsStream::standardOutput()
     auto bench = startBench(
         {"--config", m_folder->filePath("bench.json"), "results", "--format", format, "--count", "1"});
     QByteArray out;
-    QTRY_VERIFY((out += bench->readAllStandardOutput()).contains("sequence"));
+    QTRY_VERIFY_WITH_TIMEOUT((out += bench->readAllStandardOutput()).contains("sequence"), c_busyMachine);
     tighten(1);
     const BenchEnd end = endOf(*bench);
     QVERIFY2(end.exitCode == 0, qPrintable(end.err));
@@ -298,16 +298,17 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     MDC_SKIP_WITHOUT_CTRL_C();
     QVERIFY(simulate("mdc26-gen1v2"));
     auto bench = follow();
-    QTRY_COMPARE(textOf(lines()), QString("sequence 0"));
+    QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 0"), c_busyMachine);
     tighten(1);
-    QTRY_COMPARE(textOf(lines()), QString("sequence 0; event 1"));
+    QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 0; event 1"), c_busyMachine);
     const QString serial = lines().last().value("serial").toString();
     const quint16 port = m_simulator->tcpPort();
     m_simulator.reset();
     // The other one comes when the first has been missed: a link that is back before the next poll is
     // no outage.
     QString told;
-    QTRY_VERIFY((told += bench->readAllStandardError()).contains("listening goes on"));
+    QTRY_VERIFY_WITH_TIMEOUT((told += bench->readAllStandardError()).contains("listening goes on"),
+                             c_busyMachine);
     m_simulator = std::make_unique<Simulator>(deviceConfiguration(sampleBench()),
                                               *ControllerProfile::byName("mdc22-gen1v2"));
     m_simulator->controller().setEventCount(1);
@@ -315,7 +316,8 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 0; event 1; sequence 1"), 15000);
     QVERIFY(lines().last().value("serial").toString() != serial);
     tighten(1);
-    QTRY_COMPARE(textOf(lines()), QString("sequence 0; event 1; sequence 1; event 2"));
+    QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 0; event 1; sequence 1; event 2"),
+                              c_busyMachine);
     const BenchEnd end = interrupted(*bench);
     QVERIFY2(end.exitCode == 0, qPrintable(end.err));
     told += end.err;
@@ -366,7 +368,7 @@ void tst_ResultsStream::followLostLinks()
     QVERIFY(simulate("mdc32-gen2"));
     SimulatedController& controller = m_simulator->controller();
     auto bench = follow({"--rotate-size", "1000000000"});
-    QTRY_COMPARE(textOf(lines()), QString("sequence 0"));
+    QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 0"), c_busyMachine);
 
     // Each kind of loss in turn: the controller is away, the connection ends, the answer is lost, the
     // bench is killed, the bench is stopped.
@@ -405,8 +407,13 @@ void tst_ResultsStream::followLostLinks()
     QTRY_VERIFY_WITH_TIMEOUT(controller.eventCount() == tightenings,
                              tightenings * c_listenInterval * 3 / 2 + 10000);
     QTRY_COMPARE_WITH_TIMEOUT(lastCount(), tightenings, 20000);
-    const BenchEnd end = interrupted(*bench);
-    QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+    if (canPressCtrlC()) {
+        const BenchEnd end = interrupted(*bench);
+        QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+    } else {
+        bench->kill();
+        QVERIFY(bench->waitForFinished());
+    }
     int events = 0;
     int missed = 0;
     const QString error = accountError(lines(), tightenings, &events, &missed);

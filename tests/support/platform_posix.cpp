@@ -95,6 +95,11 @@ double waitedByStatistics(int statistics)
     return length <= 0 ? 0 : waitedOf(QByteArray(text.data(), static_cast<int>(length)));
 }
 
+std::shared_ptr<void> holdFile(const QString& /*path*/)
+{
+    return {};
+}
+
 QString systemWords(int number)
 {
     return qt_error_string(number);
@@ -108,6 +113,16 @@ bool canPressCtrlC()
 bool pressCtrlC(qint64 process)
 {
     return ::kill(static_cast<pid_t>(process), SIGINT) == 0;
+}
+
+bool holdsLimits()
+{
+    return true;
+}
+
+int patience()
+{
+    return 1;
 }
 
 bool runsUnderWine()

@@ -3,7 +3,25 @@
 #include "tests/support/process_watch.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <windows.h>
+
+namespace {
+
+class LimitCount
+{
+public:
+    LimitCount() = default;
+    ~LimitCount() { std::printf("limits in time that were missed: %d\n", m_count); }
+    Q_DISABLE_COPY_MOVE(LimitCount)
+
+    void add() { ++m_count; }
+
+private:
+    int m_count = 0;
+};
+
+} // namespace
 
 int openDescriptors()
 {
@@ -60,6 +78,15 @@ double waitedByStatistics(int /*statistics*/)
     return 0;
 }
 
+std::shared_ptr<void> holdFile(const QString& path)
+{
+    HANDLE const handle = CreateFileW(path.toStdWString().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return {};
+    return {handle, [](HANDLE held) { CloseHandle(held); }};
+}
+
 QString systemWords(int number)
 {
     switch (number) {
@@ -80,6 +107,20 @@ bool canPressCtrlC()
 bool pressCtrlC(qint64 /*process*/)
 {
     return false;
+}
+
+bool holdsLimits()
+{
+    if (!runsUnderWine())
+        return true;
+    static LimitCount s_count;
+    s_count.add();
+    return false;
+}
+
+int patience()
+{
+    return runsUnderWine() ? 4 : 1;
 }
 
 bool runsUnderWine()

@@ -79,5 +79,6 @@ private:
 const StallWitness& stallWitness();
 
 // Whether what was told after so many milliseconds was told within those that were allowed: at most 40 ms
-// later, besides what the machine had no time for this process meanwhile.
+// later, besides what the machine had no time for this process meanwhile. Always where holdsLimits() is
+// false.
 bool isInTime(qint64 after, int allowed);

@@ -2,6 +2,7 @@
 
 #include "plugins/p_driver_modbus/source/p_driver_modbus.h"
 #include "tests/support/fake_order.h"
+#include "tests/support/platform.h"
 #include "tests/support/scripted_peer.h"
 
 #include <QJsonObject>
@@ -24,9 +25,9 @@ public:
     std::unique_ptr<FakeOrder> run(const QString& command, const QVariantMap& arguments,
                                    int timeout = c_timeout);
 
-    static constexpr int c_timeout = 250;
+    inline static const int c_timeout = 250 * patience();
     // A poll has that at least, however soon its caller gives up.
-    static constexpr int c_pollTimeout = 500;
+    inline static const int c_pollTimeout = 500 * patience();
 
     std::unique_ptr<PDriverModbus> driver;
 };

@@ -168,7 +168,7 @@ void TestModbusFaults::faults()
     QVERIFY2(!invalid || !message.contains("lost"), qPrintable(message));
     QVERIFY2(isInTime(after, allowed), qPrintable(QString::number(after)));
     if (prompt)
-        QVERIFY2(after < allowed / 2, qPrintable(QString::number(after)));
+        QVERIFY2(after < allowed / 2 || !holdsLimits(), qPrintable(QString::number(after)));
     else
         QVERIFY2(after >= allowed - 1, qPrintable(QString::number(after)));
     if (instruction == "write" && !refuseConnection)
@@ -451,7 +451,8 @@ void TestModbusFaults::answerTimeout()
                                                         : QStringLiteral("within (19[0-9]|200) ms(;|$)"));
     QVERIFY2(message.contains(said), qPrintable(message));
     QCOMPARE(message.contains("answerTimeout"), limit.startsWith(' '));
-    QVERIFY2(after >= least - 1 && after < least + 150, qPrintable(QString::number(after)));
+    QVERIFY2(after >= least - 1 && (after < least + 150 || !holdsLimits()),
+             qPrintable(QString::number(after)));
     QCOMPARE(bench.statistic("timedOut"), 1);
     // The connection is made anew, and the next request has its own time.
     QTRY_VERIFY(bench.isConnected());
