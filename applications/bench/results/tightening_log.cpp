@@ -152,7 +152,9 @@ bool TighteningLog::rotate(QString* error)
     }
     const bool moved = m_keep > 0 ? QFile::rename(m_path, rotatedName(1)) : QFile::remove(m_path);
     if (!moved) {
-        *error = QStringLiteral("%1 cannot be renamed to %2").arg(m_path, rotatedName(1));
+        *error = QStringLiteral("%1 cannot be renamed to %2: end the program that holds one of them open, or "
+                                "give this user the right to write to their folder")
+                     .arg(m_path, rotatedName(1));
         return false;
     }
     const QByteArray header = tighteningHeader(m_layout);

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int c_headerLines = 5;
@@ -168,6 +170,14 @@ QString backupText(const BackupHeader& header, const QDate& date, const QVariant
         text += QLatin1Char('\n');
     }
     return text;
+}
+
+bool readsTheSameEverywhere(const BackupHeader& header)
+{
+    constexpr ushort c_lastOfAscii = 0x7F;
+    const QString text = header.model + header.serial + header.firmwareVersion;
+    return std::all_of(text.cbegin(), text.cend(),
+                       [](QChar letter) { return letter.unicode() <= c_lastOfAscii; });
 }
 
 bool writeBackup(QIODevice& device, const QString& text)

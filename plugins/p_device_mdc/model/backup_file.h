@@ -32,6 +32,9 @@ struct BackupHeader
 
 // The whole text. Register lines are numbered from 1 in the order of `values`.
 QString backupText(const BackupHeader& header, const QDate& date, const QVariantList& values);
+// False where a letter of the header is beyond ASCII: every platform has other bytes for it, so that the file
+// reads otherwise on another one, and not every letter has bytes.
+bool readsTheSameEverywhere(const BackupHeader& header);
 // Writes the text in the encoding of the platform, at once. False when the device did not take all.
 bool writeBackup(QIODevice& device, const QString& text);
 

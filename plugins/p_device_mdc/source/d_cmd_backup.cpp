@@ -153,11 +153,18 @@ bool DCmdBackup::saveFile()
     const QDate today = QDate::currentDate();
     filePath = backupFilePath(getParameterValue(QStringLiteral("folderPath"), QVariant()).toString(), model,
                               getParameterValue(QStringLiteral("backupName"), QVariant()).toString(), today);
+    const BackupHeader header{model, serial, firmwareVersion};
     QString error;
-    if (!saveBackup(filePath, backupText({model, serial, firmwareVersion}, today, values), &error)) {
+    if (!saveBackup(filePath, backupText(header, today, values), &error)) {
         logCritical(this) << "ERROR: Cannot save backup data to file";
         logCritical(this) << error;
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_no_file_error"));
+    }
+    if (!readsTheSameEverywhere(header)) {
+        logCritical(this) << "WARNING: " + filePath + ": the controller's model \"" + model +
+                                 "\", serial \"" + serial + "\" or firmware \"" + firmwareVersion +
+                                 "\" has letters beyond ASCII, which another system reads otherwise: restore "
+                                 "this file on a system of the same language";
     }
     return commandUpdateResults({{QStringLiteral("doneOk"), true}, {QStringLiteral("filePath"), filePath}});
 }

@@ -1,4 +1,5 @@
 #include "backup_bench.h"
+#include "tests/support/platform.h"
 
 #include <QDate>
 #include <QDir>
@@ -35,7 +36,12 @@ private Q_SLOTS:
     void backupFailedReads();
     void backupNames_data();
     void backupNames();
+    void backupOfLettersBeyondAscii_data();
+    void backupOfLettersBeyondAscii();
+    void backupFolders_data();
+    void backupFolders();
     void backupReplacesAFile();
+    void backupOverAFileThatIsHeld();
     void backupCannotSave_data();
     void backupCannotSave();
     void backupOnAFullDisk_data();
@@ -285,6 +291,66 @@ void TestMdcBackup::backupNames()
     QCOMPARE(files.first().left(files.first().size() - 12), "MDC-32_" + expected + '_');
 }
 
+void TestMdcBackup::backupOfLettersBeyondAscii_data()
+{
+    QTest::addColumn<QString>("model");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<bool>("isTold");
+    QTest::newRow("none") << "MDC-32"
+                          << "4.00.5"
+                          << "1907150042" << false;
+    QTest::newRow("last of ASCII") << "MDC-32" + QString(QChar(0x7F)) << "4.00.5"
+                                   << "1" << false;
+    QTest::newRow("first beyond") << "MDC-32" + QString(QChar(0x80)) << "4.00.5"
+                                  << "1" << true;
+    QTest::newRow("in the firmware") << "MDC-32" << QString::fromUtf8("4.00.5ä") << "1" << true;
+    QTest::newRow("in the serial number") << "MDC-32"
+                                          << "4.00.5" << QString::fromUtf8("№42") << true;
+}
+
+// The file is written all the same.
+void TestMdcBackup::backupOfLettersBeyondAscii()
+{
+    QFETCH(QString, model);
+    QFETCH(QString, version);
+    QFETCH(QString, serial);
+    QFETCH(bool, isTold);
+    BackupBench bench(m_folder->path());
+    QVERIFY(bench.reply(information({model, "MD3202", version, serial, 2})));
+    QVERIFY(bench.replyWords(words(1, 30)));
+    const QStringList files = QDir(m_folder->path()).entryList(QDir::Files);
+    QCOMPARE(files.size(), 1);
+    QCOMPARE(bench.logged().size(), isTold ? 1 : 0);
+    if (!isTold)
+        return;
+    const QString told = bench.logged().first();
+    for (const QString& part :
+         {QString("WARNING: "), m_folder->filePath(files.first()), model, version, serial})
+        QVERIFY2(told.contains(part), qPrintable(told + " lacks " + part));
+}
+
+void TestMdcBackup::backupFolders_data()
+{
+    QTest::addColumn<QString>("folders");
+    QTest::newRow("blank, quote and accents") << QString::fromUtf8("l'à côté de № 1");
+    // Beyond the 260 letters that Windows takes by default.
+    QTest::newRow("long path") << (QString(100, 'a') + '/' + QString(100, 'b') + '/' + QString(100, 'c'));
+}
+
+void TestMdcBackup::backupFolders()
+{
+    QFETCH(QString, folders);
+    const QString folder = m_folder->filePath(folders);
+    QVERIFY(QDir().mkpath(folder));
+    BackupBench bench(folder);
+    QVERIFY(bench.reply(information(c_generation2)));
+    QVERIFY(bench.replyWords(words(1, 30)));
+    const QStringList files = QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    QCOMPARE(files.size(), 1);
+    QVERIFY(contents(folder + '/' + files.first()).endsWith("\nA0030,30\n"));
+}
+
 void TestMdcBackup::backupReplacesAFile()
 {
     const auto backUp = [this](int first) {
@@ -298,6 +364,29 @@ void TestMdcBackup::backupReplacesAFile()
         QSKIP("midnight has passed");
     QCOMPARE(files.size(), 1);
     QVERIFY(contents(m_folder->filePath(files.first())).contains("A0001,501\n"));
+}
+
+// Where that keeps everybody from replacing it: told, and the file stays as it was.
+void TestMdcBackup::backupOverAFileThatIsHeld()
+{
+    BackupBench first(m_folder->path());
+    QVERIFY(first.reply(information(c_generation2)));
+    QVERIFY(first.replyWords(words(1, 30)));
+    const QStringList files = QDir(m_folder->path()).entryList(QDir::Files);
+    QCOMPARE(files.size(), 1);
+    const QString path = m_folder->filePath(files.first());
+    const QByteArray before = contents(path);
+    const std::shared_ptr<void> held = holdFile(path);
+    if (held == nullptr)
+        QSKIP("a file that is open is replaced all the same here");
+    BackupBench second(m_folder->path());
+    QVERIFY(second.reply(information(c_generation2)));
+    QVERIFY(!second.replyWords(words(501, 30)));
+    QCOMPARE(second.order().published(), backupFailure("DCmdBackup_deviceMdc_no_file_error"));
+    QCOMPARE(second.logged().size(), 2);
+    QVERIFY2(second.logged().last().startsWith(path + ": "), qPrintable(second.logged().last()));
+    QCOMPARE(contents(path), before);
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), files);
 }
 
 void TestMdcBackup::backupCannotSave_data()

@@ -1,4 +1,5 @@
 #include "applications/bench/results/tightening_log.h"
+#include "tests/support/platform.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -67,6 +68,9 @@ private Q_SLOTS:
     void tornFirstLine_data();
     void tornFirstLine();
     void onlyOneWriter();
+    void rotatedFileIsHeld();
+    void folders_data();
+    void folders();
     void fullDisk();
 };
 
@@ -369,6 +373,51 @@ void TstTighteningLog::onlyOneWriter()
     TighteningLog second(path, layoutOf(TighteningFormat::JsonLines), 0, 5);
     QVERIFY(!second.open(&error));
     QVERIFY2(error.contains("another program"), qPrintable(error));
+}
+
+// Where that keeps everybody from replacing it: told, and every file stays as it was.
+void TstTighteningLog::rotatedFileIsHeld()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QVERIFY(writeFile(path, tighteningText(eventLine(18), layout)));
+    QVERIFY(writeFile(path + ".1", tighteningText(eventLine(17), layout)));
+    const std::shared_ptr<void> held = holdFile(path + ".1");
+    if (held == nullptr)
+        QSKIP("a file that is open is replaced all the same here");
+    TighteningLog log(path, layout, 1, 2);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QVERIFY(!log.append(eventLine(19), &error));
+    QVERIFY2(error.contains(path + ".1") && error.contains("end the program that holds one of them open"),
+             qPrintable(error));
+    QCOMPARE(contentOf(path), tighteningText(eventLine(18), layout));
+    QCOMPARE(contentOf(path + ".1"), tighteningText(eventLine(17), layout));
+}
+
+void TstTighteningLog::folders_data()
+{
+    QTest::addColumn<QString>("folders");
+    QTest::newRow("blank, quote and accents") << QString::fromUtf8("l'à côté de № 1");
+    // Beyond the 260 letters that Windows takes by default.
+    QTest::newRow("long path") << (QString(100, 'a') + '/' + QString(100, 'b') + '/' + QString(100, 'c'));
+}
+
+void TstTighteningLog::folders()
+{
+    QFETCH(QString, folders);
+    QTemporaryDir folder;
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QVERIFY(QDir(folder.path()).mkpath(folders));
+    const QString path = folder.filePath(folders + "/log");
+    QVERIFY(writeFile(path, tighteningText(eventLine(17), layout)));
+    TighteningLog log(path, layout, 1, 2);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QVERIFY2(log.append(eventLine(18), &error), qPrintable(error));
+    QCOMPARE(contentOf(path + ".1"), tighteningText(eventLine(17), layout));
+    QCOMPARE(contentOf(path), tighteningText(eventLine(18), layout));
 }
 
 // A limit of the file's size stands for the full disk: the write takes half of a line, as there.
