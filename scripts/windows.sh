@@ -16,6 +16,7 @@ root=$PWD
 build=$root/build/windows-cross
 work=${MDC_WINDOWS_WORK:-${XDG_CACHE_HOME:-$HOME/.cache}/mdc-windows}
 begin=$SECONDS
+most_run_twice=3
 build_only=
 case "${1:-}" in
   "") ;;
@@ -93,7 +94,8 @@ step "Qt for Windows"
 find_qt
 
 step "build for Windows, warnings as errors"
-MDC_WINDOWS_QT=$qt cmake --preset windows-cross -D MDC_WINDOWS_QT="$qt" >/dev/null
+export MDC_WINDOWS_QT=$qt # which may have been an archive
+cmake --preset windows-cross -D MDC_WINDOWS_QT="$qt" >/dev/null
 cmake --build --preset windows-cross
 if [ -n "$build_only" ]; then
   exit 0
@@ -102,18 +104,42 @@ fi
 step "tests under Wine"
 export WINEPREFIX=$build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
+wineserver=$(command -v wineserver64 || echo /usr/lib/wine/wineserver64)
 "$wine" wineboot --init
+"$wineserver" --kill || true # what it has written is on the disk then
+"$wineserver" --wait
 mkdir -p "$WINEPREFIX/drive_c/windows/Fonts"
 # Wine has no letters of its own; Windows has.
 cp -n /usr/share/fonts/truetype/dejavu/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
+# Every call goes through Wine's server, and on a busy machine both sides wait for a processor at each of them:
+# where this user may, they go first. Elsewhere limits in time may be missed, which is told.
+server_first=() first=()
+if chrt --rr 2 true 2>/dev/null; then
+  server_first=(chrt --rr 2) first=(chrt --rr 1)
+else
+  echo "windows: this user may not let Wine go first (chrt --rr): limits in time may be missed"
+fi
+"${server_first[@]}" "$wineserver" --persistent
 # What Wine itself runs beside a program starts now, and not as a child of a test, which would wait for it.
-sleep infinity | "$wine" cmd.exe >/dev/null 2>&1 &
+sleep infinity | "${first[@]}" "$wine" cmd.exe >/dev/null 2>&1 &
 keeper=$!
-trap 'kill "$keeper" 2>/dev/null; kill $(jobs -p) 2>/dev/null' EXIT
+# Ends what is left of this prefix's programs too: one whose parent has gone would run on for ever.
+trap 'kill "$keeper" $(jobs -p) 2>/dev/null; "$wineserver" --kill 2>/dev/null || true' EXIT
 status=0
-# A row that holds times against a limit may miss it beside another program.
-ctest --preset windows-cross --repeat until-pass:3 --output-junit tests.xml --quiet || status=1
-python3 scripts/windows/tell_tests.py "$build/tests.xml" "$build/tests_not_here.txt" || status=1
+# The words of what has passed too: it is they that tell of the rows that were skipped.
+run_tests() {
+  "${first[@]}" ctest --preset windows-cross --quiet --test-output-size-passed 10000000 --test-output-size-failed 10000000 "$@"
+}
+reports=("$build/tests.xml")
+rm -f "$build/tests.xml" "$build/tests_again.xml"
+if ! run_tests --output-junit tests.xml; then
+  # Beside another test one may have had no time: by itself it has. More than a few have another reason.
+  if [ "$(wc -l <"$build/Testing/Temporary/LastTestsFailed.log")" -le "$most_run_twice" ]; then
+    run_tests --output-junit tests_again.xml --rerun-failed --parallel 1 || true
+    reports+=("$build/tests_again.xml")
+  fi
+fi
+python3 scripts/windows/tell_tests.py "$build/tests_not_here.txt" "${reports[@]}" || status=1
 
 step "package"
 version=$(sed -n 's/^project(PDeviceMdc VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
@@ -128,7 +154,7 @@ makensis -V2 -DVERSION="$version" -DSOURCE="$build/package/$name" -DOUTPUT="$bui
 step "the package under Wine, on a controller simulated on Linux"
 cmake --preset release >/dev/null
 cmake --build --preset release --target mdc-bench mdc-simulator p_device_mdc p_driver_modbus
-python3 scripts/windows/try_package.py "$build" "$build/$name.zip" "$build/$name-setup.exe" || status=1
+"${first[@]}" python3 scripts/windows/try_package.py "$build" "$build/$name.zip" "$build/$name-setup.exe" || status=1
 
 step "done"
 echo "windows: $build/$name.zip, $((SECONDS - begin)) s"

@@ -405,7 +405,7 @@ void tst_ResultsStream::followLostLinks()
     m_simulator->tightening().setMotorTime(10);
     m_simulator->tightening().start(c_listenInterval);
     QTRY_VERIFY_WITH_TIMEOUT(controller.eventCount() == tightenings,
-                             tightenings * c_listenInterval * 3 / 2 + 10000);
+                             (tightenings * c_listenInterval * 3 / 2 + 10000) * patience());
     QTRY_COMPARE_WITH_TIMEOUT(lastCount(), tightenings, 20000);
     if (canPressCtrlC()) {
         const BenchEnd end = interrupted(*bench);

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Tells how the tests went that ran under Wine: which failed, which rows were skipped and why, and how many.
+"""Tells how the tests went that ran under Wine: which failed and at what, which were run a second time, which
+rows were skipped and why, which limits in time were missed, and how many of each.
 
-    tell_tests.py JUNIT NOT_HERE
+    tell_tests.py NOT_HERE JUNIT [JUNIT_OF_THE_SECOND_RUN]
 
-JUNIT is what ctest --output-junit has written, NOT_HERE the file with a line "name: reason" for each test program
-that is not built for Windows. Fails where a test failed, and where none ran.
+NOT_HERE is the file with a line "name: reason" for each test program that is not built for Windows, JUNIT what
+ctest --output-junit has written. Fails where a test failed in the last run that it was in, and where none ran.
 """
 
 import re
@@ -15,51 +16,89 @@ from pathlib import Path
 
 TOTALS = re.compile(r"^Totals: (\d+) passed, (\d+) failed, (\d+) skipped, (\d+) blacklisted", re.MULTILINE)
 SKIPPED = re.compile(r"^SKIP\s*: (\S+?)\((.*?)\) (.+?)\r?$", re.MULTILINE)
+FAILED = re.compile(r"^FAIL!\s*: .*(?:\r?\n   .*)*", re.MULTILINE)
+MISSED = re.compile(r"^limits in time that were missed: (\d+)", re.MULTILINE)
+# Of a program that says nothing of rows, or that ended before it could.
+LAST_LINES = 12
+
+
+class Case:
+    def __init__(self, element):
+        self.name = element.get("name")
+        self.passed = element.get("status") == "run"
+        self.time = float(element.get("time") or 0)
+        self.output = element.findtext("system-out") or ""
+
+    def rows(self):
+        counted = Counter()
+        for totals in TOTALS.findall(self.output):
+            counted.update(dict(zip(("passed", "failed", "skipped"), map(int, totals[:3]))))
+        return counted
+
+    def complaints(self):
+        found = [line for text in FAILED.findall(self.output) for line in text.splitlines()]
+        return found or self.output.splitlines()[-LAST_LINES:]
 
 
 def read(junit):
-    """(name, passed, time, output) of each test."""
-    for case in ElementTree.parse(junit).getroot().iter("testcase"):
-        output = case.findtext("system-out") or ""
-        yield case.get("name"), case.get("status") == "run", float(case.get("time") or 0), output
+    return [Case(element) for element in ElementTree.parse(junit).getroot().iter("testcase")]
 
 
-def tell(cases, not_here):
-    """The lines to print, and whether all is well."""
-    lines = []
-    rows = Counter()
-    failed = []
+def tell_skipped(cases):
     reasons = {}
-    count = 0
-    for name, passed, time, output in sorted(cases):
-        count += 1
-        totals = TOTALS.findall(output)
-        for row in totals:
-            rows.update(dict(zip(("passed", "failed", "skipped"), map(int, row[:3]))))
-        for test, row, reason in SKIPPED.findall(output):
+    for case in cases:
+        for test, row, reason in SKIPPED.findall(case.output):
             reasons.setdefault(reason, []).append(f"{test}({row})")
-        if not passed:
-            failed.append(name)
-        lines.append(f"  {'passed' if passed else 'FAILED':7} {name} ({time:.1f} s)")
+    lines = []
     for reason, tests in sorted(reasons.items()):
         lines.append(f"  skipped {len(tests)}: {reason}")
         lines += [f"          {test}" for test in tests]
-    for line in not_here:
-        lines.append(f"  not built {line}")
-    lines.append(f"windows: {count} tests, {len(failed)} failed; of their rows {rows['passed']} passed, "
-                 f"{rows['failed']} failed, {rows['skipped']} skipped; {len(not_here)} programs not built "
-                 f"because they need POSIX")
+    return lines
+
+
+def tell(first, second, not_here):
+    """The lines to print, and whether all is well."""
+    again = {case.name: case for case in second}
+    last = sorted((again.get(case.name, case) for case in first), key=lambda case: case.name)
+    lines = [f"  {'passed' if case.passed else 'FAILED':7} {case.name} ({case.time:.1f} s)" for case in last]
+    for case in first:
+        if case.passed:
+            continue
+        ended = "" if case.name not in again else \
+            f", and {'passed' if again[case.name].passed else 'failed'} when it was run again by itself"
+        lines.append(f"  {case.name} failed{ended}:")
+        lines += [f"          {line}" for line in case.complaints()]
+    for case in second:
+        if not case.passed:
+            lines.append(f"  {case.name}, by itself:")
+            lines += [f"          {line}" for line in case.complaints()]
+    lines += tell_skipped(last)
+    missed = 0
+    for case in last:
+        count = sum(map(int, MISSED.findall(case.output)))
+        missed += count
+        if count:
+            lines.append(f"  limits in time missed {count}: {case.name}")
+    lines += [f"  not built {line}" for line in not_here]
+    failed = [case.name for case in last if not case.passed]
+    rows = sum((case.rows() for case in last), Counter())
+    lines.append(f"windows: {len(last)} tests, {len(failed)} failed, {len(again)} run twice; of their rows "
+                 f"{rows['passed']} passed, {rows['failed']} failed, {rows['skipped']} skipped; {missed} limits in "
+                 f"time missed; {len(not_here)} programs not built because they need POSIX")
+    if again:
+        lines.append(f"windows: run twice: {', '.join(sorted(again))}")
     if failed:
         lines.append(f"windows: failed: {', '.join(failed)}")
-    return lines, count > 0 and not failed
+    return lines, bool(last) and not failed
 
 
 def main(arguments):
-    if len(arguments) != 2:
+    if len(arguments) not in (2, 3):
         print(__doc__, file=sys.stderr)
         return 2
-    not_here = [line for line in Path(arguments[1]).read_text(encoding="utf-8").splitlines() if line]
-    lines, good = tell(read(arguments[0]), not_here)
+    not_here = [line for line in Path(arguments[0]).read_text(encoding="utf-8").splitlines() if line]
+    second = read(arguments[2]) if len(arguments) > 2 else []
+    lines, good = tell(read(arguments[1]), second, not_here)
     print("\n".join(lines))
     return 0 if good else 1
 

@@ -10,9 +10,9 @@ programs are tried on, and its bench ends as theirs must. Needs Wine, "script" f
 import os
 import re
 import shutil
-import signal
 import subprocess
 import sys
+import tempfile
 import time
 import zipfile
 from pathlib import Path
@@ -81,10 +81,19 @@ class Trial:
         with zipfile.ZipFile(self.archive) as archive:
             archive.extractall(self.folder)
 
-    def windows(self, program, arguments, **more):
-        command = [self.wine, str(self.package / "bin" / program), *arguments]
-        return subprocess.run(command, cwd=self.folder, env=self.environment, capture_output=True,
-                              timeout=TIMEOUT, check=False, **more)
+    def under_wine(self, program, arguments):
+        """What Wine starts beside a program has its output too, and stays: a pipe would not come to its end."""
+        with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+            result = subprocess.run([self.wine, str(program), *arguments], cwd=self.folder, env=self.environment,
+                                    stdin=subprocess.DEVNULL, stdout=out, stderr=err, timeout=TIMEOUT,
+                                    check=False)
+            out.seek(0)
+            err.seek(0)
+            result.stdout, result.stderr = out.read(), err.read()
+        return result
+
+    def windows(self, program, arguments):
+        return self.under_wine(self.package / "bin" / program, arguments)
 
     def bench(self, *arguments):
         return self.windows("mdc-bench.exe", arguments)
@@ -120,6 +129,48 @@ class Trial:
                     self.told(result))
         result = self.bench("demo")
         self.expect(result.returncode == 0, "mdc-bench demo, on TCP alone", self.told(result))
+
+    def places(self):
+        """Files on a share, below a path of more than 260 letters, and in the user's own folder."""
+        deep = self.folder.joinpath(*("à" + letter * 90 for letter in "abc"))
+        deep.mkdir(parents=True)
+        share = self.folder / "share"
+        share.mkdir()
+        # What Wine takes for \\trial\share.
+        server = self.build / "wine" / "dosdevices" / "unc" / "trial"
+        server.mkdir(parents=True, exist_ok=True)
+        (server / "share").unlink(missing_ok=True)
+        (server / "share").symlink_to(share)
+        drive = "Z:" + str(deep).replace("/", "\\")
+        for what, folder, named in (("a path of %d letters" % len(drive), deep, drive),
+                                    ("a share", share, "\\\\trial\\share")):
+            result = self.bench("backup", "--folder", named, "--name", "à côté")
+            files = list(folder.glob("*.csv"))
+            self.expect(result.returncode == 0 and len(files) == 1, f"mdc-bench backup to {what}",
+                        self.told(result))
+            if files:
+                result = self.bench("compare", f"{named}\\{files[0].name}")
+                self.expect(result.returncode == 0, f"mdc-bench compare with {what}", self.told(result))
+            kept = folder / "properties.json"
+            # The second run reads what the first has saved, and writes in its place.
+            results = [self.bench("run", "SetTriggerProgram", f"resetMode={mode}", "--properties",
+                                  f"{named}\\{kept.name}") for mode in ("false", "true")]
+            self.expect(all(result.returncode == 0 for result in results) and kept.is_file(),
+                        f"properties kept on {what}", "\n".join(map(self.told, results)))
+        # Without an option, on a controller that is not simulated by the bench itself.
+        users = self.build / "wine" / "drive_c" / "users"
+        for old in users.glob("*/AppData/Roaming/mdc-bench/properties.json"):
+            old.unlink()
+        process, port = self.simulator()
+        try:
+            config = self.configuration(port)
+            result = self.bench("--config", f"{config.parent.name}/{config.name}", "run", "SetTriggerProgram")
+        finally:
+            process.terminate()
+            process.wait()
+        kept = list(users.glob("*/AppData/Roaming/mdc-bench/properties.json"))
+        self.expect(result.returncode == 0 and len(kept) == 1, "properties kept in the user's folder for data",
+                    self.told(result))
 
     def picture(self):
         for program in ("mdc-bench.exe", "mdc-panel.exe"):
@@ -239,8 +290,7 @@ class Trial:
         users = self.build / "wine" / "drive_c" / "users"
         for old in users.glob("*/AppData/Local/Programs/PDeviceMdc"):
             shutil.rmtree(old)
-        result = subprocess.run([self.wine, str(self.installer), "/S"], env=self.environment,
-                                capture_output=True, timeout=TIMEOUT, check=False)
+        result = self.under_wine(self.installer, ["/S"])
         on_disk = next(users.glob("*/AppData/Local/Programs/PDeviceMdc"), None)
         self.expect(result.returncode == 0 and on_disk, "the installer", self.told(result))
         if not on_disk:
@@ -248,21 +298,22 @@ class Trial:
         shortcuts = list(users.glob("*/AppData/Roaming/Microsoft/Windows/Start Menu/Programs/PDeviceMdc/*.lnk"))
         self.expect(len(shortcuts) == 4, f"its {len(shortcuts)} shortcuts in the start menu")
         program = on_disk / "bin" / "mdc-bench.exe"
-        result = subprocess.run([self.wine, str(program), "run", "getInfo"], env=self.environment,
-                                capture_output=True, timeout=TIMEOUT, check=False)
+        result = self.under_wine(program, ["run", "getInfo"])
         self.expect(result.returncode == 0, "what it has installed runs", self.told(result))
         (on_disk / "mine.json").write_text("{}")
-        subprocess.run([self.wine, str(on_disk / "uninstall.exe"), "/S"], env=self.environment,
-                       capture_output=True, timeout=TIMEOUT, check=False)
+        self.under_wine(on_disk / "uninstall.exe", ["/S"])
+        # It goes on from a copy of itself when it has returned.
         deadline = time.monotonic() + 30
-        while program.exists() and time.monotonic() < deadline:
+        left = None
+        while left != ["mine.json"] and time.monotonic() < deadline:
             time.sleep(0.2)
-        left = sorted(path.name for path in on_disk.glob("*")) if on_disk.exists() else []
+            left = sorted(path.name for path in on_disk.glob("*")) if on_disk.exists() else []
         self.expect(left == ["mine.json"], f"the uninstaller leaves what is the user's: {', '.join(left)}")
 
     def run(self):
         self.unpack()
         self.within_one_program()
+        self.places()
         self.picture()
         self.faults()
         self.control_c()
