@@ -41,7 +41,7 @@ void WatchOutput::show(const WatchReading& reading)
             m_console.out(watchCsvHeader(reading.names));
         m_hasHeader = true;
         m_console.out(watchCsvLine(reading));
-    } else if (m_format == OutputFormat::Table && m_isTerminal) {
+    } else if (showsTrouble()) {
         showScreen(reading);
     } else {
         showChanges(reading);

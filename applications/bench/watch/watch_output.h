@@ -34,6 +34,8 @@ public:
     WatchOutput(Console& console, OutputFormat format, bool isTerminal);
 
     void show(const WatchReading& reading);
+    // What is wrong with the link is seen there.
+    bool showsTrouble() const { return m_format == OutputFormat::Table && m_isTerminal; }
 
 private:
     void showScreen(const WatchReading& reading);

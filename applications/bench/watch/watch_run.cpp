@@ -35,17 +35,19 @@ ExitCode WatchRun::run()
     if (opened != ExitCode::Done)
         return opened;
     m_clock.start();
-    // What the driver logs of a request that fails is told as an outage.
-    m_console.holdLog();
     while (!isOver()) {
         const qint64 begin = m_clock.elapsed();
-        if (!readOnce())
-            return ExitCode::CommandFailed;
+        // What the driver logs of a request that fails is told as an outage. Nothing is kept from one reading
+        // to the next: an outage may be long.
+        m_console.holdLog();
+        const bool isKept = readOnce();
         ++m_readings;
-        if (!isOver())
+        if (isKept && !isOver())
             pause(begin + m_options.interval - m_clock.elapsed());
+        m_console.releaseLog([](const QString&) { return true; });
+        if (!isKept)
+            return ExitCode::CommandFailed;
     }
-    m_console.releaseLog([](const QString&) { return true; });
     return ExitCode::Done;
 }
 
@@ -147,9 +149,11 @@ void WatchRun::take(const RegisterImage& image)
 void WatchRun::tellOutage(const QString& trouble)
 {
     const bool wasThere = m_reading.trouble.isEmpty();
-    if (wasThere && !trouble.isEmpty())
+    // On a screen it stands above the values; a line of its own would push them out of their place.
+    const bool isTold = !m_output.showsTrouble();
+    if (isTold && wasThere && !trouble.isEmpty())
         m_console.warning(QStringLiteral("%1; watching goes on").arg(trouble));
-    if (!wasThere && trouble.isEmpty())
+    if (isTold && !wasThere && trouble.isEmpty())
         m_console.warning(QStringLiteral("the controller answers again"));
     m_reading.trouble = trouble;
 }
