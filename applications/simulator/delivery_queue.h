@@ -20,6 +20,8 @@ public:
 
     void add(const Delivery& delivery);
     void clear();
+    // Pieces that have not been handed out.
+    int count() const { return m_entries.size(); }
 
 Q_SIGNALS:
     // A piece, and what becomes of the connection behind it. A delivery without a piece that ends the

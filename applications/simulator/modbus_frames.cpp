@@ -196,14 +196,21 @@ std::optional<TouchedRegisters> touchedRegisters(const QByteArray& pdu)
     return TouchedRegisters{word(pdu, c_addressOffset), count};
 }
 
+QByteArray tcpAnswer(const QByteArray& request, const QByteArray& pdu)
+{
+    QByteArray answer = request.left(c_tcpHeaderSize) + pdu;
+    const int length = pdu.size() + 1;
+    answer[4] = static_cast<char>(length >> 8);
+    answer[5] = static_cast<char>(length & 0xFF);
+    return answer;
+}
+
 QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code)
 {
-    QByteArray answer = request.left(c_tcpHeaderSize + 1);
-    answer[4] = 0;
-    answer[5] = 3;
-    answer[7] = static_cast<char>(static_cast<quint8>(answer[7]) | c_exceptionBit);
-    answer.append(static_cast<char>(code));
-    return answer;
+    const auto function = static_cast<quint8>(request[c_tcpHeaderSize]);
+    QByteArray pdu(1, static_cast<char>(function | c_exceptionBit));
+    pdu.append(static_cast<char>(code));
+    return tcpAnswer(request, pdu);
 }
 
 QByteArray rtuExceptionAnswer(const QByteArray& request, quint8 code)

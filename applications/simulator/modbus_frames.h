@@ -38,6 +38,8 @@ quint16 rtuChecksum(const QByteArray& bytes);
 // that the controller does not carry out, and for a request that is too short to say.
 std::optional<TouchedRegisters> touchedRegisters(const QByteArray& pdu);
 
+// The frame that answers `request` with this function code and data.
+QByteArray tcpAnswer(const QByteArray& request, const QByteArray& pdu);
 // The answer that refuses `request` with an exception code.
 QByteArray tcpExceptionAnswer(const QByteArray& request, quint8 code);
 QByteArray rtuExceptionAnswer(const QByteArray& request, quint8 code);

@@ -22,5 +22,8 @@ void closeHandle(int handle);
 qint64 readHandle(int handle, char* data, qint64 size);
 qint64 writeHandle(int handle, const char* data, qint64 size);
 
+// Files and sockets that the program may have open at once.
+int mostDescriptors();
+
 // Makes the next close of this socket a reset (RST) for the peer.
 void resetOnClose(qintptr socket);

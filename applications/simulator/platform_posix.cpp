@@ -4,8 +4,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include <limits>
+
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -61,6 +64,14 @@ qint64 writeHandle(int handle, const char* data, qint64 size)
     if (count < 0)
         return errno == EAGAIN || errno == EINTR ? 0 : -1;
     return count;
+}
+
+int mostDescriptors()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur > std::numeric_limits<int>::max())
+        return std::numeric_limits<int>::max();
+    return static_cast<int>(limit.rlim_cur);
 }
 
 void resetOnClose(qintptr socket)

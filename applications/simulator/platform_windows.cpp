@@ -1,5 +1,7 @@
 #include "applications/simulator/platform.h"
 
+#include <limits>
+
 #include <winsock2.h>
 
 bool hasPseudoTerminals()
@@ -26,6 +28,11 @@ qint64 readHandle(int /*handle*/, char* /*data*/, qint64 /*size*/)
 qint64 writeHandle(int /*handle*/, const char* /*data*/, qint64 /*size*/)
 {
     return -1;
+}
+
+int mostDescriptors()
+{
+    return std::numeric_limits<int>::max();
 }
 
 void resetOnClose(qintptr socket)

@@ -6,6 +6,7 @@ constexpr quint8 c_broadcastUnit = 0;
 // A frame that does not go on for so long (ms) is over. Far more than the 3.5 characters of the
 // protocol: USB converters deliver a frame in pieces up to 16 ms apart.
 constexpr int c_frameGap = 50;
+constexpr int c_mostWaiting = 1000;
 
 } // namespace
 
@@ -72,8 +73,8 @@ void SerialRelay::handleRequest(const QByteArray& frame)
         m_inner->write(frame);
         return;
     }
-    // What is meant for another unit does not count.
-    if (unit != m_context.unitId)
+    // What is meant for another unit does not count. Who asks on while so many answers are late is not heard.
+    if (unit != m_context.unitId || m_queue.count() + m_pending.size() >= c_mostWaiting)
         return;
     // Without unit and check sum.
     const QByteArray pdu = frame.mid(1, frame.size() - 3);

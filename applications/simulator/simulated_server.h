@@ -2,6 +2,7 @@
 
 #include "applications/simulator/simulated_controller.h"
 
+#include <QDataStream>
 #include <QModbusPdu>
 #include <QModbusServer>
 
@@ -40,6 +41,22 @@ public:
     {}
 
     void setAddressOffset(int offset) { m_addressOffset = offset; }
+
+    // What the controller answers, function code and data, to such a request. Without a connection: who has
+    // the frames brings them here.
+    QByteArray answer(const QByteArray& pdu)
+    {
+        QModbusRequest request(static_cast<QModbusPdu::FunctionCode>(static_cast<quint8>(pdu[0])),
+                               pdu.mid(1));
+        // As the library reads a request: what stands behind it in its frame is passed over.
+        const int size = QModbusRequest::calculateDataSize(request);
+        if (size >= 0 && size < request.dataSize())
+            request.setData(request.data().left(size));
+        QByteArray bytes;
+        QDataStream stream(&bytes, QIODevice::WriteOnly);
+        stream << processRequest(request);
+        return bytes;
+    }
 
 protected:
     QModbusResponse processRequest(const QModbusPdu& request) override

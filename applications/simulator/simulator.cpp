@@ -11,8 +11,6 @@
 #include <QModbusRtuSerialSlave>
 #include <QModbusTcpServer>
 #include <QSerialPort>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTimer>
 
 #include <utility>
@@ -171,16 +169,10 @@ bool Simulator::listenTcp(quint16 port, QString* error)
     auto server = std::make_unique<SimulatedServer<QModbusTcpServer>>(d->controller, QStringLiteral("tcp"));
     server->setServerAddress(d->context.unitId);
     server->setAddressOffset(d->context.addressOffset);
-    server->setConnectionParameter(QModbusDevice::NetworkAddressParameter, QStringLiteral("127.0.0.1"));
-    server->setConnectionParameter(QModbusDevice::NetworkPortParameter, 0);
-    const bool isConnected = server->connectDevice();
-    // The library server does not tell its port.
-    const auto* listener = server->findChild<QTcpServer*>();
-    if (!isConnected || listener == nullptr || listener->serverPort() == 0) {
-        setText(error, QStringLiteral("the TCP server does not start: %1").arg(server->errorString()));
-        return false;
-    }
-    auto relay = std::make_unique<TcpRelay>(listener->serverPort(), d->context);
+    // It never listens itself: everybody would get past the relay and its fault plan.
+    auto* const answering = server.get();
+    auto relay = std::make_unique<TcpRelay>(
+        [answering](const QByteArray& pdu) { return answering->answer(pdu); }, d->context);
     if (!relay->listen(port, error))
         return false;
     d->tcpServer = std::move(server);
@@ -264,16 +256,7 @@ void Simulator::close()
     d->backUp.stop();
     d->isDown = false;
     d->tcpRelay.reset();
-    if (d->tcpServer) {
-        // The library frees what it keeps for a client with that client's socket, but no longer once
-        // the server itself is being destroyed.
-        const QList<QTcpSocket*> sockets = d->tcpServer->findChildren<QTcpSocket*>();
-        for (QTcpSocket* socket : sockets) {
-            socket->abort();
-            delete socket;
-        }
-        d->tcpServer.reset();
-    }
+    d->tcpServer.reset();
     d->serial.clear();
 }
 

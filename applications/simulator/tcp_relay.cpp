@@ -2,6 +2,9 @@
 
 #include "applications/simulator/platform.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 
 constexpr int c_unitOffset = 6;
@@ -12,27 +15,29 @@ constexpr quint8 c_gatewayTargetSilent = 11;
 constexpr qint64 c_maximumUnread = 0x40000;
 // A port that is not free again after a refusal or a restart is tried for again after so long (ms).
 constexpr int c_listenRetry = 100;
+// So much is read of a client in its turn, and so much of it waits to be read: bytes.
+constexpr qint64 c_turn = 4096;
+constexpr qint64 c_readAhead = 0x10000;
+// As long as so many answers wait for their time, no further request is heard.
+constexpr int c_mostWaiting = 1000;
+// Where no further client could be accepted it is tried again after so long (ms).
+constexpr int c_acceptRetry = 200;
 
 } // namespace
 
-TcpRelayClient::TcpRelayClient(QTcpSocket* client, quint16 innerPort, const RelayContext& context,
+TcpRelayClient::TcpRelayClient(QTcpSocket* client, const Answerer& answerer, const RelayContext& context,
                                QObject* parent)
     : QObject(parent)
+    , m_answerer(answerer)
     , m_context(context)
     , m_client(client)
-    , m_inner(new QTcpSocket(this))
-    , m_innerPort(innerPort)
     , m_peer(QStringLiteral("%1:%2").arg(client->peerAddress().toString()).arg(client->peerPort()))
 {
     m_client->setParent(this);
     m_client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    m_client->setReadBufferSize(c_readAhead);
     connect(m_client, &QTcpSocket::readyRead, this, &TcpRelayClient::readClient);
-    connect(m_client, &QTcpSocket::disconnected, this, &TcpRelayClient::finish);
-    connect(m_inner, &QTcpSocket::connected, this,
-            [this] { m_inner->setSocketOption(QAbstractSocket::LowDelayOption, 1); });
-    connect(m_inner, &QTcpSocket::readyRead, this, &TcpRelayClient::readInner);
-    connect(m_inner, &QTcpSocket::disconnected, this, &TcpRelayClient::drop);
-    connect(m_inner, &QTcpSocket::errorOccurred, this, &TcpRelayClient::drop);
+    connect(m_client, &QTcpSocket::disconnected, this, &TcpRelayClient::readRest);
     connect(&m_queue, &DeliveryQueue::due, this, &TcpRelayClient::deliver);
 }
 
@@ -50,14 +55,14 @@ void TcpRelayClient::finish()
         return;
     m_finished = true;
     m_queue.clear();
-    m_inner->disconnect(this);
-    m_inner->abort();
     Q_EMIT finished();
 }
 
 void TcpRelayClient::readClient()
 {
-    m_fromClient += m_client->readAll();
+    if (m_queue.count() >= c_mostWaiting)
+        return; // until one of them has gone
+    m_fromClient += m_client->read(c_turn);
     QByteArray frame;
     while (!m_finished) {
         switch (takeTcpFrame(m_fromClient, &frame)) {
@@ -65,6 +70,7 @@ void TcpRelayClient::readClient()
             handleRequest(frame);
             break;
         case FrameScan::Incomplete:
+            goOn();
             return;
         case FrameScan::Garbage:
             m_context.message(
@@ -74,6 +80,30 @@ void TcpRelayClient::readClient()
             return;
         }
     }
+}
+
+// What a client has asked for before it went is done.
+void TcpRelayClient::readRest()
+{
+    while (!m_finished && m_client->bytesAvailable() > 0 && m_queue.count() < c_mostWaiting)
+        readClient();
+    finish();
+}
+
+// With what is there still, after everybody else's turn.
+void TcpRelayClient::goOn()
+{
+    if (m_isGoingOn || m_finished || m_client->bytesAvailable() == 0 || m_queue.count() >= c_mostWaiting)
+        return;
+    m_isGoingOn = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_isGoingOn = false;
+            if (!m_finished)
+                readClient();
+        },
+        Qt::QueuedConnection);
 }
 
 void TcpRelayClient::handleRequest(const QByteArray& frame)
@@ -106,30 +136,10 @@ void TcpRelayClient::handleRequest(const QByteArray& frame)
             return;
         }
     }
-    if (!isKnownFunction(function)) {
+    if (!isKnownFunction(function))
         answer(fault, tcpExceptionAnswer(frame, c_illegalFunction));
-        return;
-    }
-    m_pending.append({frame.left(2), fault});
-    // Not before the first request: a client that only connects costs one socket.
-    if (m_inner->state() == QAbstractSocket::UnconnectedState)
-        m_inner->connectToHost(QHostAddress(QHostAddress::LocalHost), m_innerPort);
-    m_inner->write(frame);
-}
-
-void TcpRelayClient::readInner()
-{
-    m_fromInner += m_inner->readAll();
-    QByteArray frame;
-    while (!m_finished && takeTcpFrame(m_fromInner, &frame) == FrameScan::Complete) {
-        // Answers come in the order of the requests; one that the server left out is passed over.
-        while (!m_pending.isEmpty() && m_pending.first().transaction != frame.left(2))
-            m_pending.removeFirst();
-        if (m_pending.isEmpty())
-            continue;
-        const auto fault = m_pending.takeFirst().fault;
-        answer(fault, frame);
-    }
+    else
+        answer(fault, tcpAnswer(frame, m_answerer(frame.mid(c_functionOffset))));
 }
 
 void TcpRelayClient::answer(const std::optional<Fault>& fault, const QByteArray& frame)
@@ -145,6 +155,8 @@ void TcpRelayClient::deliver(const QByteArray& bytes, Delivery::Ending ending)
         m_client->write(bytes);
     switch (ending) {
     case Delivery::Ending::Open:
+        // There is room for another request.
+        goOn();
         if (m_client->bytesToWrite() > c_maximumUnread) {
             m_context.message(
                 QStringLiteral("client %1 does not read its answers; connection reset").arg(m_peer));
@@ -163,11 +175,16 @@ void TcpRelayClient::deliver(const QByteArray& bytes, Delivery::Ending ending)
     }
 }
 
-TcpRelay::TcpRelay(quint16 innerPort, const RelayContext& context, QObject* parent)
+TcpRelay::TcpRelay(Answerer answerer, const RelayContext& context, QObject* parent)
     : QObject(parent)
-    , m_innerPort(innerPort)
+    , m_answerer(std::move(answerer))
     , m_context(context)
+    , m_mostClients(std::min(c_mostClients, mostDescriptors() / 2))
 {
+    m_acceptRetry.setSingleShot(true);
+    m_acceptRetry.setInterval(c_acceptRetry);
+    connect(&m_acceptRetry, &QTimer::timeout, &m_server, &QTcpServer::resumeAccepting);
+    connect(&m_server, &QTcpServer::acceptError, this, &TcpRelay::waitToAccept);
     m_retry.setInterval(c_listenRetry);
     connect(&m_server, &QTcpServer::newConnection, this, &TcpRelay::acceptClients);
     connect(&m_retry, &QTimer::timeout, this, &TcpRelay::resume);
@@ -226,13 +243,42 @@ void TcpRelay::dropClients()
 void TcpRelay::acceptClients()
 {
     while (QTcpSocket* socket = m_server.nextPendingConnection()) {
-        auto* client = new TcpRelayClient(socket, m_innerPort, m_context, this);
-        m_clients.append(client);
-        m_context.message(QStringLiteral("client %1 connected").arg(client->peer()));
-        connect(client, &TcpRelayClient::finished, this, [this, client] {
-            m_clients.removeOne(client);
-            m_context.message(QStringLiteral("client %1 disconnected").arg(client->peer()));
-            client->deleteLater();
-        });
+        if (m_clients.size() < m_mostClients)
+            addClient(socket);
+        else
+            turnAway(socket);
     }
+}
+
+void TcpRelay::addClient(QTcpSocket* socket)
+{
+    auto* client = new TcpRelayClient(socket, m_answerer, m_context, this);
+    m_clients.append(client);
+    m_context.message(QStringLiteral("client %1 connected").arg(client->peer()));
+    connect(client, &TcpRelayClient::finished, this, [this, client] {
+        m_clients.removeOne(client);
+        m_hasRefused = false;
+        m_context.message(QStringLiteral("client %1 disconnected").arg(client->peer()));
+        client->deleteLater();
+    });
+}
+
+void TcpRelay::turnAway(QTcpSocket* socket)
+{
+    if (!m_hasRefused)
+        m_context.message(
+            QStringLiteral("there are %1 clients; further ones are turned away").arg(m_mostClients));
+    m_hasRefused = true;
+    socket->abort();
+    socket->deleteLater();
+}
+
+// When the whole system has no descriptor left, Qt stops accepting for good, unless it is told to go on.
+void TcpRelay::waitToAccept()
+{
+    if (!m_hasRefused)
+        m_context.message(
+            QStringLiteral("no further client can be accepted: %1; trying on").arg(m_server.errorString()));
+    m_hasRefused = true;
+    m_acceptRetry.start();
 }

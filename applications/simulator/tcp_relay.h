@@ -8,14 +8,21 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-// One client of the relay and its connection to the inner server.
+#include <functional>
+
+// What the controller answers to a request: function code and data, both.
+using Answerer = std::function<QByteArray(const QByteArray& pdu)>;
+
+// One client of the relay. It is heard as fast as it takes its answers, and a little at a time, so that all
+// clients have their turn and none fills the memory.
 class TcpRelayClient : public QObject
 {
     Q_OBJECT
 
 public:
     // Takes the socket over.
-    TcpRelayClient(QTcpSocket* client, quint16 innerPort, const RelayContext& context, QObject* parent);
+    TcpRelayClient(QTcpSocket* client, const Answerer& answerer, const RelayContext& context,
+                   QObject* parent);
 
     QString peer() const { return m_peer; }
     // Drops the connection; finished() follows.
@@ -26,39 +33,36 @@ Q_SIGNALS:
     void finished();
 
 private:
-    struct Pending
-    {
-        QByteArray transaction;
-        std::optional<Fault> fault;
-    };
     void readClient();
-    void readInner();
+    void readRest();
+    void goOn();
     void handleRequest(const QByteArray& frame);
     void answer(const std::optional<Fault>& fault, const QByteArray& frame);
     void deliver(const QByteArray& bytes, Delivery::Ending ending);
     void finish();
 
+    const Answerer& m_answerer;
     const RelayContext& m_context;
     QTcpSocket* m_client;
-    QTcpSocket* m_inner;
-    quint16 m_innerPort;
     QString m_peer;
     QByteArray m_fromClient;
-    QByteArray m_fromInner;
-    QList<Pending> m_pending;
     DeliveryQueue m_queue;
+    bool m_isGoingOn = false;
     bool m_finished = false;
 };
 
-// Stands between the clients and the library's TCP server: passes frames on and lets the fault plan
-// act on them. Loopback only.
+// Stands between the clients and the controller: hands requests on and lets the fault plan act on them and on
+// their answers. Loopback only.
 class TcpRelay : public QObject
 {
     Q_OBJECT
 
 public:
+    // More clients than these are turned away; fewer where the system has few descriptors for the program.
+    static constexpr int c_mostClients = 200;
+
     // `context` outlives the relay.
-    TcpRelay(quint16 innerPort, const RelayContext& context, QObject* parent = nullptr);
+    TcpRelay(Answerer answerer, const RelayContext& context, QObject* parent = nullptr);
     ~TcpRelay() override;
 
     // Port 0 takes a free one, which is kept from then on.
@@ -71,12 +75,18 @@ public:
 
 private:
     void acceptClients();
+    void addClient(QTcpSocket* socket);
+    void turnAway(QTcpSocket* socket);
+    void waitToAccept();
     void resume();
 
-    quint16 m_innerPort;
+    const Answerer m_answerer;
     const RelayContext& m_context;
     QTcpServer m_server;
     QTimer m_retry;
+    QTimer m_acceptRetry;
+    const int m_mostClients;
+    bool m_hasRefused = false; // since it had room last
     quint16 m_port = 0;
     QList<TcpRelayClient*> m_clients;
 };

@@ -115,7 +115,12 @@ void TestSimulatorFaults::piecesOnTheWire()
     context.bend = [](const Fault&, const QByteArray& answer, int) -> Delivery {
         return {{{answer.left(5), 0}, {answer.mid(5), c_pause}}, Delivery::Ending::Close};
     };
-    TcpRelay relay(m_simulator->tcpPort(), context);
+    TcpRelay relay(
+        [](const QByteArray& pdu) {
+            const bool isIdentify = pdu == c_identify.mid(c_tcpHeaderSize);
+            return (isIdentify ? c_identity : c_status).mid(c_tcpHeaderSize);
+        },
+        context);
     QString error;
     QVERIFY2(relay.listen(0, &error), qPrintable(error));
     // A machine that stalls this process for the whole pause joins the halves.

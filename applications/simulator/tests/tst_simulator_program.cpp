@@ -2,11 +2,18 @@
 #include "applications/simulator/tests/simulator_fixture.h"
 #include "tests/support/sample_folder.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <vector>
 
 // The program, and a client of another making.
 class TestSimulatorProgram : public SimulatorFixture
@@ -25,7 +32,47 @@ private Q_SLOTS:
     void programRefuses_data();
     void programRefuses();
     void programLists();
+    void acceptsAgain();
 };
+
+namespace {
+
+// With few descriptors.
+class NarrowProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override
+    {
+        const rlimit few{40, 40};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+};
+
+// How many sockets of the process wait for clients.
+int listeningSockets(qint64 process)
+{
+    QFile table(QString("/proc/%1/net/tcp").arg(process));
+    if (!table.open(QIODevice::ReadOnly))
+        return -1;
+    QStringList listening;
+    const QList<QByteArray> lines = table.readAll().split('\n');
+    for (const QByteArray& line : lines) {
+        const QList<QByteArray> fields = line.simplified().split(' ');
+        if (fields.value(3) == "0A")
+            listening.append(QString("socket:[%1]").arg(QString::fromLatin1(fields.value(9))));
+    }
+    const QDir descriptors(QString("/proc/%1/fd").arg(process));
+    const QStringList names = descriptors.entryList(QDir::Files | QDir::System);
+    return static_cast<int>(std::count_if(names.cbegin(), names.cend(), [&](const QString& name) {
+        // Qt would make a path of it.
+        std::array<char, 64> target{};
+        const ssize_t size = readlink(QFile::encodeName(descriptors.filePath(name)).constData(),
+                                      target.data(), target.size() - 1);
+        return size > 0 && listening.contains(QString::fromLatin1(target.data()));
+    }));
+}
+
+} // namespace
 
 void TestSimulatorProgram::mbpollReadsAndWrites_data()
 {
@@ -327,6 +374,32 @@ void TestSimulatorProgram::programLists()
     const QList<ControllerProfile> profiles = ControllerProfile::all();
     for (const ControllerProfile& profile : profiles)
         QVERIFY2(output.contains(profile.description), qPrintable(profile.name));
+}
+
+// More clients than the system gives it descriptors for: the last ones are turned away, which is said once,
+// and it hears new ones when the others have gone.
+void TestSimulatorProgram::acceptsAgain()
+{
+    NarrowProcess program;
+    program.start(QStringLiteral(SIMULATOR), {"--port", "0"});
+    QVERIFY(program.waitForStarted());
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT((output += program.readAllStandardOutput()).contains('\n'), 30000);
+    const auto port = static_cast<quint16>(output.split(':').value(1).split(',').value(0).toUInt());
+    // Nobody gets at the controller but past its fault plan.
+    QCOMPARE(listeningSockets(program.processId()), 1);
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int i = 0; i < 60; ++i)
+        clients.push_back(std::make_unique<RawClient>(port));
+    QByteArray messages;
+    QTRY_VERIFY((messages += program.readAllStandardError()).contains("turned away"));
+    clients.clear();
+    RawClient later(port);
+    later.send(c_identify);
+    QTRY_COMPARE(later.received(), c_identity.toHex());
+    QCOMPARE((messages + program.readAllStandardError()).count("turned away"), 1);
+    program.terminate();
+    QVERIFY(program.waitForFinished());
 }
 
 QTEST_GUILESS_MAIN(TestSimulatorProgram)

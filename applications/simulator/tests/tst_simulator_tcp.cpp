@@ -1,7 +1,9 @@
 #include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/tcp_relay.h"
 #include "applications/simulator/tests/simulator_fixture.h"
 #include "tests/support/profile_rows.h"
 
+#include <QElapsedTimer>
 #include <QNetworkInterface>
 #include <QSignalSpy>
 #include <QTest>
@@ -44,6 +46,9 @@ private Q_SLOTS:
     void survivesDamagedRequests();
     void servesTwoClients();
     void servesBesideStalledClients();
+    void servesBesideFloods_data();
+    void servesBesideFloods();
+    void turnsFurtherClientsAway();
     void listensOnLoopbackOnly();
     void saysThatThePortIsTaken();
     void closeDropsEveryClient();
@@ -323,6 +328,68 @@ void TestSimulatorTcp::servesBesideStalledClients()
     m_simulator->close();
     for (const auto& one : stalled)
         QTRY_VERIFY(one->isClosed());
+}
+
+void TestSimulatorTcp::servesBesideFloods_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::newRow("small frames") << QString();
+    QTest::newRow("answers that are late") << "late=600000/0x03";
+}
+
+// A client that asks without end and reads nothing holds up none of the others, and takes memory for no more
+// requests than can wait.
+void TestSimulatorTcp::servesBesideFloods()
+{
+    QFETCH(QString, fault);
+    QVERIFY(fault.isEmpty() || m_simulator->faults().add(fault));
+    constexpr int c_frames = 1000000;
+    RawClient flooding(m_simulator->tcpPort());
+    QTRY_VERIFY(flooding.isConnected());
+    QByteArray frames;
+    frames.reserve(c_frames * c_readStatus.size());
+    for (int i = 0; i < c_frames; ++i)
+        frames += c_readStatus;
+    flooding.send(frames);
+    QTRY_VERIFY(m_simulator->faults().requestCount() >= 1000);
+    for (int turn = 0; turn < 20; ++turn) {
+        RawClient other(m_simulator->tcpPort());
+        other.send(c_identify);
+        QElapsedTimer clock;
+        clock.start();
+        QTRY_COMPARE_WITH_TIMEOUT(other.received(), c_identity.toHex(), 2000);
+        QVERIFY(clock.elapsed() < 2000);
+    }
+    if (!fault.isEmpty())
+        QVERIFY2(m_simulator->faults().requestCount() < 2000,
+                 qPrintable(QString::number(m_simulator->faults().requestCount())));
+}
+
+void TestSimulatorTcp::turnsFurtherClientsAway()
+{
+    QSignalSpy messages(m_simulator.get(), &Simulator::message);
+    std::vector<std::unique_ptr<RawClient>> clients;
+    // As many at once as the system keeps for who listens.
+    constexpr int c_atOnce = 25;
+    while (clients.size() < TcpRelay::c_mostClients) {
+        for (int i = 0; i < c_atOnce; ++i)
+            clients.push_back(std::make_unique<RawClient>(m_simulator->tcpPort()));
+        QTRY_COMPARE(messages.size(), static_cast<int>(clients.size()));
+    }
+    clients.back()->send(c_identify);
+    QTRY_COMPARE(clients.back()->received(), c_identity.toHex());
+    for (int time = 0; time < 2; ++time) {
+        RawClient further(m_simulator->tcpPort());
+        QTRY_VERIFY(further.isClosed());
+        QCOMPARE(further.received(), QByteArray());
+    }
+    QCOMPARE(messages.size(), TcpRelay::c_mostClients + 1);
+    QVERIFY(newest(messages).contains("turned away"));
+    clients.pop_back();
+    QTRY_VERIFY(newest(messages).contains("disconnected"));
+    RawClient later(m_simulator->tcpPort());
+    later.send(c_identify);
+    QTRY_COMPARE(later.received(), c_identity.toHex());
 }
 
 void TestSimulatorTcp::listensOnLoopbackOnly()
