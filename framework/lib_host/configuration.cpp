@@ -4,6 +4,7 @@
 #include <lib_host/schema_check.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/plugin_description.h>
+#include <lib_utilities/plain_file.h>
 
 #include <QDir>
 #include <QFile>
@@ -13,6 +14,8 @@
 #include <QJsonDocument>
 #include <QStringList>
 
+#include <algorithm>
+
 namespace {
 
 const QString c_objects = QStringLiteral("objects");
@@ -21,6 +24,7 @@ const QString c_parameters = QStringLiteral("parameters");
 const QString c_configuration = QStringLiteral("configuration");
 const QString c_configurationFiles = QStringLiteral("configurationFiles");
 const QString c_id = QStringLiteral("id");
+const QString c_allChannels = QStringLiteral("channels of all objects together");
 const QString c_benchSchema = QStringLiteral("bench.schema.json");
 const QString c_deviceSchema = QStringLiteral("device_configuration.schema.json");
 
@@ -57,6 +61,42 @@ QString namesAt(const QJsonObject& configuration, const QString& pointer)
     return names + QStringLiteral(": ");
 }
 
+// Where an escaped zero character stands in a JSON text; -1 where none does. It cuts a name short where the
+// system takes it.
+int zeroCharacter(const QByteArray& text)
+{
+    for (int at = text.indexOf("\\u0000"); at >= 0; at = text.indexOf("\\u0000", at + 1)) {
+        int first = at;
+        while (first > 0 && text.at(first - 1) == '\\')
+            --first;
+        if ((at - first) % 2 == 0)
+            return at;
+    }
+    return -1;
+}
+
+// Compiled in, or in a file whoever wrote it. False with the reason.
+bool readConfigurationText(const QString& path, QByteArray* text, QString* reason)
+{
+    if (QFileInfo(path).isDir()) {
+        *reason = QStringLiteral("is a folder; a file is needed");
+        return false;
+    }
+    QString why;
+    bool isRead = false;
+    if (path.startsWith(QLatin1Char(':'))) {
+        QFile resource(path);
+        isRead = resource.open(QIODevice::ReadOnly);
+        *text = resource.readAll();
+        why = resource.errorString();
+    } else {
+        isRead = readInputFile(path, c_configurationSizeLimit, text, &why);
+    }
+    if (!isRead)
+        *reason = QStringLiteral("cannot be read: %1").arg(why);
+    return isRead;
+}
+
 class Loader
 {
 public:
@@ -83,7 +123,17 @@ private:
 
     void fail(const QString& file, const QString& path, const QString& message)
     {
-        m_errors.append({file, path, message});
+        if (m_errors.size() < c_configurationErrorsLimit)
+            m_errors.append({file, path, message});
+    }
+
+    // Once for each limit.
+    void failBeyond(int limit, const QString& what, const QString& file, const QString& path)
+    {
+        if (m_exceeded.contains(what))
+            return;
+        m_exceeded.append(what);
+        fail(file, path, QStringLiteral("there are more than %1 %2; take some away").arg(limit).arg(what));
     }
 
     // Each file once: what is wrong with one that two objects name is told once.
@@ -96,16 +146,12 @@ private:
 
     QJsonObject readFile(const QString& path, const QString& schemaName)
     {
-        QFile file(path);
-        if (QFileInfo(path).isDir()) {
-            fail(path, {}, QStringLiteral("is a folder; a file is needed"));
+        QByteArray text;
+        QString reason;
+        if (!readConfigurationText(path, &text, &reason)) {
+            fail(path, {}, reason);
             return {};
         }
-        if (!file.open(QIODevice::ReadOnly)) {
-            fail(path, {}, QStringLiteral("cannot be read: %1").arg(file.errorString()));
-            return {};
-        }
-        const QByteArray text = file.readAll();
         const DJsonScan scan = scanJson(text);
         QJsonParseError parseError;
         const QJsonDocument document = QJsonDocument::fromJson(text, &parseError);
@@ -117,18 +163,60 @@ private:
                           positionInText(text, scan.fault ? scan.fault->offset : parseError.offset)));
             return {};
         }
-        for (const DRepeatedKey& repeated : scan.repeatedKeys)
+        if (!hasFewEnough(document.object(), path))
+            return {};
+        for (const DRepeatedKey& repeated : scan.repeatedKeys) {
+            // To find the place takes its time.
+            if (m_errors.size() >= c_configurationErrorsLimit)
+                break;
             fail(path, {},
                  QStringLiteral("the key \"%1\" is given twice in one object, at %2 and first at %3; one of "
                                 "them is to go")
                      .arg(repeated.key, positionInText(text, repeated.offset),
                           positionInText(text, repeated.firstOffset)));
+        }
+        if (const int zero = zeroCharacter(text); zero >= 0)
+            fail(path, {},
+                 QStringLiteral("a zero character (\\u0000) is no part of any text, at %1")
+                     .arg(positionInText(text, zero)));
         const QJsonValue value =
             document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
         const QList<DSchemaError> errors = checkAgainstSchema(value, schema(schemaName));
         for (const DSchemaError& error : errors)
             fail(path, error.path, namesAt(document.object(), error.path) + error.message);
         return document.object();
+    }
+
+    // Before anything is done with each of them.
+    bool hasFewEnough(const QJsonObject& part, const QString& file)
+    {
+        const QJsonArray objects = part.value(c_objects).toArray();
+        if (objects.size() > c_objectsLimit) {
+            failBeyond(c_objectsLimit, QStringLiteral("objects"), file, QStringLiteral("/objects"));
+            return false;
+        }
+        bool isGood = hasFewEnoughChannels(part, file, {});
+        for (int i = 0; i < objects.size(); ++i)
+            isGood = hasFewEnoughChannels(objects.at(i).toObject().value(c_configuration).toObject(), file,
+                                          QStringLiteral("/objects/%1/configuration").arg(i)) &&
+                     isGood;
+        return isGood;
+    }
+
+    bool hasFewEnoughChannels(const QJsonObject& part, const QString& file, const QString& path)
+    {
+        const QJsonArray channels = part.value(c_channels).toArray();
+        const bool isGood = channels.size() <= c_channelsLimit &&
+                            std::all_of(channels.begin(), channels.end(), [](const QJsonValue& channel) {
+                                return channel.toObject().value(QLatin1String("value")).toArray().size() <=
+                                       c_channelEntriesLimit;
+                            });
+        if (channels.size() > c_channelsLimit)
+            failBeyond(c_channelsLimit, c_allChannels, file, path + QStringLiteral("/channels"));
+        else if (!isGood)
+            failBeyond(c_channelEntriesLimit, QStringLiteral("entries of one channel"), file,
+                       path + QStringLiteral("/channels"));
+        return isGood;
     }
 
     static QJsonObject schema(const QString& name)
@@ -234,6 +322,11 @@ private:
         join(joined, own, origins, file, ownPath);
 
         const QJsonArray files = object.value(c_configurationFiles).toArray();
+        if (files.size() > c_objectFilesLimit) {
+            failBeyond(c_objectFilesLimit, QStringLiteral("configuration files of one object"), file,
+                       objectPath + QStringLiteral("/configurationFiles"));
+            return joined;
+        }
         for (const QJsonValue& name : files) {
             // Told by the schema.
             if (name.toString().isEmpty())
@@ -250,6 +343,11 @@ private:
     {
         QJsonArray channels = joined.value(c_channels).toArray();
         const QJsonArray partChannels = part.value(c_channels).toArray();
+        m_channels += partChannels.size();
+        if (m_channels > c_channelsLimit) {
+            failBeyond(c_channelsLimit, c_allChannels, file, path + QStringLiteral("/channels"));
+            return;
+        }
         for (int i = 0; i < partChannels.size(); ++i) {
             const QString id = partChannels.at(i).toObject().value(c_id).toString();
             const QString place = QStringLiteral("%1/channels/%2").arg(path).arg(i);
@@ -286,6 +384,11 @@ private:
         const QJsonArray values = channel.value(QLatin1String("value")).toArray();
         const QString what = QStringLiteral("channel \"%1\": id").arg(channel.value(c_id).toString());
         for (int i = 0; i < values.size(); ++i) {
+            if (values.at(i).toObject().value(QLatin1String("value")).toString() ==
+                    QLatin1String("information") &&
+                ++m_pageRows > c_pageRowsLimit)
+                failBeyond(c_pageRowsLimit, QStringLiteral("rows of maintenance pages"), file,
+                           place + QStringLiteral("/value"));
             refuseRepeated(entries, values.at(i).toObject().value(c_id).toString(), file,
                            QStringLiteral("%1/value/%2/id").arg(place).arg(i), what);
         }
@@ -294,6 +397,9 @@ private:
     const DPluginKinds& m_kinds;
     QHash<QString, QJsonObject> m_parts; // by their paths
     QList<DConfigurationError> m_errors;
+    QStringList m_exceeded; // limits that have been told
+    int m_channels = 0;
+    int m_pageRows = 0;
 };
 
 } // namespace

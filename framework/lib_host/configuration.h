@@ -33,6 +33,20 @@ struct DLoadedConfiguration
 // The root objects of plug-in kinds, by the kind's identity. See DHost::kinds().
 using DPluginKinds = QHash<QUuid, DAbstractPlugin*>;
 
+// The most bytes that a file of a configuration has: the bundled ones have a hundredth of it.
+constexpr qint64 c_configurationSizeLimit = 4 << 20;
+// The most objects; the most files that one of them names.
+constexpr int c_objectsLimit = 1000;
+constexpr int c_objectFilesLimit = 100;
+// The most channels of all objects together, each counted as often as an object has it; the most entries of
+// one channel; and how many of all entries have the value "information": a maintenance page has a row for
+// each.
+constexpr int c_channelsLimit = 10000;
+constexpr int c_channelEntriesLimit = 100;
+constexpr int c_pageRowsLimit = 500;
+// The most errors that are told of one configuration.
+constexpr int c_configurationErrorsLimit = 1000;
+
 // Reads a bench configuration: the file with the list "objects", and the files that an object's
 // "configurationFiles" names (relative to it), whose members "channels" and "parameters" are joined
 // with the object's own "configuration" in the order given. Every file is checked against the

@@ -1,6 +1,7 @@
 #include <lib_host/file_lock.h>
 
 #include <lib_host/platform.h>
+#include <lib_utilities/plain_file.h>
 
 #include <QDeadlineTimer>
 #include <QThread>
@@ -24,8 +25,15 @@ DFileLock::DFileLock(const QString& path)
 
 DFileLock::~DFileLock() = default;
 
-bool DFileLock::lock(int milliseconds, DFileFailure* failure)
+bool DFileLock::lock(int milliseconds, DFileFailure* failure, bool* isTaken)
 {
+    if (isTaken != nullptr)
+        *isTaken = false;
+    QString reason;
+    if (!isFreeForFile(m_path, &reason)) {
+        *failure = {QStringLiteral("%1: %2").arg(m_path, reason), QStringLiteral("remove it")};
+        return false;
+    }
     const QDeadlineTimer deadline(milliseconds, Qt::PreciseTimer);
     for (;;) {
         switch (m_holder->tryLock(m_path, failure)) {
@@ -38,6 +46,8 @@ bool DFileLock::lock(int milliseconds, DFileFailure* failure)
         }
         if (deadline.hasExpired()) {
             *failure = takenFailure(m_path);
+            if (isTaken != nullptr)
+                *isTaken = true;
             return false;
         }
         QThread::usleep(c_pause);

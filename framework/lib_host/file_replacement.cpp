@@ -1,6 +1,7 @@
 #include <lib_host/file_replacement.h>
 
 #include <lib_host/platform.h>
+#include <lib_utilities/plain_file.h>
 #include <lib_utilities/platform.h>
 
 #include <QFile>
@@ -30,13 +31,16 @@ QString remedyFor(int number, const QString& folder)
 }
 
 // The system's number of what went wrong, 0 when nothing did.
-int write(QFile& file, const QByteArray& bytes)
+int write(QFile& file, const QByteArray& bytes, QFileDevice::Permissions permissions)
 {
     clearSystemError();
     // Unbuffered, so that it is here that a full disk tells. What it still had room for comes back as done;
     // the next attempt says why that was not all.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
+    // Made here, so that nobody's link is followed and nobody else has it open.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
         return systemError();
+    // Before there is anything to be read.
+    file.setPermissions(permissions);
     qint64 done = 0;
     while (done < bytes.size()) {
         const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
@@ -59,22 +63,22 @@ bool replaceFile(const QString& path, const QByteArray& bytes, DFileFailure* fai
     const QFileInfo existing(path);
     const QString folder = existing.absolutePath();
     // A device or a pipe would be replaced by a file: nobody can use it any more then.
-    if (existing.exists() && !existing.isFile()) {
-        *failure = {QStringLiteral("it is no file"), QStringLiteral("name a file")};
+    QString reason;
+    if (!isFreeForFile(path, &reason)) {
+        *failure = {reason, QStringLiteral("name a file")};
         return false;
     }
     QFile file(path + QStringLiteral(".new"));
     // What a process that was killed has left.
     file.remove();
-    const int number = write(file, bytes);
+    const int number =
+        write(file, bytes, existing.exists() ? existing.permissions() : QFile::ReadOwner | QFile::WriteOwner);
     file.close();
     if (number != 0) {
         *failure = fileFailure(errnoOf(number), qt_error_string(number), folder);
         file.remove();
         return false;
     }
-    if (existing.exists())
-        file.setPermissions(existing.permissions());
     if (!putInPlace(file.fileName(), path, failure)) {
         file.remove();
         return false;

@@ -6,8 +6,6 @@
 
 #include <memory>
 
-class QFile;
-
 // What the host needs of files, and what each operating system does in its own way.
 
 // The system's number of what went wrong in the call that has just failed, of any fault of a device where the
@@ -16,9 +14,6 @@ int systemError();
 void clearSystemError();
 // The number that errno has for it, which fileFailure() takes.
 int errnoOf(int systemError);
-
-// Opens a file that another program may just put into the place of the one before.
-bool openToRead(QFile& file);
 
 // Gives the file another name, in the place of the file that has it, at once. False with the reason when the
 // system does not; both are then as they were.

@@ -25,7 +25,9 @@ public:
     {
         m_path = QFile::encodeName(path);
         constexpr mode_t c_everybody = 0666;
-        m_descriptor = open(m_path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, c_everybody);
+        // Neither follows a link nor waits for the other end of a pipe, whoever has put them there.
+        m_descriptor = open(m_path.constData(),
+                            O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, c_everybody);
         if (m_descriptor < 0)
             return failed(path, failure);
         if (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
@@ -87,11 +89,6 @@ void clearSystemError()
 int errnoOf(int systemError)
 {
     return systemError == EDQUOT ? ENOSPC : systemError;
-}
-
-bool openToRead(QFile& file)
-{
-    return file.open(QIODevice::ReadOnly);
 }
 
 bool putInPlace(const QString& from, const QString& to, DFileFailure* failure)

@@ -1,7 +1,6 @@
 #include <lib_host/platform.h>
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
@@ -110,16 +109,6 @@ int errnoOf(int systemError)
     default:
         return 0;
     }
-}
-
-bool openToRead(QFile& file)
-{
-    for (int attempt = 1; !file.open(QIODevice::ReadOnly); ++attempt) {
-        if (attempt == c_attempts || GetLastError() != ERROR_SHARING_VIOLATION)
-            return false;
-        Sleep(c_pause);
-    }
-    return true;
 }
 
 bool putInPlace(const QString& from, const QString& to, DFileFailure* failure)

@@ -2,9 +2,8 @@
 
 #include <lib_host/file_lock.h>
 #include <lib_host/file_replacement.h>
-#include <lib_host/platform.h>
+#include <lib_utilities/plain_file.h>
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -22,6 +21,8 @@ const QString c_origins = QStringLiteral("origins");
 constexpr int c_formatVersion = 1;
 // Milliseconds. Whoever has the lock needs it for one writing, which a busy disk may draw out.
 constexpr int c_lockTime = 5000;
+// Bytes. The properties of a thousand objects are far below.
+constexpr qint64 c_propertiesLimit = 16 << 20;
 
 QVariant numberFromJson(const QJsonValue& value)
 {
@@ -136,15 +137,6 @@ QByteArray textOf(const DPropertiesFile::Objects& objects)
     return QJsonDocument(root).toJson();
 }
 
-// A file that is a link is replaced where it is.
-QString placeOf(const QString& path)
-{
-    const QFileInfo info(path);
-    if (!info.isSymLink())
-        return path;
-    return info.exists() ? info.canonicalFilePath() : info.symLinkTarget();
-}
-
 } // namespace
 
 bool DPropertiesFile::open(const QString& path, QString* error)
@@ -159,24 +151,18 @@ bool DPropertiesFile::open(const QString& path, QString* error)
 bool DPropertiesFile::read(Objects* objects, QString* error) const
 {
     const QString elsewhere = QStringLiteral(", or keep persistent properties in another file");
-    const QFileInfo info(m_path);
-    if (!m_path.isEmpty() && !info.exists())
+    QString why;
+    QByteArray bytes;
+    // Not through a link either: it would be written where that leads.
+    const bool isFree = isFreeForFile(m_path, &why);
+    if (isFree && !m_path.isEmpty() && !QFileInfo::exists(m_path))
         return true;
-    QFile file(m_path);
-    // What is no file may never end.
-    const bool isFile = m_path.isEmpty() || info.isFile();
-    if (!isFile || !openToRead(file))
+    if (!isFree || !readInputFile(m_path, c_propertiesLimit, &bytes, &why))
         return fail(error, QStringLiteral("%1: cannot be read (%2): it is left as it is; make it readable "
                                           "for this user%3")
-                               .arg(m_path, isFile ? file.errorString() : QStringLiteral("it is no file"),
-                                    elsewhere));
-    QString why;
+                               .arg(m_path, why, elsewhere));
     Objects found;
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        why = file.errorString();
-    else
-        parse(bytes, found, why);
+    parse(bytes, found, why);
     if (!why.isEmpty())
         return fail(error, QStringLiteral("%1: is no properties file (%2): it is left as it is and nothing "
                                           "is saved; repair it or move it away%3")
@@ -226,7 +212,6 @@ QVariant DPropertiesFile::drop(const QUuid& objectUuid, const QString& name)
 
 bool DPropertiesFile::save(QString* error)
 {
-    const QString place = placeOf(m_path);
     DFileFailure failure;
     const auto cannotBeWritten = [&] {
         return fail(error, QStringLiteral("%1: cannot be written (%2): %3, or keep persistent properties in "
@@ -237,7 +222,7 @@ bool DPropertiesFile::save(QString* error)
     // Beside what is no file, or none of this kind, nothing is made.
     if (!read(&objects, error))
         return false;
-    DFileLock lock(place);
+    DFileLock lock(m_path);
     if (!lock.lock(c_lockTime, &failure))
         return cannotBeWritten();
     // Another program may have saved up to now, and none does until this one has.
@@ -247,8 +232,8 @@ bool DPropertiesFile::save(QString* error)
     const QByteArray before = textOf(objects);
     merge(objects, m_changes);
     const QByteArray bytes = textOf(objects);
-    const bool isSaved = bytes == before && QFileInfo::exists(place);
-    if (!isSaved && !replaceFile(place, bytes, &failure))
+    const bool isSaved = bytes == before && QFileInfo::exists(m_path);
+    if (!isSaved && !replaceFile(m_path, bytes, &failure))
         return cannotBeWritten();
     m_objects = objects;
     m_changes.clear();

@@ -212,9 +212,13 @@ QList<DSchemaError> checkAgainstSchema(const QJsonValue& document, const QJsonOb
                      .arg(QString::fromUtf8(error.what()))}};
     }
 
+    // Each is held against all others.
+    constexpr int c_mostErrors = 1000;
     QList<Location> locations;
-    for (const valijson::ValidationResults::Error& error : results)
-        locations.append(describe(error, document, schema));
+    for (const valijson::ValidationResults::Error& error : results) {
+        if (locations.size() < c_mostErrors)
+            locations.append(describe(error, document, schema));
+    }
 
     QList<DSchemaError> errors;
     QStringList seen;

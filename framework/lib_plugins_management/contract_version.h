@@ -10,9 +10,9 @@ namespace contract_version {
 // A plug-in runs in a host of the same number only.
 constexpr int c_breaking = 1;
 // A host may have a higher one than the plug-in was built against, not a lower one.
-constexpr int c_compatible = 0;
+constexpr int c_compatible = 1;
 
-// The entry of the metadata: "1.0".
+// The entry of the metadata: "1.1".
 constexpr char c_contract[] = "contract";
 
 } // namespace contract_version

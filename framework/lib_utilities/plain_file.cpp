@@ -4,15 +4,45 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryFile>
+
+#include <filesystem>
+#include <system_error>
+#include <type_traits>
+
+namespace {
+
+// As Qt names the file to the system.
+std::filesystem::path systemPath(const QString& path)
+{
+    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>)
+        return path.toStdWString();
+    else
+        return QFile::encodeName(path).toStdString();
+}
+
+// A file with these bytes and permissions beside that of the path. Its name, or nothing with the reason.
+QString madeBeside(const QString& path, const QByteArray& bytes, QFileDevice::Permissions permissions,
+                   QString* reason)
+{
+    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    const bool isWritten = file.open() && file.write(bytes) == bytes.size() && file.flush() &&
+                           synchronise(file) && file.error() == QFileDevice::NoError &&
+                           file.setPermissions(permissions);
+    *reason = file.errorString();
+    file.setAutoRemove(!isWritten);
+    return isWritten ? file.fileName() : QString();
+}
+
+} // namespace
 
 QString notPlainFile()
 {
     return QStringLiteral("it is no file: a folder, a pipe or a device");
 }
 
-bool openPlainFile(QFile& file, const QString& path, QString* reason)
+bool isFreeForFile(const QString& path, QString* reason)
 {
-    // Before it is opened: that alone has an effect on some devices.
     const QFileInfo info(path);
     if (info.isSymLink()) {
         *reason = QStringLiteral("it is a symbolic link, which is not followed");
@@ -22,6 +52,72 @@ bool openPlainFile(QFile& file, const QString& path, QString* reason)
         *reason = notPlainFile();
         return false;
     }
+    return true;
+}
+
+bool openPlainFile(QFile& file, const QString& path, QString* reason)
+{
+    // Before it is opened: that alone has an effect on some devices.
     constexpr QIODevice::OpenMode c_mode = QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered;
-    return openWithoutFollowing(file, path, c_mode, reason);
+    return isFreeForFile(path, reason) && openWithoutFollowing(file, path, c_mode, reason);
+}
+
+bool openInputFile(QFile& file, const QString& path, QString* reason)
+{
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile()) {
+        *reason = info.isDir() ? QStringLiteral("it is a folder; a file is needed") : notPlainFile();
+        return false;
+    }
+    return openToRead(file, path, reason);
+}
+
+bool readInputFile(const QString& path, qint64 limit, QByteArray* bytes, QString* reason)
+{
+    QFile file;
+    if (!openInputFile(file, path, reason))
+        return false;
+    bytes->clear();
+    // Some files tell no size, and one may grow while it is read.
+    constexpr qint64 c_piece = 1 << 16;
+    qint64 wanted = file.size() > limit ? 0 : file.size() + 1;
+    while (wanted > 0 && bytes->size() <= limit) {
+        const QByteArray piece = file.read(wanted);
+        if (piece.isEmpty())
+            break;
+        bytes->append(piece);
+        wanted = c_piece;
+    }
+    if (file.error() != QFileDevice::NoError) {
+        *reason = file.errorString();
+        return false;
+    }
+    if (file.size() > limit || bytes->size() > limit) {
+        bytes->clear();
+        *reason = QStringLiteral("it has more than the %1 bytes that are read").arg(limit);
+        return false;
+    }
+    return true;
+}
+
+bool putFile(const QString& path, const QByteArray& bytes, QString* reason)
+{
+    if (!isFreeForFile(path, reason))
+        return false;
+    const QFileInfo existing(path);
+    const QString made =
+        madeBeside(path, bytes,
+                   existing.exists() ? existing.permissions() : QFile::ReadOwner | QFile::WriteOwner, reason);
+    if (made.isEmpty())
+        return false;
+    // In the place of whatever has the name by now: a link is replaced, not followed.
+    std::error_code renaming;
+    std::filesystem::rename(systemPath(made), systemPath(path), renaming);
+    if (renaming) {
+        QFile::remove(made);
+        *reason = QString::fromLocal8Bit(renaming.message().c_str());
+        return false;
+    }
+    synchroniseFolder(existing.absolutePath());
+    return true;
 }

@@ -2,16 +2,36 @@
 
 #include <lib_utilities/lib_utilities_global.h>
 
+#include <QByteArray>
 #include <QString>
 
 class QFile;
 
-// Opens the file of this path to read and append to it, unbuffered, and makes it when it is not there. `file`
-// is closed before; it has no name of its own afterwards. Only a plain file: a symbolic link is not followed
-// to somebody else's file, and a folder, pipe or device is not opened. False with the reason when that cannot
-// be done. On Unix nobody can put something else in the place of the file between the look at it and its
-// opening.
+// Files as they are opened in a folder that others write to as well, and by a name that others have given.
+// Each function returns false with the reason when it cannot be done.
+
+// Opens the file of this path to read and append to it, unbuffered, and makes it when it is not there, for
+// this user alone. `file` is closed before; it has no name of its own afterwards. Only a plain file: a
+// symbolic link is not followed to somebody else's file, and a folder, pipe or device is not opened. On Unix
+// nobody can put something else in the place of the file between the look at it and its opening.
 LIB_UTILITIES_EXPORT bool openPlainFile(QFile& file, const QString& path, QString* reason);
+
+// Opens a file that is there to read it. A pipe or a device, which may never end, is not opened, and nothing
+// is waited for; links are followed, for what is read is judged by what is in it. As above, `file` has no
+// name of its own afterwards.
+LIB_UTILITIES_EXPORT bool openInputFile(QFile& file, const QString& path, QString* reason);
+// All that is in such a file, which must not be more than so many bytes.
+LIB_UTILITIES_EXPORT bool readInputFile(const QString& path, qint64 limit, QByteArray* bytes,
+                                        QString* reason);
+
+// May a file of this name be made, or what is there be replaced by one? Not in the place of a symbolic link,
+// a folder, a pipe or a device.
+LIB_UTILITIES_EXPORT bool isFreeForFile(const QString& path, QString* reason);
+
+// Puts a file with these bytes into the place of the one at `path`, which may be missing: made beside it
+// under a name that nothing had, for this user alone, and renamed. A file that is replaced keeps its
+// permissions.
+LIB_UTILITIES_EXPORT bool putFile(const QString& path, const QByteArray& bytes, QString* reason);
 
 // Why what is there is not opened.
 QString notPlainFile();

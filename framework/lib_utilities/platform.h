@@ -13,6 +13,8 @@ class QFile;
 
 // Opens a plain file of this path and no symbolic link; makes it when it is not there. For openPlainFile().
 bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason);
+// Opens a plain file, of which another program may just put another one into the place. For openInputFile().
+bool openToRead(QFile& file, const QString& path, QString* reason);
 
 // Down to the disk, not only to the operating system. False when that failed.
 LIB_UTILITIES_EXPORT bool synchronise(const QFile& file);
@@ -24,7 +26,8 @@ LIB_UTILITIES_EXPORT void synchroniseFolder(const QString& folder);
 LIB_UTILITIES_EXPORT QStringList programArguments(int& argc, char** argv);
 
 // While it lives, standard output and standard error take bytes as they are, and a terminal shows them as
-// UTF-8 with the control sequences for colours. One in a process, first of all in main().
+// UTF-8 with the control sequences for colours; standard streams that the program was started without are the
+// null device. One in a process, first of all in main().
 class LIB_UTILITIES_EXPORT StandardStreams
 {
 public:

@@ -12,13 +12,17 @@
 namespace {
 
 // Of the file; -1 with the reason when it is none or cannot be opened.
-int plainDescriptor(const QString& path, QString* reason)
+int plainDescriptor(const QString& path, int flags, QString* reason)
 {
-    constexpr mode_t c_permissions = 0666; // less what the user's mask takes away
+    // The system would open the file that has the part before the character for its name.
+    if (path.contains(QChar(0))) {
+        *reason = QStringLiteral("a zero character is no part of a file name");
+        return -1;
+    }
+    constexpr mode_t c_permissions = S_IRUSR | S_IWUSR;
     // Neither waits for the other end of a pipe nor makes a terminal the program's own.
     const int descriptor =
-        ::open(QFile::encodeName(path).constData(),
-               O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, c_permissions);
+        ::open(QFile::encodeName(path).constData(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, c_permissions);
     if (descriptor < 0) {
         *reason = QString::fromLocal8Bit(std::strerror(errno));
         return -1;
@@ -32,11 +36,8 @@ int plainDescriptor(const QString& path, QString* reason)
     return -1;
 }
 
-} // namespace
-
-bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
+bool openDescriptor(QFile& file, int descriptor, QIODevice::OpenMode mode, QString* reason)
 {
-    const int descriptor = plainDescriptor(path, reason);
     if (descriptor < 0)
         return false;
     if (file.open(descriptor, mode, QFileDevice::AutoCloseHandle))
@@ -44,6 +45,19 @@ bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode 
     ::close(descriptor);
     *reason = file.errorString();
     return false;
+}
+
+} // namespace
+
+bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
+{
+    return openDescriptor(file, plainDescriptor(path, O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW, reason), mode,
+                          reason);
+}
+
+bool openToRead(QFile& file, const QString& path, QString* reason)
+{
+    return openDescriptor(file, plainDescriptor(path, O_RDONLY, reason), QIODevice::ReadOnly, reason);
 }
 
 bool synchronise(const QFile& file)
@@ -70,5 +84,13 @@ QStringList programArguments(int& argc, char** argv)
 }
 
 // Nothing is done to bytes here, and a terminal has the encoding that its user chose.
-StandardStreams::StandardStreams() = default;
+StandardStreams::StandardStreams()
+{
+    // What is closed would be the number of the next file that the program opens, and its texts would go
+    // there.
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            static_cast<void>(::open("/dev/null", O_RDWR | O_NOCTTY));
+    }
+}
 StandardStreams::~StandardStreams() = default;

@@ -1,3 +1,4 @@
+#include <lib_utilities/plain_file.h>
 #include <lib_utilities/platform.h>
 
 #include <QCoreApplication>
@@ -42,15 +43,41 @@ void prepare(Terminal& terminal, DWORD which, FILE* stream)
     }
 }
 
+// Names of devices ("CON", "COM1") stand in every folder.
+bool isOnDisk(QFile& file, QString* reason)
+{
+    if (GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(file.handle()))) == FILE_TYPE_DISK)
+        return true;
+    file.close();
+    *reason = notPlainFile();
+    return false;
+}
+
 } // namespace
 
 bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
 {
     file.setFileName(path);
     if (file.open(mode))
-        return true;
+        return isOnDisk(file, reason);
     *reason = file.errorString();
     return false;
+}
+
+bool openToRead(QFile& file, const QString& path, QString* reason)
+{
+    // A file that is just being replaced cannot be opened; soon it can.
+    constexpr int c_attempts = 20;
+    constexpr DWORD c_pause = 10; // ms
+    file.setFileName(path);
+    for (int attempt = 1; !file.open(QIODevice::ReadOnly); ++attempt) {
+        if (attempt == c_attempts || GetLastError() != ERROR_SHARING_VIOLATION) {
+            *reason = file.errorString();
+            return false;
+        }
+        Sleep(c_pause);
+    }
+    return isOnDisk(file, reason);
 }
 
 bool synchronise(const QFile& file)

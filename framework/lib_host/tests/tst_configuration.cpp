@@ -17,6 +17,10 @@
 #include <QTest>
 #include <QUuid>
 
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
+
 namespace {
 
 QJsonObject objectFrom(const char* json)
@@ -122,6 +126,13 @@ private Q_SLOTS:
     void everyKeyMisspelt();
     void missingFile();
     void folder();
+    void endless();
+    void sizeLimit();
+    void zeroCharacter();
+    void countLimits_data();
+    void countLimits();
+    void entriesLimit();
+    void errorsLimit();
     void noJson();
     void missingPart();
     void syntax_data();
@@ -449,6 +460,129 @@ void tst_Configuration::folder()
     const DLoadedConfiguration loaded = load(m_folder->path());
     QCOMPARE(loaded.errors.size(), 1);
     QVERIFY(loaded.errors.at(0).message.contains("folder"));
+}
+
+void tst_Configuration::endless()
+{
+#ifdef Q_OS_UNIX
+    QCOMPARE(mkfifo(QFile::encodeName(path("pipe")).constData(), 0600), 0);
+    for (const QString& endless : {path("pipe"), QString("/dev/zero")}) {
+        const DLoadedConfiguration loaded = load(endless);
+        QCOMPARE(loaded.errors.size(), 1);
+        QCOMPARE(loaded.errors.at(0).file, endless);
+        QVERIFY(loaded.errors.at(0).message.contains("no file"));
+    }
+    // As one of the files that a configuration names.
+    QVERIFY(QFile::remove(path("map.json")));
+    QVERIFY(QFile::rename(path("pipe"), path("map.json")));
+    const DLoadedConfiguration loaded = load(path("bench.json"));
+    QCOMPARE(loaded.errors.size(), 1);
+    QCOMPARE(loaded.errors.at(0).file, path("map.json"));
+#else
+    QSKIP("no pipe has a name in a folder here");
+#endif
+}
+
+void tst_Configuration::zeroCharacter()
+{
+    const QByteArray good(c_bench);
+    for (const char* const text : {"a\\u0000b", "\\u0000", "\\\\\\u0000"}) {
+        write("bench.json", QByteArray(good).replace("\"mdc\"", '"' + QByteArray(text) + '"'));
+        const DLoadedConfiguration loaded = load(path("bench.json"));
+        QVERIFY(!loaded.errors.isEmpty());
+        QVERIFY2(loaded.errors.at(0).message.contains("zero character") &&
+                     loaded.errors.at(0).message.contains("line 7"),
+                 qPrintable(loaded.errors.at(0).message));
+    }
+    // A text that only looks like it.
+    write("bench.json", QByteArray(good).replace("\"mdc\"", "\"a\\\\u0000b\""));
+    QVERIFY(load(path("bench.json")).errors.isEmpty());
+}
+
+// At each limit, and one above.
+void tst_Configuration::countLimits_data()
+{
+    QTest::addColumn<int>("objects");
+    QTest::addColumn<int>("files");
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("at all of them") << c_objectsLimit << c_objectFilesLimit << c_channelsLimit
+                                    << c_pageRowsLimit << QString();
+    QTest::newRow("objects") << c_objectsLimit + 1 << 1 << 1 << 1 << "more than 1000 objects";
+    QTest::newRow("files") << 1 << c_objectFilesLimit + 1 << 1 << 1 << "more than 100 configuration files";
+    QTest::newRow("channels") << 1 << 1 << c_channelsLimit + 1 << 1 << "more than 10000 channels";
+    QTest::newRow("rows") << 1 << 1 << c_pageRowsLimit + 1 << c_pageRowsLimit + 1 << "more than 500 rows";
+}
+
+void tst_Configuration::countLimits()
+{
+    QFETCH(int, objects);
+    QFETCH(int, files);
+    QFETCH(int, channels);
+    QFETCH(int, rows);
+    QFETCH(QString, error);
+    QJsonArray list;
+    QJsonArray names;
+    for (int i = 0; i < files; ++i) {
+        names.append(QString("part%1.json").arg(i));
+        write(names.at(i).toString(), "{}");
+    }
+    for (int i = 0; i < objects; ++i)
+        list.append(QJsonObject{{"id", QUuid::createUuid().toString()},
+                                {"name", QString::number(i)},
+                                {"plugin", "{5b1e07c4-3d9a-4f62-a8b7-91c2e4d0f3a6}"}});
+    QJsonArray map;
+    for (int i = 0; i < channels; ++i) {
+        const QJsonObject entry{{"id", "display"}, {"value", i < rows ? "information" : "command"}};
+        map.append(QJsonObject{{"id", QString("c%1").arg(i)}, {"value", QJsonArray{entry}}});
+    }
+    QJsonObject device = list.at(0).toObject();
+    device.insert("driver", device.value("id"));
+    device.insert("configurationFiles", names);
+    device.insert("configuration", QJsonObject{{"channels", map}});
+    list.replace(0, device);
+    write("bench.json", QJsonDocument(QJsonObject{{"version", 1}, {"objects", list}}).toJson());
+    const DLoadedConfiguration loaded = load(path("bench.json"));
+    QCOMPARE(loaded.errors.size(), error.isEmpty() ? 0 : 1);
+    QVERIFY2(error.isEmpty() || loaded.errors.at(0).message.contains(error),
+             qPrintable(loaded.errors.value(0).toString()));
+}
+
+void tst_Configuration::entriesLimit()
+{
+    for (const int count : {c_channelEntriesLimit, c_channelEntriesLimit + 1}) {
+        QJsonArray entries;
+        for (int i = 0; i < count; ++i)
+            entries.append(QJsonObject{{"id", QString::number(i)}, {"value", i}});
+        const QJsonArray channels{QJsonObject{{"id", "many"}, {"value", entries}}};
+        write("map.json", QJsonDocument(QJsonObject{{"channels", channels}}).toJson());
+        const DLoadedConfiguration loaded = load(path("bench.json"));
+        QCOMPARE(loaded.errors.isEmpty(), count == c_channelEntriesLimit);
+        QVERIFY(loaded.errors.isEmpty() || loaded.errors.at(0).message.contains("more than 100 entries"));
+    }
+}
+
+// What is wrong a million times is told a thousand times.
+void tst_Configuration::errorsLimit()
+{
+    QByteArray map = "{\"channels\": [";
+    for (int i = 0; i < 3000; ++i)
+        map += i == 0 ? "{\"id\": \"same\", \"value\": []}" : ",{\"id\": \"same\", \"value\": []}";
+    write("map.json", map + "]}");
+    QCOMPARE(load(path("bench.json")).errors.size(), c_configurationErrorsLimit);
+}
+
+void tst_Configuration::sizeLimit()
+{
+    for (const qint64 size : {c_configurationSizeLimit, c_configurationSizeLimit + 1}) {
+        QByteArray text(c_map);
+        text += QByteArray(static_cast<int>(size) - text.size(), ' ');
+        write("map.json", text);
+        const DLoadedConfiguration loaded = load(path("bench.json"));
+        QCOMPARE(loaded.errors.isEmpty(), size == c_configurationSizeLimit);
+        QVERIFY(loaded.errors.isEmpty() || loaded.errors.at(0).message.contains("4194304 bytes"));
+    }
 }
 
 void tst_Configuration::noJson()

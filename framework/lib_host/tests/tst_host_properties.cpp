@@ -24,6 +24,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -39,6 +40,8 @@ private Q_SLOTS:
     void corruptPropertiesFile_data();
     void corruptPropertiesFile();
     void propertiesCannotBeWritten();
+    void trapsAsProperties();
+    void propertiesSizeLimit();
     void propertiesDiskIsFull();
     void savesAreCoalesced();
     void savedBeforeTheNextInstruction_data();
@@ -313,6 +316,61 @@ void tst_HostProperties::propertiesCannotBeWritten()
 
     ScriptedBench unreadable({}, {}, folder.path());
     QVERIFY(unreadable.propertiesError.contains(folder.path()));
+}
+
+// A link leads to somebody else's file, and a pipe is waited for.
+void tst_HostProperties::trapsAsProperties()
+{
+#ifdef Q_OS_UNIX
+    QTemporaryDir folder;
+    const QString theirs = folder.filePath("theirs");
+    const QString link = folder.filePath("link");
+    const QString pipe = folder.filePath("pipe");
+    const QString plain = folder.filePath("plain");
+    QVERIFY(QFile::link(theirs, link));
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    QCOMPARE(mkfifo(QFile::encodeName(plain + ".lock").constData(), 0600), 0);
+    for (const QString& path : {link, pipe, plain}) {
+        ScriptedBench bench({}, {}, path);
+        QVERIFY2(path == plain || bench.propertiesError.contains(path), qPrintable(bench.propertiesError));
+        QSignalSpy notSaved(bench.host.get(), &DHost::propertiesNotSaved);
+        bench.host->findInstance(c_device)->setProperty("value", 1, true);
+        QTRY_COMPARE(notSaved.size(), 1);
+        QVERIFY(notSaved.first().first().toString().contains(path));
+    }
+    QVERIFY(!QFile::exists(theirs));
+    QVERIFY(!QFile::exists(plain));
+
+    // Nor is the file that is made on the way.
+    QVERIFY(QFile::remove(plain + ".lock"));
+    QVERIFY(QFile::link(theirs, plain + ".new"));
+    ScriptedBench bench({}, {}, plain);
+    bench.host->findInstance(c_device)->setProperty("value", 1, true);
+    QTRY_VERIFY(QFile::exists(plain));
+    QVERIFY(!QFile::exists(theirs));
+    QCOMPARE(int(QFile(plain).permissions()),
+             int(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser));
+#else
+    QSKIP("no pipe has a name in a folder here, and a link needs a right of its own");
+#endif
+}
+
+void tst_HostProperties::propertiesSizeLimit()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("properties.json");
+    const QByteArray good = "{\"version\": 1, \"objects\": {}}";
+    constexpr int c_limit = 16 << 20;
+    for (const int size : {c_limit, c_limit + 1}) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(good + QByteArray(size - good.size(), ' '));
+        file.close();
+        const ScriptedBench bench({}, {}, path);
+        QCOMPARE(bench.propertiesError.isEmpty(), size == c_limit);
+        QVERIFY2(size == c_limit || bench.propertiesError.contains("16777216 bytes"),
+                 qPrintable(bench.propertiesError));
+    }
 }
 
 void tst_HostProperties::propertiesDiskIsFull()

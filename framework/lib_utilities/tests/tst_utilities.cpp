@@ -1,12 +1,20 @@
 #include <lib_utilities/conversions.h>
 #include <lib_utilities/d_object.h>
 #include <lib_utilities/date.h>
+#include <lib_utilities/plain_file.h>
 #include <lib_utilities/version.h>
 
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <limits>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
 
 class tst_Utilities : public QObject
 {
@@ -26,7 +34,22 @@ private Q_SLOTS:
     void mapToString();
     void date();
     void object();
+    void inputFile();
+    void inputFileLimit();
+    void inputThatNeverEnds();
+    void putsFile();
+    void putsNoFile();
 };
+
+namespace {
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+} // namespace
 
 void tst_Utilities::versionFromString_data()
 {
@@ -158,6 +181,107 @@ void tst_Utilities::object()
     QCOMPARE(object->parent(), &parent);
     QVERIFY(object->inherits("QObject"));
     QCOMPARE(object->metaObject()->className(), "DObject");
+}
+
+void tst_Utilities::inputFile()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("input");
+    QByteArray bytes;
+    QString reason;
+    QVERIFY(!readInputFile(path, 10, &bytes, &reason));
+    QVERIFY(!reason.isEmpty());
+    for (const QString& none : {folder.path(), QString(), path + QChar(0) + "x"}) {
+        reason.clear();
+        QVERIFY(!readInputFile(none, 10, &bytes, &reason));
+        QVERIFY(!reason.isEmpty());
+    }
+    QVERIFY(putFile(path, "input", &reason));
+    QVERIFY2(readInputFile(path, 10, &bytes, &reason), qPrintable(reason));
+    QCOMPARE(bytes, QByteArray("input"));
+#ifdef Q_OS_LINUX
+    // It tells no size.
+    QVERIFY2(readInputFile("/proc/self/status", 1 << 16, &bytes, &reason), qPrintable(reason));
+    QVERIFY(bytes.contains("Name:"));
+    QVERIFY(!readInputFile("/proc/self/status", 16, &bytes, &reason));
+#endif
+}
+
+void tst_Utilities::inputFileLimit()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("input");
+    constexpr int c_limit = 200000;
+    QByteArray bytes;
+    QString reason;
+    QVERIFY(putFile(path, QByteArray(c_limit, 'x'), &reason));
+    QVERIFY2(readInputFile(path, c_limit, &bytes, &reason), qPrintable(reason));
+    QCOMPARE(bytes.size(), c_limit);
+    QVERIFY(putFile(path, QByteArray(c_limit + 1, 'x'), &reason));
+    QVERIFY(!readInputFile(path, c_limit, &bytes, &reason));
+    QVERIFY2(reason.contains("200000 bytes"), qPrintable(reason));
+    QCOMPARE(bytes, QByteArray());
+}
+
+void tst_Utilities::inputThatNeverEnds()
+{
+#ifdef Q_OS_UNIX
+    QTemporaryDir folder;
+    const QString pipe = folder.filePath("pipe");
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    QVERIFY(QFile::link(pipe, folder.filePath("link")));
+    for (const QString& path : {pipe, folder.filePath("link"), QString("/dev/zero")}) {
+        QFile file;
+        QString reason;
+        QVERIFY(!openInputFile(file, path, &reason));
+        QVERIFY2(reason.contains("no file"), qPrintable(reason));
+        QVERIFY(!openPlainFile(file, path, &reason));
+        QVERIFY(!putFile(path, "bytes", &reason));
+    }
+#else
+    QSKIP("no pipe has a name in a folder here");
+#endif
+}
+
+void tst_Utilities::putsFile()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QString::fromUtf8("put-\xc3\xa9"));
+    QString reason;
+    QVERIFY2(putFile(path, "one", &reason), qPrintable(reason));
+    QCOMPARE(contentOf(path), QByteArray("one"));
+#ifdef Q_OS_UNIX
+    constexpr auto c_own = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+    QCOMPARE(int(QFile(path).permissions()), int(c_own));
+    QVERIFY(QFile::setPermissions(path, c_own | QFile::ReadGroup));
+#endif
+    QVERIFY2(putFile(path, "another", &reason), qPrintable(reason));
+    QCOMPARE(contentOf(path), QByteArray("another"));
+#ifdef Q_OS_UNIX
+    QCOMPARE(int(QFile(path).permissions()), int(c_own | QFile::ReadGroup));
+#endif
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+void tst_Utilities::putsNoFile()
+{
+    QTemporaryDir folder;
+    QString reason;
+    QVERIFY(!putFile(folder.path(), "bytes", &reason));
+    QVERIFY(!putFile(folder.filePath("none/file"), "bytes", &reason));
+#ifdef Q_OS_UNIX
+    const QString theirs = folder.filePath("theirs");
+    const QString link = folder.filePath("link");
+    QVERIFY(QFile::link(theirs, link));
+    for (const QByteArray& content : {QByteArray("(none)"), QByteArray("dear to me")}) {
+        QVERIFY(!putFile(link, "bytes", &reason));
+        QVERIFY2(reason.contains("symbolic link"), qPrintable(reason));
+        QCOMPARE(contentOf(theirs), content);
+        QVERIFY(QFileInfo(link).isSymLink());
+        QVERIFY(putFile(theirs, "dear to me", &reason));
+    }
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden | QDir::System).size(), 2);
+#endif
 }
 
 QTEST_GUILESS_MAIN(tst_Utilities)
