@@ -9,6 +9,7 @@ void Interrupt::request()
 
 void Interrupt::tell()
 {
+    calmDown();
     if (std::exchange(m_requested, true))
         return;
     Q_EMIT interrupted();

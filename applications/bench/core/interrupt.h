@@ -4,12 +4,15 @@
 
 // Ctrl-C, a request to terminate and a terminal that closes as a Qt signal. One at a time in a process; needs
 // an event loop. The second Ctrl-C ends the process at once with exit code 130: whatever the first one waits
-// for, the person at the keyboard has the last word.
+// for, the person at the keyboard has the last word. So does the first one that no event loop has taken for
+// c_patience: what is busy or blocked for so long would not hear of it.
 class Interrupt : public QObject
 {
     Q_OBJECT
 
 public:
+    static constexpr int c_patience = 2; // s
+
     explicit Interrupt(QObject* parent = nullptr);
     // Restores what the signals did before.
     ~Interrupt() override;
@@ -23,6 +26,8 @@ Q_SIGNALS:
 
 private:
     void tell();
+    // It is heard: the process is not ended any more.
+    static void calmDown();
 
     bool m_requested = false;
 };

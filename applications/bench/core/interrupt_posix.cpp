@@ -13,17 +13,19 @@ namespace {
 // A signal handler may call next to nothing: it writes a byte that the event loop reads.
 std::array<int, 2> s_pipe{-1, -1};
 volatile std::sig_atomic_t s_count = 0;
-constexpr std::array c_signals{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array c_signals{SIGINT, SIGTERM, SIGHUP, SIGALRM};
 // A write that cannot be done is told by the write.
 constexpr std::array c_ignored{SIGPIPE, SIGXFSZ};
 std::array<struct sigaction, c_signals.size()> s_previous;
 std::array<struct sigaction, c_ignored.size()> s_previousIgnored;
 
+// The alarm that the first signal has set is as good as a second signal.
 extern "C" void onSignal(int)
 {
     s_count = s_count + 1;
     if (s_count > 1)
         _exit(static_cast<int>(ExitCode::Interrupted));
+    alarm(Interrupt::c_patience);
     const char byte = 1;
     const ssize_t written = write(s_pipe[1], &byte, 1);
     static_cast<void>(written);
@@ -59,10 +61,16 @@ Interrupt::Interrupt(QObject* parent)
         sigaction(c_ignored.at(i), &ignored, &s_previousIgnored.at(i));
 }
 
+void Interrupt::calmDown()
+{
+    alarm(0);
+}
+
 Interrupt::~Interrupt()
 {
     if (s_pipe[0] < 0)
         return;
+    alarm(0);
     for (std::size_t i = 0; i < c_signals.size(); ++i)
         sigaction(c_signals.at(i), &s_previous.at(i), nullptr);
     for (std::size_t i = 0; i < c_ignored.size(); ++i)

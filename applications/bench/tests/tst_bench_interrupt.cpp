@@ -1,5 +1,8 @@
 // Ctrl-C on the built program.
 
+#include "applications/bench/core/interrupt.h"
+
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -7,12 +10,24 @@
 #include <QTest>
 
 #include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an answer
 
 const QString c_program = QStringLiteral(MDC_BINARY_DIRECTORY "/bin/mdc-bench");
+
+// -1 as long as it runs, and when it has crashed. It stays to be asked again.
+int exitCodeOf(pid_t child)
+{
+    siginfo_t end{};
+    if (waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        end.si_pid != child)
+        return -1;
+    return end.si_code == CLD_EXITED ? end.si_status : -1;
+}
 
 } // namespace
 
@@ -67,6 +82,46 @@ private Q_SLOTS:
             QCOMPARE(object.value("value").toArray().size(), 1);
         }
         QCOMPARE(process.readAllStandardError(), QByteArray());
+    }
+
+    void busyProgram_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("Ctrl-C") << SIGINT;
+        QTest::newRow("a request to terminate") << SIGTERM;
+    }
+
+    // What is busy for good, or waits without an event loop, is ended by one signal all the same.
+    void busyProgram()
+    {
+        QFETCH(int, signal);
+        QElapsedTimer time;
+        time.start();
+        const pid_t child = fork();
+        if (child == 0) {
+            const Interrupt interrupt;
+            ::raise(signal);
+            for (;;)
+                ::pause();
+        }
+        QVERIFY(child > 0);
+        QTRY_COMPARE_WITH_TIMEOUT(exitCodeOf(child), 130, c_programTimeout);
+        QVERIFY(time.elapsed() >= Interrupt::c_patience * 900);
+    }
+
+    // One that hears of it takes as long as it needs.
+    void heardInterruptDoesNotEnd()
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            const Interrupt interrupt;
+            ::raise(SIGTERM);
+            while (!interrupt.requested())
+                QCoreApplication::processEvents();
+            _exit(alarm(0) == 0 ? 0 : 1);
+        }
+        QVERIFY(child > 0);
+        QTRY_COMPARE_WITH_TIMEOUT(exitCodeOf(child), 0, c_programTimeout);
     }
 
     void secondInterruptEndsAtOnce()
