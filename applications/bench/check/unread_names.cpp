@@ -7,6 +7,7 @@
 
 #include <QRegularExpression>
 
+#include <cstdlib>
 #include <optional>
 
 namespace {
@@ -67,7 +68,7 @@ QList<Finding> checkEntryNames(const DescribedChannel& channel)
         if (readEntries().contains(name))
             continue;
         for (const QString& other : readEntries()) {
-            if (editDistance(name, other) > 1)
+            if (std::abs(name.size() - other.size()) > 1 || editDistance(name, other) > 1)
                 continue;
             findings.append(
                 {FindingLevel::Warning, subjectOf(channel.id),
@@ -186,7 +187,9 @@ bool isSlipOf(const QString& name, const QString& meant)
     if (name.startsWith(meant) && c_number.match(name.mid(meant.size())).hasMatch())
         return false;
     constexpr int c_longName = 8;
-    return name != meant && editDistance(name, meant) <= (meant.size() < c_longName ? 1 : 2);
+    const int most = meant.size() < c_longName ? 1 : 2;
+    // Most names are told apart by their lengths.
+    return name != meant && std::abs(name.size() - meant.size()) <= most && editDistance(name, meant) <= most;
 }
 
 // `bases`: all that are read, without suffixes.

@@ -236,7 +236,7 @@ void checkGroups(const QList<BackupRangeItem>& items, TextReport& report)
     for (const BackupRangeItem& item : items) {
         if (isBackupRange(item))
             continue;
-        if (restoreGroups({item}, 1, 1).fault == RestoreGroups::CeTooLarge) {
+        if (!isListable(item)) {
             report.error(QStringLiteral("%1 has too large a number, or lists more than %2 registers: no "
                                         "restore is possible")
                              .arg(item.text)

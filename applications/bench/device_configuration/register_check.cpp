@@ -4,9 +4,9 @@
 #include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
 
+#include <QHash>
 #include <QStringList>
 
-#include <algorithm>
 #include <optional>
 
 namespace {
@@ -84,17 +84,25 @@ QList<Finding> checkSharedRegisters(const QJsonObject& configuration)
 {
     const QList<DescribedChannel> channels = channelsOf(configuration);
     QList<WrittenChannel> all;
-    for (const DescribedChannel& channel : channels) {
-        if (const std::optional<WrittenChannel> written = writtenChannel(channel))
-            all.append(*written);
-    }
+    // Indices in `all`.
+    struct AtAddress
+    {
+        QList<int> all;
+        QList<int> needed;
+    };
+    QHash<int, AtAddress> addresses;
     QList<Finding> findings;
-    for (int i = 1; i < all.size(); ++i) {
-        for (int j = 0; j < i; ++j) {
-            const WrittenChannel& one = all.at(i);
-            const WrittenChannel& other = all.at(j);
-            if (!isOneRegister(one, other) || !applyTogether(one, other) ||
-                (one.need == nullptr && other.need == nullptr))
+    for (const DescribedChannel& channel : channels) {
+        const std::optional<WrittenChannel> written = writtenChannel(channel);
+        if (!written)
+            continue;
+        AtAddress& beside = addresses[written->address];
+        // Of two channels that no command writes nothing is said.
+        const QList<int> others = written->need == nullptr ? beside.needed : beside.all;
+        for (const int index : others) {
+            const WrittenChannel& one = *written;
+            const WrittenChannel& other = all.at(index);
+            if (!isOneRegister(one, other) || !applyTogether(one, other))
                 continue;
             findings.append(
                 {FindingLevel::Error,
@@ -106,6 +114,10 @@ QList<Finding> checkSharedRegisters(const QJsonObject& configuration)
                  QStringLiteral("correct the \"register\" of one of them"),
                  {one.channel->id, other.channel->id}});
         }
+        beside.all.append(all.size());
+        if (written->need != nullptr)
+            beside.needed.append(all.size());
+        all.append(*written);
     }
     return findings;
 }

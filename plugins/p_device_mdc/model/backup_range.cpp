@@ -31,15 +31,19 @@ int lengthOf(const RegisterSpan& span)
     return static_cast<int>(std::min<qint64>(length, c_groupRangeLimit + 1));
 }
 
-// False when the span is too long to be listed.
-bool appendRegisters(QList<int>& registers, const RegisterSpan& span)
+constexpr RegisterSpan c_noSpan{1, 0};
+
+bool fits(const BackupRangeItem& item)
+{
+    return item.isReadable && lengthOf(item.span) <= c_groupRangeLimit &&
+           lengthOf(item.secondSpan.value_or(c_noSpan)) <= c_groupRangeLimit;
+}
+
+void appendRegisters(QList<int>& registers, const RegisterSpan& span)
 {
     const int length = lengthOf(span);
-    if (length > c_groupRangeLimit)
-        return false;
     for (int i = 0; i < length; ++i)
         registers.append(span.first + i);
-    return true;
 }
 
 } // namespace
@@ -93,6 +97,12 @@ std::optional<BackupRange> backupRange(const QList<BackupRangeItem>& items)
     return found;
 }
 
+bool isListable(const BackupRangeItem& group)
+{
+    // Of a group that no restore writes nobody needs the list.
+    return fits(group) || (!presetNumber(group.name) && !isExtraGroup(group.name));
+}
+
 RestoreGroups restoreGroups(const QList<BackupRangeItem>& items, int firstRegister, int count)
 {
     RestoreGroups result;
@@ -107,15 +117,13 @@ RestoreGroups restoreGroups(const QList<BackupRangeItem>& items, int firstRegist
             continue;
         }
         QList<int> registers;
-        bool isListed = item.isReadable && appendRegisters(registers, item.span) &&
-                        appendRegisters(registers, item.secondSpan.value_or(RegisterSpan{1, 0}));
-        // Of a group that no restore writes nobody needs the list.
-        if (!isListed && !presetNumber(item.name) && !isExtraGroup(item.name)) {
-            registers.clear();
-            isListed = true;
+        if (fits(item)) {
+            appendRegisters(registers, item.span);
+            appendRegisters(registers, item.secondSpan.value_or(c_noSpan));
         }
-        listed += registers.size() - result.groups.value(item.name).size();
-        if (!isListed || listed > c_groupRegistersLimit)
+        // One that is replaced by a later one of its name has been listed too.
+        listed += registers.size();
+        if (!isListable(item) || listed > c_groupRegistersLimit)
             return {RestoreGroups::CeTooLarge, item.text, {}};
         result.groups.insert(item.name, registers);
     }

@@ -18,7 +18,8 @@
 
 // The most registers that a backup can have: it is read from register 1 on, and addresses end at 65535.
 constexpr int c_backupRegistersLimit = 65535;
-// The most register numbers that one range of a group, and all groups of a text, may list. A range of
+// The most register numbers that one range of a group, and all groups of a text, may list; of groups of one
+// name each counts. A range of
 // all addresses is allowed, a slip of the finger that lists two thousand million of them is not.
 constexpr int c_groupRangeLimit = 65536;
 constexpr int c_groupRegistersLimit = 1000000;
@@ -77,6 +78,10 @@ struct RestoreGroups
     QString item;          // at fault, as it stands
     RegisterGroups groups; // by name; of two groups with one name the later one
 };
+
+// Whether a restore can list the item's registers, or needs no list of them: no number is too large, and
+// neither are the ranges.
+bool isListable(const BackupRangeItem& group);
 
 // `firstRegister` and `count` are those of the backup file's lines. A "backup_range" that is not valid
 // is not compared with them. A span that runs backwards lists nothing.
