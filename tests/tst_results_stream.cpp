@@ -31,6 +31,8 @@ private Q_SLOTS:
     void goesOnAfterARestart();
     void standardOutput_data();
     void standardOutput();
+    void readerGoesWhileEventsCome_data();
+    void readerGoesWhileEventsCome();
     void anotherControllerMeanwhile();
     void withoutCounterChannel();
     void refusedCounter();
@@ -290,6 +292,56 @@ void tst_ResultsStream::standardOutput()
     QCOMPARE(texts.size(), starts.size());
     for (int i = 0; i < starts.size(); ++i)
         QVERIFY2(texts.at(i).startsWith(starts.at(i)), qPrintable(texts.at(i)));
+}
+
+void tst_ResultsStream::readerGoesWhileEventsCome_data()
+{
+    QTest::addColumn<bool>("isDiskFull");
+    QTest::addColumn<int>("code");
+    QTest::newRow("the reader goes") << false << 0;
+    QTest::newRow("the disk is full") << true << 1;
+}
+
+// Nobody sees the events any more: they are not taken from the controller as if somebody did.
+void tst_ResultsStream::readerGoesWhileEventsCome()
+{
+#ifdef Q_OS_LINUX
+    QFETCH(bool, isDiskFull);
+    QFETCH(int, code);
+    QVERIFY(simulate("mdc26-gen1v2"));
+    QProcess bench;
+    QProcess reader;
+    if (isDiskFull)
+        bench.setStandardOutputFile("/dev/full");
+    else
+        bench.setStandardOutputProcess(&reader);
+    bench.start(benchProgram(), {"--config", m_folder->filePath("bench.json"), "--properties",
+                                 m_folder->filePath("properties.json"), "results"});
+    QVERIFY(bench.waitForStarted());
+    if (!isDiskFull) {
+        // It goes with the first line, before any event.
+        reader.start("head", {"-1"});
+        QVERIFY(reader.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(reader.state() == QProcess::NotRunning, c_busyMachine);
+    }
+    // Each look is behind another event.
+    int events = 0;
+    const auto hasEnded = [&] {
+        if (bench.state() == QProcess::NotRunning)
+            return true;
+        m_simulator->controller().tighten();
+        ++events;
+        return false;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(hasEnded(), c_busyMachine);
+    QVERIFY2(isDiskFull || events < 40, qPrintable(QString::number(events)));
+    QCOMPARE(bench.exitStatus(), QProcess::NormalExit);
+    const QByteArray messages = bench.readAllStandardError();
+    QVERIFY2(bench.exitCode() == code, messages.constData());
+    QCOMPARE(messages.count("cannot be written to standard output"), isDiskFull ? 1 : 0);
+#else
+    QSKIP("no pipe and no full device of this kind here");
+#endif
 }
 
 // The link comes back to another controller at the same address, whose count says nothing of the first.

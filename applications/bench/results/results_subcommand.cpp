@@ -50,7 +50,8 @@ ExitCode logToOutput(ResultsRun& run, const TighteningLayout& layout, const List
 ExitCode logToFile(ResultsRun& run, const TighteningLayout& layout, const ResultsOptions& options,
                    BenchSession& session, Console& console)
 {
-    TighteningLog log(options.outputFile, layout, options.rotateSize, options.keptFiles);
+    const qint64 rotateSize = options.rotateSize > 0 ? options.rotateSize : c_usualRotateSize;
+    TighteningLog log(options.outputFile, layout, rotateSize, options.keptFiles);
     QString error;
     if (!log.open(&error)) {
         console.error(error);
@@ -97,7 +98,7 @@ void ResultsSubcommand::addTo(OptionSet& options)
     options.text("--output", "FILE", m_options.outputFile, "Append to this file [standard output]");
     options.positiveNumber(
         "--rotate-size", "BYTES", m_options.rotateSize,
-        "Begin a new file before it would hold more bytes; the full one becomes FILE.1 [never]");
+        "Begin a new file before it would hold more bytes; the full one becomes FILE.1 [256 MiB]");
     options.number("--keep", "N", m_options.keptFiles, 0, c_mostKeptFiles,
                    "How many full files are kept [" + std::to_string(m_options.keptFiles) + "]");
     options.text("--program-value", "NAME", m_options.programName, "Value that tells the program [program]");

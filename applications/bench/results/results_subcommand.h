@@ -3,13 +3,16 @@
 #include "applications/bench/core/shared_options.h"
 #include "applications/bench/core/subcommand.h"
 
+// Some hundred thousand tightenings. A log that nobody looks after must not fill the disk.
+constexpr qint64 c_usualRotateSize = 256 << 20;
+
 struct ResultsOptions
 {
     // Name or identity; empty: the first device.
     QString object;
     // Empty: standard output.
     QString outputFile;
-    // Bytes that a file holds at most, 0 for no bound; full files that are kept.
+    // Bytes that a file holds at most, 0 for c_usualRotateSize; full files that are kept.
     qint64 rotateSize = 0;
     int keptFiles = 5;
     // The value that tells the program.

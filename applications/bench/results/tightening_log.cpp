@@ -1,5 +1,7 @@
 #include "applications/bench/results/tightening_log.h"
 
+#include "applications/bench/results/lines_from_end.h"
+
 #include <lib_utilities/plain_file.h>
 #include <lib_utilities/platform.h>
 #include <QFileInfo>
@@ -16,8 +18,8 @@ QString foreignFile(const QString& path)
     return QStringLiteral("%1 holds something else than this log: name another file").arg(path);
 }
 
-// Enough for the first line of any log.
-constexpr qint64 c_start = 1 << 20;
+// More than any line of a log has.
+constexpr qint64 c_longestLine = 1 << 20;
 
 } // namespace
 
@@ -26,11 +28,8 @@ TighteningLog::TighteningLog(const QString& path, const TighteningLayout& layout
     , m_layout(layout)
     , m_rotateSize(rotateSize)
     , m_keep(keep)
-    , m_lock(path + QStringLiteral(".lock"))
-{
-    // As long as its process lives, however old: a quiet log is no abandoned one.
-    m_lock.setStaleLockTime(0);
-}
+    , m_lock(path)
+{}
 
 QString TighteningLog::rotatedName(int number) const
 {
@@ -39,11 +38,12 @@ QString TighteningLog::rotatedName(int number) const
 
 bool TighteningLog::open(QString* error)
 {
-    if (!m_lock.tryLock()) {
-        *error = m_lock.error() == QLockFile::LockFailedError
-                     ? QStringLiteral("%1 is written by another program (%2.lock)").arg(m_path, m_path)
-                     : QStringLiteral("%1.lock cannot be made in %2")
-                           .arg(m_path, QFileInfo(m_path).absolutePath());
+    DFileFailure failure;
+    bool isTaken = false;
+    if (!m_lock.lock(0, &failure, &isTaken)) {
+        *error = isTaken ? QStringLiteral("%1 is written by another program (%1.lock)").arg(m_path)
+                         : QStringLiteral("%1.lock cannot be made in %2: %3; %4")
+                               .arg(m_path, QFileInfo(m_path).absolutePath(), failure.cause, failure.remedy);
         return false;
     }
     return openFile(error) && repair(error);
@@ -59,11 +59,11 @@ bool TighteningLog::openFile(QString* error)
     return false;
 }
 
-std::optional<TighteningLedger::State> TighteningLog::newestState(const QByteArray& content) const
+std::optional<TighteningLedger::State> TighteningLog::newestState(QFile& file) const
 {
-    const QList<QByteArray> lines = content.split('\n');
-    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
-        std::optional<TighteningLedger::State> state = tighteningState(*it, m_layout.format);
+    LinesFromEnd lines(file, c_longestLine);
+    while (const std::optional<QByteArray> line = lines.next()) {
+        std::optional<TighteningLedger::State> state = tighteningState(*line, m_layout.format);
         if (state)
             return state;
     }
@@ -73,37 +73,36 @@ std::optional<TighteningLedger::State> TighteningLog::newestState(const QByteArr
 bool TighteningLog::repair(QString* error)
 {
     m_file.seek(0);
-    QByteArray content = m_file.readAll();
+    const QByteArray start = m_file.read(c_longestLine);
     // First of all: nothing is cut off a file of somebody else's.
-    if (!content.isEmpty() && !beginsTighteningLog(content, m_layout)) {
+    if (!start.isEmpty() && !beginsTighteningLog(start, m_layout)) {
         *error = foreignFile(m_path);
         return false;
     }
-    const auto whole = content.lastIndexOf('\n') + 1;
-    if (whole != content.size()) {
+    const qint64 whole = endOfLastLine(m_file);
+    if (whole != m_file.size()) {
         m_notes.append(QStringLiteral("%1: a torn last line of %2 bytes was cut off")
                            .arg(m_path)
-                           .arg(content.size() - whole));
-        content.truncate(whole);
+                           .arg(m_file.size() - whole));
         if (!m_file.resize(whole) || !synchronise(m_file)) {
             *error = failure(m_path, QStringLiteral("repaired"), m_file.errorString());
             return false;
         }
     }
-    m_lastState = newestState(content);
+    m_lastState = newestState(m_file);
     // The program may have ended between making room and the first line.
     for (int number = 1; !m_lastState && number <= m_keep; ++number) {
-        QFile rotated(rotatedName(number));
-        // A pipe would be waited for.
-        if (QFileInfo(rotated).isFile() && rotated.open(QIODevice::ReadOnly))
-            m_lastState = newestState(rotated.readAll());
+        QFile rotated;
+        QString reason;
+        if (openInputFile(rotated, rotatedName(number), &reason))
+            m_lastState = newestState(rotated);
     }
     const QByteArray header = tighteningHeader(m_layout);
-    if (!content.isEmpty() && !content.startsWith(header)) {
+    if (whole > 0 && !start.startsWith(header)) {
         m_notes.append(QStringLiteral("%1 has other columns: a new file is begun").arg(m_path));
         return rotate(error);
     }
-    return !content.isEmpty() || header.isEmpty() || write(header, error);
+    return whole > 0 || header.isEmpty() || write(header, error);
 }
 
 bool TighteningLog::append(const TighteningLine& line, QString* error)
@@ -122,10 +121,11 @@ bool TighteningLog::isOwn(const QString& path) const
     const QFileInfo info(path);
     if (!info.exists() && !info.isSymLink())
         return true;
-    QFile file(path);
-    if (info.isSymLink() || !info.isFile() || !file.open(QIODevice::ReadOnly))
+    QFile file;
+    QString reason;
+    if (info.isSymLink() || !openInputFile(file, path, &reason))
         return false;
-    const QByteArray start = file.read(c_start);
+    const QByteArray start = file.read(c_longestLine);
     return start.isEmpty() || beginsTighteningLog(start, m_layout);
 }
 

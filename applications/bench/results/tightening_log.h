@@ -2,8 +2,8 @@
 
 #include "applications/bench/results/tightening_format.h"
 
+#include <lib_host/file_lock.h>
 #include <QFile>
-#include <QLockFile>
 #include <QStringList>
 
 #include <memory>
@@ -11,7 +11,8 @@
 
 // The log of tightenings as a file that survives the program: each line is handed to the disk before
 // append() returns. What the program, the machine or a full disk leaves of a last line is cut off at the
-// next opening; where the log had got to is read from its newest whole line.
+// next opening; where the log had got to is read from its newest whole line, from the end on: the memory that
+// it takes does not grow with the file.
 class TighteningLog
 {
 public:
@@ -41,13 +42,13 @@ private:
     bool rotate(QString* error);
     bool write(const QByteArray& bytes, QString* error);
     QString rotatedName(int number) const;
-    std::optional<TighteningLedger::State> newestState(const QByteArray& content) const;
+    std::optional<TighteningLedger::State> newestState(QFile& file) const;
 
     QString m_path;
     TighteningLayout m_layout;
     qint64 m_rotateSize;
     int m_keep;
-    QLockFile m_lock;
+    DFileLock m_lock;
     QFile m_file;
     std::optional<TighteningLedger::State> m_lastState;
     QStringList m_notes;

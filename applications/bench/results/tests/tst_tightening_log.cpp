@@ -67,10 +67,17 @@ private Q_SLOTS:
     void foreignRotatedFile();
     void tornFirstLine_data();
     void tornFirstLine();
+    void largeLog_data();
+    void largeLog();
+    void manyEmptyLines();
+    void longLines();
     void onlyOneWriter();
     void rotatedFileIsHeld();
     void folders_data();
     void folders();
+    void leftLocks();
+    void trapsAsLock();
+    void forThisUserAlone();
     void fullDisk();
 };
 
@@ -363,6 +370,71 @@ void TstTighteningLog::tornFirstLine()
     }
 }
 
+void TstTighteningLog::largeLog_data()
+{
+    logGoesOn_data();
+}
+
+// Larger than one piece of memory can be, most of it a hole of the file.
+void TstTighteningLog::largeLog()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(bool, csv);
+    const TighteningLayout layout = layoutOf(csv ? TighteningFormat::Csv : TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const QByteArray end = '\n' + tighteningText(eventLine(17), layout);
+    constexpr qint64 c_size = Q_INT64_C(2200) << 20;
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(tighteningHeader(layout) + tighteningText(eventLine(3), layout));
+    QVERIFY(file.seek(c_size) && file.write(end + "torn") == end.size() + 4);
+    file.close();
+    TighteningLog log(path, layout, 0, 5);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QVERIFY(log.lastState());
+    QCOMPARE(int(log.lastState()->count), 17);
+    QCOMPARE(QFileInfo(path).size(), c_size + end.size());
+    QCOMPARE(log.notes().size(), 1);
+    QVERIFY2(log.append(eventLine(18), &error), qPrintable(error));
+    QCOMPARE(QFileInfo(path).size(), c_size + end.size() + tighteningText(eventLine(18), layout).size());
+#else
+    QSKIP("a file has no holes by itself here");
+#endif
+}
+
+void TstTighteningLog::manyEmptyLines()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    QVERIFY(writeFile(path, tighteningText(eventLine(17), layout) + QByteArray(16 << 20, '\n')));
+    TighteningLog log(path, layout, 0, 5);
+    QString error;
+    QVERIFY2(log.open(&error), qPrintable(error));
+    QVERIFY(log.lastState());
+    QCOMPARE(int(log.lastState()->count), 17);
+}
+
+// Across the pieces in which a file is read: lines that are longer than one, and of every length around it.
+void TstTighteningLog::longLines()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    const QByteArray state = tighteningText(eventLine(17), layout);
+    for (const int length :
+         {65535 - state.size(), 65536 - state.size(), 65535, 65536, 65537, 200000, (1 << 20) + 1}) {
+        QTemporaryDir folder;
+        const QString path = folder.filePath("log");
+        QVERIFY(writeFile(path, state + QByteArray(length, 'x') + '\n' + QByteArray(length, 'y')));
+        TighteningLog log(path, layout, 0, 5);
+        QString error;
+        QVERIFY2(log.open(&error), qPrintable(error));
+        QVERIFY(log.lastState());
+        QCOMPARE(QFileInfo(path).size(), qint64(state.size() + length + 1));
+    }
+}
+
 void TstTighteningLog::onlyOneWriter()
 {
     QTemporaryDir folder;
@@ -418,6 +490,65 @@ void TstTighteningLog::folders()
     QVERIFY2(log.append(eventLine(18), &error), qPrintable(error));
     QCOMPARE(contentOf(path + ".1"), tighteningText(eventLine(17), layout));
     QCOMPARE(contentOf(path), tighteningText(eventLine(18), layout));
+}
+
+// Of a program that has ended, or of nothing that can be understood.
+void TstTighteningLog::leftLocks()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    for (const QByteArray& content :
+         {QByteArray(), QByteArray("1\ninit\nsomewhere\n"), QByteArray("\0\n", 2)}) {
+        QVERIFY(writeFile(path + ".lock", content));
+        TighteningLog log(path, layout, 0, 5);
+        QString error;
+        QVERIFY2(log.open(&error), qPrintable(error));
+    }
+    QVERIFY(!QFile::exists(path + ".lock"));
+}
+
+void TstTighteningLog::trapsAsLock()
+{
+#ifdef Q_OS_UNIX
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const QString lock = path + ".lock";
+    QCOMPARE(mkfifo(QFile::encodeName(lock).constData(), 0600), 0);
+    QString error;
+    {
+        TighteningLog log(path, layout, 0, 5);
+        QVERIFY(!log.open(&error));
+        QVERIFY2(error.contains(lock) && error.contains("no file"), qPrintable(error));
+    }
+    QVERIFY(QFileInfo::exists(lock) && QFile::remove(lock));
+    QVERIFY(QFile::link(folder.filePath("absent"), lock));
+    TighteningLog log(path, layout, 0, 5);
+    QVERIFY(!log.open(&error));
+    QVERIFY2(error.contains(lock) && error.contains("symbolic link"), qPrintable(error));
+    QVERIFY(!QFile::exists(folder.filePath("absent")));
+    QVERIFY(!QFile::exists(path));
+#else
+    QSKIP("no pipe has a name in a folder here, and a link needs a right of its own");
+#endif
+}
+
+void TstTighteningLog::forThisUserAlone()
+{
+#ifdef Q_OS_UNIX
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    TighteningLog log(path, layoutOf(TighteningFormat::JsonLines), 1, 5);
+    QString error;
+    QVERIFY2(log.open(&error) && log.append(eventLine(17), &error) && log.append(eventLine(18), &error),
+             qPrintable(error));
+    for (const char* const suffix : {"", ".1"})
+        QCOMPARE(int(QFile(path + suffix).permissions()),
+                 int(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser));
+#else
+    QSKIP("rights of files are of another kind here");
+#endif
 }
 
 // A limit of the file's size stands for the full disk: the write takes half of a line, as there.
