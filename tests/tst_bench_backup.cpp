@@ -43,6 +43,8 @@ private Q_SLOTS:
     void restoresWhatWasChosen();
     void snapshotIsTakenBefore();
     void snapshotsAreKept();
+    void exchangedFile();
+    void linksAreRefused();
     void snapshotFails_data();
     void snapshotFails();
     void dryRun();
@@ -382,6 +384,61 @@ void tst_BenchBackup::snapshotsAreKept()
         QCOMPARE(contentOf(file), content);
         file = documentOf(end).value("snapshot").toString();
     }
+}
+
+// Whoever puts another file into the place of the one that was looked over, while the snapshot is taken, has
+// nothing of it written.
+void tst_BenchBackup::exchangedFile()
+{
+    const QString file = backUpAndChange();
+    const QVector<quint16> inFile = backupAt(file).values;
+    QByteArray other = contentOf(file).left(contentOf(file).indexOf("A0001"));
+    for (int number = 1; number <= inFile.size(); ++number)
+        other += QString("A%1,%2\n")
+                     .arg(number, 4, 10, QChar('0'))
+                     .arg(number > 2000 ? int(inFile.at(number - 1)) : 65535)
+                     .toUtf8();
+    QVERIFY(m_simulator->faults().add("late=20/0x03"));
+    const qint64 before = m_simulator->faults().requestCount();
+    const auto process = start({"restore", file, "--presets", "2", "--verify"});
+    QTRY_VERIFY_WITH_TIMEOUT(m_simulator->faults().requestCount() >= before + 8, c_busyMachine);
+    QCOMPARE(controller().acceptedWriteCount(), 0);
+    QVERIFY(writeFile(path("other"), other) && QFile::remove(file) && QFile::rename(path("other"), file));
+    QVERIFY(controller().writes().isEmpty());
+    const BenchEnd end = endOf(*process);
+    QVERIFY2(end.exitCode == 0, everything(end).constData());
+    QCOMPARE(registers(41, c_programSize), inFile.mid(40, c_programSize));
+}
+
+// A link that somebody has put where a backup will be leads to no file of the person's, whether there is one
+// or not.
+void tst_BenchBackup::linksAreRefused()
+{
+#ifdef Q_OS_UNIX
+    const QString name = run({"backup", "--folder", m_folder->path()}).out.trimmed();
+    QVERIFY(QFile::remove(name));
+    const QString theirs = path("theirs");
+    for (const QByteArray& content : {QByteArray(), QByteArray("dear to me")}) {
+        QVERIFY(content.isNull() || writeFile(theirs, content));
+        QVERIFY(QFile::link(theirs, name));
+        for (const QStringList& more : {QStringList(), QStringList{"--force"}}) {
+            const BenchEnd end = run(QStringList{"backup", "--folder", m_folder->path()} + more);
+            QVERIFY2(end.exitCode == 1, everything(end).constData());
+            QVERIFY2(end.err.contains("symbolic link") && end.err.contains(name), qPrintable(end.err));
+            QCOMPARE(QFile::exists(theirs), !content.isNull());
+            QCOMPARE(contentOf(theirs), content);
+            QVERIFY(QFileInfo(name).isSymLink());
+        }
+        // The command itself, whichever host runs it.
+        const BenchEnd end =
+            run({"run", "backup", "folderPath=" + m_folder->path(), "backupName=", "--quiet"});
+        QVERIFY2(end.exitCode == 1, everything(end).constData());
+        QCOMPARE(contentOf(theirs), content);
+        QVERIFY(QFile::remove(name));
+    }
+#else
+    QSKIP("a link needs a right of its own here");
+#endif
 }
 
 void tst_BenchBackup::snapshotFails_data()

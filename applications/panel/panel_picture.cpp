@@ -2,13 +2,15 @@
 
 #include "applications/panel/panel_window.h"
 
+#include <lib_utilities/plain_file.h>
+
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickItemGrabResult>
-#include <QSaveFile>
 #include <QTimer>
 
 namespace {
@@ -76,12 +78,14 @@ void reveal(PanelWindow& window, QQuickItem* item, int patience)
 
 bool save(const QImage& image, const QString& path, QString* error)
 {
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) &&
-        image.convertToFormat(QImage::Format_RGB888).save(&file, "PNG", c_smallest) && file.flush() &&
-        file.error() == QFileDevice::NoError && file.commit() && QImage(path).size() == image.size())
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    QString reason;
+    if (buffer.open(QIODevice::WriteOnly) &&
+        image.convertToFormat(QImage::Format_RGB888).save(&buffer, "PNG", c_smallest) &&
+        putFile(path, bytes, &reason) && QImage(path).size() == image.size())
         return true;
-    *error = QStringLiteral("the picture cannot be written to \"%1\": %2").arg(path, file.errorString());
+    *error = QStringLiteral("the picture cannot be written to \"%1\": %2").arg(path, reason);
     return false;
 }
 

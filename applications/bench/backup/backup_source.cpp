@@ -2,8 +2,8 @@
 
 #include "plugins/p_device_mdc/model/channel_names.h"
 
-#include <QFile>
-#include <QFileInfo>
+#include <lib_utilities/plain_file.h>
+#include <QBuffer>
 
 namespace {
 
@@ -47,17 +47,17 @@ QString BackupProblem::text() const
 
 BackupSource readBackupFile(const QString& path, const QString* wantedModel)
 {
-    BackupSource source{path, {}, {}};
-    QFile file(path);
-    if (QFileInfo(path).isDir() || !file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    BackupSource source{path, {}, {}, {}};
+    QString reason;
+    if (!readInputFile(path, c_backupSizeLimit, &source.content, &reason)) {
         source.problem = {QT_TRID_NOOP("DCmdRestore_backup_file_not_found"),
-                          QStringLiteral("%1: %2").arg(path, QFileInfo(path).isDir()
-                                                                 ? QStringLiteral("is a folder")
-                                                                 : file.errorString()),
+                          QStringLiteral("%1: %2").arg(path, reason),
                           QStringLiteral("name a backup file that can be read")};
         return source;
     }
-    const BackupReading reading = readBackup(file, wantedModel);
+    QBuffer buffer(&source.content);
+    buffer.open(QIODevice::ReadOnly);
+    const BackupReading reading = readBackup(buffer, wantedModel);
     source.file = reading.file;
     source.problem = fileProblem(path, reading, wantedModel == nullptr ? QString() : *wantedModel);
     return source;

@@ -4,6 +4,7 @@
 #include "plugins/p_device_mdc/model/backup_range.h"
 #include "plugins/p_device_mdc/model/device_information.h"
 
+#include <QByteArray>
 #include <QJsonObject>
 #include <QString>
 
@@ -25,9 +26,14 @@ struct BackupProblem
 struct BackupSource
 {
     QString path;
+    // As it was read: whoever goes on with it is safe from what becomes of the file.
+    QByteArray content;
     BackupFile file;
     BackupProblem problem;
 };
+
+// The most bytes that a backup file has: ten times those of the longest one that "backup" writes.
+constexpr qint64 c_backupSizeLimit = 16 << 20;
 
 // `wantedModel` as in readBackup().
 BackupSource readBackupFile(const QString& path, const QString* wantedModel);

@@ -1,13 +1,16 @@
 #include "applications/bench/backup/backup_subcommand.h"
 
 #include "applications/bench/backup/backup_device.h"
+#include "applications/bench/backup/restore_report.h"
 #include "applications/bench/core/option_set.h"
 #include "applications/bench/core/result_writer.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_utilities/plain_file.h>
 
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace {
 
@@ -104,11 +107,22 @@ ExitCode BackupSubcommand::run(const GeneralOptions& general, Console& console, 
     const QString path =
         backupFilePath(folder, device.information.controllerModel, m_options.name, QDate::currentDate());
     const bool isThere = QFileInfo::exists(path);
+    QString reason;
+    if (!isFreeForFile(path, &reason)) {
+        console.error(QStringLiteral("%1: %2").arg(path, reason));
+        console.hint(QStringLiteral("remove it, or give this backup another --name"));
+        return ExitCode::CommandFailed;
+    }
     if (isThere && !m_options.overwrite) {
         console.error(QStringLiteral("%1 is there already and was left alone").arg(path));
         console.hint(QStringLiteral("give this backup another --name, or replace the file with --force"));
         return ExitCode::CommandFailed;
     }
+    // The model is the controller's word.
+    static const QRegularExpression c_wildcards(QStringLiteral("[*?\\[]"));
+    if (QFileInfo(path).fileName().contains(c_wildcards))
+        console.warning(QStringLiteral("a shell takes the name of the file for a pattern: quote it, %1")
+                            .arg(shellWord(path)));
     const int timeout = m_options.device.timeout;
     const TakenBackup taken =
         takeBackup(session, device, console, QStringLiteral("backup"), folder, m_options.name, timeout);

@@ -2,6 +2,7 @@
 
 RestoreRecord::RestoreRecord(const QList<PlannedWrite>& writes)
     : m_writes(writes)
+    , m_planned(writes.size())
 {
     m_states.reserve(writes.size());
     for (int i = 0; i < writes.size(); ++i)
@@ -12,7 +13,9 @@ void RestoreRecord::add(int registerNumber, int value, const DOrderOutcome& outc
 {
     const WriteState state = writeStateOf(outcome);
     for (int i = m_next; i < m_writes.size(); ++i) {
-        if (m_writes.at(i).number == registerNumber && m_states.at(i) == WriteState::Untouched) {
+        const PlannedWrite& planned = m_writes.at(i);
+        if (planned.number == registerNumber && planned.value == value &&
+            m_states.at(i) == WriteState::Untouched) {
             m_states[i] = state;
             m_next = i == m_next ? i + 1 : m_next;
             return;
@@ -40,6 +43,11 @@ std::optional<PlannedWrite> RestoreRecord::uncertain() const
 {
     const auto i = static_cast<int>(m_states.indexOf(WriteState::Uncertain));
     return i < 0 ? std::nullopt : std::optional<PlannedWrite>(m_writes.at(i));
+}
+
+std::optional<PlannedWrite> RestoreRecord::unplanned() const
+{
+    return m_writes.size() > m_planned ? std::optional<PlannedWrite>(m_writes.at(m_planned)) : std::nullopt;
 }
 
 QList<GroupRecord> RestoreRecord::groups() const

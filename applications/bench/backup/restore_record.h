@@ -23,8 +23,10 @@ class RestoreRecord
 public:
     explicit RestoreRecord(const QList<PlannedWrite>& writes);
 
-    // A write of this register has ended. One that was not planned is added to the plan.
+    // A write of this register has ended. One that was not planned, with this value, is added to the plan.
     void add(int registerNumber, int value, const DOrderOutcome& outcome);
+    // The first write that was not planned.
+    std::optional<PlannedWrite> unplanned() const;
 
     int plannedCount() const { return m_writes.size(); }
     int count(WriteState state) const;
@@ -38,5 +40,6 @@ public:
 private:
     QList<PlannedWrite> m_writes;
     QList<WriteState> m_states;
+    int m_planned;
     int m_next = 0; // no write before it is waited for
 };

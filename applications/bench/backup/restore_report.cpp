@@ -27,7 +27,8 @@ QString notWrittenText(const GroupRecord& group)
     return parts.join(QStringLiteral(", "));
 }
 
-// In single quotes, unless a shell takes it for one word as it is.
+} // namespace
+
 QString shellWord(const QString& text)
 {
     static const QRegularExpression c_plain(QStringLiteral("^[A-Za-z0-9_./:+=@%,-]+\\z"));
@@ -36,8 +37,6 @@ QString shellWord(const QString& text)
     QString quoted = text;
     return QStringLiteral("'%1'").arg(quoted.replace(QLatin1Char('\''), QStringLiteral("'\\''")));
 }
-
-} // namespace
 
 QString writeText(const PlannedWrite& write)
 {

@@ -23,6 +23,9 @@ int changeCount(const QList<PlannedWrite>& writes, const BackupFile& controller)
 // {"register", "group", "position", "controller", "file"}.
 QJsonObject toJson(const PlannedWrite& write, const BackupFile& controller);
 
+// In single quotes, unless a shell takes it for one word as it is.
+QString shellWord(const QString& text);
+
 // "mdc-bench --config CONFIG restore FILE --presets 3,5-7 --extras --object NAME", quoted for a shell where
 // it must be; without the options that are empty.
 QString restoreCommandText(const QString& file, const RestoreChoice& choice, const QString& configFile,

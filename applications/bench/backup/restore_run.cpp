@@ -7,9 +7,11 @@
 #include "plugins/p_device_mdc/model/channel_names.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
+#include <lib_utilities/plain_file.h>
 
 #include <QDir>
 #include <QFileInfo>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -76,6 +78,7 @@ ExitCode RestoreRun::plan()
     const BackupSource source = readBackupFile(m_path, &m_device.information.controllerModel);
     if (source.problem.isSet())
         return fail(source.problem);
+    m_content = source.content;
     m_file = source.file;
     const BackupRegisters registers = backupRegisters(m_device.modelName, m_device.rangeText, m_file);
     if (registers.problem.isSet())
@@ -150,8 +153,10 @@ QString RestoreRun::freeSnapshotName(const QString& folder) const
     const QTime now = QTime::currentTime();
     for (int attempt = 1; attempt <= c_snapshotAttempts; ++attempt) {
         const QString name = snapshotName(now, attempt);
-        if (!QFileInfo::exists(
-                backupFilePath(folder, m_device.information.controllerModel, name, QDate::currentDate())))
+        const QFileInfo place(
+            backupFilePath(folder, m_device.information.controllerModel, name, QDate::currentDate()));
+        // A link that leads nowhere has the name as well.
+        if (!place.exists() && !place.isSymLink())
             return name;
     }
     return {};
@@ -186,32 +191,21 @@ ExitCode RestoreRun::takeSnapshot()
     return ExitCode::Done;
 }
 
+// The plug-in reads the file once more. It gets a copy that nobody else can exchange, so that what was
+// planned and shown is what is written.
 ExitCode RestoreRun::write()
 {
+    const QTemporaryDir folder;
+    const QString copy = folder.filePath(QStringLiteral("backup.csv"));
+    QString problem = folder.errorString();
+    if (!folder.isValid() || !putFile(copy, m_content, &problem))
+        return fail(
+            QStringLiteral("nothing was written: no copy of the file can be made in %1: %2")
+                .arg(QDir::tempPath(), problem),
+            QStringLiteral("make room there, or name another folder by the environment variable TMPDIR"));
     ProgressDisplay progress(m_console, QStringLiteral("restore"), m_plan.writes.size());
-    OrderEnd end;
-    end.code = ExitCode::Done;
     QString reason;
-    int due = 0;
-    for (const RestoreStep& step : std::as_const(m_plan.steps)) {
-        // Ctrl-C between two orders, where none hears it.
-        if (m_interrupt.requested()) {
-            end.code = ExitCode::Interrupted;
-            break;
-        }
-        QString message;
-        end = runStep(step, progress, message);
-        reason = failureText(message, end.outcome);
-        due += step.writes;
-        const bool isLast = due == m_plan.writes.size();
-        if (end.code == ExitCode::Done &&
-            (m_record.count(WriteState::Written) < due || (isLast && m_record.firstMissing()))) {
-            end.code = ExitCode::CommandFailed;
-            reason = QStringLiteral("\"%1\" ended before all was written").arg(c_restore);
-        }
-        if (end.code != ExitCode::Done)
-            break;
-    }
+    const OrderEnd end = writeFrom(copy, progress, reason);
     m_elapsed = progress.elapsed();
     m_console.clearProgress();
     tellRecord(end.code);
@@ -220,7 +214,42 @@ ExitCode RestoreRun::write()
     return end.code;
 }
 
-OrderEnd RestoreRun::runStep(const RestoreStep& step, ProgressDisplay& progress, QString& message)
+OrderEnd RestoreRun::writeFrom(const QString& path, ProgressDisplay& progress, QString& reason)
+{
+    OrderEnd end;
+    end.code = ExitCode::Done;
+    int due = 0;
+    for (const RestoreStep& step : std::as_const(m_plan.steps)) {
+        // Ctrl-C between two orders, where none hears it.
+        if (m_interrupt.requested()) {
+            end.code = ExitCode::Interrupted;
+            break;
+        }
+        QString message;
+        end = runStep(step, path, progress, message);
+        reason = failureText(message, end.outcome);
+        due += step.writes;
+        const bool isLast = due == m_plan.writes.size();
+        const std::optional<PlannedWrite> unplanned = m_record.unplanned();
+        if (end.code == ExitCode::Done && unplanned) {
+            end.code = ExitCode::CommandFailed;
+            reason = QStringLiteral("\"%1\" wrote %2 to register %3, which was not planned")
+                         .arg(c_restore)
+                         .arg(unplanned->value)
+                         .arg(unplanned->number);
+        } else if (end.code == ExitCode::Done &&
+                   (m_record.count(WriteState::Written) < due || (isLast && m_record.firstMissing()))) {
+            end.code = ExitCode::CommandFailed;
+            reason = QStringLiteral("\"%1\" ended before all was written").arg(c_restore);
+        }
+        if (end.code != ExitCode::Done)
+            break;
+    }
+    return end;
+}
+
+OrderEnd RestoreRun::runStep(const RestoreStep& step, const QString& path, ProgressDisplay& progress,
+                             QString& message)
 {
     OrderTerms terms;
     terms.timeout = m_options.device.timeout;
@@ -240,7 +269,7 @@ OrderEnd RestoreRun::runStep(const RestoreStep& step, ProgressDisplay& progress,
         progress.show(m_record.count(WriteState::Written));
     };
     return m_session.runOrder(*m_device.plugin, c_restore,
-                              {{QStringLiteral("filePath"), m_path},
+                              {{QStringLiteral("filePath"), path},
                                {QStringLiteral("startPreset"), step.presets.first},
                                {QStringLiteral("endPreset"), step.presets.last},
                                {QStringLiteral("loadControllerParams"), step.withExtras}},

@@ -39,8 +39,11 @@ private:
     // when all are taken.
     QString freeSnapshotName(const QString& folder) const;
     ExitCode write();
+    // From this file; `reason` is why it ended.
+    OrderEnd writeFrom(const QString& path, ProgressDisplay& progress, QString& reason);
     // One order of it; `message` is what the command says of its failure.
-    OrderEnd runStep(const RestoreStep& step, ProgressDisplay& progress, QString& message);
+    OrderEnd runStep(const RestoreStep& step, const QString& path, ProgressDisplay& progress,
+                     QString& message);
     ExitCode verify();
 
     void tellRecord(ExitCode code);
@@ -56,6 +59,7 @@ private:
     ResultWriter m_writer;
     const QString m_path;
     BackupDevice m_device;
+    QByteArray m_content; // of the file, when it was read
     BackupFile m_file;
     RegisterGroups m_groups;
     RestorePlan m_plan;

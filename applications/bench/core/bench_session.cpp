@@ -316,15 +316,23 @@ QString BenchSession::propertiesFile() const
     // which has the same identity in a configuration made from the bundled one.
     if (m_general.simulation != GeneralOptions::Simulation::None)
         return {};
-    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) +
-           QStringLiteral("/properties.json");
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    // Without a home folder it would be one in the root of the file system.
+    const bool isHomeless =
+        QDir::homePath() == QDir::rootPath() && qEnvironmentVariableIsEmpty("XDG_DATA_HOME");
+    return isHomeless ? QString() : folder + QStringLiteral("/properties.json");
 }
 
 void BenchSession::openProperties()
 {
     const QString path = propertiesFile();
-    if (path.isEmpty())
+    if (path.isEmpty()) {
+        if (m_general.simulation == GeneralOptions::Simulation::None)
+            m_console.warning(
+                QStringLiteral("there is no home folder: persistent properties are neither restored nor "
+                               "saved; name a file for them with --properties"));
         return;
+    }
     QDir().mkpath(QFileInfo(path).absolutePath());
     QString error;
     if (!m_host.setPropertiesFile(path, &error))

@@ -3,7 +3,7 @@
 #include "applications/bench/init/new_files.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 
-#include <QFile>
+#include <lib_utilities/plain_file.h>
 
 InitRun::InitRun(const GeneralOptions& general, const InitOptions& options, Console& console,
                  Interrupt& interrupt)
@@ -92,13 +92,14 @@ ExitCode InitRun::readList()
 {
     if (m_options.registerList.isEmpty())
         return ExitCode::Done;
-    QFile file(m_options.registerList);
-    if (!file.open(QIODevice::ReadOnly)) {
-        m_console.error(
-            QStringLiteral("%1 cannot be read: %2").arg(m_options.registerList, file.errorString()));
+    constexpr qint64 c_sizeLimit = 4 << 20;
+    QByteArray text;
+    QString reason;
+    if (!readInputFile(m_options.registerList, c_sizeLimit, &text, &reason)) {
+        m_console.error(QStringLiteral("%1 cannot be read: %2").arg(m_options.registerList, reason));
         return ExitCode::Configuration;
     }
-    m_list = readRegisterList(file.readAll());
+    m_list = readRegisterList(text);
     if (m_list->error.isEmpty())
         return ExitCode::Done;
     m_console.error(QStringLiteral("%1: %2").arg(m_options.registerList, m_list->error));

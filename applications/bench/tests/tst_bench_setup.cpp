@@ -17,6 +17,8 @@
 #include <QTest>
 #include <QVector>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an answer
@@ -537,6 +539,128 @@ private Q_SLOTS:
         const BenchEnd restored = runBench({"restore", changed, "--presets", "1", "--dry-run"});
         QVERIFY2(restored.err.contains("forged"), qPrintable(restored.out + restored.err));
         QCOMPARE(steeringPart(restored.out + restored.err), QString());
+    }
+
+    void endlessInput_data()
+    {
+        QTest::addColumn<QStringList>("arguments"); // "%1" stands for what never ends
+        QTest::addColumn<int>("code");
+        QTest::newRow("configuration") << QStringList{"list", "--config", "%1"} << 3;
+        QTest::newRow("properties") << QStringList{"run", "getInfo", "--properties", "%1"} << 0;
+        QTest::newRow("trace") << QStringList{"run", "getInfo", "--trace", "%1"} << 0;
+        QTest::newRow("compare") << QStringList{"compare", "%1", "%1"} << 1;
+        QTest::newRow("restore") << QStringList{"restore", "%1", "--presets", "1"} << 1;
+        QTest::newRow("restore by its command")
+            << QStringList{"run", "restoreBackup", "filePath=%1", "startPreset=1", "endPreset=1"} << 1;
+        QTest::newRow("list of registers") << QStringList{"init",         m_samples.filePath("new"),
+                                                          "--host",       "localhost",
+                                                          "--generation", "2",
+                                                          "--from-csv",   "%1",
+                                                          "--yes"}
+                                           << 3;
+        QTest::newRow("results") << QStringList{"results", "--output", "%1", "--seconds", "1"} << 1;
+    }
+
+    // A pipe without a writer and a device without an end are waited for by nobody.
+    void endlessInput()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, code);
+        const QString pipe = m_samples.filePath("pipe");
+        if (!QFile::exists(pipe))
+            QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        for (const QString& endless : {pipe, QString("/dev/zero")}) {
+            QStringList words = arguments;
+            words.replaceInStrings("%1", endless);
+            const BenchEnd ended = runBench(words);
+            QVERIFY2(ended.exitCode == code, qPrintable(words.join(' ') + ended.out + ended.err));
+            QVERIFY2(ended.err.contains("no file") && ended.err.contains(endless),
+                     qPrintable(words.join(' ') + ended.err));
+        }
+    }
+
+    // Where somebody has put a link, nothing is made or overwritten behind it.
+    void refusedLinks()
+    {
+        const QString theirs = m_samples.filePath("theirs");
+        const QString link = m_samples.filePath("link");
+        QVERIFY(QFile::link(theirs, link));
+        const QStringList ways[] = {{"panel", "--screenshot", link},
+                                    {"run", "getInfo", "--trace", link},
+                                    {"run", "getInfo", "--properties", link},
+                                    {"results", "--seconds", "1", "--output", link}};
+        for (const bool isThere : {false, true}) {
+            QVERIFY(!isThere || writeFile(theirs, "{\"mine\": 1}\n"));
+            for (const QStringList& words : ways) {
+                const BenchEnd ended = runBench(words);
+                QVERIFY2(ended.err.contains("symbolic link") && ended.err.contains(link),
+                         qPrintable(words.join(' ') + ended.out + ended.err));
+                QCOMPARE(QFile::exists(theirs), isThere);
+                QCOMPARE(QFileInfo(theirs).size(), isThere ? 12 : 0);
+            }
+        }
+    }
+
+    // A model that nobody knows is told by the controller as question marks, which a shell would expand.
+    void patternAsName()
+    {
+        const QString path = m_samples.configuration("backup_ranges.json", "MDC-32_config", "????_config");
+        const BenchEnd ended = runBench({"backup", "--folder", m_samples.path(), "--config", path,
+                                         "--simulate", "tcp", "--profile", "unknown-gen1v2"});
+        QVERIFY2(ended.exitCode == 0, qPrintable(ended.out + ended.err));
+        const QString file = ended.out.trimmed();
+        QVERIFY2(QFileInfo(file).fileName().startsWith("????_"), qPrintable(file));
+        QVERIFY2(ended.err.contains("quote it, '" + file + '\''), qPrintable(ended.err));
+        QVERIFY(QFile::remove(file));
+    }
+
+    void closedStreams_data()
+    {
+        QTest::addColumn<QString>("closing");
+        for (const char* const closing : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"})
+            QTest::newRow(closing) << QString(closing);
+    }
+
+    // What the program opens instead of a stream that it was not given has nothing of the stream's texts.
+    void closedStreams()
+    {
+        QFETCH(QString, closing);
+        const QString bench = QString("'%1' run listen register=6101 registerType=holdingRegisters "
+                                      "recurrentInterval=20 --object modbus --count 3 -v ")
+                                  .arg(benchProgram());
+        QProcess shell;
+        shell.start("sh", {"-c", bench + closing});
+        QVERIFY(shell.waitForFinished(c_programTimeout));
+        QVERIFY2(shell.exitCode() == 0, shell.readAllStandardError().constData());
+        QProcess simulator;
+        simulator.start(
+            "sh",
+            {"-c", QString("exec '%1/bin/mdc-simulator' --port 0 %2").arg(MDC_BINARY_DIRECTORY, closing)});
+        QVERIFY(simulator.waitForStarted());
+        // Its end would be told within this time.
+        QVERIFY(!simulator.waitForFinished(500));
+        simulator.terminate();
+        QVERIFY(simulator.waitForFinished(c_programTimeout));
+        QCOMPARE(simulator.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(simulator.exitCode(), 0);
+    }
+
+    void withoutAHomeFolder()
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove("HOME");
+        environment.remove("XDG_DATA_HOME");
+        const QStringList before = QDir::root().entryList(QDir::AllEntries | QDir::Hidden);
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        const QString path = m_samples.configuration("bench.json", "1502", "9");
+        process.start(benchProgram(), {"run", "setDirection", "direction=1", "--config", path});
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        const QByteArray messages = process.readAllStandardError();
+        QVERIFY2(process.exitCode() == 5, messages.constData());
+        QVERIFY2(messages.contains("no home folder") && messages.contains("--properties"),
+                 messages.constData());
+        QCOMPARE(QDir::root().entryList(QDir::AllEntries | QDir::Hidden), before);
     }
 
     void unusablePropertiesFile()

@@ -4,11 +4,14 @@
 #include <QFileInfo>
 #include <QIODevice>
 #include <QLocale>
-#include <QSaveFile>
 #include <QStringList>
+#include <QTemporaryFile>
 #include <QTextStream>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <type_traits>
 
 namespace {
 
@@ -140,6 +143,30 @@ BackupReading& fail(BackupReading& reading, BackupReading::Fault fault, int line
     return reading;
 }
 
+// As Qt names the file to the system.
+std::filesystem::path systemPath(const QString& path)
+{
+    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>)
+        return path.toStdWString();
+    else
+        return QFile::encodeName(path).toStdString();
+}
+
+// A file with the text beside the one that is there or will be, with its permissions; for this user alone
+// when there is none. Its name, or nothing with the reason.
+QString madeBeside(const QFileInfo& existing, const QString& path, const QString& text, QString* reason)
+{
+    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    bool isWritten = file.open();
+    file.setTextModeEnabled(true);
+    isWritten = isWritten && writeBackup(file, text) && file.flush() &&
+                file.error() == QFileDevice::NoError &&
+                (!existing.exists() || file.setPermissions(existing.permissions()));
+    *reason = file.errorString();
+    file.setAutoRemove(!isWritten);
+    return isWritten ? file.fileName() : QString();
+}
+
 bool fail(QString* error, const QString& text)
 {
     if (error != nullptr)
@@ -193,8 +220,9 @@ QString backupFilePath(const QString& folderPath, const QString& model, const QS
            dateText(date, QStringLiteral("ddMMyyyy")) + QStringLiteral(".csv");
 }
 
-// QSaveFile's commit alone does not notice a full disk: it has replaced a good file by the part that
-// fitted. So nothing is committed that was not flushed without an error.
+// QSaveFile follows a symbolic link to somebody else's file, and its commit alone does not notice a full
+// disk: it has replaced a good file by the part that fitted. So the file is made beside the other under a
+// name that nothing had, and takes its place, which is no link's, once it was flushed without an error.
 bool saveBackup(const QString& filePath, const QString& text, QString* error)
 {
     const QString path = filePath.isEmpty() ? QStringLiteral("backup.csv") : filePath;
@@ -203,18 +231,21 @@ bool saveBackup(const QString& filePath, const QString& text, QString* error)
         return fail(error, QStringLiteral("%1: a zero character is no part of a file name").arg(path));
     // A device or a pipe would be replaced by a file.
     const QFileInfo existing(path);
+    if (existing.isSymLink())
+        return fail(error, QStringLiteral("%1: is a symbolic link, which is not followed").arg(path));
     if (existing.exists() && !existing.isFile())
         return fail(error, QStringLiteral("%1: is there already and is no file").arg(path));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
-        return fail(error, QStringLiteral("%1: %2").arg(path, file.errorString()));
-    if (!writeBackup(file, text) || !file.flush() || file.error() != QFileDevice::NoError) {
-        const QString why = file.errorString();
-        file.cancelWriting();
-        return fail(error, QStringLiteral("%1: %2").arg(path, why));
+    QString reason;
+    const QString made = madeBeside(existing, path, text, &reason);
+    if (made.isEmpty())
+        return fail(error, QStringLiteral("%1: %2").arg(path, reason));
+    std::error_code renaming;
+    std::filesystem::rename(systemPath(made), systemPath(path), renaming);
+    if (renaming) {
+        QFile::remove(made);
+        return fail(error,
+                    QStringLiteral("%1: %2").arg(path, QString::fromLocal8Bit(renaming.message().c_str())));
     }
-    if (!file.commit())
-        return fail(error, QStringLiteral("%1: %2").arg(path, file.errorString()));
     QFile check(path);
     if (!check.open(QIODevice::ReadOnly | QIODevice::Text) || check.readAll() != encoded(text))
         return fail(error, QStringLiteral("%1: does not hold what was written to it").arg(path));

@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 
 using namespace mdc;
 
@@ -84,9 +85,11 @@ bool DCmdRestore::readFile()
 {
     const QString path = getParameterValue(QStringLiteral("filePath"), QVariant()).toString();
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    // The other end of a pipe may never come.
+    const bool isFile = !QFileInfo::exists(path) || QFileInfo(path).isFile();
+    if (!isFile || !file.open(QIODevice::ReadOnly)) {
         logCritical(this) << "ERROR: Cannot open backup file = " + path;
-        logCritical(this) << file.errorString();
+        logCritical(this) << (isFile ? file.errorString() : QStringLiteral("it is no file"));
         return fail(QT_TRID_NOOP("DCmdRestore_backup_file_not_found"));
     }
     const BackupReading reading = readBackup(file, &information.controllerModel);

@@ -351,6 +351,11 @@ void TestMdcBackupFiles::tooManyGroups()
     groups = restoreGroups(itemsOf(text), 1, 10);
     QCOMPARE(int(groups.fault), int(RestoreGroups::CeTooLarge));
     QCOMPARE(groups.item, QStringLiteral(R"("preset16": [0-65535])"));
+
+    // Of one name as well.
+    const QString again = QStringLiteral(R"("preset1": [0-65535]; )");
+    QCOMPARE(int(restoreGroups(itemsOf(again.repeated(15)), 1, 10).fault), int(RestoreGroups::CeNoFault));
+    QCOMPARE(int(restoreGroups(itemsOf(again.repeated(16)), 1, 10).fault), int(RestoreGroups::CeTooLarge));
 }
 
 void TestMdcBackupFiles::modelNames_data()
@@ -784,6 +789,15 @@ void TestMdcBackupFiles::saves()
     QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
     QCOMPARE(file.readAll(), QByteArray("three\n"));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{"backup.csv"});
+#ifdef Q_OS_UNIX
+    // For this user alone, until he shares it.
+    constexpr auto c_own = QFile::ReadOwner | QFile::WriteOwner;
+    constexpr auto c_user = QFile::ReadUser | QFile::WriteUser;
+    QCOMPARE(int(file.permissions()), int(c_own | c_user));
+    QVERIFY(file.setPermissions(c_own | QFile::ReadGroup));
+    QVERIFY2(saveBackup(path, "three\n", &error), qPrintable(error));
+    QCOMPARE(int(QFile(path).permissions()), int(c_own | c_user | QFile::ReadGroup));
+#endif
 
     const QString before = QDir::currentPath();
     QVERIFY(QDir::setCurrent(folder.path()));
@@ -806,6 +820,8 @@ void TestMdcBackupFiles::savesNothingHalf_data()
     QTest::newRow("a folder as file") << "folder";
 #ifdef Q_OS_UNIX
     QTest::newRow("a pipe as file") << "pipe";
+    QTest::newRow("a link as file") << "link";
+    QTest::newRow("a link to nothing as file") << "dangling";
 #endif
     QTest::newRow("name too long") << QString(300, 'x') + ".csv";
     QTest::newRow("zero character in the name") << QString("zero%1.csv").arg(QChar(0));
@@ -822,6 +838,8 @@ void TestMdcBackupFiles::savesNothingHalf()
     const QByteArray pipe = QFile::encodeName(folder.filePath("pipe"));
 #ifdef Q_OS_UNIX
     QCOMPARE(mkfifo(pipe.constData(), S_IRUSR | S_IWUSR), 0);
+    QVERIFY(QFile::link(folder.filePath("file"), folder.filePath("link")));
+    QVERIFY(QFile::link(folder.filePath("absent"), folder.filePath("dangling")));
 #endif
     constexpr auto c_allEntries = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
     const QStringList before = QDir(folder.path()).entryList(c_allEntries);
@@ -831,6 +849,7 @@ void TestMdcBackupFiles::savesNothingHalf()
              qPrintable(error));
     QCOMPARE(QDir(folder.path()).entryList(c_allEntries), before);
     QVERIFY(!QFileInfo(QFile::decodeName(pipe)).isFile());
+    QCOMPARE(QFileInfo(folder.filePath("file")).size(), 0);
 }
 
 void TestMdcBackupFiles::writesToAFullDevice()

@@ -77,6 +77,20 @@ private Q_SLOTS:
         QVERIFY(readBackupFile(folder.path(), &model).problem.text().contains("is a folder"));
     }
 
+    void sizeLimit()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("backup.csv");
+        const QByteArray content = c_header + "A0001,5";
+        for (const qint64 size : {c_backupSizeLimit, c_backupSizeLimit + 1}) {
+            // Sparse at the end: only whether it is read at all is of interest.
+            QVERIFY(writeFile(path, content) && QFile::resize(path, size));
+            const BackupSource source = readBackupFile(path, nullptr);
+            QCOMPARE(source.content.size(), size > c_backupSizeLimit ? 0 : int(size));
+            QCOMPARE(source.problem.text().contains("16777216 bytes"), size > c_backupSizeLimit);
+        }
+    }
+
     void rangeOfConfiguration()
     {
         const QString text = R"("backup_range": [1-10]; "preset1": [1-2], [5-6];)";

@@ -96,7 +96,21 @@ private Q_SLOTS:
         record.add(77, 1, outcomeOf(IMessenger::CeEcNone));
         QCOMPARE(record.count(WriteState::Written), 2);
         QCOMPARE(record.groups().constLast().written, QList<int>{77});
+        QCOMPARE(record.unplanned()->number, 77);
         QVERIFY(!RestoreRecord({}).firstMissing());
+    }
+
+    // A value that was not planned is none of the plan's writes.
+    void recordOfAnotherValue()
+    {
+        RestoreRecord record({{5, {"preset1", 1}, 50}, {6, {"preset1", 2}, 60}});
+        record.add(5, 50, outcomeOf(IMessenger::CeEcNone));
+        QVERIFY(!record.unplanned());
+        record.add(6, 65535, outcomeOf(IMessenger::CeEcNone));
+        QCOMPARE(record.unplanned()->number, 6);
+        QCOMPARE(record.unplanned()->value, 65535);
+        QCOMPARE(record.firstMissing()->number, 6);
+        QCOMPARE(record.firstMissing()->value, 60);
     }
 };
 
