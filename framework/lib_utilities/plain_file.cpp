@@ -2,6 +2,7 @@
 
 #include <lib_utilities/platform.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryFile>
@@ -15,10 +16,16 @@ namespace {
 // As Qt names the file to the system.
 std::filesystem::path systemPath(const QString& path)
 {
-    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>)
-        return path.toStdWString();
-    else
+    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>) {
+        // In the form that has no limit on its length.
+        const QString native = QDir::toNativeSeparators(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
+        const QString prefix = QStringLiteral("\\\\?\\");
+        return (native.startsWith(QLatin1String("\\\\")) ? prefix + QStringLiteral("UNC") + native.mid(1)
+                                                         : prefix + native)
+            .toStdWString();
+    } else {
         return QFile::encodeName(path).toStdString();
+    }
 }
 
 // A file with these bytes and permissions beside that of the path. Its name, or nothing with the reason.

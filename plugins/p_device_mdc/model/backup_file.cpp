@@ -1,5 +1,6 @@
 #include "model/backup_file.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QIODevice>
@@ -146,10 +147,16 @@ BackupReading& fail(BackupReading& reading, BackupReading::Fault fault, int line
 // As Qt names the file to the system.
 std::filesystem::path systemPath(const QString& path)
 {
-    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>)
-        return path.toStdWString();
-    else
+    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>) {
+        // In the form that has no limit on its length.
+        const QString native = QDir::toNativeSeparators(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
+        const QString prefix = QStringLiteral("\\\\?\\");
+        return (native.startsWith(QLatin1String("\\\\")) ? prefix + QStringLiteral("UNC") + native.mid(1)
+                                                         : prefix + native)
+            .toStdWString();
+    } else {
         return QFile::encodeName(path).toStdString();
+    }
 }
 
 // A file with the text beside the one that is there or will be, with its permissions; for this user alone
