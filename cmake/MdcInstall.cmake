@@ -74,7 +74,6 @@ endfunction()
 # turns them on, what Debian wants to know of a package.
 function(mdc_install_desktop)
     string(TIMESTAMP MDC_RELEASE_DATE "%Y-%m-%d" UTC)
-    set(MDC_BINDIR ${CMAKE_INSTALL_FULL_BINDIR})
     set(made ${PROJECT_BINARY_DIR}/packaging)
     configure_file(packaging/org.pdevicemdc.panel.metainfo.xml ${made}/org.pdevicemdc.panel.metainfo.xml @ONLY)
     install(FILES ${made}/org.pdevicemdc.panel.metainfo.xml
@@ -82,7 +81,11 @@ function(mdc_install_desktop)
     install(FILES packaging/pdevicemdc-panel.desktop
         DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT runtime)
     foreach(unit IN ITEMS mdc-simulator mdc-results)
-        configure_file(packaging/${unit}.service ${made}/${unit}.service @ONLY)
+        # A unit names its program by the folder that it is installed to, which whoever installs may choose.
+        install(CODE "
+            get_filename_component(MDC_BINDIR \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\" ABSOLUTE)
+            configure_file(${PROJECT_SOURCE_DIR}/packaging/${unit}.service ${made}/${unit}.service @ONLY)"
+            COMPONENT runtime)
         install(FILES ${made}/${unit}.service DESTINATION lib/systemd/system COMPONENT runtime)
     endforeach()
     install(FILES packaging/completions/mdc-bench.bash RENAME mdc-bench

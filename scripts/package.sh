@@ -36,22 +36,21 @@ step "packages that this script needs"
 scripts/setup.sh
 needed dpkg-dev fakeroot
 
-# Its own build: the folder of libraries is /usr's own.
 step "build"
-cmake --preset release -B build/package -D CMAKE_INSTALL_PREFIX=/usr >/dev/null
-cmake --build build/package --target mdc_shipped
+cmake --preset release >/dev/null
+cmake --build --preset release --target mdc_shipped
 
 step "notices"
-version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/package/CMakeCache.txt)
-files=(build/package/bin/mdc-bench build/package/bin/mdc-simulator build/package/lib/*.so build/package/plugins/*.so)
+version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/release/CMakeCache.txt)
+files=(build/release/bin/mdc-bench build/release/bin/mdc-simulator build/release/lib/*.so build/release/plugins/*.so)
 scripts/notices.py --markdown "${files[@]}" | diff -u THIRD_PARTY_NOTICES.md - ||
   { echo "package: THIRD_PARTY_NOTICES.md is not what is linked: scripts/notices.py --markdown writes it" >&2; exit 1; }
-scripts/notices.py --spdx "$version" "${files[@]}" >build/package/pdevicemdc.spdx.json
+scripts/notices.py --spdx "$version" "${files[@]}" >build/release/pdevicemdc.spdx.json
 
 step "packages"
 rm -rf build/packages
-cpack --config build/package/CPackConfig.cmake -G "DEB;TGZ" -B build/packages >build/package/cpack.log ||
-  { cat build/package/cpack.log >&2; exit 1; }
+cpack --config build/release/CPackConfig.cmake -G "DEB;TGZ" -B build/packages >build/release/cpack.log ||
+  { cat build/release/cpack.log >&2; exit 1; }
 rm -rf build/packages/_CPack_Packages
 ls -l build/packages
 

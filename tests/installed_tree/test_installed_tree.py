@@ -25,12 +25,12 @@ class InstalledTree(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = tempfile.mkdtemp()
-        first = os.path.join(cls.folder, "first")
-        installed = run("cmake", "--install", BUILD, "--prefix", first)
+        cls.first = os.path.join(cls.folder, "first")
+        installed = run("cmake", "--install", BUILD, "--prefix", cls.first)
         assert installed.returncode == 0, installed.stdout + installed.stderr
         # Nobody may count on the place that it was installed to.
         cls.prefix = os.path.join(cls.folder, "moved to", "a place of its own")
-        shutil.move(first, cls.prefix)
+        shutil.move(cls.first, cls.prefix)
         cls.home = os.path.join(cls.folder, "home")
         os.makedirs(cls.home)
 
@@ -84,9 +84,15 @@ class InstalledTree(unittest.TestCase):
             for file in files:
                 with open(os.path.join(path, file), "rb") as content:
                     text = content.read()
-                for folder in (SOURCE, BUILD, os.path.join(self.folder, "first")):
+                # systemd wants a path from the root on: units are for what stays where it was installed to.
+                for folder in (SOURCE, BUILD) if file.endswith(".service") else (SOURCE, BUILD, self.first):
                     self.assertFalse(folder.encode() + b"/" in text,
                                      "%s names %s" % (os.path.join(path, file), folder))
+
+    def test_units_start_what_was_installed(self):
+        for program, unit in (("mdc-simulator", "mdc-simulator.service"), ("mdc-bench", "mdc-results.service")):
+            with open(self.found("system", unit), encoding="utf-8") as file:
+                self.assertIn("\nExecStart=%s " % os.path.join(self.first, "bin", program), file.read())
 
     def test_host_of_somebody_else(self):
         host = os.path.join(self.build("host"), "example-host")
