@@ -4,7 +4,10 @@
 #include "tests/support/sample_folder.h"
 
 #include <QJsonDocument>
-#include <QtTest>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTest>
 #include <QXmlStreamReader>
 
 namespace {

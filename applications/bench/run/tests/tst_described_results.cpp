@@ -2,7 +2,8 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QtTest>
+#include <QJsonObject>
+#include <QTest>
 
 namespace {
 

@@ -8,7 +8,11 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QtTest>
+#include <QDate>
+#include <QDateTime>
+#include <QJsonObject>
+#include <QTest>
+#include <QTime>
 
 using Numbers = QList<std::optional<double>>;
 Q_DECLARE_METATYPE(Numbers)
