@@ -3,9 +3,9 @@
 
 #include "tests/support/sample_folder.h"
 
-#include <QJsonDocument>
 #include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
 #include <QXmlStreamReader>

@@ -6,10 +6,10 @@
 #include "applications/bench/watch/watch_screen.h"
 #include "applications/bench/watch/watched_rows.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QDate>
 #include <QDateTime>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTest>
 #include <QTime>
