@@ -1,5 +1,7 @@
 #include "model/backup_file.h"
 
+#include "model/platform.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -164,11 +166,14 @@ std::filesystem::path systemPath(const QString& path)
 QString madeBeside(const QFileInfo& existing, const QString& path, const QString& text, QString* reason)
 {
     QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
-    bool isWritten = file.open();
+    if (!file.open()) {
+        *reason = file.errorString();
+        return {};
+    }
     file.setTextModeEnabled(true);
-    isWritten = isWritten && writeBackup(file, text) && file.flush() &&
-                file.error() == QFileDevice::NoError &&
-                (!existing.exists() || file.setPermissions(existing.permissions()));
+    const bool isWritten = writeBackup(file, text) && file.flush() && mdc::handToDisk(file) &&
+                           file.error() == QFileDevice::NoError &&
+                           (!existing.exists() || file.setPermissions(existing.permissions()));
     *reason = file.errorString();
     file.setAutoRemove(!isWritten);
     return isWritten ? file.fileName() : QString();
