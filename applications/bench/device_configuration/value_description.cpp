@@ -43,11 +43,19 @@ QString bitsText(quint64 value, const QMap<int, QString>& names)
     return texts.isEmpty() ? QStringLiteral("no bit set") : texts.join(QStringLiteral(", "));
 }
 
+// Registers as floats may hold anything, of which two's complement has no form.
+std::optional<qint64> wholeNumber(double value)
+{
+    constexpr double c_most = 9.0e15; // below it a double has every whole number
+    return std::abs(value) < c_most ? std::optional<qint64>(static_cast<qint64>(value)) : std::nullopt;
+}
+
 QString textOf(double value, const ValueDescription& description)
 {
-    if (!description.bits.isEmpty() && value >= 0)
-        return bitsText(static_cast<quint64>(value), description.bits);
-    const auto name = description.names.constFind(static_cast<qint64>(value));
+    const std::optional<qint64> whole = wholeNumber(value);
+    if (whole && *whole >= 0 && !description.bits.isEmpty())
+        return bitsText(static_cast<quint64>(*whole), description.bits);
+    const auto name = whole ? description.names.constFind(*whole) : description.names.cend();
     if (name != description.names.cend())
         return *name;
     const QString number = numberText(value, description);
