@@ -1,9 +1,10 @@
 #include "applications/bench/check/page_file.h"
 
+#include <lib_utilities/plain_file.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace {
 
@@ -25,9 +26,10 @@ bool holds(const QString& path, const QByteArray& bytes)
 std::optional<BenchProblem> pageFileProblem(const QString& path, bool replaces)
 {
     const QFileInfo file(path);
-    if (file.isSymLink() || (file.exists() && !file.isFile()))
+    QString reason;
+    if (!isFreeForFile(path, &reason))
         return BenchProblem{ExitCode::CommandFailed,
-                            {QStringLiteral("%1 is no file and was left alone").arg(path)},
+                            {QStringLiteral("%1 was left alone: %2").arg(path, reason)},
                             QStringLiteral("name another file")};
     if (file.exists() && !replaces)
         return BenchProblem{ExitCode::CommandFailed,
@@ -43,15 +45,9 @@ std::optional<BenchProblem> writePageFile(const QString& path, const QByteArray&
     const std::optional<BenchProblem> problem = pageFileProblem(path, replaces);
     if (problem)
         return problem;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return unwritable(path, file.errorString());
-    const bool isWritten =
-        file.write(bytes) == bytes.size() && file.flush() && file.error() == QFileDevice::NoError;
-    if (!isWritten)
-        file.cancelWriting();
     // A disk that is full shows in what the file holds afterwards.
-    if (!file.commit() || !holds(path, bytes))
-        return unwritable(path, file.errorString());
+    QString reason = QStringLiteral("it holds something else now");
+    if (!putFile(path, bytes, &reason) || !holds(path, bytes))
+        return unwritable(path, reason);
     return std::nullopt;
 }

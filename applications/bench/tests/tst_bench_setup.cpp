@@ -161,6 +161,8 @@ private Q_SLOTS:
         QTest::newRow("list") << "mdc-bench" << QStringList{"list"} << false;
         QTest::newRow("run") << "mdc-bench" << QStringList{"run", "getInfo"} << false;
         QTest::newRow("check") << "mdc-bench" << QStringList{"check"} << false;
+        QTest::newRow("probe") << "mdc-bench" << QStringList{"check", "--probe"} << false;
+        QTest::newRow("watch") << "mdc-bench" << QStringList{"watch", "--count", "1"} << false;
         QTest::newRow("panel") << "mdc-bench" << QStringList{"panel", "--screenshot", picture} << false;
         QTest::newRow("panel, cache forced")
             << "mdc-bench" << QStringList{"panel", "--screenshot", picture} << true;
@@ -585,10 +587,10 @@ private Q_SLOTS:
         const QString theirs = m_samples.filePath("theirs");
         const QString link = m_samples.filePath("link");
         QVERIFY(QFile::link(theirs, link));
-        const QStringList ways[] = {{"panel", "--screenshot", link},
-                                    {"run", "getInfo", "--trace", link},
-                                    {"run", "getInfo", "--properties", link},
-                                    {"results", "--seconds", "1", "--output", link}};
+        const QStringList ways[] = {
+            {"panel", "--screenshot", link},          {"run", "getInfo", "--trace", link},
+            {"run", "getInfo", "--properties", link}, {"results", "--seconds", "1", "--output", link},
+            {"check", "--report", link, "--force"},   {"watch", "--seconds", "1", "--csv", link, "--force"}};
         for (const bool isThere : {false, true}) {
             QVERIFY(!isThere || writeFile(theirs, "{\"mine\": 1}\n"));
             for (const QStringList& words : ways) {

@@ -6,6 +6,7 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
+#include <lib_utilities/plain_file.h>
 
 #include <QEventLoop>
 #include <QLocale>
@@ -80,19 +81,22 @@ ExitCode WatchRun::openCsv()
 {
     if (m_options.csvFile.isEmpty())
         return ExitCode::Done;
-    m_csv.setFileName(m_options.csvFile);
-    QIODevice::OpenMode mode = QIODevice::WriteOnly;
-    mode |= m_options.replacesCsv ? QIODevice::Truncate : QIODevice::NewOnly;
+    const QString& path = m_options.csvFile;
     const QByteArray header = watchCsvHeader(m_reading.names);
-    if (m_csv.open(mode) && m_csv.write(header) == header.size() && m_csv.flush())
-        return ExitCode::Done;
-    if (!m_options.replacesCsv && m_csv.exists()) {
-        m_console.error(QStringLiteral("%1 is there already and was left alone").arg(m_options.csvFile));
+    QString reason;
+    bool isOpen = openPlainFile(m_csv, path, &reason);
+    if (isOpen && !m_options.replacesCsv && m_csv.size() > 0) {
+        m_console.error(QStringLiteral("%1 is there already and was left alone").arg(path));
         m_console.hint(QStringLiteral("name another file, or replace this one with --force"));
-    } else {
-        m_console.error(
-            QStringLiteral("%1 cannot be written: %2").arg(m_options.csvFile, m_csv.errorString()));
+        return ExitCode::CommandFailed;
     }
+    if (isOpen && !(m_csv.resize(0) && m_csv.write(header) == header.size() && m_csv.flush())) {
+        reason = m_csv.errorString();
+        isOpen = false;
+    }
+    if (isOpen)
+        return ExitCode::Done;
+    m_console.error(QStringLiteral("%1 cannot be written: %2").arg(path, reason));
     return ExitCode::CommandFailed;
 }
 
