@@ -136,7 +136,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l help -d 'Print
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l object -d 'Device whose tightenings they are [the first device]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l output -d 'Append to this file [standard output]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l rotate-size -d 'Begin a new file before it would hold more bytes; the full one becomes FILE.1 [256 MiB]' -x
-complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l keep -d 'How many full files are kept [5]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l keep -d 'How many full files are kept [5, all without --rotate-size]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l program-value -d 'Value that tells the program [program]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l count -d 'End after so many events [none]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l seconds -d 'Listening: end after so many seconds [none]' -x

@@ -51,7 +51,7 @@ ExitCode logToFile(ResultsRun& run, const TighteningLayout& layout, const Result
                    BenchSession& session, Console& console)
 {
     const qint64 rotateSize = options.rotateSize > 0 ? options.rotateSize : c_usualRotateSize;
-    TighteningLog log(options.outputFile, layout, rotateSize, options.keptFiles);
+    TighteningLog log(options.outputFile, layout, rotateSize, options.filesToKeep());
     QString error;
     if (!log.open(&error)) {
         console.error(error);
@@ -74,6 +74,13 @@ ExitCode logToFile(ResultsRun& run, const TighteningLayout& layout, const Result
 }
 
 } // namespace
+
+int ResultsOptions::filesToKeep() const
+{
+    if (keptFiles != c_keepUntold)
+        return keptFiles;
+    return rotateSize > 0 ? c_usualKeptFiles : TighteningLog::c_keepAll;
+}
 
 ResultsSubcommand::ResultsSubcommand()
     : Subcommand(
@@ -100,7 +107,8 @@ void ResultsSubcommand::addTo(OptionSet& options)
         "--rotate-size", "BYTES", m_options.rotateSize,
         "Begin a new file before it would hold more bytes; the full one becomes FILE.1 [256 MiB]");
     options.number("--keep", "N", m_options.keptFiles, 0, c_mostKeptFiles,
-                   "How many full files are kept [" + std::to_string(m_options.keptFiles) + "]");
+                   "How many full files are kept [" + std::to_string(c_usualKeptFiles) +
+                       ", all without --rotate-size]");
     options.text("--program-value", "NAME", m_options.programName, "Value that tells the program [program]");
     addListeningBounds(options, m_options.bounds, "End after so many events [none]");
 }

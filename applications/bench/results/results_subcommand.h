@@ -3,8 +3,10 @@
 #include "applications/bench/core/shared_options.h"
 #include "applications/bench/core/subcommand.h"
 
-// Some hundred thousand tightenings. A log that nobody looks after must not fill the disk.
+// Some hundred thousand tightenings. A file of this size can still be copied and looked into.
 constexpr qint64 c_usualRotateSize = 256 << 20;
+constexpr int c_usualKeptFiles = 5;
+constexpr int c_keepUntold = -1;
 
 struct ResultsOptions
 {
@@ -12,12 +14,16 @@ struct ResultsOptions
     QString object;
     // Empty: standard output.
     QString outputFile;
-    // Bytes that a file holds at most, 0 for c_usualRotateSize; full files that are kept.
+    // Bytes that a file holds at most, 0 for c_usualRotateSize.
     qint64 rotateSize = 0;
-    int keptFiles = 5;
+    // Full files that are kept; when nobody has said it, all of those that nobody has asked for.
+    int keptFiles = c_keepUntold;
     // The value that tells the program.
     QString programName = QStringLiteral("program");
     ListeningBounds bounds;
+
+    // As many as TighteningLog keeps.
+    int filesToKeep() const;
 };
 
 // "results": the log of a device's tightenings as they happen.

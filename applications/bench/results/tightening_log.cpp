@@ -6,6 +6,8 @@
 #include <lib_utilities/platform.h>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 
 QString failure(const QString& path, const QString& what, const QString& reason)
@@ -91,7 +93,8 @@ bool TighteningLog::repair(QString* error)
     }
     m_lastState = newestState(m_file);
     // The program may have ended between making room and the first line.
-    for (int number = 1; !m_lastState && number <= m_keep; ++number) {
+    const int kept = keptCount();
+    for (int number = 1; !m_lastState && number <= kept; ++number) {
         QFile rotated;
         QString reason;
         if (openInputFile(rotated, rotatedName(number), &reason))
@@ -129,9 +132,22 @@ bool TighteningLog::isOwn(const QString& path) const
     return start.isEmpty() || beginsTighteningLog(start, m_layout);
 }
 
-bool TighteningLog::canRotate(QString* error) const
+// Without a gap from FILE.1 on.
+int TighteningLog::keptCount() const
 {
-    for (int number = 1; number <= m_keep; ++number) {
+    const auto isThere = [this](int number) {
+        const QFileInfo info(rotatedName(number));
+        return info.exists() || info.isSymLink();
+    };
+    int count = 0;
+    while (count < m_keep && isThere(count + 1))
+        ++count;
+    return count;
+}
+
+bool TighteningLog::canRotate(int last, QString* error) const
+{
+    for (int number = 1; number <= last; ++number) {
         if (!isOwn(rotatedName(number))) {
             *error = foreignFile(rotatedName(number));
             return false;
@@ -142,14 +158,15 @@ bool TighteningLog::canRotate(QString* error) const
 
 bool TighteningLog::rotate(QString* error)
 {
-    if (!canRotate(error))
+    const int kept = keptCount();
+    // Those too that a later file takes the place of.
+    if (!canRotate(m_keep == c_keepAll ? kept : m_keep, error))
         return false;
     m_file.close();
-    QFile::remove(rotatedName(m_keep));
-    for (int number = m_keep - 1; number > 0; --number) {
-        if (QFile::exists(rotatedName(number)))
-            QFile::rename(rotatedName(number), rotatedName(number + 1));
-    }
+    if (kept == m_keep && kept > 0)
+        QFile::remove(rotatedName(m_keep));
+    for (int number = std::min(kept, m_keep - 1); number > 0; --number)
+        QFile::rename(rotatedName(number), rotatedName(number + 1));
     const bool moved = m_keep > 0 ? QFile::rename(m_path, rotatedName(1)) : QFile::remove(m_path);
     if (!moved) {
         *error = QStringLiteral("%1 cannot be renamed to %2: end the program that holds one of them open, or "

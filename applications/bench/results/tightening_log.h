@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QStringList>
 
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -17,7 +18,8 @@ class TighteningLog
 {
 public:
     // `rotateSize`: bytes that a file holds at most, 0 for no bound; a line is never divided. Full files
-    // become FILE.1 (the newest) … FILE.`keep`, older ones go.
+    // become FILE.1 (the newest) … FILE.`keep`, older ones go; with c_keepAll none does.
+    static constexpr int c_keepAll = std::numeric_limits<int>::max();
     TighteningLog(const QString& path, const TighteningLayout& layout, qint64 rotateSize, int keep);
 
     // Opens or makes the file, and takes it for this process. False with a text; a file that does not begin
@@ -38,7 +40,8 @@ private:
     bool repair(QString* error);
     // Of a log, or of nothing at all.
     bool isOwn(const QString& path) const;
-    bool canRotate(QString* error) const;
+    int keptCount() const;
+    bool canRotate(int last, QString* error) const;
     bool rotate(QString* error);
     bool write(const QByteArray& bytes, QString* error);
     QString rotatedName(int number) const;

@@ -1,5 +1,6 @@
 #include "applications/bench/demo/demo_subcommand.h"
 #include "applications/bench/results/results_subcommand.h"
+#include "applications/bench/results/tightening_log.h"
 #include "applications/bench/run/run_subcommand.h"
 #include "applications/bench/tests/parsed_call.h"
 
@@ -48,7 +49,12 @@ private Q_SLOTS:
         QVERIFY(results != nullptr);
         QCOMPARE(logging->general.format, OutputFormat::JsonLines);
         QCOMPARE(results->options().rotateSize, qint64(9));
-        QCOMPARE(results->options().keptFiles, 5);
+        QCOMPARE(results->options().filesToKeep(), 5);
+        // Nobody has asked for anything to go.
+        const ParsedCall unbounded({"results", "--output", "x"});
+        QCOMPARE(unbounded.as<ResultsSubcommand>()->options().filesToKeep(), TighteningLog::c_keepAll);
+        const ParsedCall some({"results", "--output", "x", "--keep", "3"});
+        QCOMPARE(some.as<ResultsSubcommand>()->options().filesToKeep(), 3);
         QCOMPARE(results->options().programName, QStringLiteral("program"));
         const ParsedCall both({"demo"});
         const auto* const demo = both.as<DemoSubcommand>();

@@ -57,6 +57,7 @@ private Q_SLOTS:
     void tornLine();
     void rotation_data();
     void rotation();
+    void everythingIsKept();
     void recoversFromRotatedFile();
     void otherColumnsBeginANewFile();
     void refusedFiles_data();
@@ -191,6 +192,23 @@ void TstTighteningLog::rotation()
     QCOMPARE(contentOf(path), file({20}));
     QCOMPARE(contentOf(path + ".1"), file({19}));
     QCOMPARE(contentOf(path + ".2"), file({18}));
+}
+
+// Who has not asked for it loses no tightening.
+void TstTighteningLog::everythingIsKept()
+{
+    const TighteningLayout layout = layoutOf(TighteningFormat::JsonLines);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    QString error;
+    TighteningLog log(path, layout, 1, TighteningLog::c_keepAll);
+    QVERIFY2(log.open(&error), qPrintable(error));
+    for (int count = 10; count < 22; ++count)
+        QVERIFY2(log.append(eventLine(count), &error), qPrintable(error));
+    for (int number = 1; number <= 11; ++number)
+        QCOMPARE(contentOf(path + '.' + QString::number(number)),
+                 tighteningText(eventLine(21 - number), layout));
+    QCOMPARE(contentOf(path), tighteningText(eventLine(21), layout));
 }
 
 void TstTighteningLog::recoversFromRotatedFile()
