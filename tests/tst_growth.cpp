@@ -126,6 +126,14 @@ Maker log(const std::function<QByteArray(int size)>& rest)
     };
 }
 
+// Under a sanitizer memory that grows is copied each time and kept for a while after it was freed: what that
+// takes is not the reader's, but less than what grows with the square would.
+#ifdef __SANITIZE_ADDRESS__
+constexpr double c_mostGrowth = 25;
+#else
+constexpr double c_mostGrowth = 12;
+#endif
+
 // Milliseconds of the processor, the least of some attempts.
 double timeOf(const Work& work, int attempts)
 {
@@ -210,7 +218,7 @@ private Q_SLOTS:
         for (int attempt = 0; attempt < 15; ++attempt) {
             one = std::max(std::min(one, timeOf(little, 3)), c_least);
             ten = std::min(ten, timeOf(much, 1));
-            if (ten <= 12 * one)
+            if (ten <= c_mostGrowth * one)
                 return;
         }
         QFAIL(qPrintable(QString("%1 ms, with ten times as much %2 ms").arg(one).arg(ten)));

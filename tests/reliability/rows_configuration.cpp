@@ -66,6 +66,7 @@ struct Exemption
 };
 constexpr Exemption c_exemptions[]{
     {ChangeKind::Removed, "\\S+ /description", "a text for people", false},
+    {ChangeKind::Removed, "\\S+ /\\$schema", "for editors", false},
     {ChangeKind::Removed, "\\S+ /channels/\\d+/name", "a text for people", false},
     {ChangeKind::Removed, "bench.json /objects/0/configuration/(host|unitId)", "has a default", false},
     {ChangeKind::Removed, "bench.json /objects/0/configuration/port", "has a default", true},
