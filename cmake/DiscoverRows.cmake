@@ -10,7 +10,7 @@ set(script "")
 foreach(row IN LISTS rows)
     string(APPEND script
         "add_test(\"${PREFIX}.${row}\" \"${PROGRAM}\" --row \"${row}\")\n"
-        "set_tests_properties(\"${PREFIX}.${row}\" PROPERTIES LABELS \"${PREFIX}\" TIMEOUT ${TIMEOUT}"
+        "set_tests_properties(\"${PREFIX}.${row}\" PROPERTIES LABELS \"${PREFIX}\" TIMEOUT ${TIMEOUT} COST ${TIMEOUT}"
         " SKIP_RETURN_CODE 77 ENVIRONMENT \"${ENVIRONMENT}\")\n")
 endforeach()
 file(WRITE ${FILE} "${script}")
