@@ -14,7 +14,9 @@
 #include <valijson/validator.hpp>
 
 #include <algorithm>
+#include <deque>
 #include <exception>
+#include <memory>
 
 namespace {
 
@@ -64,15 +66,36 @@ QJsonObject resolved(const QJsonObject& node, const QJsonObject& schema)
     return target;
 }
 
-// Throws for a schema that is none.
+// Throws for a schema that is none. To compile one takes far longer than to hold a configuration against it,
+// and there are few of them: those that were used last stay.
+std::shared_ptr<const valijson::Schema> compiledSchema(const QJsonObject& schema)
+{
+    struct Compiled
+    {
+        QJsonObject schema;
+        std::shared_ptr<const valijson::Schema> form;
+    };
+    constexpr std::size_t c_kept = 32;
+    thread_local std::deque<Compiled> s_compiled;
+    const auto known = std::find_if(s_compiled.cbegin(), s_compiled.cend(),
+                                    [&schema](const Compiled& one) { return one.schema == schema; });
+    if (known != s_compiled.cend())
+        return known->form;
+    const QJsonValue schemaValue(schema);
+    const auto form = std::make_shared<valijson::Schema>();
+    valijson::SchemaParser().populateSchema(valijson::adapters::QtJsonAdapter(schemaValue), *form);
+    if (s_compiled.size() == c_kept)
+        s_compiled.pop_front();
+    s_compiled.push_back({schema, form});
+    return form;
+}
+
 bool validate(const QJsonValue& document, const QJsonObject& schema, valijson::ValidationResults* results)
 {
-    const QJsonValue schemaValue(schema);
-    valijson::Schema compiled;
-    valijson::SchemaParser().populateSchema(valijson::adapters::QtJsonAdapter(schemaValue), compiled);
+    const std::shared_ptr<const valijson::Schema> compiled = compiledSchema(schema);
     // Strong types: the text "1" is no number.
     valijson::Validator validator(valijson::Validator::kStrongTypes);
-    return validator.validate(compiled, valijson::adapters::QtJsonAdapter(document), results);
+    return validator.validate(*compiled, valijson::adapters::QtJsonAdapter(document), results);
 }
 
 bool conforms(const QJsonValue& value, const QJsonObject& schema)
