@@ -11,7 +11,10 @@
 
 namespace {
 
-constexpr int c_graceTime = 250;
+// 250 ms in pieces of the event loop's time: a process that is busy with something else for longer would see
+// the end of the wait before it sees that the connection has been made.
+constexpr int c_gracePiece = 50;
+constexpr int c_gracePieces = 5;
 // The client keeps what it hears before the first request: so much, and it is replaced.
 constexpr int c_mostHeard = 64 * 1024;
 
@@ -31,10 +34,7 @@ ModbusConnection::ModbusConnection(const ModbusTransport& transport, LinkStatist
         lose(QStringLiteral("no connection within %1 ms").arg(m_transport.configuration().connectTimeout));
     });
     connect(&m_reopenTimer, &QTimer::timeout, this, &ModbusConnection::open);
-    connect(&m_graceTimer, &QTimer::timeout, this, [this] {
-        m_requestsMayWait = false;
-        m_owner.onNothingToWaitFor();
-    });
+    connect(&m_graceTimer, &QTimer::timeout, this, &ModbusConnection::onGracePiece);
     connect(&m_settleTimer, &QTimer::timeout, this, &ModbusConnection::onSettled);
     connect(&m_client, &ClientHolder::opened, this, &ModbusConnection::onOpened);
     connect(&m_client, &ClientHolder::failed, this, &ModbusConnection::lose);
@@ -216,7 +216,19 @@ void ModbusConnection::replace(const QString& reason, bool isDrained)
         qWarning().noquote() << notConnectedText();
     }
     m_requestsMayWait = pause == 0;
-    if (m_requestsMayWait)
-        m_graceTimer.start(c_graceTime);
     m_reopenTimer.start(pause);
+    if (m_requestsMayWait) {
+        m_gracePiecesLeft = c_gracePieces;
+        m_graceTimer.start(c_gracePiece);
+    }
+}
+
+void ModbusConnection::onGracePiece()
+{
+    if (--m_gracePiecesLeft > 0) {
+        m_graceTimer.start(c_gracePiece);
+        return;
+    }
+    m_requestsMayWait = false;
+    m_owner.onNothingToWaitFor();
 }

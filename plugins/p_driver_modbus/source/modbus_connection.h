@@ -94,6 +94,7 @@ private:
     void onSettled();
     void lose(const QString& reason);
     void replace(const QString& reason, bool isDrained);
+    void onGracePiece();
 
     const ModbusTransport& m_transport;
     LinkStatistics& m_statistics;
@@ -108,6 +109,7 @@ private:
 
     BackOff m_backOff;
     bool m_requestsMayWait = false; // although there is no connection
+    int m_gracePiecesLeft = 0;      // of the time that they may
     QElapsedTimer m_openedSince;
     int m_drainTime = 0; // to listen to the next connection before a request is sent
     int m_heard = 0;     // bytes that came before

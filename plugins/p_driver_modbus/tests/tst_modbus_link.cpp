@@ -2,6 +2,8 @@
 #include "tests/support/full_server.h"
 #include "tests/support/instruction_arguments.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void deadlineBeforeThereIsAConnection();
     void pausesGrowBetweenAttempts();
     void waitingRequestsFailWithTheLink();
+    void reopensWhileTheProcessIsBusy();
     void queueIsBounded();
     void pollNearItsCallersDeadline();
     void startsAfresh();
@@ -139,6 +142,30 @@ void TestModbusLink::waitingRequestsFailWithTheLink()
     QTRY_VERIFY(next->ended());
     QVERIFY(next->ok);
     QCOMPARE(bench.peer.requests.size(), 2);
+}
+
+// Other devices' work holds the event loop up for longer than instructions wait for a link that is opened
+// again: the controller has had no chance to be late yet.
+void TestModbusLink::reopensWhileTheProcessIsBusy()
+{
+    ModbusTcpBench bench;
+    bench.start();
+    QTRY_VERIFY(bench.isConnected());
+    bench.peer.setFault(ScriptedPeer::Duplicate);
+    const std::unique_ptr<FakeOrder> first = bench.run("read", readArguments(1));
+    // Pass by pass: the link is open again after two or three.
+    const QDeadlineTimer limit(20 * ModbusBench::c_timeout);
+    while (!first->ended() && !limit.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    QVERIFY2(first->ok, qPrintable(first->message));
+    QVERIFY(!bench.isConnected());
+    const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(2), 20 * ModbusBench::c_timeout);
+    const QDeadlineTimer busy(400);
+    while (!busy.hasExpired())
+        continue;
+    QTRY_VERIFY(next->ended());
+    QVERIFY2(next->ok, qPrintable(next->message));
+    QCOMPARE(bench.statistic("connections"), 2);
 }
 
 void TestModbusLink::queueIsBounded()
