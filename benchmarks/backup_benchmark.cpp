@@ -1,16 +1,10 @@
 #include "benchmarks/bare_clients.h"
 #include "benchmarks/benchmark_program.h"
+#include "benchmarks/measured_device.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
-#include <lib_host/d_host.h>
-
-#include <QCoreApplication>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QJsonArray>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QVector>
 
@@ -25,7 +19,6 @@
 namespace {
 
 constexpr double c_nanosecondsPerMillisecond = 1e6;
-constexpr int c_torqueUnitRegister = 1;
 constexpr double c_wantedBackup = 1.15;
 constexpr double c_wantedRestore = 1.1;
 
@@ -34,31 +27,6 @@ struct Size
     int registers = 0; // of a backup
     int writes = 0;    // of a restore
 };
-
-// The whole range is a backup, and its first registers are the one preset.
-QJsonObject withRange(const QJsonObject& configuration, const Size& size)
-{
-    QJsonObject result = configuration;
-    QJsonObject parameters = result.value(QLatin1String("parameters")).toObject();
-    parameters.insert(
-        QStringLiteral("MDgen2_config"),
-        QStringLiteral("\"backup_range\": [1-%1]; \"preset1\": [1-%2]").arg(size.registers).arg(size.writes));
-    result.insert(QStringLiteral("parameters"), parameters);
-    QJsonArray channels = result.value(QLatin1String("channels")).toArray();
-    for (int i = channels.size() - 1; i >= 0; --i) {
-        if (channels.at(i).toObject().value(QLatin1String("id")) == QLatin1String("torqueUnitV2"))
-            channels.removeAt(i);
-    }
-    const auto entry = [](const char* id, const QJsonValue& value) {
-        return QJsonObject{{QStringLiteral("id"), QLatin1String(id)}, {QStringLiteral("value"), value}};
-    };
-    channels.append(QJsonObject{{QStringLiteral("id"), QStringLiteral("torqueUnitV2")},
-                                {QStringLiteral("value"),
-                                 QJsonArray{entry("register", c_torqueUnitRegister),
-                                            entry("readRegisterType", QStringLiteral("holdingRegisters"))}}});
-    result.insert(QStringLiteral("channels"), channels);
-    return result;
-}
 
 // Milliseconds that `work` takes; nothing when it failed.
 template <class Work>
@@ -76,57 +44,37 @@ class Plugins
 public:
     // `folder` is a template of the folder's name; empty for the system's.
     Plugins(int port, const Size& size, const QString& folder)
-        : m_folder(folder.isEmpty() ? new QTemporaryDir : new QTemporaryDir(folder))
-    {
-        m_host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-        const QJsonObject bench = benchFor(
-            {port}, [size](const QJsonObject& configuration) { return withRange(configuration, size); });
-        const QStringList errors = m_host.configure(bench);
-        for (const QString& error : errors)
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-        m_device = QUuid(bench.value(QLatin1String("objects"))
-                             .toArray()
-                             .at(1)
-                             .toObject()
-                             .value(QLatin1String("id"))
-                             .toString());
-    }
+        : m_device(port,
+                   [size](const QJsonObject& configuration) {
+                       return withBackupRange(configuration, size.registers, size.writes);
+                   })
+        , m_folder(folder.isEmpty() ? new QTemporaryDir : new QTemporaryDir(folder))
+    {}
 
     bool backUp()
     {
-        const QVariantMap results =
-            run(QStringLiteral("backup"), {{QStringLiteral("folderPath"), m_folder->path()},
-                                           {QStringLiteral("backupName"), QStringLiteral("benchmark")}});
-        m_file = results.value(QStringLiteral("filePath")).toString();
-        return results.value(QStringLiteral("doneOk")).toBool();
+        const std::optional<QVariantMap> results = m_device.run(
+            QStringLiteral("backup"), {{QStringLiteral("folderPath"), m_folder->path()},
+                                       {QStringLiteral("backupName"), QStringLiteral("benchmark")}});
+        if (!results)
+            return false;
+        m_file = results->value(QStringLiteral("filePath")).toString();
+        return results->value(QStringLiteral("doneOk")).toBool();
     }
     bool restore()
     {
-        const QVariantMap status = run(QStringLiteral("restoreBackup"), {{QStringLiteral("filePath"), m_file},
-                                                                         {QStringLiteral("startPreset"), 1},
-                                                                         {QStringLiteral("endPreset"), 1}})
-                                       .value(QStringLiteral("statusData"))
-                                       .toMap();
-        return status.value(QStringLiteral("progress")).toInt() == 100;
+        const std::optional<QVariantMap> results =
+            m_device.run(QStringLiteral("restoreBackup"), {{QStringLiteral("filePath"), m_file},
+                                                           {QStringLiteral("startPreset"), 1},
+                                                           {QStringLiteral("endPreset"), 1}});
+        return results && results->value(QStringLiteral("statusData"))
+                                  .toMap()
+                                  .value(QStringLiteral("progress"))
+                                  .toInt() == 100;
     }
 
 private:
-    QVariantMap run(const QString& command, const QVariantMap& arguments)
-    {
-        QEventLoop loop;
-        QVariantMap results;
-        m_host.runCommand(m_device, command, arguments, 0, &loop, [&](quint64, const DOrderOutcome& outcome) {
-            if (!outcome.ok)
-                std::fprintf(stderr, "%s\n", qPrintable(outcome.errorMessage));
-            results = outcome.results;
-            loop.quit();
-        });
-        loop.exec();
-        return results;
-    }
-
-    DHost m_host;
-    QUuid m_device;
+    MeasuredDevice m_device;
     std::unique_ptr<QTemporaryDir> m_folder;
     QString m_file;
 };

@@ -1,5 +1,6 @@
 #include "benchmarks/bare_clients.h"
 #include "benchmarks/benchmark_program.h"
+#include "benchmarks/measured_device.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
@@ -9,7 +10,6 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QJsonArray>
 #include <QJsonObject>
 #include <QTimer>
 #include <QUuid>
@@ -31,41 +31,6 @@ constexpr double c_millisecondsPerSecond = 1000;
 constexpr double c_nanosecondsPerMillisecond = 1e6;
 constexpr int c_listenInterval = 100;
 constexpr int c_identifyTimeout = 20000;
-constexpr int c_firstRegister = 1;
-
-// The event block lies where the controller has registers without a meaning to an event.
-QJsonObject withBlock(const QJsonObject& configuration)
-{
-    const auto entry = [](const char* id, const QJsonValue& value) {
-        return QJsonObject{{QStringLiteral("id"), QLatin1String(id)}, {QStringLiteral("value"), value}};
-    };
-    const QString channels = QStringLiteral("channels");
-    QJsonArray list = configuration.value(channels).toArray();
-    for (int i = list.size() - 1; i >= 0; --i) {
-        if (list.at(i).toObject().value(QLatin1String("id")) == QLatin1String("eventDataV2"))
-            list.removeAt(i);
-    }
-    list.append(QJsonObject{{QStringLiteral("id"), QStringLiteral("eventDataV2")},
-                            {QStringLiteral("value"),
-                             QJsonArray{entry("register", c_firstRegister), entry("size", c_blockSize),
-                                        entry("readRegisterType", QStringLiteral("holdingRegisters"))}}});
-    const auto parameter = [](const char* name, int first, int last, const char* type) {
-        return QJsonObject{{QStringLiteral("parameter_name"), QLatin1String(name)},
-                           {QStringLiteral("start_address"), first},
-                           {QStringLiteral("end_address"), last},
-                           {QStringLiteral("type"), QLatin1String(type)}};
-    };
-    QJsonArray keys{parameter("eventCountNo", 1, 1, "int"), parameter("torque", 2, 3, "float"),
-                    parameter("rest", 14, c_blockSize, "list")};
-    for (int address = 4; address < 14; ++address)
-        keys.append(parameter(qPrintable(QStringLiteral("value%1").arg(address)), address, address, "int"));
-    QJsonObject parameters = configuration.value(QLatin1String("parameters")).toObject();
-    parameters.insert(QStringLiteral("eventDataKeysV2"), keys);
-    QJsonObject result = configuration;
-    result.insert(channels, list);
-    result.insert(QStringLiteral("parameters"), parameters);
-    return result;
-}
 
 struct Rate
 {
@@ -113,7 +78,7 @@ public:
     // The same block of registers.
     Rate withDriversAlone(double seconds)
     {
-        const QVariantMap block{{QStringLiteral("register"), c_firstRegister},
+        const QVariantMap block{{QStringLiteral("register"), c_firstListenedRegister},
                                 {QStringLiteral("dataSize"), c_blockSize},
                                 {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")},
                                 {QStringLiteral("recurrentInterval"), c_listenInterval}};
@@ -219,7 +184,7 @@ public:
             timers.push_back(std::make_unique<QTimer>());
             timers.back()->setTimerType(Qt::PreciseTimer);
             QObject::connect(timers.back().get(), &QTimer::timeout, [&updates, bare = client.get()] {
-                bare->readInBackground(c_firstRegister, c_blockSize, [&updates] { ++updates; });
+                bare->readInBackground(c_firstListenedRegister, c_blockSize, [&updates] { ++updates; });
             });
             timers.back()->start(c_listenInterval);
         }
@@ -264,7 +229,10 @@ int run(int devices, double seconds, int rounds, int periods)
     bindToProcessor(0);
     DHost host;
     host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-    const QStringList errors = host.configure(benchFor(controllers.ports(), withBlock));
+    const QStringList errors =
+        host.configure(benchFor(controllers.ports(), [](const QJsonObject& configuration) {
+            return withListenedBlock(configuration, c_blockSize);
+        }));
     for (const QString& error : errors)
         std::fprintf(stderr, "%s\n", qPrintable(error));
     Measurement measurement(host);

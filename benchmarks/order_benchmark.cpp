@@ -1,90 +1,19 @@
+#include "benchmarks/allocation_counter.h"
 #include "benchmarks/bare_clients.h"
 #include "benchmarks/benchmark_program.h"
+#include "benchmarks/measured_device.h"
 #include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
-#include <lib_host/d_host.h>
-
-#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QJsonArray>
-#include <QJsonObject>
 #include <QProcess>
-#include <QUuid>
 #include <QVector>
 
-#include <cerrno>
-#include <cstddef>
 #include <cstdio>
 
 // One "getRegister" order, from the call to its outcome, against the same read by a bare
 // QModbusTcpClient, by libmodbus and by pymodbus: latency, processor time and allocations, all in one
 // run, in turn, to a simulated controller in another process on another processor.
-
-extern "C" void* __libc_malloc(std::size_t size);
-extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
-extern "C" void* __libc_realloc(void* block, std::size_t size);
-extern "C" void* __libc_memalign(std::size_t alignment, std::size_t size);
-
-namespace {
-
-// Calls that ask for memory. Single threaded, as everything here.
-struct Allocations
-{
-    quint64 fresh = 0;   // malloc
-    quint64 cleared = 0; // calloc
-    quint64 resized = 0; // realloc
-    quint64 aligned = 0; // memalign and what is made of it
-
-    quint64 total() const { return fresh + cleared + resized + aligned; }
-};
-
-Allocations s_allocations;
-
-} // namespace
-
-// These take the place of the C library's for this process and all libraries in it, operator new included.
-extern "C" void* malloc(std::size_t size)
-{
-    ++s_allocations.fresh;
-    return __libc_malloc(size);
-}
-
-extern "C" void* calloc(std::size_t count, std::size_t size)
-{
-    ++s_allocations.cleared;
-    return __libc_calloc(count, size);
-}
-
-extern "C" void* realloc(void* block, std::size_t size)
-{
-    ++s_allocations.resized;
-    return __libc_realloc(block, size);
-}
-
-extern "C" void* memalign(std::size_t alignment, std::size_t size)
-{
-    ++s_allocations.aligned;
-    return __libc_memalign(alignment, size);
-}
-
-extern "C" void* aligned_alloc(std::size_t alignment, std::size_t size)
-{
-    return memalign(alignment, size);
-}
-
-extern "C" int posix_memalign(void** block, std::size_t alignment, std::size_t size)
-{
-    const bool isPowerOfTwo = alignment != 0 && (alignment & (alignment - 1)) == 0;
-    if (!isPowerOfTwo || alignment % sizeof(void*) != 0)
-        return EINVAL;
-    void* const aligned = memalign(alignment, size);
-    if (aligned == nullptr)
-        return ENOMEM;
-    *block = aligned;
-    return 0;
-}
 
 namespace {
 
@@ -113,7 +42,7 @@ public:
     template <class Order>
     bool add(int count, Order order)
     {
-        const Allocations before = s_allocations;
+        const Allocations before = allocationsSoFar();
         const double processor = processorSeconds();
         QElapsedTimer clock;
         for (int i = 0; i < count; ++i) {
@@ -123,7 +52,7 @@ public:
             m_times.append(static_cast<double>(clock.nsecsElapsed()) / c_nanosecondsPerMicrosecond);
         }
         m_processor += processorSeconds() - processor;
-        const Allocations after = s_allocations;
+        const Allocations after = allocationsSoFar();
         m_total += after.total() - before.total();
         m_cleared += after.cleared - before.cleared;
         m_resized += after.resized - before.resized;
@@ -152,41 +81,6 @@ private:
     quint64 m_cleared = 0;
     quint64 m_resized = 0;
     quint64 m_aligned = 0;
-};
-
-class Orders
-{
-public:
-    explicit Orders(int port)
-    {
-        m_host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-        const QJsonObject bench = benchFor({port});
-        const QStringList errors = m_host.configure(bench);
-        for (const QString& error : errors)
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-        m_device = QUuid(bench.value(QLatin1String("objects"))
-                             .toArray()
-                             .at(1)
-                             .toObject()
-                             .value(QLatin1String("id"))
-                             .toString());
-    }
-
-    bool run(const QString& command, const QVariantMap& arguments)
-    {
-        QEventLoop loop;
-        bool isGood = false;
-        m_host.runCommand(m_device, command, arguments, 0, &loop, [&](quint64, const DOrderOutcome& outcome) {
-            isGood = outcome.ok;
-            loop.quit();
-        });
-        loop.exec();
-        return isGood;
-    }
-
-private:
-    DHost m_host;
-    QUuid m_device;
 };
 
 // The script prints the median of so many reads in microseconds each time it is asked on its input.
@@ -249,11 +143,11 @@ int run(int count, int rounds, const QString& script)
         return 1;
     bindToProcessor(0);
     const int port = controllers.ports().first();
-    Orders orders(port);
+    MeasuredDevice device(port);
     BareClient bare(port);
     LibModbus library(port);
     PymodbusReads python(script, port);
-    if (!orders.run(QStringLiteral("getInfo"), {{QStringLiteral("reference"), QStringLiteral("MDC")}})) {
+    if (!device.identify()) {
         std::fprintf(stderr, "the controller could not be identified\n");
         return 1;
     }
@@ -273,10 +167,11 @@ int run(int count, int rounds, const QString& script)
         // In short turns: a machine that is slow for a second is so for all of them.
         for (int done = 0; done < count && isGood; done += c_slice) {
             const int slice = qMin(c_slice, count - done);
-            isGood =
-                byClient.add(slice, [&] { return bare.readBlock(c_directionRegister, 1); }) &&
-                byOrders.add(slice, [&] { return orders.run(QStringLiteral("getRegister"), channel); }) &&
-                byLibrary.add(slice, [&] { return library.readBlock(c_directionRegister, 1); });
+            isGood = byClient.add(slice, [&] {
+                return bare.readBlock(c_directionRegister, 1);
+            }) && byOrders.add(slice, [&] {
+                return device.run(QStringLiteral("getRegister"), channel).has_value();
+            }) && byLibrary.add(slice, [&] { return library.readBlock(c_directionRegister, 1); });
         }
         const double ofScript = python.median(count);
         if (!isGood || ofScript <= 0) {

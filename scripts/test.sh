@@ -15,10 +15,10 @@ scripts/format.sh --check
 
 step "build of the release, warnings as errors"
 cmake --preset release >/dev/null
-cmake --build --preset release --target mdc_shipped
+cmake --build --preset release --target mdc_shipped order_counts
 
-step "how the release is built, installed and built against"
-ctest --preset release -R '^(built_files|installed_tree|exported_functions)'
+step "how the release is built, installed and built against, and what an order costs"
+ctest --preset release -R '^(built_files|installed_tree|exported_functions|order_counts)'
 
 # What a host loads or is built against, without compiled headers, so that a missing include is found. A file
 # takes some seconds: scripts/tidy.sh without files takes the applications, tests and benchmarks too, and three
