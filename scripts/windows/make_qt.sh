@@ -14,7 +14,22 @@ host=$prefix/host
 MAKEFLAGS=-j$(nproc) # qmake itself is built by one process without it
 export MAKEFLAGS
 
+reporter=
+trap '[ -z "$reporter" ] || kill "$reporter"' EXIT
+
 step() { printf 'qt: %s (%s)\n' "$*" "$(date +%H:%M:%S)"; }
+
+# Ends when it is told to, and leaves nothing behind that holds the output open.
+report_progress() {
+  local nap=
+  trap '[ -z "$nap" ] || kill "$nap"; exit' TERM
+  while true; do
+    sleep 60 &
+    nap=$!
+    wait "$nap"
+    step "$1: $(find "$work/build/$1" -name '*.o' 2>/dev/null | wc -l) files compiled"
+  done
+}
 
 # once NAME FUNCTION: runs it unless it was done before; what it says goes to a file.
 once() {
@@ -24,7 +39,20 @@ once() {
   fi
   step "$1"
   mkdir -p "$work/done" "$work/log"
-  if ! "$2" "$1" >"$work/log/$1.log" 2>&1; then
+  report_progress "$1" 2>/dev/null &
+  reporter=$!
+  # Not as a condition: a step would go on after what failed in it.
+  local status=0
+  set +e
+  (
+    set -e
+    "$2" "$1"
+  ) >"$work/log/$1.log" 2>&1
+  status=$?
+  set -e
+  kill "$reporter"
+  reporter=
+  if [ "$status" -ne 0 ]; then
     tail -n 20 "$work/log/$1.log" >&2
     echo "qt: $1 failed, see $work/log/$1.log; run this again to go on from there" >&2
     exit 1
@@ -92,11 +120,21 @@ sources() {
   echo 'SUBDIRS += controls templates' >>"$work/source/qtquickcontrols2/src/imports/imports.pro"
 }
 
+# configured NAME COMMAND…: runs it in the build tree of NAME, unless it ended well there before.
+configured() {
+  local tree=$work/build/$1
+  if [ ! -e "$tree/configured" ]; then
+    rm -rf "$tree"
+    mkdir -p "$tree"
+    cd "$tree"
+    "${@:2}"
+    touch configured
+  fi
+  cd "$tree"
+}
+
 base() {
-  rm -rf "$work/build/qtbase"
-  mkdir -p "$work/build/qtbase"
-  cd "$work/build/qtbase"
-  "$work/source/qtbase/configure" -xplatform win32-g++ -device-option CROSS_COMPILE=x86_64-w64-mingw32- \
+  configured qtbase "$work/source/qtbase/configure" -xplatform win32-g++ -device-option CROSS_COMPILE=x86_64-w64-mingw32- \
     -opensource -confirm-license -release -shared \
     -prefix "$prefix" -extprefix "$prefix" -hostprefix "$host" \
     -nomake examples -nomake tests -nomake tools \
@@ -109,10 +147,7 @@ base() {
 
 # module NAME [ARGUMENT…]
 module() {
-  rm -rf "$work/build/$1"
-  mkdir -p "$work/build/$1"
-  cd "$work/build/$1"
-  "$host/bin/qmake" "$work/source/$1" -- "${@:2}"
+  configured "$1" "$host/bin/qmake" "$work/source/$1" -- "${@:2}"
   make
   make install
 }
