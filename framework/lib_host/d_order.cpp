@@ -6,7 +6,6 @@
 #include <lib_plugins_management/d_abstract_command.h>
 
 #include <QDebug>
-#include <QTimerEvent>
 
 #include <algorithm>
 #include <atomic>
@@ -51,8 +50,8 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest r
     }
     // The same moment as the caller's, and not so many milliseconds from now: between the two the machine
     // may have been busy.
-    m_timeout.restart(this, caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
-                                              : caller->boundOfInstructions());
+    restartTimeout(caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                     : caller->boundOfInstructions());
     m_keeper.queue().add(this, [this] { start(); });
 }
 
@@ -214,13 +213,9 @@ bool DOrder::reportFailure(IMessenger::EnErrorCode code, const QString& message)
     return true;
 }
 
-void DOrder::timerEvent(QTimerEvent* event)
+void DOrder::timeIsOver()
 {
-    if (!m_timeout.isMeant(*event)) {
-        QObject::timerEvent(event);
-        return;
-    }
-    if (!m_timeout.isOver(this, lastWord()))
+    if (!m_timeout.isOver(lastWord()))
         return;
     const QString message =
         QStringLiteral("%1: no reply within %2 ms").arg(title()).arg(m_timeout.milliseconds());
@@ -571,9 +566,10 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
     m_caller->receive({m_id, DDelivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
 }
 
-void DOrder::restartTimeout()
+void DOrder::restartTimeout(QDeadlineTimer bound)
 {
-    m_timeout.restart(this, QDeadlineTimer(QDeadlineTimer::Forever));
+    m_timeout.restart(bound);
+    m_keeper.clock().set(m_timeout.giveUpAt());
 }
 
 QString DOrder::title() const

@@ -63,6 +63,10 @@ public:
     // The time-out of an instruction that is allowed so many milliseconds: no longer than this order
     // itself is. So the target ends first and says what became of its request.
     int timeLeftFor(int timeout) const;
+    // When it is given up; "forever" for never.
+    QDeadlineTimer giveUpAt() const { return m_timeout.giveUpAt(); }
+    // giveUpAt() has come.
+    void timeIsOver();
     // Its command has set a persistent property: it goes on only when that is saved.
     void propertyChanged(const DPropertyName& property) { m_unsaved.append(property); }
     // Lets the clone go before its parent does; one that runs right now dies when it returns.
@@ -84,9 +88,6 @@ public:
     bool setReply(const QVariantMap& reply) override;
     bool finish(bool ok, IMessenger::EnErrorCode code, const QString& message) override;
     bool reportFailure(IMessenger::EnErrorCode code, const QString& message) override;
-
-protected:
-    void timerEvent(QTimerEvent* event) override;
 
 private:
     struct Instruction
@@ -140,7 +141,7 @@ private:
     void tellOfAbandoned(const Instructions& instructions);
     // What the end of an instruction must not be later than: this order's own, where it has one.
     QDeadlineTimer boundOfInstructions() const;
-    void restartTimeout();
+    void restartTimeout(QDeadlineTimer bound = QDeadlineTimer(QDeadlineTimer::Forever));
     DLastWord lastWord() const;
     QString title() const;
 

@@ -2,6 +2,7 @@
 
 #include <lib_host/d_order.h>
 #include <lib_host/instances.h>
+#include <lib_host/run_queue.h>
 
 #include <algorithm>
 #include <utility>
@@ -20,6 +21,7 @@ DOrderKeeper::DOrderKeeper(const DInstances& instances, DRunQueue& queue, DOrder
     , m_queue(queue)
     , m_notices(notices)
     , m_properties(properties)
+    , m_clock([this](const DOrder* except) { return firstToGiveUp(except); })
 {}
 
 void DOrderKeeper::place(quint64 id, const QUuid& uuid, const QString& command, const QVariantMap& arguments,
@@ -33,7 +35,7 @@ void DOrderKeeper::place(quint64 id, const QUuid& uuid, const QString& command, 
     }
     DAbstractPlugin* const plugin = m_instances.find(uuid);
     const QString title = plugin == nullptr ? uuid.toString() : m_instances.titleOf(plugin);
-    m_orders.insert(id, new DOrder(id, *this, nullptr, {plugin, title, command, arguments, timeout, waiter}));
+    add(new DOrder(id, *this, nullptr, {plugin, title, command, arguments, timeout, waiter}));
     ++m_orderCount;
 }
 
@@ -47,12 +49,20 @@ DOrder* DOrderKeeper::placeInstruction(DOrder& caller, const QString& target, co
         plugin = m_instances.target(caller.plugin()->objectUuid(), target);
     const QString title =
         plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(target) : m_instances.titleOf(plugin);
-    const quint64 id = DOrder::nextId();
-    auto* const order = new DOrder(id, *this, &caller,
-                                   {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}});
-    m_orders.insert(id, order);
     ++m_instructionCount;
-    return order;
+    return add(new DOrder(DOrder::nextId(), *this, &caller,
+                          {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}}));
+}
+
+DOrder* DOrderKeeper::firstToGiveUp(const DOrder* except) const
+{
+    DOrder* first = nullptr;
+    for (DOrder* const order : m_orders) {
+        if (order != except && !order->giveUpAt().isForever() &&
+            (first == nullptr || order->giveUpAt() < first->giveUpAt()))
+            first = order;
+    }
+    return first;
 }
 
 void DOrderKeeper::propertyChanged(const DPropertyName& property)
@@ -68,7 +78,21 @@ QPointer<DOrder> DOrderKeeper::exchangeRunning(const QPointer<DOrder>& order)
 
 DOrder* DOrderKeeper::find(quint64 id) const
 {
-    return m_orders.value(id, nullptr);
+    const auto it = placeOf(id);
+    return it == m_orders.cend() || (*it)->orderId() != id ? nullptr : *it;
+}
+
+// Where it is, or would be.
+std::vector<DOrder*>::const_iterator DOrderKeeper::placeOf(quint64 id) const
+{
+    return std::lower_bound(m_orders.cbegin(), m_orders.cend(), id,
+                            [](const DOrder* order, quint64 wanted) { return order->orderId() < wanted; });
+}
+
+// One that another thread has placed may come after younger ones.
+DOrder* DOrderKeeper::add(DOrder* order)
+{
+    return *m_orders.insert(placeOf(order->orderId()), order);
 }
 
 int DOrderKeeper::openCount() const
@@ -150,19 +174,21 @@ void DOrderKeeper::close()
 
 void DOrderKeeper::deleteAll()
 {
-    const QList<DOrder*> left = m_orders.values();
+    const std::vector<DOrder*> left = m_orders;
     qDeleteAll(left);
 }
 
 void DOrderKeeper::orderRetired(DOrder& order)
 {
     --(order.hasCaller() ? m_instructionCount : m_orderCount);
-    order.deleteLater();
+    m_queue.deleteLater(&order);
     if (m_onRetired)
         m_onRetired();
 }
 
 void DOrderKeeper::orderGone(quint64 id)
 {
-    m_orders.remove(id);
+    const auto it = placeOf(id);
+    if (it != m_orders.cend() && (*it)->orderId() == id)
+        m_orders.erase(it);
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <lib_host/order_clock.h>
 #include <lib_host/order_notices.h>
 
-#include <QHash>
 #include <QList>
 #include <QPointer>
 #include <QString>
@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <utility>
+#include <vector>
 
 class DAbstractPlugin;
 class DInstances;
@@ -55,6 +56,7 @@ public:
 
     DOrderNotices& notices() { return m_notices; }
     DRunQueue& queue() { return m_queue; }
+    DOrderClock& clock() { return m_clock; }
     DPropertySaver& properties() { return m_properties; }
     // The order whose command is called from now on, null for none; returns the one before.
     QPointer<DOrder> exchangeRunning(const QPointer<DOrder>& order);
@@ -72,15 +74,21 @@ private:
     // Orders end while their list is gone through, and the host may go.
     template <class Condition>
     QList<QPointer<DOrder>> ordersThat(Condition condition) const;
+    std::vector<DOrder*>::const_iterator placeOf(quint64 id) const;
+    DOrder* add(DOrder* order);
+    // Whose time is over first, null for none.
+    DOrder* firstToGiveUp(const DOrder* except) const;
     static void dropCommands(const QList<QPointer<DOrder>>& orders);
 
     const DInstances& m_instances;
     DRunQueue& m_queue;
     DOrderNotices& m_notices;
     DPropertySaver& m_properties;
+    DOrderClock m_clock;
     QPointer<DOrder> m_running;
     std::function<void()> m_onRetired;
-    QHash<quint64, DOrder*> m_orders; // those that have ended and are not deleted yet included
+    // By their identifiers; those that have ended and are not deleted yet included.
+    std::vector<DOrder*> m_orders;
     bool m_closed = false;
     // Of those that have not retired.
     int m_orderCount = 0; // without a caller

@@ -1,9 +1,6 @@
 #include <lib_host/order_timeout.h>
 
-#include <QTimerEvent>
-
 #include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -28,7 +25,7 @@ DOrderTimeout::DOrderTimeout(int milliseconds, bool isInstruction)
     , m_isInstruction(isInstruction)
 {}
 
-void DOrderTimeout::restart(QObject* order, QDeadlineTimer bound)
+void DOrderTimeout::restart(QDeadlineTimer bound)
 {
     m_lastWordAwaited = false;
     m_deadline = bound;
@@ -36,34 +33,17 @@ void DOrderTimeout::restart(QObject* order, QDeadlineTimer bound)
         return;
     m_deadline = std::min(QDeadlineTimer(m_milliseconds, Qt::PreciseTimer), bound);
     m_giveUpAt = m_deadline + graceAfter(m_milliseconds, m_isInstruction);
-    // One that ends sooner stays: each reply of a listening instruction moves the end, and to set a timer
-    // takes longer than to decode the reply.
-    if (!m_timer.isActive())
-        setAlarm(order);
 }
 
-bool DOrderTimeout::isMeant(const QTimerEvent& event) const
+bool DOrderTimeout::isOver(DLastWord lastWord)
 {
-    return event.timerId() == m_timer.timerId();
-}
-
-bool DOrderTimeout::isOver(QObject* order, DLastWord lastWord)
-{
-    const bool expired = m_giveUpAt.hasExpired();
-    if (expired && (lastWord == DLastWord::Nobody || m_lastWordAwaited))
+    if (lastWord == DLastWord::Nobody || m_lastWordAwaited) {
+        stop();
         return true;
-    if (expired) {
-        m_lastWordAwaited = true;
-        m_giveUpAt = QDeadlineTimer(lastWord == DLastWord::Instructions ? c_lastWordOfInstructions
-                                                                        : c_lastWordOfCommand,
-                                    Qt::PreciseTimer);
     }
-    setAlarm(order);
+    m_lastWordAwaited = true;
+    m_giveUpAt =
+        QDeadlineTimer(lastWord == DLastWord::Instructions ? c_lastWordOfInstructions : c_lastWordOfCommand,
+                       Qt::PreciseTimer);
     return false;
-}
-
-void DOrderTimeout::setAlarm(QObject* order)
-{
-    const qint64 interval = std::min<qint64>(m_giveUpAt.remainingTime(), std::numeric_limits<int>::max());
-    m_timer.start(static_cast<int>(interval), Qt::PreciseTimer, order);
 }

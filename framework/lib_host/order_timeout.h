@@ -1,10 +1,6 @@
 #pragma once
 
-#include <QBasicTimer>
 #include <QDeadlineTimer>
-
-class QObject;
-class QTimerEvent;
 
 // Who may still say how an order ended when its time is over.
 enum class DLastWord {
@@ -23,22 +19,20 @@ public:
 
     int milliseconds() const { return m_milliseconds; }
     QDeadlineTimer deadline() const { return m_deadline; }
-    // The time runs anew; the deadline is not behind `bound`. `order` gets the timer events.
-    void restart(QObject* order, QDeadlineTimer bound);
-    void stop() { m_timer.stop(); }
+    // When the order is given up, "forever" for never: isOver() is to be asked then.
+    QDeadlineTimer giveUpAt() const { return m_giveUpAt; }
+    // The time runs anew; the deadline is not behind `bound`.
+    void restart(QDeadlineTimer bound);
+    void stop() { m_giveUpAt = QDeadlineTimer(QDeadlineTimer::Forever); }
 
-    bool isMeant(const QTimerEvent& event) const;
-    // After a timer event: true when the order is to be given up. Else another event comes: when the end has
-    // been moved, and once for a last word.
-    bool isOver(QObject* order, DLastWord lastWord);
+    // Asked when giveUpAt() has come: true when the order is to be given up, which comes once, false when it
+    // waits for a last word.
+    bool isOver(DLastWord lastWord);
 
 private:
-    void setAlarm(QObject* order);
-
     int m_milliseconds = 0;
     bool m_isInstruction = false;
     bool m_lastWordAwaited = false;
     QDeadlineTimer m_deadline{QDeadlineTimer::Forever};
     QDeadlineTimer m_giveUpAt{QDeadlineTimer::Forever};
-    QBasicTimer m_timer; // fires at m_giveUpAt or, when that has been moved, before
 };

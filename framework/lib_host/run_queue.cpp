@@ -3,6 +3,7 @@
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
+#include <QThread>
 #include <QTimerEvent>
 
 #include <cstddef>
@@ -13,6 +14,8 @@ namespace {
 // How often in one go the calls that calls have added are made. An order with an instruction that is
 // answered at once needs five; the rest waits until sockets and timers have been looked at.
 constexpr int c_mostRounds = 16;
+
+constexpr std::size_t c_mostTaken = 64;
 
 QEvent::Type runEvent()
 {
@@ -29,9 +32,14 @@ DRunQueue::DRunQueue()
 
 DRunQueue::~DRunQueue()
 {
-    for (const Entry& entry : m_entries) {
+    while (!isEmpty()) {
+        const Entry entry = takeFirst();
         if (!entry.receiver.isNull())
             QMetaObject::invokeMethod(entry.receiver, entry.call, Qt::QueuedConnection);
+    }
+    for (const Finished& finished : m_finished) {
+        if (!finished.object.isNull())
+            finished.object->deleteLater();
     }
 }
 
@@ -39,6 +47,14 @@ void DRunQueue::add(QObject* receiver, Call call)
 {
     m_entries.push_back({receiver, std::move(call)});
     wake();
+}
+
+void DRunQueue::deleteLater(QObject* object)
+{
+    if (m_depth > 0 && QThread::currentThread()->loopLevel() == m_loopLevel)
+        m_finished.push_back({object, m_depth});
+    else
+        object->deleteLater();
 }
 
 void DRunQueue::wake()
@@ -65,7 +81,7 @@ void DRunQueue::attach()
     // of them would otherwise live as long as a nested loop.
     for (const auto signal : {&QAbstractEventDispatcher::awake, &QAbstractEventDispatcher::aboutToBlock}) {
         connect(m_dispatcher, signal, this, [this] {
-            if (m_entries.empty())
+            if (isEmpty())
                 return;
             QEvent event(runEvent());
             QCoreApplication::sendEvent(this, &event);
@@ -95,19 +111,47 @@ void DRunQueue::timerEvent(QTimerEvent* event)
 void DRunQueue::run()
 {
     const QPointer<DRunQueue> self(this);
-    for (int round = 0; round < c_mostRounds && !m_entries.empty(); ++round) {
+    for (int round = 0; round < c_mostRounds && !isEmpty(); ++round) {
         // A call may open an event loop, which makes those behind it.
-        for (std::size_t left = m_entries.size(); left > 0 && !m_entries.empty(); --left) {
-            const Entry next = std::move(m_entries.front());
-            m_entries.pop_front();
+        for (std::size_t left = m_entries.size() - m_first; left > 0 && !isEmpty(); --left) {
+            const Entry next = takeFirst();
+            ++m_depth;
+            const int outerLevel = std::exchange(m_loopLevel, QThread::currentThread()->loopLevel());
             if (!next.receiver.isNull())
                 next.call();
             if (self.isNull())
                 return;
+            deleteFinished();
+            if (self.isNull())
+                return;
+            --m_depth;
+            m_loopLevel = outerLevel;
         }
     }
-    if (m_entries.empty())
+    if (isEmpty())
         m_timer.stop();
     else
         wake();
+}
+
+DRunQueue::Entry DRunQueue::takeFirst()
+{
+    Entry first = std::move(m_entries[m_first++]);
+    // Of those that never end the taken ones go when they are as many as the others.
+    if (isEmpty() || 2 * m_first > m_entries.size() + c_mostTaken) {
+        m_entries.erase(m_entries.begin(), m_entries.begin() + static_cast<std::ptrdiff_t>(m_first));
+        m_first = 0;
+    }
+    return first;
+}
+
+// Of the innermost call, which has returned. What they do when they go may add others.
+void DRunQueue::deleteFinished()
+{
+    const QPointer<DRunQueue> self(this);
+    while (!self.isNull() && !m_finished.empty() && m_finished.back().depth >= m_depth) {
+        const QPointer<QObject> object = m_finished.back().object;
+        m_finished.pop_back();
+        delete object.data();
+    }
 }

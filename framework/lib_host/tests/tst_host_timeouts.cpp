@@ -1,5 +1,7 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <lib_plugins_management/command_end.h>
+
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QPointer>
@@ -19,6 +21,8 @@ private Q_SLOTS:
     void busyLoopLeavesTheLastWordToTheDriver_data();
     void busyLoopLeavesTheLastWordToTheDriver();
     void instructionEndsNotAfterItsCaller();
+    void timeGoesOnInALoopThatATimeoutOpens_data();
+    void timeGoesOnInALoopThatATimeoutOpens();
 };
 
 void tst_HostTimeouts::timeout()
@@ -157,6 +161,33 @@ void tst_HostTimeouts::instructionEndsNotAfterItsCaller()
     QVERIFY(!ofCaller.isForever());
     QVERIFY2(ofInstruction <= ofCaller,
              qPrintable(QString::number(ofInstruction.deadlineNSecs() - ofCaller.deadlineNSecs())));
+}
+
+void tst_HostTimeouts::timeGoesOnInALoopThatATimeoutOpens_data()
+{
+    QTest::addColumn<int>("ofTheOther");
+    QTest::newRow("over at the same time") << 40;
+    QTest::newRow("over later") << 80;
+}
+
+// Who hears of the end of a command may open a dialog, and other orders end meanwhile.
+void tst_HostTimeouts::timeGoesOnInALoopThatATimeoutOpens()
+{
+    QFETCH(int, ofTheOther);
+    QPointer<ScriptedCommand> first;
+    QPointer<ScriptedCommand> other;
+    ScriptedBench bench({{"first", waits(first)}, {"other", waits(other)}}, {});
+    const quint64 firstId = bench.start("first", {}, 40);
+    const quint64 otherId = bench.start("other", {}, ofTheOther);
+    QTRY_VERIFY(!first.isNull() && !other.isNull());
+    bool endedInside = false;
+    whenCommandFinished(*first, this, [&](bool) {
+        endedInside = QTest::qWaitFor([&] { return bench.isFinished(otherId); });
+    });
+    QTRY_VERIFY(bench.isFinished(firstId) && bench.isFinished(otherId));
+    QTRY_VERIFY(endedInside);
+    QCOMPARE(bench.outcomes.value(firstId).errorCode, IMessenger::CeEcTimeout);
+    QCOMPARE(bench.outcomes.value(otherId).errorCode, IMessenger::CeEcTimeout);
 }
 
 QTEST_GUILESS_MAIN(tst_HostTimeouts)
