@@ -1,5 +1,7 @@
 #include "model/channel_names.h"
 
+#include <QStringList>
+
 #include <limits>
 
 namespace {
@@ -70,8 +72,15 @@ bool isFirstFirmware(const QString& version)
 
 QString generationSuffix(int generation)
 {
+    // Every order asks for it: the generations that there are have theirs made.
+    static const QStringList c_known = [] {
+        QStringList suffixes;
+        for (int known = 0; known <= lastGeneration(); ++known)
+            suffixes.append(known > 1 ? c_suffixMark + QString::number(known) : QString());
+        return suffixes;
+    }();
     const auto number = static_cast<quint16>(generation);
-    return number > 1 ? QString::number(number).prepend(c_suffixMark) : QString();
+    return number < c_known.size() ? c_known.at(number) : c_suffixMark + QString::number(number);
 }
 
 VersionedName versionedName(const QString& name)

@@ -2,7 +2,6 @@
 
 #include "log_line.h"
 #include "p_device_mdc.h"
-#include "register_map.h"
 
 using namespace mdc;
 
@@ -35,9 +34,8 @@ bool DCmdGetRegister::commandExecute()
     }
     const QString suffix = softwareVersionSuffix(*plugin, *this);
     const QString channel = getParameterValue(QStringLiteral("channel"), QVariant()).toString() + suffix;
-    addInstruction(QStringLiteral("driver"), QStringLiteral("read"),
-                   readArguments(registerForRead(*this, channel)), c_instructionTimeout,
-                   {this, &DCmdGetRegister::rplGetRegister});
+    addInstruction(QStringLiteral("driver"), QStringLiteral("read"), plugin->readArguments(*this, channel),
+                   c_instructionTimeout, {this, &DCmdGetRegister::rplGetRegister});
     return true;
 }
 
@@ -48,5 +46,7 @@ bool DCmdGetRegister::rplGetRegister(quint64 /*instructionId*/, const QVariantMa
         logCritical(this) << "ERROR: Reply does not contain values key";
         return false;
     }
-    return commandUpdateResult(QStringLiteral("values"), *values);
+    // Most drivers answer with the words alone, which is the result as it stands.
+    return reply.size() == 1 ? commandUpdateResults(reply)
+                             : commandUpdateResult(QStringLiteral("values"), *values);
 }

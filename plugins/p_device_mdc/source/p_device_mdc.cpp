@@ -89,6 +89,11 @@ void PDeviceMdc::initPluginCommands()
     Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());
 }
 
+QVariantMap PDeviceMdc::readArguments(const DAbstractCommand& command, const QString& channel) const
+{
+    return m_readArguments.of(command, *getMainConfig(), channel);
+}
+
 IPlugin* PDeviceMdc::createInstance(const QUuid& objectUuid) const
 {
     return new PDeviceMdc(objectUuid, nullptr);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "register_map.h"
+
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 // The plug-in object: the identity of the device kind "MDC screwdriver controller" and the registry of
@@ -24,4 +26,10 @@ public:
     void initPluginCommands() override;
     // The caller owns the instance.
     IPlugin* createInstance(const QUuid& objectUuid) const override;
+
+    // What a command of this device gives the driver's "read" for a register description.
+    QVariantMap readArguments(const DAbstractCommand& command, const QString& channel) const;
+
+private:
+    mutable mdc::MadeReadArguments m_readArguments;
 };

@@ -46,6 +46,25 @@ QVariantMap readArguments(const RegisterEntry& entry)
     return {{QStringLiteral("register"), entry.address}, {QStringLiteral("registerType"), entry.type}};
 }
 
+QVariantMap MadeReadArguments::of(const DAbstractCommand& command, const QJsonObject& configuration,
+                                  const QString& channel)
+{
+    // Two pointers are compared as long as nobody has changed it.
+    if (m_configuration != configuration) {
+        m_configuration = configuration;
+        m_made.clear();
+    }
+    const auto made = m_made.constFind(channel);
+    if (made != m_made.cend())
+        return *made;
+    const RegisterEntry entry = registerForRead(command, channel);
+    QVariantMap arguments = readArguments(entry);
+    // Orders may ask for any name; those that are configured are not many.
+    if (!entry.type.isEmpty())
+        m_made.insert(channel, arguments);
+    return arguments;
+}
+
 QVariantMap listenArguments(const RegisterEntry& entry, int dataSize)
 {
     QVariantMap arguments = readArguments(entry);

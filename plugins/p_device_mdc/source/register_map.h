@@ -2,6 +2,8 @@
 
 #include "source_place.h"
 
+#include <QHash>
+#include <QJsonObject>
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -41,5 +43,17 @@ RegisterEntry registerForWrite(const DAbstractCommand& command, const QString& c
 QVariantMap readArguments(const RegisterEntry& entry);
 QVariantMap listenArguments(const RegisterEntry& entry, int dataSize);
 QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data);
+
+// The argument maps of "read" that orders have asked for, each made once for as long as the device's
+// configuration stays as it is: to make one takes longer than to place the instruction.
+class MadeReadArguments
+{
+public:
+    QVariantMap of(const DAbstractCommand& command, const QJsonObject& configuration, const QString& channel);
+
+private:
+    QJsonObject m_configuration; // that they were made from
+    QHash<QString, QVariantMap> m_made;
+};
 
 } // namespace mdc
