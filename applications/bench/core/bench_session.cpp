@@ -31,7 +31,7 @@ BenchSession::BenchSession(const GeneralOptions& general, const QString& object,
     , m_interrupt(interrupt)
 {
     connect(&m_host, &DHost::propertiesNotSaved, this, [this](const QString& error) {
-        m_console.warning(QStringLiteral("persistent properties are not saved: %1").arg(error));
+        m_console.recurringWarning(QStringLiteral("persistent properties are not saved: %1").arg(error));
     });
 }
 

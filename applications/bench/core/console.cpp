@@ -4,8 +4,10 @@
 #include "applications/bench/core/platform.h"
 
 #include <lib_utilities/printable_text.h>
+#include <QCoreApplication>
 #include <QtGlobal>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -65,6 +67,7 @@ Console::Console(bool verbose, bool quiet)
     , m_errorColour(wantsColour(stderr))
     , m_previousHandler(qInstallMessageHandler(&Console::handleLogMessage))
 {
+    m_clock.start();
     s_console = this;
 }
 
@@ -72,7 +75,7 @@ Console::~Console()
 {
     releaseLog();
     clearProgress();
-    tellRepeats();
+    tellRest();
     qInstallMessageHandler(m_previousHandler);
     s_console = nullptr;
 }
@@ -122,6 +125,7 @@ QString Console::tinted(const QString& text, Tint tint) const
 void Console::error(const QString& text)
 {
     m_errors.append(text);
+    tellRest();
     message(QStringLiteral("error: "), Tint::Bad, text);
 }
 
@@ -129,6 +133,12 @@ void Console::warning(const QString& text)
 {
     if (!m_quiet)
         message(QStringLiteral("warning: "), Tint::Doubtful, text);
+}
+
+void Console::recurringWarning(const QString& text)
+{
+    if (!m_quiet)
+        foldedMessage(QStringLiteral("warning: "), Tint::Doubtful, text);
 }
 
 void Console::hint(const QString& text)
@@ -186,12 +196,45 @@ void Console::handleLogMessage(QtMsgType type, const QMessageLogContext& context
 
 void Console::logLine(Tint tint, const QString& line)
 {
-    if (line == m_lastLogLine) {
-        ++m_repeats;
+    foldedMessage(QStringLiteral("log: "), tint, line);
+}
+
+void Console::foldedMessage(const QString& label, Tint tint, const QString& text)
+{
+    if (m_verbose) {
+        message(label, tint, text);
         return;
     }
-    message(QStringLiteral("log: "), tint, line);
-    m_lastLogLine = line;
+    tell(m_fold.take(m_clock.elapsed(), {label, text, static_cast<int>(tint)}));
+    tellInTime();
+}
+
+void Console::tell(const QList<MessageFold::Message>& messages)
+{
+    for (const MessageFold::Message& one : messages)
+        message(one.label, static_cast<Tint>(one.tint), one.text);
+}
+
+void Console::tellRest()
+{
+    tell(m_fold.rest(m_clock.elapsed()));
+}
+
+// While nothing else comes.
+void Console::tellInTime()
+{
+    const std::optional<qint64> next = m_fold.nextDue();
+    if (!next || QCoreApplication::instance() == nullptr)
+        return;
+    if (!m_countTimer) {
+        m_countTimer = std::make_unique<QTimer>();
+        m_countTimer->setSingleShot(true);
+        QObject::connect(m_countTimer.get(), &QTimer::timeout, [this] {
+            tell(m_fold.due(m_clock.elapsed()));
+            tellInTime();
+        });
+    }
+    m_countTimer->start(static_cast<int>(std::max<qint64>(*next - m_clock.elapsed(), 0) + 1));
 }
 
 void Console::holdLog()
@@ -211,22 +254,13 @@ void Console::releaseLog(const std::function<bool(const QString&)>& isTold)
     }
 }
 
-void Console::tellRepeats()
-{
-    const int repeats = std::exchange(m_repeats, 0);
-    m_lastLogLine.clear();
-    if (repeats > 0)
-        message(QStringLiteral("log: "), Tint::None, QStringLiteral("the same %1 times more").arg(repeats));
-}
-
-void Console::message(const QString& kind, Tint tint, const QString& text)
+void Console::message(const QString& label, Tint tint, const QString& text)
 {
     // The reader has gone and wants nothing more.
     if (m_outputLoss && m_outputLoss->isEmpty())
         return;
     clearProgress();
-    tellRepeats();
     write(stderr, QStringLiteral("mdc-bench: %1%2\n")
-                      .arg(m_errorColour ? withColour(kind, tint) : kind, messageText(text))
+                      .arg(m_errorColour ? withColour(label, tint) : label, messageText(text))
                       .toUtf8());
 }

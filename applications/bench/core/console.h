@@ -1,17 +1,21 @@
 #pragma once
 
+#include "applications/bench/core/message_fold.h"
 #include "applications/bench/core/output_format.h"
 
+#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 // Where the program speaks: results to standard output, messages to standard error, each written at
-// once. While it lives, Qt's log goes to standard error too, one readable line per message; a message
-// that repeats the one before is counted, and the count told when another line comes.
+// once. While it lives, Qt's log goes to standard error too, one readable line per message; what comes again
+// and again is counted (MessageFold), but when verbose.
 // Colour only on a terminal and not with the environment variable NO_COLOR (set and not empty).
 class Console
 {
@@ -45,8 +49,10 @@ public:
     // Each one line "mdc-bench: …" to standard error.
     void error(const QString& text);
     void warning(const QString& text); // not when quiet
-    void hint(const QString& text);    // what to do about an error; not when quiet
-    void note(const QString& text);    // verbose only
+    // A warning of what may happen again and again; not when quiet.
+    void recurringWarning(const QString& text);
+    void hint(const QString& text); // what to do about an error; not when quiet
+    void note(const QString& text); // verbose only
 
     // What error() was told, in order.
     const QStringList& errors() const { return m_errors; }
@@ -68,9 +74,11 @@ public:
 
 private:
     static void handleLogMessage(QtMsgType type, const QMessageLogContext& context, const QString& message);
-    void message(const QString& kind, Tint tint, const QString& text);
-
-    void tellRepeats();
+    void message(const QString& label, Tint tint, const QString& text);
+    void foldedMessage(const QString& label, Tint tint, const QString& text);
+    void tell(const QList<MessageFold::Message>& messages);
+    void tellRest();
+    void tellInTime();
 
     bool m_verbose;
     bool m_quiet;
@@ -93,7 +101,8 @@ private:
         QString line;
     };
     std::optional<QList<HeldLine>> m_heldLog;
-    QString m_lastLogLine;
-    int m_repeats = 0;
+    MessageFold m_fold;
+    QElapsedTimer m_clock;
+    std::unique_ptr<QTimer> m_countTimer;
     QtMessageHandler m_previousHandler;
 };

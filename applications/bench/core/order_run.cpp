@@ -147,5 +147,5 @@ void OrderRun::stop()
 void OrderRun::warn(const QString& news)
 {
     if (!news.isEmpty())
-        m_console.warning(news);
+        m_console.recurringWarning(news);
 }

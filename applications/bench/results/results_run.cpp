@@ -58,7 +58,7 @@ ResultsRun::ResultsRun(BenchSession& session, DAbstractPlugin& device, const Eve
             return;
         const QString news = m_outage.missed(message);
         if (!news.isEmpty())
-            m_console.warning(news);
+            m_console.recurringWarning(news);
         loseSight();
     });
     connect(&host, &DHost::orderFinished, this, [this](quint64 order, const DOrderOutcome& outcome) {
@@ -129,13 +129,13 @@ void ResultsRun::handleUpdate(const QVariantMap& results)
     if (!reportedCount(update)) {
         const QString news = m_outage.missed(QStringLiteral("a reply holds no event with a count"));
         if (!news.isEmpty())
-            m_console.warning(news);
+            m_console.recurringWarning(news);
         loseSight();
         return;
     }
     const QString news = m_outage.answered();
     if (!news.isEmpty())
-        m_console.warning(news);
+        m_console.recurringWarning(news);
     m_outOfSight = false;
     if (m_isIdentified) {
         take(update);
@@ -188,7 +188,7 @@ void ResultsRun::handleIdentity(const DOrderOutcome& outcome)
     }
     m_isIdentified = true;
     if (serial != m_serial) {
-        m_console.warning(
+        m_console.recurringWarning(
             QStringLiteral("another controller answers: serial %1 instead of %2").arg(serial, m_serial));
         m_serial = serial;
         m_outOfSight = true;
@@ -233,12 +233,12 @@ void ResultsRun::log(const QList<CountedUpdate>& updates)
             if (m_isStopping)
                 return;
             if (line.kind == Kind::Gap)
-                m_console.warning(QStringLiteral("events %1 to %2 were not seen (%3)")
-                                      .arg(line.from)
-                                      .arg(line.to)
-                                      .arg(missedCount(line)));
+                m_console.recurringWarning(QStringLiteral("events %1 to %2 were not seen (%3)")
+                                               .arg(line.from)
+                                               .arg(line.to)
+                                               .arg(missedCount(line)));
             if (line.kind == Kind::Reset)
-                m_console.warning(
+                m_console.recurringWarning(
                     QStringLiteral("the event counter went back from %1 to %2").arg(line.from).arg(line.to));
             if (!m_sink(line)) {
                 m_end = ExitCode::CommandFailed;

@@ -1,9 +1,17 @@
 // What the built program writes, for programs and for people.
 
+#include "applications/bench/core/message_fold.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+#include "applications/simulator/tightening_cycles.h"
 #include "tests/support/bench_program.h"
+#include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
+#include "tests/support/simulator_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QFile>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,7 +19,13 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
 
 #include <pty.h>
 #include <unistd.h>
@@ -90,6 +104,154 @@ private:
     int m_slave = -1;
     bool m_hasTerminal = false;
 };
+
+// What goes wrong again and again, between answers that are right.
+struct Trouble
+{
+    const char* name;
+    QStringList faults;   // of every fifth request, unless they name others
+    int restartEvery = 0; // ms
+    int tightenEvery = 400;
+};
+
+const Trouble c_troubles[] = {
+    {"no-answer", {"no-answer"}},
+    {"lost", {"lost"}},
+    {"late", {"late=150"}},
+    {"twice", {"twice"}},
+    {"cut-header", {"cut-header"}},
+    {"cut-middle", {"cut-middle"}},
+    {"short", {"short"}},
+    {"exception", {"exception=6"}},
+    {"close", {"close"}},
+    {"reset", {"reset"}},
+    {"refuse", {"refuse@3", "close@4"}, 400},
+    {"restart", {"restart=50"}},
+    {"a link that comes and goes", {}, 300},
+    {"gaps between events", {}, 0, 20},
+};
+
+// A controller in trouble, and programs that follow it.
+class TroubledController
+{
+public:
+    explicit TroubledController(const Trouble& trouble)
+        : m_trouble(trouble)
+        , m_simulator(deviceConfiguration(sampleBench()), *ControllerProfile::byName("mdc32-gen2"))
+    {
+        m_simulator.tightening().setMotorTime(0);
+    }
+
+    const char* name() const { return m_trouble.name; }
+    std::vector<std::unique_ptr<QProcess>>& programs() { return m_programs; }
+
+    bool start()
+    {
+        const QString path = m_folder.filePath("bench.json");
+        if (!m_simulator.listenTcp() ||
+            !writeBenchFor(m_simulator, m_simulator.controller().profile().reference, path))
+            return false;
+        QFile file(path);
+        if (!file.open(QIODevice::ReadWrite))
+            return false;
+        // An answer is missed after three seconds otherwise.
+        const QByteArray text =
+            file.readAll().replace(R"("transport": "tcp")", R"("transport": "tcp", "answerTimeout": 500)");
+        if (!file.resize(0) || file.write(text) != text.size() || !text.contains("answerTimeout"))
+            return false;
+        file.close();
+        QList<QStringList> calls{{"results"}, {"run", "listenEventsData"}, {"watch", "--interval", "50"}};
+        if (m_trouble.faults.isEmpty())
+            calls.append({"panel"});
+        for (const QStringList& call : qAsConst(calls))
+            m_programs.push_back(startBench(
+                QStringList{"--properties", m_folder.filePath(call.constFirst()), "--config", path} + call));
+        return true;
+    }
+
+    // Each has met a controller without trouble.
+    bool isFollowed() const
+    {
+        return std::all_of(m_programs.cbegin(), m_programs.cend(), [](const auto& program) {
+            return program->bytesAvailable() > 0 || program->arguments().contains("panel");
+        });
+    }
+
+    void begin()
+    {
+        addFaults();
+        m_simulator.tightening().start(m_trouble.tightenEvery);
+        QObject::connect(&m_restarts, &QTimer::timeout, [this] {
+            ++m_restarted;
+            m_simulator.restart(100);
+            m_simulator.faults().clear();
+            addFaults();
+        });
+        if (m_trouble.restartEvery > 0)
+            m_restarts.start(m_trouble.restartEvery);
+    }
+
+    bool hasHadEnough() const
+    {
+        constexpr int c_enough = 12;
+        if (!m_trouble.faults.isEmpty())
+            return m_simulator.faults().hitCount() > c_enough;
+        return m_restarted > c_enough || m_simulator.controller().eventCount() > 10 * c_enough;
+    }
+
+private:
+    void addFaults()
+    {
+        QStringList requests;
+        for (int i = 1; i < 200; ++i)
+            requests.append(QString::number(5 * i));
+        for (const QString& fault : m_trouble.faults)
+            m_simulator.faults().add(fault.contains('@') ? fault : fault + '@' + requests.join(','));
+    }
+
+    const Trouble& m_trouble;
+    QTemporaryDir m_folder;
+    mutable Simulator m_simulator;
+    QTimer m_restarts;
+    int m_restarted = 0;
+    std::vector<std::unique_ptr<QProcess>> m_programs;
+};
+
+// What is wrong with so many messages, and what an hour of them comes to.
+QString floodOf(const QString& messages)
+{
+    static const QRegularExpression c_line("^mdc-bench: (log: |warning: )?(.*)$");
+    static const QRegularExpression c_count(
+        " \\((?:repeated|once more|the newest of)[^()]* in the last [^()]*\\)$");
+    constexpr int c_countsOfKind = 2; // in some seconds
+    QHash<QString, int> shown;
+    QHash<QString, int> counts;
+    QList<MessageFold::Message> seen;
+    const QStringList lines = messages.split('\n', Qt::SkipEmptyParts);
+    for (const QString& line : lines) {
+        const QRegularExpressionMatch match = c_line.match(line);
+        QString text = match.captured(2);
+        const bool isCount = c_count.match(text).hasMatch();
+        const MessageFold::Message message{match.captured(1), text.remove(c_count)};
+        const QString kind = MessageFold::kindOf(message);
+        seen.append(message);
+        ++(isCount ? counts : shown)[kind];
+        if (shown.value(kind) > MessageFold::c_textsOfKind || counts.value(kind) > c_countsOfKind ||
+            text.contains("were not shown"))
+            return "too often: " + line;
+    }
+    MessageFold fold;
+    int bytes = 0;
+    for (int now = 0; now < 3'600'000; now += 5'000) {
+        for (const MessageFold::Message& one : qAsConst(seen)) {
+            const QList<MessageFold::Message> told = fold.take(now, one);
+            for (const MessageFold::Message& line : told)
+                bytes += QString("mdc-bench: %1%2\n").arg(line.label, line.text).toUtf8().size();
+        }
+    }
+    constexpr int c_mostInAnHour = 100'000;
+    return bytes < c_mostInAnHour ? QString() : QString("%1 bytes an hour").arg(bytes);
+}
 
 } // namespace
 
@@ -344,6 +506,48 @@ private Q_SLOTS:
         const QByteArray screen = process.screen();
         QVERIFY(screen.contains("configuration"));
         QTEST(screen.contains("\x1b[32mok"), "coloured");
+    }
+
+    // Whatever goes wrong for an hour, one can read what was said of it.
+    void floods()
+    {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        QStringList rows;
+        std::vector<std::unique_ptr<TroubledController>> controllers;
+        for (const Trouble& trouble : c_troubles) {
+            if (!trouble.faults.isEmpty())
+                rows.append(QString::fromLatin1(trouble.name));
+            controllers.push_back(std::make_unique<TroubledController>(trouble));
+            QVERIFY(controllers.back()->start());
+            // A few at a time: all at once would have each wait for its answers.
+            if (controllers.size() > 1)
+                QTRY_VERIFY_WITH_TIMEOUT(controllers.at(controllers.size() - 2)->isFollowed(),
+                                         c_programTimeout);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(controllers.back()->isFollowed(), c_programTimeout);
+        QCOMPARE(tableGaps("c_troubles", faultNames(), rows), QString());
+        for (const auto& controller : controllers)
+            controller->begin();
+        for (const auto& controller : controllers)
+            QTRY_VERIFY2_WITH_TIMEOUT(controller->hasHadEnough(), controller->name(), c_programTimeout);
+        for (const auto& controller : controllers) {
+            for (const auto& program : controller->programs()) {
+                if (program->state() == QProcess::Running)
+                    pressCtrlC(program->processId());
+            }
+        }
+        for (const auto& controller : controllers) {
+            for (const auto& program : controller->programs()) {
+                const BenchEnd end = endOf(*program);
+                const QString call =
+                    QString("%1, %2:\n%3")
+                        .arg(controller->name(), program->arguments().mid(4).join(' '), end.err);
+                // Nobody has closed the panel's window.
+                const int code = program->arguments().contains("panel") ? 130 : 0;
+                QVERIFY2(end.exitCode == code, qPrintable(call));
+                QVERIFY2(floodOf(end.err).isEmpty(), qPrintable(floodOf(end.err) + "\nof " + call));
+            }
+        }
     }
 
     // Each reading in the place of the one before.

@@ -156,9 +156,9 @@ void WatchRun::tellOutage(const QString& trouble)
     // On a screen it stands above the values; a line of its own would push them out of their place.
     const bool isTold = !m_output.showsTrouble();
     if (isTold && wasThere && !trouble.isEmpty())
-        m_console.warning(QStringLiteral("%1; watching goes on").arg(trouble));
+        m_console.recurringWarning(QStringLiteral("%1; watching goes on").arg(trouble));
     if (isTold && !wasThere && trouble.isEmpty())
-        m_console.warning(QStringLiteral("the controller answers again"));
+        m_console.recurringWarning(QStringLiteral("the controller answers again"));
     m_reading.trouble = trouble;
 }
 
