@@ -4,16 +4,24 @@
 
 #include <lib_utilities/printable_text.h>
 
+#include <algorithm>
+
 namespace {
 
 const QString c_style = QStringLiteral(
-    "body{font:14px/1.4 sans-serif;margin:2em;color:#111}h1{font-size:1.5em}h2{font-size:1.15em;margin:1.5em "
-    "0 "
-    ".4em}table{border-collapse:collapse;width:100%}th,td{border:1px solid #999;padding:.2em "
-    ".5em;text-align:left;vertical-align:top;overflow-wrap:anywhere}th{background:#eee}.error{background:#"
-    "fbd}"
-    ".warning{background:#fe9}.verdict{font-weight:bold;padding:.4em;border:2px solid}.sign td{height:3em;"
-    "width:33%}@media print{body{margin:0;font-size:10px}tr{break-inside:avoid}h2{break-after:avoid}}");
+    "@page{margin:15mm}"
+    "body{font:14px/1.4 sans-serif;margin:2em;color:#111}"
+    "h1{font-size:1.5em;overflow-wrap:anywhere}"
+    "h2{font-size:1.15em;margin:1.5em 0 .4em;overflow-wrap:anywhere}"
+    "table{border-collapse:collapse;width:100%}"
+    "th,td{border:1px solid #999;padding:.2em .5em;text-align:left;vertical-align:top}"
+    "th{background:#eee}"
+    ".long{overflow-wrap:anywhere}"
+    ".error{background:#fbd}.warning{background:#fe9}"
+    ".verdict{font-weight:bold;padding:.4em;border:2px solid;overflow-wrap:anywhere}"
+    ".sign td{height:3em;width:33%}.signed{break-inside:avoid}"
+    "@media print{body{margin:0;font-size:10px;-webkit-print-color-adjust:exact;print-color-adjust:exact}"
+    "tr{break-inside:avoid}h2{break-after:avoid}}");
 
 // A text that came from elsewhere: no mark-up, no control characters.
 QString text(const QString& raw)
@@ -21,18 +29,31 @@ QString text(const QString& raw)
     return printableText(raw).toHtmlEscaped();
 }
 
+// One that a narrow column may break anywhere: others stay whole, and make their column as wide.
+bool hasLongWord(const QString& cell)
+{
+    constexpr int c_longest = 24;
+    const QStringList words = cell.split(QLatin1Char(' '));
+    return std::any_of(words.cbegin(), words.cend(),
+                       [](const QString& word) { return word.size() > c_longest; });
+}
+
 QString row(const QStringList& cells, const QString& tag = QStringLiteral("td"), const QString& kind = {})
 {
     QString line = kind.isEmpty() ? QStringLiteral("<tr>") : QStringLiteral("<tr class=\"%1\">").arg(kind);
     for (const QString& cell : cells)
-        line += QLatin1Char('<') + tag + QLatin1Char('>') + text(cell) + QStringLiteral("</") + tag +
-                QLatin1Char('>');
+        line += QLatin1Char('<') + tag +
+                (hasLongWord(cell) ? QStringLiteral(" class=\"long\">") : QStringLiteral(">")) + text(cell) +
+                QStringLiteral("</") + tag + QLatin1Char('>');
     return line + QStringLiteral("</tr>\n");
 }
 
 QString table(const QStringList& header, const QString& rows)
 {
-    const QString head = header.isEmpty() ? QString() : row(header, QStringLiteral("th"));
+    // Printed again on each page that the table goes on to.
+    const QString head = header.isEmpty() ? QString()
+                                          : QStringLiteral("<thead>\n") + row(header, QStringLiteral("th")) +
+                                                QStringLiteral("</thead>\n");
     return QStringLiteral("<table>\n") + head + rows + QStringLiteral("</table>\n");
 }
 
@@ -137,10 +158,11 @@ QString valuesPart(const CheckPage& page)
 
 QString signaturePart()
 {
-    return heading(QStringLiteral("Signed")) + QStringLiteral("<table class=\"sign\">\n") +
+    return QStringLiteral("<div class=\"signed\">\n") + heading(QStringLiteral("Signed")) +
+           QStringLiteral("<table class=\"sign\">\n") +
            row({QStringLiteral("Name"), QStringLiteral("Date"), QStringLiteral("Signature")},
                QStringLiteral("th")) +
-           QStringLiteral("<tr><td></td><td></td><td></td></tr>\n</table>\n");
+           QStringLiteral("<tr><td></td><td></td><td></td></tr>\n</table>\n</div>\n");
 }
 
 } // namespace

@@ -93,6 +93,23 @@ private Q_SLOTS:
         QVERIFY(readPage(checkPage(good)).text.contains("Good: 1 ok"));
     }
 
+    // A column is as wide as its words; only what is too long for any is broken, wherever it ends.
+    void longWords()
+    {
+        CheckPage page = nastyPage();
+        const QString longWord(60, 'x');
+        page.values = {{"holdingRegisters", "a " + longWord}};
+        const QByteArray html = checkPage(page);
+        QVERIFY(html.contains("<td>holdingRegisters</td>"));
+        QVERIFY(html.contains("<td class=\"long\">a " + longWord.toUtf8() + "</td>"));
+        QVERIFY(html.contains(".long{overflow-wrap:anywhere}"));
+        QVERIFY(!html.contains("th,td{border:1px solid #999;padding:.2em .5em;text-align:left;"
+                               "vertical-align:top;overflow-wrap"));
+        // The heading of a table stands on each page of print, and nobody signs on a page without his name.
+        QVERIFY(html.contains("<thead>\n<tr><th>CHANNEL</th>"));
+        QVERIFY(html.contains(".signed{break-inside:avoid}"));
+    }
+
     // It is one file: nothing is fetched from anywhere.
     void needsNothingElse()
     {
