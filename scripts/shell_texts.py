@@ -181,7 +181,7 @@ _mdc_bench() {
     esac
     case "$sub" in
         "") COMPREPLY=($(compgen -W "@SUBCOMMANDS@" -- "$cur")) ;;
-        restore | compare) COMPREPLY=($(compgen -f -- "$cur")) ;;
+        restore | compare | support) COMPREPLY=($(compgen -f -- "$cur")) ;;
         run)
             if [ -z "$command" ]; then
                 COMPREPLY=($(compgen -W "@COMMANDS@" -- "$cur"))
@@ -315,7 +315,7 @@ def fish(bench):
                 lines.append("complete -c mdc-bench -n '__fish_seen_subcommand_from run; and __mdc_bench_command %s' "
                              "-a %s -d %s" % (command["name"], quoted("%s=%s" % (parameter["name"], value)),
                                               quoted(parameter.get("meaning") or parameter.get("description") or command["name"])))
-    lines.append("complete -c mdc-bench -n '__fish_seen_subcommand_from restore compare' -F")
+    lines.append("complete -c mdc-bench -n '__fish_seen_subcommand_from restore compare support' -F")
     return "\n".join(lines) + "\n"
 
 

@@ -11,6 +11,7 @@
 #include "applications/bench/panel/panel_subcommand.h"
 #include "applications/bench/results/results_subcommand.h"
 #include "applications/bench/run/run_subcommand.h"
+#include "applications/bench/support/support_subcommand.h"
 #include "applications/bench/watch/watch_subcommand.h"
 
 Subcommands makeSubcommands()
@@ -29,5 +30,6 @@ Subcommands makeSubcommands()
     table.push_back(std::make_unique<CompareSubcommand>());
     table.push_back(std::make_unique<PanelSubcommand>());
     table.push_back(std::make_unique<CheckSubcommand>());
+    table.push_back(std::make_unique<SupportSubcommand>());
     return table;
 }

@@ -60,7 +60,7 @@ _mdc_bench() {
             --config) config=${_mdc_words[i+1]} ;;
             --config=*) config=${word#--config=} ;;
         esac
-        case " --baud --config --count --csv --fault --folder --format --from-csv --generation --host --interval --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --report --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
+        case " --add --baud --config --count --csv --fault --folder --format --from-csv --generation --host --interval --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --report --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
             *" $word "*) i=$((i + 1)); continue ;;
         esac
         case "$word" in
@@ -71,6 +71,7 @@ _mdc_bench() {
     config=${config/#\~\//$HOME/}
     COMPREPLY=()
     case "$prev" in
+        --add) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --baud) return ;;
         --config) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --count) return ;;
@@ -125,14 +126,15 @@ _mdc_bench() {
                 compare) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
                 check) options="--help --object --timeout --probe --write --yes --report --force --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                support) options="--help --add --probe --with-identity --force --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
             esac
             COMPREPLY=($(compgen -W "$options" -- "$cur"))
             return
             ;;
     esac
     case "$sub" in
-        "") COMPREPLY=($(compgen -W "demo init list commands run watch results backup restore compare panel check" -- "$cur")) ;;
-        restore | compare) COMPREPLY=($(compgen -f -- "$cur")) ;;
+        "") COMPREPLY=($(compgen -W "demo init list commands run watch results backup restore compare panel check support" -- "$cur")) ;;
+        restore | compare | support) COMPREPLY=($(compgen -f -- "$cur")) ;;
         run)
             if [ -z "$command" ]; then
                 COMPREPLY=($(compgen -W "getInfo setDirection setProgram SetTriggerProgram setLock setLockScreen listenEventsData listenMotorRunState getPresetData backup restoreBackup resetAlarm getRegister read write listen deviceInformation" -- "$cur"))

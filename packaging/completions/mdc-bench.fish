@@ -5,31 +5,32 @@ function __mdc_bench_command
     set -l words (commandline -opc)
     contains -- $argv[1] $words
 end
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a demo -d 'Show what happens between a command and the wire, without any device'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a init -d 'Write a configuration for a controller'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a list -d 'Objects, plug-ins, state and statistics of the links'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a commands -d 'What can be run, with parameters and results'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a run -d 'Run one command of an object'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a watch -d 'Show values of a controller as they change'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a results -d 'Log the tightenings of a controller as they happen'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a backup -d 'Save the registers of a controller to a file'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a restore -d 'Write chosen presets of a backup file back'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a compare -d 'List what differs between two backups, or a backup and the controller'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a panel -d 'Show the maintenance page of a device in a window'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -a check -d 'Look over configuration, plug-ins, links and register map'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l help -d 'Print this help message and exit' -s h
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l version -d 'Print the versions of program, contract, Qt and plug-ins and exit'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l trace -d 'Write every frame that is sent or received to this file' -r -F
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l format -d 'Form of the results [table; jsonl for "results"]; the help of a subcommand lists those that it has' -x
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l verbose -d 'Tell what is done, show the whole log' -s v
-complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check' -l quiet -d 'No warnings, no log; errors only'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a demo -d 'Show what happens between a command and the wire, without any device'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a init -d 'Write a configuration for a controller'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a list -d 'Objects, plug-ins, state and statistics of the links'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a commands -d 'What can be run, with parameters and results'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a run -d 'Run one command of an object'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a watch -d 'Show values of a controller as they change'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a results -d 'Log the tightenings of a controller as they happen'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a backup -d 'Save the registers of a controller to a file'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a restore -d 'Write chosen presets of a backup file back'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a compare -d 'List what differs between two backups, or a backup and the controller'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a panel -d 'Show the maintenance page of a device in a window'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a check -d 'Look over configuration, plug-ins, links and register map'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -a support -d 'Pack what is needed to help with a bench into an archive'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l help -d 'Print this help message and exit' -s h
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l version -d 'Print the versions of program, contract, Qt and plug-ins and exit'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l format -d 'Form of the results [table; jsonl for "results"]; the help of a subcommand lists those that it has' -x
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l verbose -d 'Tell what is done, show the whole log' -s v
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l quiet -d 'No warnings, no log; errors only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l help -d 'Print this help message and exit' -s h
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l tcp -d 'Over TCP only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l rtu -d 'Over a serial line only'
@@ -239,6 +240,23 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l format -d 'Form 
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l verbose -d 'Tell what is done, show the whole log' -s v
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l quiet -d 'No warnings, no log; errors only'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l help -d 'Print this help message and exit' -s h
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l add -d 'Pack this file too: a trace, a record, a log, a backup; may be repeated' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l probe -d 'Read everything that is configured, as "check --probe" does'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l with-identity -d 'Leave serial numbers, addresses, users and folders as they are, and pack files that are no text'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l force -d 'Replace a file of the name of the archive'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l config -d 'Configuration of the bench; without it the bundled one, simulated' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l format -d 'Form of the results [table]' -x -a 'table json jsonl'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l language -d 'Language of the plug-ins\' texts [the system\'s, else en]' -x -a 'en fr'
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l verbose -d 'Tell what is done, show the whole log' -s v
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l quiet -d 'No warnings, no log; errors only'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run; and not __fish_seen_subcommand_from getInfo setDirection setProgram SetTriggerProgram setLock setLockScreen listenEventsData listenMotorRunState getPresetData backup restoreBackup resetAlarm getRegister read write listen deviceInformation' -a getInfo -d 'Get the connected device information'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run; and __mdc_bench_command getInfo' -a 'reference=' -d 'order reference of the controller; "MDTC", "MDC" or "BM" in it chooses the table that names the tool, and without any of them the tool is told as the controller\'s model'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run; and not __fish_seen_subcommand_from getInfo setDirection setProgram SetTriggerProgram setLock setLockScreen listenEventsData listenMotorRunState getPresetData backup restoreBackup resetAlarm getRegister read write listen deviceInformation' -a setDirection -d 'Set the direction of rotation of the screwdriver'
@@ -288,4 +306,4 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from run; and __mdc_bench_comma
 complete -c mdc-bench -n '__fish_seen_subcommand_from run; and __mdc_bench_command listen' -a 'dataSize=' -d 'Number of registers or bits (1 to 125)'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run; and __mdc_bench_command listen' -a 'recurrentInterval=' -d 'Milliseconds from the start of one read to the start of the next (1 to 65535)'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run; and not __fish_seen_subcommand_from getInfo setDirection setProgram SetTriggerProgram setLock setLockScreen listenEventsData listenMotorRunState getPresetData backup restoreBackup resetAlarm getRegister read write listen deviceInformation' -a deviceInformation -d 'Asks the controller for its identification (Report Server ID).'
-complete -c mdc-bench -n '__fish_seen_subcommand_from restore compare' -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from restore compare support' -F

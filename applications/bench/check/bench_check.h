@@ -34,6 +34,8 @@ public:
 
     // Once. The code of the first error that was found; Done without one.
     ExitCode run();
+    // The bench that was looked over; after run().
+    BenchSession& session() { return m_session; }
 
 private:
     ExitCode look();

@@ -59,6 +59,11 @@ std::optional<QJsonObject> DriverDescription::traced(const QJsonObject& configur
     return result;
 }
 
+QString DriverDescription::traceFile(const QJsonObject& configuration) const
+{
+    return configuration.value(m_properties.value(c_frameTrace).toString()).toString();
+}
+
 QJsonObject DriverDescription::untraced(const QJsonObject& configuration) const
 {
     const QString member = m_properties.value(c_frameTrace).toString();

@@ -47,6 +47,8 @@ public:
     std::optional<QJsonObject> pointedTo(const QJsonObject& configuration, const SimulatorPlace& place) const;
     // With the frames appended to this file.
     std::optional<QJsonObject> traced(const QJsonObject& configuration, const QString& path) const;
+    // The file that the frames are appended to; empty for none.
+    QString traceFile(const QJsonObject& configuration) const;
     // Without a trace of frames, if it has one.
     QJsonObject untraced(const QJsonObject& configuration) const;
     // What a controller has to know of the link to answer on it.

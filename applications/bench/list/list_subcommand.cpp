@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/bench_session.h"
 #include "applications/bench/core/result_writer.h"
+#include "applications/bench/list/bench_listing.h"
 #include "applications/bench/list/serial_ports.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
@@ -12,37 +13,6 @@
 #include <QJsonArray>
 
 namespace {
-
-QString typeName(IPlugin::Type type)
-{
-    return type == IPlugin::CeTypeDriver ? QStringLiteral("driver") : QStringLiteral("device");
-}
-
-QVariantMap statisticsOf(const DAbstractPlugin& plugin)
-{
-    return plugin.getProperty(driver_contract::c_statistics, QVariant()).toMap();
-}
-
-QJsonObject objectAsJson(const BenchSession& session, const DAbstractPlugin& plugin)
-{
-    QJsonObject object{{QStringLiteral("id"), plugin.objectUuid().toString()},
-                       {QStringLiteral("name"), plugin.getName()},
-                       {QStringLiteral("type"), typeName(plugin.pluginType())},
-                       {QStringLiteral("plugin"), plugin.pluginName()},
-                       {QStringLiteral("pluginId"), plugin.pluginUuid().toString()},
-                       {QStringLiteral("version"), versionToString(plugin.pluginVersion())}};
-    const DAbstractPlugin* const driver = session.driverOf(plugin);
-    if (driver != nullptr) {
-        object.insert(QStringLiteral("connected"), isConnected(*driver));
-        object.insert(QStringLiteral("address"),
-                      driver->getProperty(driver_contract::c_address, QVariant()).toString());
-    }
-    if (plugin.pluginType() == IPlugin::CeTypeDriver)
-        object.insert(QStringLiteral("statistics"), toJson(statisticsOf(plugin)));
-    else if (driver != nullptr)
-        object.insert(QStringLiteral("driver"), driver->getName());
-    return object;
-}
 
 QString linkText(const DAbstractPlugin* driver)
 {
@@ -172,17 +142,8 @@ ExitCode ListSubcommand::run(const GeneralOptions& general, Console& console, In
         printTables(console, session, plugins, reports);
 
     ResultWriter writer(console, general.format);
-    QJsonArray objects;
-    for (const DAbstractPlugin* const plugin : plugins) {
-        objects.append(objectAsJson(session, *plugin));
+    for (const DAbstractPlugin* const plugin : plugins)
         writer.record(plugin->getName(), objectAsJson(session, *plugin));
-    }
-    QJsonArray files;
-    for (const DPluginReport& report : reports)
-        files.append(QJsonObject{{QStringLiteral("file"), report.file},
-                                 {QStringLiteral("name"), report.name},
-                                 {QStringLiteral("version"), versionToString(report.version)},
-                                 {QStringLiteral("error"), report.error}});
-    writer.document({{QStringLiteral("objects"), objects}, {QStringLiteral("plugins"), files}});
+    writer.document(benchListing(session));
     return ExitCode::Done;
 }

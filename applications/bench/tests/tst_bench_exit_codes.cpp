@@ -357,10 +357,36 @@ QList<Row> rowsOfOthers(const SampleFolder& samples)
     };
 }
 
+QList<Row> rowsOfSupport(const SampleFolder& samples)
+{
+    const QString archive = samples.filePath("help.zip");
+    return {
+        {"support", {"support", archive, "--force"}, 0, "are replaced", ""},
+        {"support: a controller that does not answer",
+         {"support", archive, "--force", "--probe", "--fault", "refuse"},
+         0,
+         "check.json",
+         "log: not connected"},
+        {"support: a file that is there", {"support", samples.filePath("one.csv")}, 1, "", "--force"},
+        {"support: nothing to add",
+         {"support", samples.filePath("none.zip"), "--add", samples.filePath("absent")},
+         1,
+         "",
+         "absent cannot be packed"},
+        {"support: no name", {"support"}, 2, "", "FILE is required"},
+        {"support: nobody there", {"support", archive, "--simulate", "none"}, 2, "", "--config FILE"},
+        {"support: nothing that can be read",
+         {"--config", samples.filePath("absent.json"), "support", archive, "--force"},
+         0,
+         "left out",
+         ""},
+    };
+}
+
 QList<Row> allRows(const SampleFolder& samples)
 {
     return rowsOfRun() + rowsOfUsage() + rowsOfFailures(samples) + rowsOfLogsAndBackups(samples) +
-           rowsOfInit(samples) + rowsOfOthers(samples);
+           rowsOfInit(samples) + rowsOfSupport(samples) + rowsOfOthers(samples);
 }
 
 BenchEnd run(const Row& row)

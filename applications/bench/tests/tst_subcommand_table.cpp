@@ -93,7 +93,8 @@ private Q_SLOTS:
             QVERIFY2(line.match(help).hasMatch(),
                      qPrintable(complaint(*subcommand, "does not mark what is required:\n") + help));
         }
-        QCOMPARE(seen, (QStringList{"init FOLDER", "run COMMAND", "restore FILE", "compare FILE"}));
+        QCOMPARE(seen,
+                 (QStringList{"init FOLDER", "run COMMAND", "restore FILE", "compare FILE", "support FILE"}));
         const QString restore = ParsedCall({"restore", "--help"})->text.simplified();
         QVERIFY2(restore.contains("(3,5-7); required without --extras"), qPrintable(restore));
         QVERIFY2(ParsedCall({"restore", "f"})->text.startsWith("--presets is required, or --extras"),

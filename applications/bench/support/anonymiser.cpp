@@ -1,0 +1,394 @@
+#include "applications/bench/support/anonymiser.h"
+
+#include <lib_utilities/printable_text.h>
+
+#include <QDir>
+#include <QRegularExpression>
+#include <QSysInfo>
+
+#include <algorithm>
+
+namespace {
+
+using Options = QRegularExpression::PatternOptions;
+
+constexpr int c_shortestKnownSerial = 4;
+
+// A text that could be a serial number: there is a digit in it.
+const QString c_serial = QStringLiteral("((?=[A-Za-z0-9.-]*[0-9])[A-Za-z0-9](?:[A-Za-z0-9.-]*[A-Za-z0-9])?)");
+
+QRegularExpression pattern(const QString& text, Options options = QRegularExpression::NoPatternOption)
+{
+    QRegularExpression made(text, options | QRegularExpression::UseUnicodePropertiesOption);
+    made.optimize();
+    return made;
+}
+
+// Places that say that what stands there is a serial number, group 1: members of JSON, the heading of a
+// backup, lines of a log of tightenings, and what programs and people write.
+const QList<QRegularExpression>& serialPlaces()
+{
+    constexpr auto c_anyCase = QRegularExpression::CaseInsensitiveOption;
+    constexpr auto c_lines = QRegularExpression::MultilineOption;
+    static const QList<QRegularExpression> c_places{
+        pattern(
+            QStringLiteral("\"(?:screwdriverSN|serial|(?:controller|driver|device)?_?serial_?(?:number|no)?|"
+                           "sn)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.)+)\""),
+            c_anyCase),
+        pattern(QStringLiteral("\"id\"\\s*:\\s*\"screwdriverSN\"[^{}]*?\"value\"\\s*:\\s*\"?([^\",{}\\s]+)"),
+                c_anyCase),
+        pattern(QStringLiteral("^\\s*Driver serial\\s*[,;]\\s*\"?([^\",;\\r\\n]+)"), c_anyCase | c_lines),
+        pattern(QStringLiteral("^(?:sequence|event|gap|reset),[^,\\n]*,\"?([^\",\\r\\n]+)"), c_lines),
+        pattern(
+            QStringLiteral("(?<![A-Za-z])(?:serial(?:[ _-]?(?:numbers?|no\\.?|nr\\.?))?|s/n|screwdriverSN)"
+                           "(?![A-Za-z0-9-])[\"']?\\s*(?:is|was|of|[:=,#])?\\s*[\"']?") +
+                c_serial,
+            c_anyCase),
+        pattern(QStringLiteral("serial[^\\n]*?\\b(?:instead of|controller has|was)\\s+") + c_serial,
+                c_anyCase)};
+    return c_places;
+}
+
+// Members of a configuration that hold an address, group 1.
+const QRegularExpression& addressPlaces()
+{
+    static const QRegularExpression c_places = pattern(
+        QStringLiteral("\"(?:host|host_?name|server|serial_?port)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.)+)\""),
+        QRegularExpression::CaseInsensitiveOption);
+    return c_places;
+}
+
+bool isIpv6(const QString& text)
+{
+    const QString address = text.section(QLatin1Char('%'), 0, 0);
+    const int gap = address.indexOf(QLatin1String("::"));
+    if (address.count(QLatin1String("::")) > 1 || address.contains(QLatin1String(":::")) ||
+        address == QLatin1String("::"))
+        return false;
+    const QStringList groups = address.split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    int words = 0;
+    for (const QString& group : groups) {
+        // The last four bytes may be written as in IPv4.
+        const bool isIpv4 = group.contains(QLatin1Char('.'));
+        if (!isIpv4 && group.size() > 4)
+            return false;
+        words += isIpv4 ? 2 : 1;
+    }
+    constexpr int c_words = 8;
+    return gap < 0 ? words == c_words : words < c_words;
+}
+
+// Letters that JSON need not write as "\u0041", and slashes as "\/", as themselves.
+QString withoutNeedlessEscapes(const QString& text)
+{
+    QString result;
+    result.reserve(text.size());
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar next = i + 1 < text.size() ? text.at(i + 1) : QChar();
+        if (text.at(i) != QLatin1Char('\\') || next.isNull()) {
+            result += text.at(i);
+            continue;
+        }
+        bool isCode = false;
+        const QChar coded(text.mid(i + 2, 4).toUShort(&isCode, 16));
+        isCode = isCode && next == QLatin1Char('u') && i + 6 <= text.size() && coded != QLatin1Char('"') &&
+                 coded != QLatin1Char('\\') && printableText(coded) == QString(coded);
+        if (isCode) {
+            result += coded;
+            i += 5;
+        } else if (next == QLatin1Char('/')) {
+            result += next;
+            ++i;
+        } else {
+            // A backslash that stands for itself hides nothing of what follows.
+            result += text.at(i);
+            result += next;
+            ++i;
+        }
+    }
+    return result;
+}
+
+// Of texts that are not part of a longer word, the longest first.
+QRegularExpression anyOf(QStringList texts, const QString& before, const QString& behind, Options options)
+{
+    std::sort(texts.begin(), texts.end(),
+              [](const QString& left, const QString& right) { return left.size() > right.size(); });
+    for (QString& text : texts)
+        text = QRegularExpression::escape(text);
+    return pattern(QStringLiteral("(?<!%1)(?:%2)(?!%3)").arg(before, texts.join(QLatin1Char('|')), behind),
+                   options);
+}
+
+// A path however its parts are separated, as in JSON "C:\\Users".
+QString pathPattern(const QString& path)
+{
+    QStringList parts = path.split(QRegularExpression(QStringLiteral("[\\\\/]+")), Qt::SkipEmptyParts);
+    for (QString& part : parts)
+        part = QRegularExpression::escape(part);
+    const QString separator = QStringLiteral("[\\\\/]+");
+    return (path.startsWith(QLatin1Char('/')) ? separator : QString()) + parts.join(separator);
+}
+
+bool isPlaceholder(const QString& text)
+{
+    static const QRegularExpression c_placeholder(QStringLiteral("^(?:serial|host|port|home|user)-\\d+$"));
+    return c_placeholder.match(text).hasMatch();
+}
+
+bool isInJson(const QString& text)
+{
+    const auto first =
+        std::find_if(text.cbegin(), text.cend(), [](QChar character) { return !character.isSpace(); });
+    return first != text.cend() && (*first == QLatin1Char('{') || *first == QLatin1Char('['));
+}
+
+// Is what begins and ends there a number of JSON, and no part of a text?
+bool isBare(const QString& text, int begin, int end)
+{
+    while (begin > 0 && text.at(begin - 1).isSpace())
+        --begin;
+    while (end < text.size() && text.at(end).isSpace())
+        ++end;
+    return begin > 0 && end < text.size() && QStringLiteral("[:,").contains(text.at(begin - 1)) &&
+           QStringLiteral("]},").contains(text.at(end));
+}
+
+// The bytes of a serial number as the identification has them: two digits each, the last ones first, or
+// "07.03.0125" with its last group in two bytes.
+QByteArray bytesOf(const QString& serial)
+{
+    static const QRegularExpression c_groups(QStringLiteral("^(\\d\\d)\\.(\\d\\d)\\.(\\d{4,5})$"));
+    static const QRegularExpression c_digits(QStringLiteral("^\\d{10}$"));
+    QByteArray bytes;
+    const QRegularExpressionMatch groups = c_groups.match(serial);
+    if (groups.hasMatch()) {
+        const uint last = groups.captured(3).toUInt();
+        bytes.append(static_cast<char>(last & 0xffU)).append(static_cast<char>((last >> 8U) & 0xffU));
+        bytes.append(static_cast<char>(groups.captured(2).toUInt()));
+        bytes.append(static_cast<char>(groups.captured(1).toUInt()));
+    } else if (c_digits.match(serial).hasMatch()) {
+        for (int at = serial.size() - 2; at >= 0; at -= 2)
+            bytes.append(static_cast<char>(serial.midRef(at, 2).toUInt()));
+    }
+    // Nearly nothing but zeros is found everywhere.
+    return bytes.size() - bytes.count('\0') < 2 ? QByteArray() : bytes;
+}
+
+} // namespace
+
+ComputerIdentity ComputerIdentity::ofThisComputer()
+{
+    ComputerIdentity computer{QDir::homePath(), {}, QSysInfo::machineHostName()};
+    for (const char* const name : {"USER", "USERNAME", "LOGNAME"}) {
+        if (computer.user.isEmpty())
+            computer.user = qEnvironmentVariable(name);
+    }
+    return computer;
+}
+
+Anonymiser::Anonymiser(const ComputerIdentity& computer)
+    : m_computer(computer)
+{
+    knowAddress(computer.hostName);
+}
+
+void Anonymiser::knowSerial(const QString& serial)
+{
+    const QString known = serial.trimmed();
+    if (!known.isEmpty() && !isPlaceholder(known) && !m_serials.contains(known))
+        m_serials.append(known);
+}
+
+void Anonymiser::knowAddress(const QString& address)
+{
+    static const QRegularExpression c_isPort(QStringLiteral("^(?:/|\\\\|COM\\d)"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression c_number(QStringLiteral(":\\d+$"));
+    // Windows has its ports as "\\\\.\\COM12", too.
+    static const QRegularExpression c_devices(QStringLiteral("^[\\\\]+[.?][\\\\]+"));
+    QString known = address.trimmed().remove(c_devices);
+    if (isPlaceholder(known))
+        return;
+    if (c_isPort.match(known).hasMatch()) {
+        if (!m_ports.contains(known))
+            m_ports.append(known);
+        return;
+    }
+    known.remove(c_number);
+    // Others are known by their form; this one tells nobody apart.
+    if (known.size() > 1 && known.compare(QLatin1String("localhost"), Qt::CaseInsensitive) != 0 &&
+        !m_hosts.contains(known, Qt::CaseInsensitive))
+        m_hosts.append(known);
+}
+
+void Anonymiser::learn(const QString& text)
+{
+    const QString plain = withoutNeedlessEscapes(text);
+    for (const QRegularExpression& place : serialPlaces()) {
+        for (auto it = place.globalMatch(plain); it.hasNext();)
+            knowSerial(it.next().captured(1));
+    }
+    for (auto it = addressPlaces().globalMatch(plain); it.hasNext();)
+        knowAddress(it.next().captured(1).replace(QLatin1String("\\\\"), QLatin1String("\\")));
+}
+
+QString Anonymiser::placeholder(Kind kind, const QString& value) const
+{
+    static const QMap<Kind, QString> c_names{{Kind::Serial, QStringLiteral("serial-%1")},
+                                             {Kind::Host, QStringLiteral("host-%1")},
+                                             {Kind::Port, QStringLiteral("port-%1")},
+                                             {Kind::Home, QStringLiteral("home-%1")},
+                                             {Kind::User, QStringLiteral("user-%1")}};
+    QStringList& met = m_met[kind];
+    const QString key = kind == Kind::Serial ? value.trimmed() : value.toLower();
+    if (!met.contains(key))
+        met.append(key);
+    return c_names.value(kind).arg(met.indexOf(key) + 1);
+}
+
+Anonymiser::Placeholder Anonymiser::numbered(Kind kind) const
+{
+    return [this, kind](const QRegularExpressionMatch& match) {
+        return placeholder(kind, match.captured(match.lastCapturedIndex() > 0 ? 1 : 0));
+    };
+}
+
+void Anonymiser::replaceEach(ReplacedText& text, const QRegularExpression& pattern,
+                             const Placeholder& placeholder)
+{
+    const bool isJson = isInJson(text.text);
+    QString result;
+    int end = 0;
+    for (auto it = pattern.globalMatch(text.text); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        const int group = match.lastCapturedIndex() > 0 ? 1 : 0;
+        // What an earlier kind has replaced is done.
+        const QString value = match.captured(group);
+        QString instead = isPlaceholder(value) ? QString() : placeholder(match);
+        if (instead.isNull())
+            continue;
+        const bool isNumber =
+            std::all_of(value.cbegin(), value.cend(), [](QChar one) { return one.isDigit(); });
+        if (isJson && isNumber && isBare(text.text, match.capturedStart(group), match.capturedEnd(group)))
+            instead = QLatin1Char('"') + instead + QLatin1Char('"');
+        result += text.text.midRef(end, match.capturedStart(group) - end);
+        result += instead;
+        end = match.capturedEnd(group);
+        ++text.replaced;
+    }
+    if (end > 0)
+        text.text = result + text.text.mid(end);
+}
+
+void Anonymiser::replaceLabelledSerials(ReplacedText& text) const
+{
+    static const QRegularExpression c_number =
+        pattern(QStringLiteral(
+                    "\"(?:screwdriverSN|(?:controller|driver|device)?_?serial_?(?:number|no)?|sn)\"\\s*:\\s*"
+                    "(\\d+)"),
+                QRegularExpression::CaseInsensitiveOption);
+    replaceEach(text, c_number, numbered(Kind::Serial));
+    for (const QRegularExpression& place : serialPlaces())
+        replaceEach(text, place, numbered(Kind::Serial));
+}
+
+void Anonymiser::replaceFolders(ReplacedText& text) const
+{
+    // Whose home is the root of the file system has none.
+    if (m_computer.homeFolder.size() > 1)
+        replaceEach(
+            text,
+            pattern(QStringLiteral("(?<![\\w.-])%1(?![\\w-]|\\.\\w)").arg(pathPattern(m_computer.homeFolder)),
+                    QRegularExpression::CaseInsensitiveOption),
+            [this](const QRegularExpressionMatch&) {
+                return placeholder(Kind::Home, m_computer.homeFolder);
+            });
+    static const QRegularExpression c_unixUser =
+        pattern(QStringLiteral("(?<![\\w.-])/+(?:home|Users)/+([^\\\\/\\s\"':,;<>|]+)"));
+    static const QRegularExpression c_windowsUser =
+        pattern(QStringLiteral(
+                    "(?<!\\w)[A-Z]:[\\\\/]+(?:Users|Documents and Settings)[\\\\/]+([^\\\\/\"':,;<>|\\r\\n]+"
+                    "(?=[\\\\/])|[^\\\\/\\s\"':,;<>|]+)"),
+                QRegularExpression::CaseInsensitiveOption);
+    replaceEach(text, c_unixUser, numbered(Kind::User));
+    replaceEach(text, c_windowsUser, numbered(Kind::User));
+    // The administrator of every computer is called so.
+    if (!m_computer.user.isEmpty() && m_computer.user != QLatin1String("root"))
+        replaceEach(text,
+                    pattern(QStringLiteral("(?<=[\\\\/])%1(?=[\\\\/\\s\"']|$)|(?<![\\w.-])%1(?=@)")
+                                .arg(QRegularExpression::escape(m_computer.user)),
+                            QRegularExpression::MultilineOption),
+                    numbered(Kind::User));
+}
+
+void Anonymiser::replaceAddresses(ReplacedText& text) const
+{
+    static const QRegularExpression c_mac = pattern(
+        QStringLiteral("(?<![0-9A-Za-z:-])(?:(?:[0-9A-Fa-f]{2}:){5}|(?:[0-9A-Fa-f]{2}-){5})[0-9A-Fa-f]{2}"
+                       "(?![0-9A-Za-z:-])"));
+    static const QRegularExpression c_ipv6 = pattern(QStringLiteral(
+        "(?<![0-9A-Za-z:.])[0-9A-Fa-f]{0,4}:[0-9A-Fa-f:]*:[0-9A-Fa-f]{0,4}(?:(?:\\.\\d{1,3}){3})?"
+        "(?:%[\\w.-]+)?(?![0-9A-Za-z:])"));
+    static const QString c_octet = QStringLiteral("(?:25[0-5]|2[0-4]\\d|1\\d\\d|0{0,2}\\d?\\d)");
+    static const QRegularExpression c_ipv4 =
+        pattern(QStringLiteral("(?<!\\d)(?<!\\d\\.)%1(?:\\.%1){3}(?!\\d)(?!\\.\\d)").arg(c_octet));
+    static const QRegularExpression c_port = pattern(
+        QStringLiteral("/dev/(?:tty[A-Za-z]+\\d*|serial/by-[a-z]+/[^\\s\"',;]+|pts/\\d+|cu\\.[^\\s\"',;]+|"
+                       "tty\\.[^\\s\"',;]+)|(?<![A-Za-z0-9_])COM\\d{1,3}(?![A-Za-z0-9_])"));
+    if (!m_ports.isEmpty())
+        replaceEach(text, anyOf(m_ports, QStringLiteral("[\\w-]"), QStringLiteral("[\\w-]"), {}),
+                    numbered(Kind::Port));
+    replaceEach(text, c_port, numbered(Kind::Port));
+    replaceEach(text, c_mac, [this](const QRegularExpressionMatch& match) {
+        return placeholder(Kind::Host, match.captured());
+    });
+    replaceEach(text, c_ipv6, [this](const QRegularExpressionMatch& match) {
+        return isIpv6(match.captured()) ? placeholder(Kind::Host, match.captured()) : QString();
+    });
+    replaceEach(text, c_ipv4, numbered(Kind::Host));
+    if (!m_hosts.isEmpty())
+        replaceEach(text,
+                    anyOf(m_hosts, QStringLiteral("[\\w-]"), QStringLiteral("[\\w-]"),
+                          QRegularExpression::CaseInsensitiveOption),
+                    numbered(Kind::Host));
+}
+
+void Anonymiser::replaceSerials(ReplacedText& text) const
+{
+    QStringList known;
+    QStringList bytes;
+    for (const QString& serial : m_serials) {
+        const bool hasDigit =
+            std::any_of(serial.cbegin(), serial.cend(), [](QChar one) { return one.isDigit(); });
+        if (hasDigit && serial.size() >= c_shortestKnownSerial)
+            known.append(serial);
+        QStringList hex;
+        const QByteArray coded = bytesOf(serial);
+        for (const char byte : coded)
+            hex.append(QString::fromLatin1(QByteArray(1, byte).toHex()));
+        if (!hex.isEmpty())
+            bytes.append(hex.join(QStringLiteral("[ :,]?")));
+    }
+    // No part of a longer number, nor of a fraction.
+    if (!known.isEmpty())
+        replaceEach(text,
+                    anyOf(known, QStringLiteral("[A-Za-z0-9]"), QStringLiteral("[A-Za-z0-9]|\\.\\d"), {}),
+                    numbered(Kind::Serial));
+    if (!bytes.isEmpty())
+        replaceEach(text, pattern(bytes.join(QLatin1Char('|')), QRegularExpression::CaseInsensitiveOption),
+                    [](const QRegularExpressionMatch& match) {
+                        static const QRegularExpression c_byte(QStringLiteral("[0-9A-Fa-f]{2}"));
+                        return match.captured().replace(c_byte, QStringLiteral("xx"));
+                    });
+}
+
+ReplacedText Anonymiser::replaced(const QString& text) const
+{
+    ReplacedText result = maskedTrace(withoutNeedlessEscapes(text));
+    replaceLabelledSerials(result);
+    replaceFolders(result);
+    replaceAddresses(result);
+    replaceSerials(result);
+    return result;
+}
