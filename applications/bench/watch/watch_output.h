@@ -34,6 +34,8 @@ public:
     WatchOutput(Console& console, OutputFormat format, bool isTerminal);
 
     void show(const WatchReading& reading);
+    // All readings have the values of the first one.
+    bool hasColumns() const { return m_format == OutputFormat::Csv; }
     // What is wrong with the link is seen there.
     bool showsTrouble() const { return m_format == OutputFormat::Table && m_isTerminal; }
 

@@ -14,6 +14,20 @@
 
 #include <algorithm>
 
+bool WatchedController::isSame(const WatchedController& other) const
+{
+    return model == other.model && serial == other.serial && facts.generation == other.facts.generation &&
+           facts.firmware == other.facts.firmware;
+}
+
+QString WatchedController::toText() const
+{
+    return QStringLiteral("%1, generation %2, serial number %3")
+        .arg(model.isEmpty() ? QStringLiteral("an unknown model") : model)
+        .arg(facts.generation)
+        .arg(serial.isEmpty() ? QStringLiteral("unknown") : serial);
+}
+
 WatchRun::WatchRun(BenchSession& session, DAbstractPlugin& device, DAbstractPlugin& driver,
                    const WatchOptions& options, WatchOutput& output, Console& console, Interrupt& interrupt)
     : m_session(session)
@@ -29,6 +43,8 @@ WatchRun::WatchRun(BenchSession& session, DAbstractPlugin& device, DAbstractPlug
 
 ExitCode WatchRun::run()
 {
+    m_controller = controllerNow();
+    m_connections = connections();
     const ExitCode selected = select();
     if (selected != ExitCode::Done)
         return selected;
@@ -100,12 +116,77 @@ ExitCode WatchRun::openCsv()
     return ExitCode::CommandFailed;
 }
 
+WatchedController WatchRun::controllerNow() const
+{
+    return {m_device.getProperty(QStringLiteral("controllerModel"), QVariant()).toString(),
+            m_session.serialOf(m_device), connectedController(m_device)};
+}
+
+int WatchRun::connections() const
+{
+    // A driver that does not count them is asked after what it tells as failed alone.
+    return m_driver.getProperty(driver_contract::c_statistics, QVariant())
+        .toMap()
+        .value(driver_contract::c_connections)
+        .toInt();
+}
+
+bool WatchRun::mayBeAnother() const
+{
+    return m_isOutOfSight || connections() != m_connections;
+}
+
+QString WatchRun::identifyAgain()
+{
+    const OrderEnd end = m_session.identify(m_device);
+    if (m_interrupt.requested())
+        return {};
+    if (end.code != ExitCode::Done)
+        return end.outcome.errorMessage;
+    m_connections = connections();
+    m_isOutOfSight = false;
+    return {};
+}
+
+bool WatchRun::goOnWith(const WatchedController& now)
+{
+    const QString text = QStringLiteral("another controller answers: %1, instead of %2")
+                             .arg(now.toText(), m_controller.toText());
+    m_controller = now;
+    m_swap = QStringLiteral("; %1").arg(text);
+    if (!m_output.showsTrouble())
+        m_console.warning(text);
+    const QStringList before = m_reading.names;
+    if (select() != ExitCode::Done) {
+        m_console.hint(QStringLiteral("start this program again with values that this controller has"));
+        return false;
+    }
+    if (m_reading.names == before || !(m_csv.isOpen() || m_output.hasColumns()))
+        return true;
+    m_console.error(QStringLiteral("%1: its values are other columns (%2) than those written so far (%3)")
+                        .arg(now.toText(), m_reading.names.join(QStringLiteral(", ")),
+                             before.join(QStringLiteral(", "))));
+    m_console.hint(QStringLiteral("start this program again, with another file"));
+    return false;
+}
+
 bool WatchRun::readOnce()
 {
+    QString trouble;
+    if (mayBeAnother()) {
+        trouble = identifyAgain();
+        if (m_interrupt.requested())
+            return true;
+        const WatchedController now = controllerNow();
+        if (trouble.isEmpty() && !now.isSame(m_controller) && !goOnWith(now))
+            return false;
+    }
     const RegisterReader reader = driverReader(m_session, m_driver);
     RegisterImage image;
-    QString trouble;
     for (const ReadRequest& request : qAsConst(m_requests)) {
+        // Of a controller that is not known no values are told.
+        if (mayBeAnother())
+            break;
         const ReadReply reply = reader(request);
         if (m_interrupt.requested())
             return true;
@@ -114,21 +195,21 @@ bool WatchRun::readOnce()
         else if (trouble.isEmpty())
             trouble = reply.message;
         // Nobody waits for each of them where one is not answered.
-        if (!reply.isDone() && reply.code != ExitCode::Refused)
-            break;
+        m_isOutOfSight = !reply.isDone() && reply.code != ExitCode::Refused;
     }
     tellOutage(trouble);
     take(image);
     m_output.show(m_reading);
-    if (m_csv.isOpen()) {
-        const QByteArray line = watchCsvLine(m_reading);
-        if (m_csv.write(line) != line.size() || !m_csv.flush()) {
-            m_console.error(
-                QStringLiteral("%1 cannot be written: %2").arg(m_options.csvFile, m_csv.errorString()));
-            return false;
-        }
-    }
-    return true;
+    return !m_csv.isOpen() || writeCsv();
+}
+
+bool WatchRun::writeCsv()
+{
+    const QByteArray line = watchCsvLine(m_reading);
+    if (m_csv.write(line) == line.size() && m_csv.flush())
+        return true;
+    m_console.error(QStringLiteral("%1 cannot be written: %2").arg(m_options.csvFile, m_csv.errorString()));
+    return false;
 }
 
 void WatchRun::take(const RegisterImage& image)
@@ -138,7 +219,8 @@ void WatchRun::take(const RegisterImage& image)
     m_reading.title =
         QStringLiteral("%1 at %2, %3")
             .arg(m_device.getName(), m_driver.getProperty(driver_contract::c_address, QVariant()).toString(),
-                 QLocale::c().toString(m_reading.time.time(), QStringLiteral("HH:mm:ss")));
+                 QLocale::c().toString(m_reading.time.time(), QStringLiteral("HH:mm:ss"))) +
+        m_swap;
     m_reading.read.clear();
     m_reading.changed.clear();
     const QList<ProbeRow> rows = watchedRows(m_selection, image, m_configuration, m_offset);

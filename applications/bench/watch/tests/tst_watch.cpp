@@ -1,10 +1,16 @@
-// What is shown of values that are read again and again: plots, ages, changes, screens.
+// What is shown of values that are read again and again: plots, ages, changes, screens; and who is asked anew
+// after the link was lost.
 
 #include "applications/bench/watch/value_history.h"
 #include "applications/bench/watch/value_plot.h"
 #include "applications/bench/watch/watch_output.h"
 #include "applications/bench/watch/watch_screen.h"
 #include "applications/bench/watch/watched_rows.h"
+#include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
+#include "tests/support/bench_program.h"
+#include "tests/support/sample_bench.h"
+#include "tests/support/sample_folder.h"
 
 #include <QDate>
 #include <QDateTime>
@@ -226,6 +232,76 @@ private Q_SLOTS:
         QCOMPARE(watchCsvHeader(reading.names), QByteArray("time,a,\"b,c\",d\n"));
         // An empty field for what was not read now, whatever is known of it.
         QCOMPARE(watchCsvLine(reading), QByteArray("2026-03-01T09:30:00.125+01:00,1 2,,1 2\n"));
+    }
+
+    void swapped_data()
+    {
+        QTest::addColumn<QString>("profile"); // of the controller that takes the place of "mdc32-gen2"
+        QTest::addColumn<QStringList>("words");
+        QTest::addColumn<QString>("told");
+        QTest::addColumn<QString>("shown"); // empty: the program ends by itself, with 1
+        const QStringList direction{"direction", "--format", "jsonl"};
+        QTest::newRow("the same one") << "mdc32-gen2" << direction << "the controller answers again"
+                                      << "\"name\":\"directionV2\"";
+        QTest::newRow("another serial number")
+            << "mdc26-gen2" << direction
+            << "another controller answers: MD, generation 2, serial number 1907010042, instead of MDC-32, "
+               "generation 2, serial number 1907150042"
+            << "\"name\":\"directionV2\"";
+        QTest::newRow("another generation")
+            << "mdc32-gen1v2" << direction << "another controller answers: MDC-32, generation 1"
+            << "\"name\":\"direction\"";
+        QTest::newRow("a value that it does not have")
+            << "mdc32-gen1v2" << QStringList{"directionV2"} << "there is no channel \"directionV2\""
+            << "";
+        QTest::newRow("columns that it does not have")
+            << "mdc32-gen1v2" << QStringList{"direction", "--format", "csv"} << "other columns"
+            << "";
+    }
+
+    // What answers after a lost link may be another controller.
+    void swapped()
+    {
+        QFETCH(QString, profile);
+        QFETCH(QStringList, words);
+        QFETCH(QString, told);
+        QFETCH(QString, shown);
+        const QJsonObject device = deviceConfiguration(sampleBench());
+        const auto first = ControllerProfile::byName("mdc32-gen2");
+        auto simulator = std::make_unique<Simulator>(device, *first);
+        QVERIFY(simulator->listenTcp());
+        const quint16 port = simulator->tcpPort();
+        SampleFolder folder;
+        const QString bench = folder.filePath("bench.json");
+        QVERIFY(folder.isValid() && writeBenchFor(*simulator, first->reference, bench));
+        const auto process =
+            startBench(QStringList{"--config", bench, "--properties", folder.filePath("properties.json"),
+                                   "watch", "--interval", "20"} +
+                       words);
+        QByteArray out;
+        QByteArray err;
+        const auto sees = [&process](QByteArray& all, const QByteArray& bytes, const QString& text) {
+            all += bytes;
+            return all.contains(text.toUtf8()) && process != nullptr;
+        };
+        QTRY_VERIFY(sees(out, process->readAllStandardOutput(), "direction"));
+        simulator.reset();
+        if (!words.contains("csv"))
+            QTRY_VERIFY(sees(err, process->readAllStandardError(), "watching goes on"));
+        simulator = std::make_unique<Simulator>(device, *ControllerProfile::byName(profile));
+        QVERIFY(simulator->listenTcp(port));
+        out.clear();
+        QTRY_VERIFY2_WITH_TIMEOUT(sees(err, process->readAllStandardError(), told), err.constData(), 10000);
+        if (shown.isEmpty()) {
+            QTRY_COMPARE(process->state(), QProcess::NotRunning);
+            QCOMPARE(process->exitCode(), 1);
+            return;
+        }
+        // Values of the controller that is there now.
+        simulator->controller().setValue("direction", 1);
+        QTRY_VERIFY2(sees(out, process->readAllStandardOutput(), shown), out.constData());
+        process->kill();
+        process->waitForFinished();
     }
 };
 
