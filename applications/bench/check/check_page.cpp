@@ -16,7 +16,7 @@ const QString c_style = QStringLiteral(
     "table{border-collapse:collapse;width:100%}"
     "th,td{border:1px solid #999;padding:.2em .5em;text-align:left;vertical-align:top}"
     "th{background:#eee}"
-    ".long{overflow-wrap:anywhere}"
+    ".long{overflow-wrap:anywhere}.range{white-space:nowrap}"
     ".error{background:#fbd}.warning{background:#fe9}"
     ".verdict{font-weight:bold;padding:.4em;border:2px solid;overflow-wrap:anywhere}"
     ".sign td{height:3em;width:33%}.signed{break-inside:avoid}"
@@ -38,12 +38,25 @@ bool hasLongWord(const QString& cell)
                        [](const QString& word) { return word.size() > c_longest; });
 }
 
+// "6201-6216": a hyphen is no place to break it.
+bool isRange(const QString& cell)
+{
+    return std::all_of(cell.cbegin(), cell.cend(),
+                       [](QChar one) { return one.isDigit() || one == QLatin1Char('-'); });
+}
+
+QString classOf(const QString& cell)
+{
+    if (hasLongWord(cell))
+        return QStringLiteral(" class=\"long\"");
+    return cell.contains(QLatin1Char('-')) && isRange(cell) ? QStringLiteral(" class=\"range\"") : QString();
+}
+
 QString row(const QStringList& cells, const QString& tag = QStringLiteral("td"), const QString& kind = {})
 {
     QString line = kind.isEmpty() ? QStringLiteral("<tr>") : QStringLiteral("<tr class=\"%1\">").arg(kind);
     for (const QString& cell : cells)
-        line += QLatin1Char('<') + tag +
-                (hasLongWord(cell) ? QStringLiteral(" class=\"long\">") : QStringLiteral(">")) + text(cell) +
+        line += QLatin1Char('<') + tag + classOf(cell) + QLatin1Char('>') + text(cell) +
                 QStringLiteral("</") + tag + QLatin1Char('>');
     return line + QStringLiteral("</tr>\n");
 }
@@ -156,9 +169,11 @@ QString valuesPart(const CheckPage& page)
     return part;
 }
 
-QString signaturePart()
+// May come to stand on a sheet of its own: it says what is signed.
+QString signaturePart(const QString& title, const QString& time, const QString& verdict)
 {
     return QStringLiteral("<div class=\"signed\">\n") + heading(QStringLiteral("Signed")) +
+           QStringLiteral("<p class=\"long\">%1, %2: %3</p>\n").arg(text(title), text(time), text(verdict)) +
            QStringLiteral("<table class=\"sign\">\n") +
            row({QStringLiteral("Name"), QStringLiteral("Date"), QStringLiteral("Signature")},
                QStringLiteral("th")) +
@@ -183,7 +198,7 @@ QByteArray checkPage(const CheckPage& page)
             .arg(text(page.time), page.isGood ? QStringLiteral("good") : QStringLiteral("error"),
                  text(verdict)) +
         findingsPart(page.findings) + valuesPart(page) + objectsPart(page.objects) +
-        heading(QStringLiteral("Versions")) + table({}, versions) + signaturePart() +
+        heading(QStringLiteral("Versions")) + table({}, versions) + signaturePart(title, page.time, verdict) +
         QStringLiteral("</body></html>\n");
     return html.toUtf8();
 }

@@ -79,7 +79,7 @@ private Q_SLOTS:
         QCOMPARE(page.error, QString());
         QVERIFY(!page.elements.contains("script"));
         // Each place where it was given has it, whole.
-        QCOMPARE(page.text.count("<script>alert(\"1 & 2\")</script>"), 16);
+        QCOMPARE(page.text.count("<script>alert(\"1 & 2\")</script>"), 17);
     }
 
     void contents()
@@ -98,10 +98,13 @@ private Q_SLOTS:
     {
         CheckPage page = nastyPage();
         const QString longWord(60, 'x');
-        page.values = {{"holdingRegisters", "a " + longWord}};
+        page.values = {{"holdingRegisters", "a " + longWord}, {"6201-6216", "-"}};
         const QByteArray html = checkPage(page);
         QVERIFY(html.contains("<td>holdingRegisters</td>"));
         QVERIFY(html.contains("<td class=\"long\">a " + longWord.toUtf8() + "</td>"));
+        QVERIFY(html.contains("<td class=\"range\">6201-6216</td>"));
+        // What is signed stands where it is signed.
+        QCOMPARE(html.count("Not good: 1 ok"), 2);
         QVERIFY(html.contains(".long{overflow-wrap:anywhere}"));
         QVERIFY(!html.contains("th,td{border:1px solid #999;padding:.2em .5em;text-align:left;"
                                "vertical-align:top;overflow-wrap"));
