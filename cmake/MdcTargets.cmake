@@ -37,6 +37,15 @@ if(UNIX AND NOT APPLE)
         "$<$<AND:$<CONFIG:Release>,$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-pie>")
 endif()
 
+if(MINGW)
+    # What Windows then does for them: another place at each start, and nothing run that is data. A linker's
+    # own choice may be another one. scripts/windows/check_hardened.py reads it off the built files.
+    target_link_options(mdc_options INTERFACE
+        "LINKER:--dynamicbase" "LINKER:--nxcompat" "LINKER:--high-entropy-va")
+elseif(MSVC)
+    target_link_options(mdc_options INTERFACE /DYNAMICBASE /NXCOMPAT /HIGHENTROPYVA)
+endif()
+
 if(MDC_SANITIZE)
     target_compile_options(mdc_options INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=undefined,float-cast-overflow

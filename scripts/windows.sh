@@ -97,6 +97,7 @@ step "build for Windows, warnings as errors"
 export MDC_WINDOWS_QT=$qt # which may have been an archive
 cmake --preset windows-cross -D MDC_WINDOWS_QT="$qt" >/dev/null
 cmake --build --preset windows-cross
+python3 scripts/windows/check_hardened.py "$build/bin" "$build/plugins"
 if [ -n "$build_only" ]; then
   exit 0
 fi
@@ -146,6 +147,7 @@ version=$(sed -n 's/^project(PDeviceMdc VERSION \([0-9.]*\).*/\1/p' CMakeLists.t
 name=PDeviceMdc-$version-windows
 python3 scripts/windows/pack.py "$build" "$qt" "$build/package/$name"
 python3 scripts/windows/check_package.py "$build/package/$name"
+python3 scripts/windows/check_hardened.py "$build/package/$name"
 rm -f "$build/$name.zip"
 (cd "$build/package" && zip -q -r "$build/$name.zip" "$name")
 makensis -V2 -DVERSION="$version" -DSOURCE="$build/package/$name" -DOUTPUT="$build/$name-setup.exe" \

@@ -43,8 +43,8 @@ private Q_SLOTS:
     void restoresWhatWasChosen();
     void snapshotIsTakenBefore();
     void snapshotsAreKept();
-    void exchangedFile();
-    void linksAreRefused();
+    void exchangedFile();   // docs/security.md
+    void linksAreRefused(); // docs/security.md
     void snapshotFails_data();
     void snapshotFails();
     void dryRun();

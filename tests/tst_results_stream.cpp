@@ -32,7 +32,7 @@ private Q_SLOTS:
     void standardOutput_data();
     void standardOutput();
     void readerGoesWhileEventsCome_data();
-    void readerGoesWhileEventsCome();
+    void readerGoesWhileEventsCome(); // docs/security.md
     void anotherControllerMeanwhile();
     void withoutCounterChannel();
     void refusedCounter();

@@ -92,7 +92,7 @@ private Q_SLOTS:
     }
 
     // What is busy for good, or waits without an event loop, is ended by one signal all the same.
-    void busyProgram()
+    void busyProgram() // docs/security.md
     {
         QFETCH(int, signal);
         QElapsedTimer time;

@@ -509,7 +509,7 @@ private Q_SLOTS:
     }
 
     // Whatever goes wrong for an hour, one can read what was said of it.
-    void floods()
+    void floods() // docs/security.md
     {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         QStringList rows;

@@ -170,7 +170,7 @@ private Q_SLOTS:
     }
 
     // Where a program is started is nobody's reason to load anything from there.
-    void currentFolder()
+    void currentFolder() // docs/security.md
     {
         QFETCH(QString, program);
         QFETCH(QStringList, arguments);
@@ -472,7 +472,7 @@ private Q_SLOTS:
     }
 
     // Who looks over somebody's configuration writes nothing that it names.
-    void configuredTrace()
+    void configuredTrace() // docs/security.md
     {
         QFETCH(QStringList, arguments);
         QFETCH(bool, isWritten);
@@ -502,7 +502,7 @@ private Q_SLOTS:
 
     // What somebody wrote into a configuration or a backup steers no terminal and forges no line of a
     // message.
-    void steeringTexts()
+    void steeringTexts() // docs/security.md
     {
         QFETCH(QString, text);
         const QString name = "mdc" + text + "forged";
@@ -564,7 +564,7 @@ private Q_SLOTS:
     }
 
     // A pipe without a writer and a device without an end are waited for by nobody.
-    void endlessInput()
+    void endlessInput() // docs/security.md
     {
         QFETCH(QStringList, arguments);
         QFETCH(int, code);
@@ -582,7 +582,7 @@ private Q_SLOTS:
     }
 
     // Where somebody has put a link, nothing is made or overwritten behind it.
-    void refusedLinks()
+    void refusedLinks() // docs/security.md
     {
         const QString theirs = m_samples.filePath("theirs");
         const QString link = m_samples.filePath("link");
@@ -604,7 +604,7 @@ private Q_SLOTS:
     }
 
     // A model that nobody knows is told by the controller as question marks, which a shell would expand.
-    void patternAsName()
+    void patternAsName() // docs/security.md
     {
         const QString path = m_samples.configuration("backup_ranges.json", "MDC-32_config", "????_config");
         const BenchEnd ended = runBench({"backup", "--folder", m_samples.path(), "--config", path,
@@ -624,7 +624,7 @@ private Q_SLOTS:
     }
 
     // What the program opens instead of a stream that it was not given has nothing of the stream's texts.
-    void closedStreams()
+    void closedStreams() // docs/security.md
     {
         QFETCH(QString, closing);
         const QString bench = QString("'%1' run listen register=6101 registerType=holdingRegisters "
@@ -647,7 +647,7 @@ private Q_SLOTS:
         QCOMPARE(simulator.exitCode(), 0);
     }
 
-    void withoutAHomeFolder()
+    void withoutAHomeFolder() // docs/security.md
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.remove("HOME");

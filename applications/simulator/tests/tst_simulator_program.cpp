@@ -32,7 +32,7 @@ private Q_SLOTS:
     void programRefuses_data();
     void programRefuses();
     void programLists();
-    void acceptsAgain();
+    void acceptsAgain(); // docs/security.md
 };
 
 namespace {

@@ -47,8 +47,8 @@ private Q_SLOTS:
     void servesTwoClients();
     void servesBesideStalledClients();
     void servesBesideFloods_data();
-    void servesBesideFloods();
-    void turnsFurtherClientsAway();
+    void servesBesideFloods();      // docs/security.md
+    void turnsFurtherClientsAway(); // docs/security.md
     void listensOnLoopbackOnly();
     void saysThatThePortIsTaken();
     void closeDropsEveryClient();
@@ -352,7 +352,8 @@ void TestSimulatorTcp::servesBesideFloods()
         frames += c_readStatus;
     flooding.send(frames);
     QTRY_VERIFY(m_simulator->faults().requestCount() >= 1000);
-    for (int turn = 0; turn < 20; ++turn) {
+    constexpr int c_turns = 20;
+    for (int turn = 0; turn < c_turns; ++turn) {
         RawClient other(m_simulator->tcpPort());
         other.send(c_identify);
         QElapsedTimer clock;
@@ -360,8 +361,10 @@ void TestSimulatorTcp::servesBesideFloods()
         QTRY_COMPARE_WITH_TIMEOUT(other.received(), c_identity.toHex(), 2000);
         QVERIFY(clock.elapsed() < 2000);
     }
+    // As many of its requests as can wait, and those that came with the last of them in 4096 bytes.
+    const qint64 most = 1000 + 4096 / c_readStatus.size() + c_turns;
     if (!fault.isEmpty())
-        QVERIFY2(m_simulator->faults().requestCount() < 2000,
+        QVERIFY2(m_simulator->faults().requestCount() <= most,
                  qPrintable(QString::number(m_simulator->faults().requestCount())));
 }
 

@@ -40,8 +40,8 @@ private Q_SLOTS:
     void corruptPropertiesFile_data();
     void corruptPropertiesFile();
     void propertiesCannotBeWritten();
-    void trapsAsProperties();
-    void propertiesSizeLimit();
+    void trapsAsProperties();   // docs/security.md
+    void propertiesSizeLimit(); // docs/security.md
     void propertiesDiskIsFull();
     void savesAreCoalesced();
     void savedBeforeTheNextInstruction_data();
@@ -52,7 +52,7 @@ private Q_SLOTS:
     void unsavedOfAnotherOrder();
     void savedByOthersMeanwhile();
     void savedByTwoProcesses();
-    void killedWhileSaving();
+    void killedWhileSaving(); // docs/security.md
     void lockedByAnother();
     void heldOpenByAnother();
     void originIsSavedWithTheValue();

@@ -36,9 +36,9 @@ private Q_SLOTS:
     void object();
     void inputFile();
     void inputFileLimit();
-    void inputThatNeverEnds();
+    void inputThatNeverEnds(); // docs/security.md
     void putsFile();
-    void putsNoFile();
+    void putsNoFile(); // docs/security.md
 };
 
 namespace {

@@ -110,6 +110,8 @@ private Q_SLOTS:
     void writeLists_data();
     void writeLists();
     void tooManyGroups();
+    void limitsOfGroups(); // docs/security.md
+    void limitOfLines();   // docs/security.md
 
     void modelNames_data();
     void modelNames();
@@ -121,14 +123,14 @@ private Q_SLOTS:
     void filePaths_data();
     void filePaths();
     void readings_data();
-    void readings();
+    void readings(); // docs/security.md
     void everyModel();
     void roundTrips_data();
     void roundTrips();
     void readsWhateverItIsGiven();
     void saves();
     void savesNothingHalf_data();
-    void savesNothingHalf();
+    void savesNothingHalf(); // docs/security.md
     void writesToAFullDevice();
     void speaksDigitsInAnyLanguage();
 };
@@ -356,6 +358,44 @@ void TestMdcBackupFiles::tooManyGroups()
     const QString again = QStringLiteral(R"("preset1": [0-65535]; )");
     QCOMPARE(int(restoreGroups(itemsOf(again.repeated(15)), 1, 10).fault), int(RestoreGroups::CeNoFault));
     QCOMPARE(int(restoreGroups(itemsOf(again.repeated(16)), 1, 10).fault), int(RestoreGroups::CeTooLarge));
+}
+
+void TestMdcBackupFiles::limitsOfGroups()
+{
+    const auto faultOf = [](const QString& text) { return int(restoreGroups(itemsOf(text), 1, 10).fault); };
+    const QString range = QStringLiteral(R"("preset1": [0-%1]; )");
+    QCOMPARE(faultOf(range.arg(65535)), int(RestoreGroups::CeNoFault));
+    QCOMPARE(faultOf(range.arg(65536)), int(RestoreGroups::CeTooLarge));
+
+    const int whole = c_groupRegistersLimit / 65536;
+    const int rest = c_groupRegistersLimit % 65536;
+    const QString groups = range.arg(65535).repeated(whole);
+    QCOMPARE(faultOf(groups + range.arg(rest - 1)), int(RestoreGroups::CeNoFault));
+    QCOMPARE(faultOf(groups + range.arg(rest)), int(RestoreGroups::CeTooLarge));
+
+    // Of those that a restore writes.
+    const auto areListed = [](const QString& text) {
+        return registersToRestore(restoreGroups(itemsOf(text), 1, 10).groups, 1, 2, false).has_value();
+    };
+    const QString two = QStringLiteral(R"("preset1": [0-65535], [0-65535]; )");
+    QVERIFY(areListed(two));
+    QVERIFY(!areListed(two + R"("preset2": [1-1];)"));
+}
+
+void TestMdcBackupFiles::limitOfLines()
+{
+    QByteArray text(c_header);
+    for (int i = 1; i <= c_backupLinesLimit + 1; ++i) {
+        const QByteArray line = 'A' + QByteArray::number(i).rightJustified(4, '0') + ",7\n";
+        if (i > c_backupLinesLimit) {
+            QCOMPARE(int(reading(text).fault), int(BackupReading::CeNoFault));
+            QCOMPARE(reading(text).file.values.size(), c_backupLinesLimit);
+        }
+        text += line;
+    }
+    QCOMPARE(int(reading(text).fault), int(BackupReading::CeInconsistent));
+    QVERIFY2(reading(text).detail.contains("more than 131072 register lines"),
+             qPrintable(reading(text).detail));
 }
 
 void TestMdcBackupFiles::modelNames_data()

@@ -23,9 +23,9 @@ private Q_SLOTS:
     void traceIsBounded();
     void traceOnAFullDisk();
     void foreignFiles_data();
-    void foreignFiles();
-    void foreignOlderFile();
-    void linksAndDevices();
+    void foreignFiles();     // docs/security.md
+    void foreignOlderFile(); // docs/security.md
+    void linksAndDevices();  // docs/security.md
     void tracesGoOn_data();
     void tracesGoOn();
 };

@@ -77,7 +77,7 @@ private Q_SLOTS:
         QVERIFY(readBackupFile(folder.path(), &model).problem.text().contains("is a folder"));
     }
 
-    void sizeLimit()
+    void sizeLimit() // docs/security.md
     {
         const QTemporaryDir folder;
         const QString path = folder.filePath("backup.csv");

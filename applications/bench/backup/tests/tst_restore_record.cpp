@@ -101,7 +101,7 @@ private Q_SLOTS:
     }
 
     // A value that was not planned is none of the plan's writes.
-    void recordOfAnotherValue()
+    void recordOfAnotherValue() // docs/security.md
     {
         RestoreRecord record({{5, {"preset1", 1}, 50}, {6, {"preset1", 2}, 60}});
         record.add(5, 50, outcomeOf(IMessenger::CeEcNone));

@@ -150,7 +150,7 @@ private Q_SLOTS:
                            "lost (once more in the last second)"};
     }
 
-    void repeatedMessages()
+    void repeatedMessages() // docs/security.md
     {
         QFETCH(QStringList, steps);
         QTEST(folded(steps), "shown");
@@ -172,7 +172,7 @@ private Q_SLOTS:
     }
 
     // Whoever sends them: each is shown or counted, and an hour of them is read in minutes.
-    void floodOfMessages()
+    void floodOfMessages() // docs/security.md
     {
         QFETCH(int, interval);
         QFETCH(int, length);

@@ -105,7 +105,7 @@ private Q_SLOTS:
         QTest::newRow("bytes") << QVariant(QByteArray("\x0a\x0b", 2)) << "0a 0b";
     }
 
-    void text()
+    void text() // docs/security.md
     {
         QFETCH(QVariant, value);
         QTEST(valueText(value), "text");
@@ -123,7 +123,7 @@ private Q_SLOTS:
                                 {"none", "[]"}}));
     }
 
-    void tableLayout()
+    void tableLayout() // docs/security.md
     {
         QCOMPARE(formatTable({"a", "long name"}, {{"wider", ""}, {"x", "y"}}),
                  QStringLiteral("a      long name\nwider\nx      y\n"));

@@ -320,6 +320,24 @@ private Q_SLOTS:
         QVERIFY2(list.error.contains(error), qPrintable(list.error));
     }
 
+    void listSizeLimit() // docs/security.md
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("registers.csv");
+        constexpr int c_limit = 4 << 20;
+        for (const int size : {c_limit, c_limit + 1}) {
+            QByteArray list = "Name,Address,Access\nSelect program,2,W\n";
+            list += '#' + QByteArray(size - list.size() - 1, ' ');
+            QVERIFY(writeFile(path, list));
+            const BenchEnd end =
+                endOf(*startBench({"init", folder.filePath(QString::number(size)), "--host", "127.0.0.1",
+                                   "--port", "1", "--generation", "2", "--from-csv", path}));
+            QVERIFY2(end.exitCode == (size > c_limit ? 3 : 0), qPrintable(end.err));
+            QCOMPARE(end.err.contains("4194304 bytes"), size > c_limit);
+            QCOMPARE(QFile::exists(folder.filePath(QString::number(size)) + "/bench.json"), size == c_limit);
+        }
+    }
+
     // A list that ends anywhere, or has lost a byte, is read or refused.
     void damagedLists()
     {

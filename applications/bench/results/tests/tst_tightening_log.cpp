@@ -63,21 +63,21 @@ private Q_SLOTS:
     void refusedFiles_data();
     void refusedFiles();
     void foreignContents_data();
-    void foreignContents();
-    void linksAndPipes();
-    void foreignRotatedFile();
+    void foreignContents();    // docs/security.md
+    void linksAndPipes();      // docs/security.md
+    void foreignRotatedFile(); // docs/security.md
     void tornFirstLine_data();
     void tornFirstLine();
     void largeLog_data();
-    void largeLog();
-    void manyEmptyLines();
-    void longLines();
+    void largeLog();       // docs/security.md
+    void manyEmptyLines(); // docs/security.md
+    void longLines();      // docs/security.md
     void onlyOneWriter();
     void rotatedFileIsHeld();
     void folders_data();
     void folders();
-    void leftLocks();
-    void trapsAsLock();
+    void leftLocks();   // docs/security.md
+    void trapsAsLock(); // docs/security.md
     void forThisUserAlone();
     void fullDisk();
 };

@@ -197,7 +197,7 @@ private Q_SLOTS:
         add("done already", R"({"serial": "serial-1"} host-1)", R"({"serial": "serial-1"} host-1)");
     }
 
-    void replacing()
+    void replacing() // docs/security.md
     {
         QFETCH(QString, text);
         QFETCH(QString, expected);
@@ -209,7 +209,7 @@ private Q_SLOTS:
     }
 
     // One thing is called the same everywhere, and what one text tells is known in the others.
-    void allTextsTogether()
+    void allTextsTogether() // docs/security.md
     {
         PackingList list;
         list.add("a_1907150042.txt", "to 10.0.0.7 at 1907150042\n");
@@ -258,7 +258,7 @@ private Q_SLOTS:
         QTest::newRow("torn") << t + "tx 01 11\n" + t + "rx 01 1" << t + "tx 01 11\n" + t + "rx xx xx";
     }
 
-    void masking()
+    void masking() // docs/security.md
     {
         QFETCH(QString, text);
         QFETCH(QString, expected);
@@ -266,7 +266,7 @@ private Q_SLOTS:
         QCOMPARE(isTraceLine(text.section('\n', 0, 0)), text.startsWith("2026"));
     }
 
-    void endOfALongFile()
+    void endOfALongFile() // docs/security.md
     {
         const QString path = m_folder.filePath("long.log");
         QVERIFY(writeFile(path, "first line\nsecond\nthird\n"));
@@ -289,7 +289,7 @@ private Q_SLOTS:
     }
 
     // Everything that there is, and nothing in it that tells whose it is; with it when that is wanted.
-    void wholeArchive()
+    void wholeArchive() // docs/security.md
     {
         if (python().isEmpty())
             QSKIP("Python reads the archive");
@@ -385,7 +385,7 @@ private Q_SLOTS:
     }
 
     // A configuration of somebody else is no way to have the files of this computer sent.
-    void filesThatAConfigurationMayNotName()
+    void filesThatAConfigurationMayNotName() // docs/security.md
     {
         if (python().isEmpty())
             QSKIP("Python reads the archive");
