@@ -2,7 +2,6 @@
 
 #include <lib_host/d_order.h>
 #include <lib_host/instances.h>
-#include <lib_host/run_queue.h>
 
 #include <algorithm>
 #include <utility>
@@ -181,7 +180,8 @@ void DOrderKeeper::deleteAll()
 void DOrderKeeper::orderRetired(DOrder& order)
 {
     --(order.hasCaller() ? m_instructionCount : m_orderCount);
-    m_queue.deleteLater(&order);
+    // The event also ends the pass of the loop for those who wait pass by pass: see the test of it.
+    order.deleteLater();
     if (m_onRetired)
         m_onRetired();
 }

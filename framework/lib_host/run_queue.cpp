@@ -3,7 +3,6 @@
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
-#include <QThread>
 #include <QTimerEvent>
 
 #include <cstddef>
@@ -37,24 +36,12 @@ DRunQueue::~DRunQueue()
         if (!entry.receiver.isNull())
             QMetaObject::invokeMethod(entry.receiver, entry.call, Qt::QueuedConnection);
     }
-    for (const Finished& finished : m_finished) {
-        if (!finished.object.isNull())
-            finished.object->deleteLater();
-    }
 }
 
 void DRunQueue::add(QObject* receiver, Call call)
 {
     m_entries.push_back({receiver, std::move(call)});
     wake();
-}
-
-void DRunQueue::deleteLater(QObject* object)
-{
-    if (m_depth > 0 && QThread::currentThread()->loopLevel() == m_loopLevel)
-        m_finished.push_back({object, m_depth});
-    else
-        object->deleteLater();
 }
 
 void DRunQueue::wake()
@@ -115,17 +102,10 @@ void DRunQueue::run()
         // A call may open an event loop, which makes those behind it.
         for (std::size_t left = m_entries.size() - m_first; left > 0 && !isEmpty(); --left) {
             const Entry next = takeFirst();
-            ++m_depth;
-            const int outerLevel = std::exchange(m_loopLevel, QThread::currentThread()->loopLevel());
             if (!next.receiver.isNull())
                 next.call();
             if (self.isNull())
                 return;
-            deleteFinished();
-            if (self.isNull())
-                return;
-            --m_depth;
-            m_loopLevel = outerLevel;
         }
     }
     if (isEmpty())
@@ -143,15 +123,4 @@ DRunQueue::Entry DRunQueue::takeFirst()
         m_first = 0;
     }
     return first;
-}
-
-// Of the innermost call, which has returned. What they do when they go may add others.
-void DRunQueue::deleteFinished()
-{
-    const QPointer<DRunQueue> self(this);
-    while (!self.isNull() && !m_finished.empty() && m_finished.back().depth >= m_depth) {
-        const QPointer<QObject> object = m_finished.back().object;
-        m_finished.pop_back();
-        delete object.data();
-    }
 }

@@ -29,10 +29,6 @@ public:
 
     // `call` is dropped when `receiver`, which lives on this thread, has gone by then.
     void add(QObject* receiver, Call call);
-    // Deletes it when the call that this is said in has returned. Said outside of calls, or in a loop that a
-    // call has opened and that may stay open, it is deleted from the event loop.
-    void deleteLater(QObject* object);
-    using QObject::deleteLater;
 
 protected:
     bool event(QEvent* event) override;
@@ -50,20 +46,10 @@ private:
     void run();
     Entry takeFirst();
     bool isEmpty() const { return m_first == m_entries.size(); }
-    void deleteFinished();
-
-    struct Finished
-    {
-        QPointer<QObject> object;
-        int depth; // of the call
-    };
 
     // Those before m_first have been taken. A queue that is empty for each moment keeps its memory.
     std::vector<Entry> m_entries;
     std::size_t m_first = 0;
-    std::vector<Finished> m_finished;
-    int m_depth = 0;     // calls that are being made, one inside the loop of the other
-    int m_loopLevel = 0; // of the innermost one, as Qt counts loops
     QPointer<QAbstractEventDispatcher> m_dispatcher;
     // Runs while anything waits, and fires in the loops that do not tell of their passes: a dialog's of the
     // platform, for one.

@@ -1,9 +1,11 @@
 #include "framework/lib_host/tests/scripted_bench.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QPointer>
 #include <QTest>
 #include <QThread>
+#include <QTimer>
 #include <QUuid>
 
 #include <atomic>
@@ -16,6 +18,8 @@ class tst_HostOrders : public QObject
 
 private Q_SLOTS:
     void plainOrder();
+    void endIsSeenPassByPass_data();
+    void endIsSeenPassByPass();
     void unknownObject();
     void unknownCommand();
     void noClone();
@@ -53,6 +57,30 @@ void tst_HostOrders::plainOrder()
     QCOMPARE(bench.finished.value(id), 1);
     QCOMPARE(bench.host->runningOrderCount(), 0);
     QTRY_COMPARE(ScriptedCommand::alive(), bench.commandsAtRest);
+}
+
+void tst_HostOrders::endIsSeenPassByPass_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::newRow("one that waits for its driver") << "read";
+    QTest::newRow("one that ends in the turn in which it starts") << "at once";
+    QTest::newRow("one that never starts") << "unknown";
+}
+
+// Who waits for an order in single passes of the loop looks between them only: a pass must not sleep over it.
+void tst_HostOrders::endIsSeenPassByPass()
+{
+    QFETCH(QString, command);
+    Replies heard;
+    ScriptedBench bench({{"read", asks("driver", "read", heard)},
+                         {"at once", executes([](ScriptedCommand&) { return true; })}},
+                        {{"read", answers({{"values", QVariantList{7}}})}});
+    bool overslept = false;
+    QTimer::singleShot(2000, &bench, [&overslept] { overslept = true; });
+    const quint64 id = bench.start(command);
+    while (!bench.isFinished(id))
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    QVERIFY(!overslept);
 }
 
 void tst_HostOrders::unknownObject()

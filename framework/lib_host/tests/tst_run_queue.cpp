@@ -44,8 +44,6 @@ private Q_SLOTS:
     void nestedLoop_data();
     void nestedLoop();
     void deletionInNestedLoop();
-    void deletionAfterTheCall_data();
-    void deletionAfterTheCall();
     void queueGone();
     void queueGoneInsideACall();
     void threadWithoutALoopYet();
@@ -190,44 +188,6 @@ void tst_RunQueue::deletionInNestedLoop()
     });
     outer.exec();
     QVERIFY(goneInside);
-}
-
-void tst_RunQueue::deletionAfterTheCall_data()
-{
-    QTest::addColumn<int>("said");
-    QTest::addColumn<QList<int>>(
-        "expected"); // 0: it goes; 1 and 2: its call begins and ends; 3: the next one
-    QTest::newRow("in a call") << 0 << QList<int>{1, 2, 0, 3};
-    QTest::newRow("in a call inside the loop of another") << 1 << QList<int>{1, 0, 2};
-    QTest::newRow("in an event inside the loop of a call") << 2 << QList<int>{1, 0, 2};
-}
-
-void tst_RunQueue::deletionAfterTheCall()
-{
-    QFETCH(int, said);
-    QFETCH(QList<int>, expected);
-    DRunQueue queue;
-    QList<int> made;
-    auto* const mortal = new QObject;
-    connect(mortal, &QObject::destroyed, this, [&] { made.append(0); });
-    queue.add(this, [&] {
-        made.append(1);
-        const auto say = [&] { queue.deleteLater(mortal); };
-        QEventLoop loop;
-        connect(mortal, &QObject::destroyed, &loop, &QEventLoop::quit);
-        if (said == 0)
-            say();
-        else if (said == 1)
-            queue.add(this, say);
-        else
-            QTimer::singleShot(0, &loop, say);
-        if (said != 0)
-            loop.exec();
-        made.append(2);
-    });
-    if (said == 0)
-        queue.add(this, [&] { made.append(3); });
-    QTRY_COMPARE(made, expected);
 }
 
 void tst_RunQueue::queueGone()
