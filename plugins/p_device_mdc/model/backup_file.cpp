@@ -12,7 +12,9 @@
 #include <QTextStream>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <limits>
 #include <system_error>
 #include <type_traits>
 
@@ -23,6 +25,7 @@ constexpr int c_registerLineParts = 2;
 constexpr int c_positionDigits = 4;
 constexpr int c_usualLineLength = 12; // "A0001,65535" and the line feed
 constexpr int c_registerMaximum = 65535;
+constexpr int c_decimal = 10;
 
 const QChar c_separator = QLatin1Char(',');
 const QString c_modelKey = QStringLiteral("Driver model");
@@ -43,6 +46,17 @@ QByteArray encoded(const QString& text)
 QString dateText(const QDate& date, const QString& format)
 {
     return QLocale::c().toString(date, format);
+}
+
+// In place: a text of its own for each number would be an allocation for each. Not below 0.
+void appendNumber(QString& text, int number, int digits)
+{
+    constexpr int c_mostDigits = std::numeric_limits<int>::digits10 + 1;
+    std::array<QChar, c_mostDigits> buffer;
+    auto first = buffer.end();
+    for (int left = number; left > 0 || digits > 0; left /= c_decimal, --digits)
+        *--first = QLatin1Char(static_cast<char>('0' + left % c_decimal));
+    text.append(&*first, static_cast<int>(buffer.end() - first));
 }
 
 // Digits behind an optional sign: QString::toInt alone takes blanks too.
@@ -199,13 +213,14 @@ QString backupText(const BackupHeader& header, const QDate& date, const QVariant
     // backup.
     int position = 0;
     for (const QVariant& value : values) {
-        const QString number = QString::number(++position);
         text += QLatin1Char('A');
-        for (int digits = number.size(); digits < c_positionDigits; ++digits)
-            text += QLatin1Char('0');
-        text += number;
+        appendNumber(text, ++position, c_positionDigits);
         text += c_separator;
-        text += value.toString();
+        const auto type = static_cast<QMetaType::Type>(value.userType());
+        if (type == QMetaType::Int && value.toInt() >= 0)
+            appendNumber(text, value.toInt(), 1);
+        else
+            text += value.toString();
         text += QLatin1Char('\n');
     }
     return text;

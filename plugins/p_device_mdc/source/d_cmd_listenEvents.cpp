@@ -5,6 +5,7 @@
 #include "register_map.h"
 #include "reply_values.h"
 
+#include <algorithm>
 #include <utility>
 
 using namespace mdc;
@@ -43,6 +44,7 @@ bool DCmdListenEvents::commandExecute()
         logCritical(this) << "ERROR: DCmdListenEvents: parent is not PDeviceMdc";
         return false;
     }
+    m_lastBlock = {};
     m_versionSuffix = softwareVersionSuffix(*plugin, *this);
     m_registerKey = QStringLiteral("eventData") + m_versionSuffix;
     const RegisterEntry entry = registerForRead(*this, m_registerKey);
@@ -70,7 +72,11 @@ bool DCmdListenEvents::rplListenEvents(quint64 /*instructionId*/, const QVariant
     const double size =
         getInfoFromChannel(m_registerKey, QStringLiteral("size"), QMetaType::Double, QVariant()).toDouble();
     QVariantMap result;
-    if (static_cast<double>(words.size()) != size) {
+    const bool isWhole = static_cast<double>(words.size()) == size;
+    // A driver that reads the same words again may answer with the same list.
+    if (isWhole && m_lastBlock.isOf(words, keys))
+        return commandUpdateResults({{QStringLiteral("values"), m_lastBlock.result}});
+    if (!isWhole) {
         logCritical(this) << "ERROR: Command returns unwaited number of data :" << words.size() << "expected"
                           << size << ", receivedData =" << *values;
     } else if (m_versionSuffix.isEmpty()) {
@@ -78,7 +84,12 @@ bool DCmdListenEvents::rplListenEvents(quint64 /*instructionId*/, const QVariant
     } else {
         decodeParameters(words, result, keys);
     }
-    return commandUpdateResult(QStringLiteral("values"), result.isEmpty() ? QVariant() : QVariant(result));
+    const QVariant published = result.isEmpty() ? QVariant() : QVariant(result);
+    // What cannot be decoded is logged with every reply.
+    const bool isDecoded = isWhole && std::all_of(result.cbegin(), result.cend(),
+                                                  [](const QVariant& value) { return value.isValid(); });
+    m_lastBlock = isDecoded ? LastBlock{words, keys, published} : LastBlock();
+    return commandUpdateResult(QStringLiteral("values"), published);
 }
 
 QVariant DCmdListenEvents::decodeModbusValue(const QVariantList& words, int firstIndex, int lastIndex,

@@ -38,6 +38,20 @@ public:
     void decodeParameters(const QVariantList& words, QVariantMap& result, const QVariantList& parameterList);
 
 private:
+    // What the last reply gave. The same list by the same keys gives it again, the count's change included: a
+    // count that is remembered stays so, and one that has moved has moved once more.
+    struct LastBlock
+    {
+        QVariantList words;
+        QVariantList keys;
+        QVariant result; // invalid for nothing to be given again
+
+        bool isOf(const QVariantList& otherWords, const QVariantList& otherKeys) const
+        {
+            return result.isValid() && words.isSharedWith(otherWords) && keys.isSharedWith(otherKeys);
+        }
+    };
+
     void nameWords(const QVariantList& words, QVariantMap& result, const QVariantList& names);
     // Whether the count differs from the one remembered; remembers it when it does not, or is the first.
     bool countMoved(qint32 count);
@@ -49,4 +63,5 @@ private:
     quint16 m_blockBase = 0; // register address of the block's first word
     QVariantList m_parameterList;
     QVector<BlockParameter> m_parameters; // what m_parameterList says
+    LastBlock m_lastBlock;
 };

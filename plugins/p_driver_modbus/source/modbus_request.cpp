@@ -170,9 +170,15 @@ ModbusAnswer decodeRegisters(const ModbusRequest& request, const QByteArray& pdu
             QStringLiteral("%1 bytes do not hold %2 registers").arg(pdu.size()).arg(request.count));
     ModbusAnswer answer;
     answer.kind = ModbusAnswer::Values;
+    if (request.repeated && request.repeated->pdu == pdu) {
+        answer.values = request.repeated->values;
+        return answer;
+    }
     answer.values.reserve(request.count);
     for (int i = 0; i < request.count; ++i)
         answer.values.append(static_cast<int>(wordAt(pdu, c_countedFrom + 2 * i)));
+    if (request.repeated)
+        *request.repeated = {pdu, answer.values};
     return answer;
 }
 

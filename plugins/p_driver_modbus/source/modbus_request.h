@@ -7,6 +7,7 @@
 #include <QVariantMap>
 #include <QVector>
 
+#include <memory>
 #include <optional>
 
 // One Modbus request of this driver, and what its answer means. No input or output happens here.
@@ -18,6 +19,14 @@ constexpr int c_mostWrittenValues = 123;
 // Names of the register types, as an instruction's "registerType" has them.
 QStringList readableRegisterTypes();
 QStringList writableRegisterTypes();
+
+// The last answer to a read that is made again and again. While the controller answers with the same bytes,
+// everybody gets the same list, which is made once: a list is an allocation for each of its values.
+struct RepeatedAnswer
+{
+    QByteArray pdu;
+    QVariantList values;
+};
 
 struct ModbusRequest
 {
@@ -37,6 +46,8 @@ struct ModbusRequest
     int addressOffset = 0; // what it has more than the register of the configuration
     quint16 count = 0;
     QVector<quint16> data; // what a write writes; a coil is 0 or 1
+    // Null for a read that is made once.
+    std::shared_ptr<RepeatedAnswer> repeated = nullptr;
 
     bool isWrite() const;
     // The protocol data unit: function code and data.

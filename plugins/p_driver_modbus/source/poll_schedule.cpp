@@ -37,6 +37,7 @@ quint64 PollSchedule::subscribe(const ModbusRequest& request, int interval, Dead
         m_ranges.push_back(std::make_unique<Range>());
         range = m_ranges.back().get();
         range->request = request;
+        range->request.repeated = std::make_shared<RepeatedAnswer>();
         range->timer.setTimerType(Qt::PreciseTimer);
         connect(&range->timer, &QTimer::timeout, this, [this, range] {
             range->firesAt += range->timer.intervalAsDuration();

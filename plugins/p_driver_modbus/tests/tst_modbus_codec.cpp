@@ -13,6 +13,7 @@ private Q_SLOTS:
     void request();
     void answer_data();
     void answer();
+    void repeatedAnswers();
     void exceptionNames();
     void exceptionOnAWrite_data();
     void exceptionOnAWrite();
@@ -241,6 +242,22 @@ void TestModbusCodec::answer()
         QCOMPARE(decodeAnswer(request, hex("03 02 0102")).kind, ModbusAnswer::Malformed);
         QCOMPARE(decodeAnswer(request, hex("03 06 0102 0304 0506")).kind, ModbusAnswer::Malformed);
     }
+}
+
+// As a poll of registers that change now and then.
+void TestModbusCodec::repeatedAnswers()
+{
+    ModbusRequest request = readOf(ModbusRequest::ReadHoldingRegisters, 1, 2);
+    request.repeated = std::make_shared<RepeatedAnswer>();
+    const QVariantList first = decodeAnswer(request, hex("03 04 0102 0304")).values;
+    QCOMPARE(first, (QVariantList{0x0102, 0x0304}));
+    QVERIFY(decodeAnswer(request, hex("03 04 0102 0304")).values.isSharedWith(first));
+    // One that is none, or a refusal, is as if it had not come.
+    QCOMPARE(decodeAnswer(request, hex("03 04 0102 03")).kind, ModbusAnswer::Malformed);
+    QCOMPARE(decodeAnswer(request, hex("83 02")).kind, ModbusAnswer::Refused);
+    QVERIFY(decodeAnswer(request, hex("03 04 0102 0304")).values.isSharedWith(first));
+    QCOMPARE(decodeAnswer(request, hex("03 04 0102 0305")).values, (QVariantList{0x0102, 0x0305}));
+    QCOMPARE(decodeAnswer(request, hex("03 04 0102 0304")).values, first);
 }
 
 void TestModbusCodec::exceptionNames()
