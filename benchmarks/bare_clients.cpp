@@ -6,6 +6,11 @@
 #include <QVector>
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -94,6 +99,38 @@ bool BareClient::inTurn(int count, const std::function<QModbusReply*(int)>& send
     sendNext();
     loop.exec();
     return isGood;
+}
+
+BareSocket::BareSocket(int port)
+    : m_socket(socket(AF_INET, SOCK_STREAM, 0))
+{
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(static_cast<quint16>(port));
+    peer.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    connect(m_socket, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
+}
+
+BareSocket::~BareSocket()
+{
+    close(m_socket);
+}
+
+bool BareSocket::readBlock(int address, int count)
+{
+    constexpr quint8 c_readHoldingRegisters = 3;
+    constexpr int c_answerHead = 9; // transaction, protocol, length, unit, function, byte count
+    const auto high = [](int word) { return static_cast<quint8>(word >> 8); };
+    const auto low = [](int word) { return static_cast<quint8>(word); };
+    ++m_transaction;
+    const std::array<quint8, 12> request{
+        high(m_transaction), low(m_transaction), 0,           0,         0, 6, c_unit, c_readHoldingRegisters,
+        high(address),       low(address),       high(count), low(count)};
+    if (send(m_socket, request.data(), request.size(), 0) != static_cast<ssize_t>(request.size()))
+        return false;
+    std::array<quint8, c_answerHead + 2 * c_blockSize> answer;
+    const ssize_t received = recv(m_socket, answer.data(), answer.size(), 0);
+    return received == c_answerHead + 2 * count && answer[7] == c_readHoldingRegisters;
 }
 
 LibModbus::LibModbus(int port)

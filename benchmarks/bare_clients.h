@@ -33,6 +33,22 @@ private:
     QModbusTcpClient m_client;
 };
 
+// What no client can be below: the system calls of a request and its answer, and nothing else.
+class BareSocket
+{
+public:
+    explicit BareSocket(int port);
+    ~BareSocket();
+    Q_DISABLE_COPY(BareSocket)
+
+    // One request of up to c_blockSize registers; what comes is taken for the answer when it is as long.
+    bool readBlock(int address, int count);
+
+private:
+    int m_socket;
+    quint16 m_transaction = 0;
+};
+
 class LibModbus
 {
 public:

@@ -91,6 +91,8 @@ int run(int orders, int updates, int waste)
         return withListenedBlock(withBackupRange(configuration, c_backupBlocks * c_blockSize, 1),
                                  c_blockSize);
     });
+    BareSocket socket(port);
+    LibModbus library(port);
     BareClient bare(port);
     const QTemporaryDir folder;
     const QVariantMap channel{{QStringLiteral("channel"), QStringLiteral("direction")}};
@@ -98,6 +100,8 @@ int run(int orders, int updates, int waste)
                                 {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")}};
     const QVariantMap file{{QStringLiteral("folderPath"), folder.path()},
                            {QStringLiteral("backupName"), QStringLiteral("counts")}};
+    const auto socketRead = [&] { return socket.readBlock(c_directionRegister, 1); };
+    const auto libraryRead = [&] { return library.readBlock(c_directionRegister, 1); };
     const auto bareRead = [&] { return bare.readBlock(c_directionRegister, 1); };
     const auto driverRead = [&] { return device.runOnDriver(QStringLiteral("read"), direction).has_value(); };
     const auto order = [&] {
@@ -116,6 +120,8 @@ int run(int orders, int updates, int waste)
     }
     Sections sections;
     const bool isGood =
+        sections.count("bare socket's read", orders, [&] { return repeated(orders, socketRead); }) &&
+        sections.count("libmodbus' read", orders, [&] { return repeated(orders, libraryRead); }) &&
         sections.count("bare client's read", orders, [&] { return repeated(orders, bareRead); }) &&
         sections.count("order at the driver", orders, [&] { return repeated(orders, driverRead); }) &&
         sections.count("order", orders, [&] { return repeated(orders, order); }) &&

@@ -60,6 +60,15 @@ TEXT
 
 What holds the figures that are above what was wanted, and what was tried: [performance_notes.md](performance_notes.md).
 
+## What does not depend on the machine
+
+Counts, which \`scripts/test.sh\` holds against those of \`benchmarks/order_counts.json\`: one after the other a
+socket with the system calls alone, libmodbus, Qt's client, the driver alone by an order, and what is built on it.
+
+TEXT
+  scripts/order_counts.py --table
+  cat <<TEXT
+
 ## With GLib's dispatcher
 
 What a host measures that does not ask for Qt's own (\`preferQtEventDispatcher()\`); on Linux only, elsewhere there

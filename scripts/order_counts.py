@@ -2,6 +2,7 @@
 """Guards what orders cost, on a machine that is busy with other things too: by counts and not by times.
 
     order_counts.py [--write] PROGRAM
+    order_counts.py --table
     order_counts.py --self-test PROGRAM
 
 Runs the benchmark program order_counts of a release build and counts allocations (the program does so), system
@@ -11,6 +12,8 @@ with 1. A tool that is not installed is left out, and said so. Counts that have 
 writes them down:
 
     scripts/order_counts.py --write build/release/bin/order_counts
+
+--table prints the numbers as docs/performance.md has them.
 
 --self-test shows that the guard bites: the program then allocates a little more in each order than it needs, and
 every count is held against numbers that are a little too low.
@@ -122,14 +125,25 @@ def self_test(program, known):
     return missed
 
 
+def table(known):
+    counts = known["counts"]
+    print("| per | " + " | ".join(counts) + " |")
+    print("|---|" + "---|" * len(counts))
+    for section in counts["allocations"]:
+        print(f"| {section} | " + " | ".join(f"{sections[section]:,.0f}" for sections in counts.values()) + " |")
+
+
 def main():
     words = sys.argv[1:]
     option = words.pop(0) if words and words[0].startswith("--") else ""
-    if len(words) != 1 or option not in ("", "--write", "--self-test"):
+    if len(words) != (0 if option == "--table" else 1) or option not in ("", "--write", "--table", "--self-test"):
         sys.exit(__doc__)
-    program = words[0]
     with open(PLACE, encoding="utf-8") as file:
         known = json.load(file)
+    if option == "--table":
+        table(known)
+        return
+    program = words[0]
     if option == "--self-test":
         missed = self_test(program, known)
         sys.exit("\n".join(f"order_counts: not noticed: {line}" for line in missed) or 0)
