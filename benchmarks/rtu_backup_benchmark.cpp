@@ -135,8 +135,8 @@ struct Traffic
     double wireTime = 0; // ms
 };
 
-// A line of the trace is "date time tx|rx hex": unit and protocol data unit of a request, or a piece of an
-// answer, checksum included.
+// A frame's line of the trace is "date time tx|rx hex": unit and protocol data unit of a request, or a piece
+// of an answer, checksum included.
 Traffic trafficOf(const QString& trace, const ModbusConfiguration& line)
 {
     Traffic traffic;
@@ -156,7 +156,7 @@ Traffic trafficOf(const QString& trace, const ModbusConfiguration& line)
             // Before the request, and before its answer.
             microseconds += 2 * frameSilence(line);
             characters += size + c_checksumSize;
-        } else {
+        } else if (words.at(2) == "rx") {
             characters += size;
         }
     }

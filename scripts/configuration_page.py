@@ -28,6 +28,7 @@ WITHOUT = {
     "configuration": "a device has no channels; a Modbus driver is an error",
     "channels": "no command but `getInfo` can be run", "parameters": "no names for the values of blocks, no backup",
     "serialPort": "error with \"transport\" \"rtu\"", "frameTrace": "no frame is kept",
+    "frameRecord": "no session is recorded",
 }
 
 # Entries that others than commands read.

@@ -89,7 +89,7 @@ void tst_DriverSchema::agree_data()
     range("connectTimeout", 10, 60000);
     range("answerTimeout", 50, 3000);
     range("queueCapacity", 1, 10000);
-    for (const char* const key : {"host", "frameTrace", "serialPort"}) {
+    for (const char* const key : {"host", "frameTrace", "frameRecord", "serialPort"}) {
         QTest::addRow("%s text", key) << QString(key) << QJsonValue("x") << true;
         QTest::addRow("%s empty", key) << QString(key) << QJsonValue("") << false;
         QTest::addRow("%s blanks", key) << QString(key) << QJsonValue(" \t\n") << false;
@@ -151,6 +151,7 @@ void tst_DriverSchema::describesItself()
         configuration->insert(description.value(c_unit).toString(), 7);
         configuration->insert(description.value(c_addressOffset).toString(), -1);
         configuration->insert(description.value(c_frameTrace).toString(), "frames.txt");
+        configuration->insert(description.value(c_frameRecord).toString(), "session.rec");
         QCOMPARE(errorsOf(*configuration), QStringList());
     }
 
@@ -166,6 +167,7 @@ void tst_DriverSchema::describesItself()
         QCOMPARE(configuration.unitId, 7);
         QCOMPARE(configuration.addressOffset, -1);
         QCOMPARE(configuration.frameTrace, QStringLiteral("frames.txt"));
+        QCOMPARE(configuration.frameRecord, QStringLiteral("session.rec"));
     }
 }
 

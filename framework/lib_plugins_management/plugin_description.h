@@ -24,9 +24,10 @@ constexpr char c_host[] = "host";
 constexpr char c_port[] = "port";
 constexpr char c_device[] = "device";
 // Names of members: the unit that the link speaks to, what it adds to each register before it goes on the
-// wire, and the file to which it appends its frames.
+// wire, the file to which it appends its frames, and the new file to which it records them.
 constexpr char c_unit[] = "unit";
 constexpr char c_addressOffset[] = "addressOffset";
 constexpr char c_frameTrace[] = "frameTrace";
+constexpr char c_frameRecord[] = "frameRecord";
 
 } // namespace plugin_description

@@ -60,7 +60,7 @@ _mdc_bench() {
             --config) config=${_mdc_words[i+1]} ;;
             --config=*) config=${word#--config=} ;;
         esac
-        case " --add --baud --config --count --csv --fault --folder --format --from-csv --generation --host --interval --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --reference --report --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
+        case " --add --baud --config --count --csv --fault --folder --format --from-csv --generation --host --interval --keep --language --name --object --offset --output --parity --plugins --port --presets --press --profile --program-value --properties --record --reference --report --rotate-size --screenshot --seconds --serial --simulate --size --snapshot-folder --timeout --trace --unit " in
             *" $word "*) i=$((i + 1)); continue ;;
         esac
         case "$word" in
@@ -97,6 +97,7 @@ _mdc_bench() {
         --profile) COMPREPLY=($(compgen -W "mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2" -- "$cur")); return ;;
         --program-value) return ;;
         --properties) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --record) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --reference) return ;;
         --report) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --rotate-size) return ;;
@@ -113,20 +114,20 @@ _mdc_bench() {
     case "$cur" in
         -*)
             case "$sub" in
-                "") options="--help --version --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                demo) options="--help --tcp --rtu --config --plugins --properties --trace --simulate --profile --fault --language --verbose --quiet" ;;
-                init) options="--help --host --serial --port --baud --parity --unit --offset --reference --generation --from-csv --yes --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                list) options="--help --timeout --ports --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                commands) options="--help --object --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                run) options="--help --object --timeout --no-identify --described --force --count --seconds --changes --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                watch) options="--help --object --interval --csv --force --count --seconds --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                results) options="--help --object --output --rotate-size --keep --program-value --count --seconds --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                backup) options="--help --object --timeout --name --folder --force --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                restore) options="--help --object --timeout --presets --extras --dry-run --verify --no-snapshot --snapshot-folder --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                compare) options="--help --object --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                check) options="--help --object --timeout --probe --write --yes --report --force --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
-                support) options="--help --add --probe --with-identity --force --timeout --config --plugins --properties --trace --simulate --profile --fault --format --language --verbose --quiet" ;;
+                "") options="--help --version --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                demo) options="--help --tcp --rtu --config --plugins --properties --trace --record --simulate --profile --fault --language --verbose --quiet" ;;
+                init) options="--help --host --serial --port --baud --parity --unit --offset --reference --generation --from-csv --yes --timeout --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                list) options="--help --timeout --ports --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                commands) options="--help --object --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                run) options="--help --object --timeout --no-identify --described --force --count --seconds --changes --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                watch) options="--help --object --interval --csv --force --count --seconds --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                results) options="--help --object --output --rotate-size --keep --program-value --count --seconds --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                backup) options="--help --object --timeout --name --folder --force --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                restore) options="--help --object --timeout --presets --extras --dry-run --verify --no-snapshot --snapshot-folder --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                compare) options="--help --object --timeout --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                check) options="--help --object --timeout --probe --write --yes --report --force --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                support) options="--help --add --probe --with-identity --force --timeout --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
             esac
             COMPREPLY=($(compgen -W "$options" -- "$cur"))
             return

@@ -24,6 +24,7 @@ complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list command
 complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n 'not __fish_seen_subcommand_from demo init list commands run watch results backup restore compare panel check support' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -38,6 +39,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l config -d 'Config
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from demo' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -61,6 +63,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l config -d 'Config
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from init' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -75,6 +78,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l config -d 'Config
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from list' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -88,6 +92,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l config -d 'Co
 complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from commands' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -108,6 +113,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l config -d 'Configu
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from run' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -126,6 +132,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l config -d 'Confi
 complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from watch' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -145,6 +152,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l config -d 'Con
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from results' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -162,6 +170,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l config -d 'Conf
 complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from backup' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -182,6 +191,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l config -d 'Con
 complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from restore' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -196,6 +206,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l config -d 'Con
 complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from compare' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -214,6 +225,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l config -d 'Confi
 complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from panel' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -233,6 +245,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l config -d 'Confi
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'
@@ -250,6 +263,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l config -d 'Con
 complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l plugins -d 'Folder of the plug-ins [<program>/../plugins]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l properties -d 'Where persistent properties are kept [in the user\'s data folder; none when simulated]' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l trace -d 'Write every frame that is sent or received to this file' -r -F
+complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l record -d 'Record the session to this new file, for mdc-simulator --replay' -r -F
 complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l simulate -d 'Use a controller inside this program [none with --config, else tcp]' -x -a 'tcp rtu none'
 complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l profile -d 'Which controller it is (a wrong name lists them all)' -x -a 'mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2'
 complete -c mdc-bench -n '__fish_seen_subcommand_from support' -l fault -d 'What goes wrong with it; may be repeated ("help" lists the faults)' -x -a 'help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart'

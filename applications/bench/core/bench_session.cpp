@@ -7,8 +7,10 @@
 #include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
+#include <lib_utilities/plain_file.h>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSet>
 #include <QStandardPaths>
@@ -20,6 +22,23 @@ namespace {
 const QString c_bundledConfiguration = QStringLiteral(":/configurations/bench.json");
 const QString c_getInfo = QStringLiteral("getInfo");
 const QString c_deviceInformation = QStringLiteral("deviceInformation");
+
+// A file that is not there, where one can be made.
+bool canBeNew(const QString& path, QString* reason)
+{
+    if (!isFreeForFile(path, reason))
+        return false;
+    if (QFileInfo::exists(path)) {
+        *reason = QStringLiteral("it is there already; name another file");
+        return false;
+    }
+    QFile file;
+    if (!openPlainFile(file, path, reason))
+        return false;
+    file.close();
+    *reason = QStringLiteral("what was made there for a trial cannot be removed again");
+    return QFile::remove(path);
+}
 
 } // namespace
 
@@ -107,6 +126,8 @@ std::optional<BenchProblem> BenchSession::startSimulator()
         removeConfiguredTraces();
     const BenchObject device = chosenDevice();
     problem = traceFrames(device);
+    if (!problem)
+        problem = recordFrames(device);
     if (problem || m_general.simulation == GeneralOptions::Simulation::None)
         return problem;
     if (device.uuid.isNull() || device.driver.isNull())
@@ -148,6 +169,33 @@ std::optional<BenchProblem> BenchSession::traceFrames(const BenchObject& device)
                  "with it")
                  .arg(kind == nullptr ? driver.name : kind->pluginName())}};
     m_configuration = withConfiguration(m_configuration, driver.uuid, *traced);
+    return std::nullopt;
+}
+
+std::optional<BenchProblem> BenchSession::recordFrames(const BenchObject& device)
+{
+    if (m_general.recordFile.isEmpty())
+        return std::nullopt;
+    const BenchObject driver = describe(device.driver);
+    const DAbstractPlugin* const kind = m_host.kinds().value(driver.kind);
+    const QString path = QFileInfo(m_general.recordFile).absoluteFilePath();
+    const std::optional<QJsonObject> recorded = DriverDescription(kind).recorded(driver.configuration, path);
+    if (!recorded)
+        return BenchProblem{ExitCode::Configuration,
+                            {device.driver.isNull()
+                                 ? QStringLiteral("%1 has no device object with a driver, whose session "
+                                                  "--record would be of")
+                                       .arg(configurationName())
+                                 : QStringLiteral("the driver \"%1\" does not say how its frames are "
+                                                  "recorded: --record cannot be used with it")
+                                       .arg(kind == nullptr ? driver.name : kind->pluginName())}};
+    // The driver makes it. Where none can be made is told before anything is sent.
+    QString reason;
+    if (!canBeNew(path, &reason))
+        return BenchProblem{
+            ExitCode::CommandFailed,
+            {QStringLiteral("the session cannot be recorded to %1: %2").arg(m_general.recordFile, reason)}};
+    m_configuration = withConfiguration(m_configuration, driver.uuid, *recorded);
     return std::nullopt;
 }
 

@@ -100,9 +100,10 @@ private:
     std::optional<BenchProblem> unknownObject() const;
     BenchObject chosenDevice() const;
     BenchObject describe(const QUuid& object) const;
-    // Lets the device's driver write its frames to the file of the options, if there is one.
     void removeConfiguredTraces();
+    // They let the device's driver write its frames to the file of the options, if there is one.
     std::optional<BenchProblem> traceFrames(const BenchObject& device);
+    std::optional<BenchProblem> recordFrames(const BenchObject& device);
     bool isDeviceKind(const QUuid& kind) const;
     QStringList configurationErrors() const;
     void openProperties();

@@ -51,7 +51,19 @@ std::optional<QJsonObject> DriverDescription::pointedTo(const QJsonObject& confi
 std::optional<QJsonObject> DriverDescription::traced(const QJsonObject& configuration,
                                                      const QString& path) const
 {
-    const QString member = m_properties.value(c_frameTrace).toString();
+    return withFile(c_frameTrace, configuration, path);
+}
+
+std::optional<QJsonObject> DriverDescription::recorded(const QJsonObject& configuration,
+                                                       const QString& path) const
+{
+    return withFile(c_frameRecord, configuration, path);
+}
+
+std::optional<QJsonObject> DriverDescription::withFile(const char* entry, const QJsonObject& configuration,
+                                                       const QString& path) const
+{
+    const QString member = m_properties.value(QLatin1String(entry)).toString();
     if (member.isEmpty())
         return std::nullopt;
     QJsonObject result = configuration;
@@ -66,11 +78,13 @@ QString DriverDescription::traceFile(const QJsonObject& configuration) const
 
 QJsonObject DriverDescription::untraced(const QJsonObject& configuration) const
 {
-    const QString member = m_properties.value(c_frameTrace).toString();
     QJsonObject result = configuration;
-    // What is no name of a file is the driver's to refuse.
-    if (!member.isEmpty() && configuration.value(member).isString())
-        result.remove(member);
+    for (const char* const entry : {c_frameTrace, c_frameRecord}) {
+        const QString member = m_properties.value(QLatin1String(entry)).toString();
+        // What is no name of a file is the driver's to refuse.
+        if (!member.isEmpty() && configuration.value(member).isString())
+            result.remove(member);
+    }
     return result;
 }
 

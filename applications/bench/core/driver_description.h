@@ -49,7 +49,9 @@ public:
     std::optional<QJsonObject> traced(const QJsonObject& configuration, const QString& path) const;
     // The file that the frames are appended to; empty for none.
     QString traceFile(const QJsonObject& configuration) const;
-    // Without a trace of frames, if it has one.
+    // With the frames recorded to this file, which is not there yet.
+    std::optional<QJsonObject> recorded(const QJsonObject& configuration, const QString& path) const;
+    // Without a trace or a record of frames, if it has one.
     QJsonObject untraced(const QJsonObject& configuration) const;
     // What a controller has to know of the link to answer on it.
     ControllerLink link(const QJsonObject& configuration) const;
@@ -60,5 +62,8 @@ public:
     AddressOffset addressOffset(const QJsonObject& configuration) const;
 
 private:
+    std::optional<QJsonObject> withFile(const char* entry, const QJsonObject& configuration,
+                                        const QString& path) const;
+
     QVariantMap m_properties;
 };

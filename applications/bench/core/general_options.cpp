@@ -36,6 +36,10 @@ void GeneralOptionsParser::addBenchOptions(OptionSet& options)
         .text("--trace", "FILE", m_options.traceFile,
               "Write every frame that is sent or received to this file")
         .inGroup(c_bench);
+    options
+        .text("--record", "FILE", m_options.recordFile,
+              "Record the session to this new file, for mdc-simulator --replay")
+        .inGroup(c_bench);
 }
 
 void GeneralOptionsParser::addSimulationOptions(OptionSet& options)

@@ -21,6 +21,8 @@ struct GeneralOptions
     QString propertiesFile;
     // Driver's trace of frames; empty for none.
     QString traceFile;
+    // New file for the driver's record of the session; empty for none.
+    QString recordFile;
 
     Simulation simulation = Simulation::None;
     // Empty: the first profile that the device object's configuration fits.

@@ -61,12 +61,13 @@ ExitCode InitRun::converse()
 
 ExitCode InitRun::findController()
 {
+    GeneralOptions general = m_general;
     for (;;) {
         if (!m_dialogue->askForLine(m_options))
             return ended();
         m_line = lineOf(m_options);
-        const Meeting meeting = meetController(m_general, m_line, m_options.reference, m_options.linkWait,
-                                               m_console, m_interrupt);
+        const Meeting meeting =
+            meetController(general, m_line, m_options.reference, m_options.linkWait, m_console, m_interrupt);
         if (m_interrupt.requested())
             return ended();
         m_controller = meeting.controller;
@@ -74,6 +75,8 @@ ExitCode InitRun::findController()
             m_dialogue->say(QStringLiteral("Answers: %1").arg(m_controller->text()));
             return ExitCode::Done;
         }
+        // A record is of one session.
+        general.recordFile.clear();
         bool isAgain = false;
         if (!m_dialogue->askAfterFailure(m_options, meeting.error, isAgain))
             return ended();

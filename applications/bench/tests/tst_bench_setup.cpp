@@ -431,6 +431,10 @@ private Q_SLOTS:
         QVERIFY2(
             traced.err.contains("does not say how its frames are traced: --trace cannot be used with it"),
             qPrintable(traced.err));
+        const BenchEnd recorded = runBench(
+            {"run", "getInfo", "--plugins", folder, "--config", path, "--record", folder + "/session"});
+        QVERIFY2(recorded.exitCode == 3, qPrintable(recorded.err));
+        QVERIFY2(recorded.err.contains("does not say how its frames are recorded"), qPrintable(recorded.err));
         // Its settings are its own matter, and its register types as well.
         const QString own = m_samples.configuration("bench.json", "\"port\": 1502", "\"prot\": 9");
         const BenchEnd checked =
@@ -462,6 +466,31 @@ private Q_SLOTS:
         QVERIFY(file.readAll().contains("06 17 71 00 01"));
     }
 
+    void record()
+    {
+        const QString path = m_samples.filePath("session.rec");
+        const QStringList order{"run", "setDirection", "direction=1", "--record", path};
+        const BenchEnd ended = runBench(order);
+        QVERIFY2(ended.exitCode == 0, qPrintable(ended.out + ended.err));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray session = file.readAll();
+        QVERIFY2(session.left(session.indexOf('\n')).contains(" record 1 "), session.constData());
+        QVERIFY(session.contains(" open tcp\n"));
+        QVERIFY(session.contains("06 17 71 00 01"));
+        // It holds one session, and is not asked for in vain.
+        const BenchEnd again = runBench(order);
+        QCOMPARE(again.exitCode, 1);
+        QVERIFY2(again.err.contains(path + ": it is there already; name another file"),
+                 qPrintable(again.err));
+        file.seek(0);
+        QVERIFY(file.readAll() == session);
+        const QString nowhere = m_samples.filePath("none/session.rec");
+        const BenchEnd lost = runBench({"run", "getInfo", "--record", nowhere});
+        QCOMPARE(lost.exitCode, 1);
+        QVERIFY2(lost.err.contains("cannot be recorded to " + nowhere), qPrintable(lost.err));
+    }
+
     void configuredTrace_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -485,9 +514,11 @@ private Q_SLOTS:
         // Asked for by the person, it is.
         const QString own = trace + "-own";
         const BenchEnd traced =
-            runBench(arguments + QStringList{"--config", path, "--simulate", "tcp", "--trace", own});
+            runBench(arguments + QStringList{"--config", path, "--simulate", "tcp", "--trace", own,
+                                             "--record", own + "-record"});
         QVERIFY2(traced.exitCode == 0, qPrintable(traced.out + traced.err));
         QVERIFY(QFile::exists(own));
+        QVERIFY(QFile::exists(own + "-record"));
     }
 
     void steeringTexts_data()
@@ -587,10 +618,13 @@ private Q_SLOTS:
         const QString theirs = m_samples.filePath("theirs");
         const QString link = m_samples.filePath("link");
         QVERIFY(QFile::link(theirs, link));
-        const QStringList ways[] = {
-            {"panel", "--screenshot", link},          {"run", "getInfo", "--trace", link},
-            {"run", "getInfo", "--properties", link}, {"results", "--seconds", "1", "--output", link},
-            {"check", "--report", link, "--force"},   {"watch", "--seconds", "1", "--csv", link, "--force"}};
+        const QStringList ways[] = {{"panel", "--screenshot", link},
+                                    {"run", "getInfo", "--trace", link},
+                                    {"run", "getInfo", "--record", link},
+                                    {"run", "getInfo", "--properties", link},
+                                    {"results", "--seconds", "1", "--output", link},
+                                    {"check", "--report", link, "--force"},
+                                    {"watch", "--seconds", "1", "--csv", link, "--force"}};
         for (const bool isThere : {false, true}) {
             QVERIFY(!isThere || writeFile(theirs, "{\"mine\": 1}\n"));
             for (const QStringList& words : ways) {

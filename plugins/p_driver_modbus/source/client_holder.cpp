@@ -7,9 +7,24 @@
 #include <QModbusReply>
 #include <QTimer>
 
+namespace {
+
+QString settingsText(const ModbusConfiguration& configuration)
+{
+    return QStringLiteral("Modbus driver, Qt %1, unit %2, address offset %3, answer timeout %4 ms")
+        .arg(QString::fromLatin1(qVersion()))
+        .arg(configuration.unitId)
+        .arg(configuration.addressOffset)
+        .arg(configuration.answerTimeout);
+}
+
+} // namespace
+
 ClientHolder::ClientHolder(const ModbusTransport& transport)
     : m_transport(transport)
     , m_trace(transport.configuration().frameTrace)
+    , m_record(
+          FrameTrace::Record{transport.configuration().frameRecord, settingsText(transport.configuration())})
 {}
 
 ClientHolder::~ClientHolder()
@@ -68,8 +83,11 @@ bool ClientHolder::send(const QByteArray& pdu)
         Q_EMIT failed(deviceProblem(client->device(), client->errorString()));
         return false;
     }
-    if (m_trace.isOpen())
-        m_trace.sent(static_cast<char>(unitId) + pdu);
+    if (isTraced()) {
+        const QByteArray bytes = static_cast<char>(unitId) + pdu;
+        m_trace.sent(bytes);
+        m_record.sent(bytes);
+    }
     m_reply = reply;
     connect(reply, &QModbusReply::finished, this, &ClientHolder::onFinished);
     return true;
@@ -80,6 +98,23 @@ void ClientHolder::flush()
     m_transport.flush(m_client->device());
 }
 
+void ClientHolder::noteEnd(End end, const QString& reason)
+{
+    for (FrameTrace* const trace : {&m_trace, &m_record}) {
+        switch (end) {
+        case End::Failed:
+            trace->failed(reason);
+            break;
+        case End::Lost:
+            trace->lost(reason);
+            break;
+        case End::Left:
+            trace->left(reason);
+            break;
+        }
+    }
+}
+
 void ClientHolder::onState(QModbusDevice::State state)
 {
     QIODevice* const device = m_client->device();
@@ -88,6 +123,9 @@ void ClientHolder::onState(QModbusDevice::State state)
         Q_EMIT failed(deviceProblem(device, m_client->errorString()));
     } else if (state == QModbusDevice::ConnectedState) {
         m_transport.prepare(device);
+        const bool isTcp = m_transport.configuration().transport == ModbusConfiguration::Transport::Tcp;
+        for (FrameTrace* const trace : {&m_trace, &m_record})
+            trace->opened(isTcp ? QStringLiteral("tcp") : QStringLiteral("rtu"));
         device->startTransaction();
         connect(device, &QIODevice::readyRead, this, &ClientHolder::onBytes);
         Q_EMIT opened();
@@ -117,5 +155,6 @@ void ClientHolder::onBytes()
     if (bytes.isEmpty())
         return;
     m_trace.received(bytes);
+    m_record.received(bytes);
     Q_EMIT received(bytes);
 }

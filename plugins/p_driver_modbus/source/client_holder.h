@@ -41,6 +41,11 @@ public:
     // Sends at once what has been left to the event loop. May tell failed().
     void flush();
 
+    // What becomes of the connection, for the trace: an attempt has failed, it is lost to the other end, or
+    // given up on this one.
+    enum class End { Failed, Lost, Left };
+    void noteEnd(End end, const QString& reason);
+
 Q_SIGNALS:
     void opened();
     // The connection cannot be made or is lost. The client is still to be discarded.
@@ -51,12 +56,14 @@ Q_SIGNALS:
     void received(const QByteArray& bytes);
 
 private:
+    bool isTraced() const { return m_trace.isOpen() || m_record.isOpen(); }
     void onState(QModbusDevice::State state);
     void onFinished();
     void onBytes();
 
     const ModbusTransport& m_transport;
     FrameTrace m_trace;
+    FrameTrace m_record;
     QPointer<QModbusClient> m_client;
     QPointer<QModbusClient> m_dyingClient;
     QPointer<QModbusReply> m_reply;

@@ -19,5 +19,6 @@ QVariantMap modbusDriverDescription()
             {c_serialLink, serial},
             {c_unit, QStringLiteral("unitId")},
             {c_addressOffset, QStringLiteral("addressOffset")},
-            {c_frameTrace, QStringLiteral("frameTrace")}};
+            {c_frameTrace, QStringLiteral("frameTrace")},
+            {c_frameRecord, QStringLiteral("frameRecord")}};
 }

@@ -1,9 +1,10 @@
 #include "plugins/p_driver_modbus/source/frame_trace.h"
 
-#include <lib_utilities/date.h>
 #include <lib_utilities/plain_file.h>
+#include <lib_utilities/printable_text.h>
 #include <QDebug>
 #include <QFileInfo>
+#include <QLocale>
 #include <QRegularExpression>
 
 namespace {
@@ -14,13 +15,15 @@ const QString c_foreign = QStringLiteral("holds something else than a trace; nam
 bool isTrace(const QByteArray& start)
 {
     static const QRegularExpression c_line(
-        QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} (tx|rx) [0-9a-f]{1,2}( "
-                       "[0-9a-f]{2})*( [0-9a-f]?)?$"));
+        QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ((tx|rx) [0-9a-f]{1,2}( "
+                       "[0-9a-f]{2})*( [0-9a-f]?)?|open (tcp|rtu)|(failed|lost|left) .+)$"));
     return start.isEmpty() || c_line.match(QString::fromLatin1(start.split('\n').constFirst())).hasMatch();
 }
 
 // More than a line of any frame.
 constexpr qint64 c_start = 4096;
+// Of a reason, which may come from the system.
+constexpr int c_longestText = 200;
 
 } // namespace
 
@@ -33,26 +36,85 @@ FrameTrace::FrameTrace(const QString& path, qint64 limit)
         giveUp(QStringLiteral("cannot be written"), reason);
 }
 
+FrameTrace::FrameTrace(const Record& record)
+    : m_path(record.path)
+    , m_isRecord(true)
+    , m_begin(QDateTime::currentDateTime())
+    , m_limit(record.limit)
+{
+    m_clock.start();
+    QString reason;
+    if (m_path.isEmpty())
+        return;
+    if (openNew(&reason))
+        writeText("record 1", record.settings);
+    else
+        giveUp(QStringLiteral("cannot be written"), reason);
+}
+
 void FrameTrace::sent(const QByteArray& bytes)
 {
-    write("tx", bytes);
+    if (isOpen())
+        write("tx", bytes.toHex(' '));
 }
 
 void FrameTrace::received(const QByteArray& bytes)
 {
-    write("rx", bytes);
+    if (isOpen())
+        write("rx", bytes.toHex(' '));
 }
 
-void FrameTrace::write(const char* direction, const QByteArray& bytes)
+void FrameTrace::opened(const QString& transport)
 {
-    if (!m_file.isOpen())
-        return;
-    const QByteArray line = getDate().toLatin1() + ' ' + direction + ' ' + bytes.toHex(' ') + '\n';
+    writeText("open", transport);
+}
+
+void FrameTrace::failed(const QString& reason)
+{
+    writeText("failed", reason);
+}
+
+void FrameTrace::lost(const QString& reason)
+{
+    writeText("lost", reason);
+}
+
+void FrameTrace::left(const QString& reason)
+{
+    writeText("left", reason);
+}
+
+void FrameTrace::writeText(const char* kind, const QString& text)
+{
+    // One line, whatever the system says.
+    if (isOpen())
+        write(kind, printableText(text.left(c_longestText)).toUtf8());
+}
+
+QByteArray FrameTrace::time() const
+{
+    const QDateTime now = m_isRecord ? m_begin.addMSecs(m_clock.elapsed()) : QDateTime::currentDateTime();
+    return QLocale::c().toString(now, QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")).toLatin1();
+}
+
+bool FrameTrace::makeRoom(qint64 size)
+{
+    if (m_file.size() == 0 || m_file.size() + size <= m_limit)
+        return true;
     QString reason;
-    if (m_file.size() > 0 && m_file.size() + line.size() > m_limit && !rotate(&reason)) {
-        giveUp(QStringLiteral("ends here"), reason);
+    if (m_isRecord)
+        reason = QStringLiteral("it has the %1 bytes that can be replayed").arg(m_limit);
+    else if (rotate(&reason))
+        return true;
+    giveUp(QStringLiteral("ends here"), reason);
+    return false;
+}
+
+void FrameTrace::write(const char* kind, const QByteArray& rest)
+{
+    const QByteArray line = time() + ' ' + kind + ' ' + rest + '\n';
+    if (!makeRoom(line.size()))
         return;
-    }
     const qint64 written = m_file.write(line);
     if (written == line.size())
         return;
@@ -69,6 +131,21 @@ bool FrameTrace::open(QString* reason)
     if (isTrace(m_file.read(c_start)))
         return true;
     *reason = QStringLiteral("it ") + c_foreign;
+    return false;
+}
+
+bool FrameTrace::openNew(QString* reason)
+{
+    if (!isFreeForFile(m_path, reason))
+        return false;
+    // Looked at again once it is open: somebody else may just have made it.
+    if (!QFileInfo::exists(m_path)) {
+        if (!openPlainFile(m_file, m_path, reason))
+            return false;
+        if (m_file.size() == 0)
+            return true;
+    }
+    *reason = QStringLiteral("it is there already; name another file");
     return false;
 }
 
@@ -101,6 +178,8 @@ QString FrameTrace::writeError() const
 
 void FrameTrace::giveUp(const QString& problem, const QString& reason)
 {
-    qWarning().noquote() << QStringLiteral("frame trace \"%1\" %2: %3").arg(m_path, problem, reason);
+    qWarning().noquote() << QStringLiteral("frame %1 \"%2\" %3: %4")
+                                .arg(m_isRecord ? QStringLiteral("record") : QStringLiteral("trace"), m_path,
+                                     problem, reason);
     m_file.close();
 }

@@ -144,6 +144,7 @@ ModbusConfiguration parseModbusConfiguration(const QJsonObject& object, QStringL
                                           ModbusConfiguration::c_longestAnswerTimeout);
     result.queueCapacity = reader.integer(QStringLiteral("queueCapacity"), result.queueCapacity, 1, 10000);
     result.frameTrace = reader.text(QStringLiteral("frameTrace"), result.frameTrace);
+    result.frameRecord = reader.text(QStringLiteral("frameRecord"), result.frameRecord);
     reader.refuseTheRest();
     return result;
 }

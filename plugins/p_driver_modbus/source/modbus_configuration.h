@@ -30,6 +30,7 @@ struct ModbusConfiguration
     int answerTimeout = c_longestAnswerTimeout;
     int queueCapacity = 64; // 1…10000 requests waiting
     QString frameTrace;     // file path; empty for no trace
+    QString frameRecord;    // path of a file that is not there; empty for no record
 
     // What people call the other end: "127.0.0.1:502" or "/dev/ttyUSB0".
     QString address() const;

@@ -94,6 +94,7 @@ void ModbusConnection::flush()
 void ModbusConnection::renew(const QString& reason, int missedTime)
 {
     m_drainTime = m_transport.drainTime(missedTime);
+    m_client.noteEnd(ClientHolder::End::Left, reason);
     // To drain the line is a pause already.
     replace(reason, m_drainTime > 0);
 }
@@ -169,6 +170,7 @@ void ModbusConnection::hear(int size)
 void ModbusConnection::onSettled()
 {
     if (m_heard > 0) {
+        m_client.noteEnd(ClientHolder::End::Left, QStringLiteral("%1 bytes came late").arg(m_heard));
         // A late answer, or the beginning of one, is in the client's buffer.
         m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
         m_settleTimer.stop();
@@ -188,6 +190,8 @@ void ModbusConnection::lose(const QString& reason)
 {
     if (!m_client.hasClient())
         return;
+    const bool wasOpen = m_state == State::Settling || m_state == State::Ready;
+    m_client.noteEnd(wasOpen ? ClientHolder::End::Lost : ClientHolder::End::Failed, reason);
     if (const std::optional<int> missedTime = m_owner.onLost(reason))
         m_drainTime = m_transport.drainTime(*missedTime);
     replace(reason, false);

@@ -36,7 +36,8 @@ void TestModbusConfiguration::configuration_data()
     row("least tcp", R"({"transport":"tcp"})", "");
     row("full tcp",
         R"({"transport":"tcp","host":"10.0.0.2","port":1502,"unitId":0,"addressOffset":-1,"interFrameDelay":5,
-            "settleDelay":20,"connectTimeout":500,"answerTimeout":250,"queueCapacity":8,"frameTrace":"trace.txt"})",
+            "settleDelay":20,"connectTimeout":500,"answerTimeout":250,"queueCapacity":8,"frameTrace":"trace.txt",
+            "frameRecord":"session.rec"})",
         "");
     row("full rtu",
         R"({"transport":"rtu","serialPort":"COM3","baudRate":115200,"parity":"none","dataBits":8,"stopBits":2,"unitId":247})",
@@ -93,6 +94,7 @@ void TestModbusConfiguration::configuration_data()
     row("frame delay", R"({"transport":"tcp","interFrameDelay":10001})",
         R"("interFrameDelay": 10001 is refused)");
     row("trace", R"({"transport":"tcp","frameTrace":true})", R"("frameTrace": true is refused)");
+    row("record", R"({"transport":"tcp","frameRecord":true})", R"("frameRecord": true is refused)");
 }
 
 void TestModbusConfiguration::configuration()
@@ -126,6 +128,7 @@ void TestModbusConfiguration::configurationDefaults()
     QCOMPARE(least.dataBits, 8);
     QCOMPARE(least.stopBits, 1);
     QCOMPARE(least.frameTrace, QString());
+    QCOMPARE(least.frameRecord, QString());
 
     const ModbusConfiguration rtu = parseModbusConfiguration(
         json(

@@ -21,6 +21,7 @@ private Q_SLOTS:
     void everyRegisterType_data();
     void everyRegisterType();
     void statisticsAndTrace();
+    void tracedConnections();
     void worksWithAnotherMakesServer();
 };
 
@@ -107,7 +108,8 @@ void TestModbusDriver::statisticsAndTrace()
     const QTemporaryDir folder;
     const QString path = folder.filePath("frames.txt");
     ModbusTcpBench bench;
-    bench.start({{"frameTrace", path}});
+    const QString record = folder.filePath("session.rec");
+    bench.start({{"frameTrace", path}, {"frameRecord", record}});
     const std::unique_ptr<FakeOrder> good = bench.run("read", readArguments(1));
     QTRY_VERIFY(good->ended());
     bench.peer.setFault(ScriptedPeer::Exception);
@@ -128,11 +130,52 @@ void TestModbusDriver::statisticsAndTrace()
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QList<QByteArray> lines = file.readAll().trimmed().split('\n');
-    QCOMPARE(lines.size(), 4);
-    QVERIFY2(lines.at(0).endsWith(" tx 01 03 00 01 00 01"), lines.at(0).constData());
-    QVERIFY2(lines.at(1).contains(" rx ") && lines.at(1).endsWith(" 00 00 00 05 01 03 02 00 01"),
-             lines.at(1).constData());
-    QVERIFY2(lines.at(3).endsWith(" 00 00 00 03 01 83 02"), lines.at(3).constData());
+    QCOMPARE(lines.size(), 5);
+    QVERIFY2(lines.at(0).endsWith(" open tcp"), lines.at(0).constData());
+    QVERIFY2(lines.at(1).endsWith(" tx 01 03 00 01 00 01"), lines.at(1).constData());
+    QVERIFY2(lines.at(2).contains(" rx ") && lines.at(2).endsWith(" 00 00 00 05 01 03 02 00 01"),
+             lines.at(2).constData());
+    QVERIFY2(lines.at(4).endsWith(" 00 00 00 03 01 83 02"), lines.at(4).constData());
+
+    // The record has the same behind its first line.
+    QFile recorded(record);
+    QVERIFY(recorded.open(QIODevice::ReadOnly));
+    const QList<QByteArray> session = recorded.readAll().trimmed().split('\n');
+    QCOMPARE(session.size(), 6);
+    QVERIFY2(session.at(0).contains(" record 1 Modbus driver, ") && session.at(0).contains(", unit 1, "),
+             session.at(0).constData());
+    constexpr int c_timeSize = 24;
+    for (int i = 0; i < lines.size(); ++i)
+        QCOMPARE(session.at(i + 1).mid(c_timeSize), lines.at(i).mid(c_timeSize));
+}
+
+// What becomes of the connection stands between the frames.
+void TestModbusDriver::tracedConnections()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("frames.txt");
+    ModbusTcpBench bench;
+    bench.start({{"frameTrace", path}});
+    const auto kinds = [&path] {
+        QFile file(path);
+        QStringList words;
+        if (file.open(QIODevice::ReadOnly)) {
+            const QList<QByteArray> lines = file.readAll().trimmed().split('\n');
+            for (const QByteArray& line : lines)
+                words.append(QString::fromLatin1(line.split(' ').value(2)));
+        }
+        return words.join(' ');
+    };
+    bench.peer.setFault(ScriptedPeer::NoAnswer);
+    const std::unique_ptr<FakeOrder> missed = bench.run("read", readArguments(1));
+    QTRY_VERIFY(missed->ended());
+    QTRY_COMPARE(kinds(), QString("open tx left open"));
+    bench.peer.setFault(ScriptedPeer::Close);
+    const std::unique_ptr<FakeOrder> closed = bench.run("read", readArguments(1));
+    QTRY_VERIFY(closed->ended());
+    QTRY_COMPARE(kinds(), QString("open tx left open tx lost open"));
+    bench.peer.refuse();
+    QTRY_VERIFY2(kinds().startsWith("open tx left open tx lost open lost failed"), qPrintable(kinds()));
 }
 
 void TestModbusDriver::worksWithAnotherMakesServer()

@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <memory>
+
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
 #endif
@@ -21,7 +23,12 @@ private Q_SLOTS:
     void statistics();
     void trace();
     void traceIsBounded();
+    void traceOnAFullDisk_data();
     void traceOnAFullDisk();
+    void record();
+    void recordIsNew_data();
+    void recordIsNew(); // docs/security.md
+    void recordEnds();
     void foreignFiles_data();
     void foreignFiles();     // docs/security.md
     void foreignOlderFile(); // docs/security.md
@@ -127,20 +134,31 @@ void TestModbusTrace::traceIsBounded()
 }
 
 // The test's own file system with room for nothing: a device that is always full is refused as any other.
+void TestModbusTrace::traceOnAFullDisk_data()
+{
+    QTest::addColumn<bool>("isRecord");
+    QTest::newRow("trace") << false;
+    QTest::newRow("record") << true;
+}
+
 void TestModbusTrace::traceOnAFullDisk()
 {
 #ifdef Q_OS_LINUX
+    QFETCH(bool, isRecord);
     const QTemporaryDir folder;
     const SmallDisk disk(folder.path(), 64 * 1024);
     if (!disk.isMounted())
         QSKIP("this process may not make a small disk");
     const QString path = folder.filePath("trace.txt");
-    FrameTrace trace(path);
+    const auto made = isRecord ? std::make_unique<FrameTrace>(FrameTrace::Record{path, "unit 1"})
+                               : std::make_unique<FrameTrace>(path);
+    FrameTrace& trace = *made;
     trace.sent(hex("01"));
     QVERIFY(trace.isOpen());
     QVERIFY(fillDisk(folder.filePath("rest"), 0));
-    QTest::ignoreMessage(QtWarningMsg,
-                         QRegularExpression("^frame trace \".*/trace.txt\" ends here: the disk is full \\("));
+    QTest::ignoreMessage(
+        QtWarningMsg, QRegularExpression(QString("^frame %1 \".*/trace.txt\" ends here: the disk is full \\(")
+                                             .arg(isRecord ? "record" : "trace")));
     const QByteArray large(3000, '\1');
     for (int i = 0; i < 3; ++i)
         trace.sent(large);
@@ -152,6 +170,81 @@ void TestModbusTrace::traceOnAFullDisk()
 #endif
 }
 
+void TestModbusTrace::record()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("session.rec");
+    {
+        FrameTrace record(FrameTrace::Record{path, "unit 1\nand more"});
+        record.opened("tcp");
+        record.sent(hex("0103"));
+        record.received(hex("018302"));
+        record.lost(QString(1000, 'x') + "\n");
+        record.failed("Connection refused");
+        record.left("no answer\nat all");
+    }
+    QByteArray text = contentOf(path);
+    const QRegularExpression time("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
+    QStringList rests;
+    for (const QByteArray& line : text.trimmed().split('\n')) {
+        QVERIFY2(time.match(QString::fromLatin1(line)).hasMatch(), line.constData());
+        rests.append(QString::fromLatin1(line.mid(24)));
+    }
+    // What a reason says begins no line of its own, and none is long.
+    QCOMPARE(rests, (QStringList{"record 1 unit 1\\nand more", "open tcp", "tx 01 03", "rx 01 83 02",
+                                 "lost " + QString(200, 'x'), "failed Connection refused",
+                                 "left no answer\\nat all"}));
+#ifdef Q_OS_UNIX
+    QCOMPARE(QFile::permissions(path) & 0x77, QFile::Permissions());
+#endif
+}
+
+void TestModbusTrace::recordIsNew_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("a record") << QByteArray("2026-03-01 09:30:00.125 record 1 unit 1\n");
+    QTest::newRow("a trace") << c_line;
+}
+
+// What is there already is left as it is; a trace does not go on in a record.
+void TestModbusTrace::recordIsNew()
+{
+    QFETCH(QByteArray, content);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("session.rec");
+    QVERIFY(writeFile(path, content));
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression("^frame record \".*/session.rec\" cannot be written: it is there already; "
+                           "name another file$"));
+    FrameTrace record(FrameTrace::Record{path, "unit 1"});
+    QVERIFY(!record.isOpen());
+    record.sent(hex("01"));
+    QCOMPARE(contentOf(path), content);
+    if (content.contains("record")) {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^frame trace .*else than a trace"));
+        FrameTrace trace(path);
+        QVERIFY(!trace.isOpen());
+    }
+}
+
+void TestModbusTrace::recordEnds()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("session.rec");
+    FrameTrace record(FrameTrace::Record{path, "unit 1", 100});
+    record.sent(hex("01"));
+    QTest::ignoreMessage(
+        QtWarningMsg,
+        QRegularExpression("session.rec\" ends here: it has the 100 bytes that can be replayed$"));
+    for (int i = 0; i < 10; ++i)
+        record.sent(hex("02"));
+    QVERIFY(!record.isOpen());
+    QVERIFY(contentOf(path).size() <= 100);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList{"session.rec"});
+}
+
 void TestModbusTrace::foreignFiles_data()
 {
     QTest::addColumn<QByteArray>("content");
@@ -161,6 +254,7 @@ void TestModbusTrace::foreignFiles_data()
     QTest::newRow("a frame behind a note of somebody's") << "# mine\n" + c_line;
     QTest::newRow("a log with dates") << QByteArray("2026-03-01 09:30:00.125 tx of 3 boxes\n");
     QTest::newRow("no date") << QByteArray("tx 01 03\n");
+    QTest::newRow("a word as of a trace") << QByteArray("2026-03-01 09:30:00.125 open house\n");
     QTest::newRow("a date alone") << QByteArray("2026-03-01 09:30:00.125\n");
     QTest::newRow("large") << QByteArray(17 * 1024 * 1024, 'x');
 }
@@ -231,6 +325,8 @@ void TestModbusTrace::tracesGoOn_data()
     QTest::newRow("none") << QByteArray();
     QTest::newRow("a request") << c_line;
     QTest::newRow("an answer") << QByteArray("2026-03-01 09:30:00.125 rx ff\n") + c_line;
+    QTest::newRow("a connection") << QByteArray("2026-03-01 09:30:00.125 open tcp\n");
+    QTest::newRow("a failure") << QByteArray("2026-03-01 09:30:00.125 failed Connection refused\n");
     QTest::newRow("torn") << QByteArray("2026-03-01 09:30:00.125 tx 01 0");
 }
 

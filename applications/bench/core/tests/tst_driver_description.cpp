@@ -14,7 +14,8 @@ QVariantMap modbus()
             {"serialLink", QVariantMap{{"set", QVariantMap{{"transport", "rtu"}}}, {"device", "serialPort"}}},
             {"unit", "unitId"},
             {"addressOffset", "offset"},
-            {"frameTrace", "frameTrace"}};
+            {"frameTrace", "frameTrace"},
+            {"frameRecord", "record"}};
 }
 
 // Only TCP, to this machine only, with settings of its own.
@@ -96,6 +97,10 @@ private Q_SLOTS:
         QCOMPARE(description.link({{"addressOffset", -1}}).addressOffset, 0);
         const QJsonObject traced{{"port", 5}, {"frameTrace", "/tmp/frames"}};
         QCOMPARE(description.traced({{"port", 5}}, "/tmp/frames").value_or(QJsonObject()), traced);
+        const QJsonObject recorded{{"port", 5}, {"record", "/tmp/session"}};
+        QCOMPARE(description.recorded({{"port", 5}}, "/tmp/session").value_or(QJsonObject()), recorded);
+        const QJsonObject both{{"port", 5}, {"frameTrace", "/tmp/frames"}, {"record", "/tmp/session"}};
+        QCOMPARE(description.untraced(both), (QJsonObject{{"port", 5}}));
     }
 
     void silent_data()
@@ -112,6 +117,7 @@ private Q_SLOTS:
         const DriverDescription description(isNull ? nullptr : &kind);
         QVERIFY(!description.registerTypes().areKnown());
         QVERIFY(!description.traced({}, "/tmp/frames").has_value());
+        QVERIFY(!description.recorded({}, "/tmp/session").has_value());
         QCOMPARE(description.link({{"unitId", 9}}).unitId, 1);
         QCOMPARE(description.link({{"addressOffset", -1}}).addressOffset, 0);
     }
