@@ -1,4 +1,6 @@
 #include "applications/simulator/platform.h"
+#include "applications/simulator/recorded_session.h"
+#include "applications/simulator/replay_plan.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/commands/command_rows.h"
 #include "tests/support/bench_fixture.h"
@@ -13,10 +15,13 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QVector>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -32,6 +37,7 @@ private Q_SLOTS:
     void everyCommandHasRows();
     void run_data();
     void run();
+    void replay();
     void triggerProgram_data();
     void triggerProgram();
     void triggerProgramCutOff_data();
@@ -217,6 +223,108 @@ void addProfiles()
     }
 }
 
+// A call of the bench that is recorded.
+struct RecordedCall
+{
+    QStringList words; // from the options on that are its own
+    QString fault;
+    Transport transport;
+    BenchEnd end;
+};
+
+// Two calls of each command, one of them with a fault of its rows, and what else can go wrong on a link.
+std::vector<RecordedCall> callsOf(const QStringList& commands, const QString& backup)
+{
+    std::vector<RecordedCall> calls;
+    const auto add = [&calls](const QStringList& words, const QString& fault = QString()) {
+        calls.push_back({words, fault, Transport::Tcp, {}});
+    };
+    for (int i = 0; i < commands.size(); ++i) {
+        QList<RunRow> rows = rowsOf(commands.at(i)).runs;
+        // What is wrong usage comes to no session.
+        constexpr int c_usage = 2;
+        rows.erase(std::remove_if(rows.begin(), rows.end(),
+                                  [](const RunRow& row) { return row.exitCode == c_usage; }),
+                   rows.end());
+        for (const int row : {0, rows.size() > 1 ? 1 + i % (rows.size() - 1) : rows.size()}) {
+            if (row < rows.size())
+                add(QStringList{"--format", "jsonl", "run"} + QString(rows.at(row).commandLine).split(' '),
+                    rows.at(row).fault);
+        }
+    }
+    const QStringList read{"run", "getRegister", "channel=direction", "--described"};
+    for (const char* const fault : {"late=300@once", "twice@once", "cut-header@once", "close@once",
+                                    "reset@once", "restart=100@once", "exception=6@once"})
+        add(read, fault);
+    add({"watch", "direction", "--interval", "30", "--count", "10"});
+    add({"restore", backup, "--presets", "1", "--no-snapshot", "--verify"});
+    add({"backup", "--force", "--folder", QFileInfo(backup).path()});
+    return calls;
+}
+
+// What the bench has said, but for times and places.
+QString masked(const QString& text)
+{
+    QString result = text;
+    result.replace(QRegularExpression("127\\.0\\.0\\.1:\\d+|/dev/pts/\\d+"), "PLACE");
+    result.replace(QRegularExpression("\\d+ ms"), "N ms");
+    result.replace(QRegularExpression("\\d\\d:\\d\\d:\\d\\d(\\.\\d+)?"), "TIME");
+    return result;
+}
+
+int timeOf(const RecordedExchange& exchange)
+{
+    int time = exchange.closing.value_or(0);
+    for (const RecordedExchange::Piece& piece : exchange.pieces)
+        time += piece.delay;
+    return time;
+}
+
+// Bytes of the request and of what came back; over TCP with transactions as they differ from the right one.
+QByteArray bytesOf(const RecordedExchange& exchange, bool isTcp)
+{
+    QByteArray bytes = exchange.request.toHex() + ' ';
+    const std::optional<quint16> transaction = isTcp ? std::optional<quint16>(0) : std::nullopt;
+    for (const Delivery::Piece& piece : deliveryOf(exchange, transaction, 1).pieces)
+        bytes += piece.bytes.toHex();
+    return bytes;
+}
+
+// Where the second session is another one than the first; empty when it is the same, and no sooner. Who polls
+// may have polled more often.
+QString difference(const RecordedSession& first, const RecordedSession& second, bool isPolled)
+{
+    if (!isPolled && first.exchanges.size() != second.exchanges.size())
+        return QString("%1 requests, and then %2").arg(first.exchanges.size()).arg(second.exchanges.size());
+    // A millisecond is cut off of each time.
+    constexpr int c_rounding = 2;
+    for (int i = 0; i < std::min(first.exchanges.size(), second.exchanges.size()); ++i) {
+        const RecordedExchange& was = first.exchanges.at(i);
+        const RecordedExchange& is = second.exchanges.at(i);
+        if (bytesOf(was, first.isTcp) != bytesOf(is, second.isTcp))
+            return QString::fromLatin1(bytesOf(was, first.isTcp) + " has become " +
+                                       bytesOf(is, second.isTcp));
+        const int shorter = timeOf(was) - timeOf(is);
+        if (shorter > c_rounding * (was.pieces.size() + 1))
+            return QString("%1: sooner by %2 ms").arg(requestText(was.request)).arg(shorter);
+    }
+    return {};
+}
+
+// As many at a time as do not make each other late.
+void inTurns(std::size_t count, const std::function<std::unique_ptr<QProcess>(std::size_t)>& start,
+             const std::function<void(std::size_t, const BenchEnd&)>& take)
+{
+    constexpr std::size_t c_atOnce = 16;
+    std::vector<std::unique_ptr<QProcess>> running;
+    for (std::size_t i = 0; i < count + c_atOnce; ++i) {
+        if (i >= c_atOnce && i - c_atOnce < count)
+            take(i - c_atOnce, endOf(*running.at(i - c_atOnce)));
+        if (i < count)
+            running.push_back(start(i));
+    }
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Unsaved)
@@ -285,6 +393,95 @@ void tst_DeviceCommands::run()
         QVERIFY2(expected.err == nullptr ? end.err.isEmpty() : end.err.count(expected.err) == expected.times,
                  qPrintable(told));
     }
+}
+
+// Sessions of all commands, good ones and such with faults, and the same calls with the controllers that were
+// recorded: the bench says the same, and the same goes over the wire, not sooner than it did.
+void tst_DeviceCommands::replay()
+{
+    const QTemporaryDir folder;
+    const ControllerProfile profile = *ControllerProfile::byName("mdc32-gen2");
+    const BenchEnd saved = endOf(*startBench({"backup", "--folder", folder.path()}));
+    QVERIFY2(saved.exitCode == 0, qPrintable(saved.err));
+    std::vector<RecordedCall> calls = callsOf(m_commands, saved.out.trimmed());
+    for (std::size_t i = 0, count = calls.size(); hasPseudoTerminals() && i < count; i += 3) {
+        calls.push_back(calls[i]);
+        calls.back().transport = Transport::Rtu;
+    }
+    // Those that wait for what does not come, all at the same time.
+    std::stable_partition(calls.begin(), calls.end(), [](const RecordedCall& call) {
+        return call.fault.startsWith("no-answer") || call.fault.startsWith("cut") ||
+               call.transport == Transport::Rtu;
+    });
+    const QStringList all = [&calls] {
+        QStringList words;
+        for (const RecordedCall& call : calls)
+            words += call.words;
+        return words;
+    }();
+    for (const QString& command : std::as_const(m_commands))
+        QVERIFY2(all.contains(command) || command == "restoreBackup", qPrintable(command));
+
+    const auto file = [&folder](std::size_t number, const char* name) {
+        return folder.filePath(QString("%1-%2").arg(number).arg(name));
+    };
+    const auto start = [&](std::size_t i, const QString& turn, QJsonObject link, const QStringList& options) {
+        // Less to wait for where nothing comes.
+        link.insert("answerTimeout", 1500);
+        const QString path = file(i, "bench.json");
+        QFile bench(path);
+        const QJsonObject sample = sampleBench();
+        if (bench.open(QIODevice::WriteOnly))
+            bench.write(QJsonDocument(withDevice(withLink(sample, link), deviceConfiguration(sample),
+                                                 profile.reference))
+                            .toJson());
+        bench.close();
+        return startBench(QStringList{"--config", path, "--record",
+                                      folder.filePath(turn + QString::number(i)), "--properties",
+                                      folder.filePath(turn + QString("%1.json").arg(i))} +
+                          options + calls[i].words);
+    };
+    inTurns(
+        calls.size(),
+        [&](std::size_t i) {
+            const RecordedCall& call = calls[i];
+            QStringList options{"--simulate", call.transport == Transport::Rtu ? "rtu" : "tcp"};
+            if (!call.fault.isEmpty())
+                options += QStringList{"--fault", call.fault};
+            return start(i, "first", {{"transport", "tcp"}}, options);
+        },
+        [&](std::size_t i, const BenchEnd& end) { calls[i].end = end; });
+
+    std::vector<std::unique_ptr<Simulator>> controllers(calls.size());
+    std::vector<std::optional<RecordedSession>> sessions(calls.size());
+    QString error;
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        sessions[i] = RecordedSession::read(folder.filePath("first" + QString::number(i)), &error);
+        QVERIFY2(sessions[i], qPrintable(calls[i].words.join(' ') + ": " + error + calls[i].end.err));
+        controllers[i] = std::make_unique<Simulator>(QJsonObject(), profile);
+        controllers[i]->setReplay(*sessions[i], 1);
+    }
+    inTurns(
+        calls.size(),
+        [&](std::size_t i) {
+            return start(i, "second", openLink(*controllers[i], calls[i].transport, &error), {});
+        },
+        [&](std::size_t i, const BenchEnd& end) {
+            const RecordedCall& call = calls[i];
+            const QString told =
+                QString("%1 %2\n--- recorded: %3\n%4\n%5\n--- replayed: %6\n%7\n%8")
+                    .arg(call.words.join(' '), call.fault, QString::number(call.end.exitCode), call.end.out,
+                         call.end.err, QString::number(end.exitCode), end.out, end.err);
+            QVERIFY2(end.exitCode == call.end.exitCode, qPrintable(told));
+            QVERIFY2(masked(end.out) == masked(call.end.out), qPrintable(told));
+            QVERIFY2(masked(end.err) == masked(call.end.err), qPrintable(told));
+            QVERIFY2(controllers[i]->replay()->unknownCount() == 0, qPrintable(told));
+            const auto second = RecordedSession::read(folder.filePath("second" + QString::number(i)), &error);
+            QVERIFY2(second, qPrintable(told + error));
+            const bool isPolled = call.words.contains("watch") || call.words.value(3).startsWith("listen");
+            const QString other = difference(*sessions[i], *second, isPolled);
+            QVERIFY2(other.isEmpty(), qPrintable(told + '\n' + other));
+        });
 }
 
 void tst_DeviceCommands::triggerProgram_data()

@@ -1,3 +1,5 @@
+#include "applications/simulator/recorded_session.h"
+#include "applications/simulator/replay_plan.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulated_device.h"
 #include "applications/simulator/simulator.h"
@@ -15,6 +17,8 @@
 #include <QTime>
 
 #include <cstdio>
+#include <functional>
+#include <optional>
 
 namespace {
 
@@ -75,6 +79,94 @@ void printNotes(const SimulatedDevice& device, Simulator& simulator, const Simul
         printLine(stderr, QStringLiteral("note: %1; what depends on it is not simulated").arg(problem));
 }
 
+// What is told while it runs.
+void tellMessages(Simulator& simulator)
+{
+    QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
+        const QString time = QLocale::c().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss.zzz"));
+        printLine(stderr, QStringLiteral("%1 %2").arg(time, text));
+    });
+}
+
+// Until it is asked to end. `description` is of the controller, `summary` what it tells then.
+int serve(Simulator& simulator, const SimulatorOptions& options, const QString& description,
+          const std::function<QString()>& summary)
+{
+    TerminationSignal termination;
+    QObject::connect(&termination, &TerminationSignal::received, qApp, &QCoreApplication::quit);
+
+    QString error;
+    const QStringList places = listen(simulator, options, &error);
+    if (places.isEmpty()) {
+        printLine(stderr, error);
+        return c_failure;
+    }
+    for (const QString& place : places)
+        printLine(stdout, QStringLiteral("listening on %1, %2").arg(place, description));
+    const int result = QCoreApplication::exec();
+    if (!options.quiet)
+        printLine(stdout, summary());
+    return result;
+}
+
+// All records in one, or nothing with a text.
+std::optional<RecordedSession> readRecords(const SimulatorOptions& options, QString* error)
+{
+    std::optional<RecordedSession> all;
+    for (const QString& file : options.replays) {
+        const auto session = RecordedSession::read(file, error);
+        if (!session)
+            return std::nullopt;
+        if (!all)
+            all = session;
+        else if (!all->append(*session)) {
+            *error =
+                QStringLiteral("%1 cannot be replayed with %2: one was recorded over TCP, the other on a "
+                               "serial line")
+                    .arg(file, options.replays.first());
+            return std::nullopt;
+        }
+    }
+    const bool isOnLine = options.pseudoTerminal || !options.serialDevice.isEmpty();
+    if (all->isTcp ? isOnLine : !isOnLine || options.port.has_value()) {
+        *error =
+            all->isTcp
+                ? QStringLiteral("%1 was recorded over TCP: it cannot be replayed with --pty or --serial")
+                : QStringLiteral("%1 was recorded on a serial line: replay it with --pty or --serial DEV, "
+                                 "without --port");
+        *error = error->arg(options.replays.first());
+        return std::nullopt;
+    }
+    return all;
+}
+
+int replay(const SimulatorOptions& options)
+{
+    QString error;
+    const auto session = readRecords(options, &error);
+    if (!session) {
+        printLine(stderr, error);
+        return c_failure;
+    }
+    // The configuration of a controller that is not asked for anything.
+    Simulator simulator(QJsonObject(), options.profile);
+    simulator.setReplay(*session, options.replaySpeed);
+    for (const QString& note : session->notes)
+        printLine(stderr, QStringLiteral("note: %1").arg(note));
+    if (!options.quiet)
+        tellMessages(simulator);
+    const ReplayPlan& plan = *simulator.replay();
+    const QString description =
+        QStringLiteral("replay of %1: %2 requests, %3 different ones")
+            .arg(options.replays.join(QStringLiteral(", ")), QString::number(plan.recordedCount()),
+                 QString::number(plan.differentCount()));
+    return serve(simulator, options, description, [&plan] {
+        return QStringLiteral("%1 requests, %2 of them never recorded")
+            .arg(plan.requestCount())
+            .arg(plan.unknownCount());
+    });
+}
+
 int run(const SimulatorOptions& options)
 {
     QStringList errors;
@@ -86,12 +178,8 @@ int run(const SimulatorOptions& options)
 
     Simulator simulator(device->configuration, options.profile);
     printNotes(*device, simulator, options);
-    if (!options.quiet) {
-        QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
-            const QString time = QLocale::c().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss.zzz"));
-            printLine(stderr, QStringLiteral("%1 %2").arg(time, text));
-        });
-    }
+    if (!options.quiet)
+        tellMessages(simulator);
     simulator.setUnitId(device->link.unitId);
     simulator.setAddressOffset(device->link.addressOffset);
     simulator.setPace(options.pace);
@@ -104,23 +192,9 @@ int run(const SimulatorOptions& options)
     for (const Fault& fault : options.faults)
         simulator.faults().add(fault);
 
-    TerminationSignal termination;
-    QObject::connect(&termination, &TerminationSignal::received, qApp, &QCoreApplication::quit);
-
-    QString error;
-    const QStringList places = listen(simulator, options, &error);
-    if (places.isEmpty()) {
-        printLine(stderr, error);
-        return c_failure;
-    }
-    for (const QString& place : places) {
-        printLine(stdout, QStringLiteral("listening on %1, %2, %3")
-                              .arg(place, device->link.toText(), options.profile.title()));
-    }
-    const int result = QCoreApplication::exec();
-    if (!options.quiet)
-        printLine(stdout, summary(simulator));
-    return result;
+    return serve(simulator, options,
+                 QStringLiteral("%1, %2").arg(device->link.toText(), options.profile.title()),
+                 [&simulator] { return summary(simulator); });
 }
 
 } // namespace
@@ -133,5 +207,7 @@ int main(int argc, char* argv[])
     const QCoreApplication application(argc, argv);
     int exitCode = 0;
     const auto options = parseCommandLine(arguments, &exitCode);
-    return options ? run(*options) : exitCode;
+    if (!options)
+        return exitCode;
+    return options->replays.isEmpty() ? run(*options) : replay(*options);
 }

@@ -68,6 +68,13 @@ void SerialRelay::handleRequest(const QByteArray& frame)
     const auto function = static_cast<quint8>(frame[1]);
     if (m_silent)
         return;
+    if (m_context.replay) {
+        if (m_queue.count() >= c_mostWaiting)
+            return;
+        const auto recorded = m_context.replay(frame.left(frame.size() - 2), std::nullopt);
+        m_queue.add(recorded ? *recorded : Delivery::whole(rtuExceptionAnswer(frame, c_neverRecorded)));
+        return;
+    }
     if (unit == c_broadcastUnit) {
         // Carried out by all, answered by none.
         m_inner->write(frame);

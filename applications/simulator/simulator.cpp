@@ -2,6 +2,7 @@
 
 #include "applications/simulator/paced_line.h"
 #include "applications/simulator/pseudo_terminal.h"
+#include "applications/simulator/replay_plan.h"
 #include "applications/simulator/serial_relay.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulated_server.h"
@@ -59,10 +60,12 @@ public:
         , tightening(controller)
     {}
 
-    bool isOff() const { return isDown || plan.isRefusing(); }
+    bool isOff() const { return isDown || isAway || plan.isRefusing(); }
     void applyState();
     void goDown(int milliseconds);
     bool serve(std::unique_ptr<QIODevice> line, QString* error);
+    std::optional<Delivery> replayed(const QByteArray& request, std::optional<quint16> transaction);
+    void goAway(int milliseconds);
 
     Simulator* q;
     SimulatedController controller;
@@ -72,7 +75,12 @@ public:
     std::unique_ptr<SimulatedServer<QModbusTcpServer>> tcpServer;
     std::unique_ptr<TcpRelay> tcpRelay;
     std::vector<SerialTransport> serial;
+    std::unique_ptr<ReplayPlan> replay;
+    double replaySpeed = 1;
+    // The recorded controller refused connections.
+    bool isAway = false;
     QTimer backUp;
+    QTimer backAgain;
     bool isDown = false;
     int pace = 0;
 };
@@ -93,6 +101,43 @@ void Simulator::Private::goDown(int milliseconds)
         tcpRelay->dropClients();
     backUp.start(milliseconds);
     Q_EMIT q->message(QStringLiteral("controller down for %1 ms").arg(milliseconds));
+}
+
+std::optional<Delivery> Simulator::Private::replayed(const QByteArray& request,
+                                                     std::optional<quint16> transaction)
+{
+    const ReplayPlan::Step step = replay->next(request);
+    if (step.exchange == nullptr) {
+        if (step.isNews)
+            Q_EMIT q->message(QStringLiteral("never recorded: %1; refused with exception %2")
+                                  .arg(requestText(request))
+                                  .arg(c_neverRecorded));
+        return std::nullopt;
+    }
+    if (step.isNews)
+        Q_EMIT q->message(QStringLiteral("%1 was recorded %2 times: it gets its last answer from now on")
+                              .arg(requestText(request))
+                              .arg(step.count));
+    if (step.exchange->refusal && !step.isRepeated)
+        goAway(*step.exchange->refusal);
+    return deliveryOf(*step.exchange, transaction, replaySpeed);
+}
+
+// Connections that there are stay. Queued: the relay that calls is in the middle of a request.
+void Simulator::Private::goAway(int milliseconds)
+{
+    const int time = scaledTime(milliseconds, replaySpeed);
+    if (time == 0)
+        return;
+    QMetaObject::invokeMethod(
+        q,
+        [this, time] {
+            isAway = true;
+            applyState();
+            if (time > 0)
+                backAgain.start(time);
+        },
+        Qt::QueuedConnection);
 }
 
 bool Simulator::Private::serve(std::unique_ptr<QIODevice> line, QString* error)
@@ -138,6 +183,12 @@ Simulator::Simulator(const QJsonObject& deviceConfiguration, const ControllerPro
             this, [this, milliseconds] { d->goDown(milliseconds); }, Qt::QueuedConnection);
     };
     d->plan.setRefusalObserver([this] { d->applyState(); });
+    d->backAgain.setSingleShot(true);
+    d->backAgain.setTimerType(Qt::PreciseTimer);
+    connect(&d->backAgain, &QTimer::timeout, this, [this] {
+        d->isAway = false;
+        d->applyState();
+    });
     d->backUp.setSingleShot(true);
     d->backUp.setTimerType(Qt::PreciseTimer);
     connect(&d->backUp, &QTimer::timeout, this, [this] {
@@ -246,6 +297,20 @@ void Simulator::setPace(int baudRate)
     d->pace = baudRate;
 }
 
+void Simulator::setReplay(const RecordedSession& session, double speed)
+{
+    d->replay = std::make_unique<ReplayPlan>(session);
+    d->replaySpeed = speed;
+    d->context.replay = [this](const QByteArray& request, std::optional<quint16> transaction) {
+        return d->replayed(request, transaction);
+    };
+}
+
+const ReplayPlan* Simulator::replay() const
+{
+    return d->replay.get();
+}
+
 void Simulator::restart(int milliseconds)
 {
     d->goDown(milliseconds);
@@ -254,7 +319,9 @@ void Simulator::restart(int milliseconds)
 void Simulator::close()
 {
     d->backUp.stop();
+    d->backAgain.stop();
     d->isDown = false;
+    d->isAway = false;
     d->tcpRelay.reset();
     d->tcpServer.reset();
     d->serial.clear();

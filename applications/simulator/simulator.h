@@ -9,7 +9,9 @@
 
 #include <memory>
 
+class ReplayPlan;
 class SimulatedController;
+struct RecordedSession;
 class TighteningCycles;
 
 // A controller that is not there: the register model and identification of one profile, reachable
@@ -46,6 +48,11 @@ public:
     // The controller goes down for so long (ms): clients are dropped, new ones refused, the serial
     // line is silent. Registers keep their values.
     void restart(int milliseconds);
+    // From now on it is the controller of which the session was recorded, `speed` times as fast; 0:
+    // everything at once. Registers, faults and unit have no meaning then.
+    void setReplay(const RecordedSession& session, double speed);
+    // Null when nothing is replayed.
+    const ReplayPlan* replay() const;
     // Drops every client and closes every transport.
     void close();
 

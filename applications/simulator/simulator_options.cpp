@@ -71,6 +71,8 @@ struct Given
     std::string serialDevice;
     std::string parity = "even";
     std::vector<std::string> faults;
+    std::vector<std::string> replays;
+    std::string replaySpeed = "1";
     std::optional<quint16> port;
     bool listProfiles = false;
     bool listFaults = false;
@@ -134,6 +136,55 @@ void addState(CLI::App& app, SimulatorOptions& options, Given& given)
         ->capture_default_str();
 }
 
+// How many times as fast; 0 for "instant", less for what is no speed.
+double speedOf(const std::string& text)
+{
+    constexpr double c_least = 0.01;
+    constexpr double c_most = 1000;
+    if (text == "instant")
+        return 0;
+    bool isNumber = false;
+    const double speed = QString::fromStdString(text).toDouble(&isNumber);
+    return isNumber && speed >= c_least && speed <= c_most ? speed : -1;
+}
+
+std::string checkSpeed(const std::string& text)
+{
+    return speedOf(text) < 0
+               ? "\"" + text + "\" is no speed: needed is a number from 0.01 to 1000, or instant"
+               : std::string();
+}
+
+void addReplay(CLI::App& app, Given& given)
+{
+    auto* replay =
+        app.add_option("--replay", given.replays,
+                       "Be the controller whose session mdc-bench --record FILE recorded; several\n"
+                       "are replayed one behind the other")
+            ->type_name("FILE")
+            ->expected(1)
+            ->take_all();
+    app.add_option("--replay-speed", given.replaySpeed,
+                   "So many times as fast as it was recorded, or instant")
+        ->needs(replay)
+        ->type_name("N|instant")
+        ->check(CLI::Validator(checkSpeed, ""))
+        ->capture_default_str();
+}
+
+// What a recorded controller is says its record.
+void refuseBesideReplay(const CLI::App& app, const Given& given)
+{
+    if (given.replays.empty())
+        return;
+    for (const char* const option :
+         {"--config", "--object", "--profile", "--unit", "--address-offset", "--plugins", "--pace", "--fault",
+          "--motor-run", "--alarm", "--torque-unit", "--tightening-interval", "--event-count"}) {
+        if (app.count(option) > 0)
+            throw CLI::ExcludesError("--replay", option);
+    }
+}
+
 void take(const Given& given, SimulatorOptions& options)
 {
     options.configuration = QString::fromStdString(given.configuration);
@@ -144,6 +195,9 @@ void take(const Given& given, SimulatorOptions& options)
     options.parity = static_cast<char>(std::toupper(static_cast<unsigned char>(given.parity.front())));
     for (const std::string& text : given.faults)
         options.faults.append(*Fault::parse(QString::fromStdString(text)));
+    for (const std::string& file : given.replays)
+        options.replays.append(QString::fromStdString(file));
+    options.replaySpeed = speedOf(given.replaySpeed);
     if (given.port || (!options.pseudoTerminal && given.serialDevice.empty()))
         options.port = given.port.value_or(c_defaultPort);
 }
@@ -161,6 +215,7 @@ std::optional<SimulatorOptions> parseCommandLine(const QStringList& arguments, i
     addController(app, options, given);
     addTransports(app, options, given);
     addState(app, options, given);
+    addReplay(app, given);
     app.add_flag("--quiet", options.quiet, "Print nothing but where it listens, and errors");
     app.add_flag("--list-profiles", given.listProfiles, "List the profiles and end");
     app.add_flag("--list-faults", given.listFaults, "List the faults and end");
@@ -170,6 +225,7 @@ std::optional<SimulatorOptions> parseCommandLine(const QStringList& arguments, i
         reversed.push_back(it->toStdString());
     try {
         app.parse(reversed);
+        refuseBesideReplay(app, given);
     } catch (const CLI::ParseError& error) {
         const int code = app.exit(error, std::cout, std::cerr);
         *exitCode = code == 0 ? 0 : c_usageError;

@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -30,6 +31,9 @@ struct SimulatorOptions
     quint16 torqueUnit = 0;
     int tighteningInterval = 0; // ms; 0: no tightening
     quint16 eventCount = 0;
+    // Sessions that were recorded, one behind the other; empty: the controller is a simulated one.
+    QStringList replays;
+    double replaySpeed = 1; // 0: everything at once
     bool quiet = false;
 };
 

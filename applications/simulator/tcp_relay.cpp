@@ -110,6 +110,13 @@ void TcpRelayClient::handleRequest(const QByteArray& frame)
 {
     const auto function = static_cast<quint8>(frame[c_functionOffset]);
     const int unit = static_cast<quint8>(frame[c_unitOffset]);
+    if (m_context.replay) {
+        const auto transaction =
+            static_cast<quint16>(static_cast<quint8>(frame[0]) << 8 | static_cast<quint8>(frame[1]));
+        const auto recorded = m_context.replay(frame.mid(c_unitOffset), transaction);
+        m_queue.add(recorded ? *recorded : Delivery::whole(tcpExceptionAnswer(frame, c_neverRecorded)));
+        return;
+    }
     if (unit != m_context.unitId) {
         // The controller does not hear of it, nor does it count: this is a gateway's word.
         m_context.message(QStringLiteral("client %1 asks for unit %2, this is unit %3: exception %4")

@@ -3,9 +3,11 @@
 #include "tests/support/sample_folder.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
@@ -31,6 +33,8 @@ private Q_SLOTS:
     void programFollowsTheDriver();
     void programRefuses_data();
     void programRefuses();
+    void programReplays_data();
+    void programReplays();
     void programLists();
     void acceptsAgain(); // docs/security.md
 };
@@ -344,6 +348,20 @@ void TestSimulatorProgram::programRefuses_data()
                                    << "/dev/no-such-line";
     QTest::newRow("configuration") << QStringList{"--config", "no/such/bench.json"} << 1
                                    << "no/such/bench.json";
+    QTest::newRow("no record") << QStringList{"--replay", "no/such.rec"} << 1
+                               << "no/such.rec cannot be replayed: No such file";
+    QTest::newRow("no record at all")
+        << QStringList{"--replay", QStringLiteral(MDC_SOURCE_DIRECTORY "/README.md")} << 1
+        << "README.md cannot be replayed: line 1: it does not begin with a date";
+    QTest::newRow("speed alone") << QStringList{"--replay-speed", "2"} << 2 << "--replay";
+    QTest::newRow("no speed") << QStringList{"--replay", "x", "--replay-speed", "fast"} << 2
+                              << "\"fast\" is no speed";
+    QTest::newRow("speed 0") << QStringList{"--replay", "x", "--replay-speed", "0"} << 2
+                             << "\"0\" is no speed";
+    for (const char* const option : {"--profile=bm-gen2", "--config=x", "--unit=3", "--fault=lost",
+                                     "--alarm=1", "--motor-run", "--event-count=1"})
+        QTest::addRow("a replay with %s", option)
+            << QStringList{"--replay", "x", option} << 2 << QString(option).section('=', 0, 0);
     QTest::newRow("object") << QStringList{"--object", "left"} << 1 << "no device \"left\"; there is mdc";
 }
 
@@ -359,6 +377,111 @@ void TestSimulatorProgram::programRefuses()
     QCOMPARE(program.exitCode(), exitCode);
     QVERIFY2(messages.contains(message), qPrintable(messages));
     QCOMPARE(program.readAllStandardOutput(), QByteArray());
+}
+
+void TestSimulatorProgram::programReplays_data()
+{
+    QTest::addColumn<QByteArray>("transport");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("error"); // empty: it listens
+    QTest::newRow("tcp") << QByteArray("tcp") << QStringList{"--port", "0"} << "";
+    QTest::newRow("rtu") << QByteArray("rtu") << QStringList{"--pty"} << "";
+    QTest::newRow("tcp on a line") << QByteArray("tcp") << QStringList{"--pty"}
+                                   << "was recorded over TCP: it cannot be replayed with --pty or --serial";
+    QTest::newRow("tcp on both") << QByteArray("tcp") << QStringList{"--pty", "--port", "0"}
+                                 << "was recorded over TCP";
+    QTest::newRow("rtu over TCP") << QByteArray("rtu") << QStringList()
+                                  << "was recorded on a serial line: replay it with --pty or --serial DEV";
+    QTest::newRow("rtu on both") << QByteArray("rtu") << QStringList{"--pty", "--port", "0"}
+                                 << "was recorded on a serial line";
+}
+
+// The controller of a record: the answers in their order, the last one again, a refusal of what it has never
+// seen, and what it has to say of all this.
+void TestSimulatorProgram::programReplays()
+{
+    QFETCH(QByteArray, transport);
+    QFETCH(QStringList, options);
+    QFETCH(QString, error);
+    const bool isTcp = transport == "tcp";
+    const QByteArray answers[] = {"00 05 00 00 00 05 01 03 02 00 01", "00 06 00 00 00 05 01 03 02 00 02"};
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("session %2.rec");
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("2026-03-01 09:30:00.000 record 1 test\n2026-03-01 09:30:00.000 open " + transport + '\n');
+    for (int i = 0; i < 2; ++i) {
+        const QByteArray second = "2026-03-01 09:30:0" + QByteArray::number(i + 1);
+        const QByteArray line =
+            withChecksum(QByteArray::fromHex("01 03 02 00 0" + QByteArray::number(i + 1))).toHex(' ');
+        file.write(second + ".000 tx 01 03 18 39 00 01\n" + second + ".150 rx " +
+                   (isTcp ? answers[i] : line) + '\n');
+    }
+    file.close();
+
+    QProcess program;
+    program.start(QStringLiteral(SIMULATOR), QStringList{"--replay", path} + options);
+    QVERIFY(program.waitForStarted());
+    QByteArray output;
+    QByteArray messages;
+    const auto isListening = [&] {
+        output += program.readAllStandardOutput();
+        messages += program.readAllStandardError();
+        return output.contains('\n') || program.state() == QProcess::NotRunning;
+    };
+    QTRY_VERIFY2(isListening(), messages.constData());
+    if (!error.isEmpty()) {
+        QTRY_COMPARE(program.state(), QProcess::NotRunning);
+        messages += program.readAllStandardError();
+        QCOMPARE(program.exitCode(), 1);
+        QVERIFY2(messages.contains(error.toUtf8()) && messages.contains(path.toUtf8()), messages.constData());
+        return;
+    }
+    QVERIFY2(output.endsWith(", replay of " + path.toUtf8() + ": 2 requests, 1 different ones\n"),
+             output.constData());
+    const QString place = QString::fromUtf8(output).section(' ', 2, 2).remove(',');
+    const QByteArray known = QByteArray::fromHex("01 03 18 39 00 01");
+    const QByteArray strange = QByteArray::fromHex("01 06 17 71 00 01");
+    QStringList received;
+    QElapsedTimer clock;
+    const auto ask = [&](const QByteArray& request, int transaction) {
+        if (isTcp) {
+            RawClient client(place.section(':', 1).toUShort());
+            QByteArray head = QByteArray::fromHex("0000 0000 0006");
+            head[1] = static_cast<char>(transaction);
+            client.send(head + request);
+            QTRY_VERIFY(client.received().size() >= 18);
+            received.append(QString::fromLatin1(client.received().mid(12)));
+            QCOMPARE(client.received().left(4).toInt(nullptr, 16), transaction);
+            return;
+        }
+        openLine(place);
+        m_fromLine.clear();
+        m_line->write(withChecksum(request));
+        const bool isKnown = request == known;
+        QTRY_VERIFY(m_fromLine.size() >= (isKnown ? 7 : 5));
+        received.append(QString::fromLatin1(m_fromLine.toHex().chopped(4)));
+        m_line.reset();
+    };
+    clock.start();
+    ask(known, 7);
+    QVERIFY2(clock.elapsed() >= 150, "an answer came sooner than it did");
+    for (const int transaction : {8, 9, 10})
+        ask(known, transaction);
+    ask(strange, 11);
+    ask(strange, 12);
+    QCOMPARE(received,
+             (QStringList{"0103020001", "0103020002", "0103020002", "0103020002", "018602", "018602"}));
+    QCOMPARE(::kill(static_cast<pid_t>(program.processId()), SIGTERM), 0);
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.readAllStandardOutput(), QByteArray("6 requests, 2 of them never recorded\n"));
+    messages += program.readAllStandardError();
+    QVERIFY2(messages.count("never recorded: function 0x06, register 6001 on the wire, count 1, unit 1 "
+                            "(01 06 17 71 00 01); refused with exception 2\n") == 1,
+             messages.constData());
+    QVERIFY2(messages.count("was recorded 2 times: it gets its last answer from now on") == 1,
+             messages.constData());
 }
 
 void TestSimulatorProgram::programLists()
