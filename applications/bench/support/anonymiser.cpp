@@ -8,11 +8,20 @@
 
 #include <algorithm>
 
+// What words are made of, and what joins some of them to one.
+struct WordRule
+{
+    bool (*isPart)(QChar);
+    const char* separators;
+};
+
 namespace {
 
 using Options = QRegularExpression::PatternOptions;
 
 constexpr int c_shortestKnownSerial = 4;
+
+const QString c_thisComputer = QStringLiteral("localhost");
 
 // A text that could be a serial number: there is a digit in it.
 const QString c_serial = QStringLiteral("((?=[A-Za-z0-9.-]*[0-9])[A-Za-z0-9](?:[A-Za-z0-9.-]*[A-Za-z0-9])?)");
@@ -33,18 +42,20 @@ const QList<QRegularExpression>& serialPlaces()
     static const QList<QRegularExpression> c_places{
         pattern(
             QStringLiteral("\"(?:screwdriverSN|serial|(?:controller|driver|device)?_?serial_?(?:number|no)?|"
-                           "sn)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.)+)\""),
+                           "sn)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.){1,500}+)\""),
             c_anyCase),
-        pattern(QStringLiteral("\"id\"\\s*:\\s*\"screwdriverSN\"[^{}]*?\"value\"\\s*:\\s*\"?([^\",{}\\s]+)"),
+        pattern(QStringLiteral(
+                    "\"id\"\\s*:\\s*\"screwdriverSN\"[^{}]{0,300}?\"value\"\\s*:\\s*\"?([^\",{}\\s]+)"),
                 c_anyCase),
-        pattern(QStringLiteral("^\\s*Driver serial\\s*[,;]\\s*\"?([^\",;\\r\\n]+)"), c_anyCase | c_lines),
+        pattern(QStringLiteral("^[ \\t]*Driver serial[ \\t]*[,;][ \\t]*\"?([^\",;\\r\\n]+)"),
+                c_anyCase | c_lines),
         pattern(QStringLiteral("^(?:sequence|event|gap|reset),[^,\\n]*,\"?([^\",\\r\\n]+)"), c_lines),
         pattern(
             QStringLiteral("(?<![A-Za-z])(?:serial(?:[ _-]?(?:numbers?|no\\.?|nr\\.?))?|s/n|screwdriverSN)"
                            "(?![A-Za-z0-9-])[\"']?\\s*(?:is|was|of|[:=,#])?\\s*[\"']?") +
                 c_serial,
             c_anyCase),
-        pattern(QStringLiteral("serial[^\\n]*?\\b(?:instead of|controller has|was)\\s+") + c_serial,
+        pattern(QStringLiteral("serial[^\\n]{0,100}?\\b(?:instead of|controller has|was)\\s+") + c_serial,
                 c_anyCase)};
     return c_places;
 }
@@ -52,9 +63,10 @@ const QList<QRegularExpression>& serialPlaces()
 // Members of a configuration that hold an address, group 1.
 const QRegularExpression& addressPlaces()
 {
-    static const QRegularExpression c_places = pattern(
-        QStringLiteral("\"(?:host|host_?name|server|serial_?port)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.)+)\""),
-        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression c_places =
+        pattern(QStringLiteral(
+                    "\"(?:host|host_?name|server|serial_?port)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.){1,500}+)\""),
+                QRegularExpression::CaseInsensitiveOption);
     return c_places;
 }
 
@@ -120,6 +132,40 @@ QRegularExpression anyOf(QStringList texts, const QString& before, const QString
                    options);
 }
 
+bool isSerialPart(QChar one)
+{
+    return one.unicode() < 0x80 && one.isLetterOrNumber();
+}
+
+bool isHostPart(QChar one)
+{
+    return one.isLetterOrNumber() || one == QLatin1Char('_') || one == QLatin1Char('-');
+}
+
+// Where the word at `begin` ends, and it with those that follow: a serial number has dots, a host's name too.
+// One that is longer than anything known is not looked at.
+constexpr int c_longestWord = 500;
+
+QList<int> wordEnds(const QString& text, int begin, const WordRule& rule)
+{
+    constexpr int c_mostParts = 16;
+    QList<int> ends;
+    int end = begin;
+    while (ends.size() < c_mostParts) {
+        while (end < text.size() && rule.isPart(text.at(end)))
+            ++end;
+        if (ends.isEmpty() || end - begin <= c_longestWord)
+            ends.append(end);
+        else
+            break;
+        if (end + 1 >= text.size() || !QLatin1String(rule.separators).contains(text.at(end)) ||
+            !rule.isPart(text.at(end + 1)))
+            break;
+        ++end;
+    }
+    return ends;
+}
+
 // A path however its parts are separated, as in JSON "C:\\Users".
 QString pathPattern(const QString& path)
 {
@@ -152,6 +198,13 @@ bool isBare(const QString& text, int begin, int end)
         ++end;
     return begin > 0 && end < text.size() && QStringLiteral("[:,").contains(text.at(begin - 1)) &&
            QStringLiteral("]},").contains(text.at(end));
+}
+
+// What stands for a bare number of JSON has to be a text.
+QString quotedNumber(const QString& placeholder, const QString& value, bool isBare)
+{
+    const bool isNumber = std::all_of(value.cbegin(), value.cend(), [](QChar one) { return one.isDigit(); });
+    return isBare && isNumber ? QLatin1Char('"') + placeholder + QLatin1Char('"') : placeholder;
 }
 
 // The bytes of a serial number as the identification has them: two digits each, the last ones first, or
@@ -195,9 +248,20 @@ Anonymiser::Anonymiser(const ComputerIdentity& computer)
 
 void Anonymiser::knowSerial(const QString& serial)
 {
+    // Of so many the bytes are looked for: those that controllers have told are known first.
+    constexpr int c_mostInBytes = 100;
     const QString known = serial.trimmed();
-    if (!known.isEmpty() && !isPlaceholder(known) && !m_serials.contains(known))
-        m_serials.append(known);
+    const bool hasDigit = std::any_of(known.cbegin(), known.cend(), [](QChar one) { return one.isDigit(); });
+    if (!hasDigit || known.size() < c_shortestKnownSerial || isPlaceholder(known) ||
+        m_serials.contains(known))
+        return;
+    m_serials.insert(known);
+    QStringList hex;
+    const QByteArray coded = bytesOf(known);
+    for (const char byte : coded)
+        hex.append(QString::fromLatin1(QByteArray(1, byte).toHex()));
+    if (!hex.isEmpty() && m_bytes.size() < c_mostInBytes)
+        m_bytes.append(hex.join(QStringLiteral("[ :,]?")));
 }
 
 void Anonymiser::knowAddress(const QString& address)
@@ -211,15 +275,15 @@ void Anonymiser::knowAddress(const QString& address)
     if (isPlaceholder(known))
         return;
     if (c_isPort.match(known).hasMatch()) {
-        if (!m_ports.contains(known))
+        constexpr int c_mostPorts = 100;
+        if (!m_ports.contains(known) && m_ports.size() < c_mostPorts)
             m_ports.append(known);
         return;
     }
-    known.remove(c_number);
+    known = known.remove(c_number).toLower();
     // Others are known by their form; this one tells nobody apart.
-    if (known.size() > 1 && known.compare(QLatin1String("localhost"), Qt::CaseInsensitive) != 0 &&
-        !m_hosts.contains(known, Qt::CaseInsensitive))
-        m_hosts.append(known);
+    if (known.size() > 1 && known != c_thisComputer)
+        m_hosts.insert(known);
 }
 
 void Anonymiser::learn(const QString& text)
@@ -240,11 +304,11 @@ QString Anonymiser::placeholder(Kind kind, const QString& value) const
                                              {Kind::Port, QStringLiteral("port-%1")},
                                              {Kind::Home, QStringLiteral("home-%1")},
                                              {Kind::User, QStringLiteral("user-%1")}};
-    QStringList& met = m_met[kind];
+    QHash<QString, int>& met = m_met[kind];
     const QString key = kind == Kind::Serial ? value.trimmed() : value.toLower();
     if (!met.contains(key))
-        met.append(key);
-    return c_names.value(kind).arg(met.indexOf(key) + 1);
+        met.insert(key, met.size() + 1);
+    return c_names.value(kind).arg(met.value(key));
 }
 
 Anonymiser::Placeholder Anonymiser::numbered(Kind kind) const
@@ -268,10 +332,9 @@ void Anonymiser::replaceEach(ReplacedText& text, const QRegularExpression& patte
         QString instead = isPlaceholder(value) ? QString() : placeholder(match);
         if (instead.isNull())
             continue;
-        const bool isNumber =
-            std::all_of(value.cbegin(), value.cend(), [](QChar one) { return one.isDigit(); });
-        if (isJson && isNumber && isBare(text.text, match.capturedStart(group), match.capturedEnd(group)))
-            instead = QLatin1Char('"') + instead + QLatin1Char('"');
+        instead =
+            quotedNumber(instead, value,
+                         isJson && isBare(text.text, match.capturedStart(group), match.capturedEnd(group)));
         result += text.text.midRef(end, match.capturedStart(group) - end);
         result += instead;
         end = match.capturedEnd(group);
@@ -279,6 +342,35 @@ void Anonymiser::replaceEach(ReplacedText& text, const QRegularExpression& patte
     }
     if (end > 0)
         text.text = result + text.text.mid(end);
+}
+
+template <typename Accept>
+void Anonymiser::replaceWords(ReplacedText& text, const WordRule& rule, Kind kind,
+                              const Accept& accepts) const
+{
+    const bool isJson = isInJson(text.text);
+    QString result;
+    int done = 0;
+    for (int at = 0; at < text.text.size();) {
+        if (!rule.isPart(text.text.at(at))) {
+            ++at;
+            continue;
+        }
+        const QList<int> ends = wordEnds(text.text, at, rule);
+        const auto end =
+            std::find_if(ends.crbegin(), ends.crend(), [&](int candidate) { return accepts(at, candidate); });
+        if (end == ends.crend()) {
+            at = ends.constFirst();
+            continue;
+        }
+        const QString value = text.text.mid(at, *end - at);
+        result += text.text.midRef(done, at - done);
+        result += quotedNumber(placeholder(kind, value), value, isJson && isBare(text.text, at, *end));
+        at = done = *end;
+        ++text.replaced;
+    }
+    if (done > 0)
+        text.text = result + text.text.mid(done);
 }
 
 void Anonymiser::replaceLabelledSerials(ReplacedText& text) const
@@ -297,15 +389,15 @@ void Anonymiser::replaceFolders(ReplacedText& text) const
 {
     // Whose home is the root of the file system has none.
     if (m_computer.homeFolder.size() > 1)
-        replaceEach(
-            text,
-            pattern(QStringLiteral("(?<![\\w.-])%1(?![\\w-]|\\.\\w)").arg(pathPattern(m_computer.homeFolder)),
-                    QRegularExpression::CaseInsensitiveOption),
-            [this](const QRegularExpressionMatch&) {
-                return placeholder(Kind::Home, m_computer.homeFolder);
-            });
+        replaceEach(text,
+                    pattern(QStringLiteral("(?<![\\w.\\-/\\\\])%1(?![\\w-]|\\.\\w)")
+                                .arg(pathPattern(m_computer.homeFolder)),
+                            QRegularExpression::CaseInsensitiveOption),
+                    [this](const QRegularExpressionMatch&) {
+                        return placeholder(Kind::Home, m_computer.homeFolder);
+                    });
     static const QRegularExpression c_unixUser =
-        pattern(QStringLiteral("(?<![\\w.-])/+(?:home|Users)/+([^\\\\/\\s\"':,;<>|]+)"));
+        pattern(QStringLiteral("(?<![\\w.\\-/])/+(?:home|Users)/+([^\\\\/\\s\"':,;<>|]+)"));
     static const QRegularExpression c_windowsUser =
         pattern(QStringLiteral(
                     "(?<!\\w)[A-Z]:[\\\\/]+(?:Users|Documents and Settings)[\\\\/]+([^\\\\/\"':,;<>|\\r\\n]+"
@@ -347,40 +439,37 @@ void Anonymiser::replaceAddresses(ReplacedText& text) const
         return isIpv6(match.captured()) ? placeholder(Kind::Host, match.captured()) : QString();
     });
     replaceEach(text, c_ipv4, numbered(Kind::Host));
-    if (!m_hosts.isEmpty())
-        replaceEach(text,
-                    anyOf(m_hosts, QStringLiteral("[\\w-]"), QStringLiteral("[\\w-]"),
-                          QRegularExpression::CaseInsensitiveOption),
-                    numbered(Kind::Host));
+    replaceWords(text, {&isHostPart, "."}, Kind::Host, [&](int begin, int end) {
+        return m_hosts.contains(text.text.mid(begin, end - begin).toLower());
+    });
+    // What has no form that is known from elsewhere.
+    static const QRegularExpression c_done(QStringLiteral("(?:host|port)-\\d"));
+    replaceEach(text, addressPlaces(), [this](const QRegularExpressionMatch& match) {
+        const QString value = match.captured(1);
+        return value.contains(c_done) || value.toLower() == c_thisComputer ? QString()
+                                                                           : placeholder(Kind::Host, value);
+    });
 }
 
 void Anonymiser::replaceSerials(ReplacedText& text) const
 {
-    QStringList known;
-    QStringList bytes;
-    for (const QString& serial : m_serials) {
-        const bool hasDigit =
-            std::any_of(serial.cbegin(), serial.cend(), [](QChar one) { return one.isDigit(); });
-        if (hasDigit && serial.size() >= c_shortestKnownSerial)
-            known.append(serial);
-        QStringList hex;
-        const QByteArray coded = bytesOf(serial);
-        for (const char byte : coded)
-            hex.append(QString::fromLatin1(QByteArray(1, byte).toHex()));
-        if (!hex.isEmpty())
-            bytes.append(hex.join(QStringLiteral("[ :,]?")));
-    }
     // No part of a longer number, nor of a fraction.
-    if (!known.isEmpty())
-        replaceEach(text,
-                    anyOf(known, QStringLiteral("[A-Za-z0-9]"), QStringLiteral("[A-Za-z0-9]|\\.\\d"), {}),
-                    numbered(Kind::Serial));
-    if (!bytes.isEmpty())
-        replaceEach(text, pattern(bytes.join(QLatin1Char('|')), QRegularExpression::CaseInsensitiveOption),
-                    [](const QRegularExpressionMatch& match) {
-                        static const QRegularExpression c_byte(QStringLiteral("[0-9A-Fa-f]{2}"));
-                        return match.captured().replace(c_byte, QStringLiteral("xx"));
-                    });
+    replaceWords(text, {&isSerialPart, ".-"}, Kind::Serial, [&](int begin, int end) {
+        const bool isFraction = end + 1 < text.text.size() && text.text.at(end) == QLatin1Char('.') &&
+                                text.text.at(end + 1).isDigit();
+        return !isFraction && m_serials.contains(text.text.mid(begin, end - begin));
+    });
+}
+
+void Anonymiser::replaceBytes(ReplacedText& text) const
+{
+    if (m_bytes.isEmpty())
+        return;
+    replaceEach(text, pattern(m_bytes.join(QLatin1Char('|')), QRegularExpression::CaseInsensitiveOption),
+                [](const QRegularExpressionMatch& match) {
+                    static const QRegularExpression c_byte(QStringLiteral("[0-9A-Fa-f]{2}"));
+                    return match.captured().replace(c_byte, QStringLiteral("xx"));
+                });
 }
 
 ReplacedText Anonymiser::replaced(const QString& text) const
@@ -390,5 +479,6 @@ ReplacedText Anonymiser::replaced(const QString& text) const
     replaceFolders(result);
     replaceAddresses(result);
     replaceSerials(result);
+    replaceBytes(result);
     return result;
 }

@@ -2,7 +2,9 @@
 
 #include "applications/bench/support/masked_trace.h"
 
+#include <QHash>
 #include <QMap>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -10,6 +12,7 @@
 
 class QRegularExpression;
 class QRegularExpressionMatch;
+struct WordRule;
 
 // Whose computer it is that texts come from; what is empty is not known.
 struct ComputerIdentity
@@ -55,14 +58,19 @@ private:
     void replaceFolders(ReplacedText& text) const;
     void replaceAddresses(ReplacedText& text) const;
     void replaceSerials(ReplacedText& text) const;
+    // Each word, or words in a row, that `accepts` says of its beginning and end.
+    template <typename Accept>
+    void replaceWords(ReplacedText& text, const WordRule& rule, Kind kind, const Accept& accepts) const;
+    void replaceBytes(ReplacedText& text) const;
     // Replaces group 1 of each match, or the match when the pattern has no group.
     static void replaceEach(ReplacedText& text, const QRegularExpression& pattern,
                             const Placeholder& placeholder);
 
     const ComputerIdentity m_computer;
-    QStringList m_serials;
-    QStringList m_hosts;
+    QSet<QString> m_serials;
+    QSet<QString> m_hosts; // in lower case
     QStringList m_ports;
+    QStringList m_bytes; // patterns of serial numbers in bytes
     // Numbers of what has been met, by kind and value.
-    mutable QMap<Kind, QStringList> m_met;
+    mutable QMap<Kind, QHash<QString, int>> m_met;
 };

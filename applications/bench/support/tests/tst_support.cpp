@@ -194,6 +194,10 @@ private Q_SLOTS:
             "serial serial-1, backup_serial-1.csv");
         add("in bytes", "serial 1907150042: 2A000F0713, 2a 00 0f 07 13",
             "serial serial-1: xxxxxxxxxx, xx xx xx xx xx");
+        add("an address of another form", R"({"host": "two words", "server": "a/b", "x": "two words"})",
+            R"({"host": "host-1", "server": "host-2", "x": "two words"})");
+        add("a serial number of letters", R"({"serial": "none", "x": "none"})",
+            R"({"serial": "serial-1", "x": "none"})");
         add("done already", R"({"serial": "serial-1"} host-1)", R"({"serial": "serial-1"} host-1)");
     }
 
@@ -206,6 +210,32 @@ private Q_SLOTS:
         const ReplacedText replaced = anonymiser.replaced(text);
         QCOMPARE(replaced.text, expected);
         QVERIFY((replaced.replaced == 0) == (text == expected) || text.contains("\\u"));
+    }
+
+    void hostileTexts_data()
+    {
+        QTest::addColumn<QByteArray>("piece");
+        for (const char* const piece :
+             {"serial ", "\n", "/", "\\", "a:", "1.", "\"serial\":\"", "\"host\":\"\\",
+              "{\"id\":\"screwdriverSN\"", " ", "x", "serial 1234567 "})
+            QTest::newRow(piece) << QByteArray(piece);
+    }
+
+    // Whatever stands before it, an address is found, and in a time that grows with the text: with its square
+    // it would be hours.
+    void hostileTexts()
+    {
+        QFETCH(QByteArray, piece);
+        constexpr int c_size = 1 << 18;
+        QString text = "\"serial\":";
+        while (text.size() < c_size)
+            text += QString::fromLatin1(piece);
+        text += "\n{\"host\": \"mdc7\"} serial 1907150042 to 10.0.0.7\n";
+        Anonymiser anonymiser = annasAnonymiser();
+        anonymiser.learn(text);
+        const QString end = anonymiser.replaced(text).text.right(80).section("\n{", -1);
+        QVERIFY2(!end.contains("mdc7") && !end.contains("1907150042") && !end.contains("10.0.0.7"),
+                 qPrintable(end));
     }
 
     // One thing is called the same everywhere, and what one text tells is known in the others.
