@@ -19,6 +19,11 @@ int errnoOf(int systemError);
 // system does not; both are then as they were.
 bool putInPlace(const QString& from, const QString& to, DFileFailure* failure);
 
+// Who could put other code in the place of this file, or into this folder, and how, as the end of a sentence:
+// "everybody may write to it". Empty for nobody besides the user, root and the owner of the program, who
+// could exchange that one as well; and where the system is not asked.
+QString whoMayExchange(const QString& path);
+
 enum class LockAttempt { Locked, Taken, Failed };
 
 // The file that is a lock.

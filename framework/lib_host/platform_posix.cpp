@@ -1,5 +1,7 @@
 #include <lib_host/platform.h>
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -74,6 +76,22 @@ private:
     bool m_isLocked = false;
 };
 
+struct stat statusOf(const QString& path)
+{
+    struct stat status = {};
+    // Of one that is gone nobody is told here: who opens it is.
+    if (stat(QFile::encodeName(path).constData(), &status) != 0)
+        status.st_uid = geteuid();
+    return status;
+}
+
+bool isTrusted(uid_t owner)
+{
+    return owner == 0 || owner == geteuid() ||
+           (QCoreApplication::instance() != nullptr &&
+            owner == statusOf(QCoreApplication::applicationFilePath()).st_uid);
+}
+
 } // namespace
 
 int systemError()
@@ -105,4 +123,26 @@ bool putInPlace(const QString& from, const QString& to, DFileFailure* failure)
 std::unique_ptr<FileLockHolder> FileLockHolder::make()
 {
     return std::make_unique<PosixFileLockHolder>();
+}
+
+QString whoMayExchange(const QString& path)
+{
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    const struct stat own = statusOf(canonical);
+    if ((own.st_mode & S_IWOTH) != 0)
+        return QStringLiteral("everybody may write to it");
+    // Many systems give each user a group of his own.
+    if ((own.st_mode & S_IWGRP) != 0 && own.st_gid != 0 && own.st_gid != getegid())
+        return QStringLiteral("the group \"%1\" may write to it").arg(QFileInfo(canonical).group());
+    if (!isTrusted(own.st_uid))
+        return QStringLiteral("it belongs to \"%1\"").arg(QFileInfo(canonical).owner());
+    // Whoever may write to a folder further up puts another one in the place, but for one like /tmp.
+    QString folder = canonical;
+    while (!QDir(folder).isRoot() && !folder.isEmpty()) {
+        folder = QFileInfo(folder).path();
+        const mode_t mode = statusOf(folder).st_mode;
+        if ((mode & S_IWOTH) != 0 && (mode & S_ISVTX) == 0)
+            return QStringLiteral("everybody may write to \"%1\"").arg(folder);
+    }
+    return {};
 }

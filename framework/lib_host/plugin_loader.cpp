@@ -1,5 +1,6 @@
 #include <lib_host/plugin_loader.h>
 
+#include <lib_host/platform.h>
 #include <lib_plugins_management/contract_version.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -16,6 +17,17 @@ const QString c_interfacePrefix = QStringLiteral("org.mdcbench.");
 DLoadedPlugin refused(const QString& file, const QString& why)
 {
     return {file, nullptr, QStringLiteral("%1: %2").arg(file, why)};
+}
+
+// A plug-in may do whatever its program may: whoever can exchange it can as well.
+QString exchangeProblem(const QString& path)
+{
+    const QString who = whoMayExchange(path);
+    return who.isEmpty()
+               ? QString()
+               : QStringLiteral("is not loaded: %1, and could have this program run other code; take "
+                                "that right away (chmod go-w), or load a copy in a folder of your own")
+                     .arg(who);
 }
 
 // Why a plug-in of this contract cannot run here; empty when it can. One that says nothing is taken as it is.
@@ -38,6 +50,9 @@ QString contractProblem(const QString& contract)
 
 DLoadedPlugin loadFile(const QString& file)
 {
+    const QString exchanged = exchangeProblem(file);
+    if (!exchanged.isEmpty())
+        return refused(file, exchanged);
     QPluginLoader loader(file);
     // A function that is missing is found now, by this file's refusal, and not later by the end of
     // the program. Nothing is ever unloaded: texts and types of a plug-in may outlive its objects.
@@ -82,6 +97,9 @@ QList<DLoadedPlugin> loadPluginFolder(const QString& folder)
     const QFileInfo info(folder);
     if (!info.isDir() || !info.isReadable())
         return {refused(folder, QStringLiteral("is no folder that can be read"))};
+    const QString exchanged = exchangeProblem(folder);
+    if (!exchanged.isEmpty())
+        return {refused(folder, exchanged)};
     QList<DLoadedPlugin> plugins;
     const QFileInfoList files = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
     for (const QFileInfo& file : files) {

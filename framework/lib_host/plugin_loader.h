@@ -16,5 +16,6 @@ struct DLoadedPlugin
 
 // Loads every file of the folder whose name is a library's, in file name order. No code of a file
 // runs before its metadata has been found good: built with this Qt, interface identifier
-// "org.mdcbench.<class name>". A folder that cannot be read is one entry.
+// "org.mdcbench.<class name>". A folder that cannot be read is one entry, and so is one that others may write
+// to.
 QList<DLoadedPlugin> loadPluginFolder(const QString& folder);

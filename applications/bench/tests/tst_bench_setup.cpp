@@ -18,6 +18,7 @@
 #include <QVector>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -166,6 +167,14 @@ private Q_SLOTS:
         QTest::newRow("panel") << "mdc-bench" << QStringList{"panel", "--screenshot", picture} << false;
         QTest::newRow("panel, cache forced")
             << "mdc-bench" << QStringList{"panel", "--screenshot", picture} << true;
+        QTest::newRow("init") << "mdc-bench" << QStringList{"init",         m_samples.filePath("made"),
+                                                            "--host",       "127.0.0.1",
+                                                            "--port",       "1",
+                                                            "--generation", "2",
+                                                            "--yes"}
+                              << false;
+        QTest::newRow("simulator, its profiles")
+            << "mdc-simulator" << QStringList{"--list-profiles"} << false;
         QTest::newRow("simulator") << "mdc-simulator" << QStringList{"--help"} << false;
     }
 
@@ -198,9 +207,55 @@ private Q_SLOTS:
         const QStringList watched{"-f", "-qq", "-s", "4096", "-e", "trace=open,openat,execve", "-o", record};
         if (run("strace", watched + QStringList{"true"}).exitCode != 0)
             QSKIP("strace is missing (scripts/setup.sh), or this machine does not let it look");
+        // What "init" has made, it makes once.
+        QVERIFY(QDir(m_samples.filePath("made")).removeRecursively());
         const BenchEnd ended = run("strace", watched + QStringList{path} + arguments);
         QVERIFY2(ended.exitCode == 0, qPrintable(ended.err));
         QCOMPARE(opensBelow(traps.path(), record), QStringList());
+    }
+
+    void exchangedPlugins_data()
+    {
+        QTest::addColumn<QString>("changed"); // below the folder that holds "plugins"
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<bool>("isOfAnother");
+        QTest::addColumn<QString>("message"); // empty: they are loaded
+        const QString file = "plugins/libp_device_mdc.so";
+        QTest::newRow("one's own") << "plugins" << 0700 << false << "";
+        QTest::newRow("for all to read") << "plugins" << 0755 << false << "";
+        QTest::newRow("of one's own group") << "plugins" << 0775 << false << "";
+        QTest::newRow("in a folder like /tmp") << "." << 01777 << false << "";
+        QTest::newRow("everybody's folder") << "plugins" << 0777 << false << "everybody may write to it";
+        QTest::newRow("everybody's, as /tmp is")
+            << "plugins" << 01777 << false << "everybody may write to it";
+        QTest::newRow("everybody's file") << file << 0666 << false << "everybody may write to it";
+        QTest::newRow("in everybody's folder") << "." << 0777 << false << "everybody may write to \"";
+        QTest::newRow("another's folder") << "plugins" << 0755 << true << "it belongs to \"";
+        QTest::newRow("another's file") << file << 0644 << true << "it belongs to \"";
+        QTest::newRow("another group's folder") << "plugins" << 0775 << true << "may write to it";
+    }
+
+    // A plug-in is code: it is nobody else's.
+    void exchangedPlugins() // docs/security.md
+    {
+        QFETCH(QString, changed);
+        QFETCH(int, mode);
+        QFETCH(bool, isOfAnother);
+        QFETCH(QString, message);
+        const QTemporaryDir folder;
+        const QString plugins = folder.filePath("plugins");
+        QVERIFY(QDir().mkdir(plugins));
+        for (const char* const name : {"libp_device_mdc.so", "libp_driver_modbus.so"})
+            QVERIFY(QFile::copy(QString(MDC_BINARY_DIRECTORY "/plugins/") + name, plugins + '/' + name));
+        const QByteArray path = QFile::encodeName(folder.path() + '/' + changed);
+        constexpr unsigned c_another = 4711;
+        if (isOfAnother && ::chown(path.constData(), c_another, c_another) != 0)
+            QSKIP("only root makes another's files");
+        QCOMPARE(::chmod(path.constData(), static_cast<mode_t>(mode)), 0);
+        const BenchEnd ended = runBench({"run", "getInfo", "--plugins", plugins});
+        QVERIFY2(ended.exitCode == (message.isEmpty() ? 0 : 4), qPrintable(ended.err));
+        QVERIFY2(ended.err.contains(message), qPrintable(ended.err));
+        QVERIFY2(message.isEmpty() || ended.err.contains("chmod go-w"), qPrintable(ended.err));
     }
 
     void brokenConfiguration_data()
