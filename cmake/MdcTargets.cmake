@@ -53,6 +53,8 @@ if(MDC_SANITIZE)
         # GCC reports values of the standard library as uninitialised once its checks are woven in.
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(mdc_options INTERFACE -fsanitize=address,undefined)
+    # Compilers tell of themselves in ways of their own.
+    target_compile_definitions(mdc_options INTERFACE MDC_SANITIZED)
 endif()
 if(MDC_SANITIZE_THREADS)
     if(MDC_SANITIZE)

@@ -499,7 +499,7 @@ void exhaustInReconnect(RowReport& report, SimulatedBench& bench)
 
 void runDescriptorsExhausted(RowReport& report)
 {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef MDC_SANITIZED
     // It looks at memory through a pipe of its own, and takes an object for a broken one without it.
     report.notRun(QStringLiteral("the sanitizer needs descriptors itself"));
     return;

@@ -814,7 +814,7 @@ void TestPanelFrame::enterApplies()
     Window window(host);
     QVERIFY(QTest::qWaitForWindowActive(&window.window));
     QTRY_VERIFY(window.page().isComplete());
-    QVERIFY(window.item(c_field)->property("inputMethodHints").toInt() & Qt::ImhDigitsOnly);
+    QVERIFY(window.item(c_field)->property("inputMethodHints").toUInt() & Qt::ImhDigitsOnly);
     window.press(c_field);
     window.type("012");
     QTest::keyClick(&window.window, Qt::Key_Return);
