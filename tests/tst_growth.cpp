@@ -5,6 +5,8 @@
 #include "applications/bench/device_configuration/range_check.h"
 #include "applications/bench/device_configuration/register_check.h"
 #include "applications/bench/results/tightening_log.h"
+#include "applications/simulator/recorded_session.h"
+#include "applications/simulator/replay_plan.h"
 #include "plugins/p_device_mdc/model/backup_file.h"
 #include "plugins/p_device_mdc/model/backup_range.h"
 #include "tests/support/platform.h"
@@ -194,6 +196,21 @@ private Q_SLOTS:
         row("log of one line", 1000000, log([](int size) { return QByteArray(size, 'x') + '\n'; }));
         row("log of other lines", 50000,
             log([](int size) { return repeated(size, [](int) { return QByteArray("{\"v\":2}\n"); }); }));
+        const auto record = [](const QByteArray& line) -> Maker {
+            return [line](int size) -> Work {
+                const QByteArray text = "2026-03-01 09:30:00.125 open tcp\n" + line.repeated(size);
+                return [text] {
+                    QString error;
+                    if (const auto session = RecordedSession::parse(text, &error))
+                        ReplayPlan(*session).next("x");
+                };
+            };
+        };
+        row("record of requests", 2000, record("2026-03-01 09:30:00.125 tx 01 03 17 d5 00 04\n"));
+        row("record of one request in pieces", 5000,
+            record("2026-03-01 09:30:00.125 tx 01 03\n2026-03-01 09:30:00.125 rx 00 01 02\n"));
+        row("record of connections", 5000, record("2026-03-01 09:30:00.125 failed x\n"));
+        row("record without line ends", 100000, record("x"));
         row("text that steers", 50000, [](int size) -> Work {
             const QString text(size, QChar(0x202e));
             return [text] { printableText(text); };
