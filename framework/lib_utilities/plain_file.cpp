@@ -32,13 +32,24 @@ std::filesystem::path systemPath(const QString& path)
 QString madeBeside(const QString& path, const QByteArray& bytes, QFileDevice::Permissions permissions,
                    QString* reason)
 {
-    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
-    const bool isWritten = file.open() && file.write(bytes) == bytes.size() && file.flush() &&
-                           synchronise(file) && file.error() == QFileDevice::NoError &&
-                           file.setPermissions(permissions);
+    // With separators of Windows Qt does not find the folder of a share.
+    QTemporaryFile file(QDir::fromNativeSeparators(path) + QStringLiteral(".XXXXXX"));
+    const bool isWhole = file.open() && file.write(bytes) == bytes.size() && file.flush() &&
+                         synchronise(file) && file.error() == QFileDevice::NoError;
     *reason = file.errorString();
-    file.setAutoRemove(!isWritten);
-    return isWritten ? file.fileName() : QString();
+    if (!file.isOpen())
+        return {};
+    // Asked for when the file is whole: on Linux it has no name before, and a program that is killed leaves
+    // nothing behind. Of a file on a share of Windows Qt tells the folder as if it lay below the current one.
+    const QString name = QFileInfo(path).path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
+    file.setAutoRemove(false);
+    file.close();
+    if (isWhole && QFile::setPermissions(name, permissions))
+        return name;
+    if (isWhole)
+        *reason = QStringLiteral("its permissions cannot be set");
+    QFile::remove(name);
+    return {};
 }
 
 } // namespace

@@ -151,6 +151,16 @@ class Trial:
             if files:
                 result = self.bench("compare", f"{named}\\{files[0].name}")
                 self.expect(result.returncode == 0, f"mdc-bench compare with {what}", self.told(result))
+                result = self.bench("backup", "--folder", named, "--name", "à côté", "--force")
+                self.expect(result.returncode == 0 and len(list(folder.glob("*.csv*"))) == 1,
+                            f"mdc-bench backup over another on {what}", self.told(result))
+            # As a host names the folder, with the separators of Windows.
+            result = self.bench("run", "backup", f"folderPath={named}", "backupName=host")
+            self.expect(result.returncode == 0 and len(list(folder.glob("*_host_*.csv"))) == 1,
+                        f"the backup order of a host on {what}", self.told(result))
+            result = self.bench("check", "--report", f"{named}\\page.html")
+            self.expect(result.returncode == 0 and (folder / "page.html").is_file(),
+                        f"mdc-bench check --report on {what}", self.told(result))
             kept = folder / "properties.json"
             # The second run reads what the first has saved, and writes in its place.
             results = [self.bench("run", "SetTriggerProgram", f"resetMode={mode}", "--properties",

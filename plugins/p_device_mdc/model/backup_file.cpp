@@ -179,18 +179,27 @@ std::filesystem::path systemPath(const QString& path)
 // when there is none. Its name, or nothing with the reason.
 QString madeBeside(const QFileInfo& existing, const QString& path, const QString& text, QString* reason)
 {
-    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    // With separators of Windows Qt does not find the folder of a share.
+    QTemporaryFile file(QDir::fromNativeSeparators(path) + QStringLiteral(".XXXXXX"));
     if (!file.open()) {
         *reason = file.errorString();
         return {};
     }
     file.setTextModeEnabled(true);
-    const bool isWritten = writeBackup(file, text) && file.flush() && mdc::handToDisk(file) &&
-                           file.error() == QFileDevice::NoError &&
-                           (!existing.exists() || file.setPermissions(existing.permissions()));
+    const bool isWhole = writeBackup(file, text) && file.flush() && mdc::handToDisk(file) &&
+                         file.error() == QFileDevice::NoError;
     *reason = file.errorString();
-    file.setAutoRemove(!isWritten);
-    return isWritten ? file.fileName() : QString();
+    // Asked for when the file is whole: on Linux it has no name before, and a program that is killed leaves
+    // nothing behind. Of a file on a share of Windows Qt tells the folder as if it lay below the current one.
+    const QString name = existing.path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
+    file.setAutoRemove(false);
+    file.close();
+    if (isWhole && (!existing.exists() || QFile::setPermissions(name, existing.permissions())))
+        return name;
+    if (isWhole)
+        *reason = QStringLiteral("its permissions cannot be set");
+    QFile::remove(name);
+    return {};
 }
 
 bool fail(QString* error, const QString& text)
