@@ -41,7 +41,7 @@ QString madeBeside(const QString& path, const QByteArray& bytes, QFileDevice::Pe
         return {};
     // Asked for when the file is whole: on Linux it has no name before, and a program that is killed leaves
     // nothing behind. Of a file on a share of Windows Qt tells the folder as if it lay below the current one.
-    const QString name = QFileInfo(path).path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
+    QString name = QFileInfo(path).path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
     file.setAutoRemove(false);
     file.close();
     if (isWhole && QFile::setPermissions(name, permissions))

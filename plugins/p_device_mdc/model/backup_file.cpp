@@ -191,7 +191,7 @@ QString madeBeside(const QFileInfo& existing, const QString& path, const QString
     *reason = file.errorString();
     // Asked for when the file is whole: on Linux it has no name before, and a program that is killed leaves
     // nothing behind. Of a file on a share of Windows Qt tells the folder as if it lay below the current one.
-    const QString name = existing.path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
+    QString name = existing.path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
     file.setAutoRemove(false);
     file.close();
     if (isWhole && (!existing.exists() || QFile::setPermissions(name, existing.permissions())))
