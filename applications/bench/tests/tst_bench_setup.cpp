@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonValue>
@@ -13,6 +14,8 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QVector>
@@ -27,6 +30,20 @@ constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an
 BenchEnd runBench(const QStringList& arguments)
 {
     return endOf(*startBench(arguments), c_programTimeout);
+}
+
+// One that nobody listens to.
+quint16 freePort()
+{
+    QTcpServer server;
+    return server.listen(QHostAddress::LocalHost) ? server.serverPort() : quint16(0);
+}
+
+bool takesConnections(quint16 port)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    return socket.waitForConnected(100);
 }
 
 // In the place of the page's frame: says so when it is run.
@@ -723,11 +740,14 @@ private Q_SLOTS:
         shell.start("sh", {"-c", bench + closing});
         QVERIFY(shell.waitForFinished(c_programTimeout));
         QVERIFY2(shell.exitCode() == 0, shell.readAllStandardError().constData());
+        const quint16 port = freePort();
         QProcess simulator;
-        simulator.start(
-            "sh",
-            {"-c", QString("exec '%1/bin/mdc-simulator' --port 0 %2").arg(MDC_BINARY_DIRECTORY, closing)});
+        simulator.start("sh", {"-c", QString("exec '%1/bin/mdc-simulator' --port %2 %3")
+                                         .arg(MDC_BINARY_DIRECTORY)
+                                         .arg(port)
+                                         .arg(closing)});
         QVERIFY(simulator.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(takesConnections(port), c_programTimeout);
         // Its end would be told within this time.
         QVERIFY(!simulator.waitForFinished(500));
         simulator.terminate();
