@@ -32,10 +32,11 @@ filled() {
   sed -e "s/@NAME@/$name/g; s/@CLASS@/$class/g; s/@HANDLER@/${name^}/g; s/@CHANNEL@/$channel/g" "scripts/templates/$1"
 }
 
-# Puts TEXT before the first line that matches END, behind the line that matches BEGIN.
+# Puts TEXT before the first line that matches END, behind the line that matches BEGIN. The text comes by the
+# environment: "-v" would read its backslashes.
 insert() { # FILE BEGIN END TEXT
-  awk -v begin="$2" -v end="$3" -v text="$4" '
-    !done && seen && $0 ~ end { print text; done = 1 }
+  TEXT=$4 awk -v begin="$2" -v end="$3" '
+    !done && seen && $0 ~ end { print ENVIRON["TEXT"]; done = 1 }
     $0 ~ begin { seen = 1 }
     { print }
     END { exit !done }' "$1" >"$1.new" ||
@@ -64,8 +65,10 @@ cat <<TEXT
   applications/simulator                    what a write to it means, see docs/simulator.md
   docs/commands.md                          mdc-bench commands --format markdown > docs/commands.md
   docs/configuration.md                     scripts/configuration_page.py --write MDC_BENCH MDC_SIMULATOR
+  packaging/completions                     scripts/shell_texts.py --write MDC_BENCH MDC_SIMULATOR
   CHANGELOG.md
 See them with:
   cmake --preset dev && cmake --build --preset dev --target mdc_device && ctest --preset dev -L device
+and then with the tests that CONTRIBUTING.md names.
 TEXT
 grep -rn DESCRIBE $plugin | sed 's/^/  /'

@@ -53,6 +53,8 @@ class NewCommand(unittest.TestCase):
             (f"{PLUGIN}/source/p_device_mdc.cpp", "declareInstructionCommand(new DCmdSetTrialOnly(this));"),
             (f"{PLUGIN}/model/command_needs.cpp", "CommandNeeds setTrialOnly()"),
             (f"{PLUGIN}/model/command_needs.cpp", 'QStringLiteral("trialOnlyChange")'),
+            # Quotes within a text stay quotes within a text.
+            (f"{PLUGIN}/model/command_needs.cpp", r'QStringLiteral("Writes \"value\" to'),
             (f"{PLUGIN}/source/d_cmd_setTrialOnly.h", "class DCmdSetTrialOnly : public DAbstractCommand"),
             (f"{PLUGIN}/source/d_cmd_setTrialOnly.cpp", "bool DCmdSetTrialOnly::commandExecute()"),
             (f"{ROWS}/setTrialOnly_rows.cpp", 'rows.command = "setTrialOnly";'),

@@ -3,6 +3,7 @@
 #include "applications/simulator/controller_profile.h"
 #include "applications/simulator/simulated_controller.h"
 #include "tests/commands/command_rows.h"
+#include "tests/support/profile_rows.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -32,6 +33,15 @@ inline QJsonObject writeEntry(const char* id, int address, const char* type = "s
 {
     return channel(id, {{QStringLiteral("register"), address},
                         {QStringLiteral("writeRegisterType"), QLatin1String(type)}});
+}
+
+// And what else the commands' rows bring along.
+inline QJsonArray withKnownChannels(QJsonArray channels)
+{
+    const QJsonObject known = knownChannels();
+    for (auto entry = known.begin(); entry != known.end(); ++entry)
+        channels.append(channel(qPrintable(entry.key()), entry.value().toObject()));
+    return channels;
 }
 
 inline QJsonArray sampleChannels()
@@ -65,10 +75,7 @@ inline QJsonArray sampleChannels()
                         readEntry("eventDataV2", 6201, "holdingRegisters", 16),
                         readEntry("presetsV2", 1, "holdingRegisters", 50),
                         readEntry("torqueUnitV2", 2001)};
-    const QJsonObject known = knownChannels();
-    for (auto entry = known.begin(); entry != known.end(); ++entry)
-        channels.append(channel(qPrintable(entry.key()), entry.value().toObject()));
-    return channels;
+    return withKnownChannels(channels);
 }
 
 inline QJsonObject descriptor(const char* name, int start, int end, const char* type)
@@ -104,9 +111,12 @@ inline QJsonObject configurationOf(const QJsonArray& channels, const char* range
          QJsonArray{descriptor("strategy", 1, 1, "int"), descriptor("minimumTorque", 7, 8, "float"),
                     descriptor("reserved", 34, 40, "list")}}};
     const QString text = QStringLiteral("\"backup_range\": %1; \"preset1\": [1-20];");
-    for (const char* const model : {"MDgen1V1", "MDC-22", "MDC-26", "MDC-32", "BM", "????"})
-        parameters.insert(QLatin1String(model) + QStringLiteral("_config"), text.arg(QLatin1String(range)));
-    parameters.insert(QStringLiteral("MDgen2_config"), text.arg(QStringLiteral("[1-2040]")));
+    for (const ProfileRow& row : c_profileRows) {
+        const QLatin1String model(row.configurationName);
+        if (!model.isEmpty())
+            parameters.insert(model + QStringLiteral("_config"),
+                              text.arg(QLatin1String(row.generation == 1 ? range : "[1-2040]")));
+    }
     return {{QStringLiteral("channels"), channels}, {QStringLiteral("parameters"), parameters}};
 }
 

@@ -247,7 +247,8 @@ void TestSimulatedRegisters::registerTypesFollowTheEntry()
         readEntry("eventData", 65524, "inputRegisters", 12), readEntry("presets", 1, "inputRegisters", 1),
         readEntry("torqueUnit", 34, "inputRegisters")};
     // The range lies elsewhere, in the same table.
-    SimulatedController controller(configurationOf(channels, "[30001-30002]"), profileOfGeneration(1));
+    SimulatedController controller(configurationOf(withKnownChannels(channels), "[30001-30002]"),
+                                   profileOfGeneration(1));
     QVERIFY2(controller.problems().isEmpty(), qPrintable(controller.problems().join('\n')));
     QCOMPARE(controller.write(QModbusDataUnit::HoldingRegisters, 10, {1}), quint8(2));
     QCOMPARE(controller.write(QModbusDataUnit::Coils, 10, {1}), quint8(0));
