@@ -311,6 +311,15 @@ void SoakLane::startRestore()
     }
 }
 
+// Whose arguments are made up may spoil what another command counts on.
+QString SoakLane::hintAtOthers() const
+{
+    return m_others.isEmpty() ? QString()
+                              : QStringLiteral(" (with arguments made up for %1: give one that spoils it an "
+                                               "operation of its own in soak_lane.cpp)")
+                                    .arg(m_others.join(QStringLiteral(", ")));
+}
+
 void SoakLane::startOther()
 {
     const QString command = m_others.at(m_random.bounded(m_others.size()));
@@ -382,9 +391,10 @@ void SoakLane::orderEnd(quint64 id, const DOrderOutcome& outcome)
 
     const bool stopped = outcome.errorCode == IMessenger::CeEcStopped;
     const bool faultless = !order.disturbed && order.hits == m_simulator->faults().hitCount();
-    if (!outcome.ok && faultless && !stopped)
-        fail(QStringLiteral("\"%1\" has failed though nothing was in its way: %2")
-                 .arg(order.command, outcome.errorMessage));
+    if (!outcome.ok && faultless && !stopped) {
+        fail(QStringLiteral("\"%1\" has failed though nothing was in its way: %2%3")
+                 .arg(order.command, outcome.errorMessage, hintAtOthers()));
+    }
     if (outcome.ok && order.command != c_stop && !c_listeners.contains(order.command))
         recovered(order.hits);
     if (id != m_operation)

@@ -90,6 +90,7 @@ private:
     void startRestore();
     // A command that the lane knows nothing of but what it needs.
     void startOther();
+    QString hintAtOthers() const;
     void listenTo(const QString& command);
     void orderUpdate(quint64 id, const QVariantMap& results);
     void orderEnd(quint64 id, const DOrderOutcome& outcome);
