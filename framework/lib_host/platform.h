@@ -21,8 +21,9 @@ bool putInPlace(const QString& from, const QString& to, DFileFailure* failure);
 
 // Who could put other code in the place of this file, or into this folder, and how, as the end of a sentence:
 // "everybody may write to it". Empty for nobody besides the user, root and the owner of the program, who
-// could exchange that one as well; and where the system is not asked.
-QString whoMayExchange(const QString& path);
+// could exchange that one as well; and where the system is not asked. The path is canonical: what is loaded
+// afterwards by the same path is what was looked at.
+QString whoMayExchange(const QString& canonical);
 
 enum class LockAttempt { Locked, Taken, Failed };
 

@@ -1,3 +1,4 @@
+#include <lib_host/exchange_rights.h>
 #include <lib_host/platform.h>
 
 #include <QCoreApplication>
@@ -5,15 +6,25 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <grp.h>
+#include <optional>
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace {
+
+// Of what the system knows of a user or a group.
+constexpr std::size_t c_entrySize = 1 << 14;
+
+const QString c_itself = QStringLiteral("it");
 
 // The system itself lets go of what a process has locked when the process ends.
 class PosixFileLockHolder final : public FileLockHolder
@@ -76,20 +87,88 @@ private:
     bool m_isLocked = false;
 };
 
-struct stat statusOf(const QString& path)
+std::optional<FileRights> rightsOf(const QString& path)
 {
     struct stat status = {};
-    // Of one that is gone nobody is told here: who opens it is.
     if (stat(QFile::encodeName(path).constData(), &status) != 0)
-        status.st_uid = geteuid();
-    return status;
+        return std::nullopt;
+    return FileRights{status.st_uid, status.st_gid, status.st_mode};
 }
 
-bool isTrusted(uid_t owner)
+// Empty when the system has none for it.
+QString userName(uid_t user)
 {
-    return owner == 0 || owner == geteuid() ||
-           (QCoreApplication::instance() != nullptr &&
-            owner == statusOf(QCoreApplication::applicationFilePath()).st_uid);
+    std::array<char, c_entrySize> texts = {};
+    passwd entry = {};
+    passwd* found = nullptr;
+    if (getpwuid_r(user, &entry, texts.data(), texts.size(), &found) != 0 || found == nullptr)
+        return {};
+    return QString::fromLocal8Bit(entry.pw_name);
+}
+
+bool isPrivateGroupOf(gid_t id, uid_t user)
+{
+    std::array<char, c_entrySize> texts = {};
+    group entry = {};
+    group* found = nullptr;
+    // One of so many members that they have no room is not private either.
+    if (getgrgid_r(id, &entry, texts.data(), texts.size(), &found) != 0 || found == nullptr)
+        return false;
+    QStringList members;
+    for (char** member = entry.gr_mem; *member != nullptr; ++member)
+        members.append(QString::fromLocal8Bit(*member));
+    return isPrivateGroup(QString::fromLocal8Bit(entry.gr_name), members, userName(user));
+}
+
+// The folders above it, the nearest first.
+QStringList foldersAbove(const QString& canonical)
+{
+    QStringList folders;
+    for (QString folder = canonical; !QDir(folder).isRoot() && !folder.isEmpty();) {
+        folder = QFileInfo(folder).path();
+        folders.append(folder);
+    }
+    return folders;
+}
+
+// Root, the user, and whoever has the program or a folder that it lies in. A computer that runs the program
+// in a container often gives it folders of a user who is unknown there.
+QVector<quint32> trustedOwners()
+{
+    QVector<quint32> owners{0, geteuid()};
+    if (QCoreApplication::instance() == nullptr)
+        return owners;
+    const QString program = QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath();
+    for (const QString& path : QStringList(program) + foldersAbove(program)) {
+        const std::optional<FileRights> rights = rightsOf(path);
+        if (rights)
+            owners.append(rights->owner);
+    }
+    return owners;
+}
+
+// What may be said of this group, if anything.
+ExchangeTrust trustFor(const QVector<quint32>& owners, gid_t id)
+{
+    const bool isPrivate = std::any_of(owners.cbegin(), owners.cend(),
+                                       [id](quint32 owner) { return isPrivateGroupOf(id, owner); });
+    return {owners, isPrivate ? QVector<quint32>{id} : QVector<quint32>{}};
+}
+
+// The end of a sentence; empty for nobody. `place` is what the sentence calls it.
+QString exchangerText(Exchanger exchanger, const QString& path, const QString& place)
+{
+    switch (exchanger) {
+    case Exchanger::Everybody:
+        return QStringLiteral("everybody may write to %1").arg(place);
+    case Exchanger::Group:
+        return QStringLiteral("the group \"%1\" may write to %2").arg(QFileInfo(path).group(), place);
+    case Exchanger::Owner:
+        return QStringLiteral("%1 belongs to \"%2\"").arg(place, QFileInfo(path).owner());
+    case Exchanger::Nobody:
+        break;
+    }
+    return {};
 }
 
 } // namespace
@@ -125,24 +204,21 @@ std::unique_ptr<FileLockHolder> FileLockHolder::make()
     return std::make_unique<PosixFileLockHolder>();
 }
 
-QString whoMayExchange(const QString& path)
+QString whoMayExchange(const QString& canonical)
 {
-    const QString canonical = QFileInfo(path).canonicalFilePath();
-    const struct stat own = statusOf(canonical);
-    if ((own.st_mode & S_IWOTH) != 0)
-        return QStringLiteral("everybody may write to it");
-    // Many systems give each user a group of his own.
-    if ((own.st_mode & S_IWGRP) != 0 && own.st_gid != 0 && own.st_gid != getegid())
-        return QStringLiteral("the group \"%1\" may write to it").arg(QFileInfo(canonical).group());
-    if (!isTrusted(own.st_uid))
-        return QStringLiteral("it belongs to \"%1\"").arg(QFileInfo(canonical).owner());
-    // Whoever may write to a folder further up puts another one in the place, but for one like /tmp.
-    QString folder = canonical;
-    while (!QDir(folder).isRoot() && !folder.isEmpty()) {
-        folder = QFileInfo(folder).path();
-        const mode_t mode = statusOf(folder).st_mode;
-        if ((mode & S_IWOTH) != 0 && (mode & S_ISVTX) == 0)
-            return QStringLiteral("everybody may write to \"%1\"").arg(folder);
+    const QVector<quint32> owners = trustedOwners();
+    const std::optional<FileRights> own = rightsOf(canonical);
+    if (!own)
+        return QStringLiteral("somebody has just removed it");
+    QString who = exchangerText(exchangerOf(*own, trustFor(owners, own->group)), canonical, c_itself);
+    // Whoever may write to a folder further up puts another one in the place.
+    for (const QString& folder : foldersAbove(canonical)) {
+        if (!who.isEmpty())
+            break;
+        const std::optional<FileRights> above = rightsOf(folder);
+        who = above ? exchangerText(exchangerAbove(*above, trustFor(owners, above->group)), folder,
+                                    QStringLiteral("\"%1\"").arg(folder))
+                    : QStringLiteral("somebody has just removed \"%1\"").arg(folder);
     }
-    return {};
+    return who;
 }

@@ -134,8 +134,8 @@ std::unique_ptr<FileLockHolder> FileLockHolder::make()
 }
 
 // Rights are lists of many entries there, which are inherited; the installer's folder has good ones.
-QString whoMayExchange(const QString& path)
+QString whoMayExchange(const QString& canonical)
 {
-    Q_UNUSED(path)
+    Q_UNUSED(canonical)
     return {};
 }

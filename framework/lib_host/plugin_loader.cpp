@@ -20,9 +20,11 @@ DLoadedPlugin refused(const QString& file, const QString& why)
 }
 
 // A plug-in may do whatever its program may: whoever can exchange it can as well.
-QString exchangeProblem(const QString& path)
+QString exchangeProblem(const QString& canonical)
 {
-    const QString who = whoMayExchange(path);
+    if (canonical.isEmpty())
+        return QStringLiteral("is not loaded: it is gone, or a link to nothing");
+    const QString who = whoMayExchange(canonical);
     return who.isEmpty()
                ? QString()
                : QStringLiteral("is not loaded: %1, and could have this program run other code; take "
@@ -50,10 +52,12 @@ QString contractProblem(const QString& contract)
 
 DLoadedPlugin loadFile(const QString& file)
 {
-    const QString exchanged = exchangeProblem(file);
+    // Once: a link may lead elsewhere at the next look.
+    const QString canonical = QFileInfo(file).canonicalFilePath();
+    const QString exchanged = exchangeProblem(canonical);
     if (!exchanged.isEmpty())
         return refused(file, exchanged);
-    QPluginLoader loader(file);
+    QPluginLoader loader(canonical);
     // A function that is missing is found now, by this file's refusal, and not later by the end of
     // the program. Nothing is ever unloaded: texts and types of a plug-in may outlive its objects.
     loader.setLoadHints(QLibrary::ResolveAllSymbolsHint | QLibrary::PreventUnloadHint);
@@ -97,11 +101,12 @@ QList<DLoadedPlugin> loadPluginFolder(const QString& folder)
     const QFileInfo info(folder);
     if (!info.isDir() || !info.isReadable())
         return {refused(folder, QStringLiteral("is no folder that can be read"))};
-    const QString exchanged = exchangeProblem(folder);
+    const QString canonical = info.canonicalFilePath();
+    const QString exchanged = exchangeProblem(canonical);
     if (!exchanged.isEmpty())
         return {refused(folder, exchanged)};
     QList<DLoadedPlugin> plugins;
-    const QFileInfoList files = QDir(folder).entryInfoList(QDir::Files, QDir::Name);
+    const QFileInfoList files = QDir(canonical).entryInfoList(QDir::Files, QDir::Name);
     for (const QFileInfo& file : files) {
         if (QLibrary::isLibrary(file.fileName()))
             plugins.append(loadFile(file.absoluteFilePath()));

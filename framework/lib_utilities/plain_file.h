@@ -13,7 +13,9 @@ class QFile;
 // Opens the file of this path to read and append to it, unbuffered, and makes it when it is not there, for
 // this user alone. `file` is closed before; it has no name of its own afterwards. Only a plain file: a
 // symbolic link is not followed to somebody else's file, and a folder, pipe or device is not opened. On Unix
-// nobody can put something else in the place of the file between the look at it and its opening.
+// nobody can put something else in the place of the file between the look at it and its opening, and a file
+// that was there is not opened when another user made it for whatever will be written: neither an empty one
+// that belongs to him or that everybody may write to, nor any of his in a folder that everybody may write to.
 LIB_UTILITIES_EXPORT bool openPlainFile(QFile& file, const QString& path, QString* reason);
 
 // Opens a file that is there to read it. A pipe or a device, which may never end, is not opened, and nothing

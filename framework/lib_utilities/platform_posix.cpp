@@ -2,6 +2,7 @@
 #include <lib_utilities/platform.h>
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cstring>
@@ -11,29 +12,64 @@
 
 namespace {
 
-// Of the file; -1 with the reason when it is none or cannot be opened.
-int plainDescriptor(const QString& path, int flags, QString* reason)
+constexpr mode_t c_permissions = S_IRUSR | S_IWUSR;
+
+// Of what has the name; the negative number of the error, with the reason, when it cannot be opened.
+int descriptorOf(const QString& path, int flags, QString* reason)
 {
     // The system would open the file that has the part before the character for its name.
     if (path.contains(QChar(0))) {
         *reason = QStringLiteral("a zero character is no part of a file name");
-        return -1;
+        return -EINVAL;
     }
-    constexpr mode_t c_permissions = S_IRUSR | S_IWUSR;
     // Neither waits for the other end of a pipe nor makes a terminal the program's own.
     const int descriptor =
         ::open(QFile::encodeName(path).constData(), flags | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, c_permissions);
-    if (descriptor < 0) {
-        *reason = QString::fromLocal8Bit(std::strerror(errno));
-        return -1;
-    }
+    if (descriptor >= 0)
+        return descriptor;
+    const int number = errno;
+    *reason = QString::fromLocal8Bit(std::strerror(number));
+    return -number;
+}
+
+// The same; negative, with the reason, when it is no file.
+int plainDescriptor(int descriptor, QString* reason)
+{
+    if (descriptor < 0)
+        return descriptor;
     struct stat found
     {};
     if (fstat(descriptor, &found) == 0 && S_ISREG(found.st_mode))
         return descriptor;
     ::close(descriptor);
     *reason = notPlainFile();
-    return -1;
+    return -EINVAL;
+}
+
+bool isEverybodysFolder(const QString& path)
+{
+    struct stat folder
+    {};
+    const QByteArray name = QFile::encodeName(QFileInfo(path).absolutePath());
+    return stat(name.constData(), &folder) != 0 || (folder.st_mode & S_IWOTH) != 0;
+}
+
+// Would what is written into this file that was there be somebody else's? He may have made it to have it, and
+// nothing in an empty one tells that it is a log of this program's. One that colleagues go on with is told by
+// its content, where not everybody can make one.
+QString plantedProblem(int descriptor, const QString& path)
+{
+    struct stat found
+    {};
+    if (fstat(descriptor, &found) != 0)
+        return QString::fromLocal8Bit(std::strerror(errno));
+    const bool isEmpty = found.st_size == 0;
+    const QString remedy = QStringLiteral("name another file, or remove this one");
+    if (found.st_uid != 0 && found.st_uid != geteuid() && (isEmpty || isEverybodysFolder(path)))
+        return QStringLiteral("it belongs to \"%1\": %2").arg(QFileInfo(path).owner(), remedy);
+    if (isEmpty && (found.st_mode & S_IWOTH) != 0)
+        return QStringLiteral("everybody may write to it: %1").arg(remedy);
+    return {};
 }
 
 bool openDescriptor(QFile& file, int descriptor, QIODevice::OpenMode mode, QString* reason)
@@ -51,13 +87,25 @@ bool openDescriptor(QFile& file, int descriptor, QIODevice::OpenMode mode, QStri
 
 bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
 {
-    return openDescriptor(file, plainDescriptor(path, O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW, reason), mode,
-                          reason);
+    constexpr int c_flags = O_RDWR | O_APPEND | O_NOFOLLOW;
+    // One that is made here is this user's, whatever a file system of others says of its owner.
+    int descriptor = descriptorOf(path, c_flags | O_CREAT | O_EXCL, reason);
+    if (descriptor == -EEXIST) {
+        descriptor = plainDescriptor(descriptorOf(path, c_flags, reason), reason);
+        const QString problem = descriptor < 0 ? QString() : plantedProblem(descriptor, path);
+        if (!problem.isEmpty()) {
+            ::close(descriptor);
+            *reason = problem;
+            return false;
+        }
+    }
+    return openDescriptor(file, descriptor, mode, reason);
 }
 
 bool openToRead(QFile& file, const QString& path, QString* reason)
 {
-    return openDescriptor(file, plainDescriptor(path, O_RDONLY, reason), QIODevice::ReadOnly, reason);
+    return openDescriptor(file, plainDescriptor(descriptorOf(path, O_RDONLY, reason), reason),
+                          QIODevice::ReadOnly, reason);
 }
 
 bool synchronise(const QFile& file)

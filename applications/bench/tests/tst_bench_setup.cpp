@@ -20,6 +20,8 @@
 #include <QTest>
 #include <QVector>
 
+#include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -44,6 +46,25 @@ bool takesConnections(quint16 port)
     QTcpSocket socket;
     socket.connectToHost(QHostAddress::LocalHost, port);
     return socket.waitForConnected(100);
+}
+
+bool hasGroupOfHisOwn()
+{
+    const passwd* const user = getpwuid(geteuid());
+    const group* const own = getgrgid(getegid());
+    return user != nullptr && own != nullptr && qstrcmp(user->pw_name, own->gr_name) == 0 &&
+           *own->gr_mem == nullptr;
+}
+
+// The folder with copies of the plug-ins, in this one.
+QString copiedPlugins(const QTemporaryDir& folder)
+{
+    QString plugins = folder.filePath("plugins");
+    bool isMade = QDir().mkdir(plugins);
+    for (const char* const name : {"libp_device_mdc.so", "libp_driver_modbus.so"})
+        isMade =
+            isMade && QFile::copy(QString(MDC_BINARY_DIRECTORY "/plugins/") + name, plugins + '/' + name);
+    return isMade ? plugins : QString();
 }
 
 // In the place of the page's frame: says so when it is run.
@@ -249,6 +270,9 @@ private Q_SLOTS:
         QTest::newRow("in everybody's folder") << "." << 0777 << false << "everybody may write to \"";
         QTest::newRow("another's folder") << "plugins" << 0755 << true << "it belongs to \"";
         QTest::newRow("another's file") << file << 0644 << true << "it belongs to \"";
+        QTest::newRow("in another's folder") << "." << 0755 << true << "\" belongs to \"";
+        QTest::newRow("in another's like /tmp") << "." << 01777 << true << "\" belongs to \"";
+        QTest::newRow("in another group's folder") << "." << 0775 << true << "may write to \"";
         QTest::newRow("another group's folder") << "plugins" << 0775 << true << "may write to it";
     }
 
@@ -259,11 +283,10 @@ private Q_SLOTS:
         QFETCH(int, mode);
         QFETCH(bool, isOfAnother);
         QFETCH(QString, message);
+        if (qstrcmp(QTest::currentDataTag(), "of one's own group") == 0 && !hasGroupOfHisOwn())
+            QSKIP("this user's group is others' as well");
         const QTemporaryDir folder;
-        const QString plugins = folder.filePath("plugins");
-        QVERIFY(QDir().mkdir(plugins));
-        for (const char* const name : {"libp_device_mdc.so", "libp_driver_modbus.so"})
-            QVERIFY(QFile::copy(QString(MDC_BINARY_DIRECTORY "/plugins/") + name, plugins + '/' + name));
+        const QString plugins = copiedPlugins(folder);
         const QByteArray path = QFile::encodeName(folder.path() + '/' + changed);
         constexpr unsigned c_another = 4711;
         if (isOfAnother && ::chown(path.constData(), c_another, c_another) != 0)
@@ -273,6 +296,55 @@ private Q_SLOTS:
         QVERIFY2(ended.exitCode == (message.isEmpty() ? 0 : 4), qPrintable(ended.err));
         QVERIFY2(ended.err.contains(message), qPrintable(ended.err));
         QVERIFY2(message.isEmpty() || ended.err.contains("chmod go-w"), qPrintable(ended.err));
+    }
+
+    // Where all users have one primary group, it is nobody's own.
+    void pluginsOfEverybodysGroup() // docs/security.md
+    {
+        constexpr gid_t c_nogroup = 65534;
+        const QTemporaryDir folder;
+        const QString plugins = copiedPlugins(folder);
+        const QByteArray path = QFile::encodeName(plugins);
+        if (::chown(path.constData(), geteuid(), c_nogroup) != 0)
+            QSKIP("only root gives files to any group");
+        QCOMPARE(::chmod(path.constData(), 0775), 0);
+        const gid_t own = getegid();
+        QCOMPARE(setregid(c_nogroup, c_nogroup), 0);
+        const BenchEnd ended = runBench({"run", "getInfo", "--plugins", plugins});
+        QCOMPARE(setregid(own, own), 0);
+        QCOMPARE(ended.exitCode, 4);
+        QVERIFY2(ended.err.contains("the group \""), qPrintable(ended.err));
+        QVERIFY2(ended.err.contains("chmod go-w"), qPrintable(ended.err));
+    }
+
+    void plantedFiles_data()
+    {
+        QTest::addColumn<QStringList>("arguments"); // the file's name follows
+        QTest::newRow("trace") << QStringList{"run", "getInfo", "--trace"};
+        QTest::newRow("record") << QStringList{"run", "getInfo", "--record"};
+        QTest::newRow("values") << QStringList{"watch", "--count", "1", "--csv"};
+        QTest::newRow("log") << QStringList{"results", "--count", "1", "--output"};
+    }
+
+    // An empty file that another user has put there would have for its owner what is written.
+    void plantedFiles() // docs/security.md
+    {
+        QFETCH(QStringList, arguments);
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("planted");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        const QByteArray name = QFile::encodeName(path);
+        QCOMPARE(::chmod(QFile::encodeName(folder.path()).constData(), 0777), 0);
+        QCOMPARE(::chmod(name.constData(), 0666), 0);
+        constexpr unsigned c_another = 4711;
+        if (::chown(name.constData(), c_another, c_another) != 0)
+            QSKIP("only root makes another's files");
+        const BenchEnd ended = runBench(arguments + QStringList{path, "--simulate", "tcp"});
+        QVERIFY2(ended.err.contains("belongs to \"") || ended.err.contains("it is there already"),
+                 qPrintable(ended.err));
+        QCOMPARE(QFileInfo(path).size(), qint64(0));
     }
 
     void brokenConfiguration_data()

@@ -1,6 +1,7 @@
 #include "framework/lib_host/tests/plugins/empty_plugin.h"
 
 #include <lib_host/d_host.h>
+#include <lib_host/exchange_rights.h>
 #include <lib_plugins_management/contract_version.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -11,6 +12,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLibrary>
+#include <QMap>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -68,6 +70,11 @@ private Q_SLOTS:
     void folderNotThere();
     void folderWithoutPlugins();
     void twoHosts();
+    void exchangers_data();
+    void exchangers(); // docs/security.md
+    void privateGroups_data();
+    void privateGroups(); // docs/security.md
+    void linkedFile();    // docs/security.md
 };
 
 void tst_PluginLoader::good()
@@ -300,6 +307,94 @@ void tst_PluginLoader::twoHosts()
     const QJsonObject object{
         {"id", "{44444444-0000-0000-0000-000000000001}"}, {"name", "one"}, {"plugin", c_goodKind.toString()}};
     QCOMPARE(second.configure({{"objects", QJsonArray{object}}}), QStringList());
+}
+
+void tst_PluginLoader::exchangers_data()
+{
+    QTest::addColumn<unsigned>("owner");
+    QTest::addColumn<unsigned>("group");
+    QTest::addColumn<unsigned>("mode");
+    QTest::addColumn<char>("itself"); // by whom: nobody, everybody, the group or the owner
+    QTest::addColumn<char>("above");
+    QTest::newRow("root's") << 0U << 0U << 0755U << '-' << '-';
+    QTest::newRow("one's own") << 1000U << 1000U << 0700U << '-' << '-';
+    QTest::newRow("one's own group writes") << 1000U << 1000U << 0775U << '-' << '-';
+    QTest::newRow("a group of many reads") << 1000U << 100U << 0750U << '-' << '-';
+    QTest::newRow("a group of many writes") << 1000U << 100U << 0775U << 'g' << 'g';
+    QTest::newRow("root's, a group of many writes") << 0U << 65534U << 0775U << 'g' << 'g';
+    QTest::newRow("everybody writes") << 0U << 0U << 0777U << 'e' << 'e';
+    QTest::newRow("everybody and no group") << 0U << 0U << 0702U << 'e' << 'e';
+    QTest::newRow("like /tmp") << 0U << 0U << 01777U << 'e' << '-';
+    QTest::newRow("like /tmp for a group") << 0U << 100U << 01775U << 'g' << '-';
+    QTest::newRow("another's") << 1001U << 1001U << 0700U << 'o' << 'o';
+    QTest::newRow("another's with one's own group") << 1001U << 1000U << 0775U << 'o' << 'o';
+    QTest::newRow("another's like /tmp") << 1001U << 1001U << 01777U << 'e' << 'o';
+}
+
+void tst_PluginLoader::exchangers()
+{
+    QFETCH(unsigned, owner);
+    QFETCH(unsigned, group);
+    QFETCH(unsigned, mode);
+    QFETCH(char, itself);
+    QFETCH(char, above);
+    const QMap<char, Exchanger> names{{'-', Exchanger::Nobody},
+                                      {'e', Exchanger::Everybody},
+                                      {'g', Exchanger::Group},
+                                      {'o', Exchanger::Owner}};
+    const ExchangeTrust trust{{0, 1000}, {0, 1000}};
+    QVERIFY(exchangerOf({owner, group, mode}, trust) == names.value(itself));
+    QVERIFY(exchangerAbove({owner, group, mode}, trust) == names.value(above));
+}
+
+void tst_PluginLoader::privateGroups_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<QStringList>("members");
+    QTest::addColumn<QString>("user");
+    QTest::addColumn<bool>("isPrivate");
+    QTest::newRow("his own") << "eva" << QStringList() << "eva" << true;
+    QTest::newRow("his own, which lists him") << "eva" << QStringList{"eva"} << "eva" << true;
+    QTest::newRow("his own, with a colleague") << "eva" << QStringList{"eva", "ben"} << "eva" << false;
+    QTest::newRow("of all users") << "users" << QStringList() << "eva" << false;
+    QTest::newRow("of nobody") << "nogroup" << QStringList() << "nobody" << false;
+    QTest::newRow("without names") << "" << QStringList() << "" << false;
+}
+
+void tst_PluginLoader::privateGroups()
+{
+    QFETCH(QString, group);
+    QFETCH(QStringList, members);
+    QFETCH(QString, user);
+    QFETCH(bool, isPrivate);
+    QCOMPARE(isPrivateGroup(group, members, user), isPrivate);
+}
+
+// A link is what it leads to.
+void tst_PluginLoader::linkedFile()
+{
+#ifdef Q_OS_UNIX
+    const QTemporaryDir away;
+    const QTemporaryDir folder;
+    const QString file = put("tst_good_plugin", away);
+    const QString link = folder.filePath("linked." + librarySuffix());
+    QVERIFY(QFile::link(file, link));
+    {
+        DHost host;
+        const QList<DPluginReport> reports = host.loadPlugins(folder.path());
+        QCOMPARE(reports.size(), 1);
+        QCOMPARE(reports.first().error, QString());
+        QCOMPARE(reports.first().pluginUuid, c_goodKind);
+    }
+    // Whoever may change the folder that it leads to exchanges it.
+    QVERIFY(QFile::setPermissions(away.path(), QFile::Permissions(0x7777)));
+    DHost host;
+    const QList<DPluginReport> reports = host.loadPlugins(folder.path());
+    QCOMPARE(reports.size(), 1);
+    QVERIFY2(reports.first().error.contains(away.path()), qPrintable(reports.first().error));
+#else
+    QSKIP("links need a right here");
+#endif
 }
 
 QTEST_GUILESS_MAIN(tst_PluginLoader)

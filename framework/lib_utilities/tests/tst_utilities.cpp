@@ -14,6 +14,7 @@
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 class tst_Utilities : public QObject
@@ -37,6 +38,8 @@ private Q_SLOTS:
     void inputFile();
     void inputFileLimit();
     void inputThatNeverEnds(); // docs/security.md
+    void plantedFiles_data();
+    void plantedFiles(); // docs/security.md
     void putsFile();
     void putsNoFile(); // docs/security.md
 };
@@ -240,6 +243,60 @@ void tst_Utilities::inputThatNeverEnds()
     }
 #else
     QSKIP("no pipe has a name in a folder here");
+#endif
+}
+
+void tst_Utilities::plantedFiles_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("isOfAnother");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<int>("folderMode");
+    QTest::addColumn<QString>("why"); // empty: it goes on
+    const QByteArray none;
+    const QByteArray line("a line\n");
+    QTest::newRow("one's own, empty") << none << false << 0600 << 0777 << "";
+    QTest::newRow("one's own") << line << false << 0644 << 01777 << "";
+    QTest::newRow("one's own, which everybody may go on with") << line << false << 0666 << 0700 << "";
+    QTest::newRow("for whoever is the first to write") << none << false << 0666 << 0700 << "everybody may";
+    QTest::newRow("another's, empty") << none << true << 0666 << 0777 << "belongs to \"";
+    QTest::newRow("another's, empty, in a folder like /tmp") << none << true << 0666 << 01777 << "belongs to";
+    QTest::newRow("another's, empty, in a folder of one's own") << none << true << 0666 << 0700 << "belongs";
+    QTest::newRow("another's in everybody's folder") << line << true << 0666 << 0777 << "belongs to \"";
+    QTest::newRow("another's in a folder like /tmp") << line << true << 0644 << 01777 << "belongs to \"";
+    QTest::newRow("a colleague's in the folder of a group") << line << true << 0664 << 0775 << "";
+}
+
+// What is written stays with whoever writes it.
+void tst_Utilities::plantedFiles()
+{
+#ifdef Q_OS_UNIX
+    QFETCH(QByteArray, content);
+    QFETCH(bool, isOfAnother);
+    QFETCH(int, mode);
+    QFETCH(int, folderMode);
+    QFETCH(QString, why);
+    QTemporaryDir folder;
+    const QString path = folder.filePath("log");
+    const QByteArray name = QFile::encodeName(path);
+    QString reason;
+    QVERIFY2(putFile(path, content, &reason), qPrintable(reason));
+    QCOMPARE(chmod(name.constData(), static_cast<mode_t>(mode)), 0);
+    QCOMPARE(chmod(QFile::encodeName(folder.path()).constData(), static_cast<mode_t>(folderMode)), 0);
+    constexpr unsigned c_another = 4711;
+    if (isOfAnother && chown(name.constData(), c_another, c_another) != 0)
+        QSKIP("only root makes another's files");
+    QFile file;
+    QCOMPARE(openPlainFile(file, path, &reason), why.isEmpty());
+    QVERIFY2(why.isEmpty() || reason.contains(why), qPrintable(reason));
+    QVERIFY2(why.isEmpty() || reason.contains("name another file"), qPrintable(reason));
+    QCOMPARE(contentOf(path), content);
+    file.close();
+    // Of one that is made nothing is asked.
+    QVERIFY2(openPlainFile(file, folder.filePath("new"), &reason), qPrintable(reason));
+    QCOMPARE(QFile(folder.filePath("new")).permissions() & 0x77, QFile::Permissions());
+#else
+    QSKIP("rights are inherited here");
 #endif
 }
 
