@@ -23,7 +23,7 @@ packages=(
   qtdeclarative5-dev-tools  # qmllint, qmlcachegen
   strace                 # which files a program opens
   clang-format clang-tidy git  # scripts/test.sh asks git which files are ours
-  clang libclang-rt-14-dev     # libFuzzer
+  clang libclang-rt-14-dev lld # the sanitizers, and libFuzzer
 )
 
 installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }

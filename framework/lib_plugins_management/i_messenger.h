@@ -6,7 +6,7 @@
 class IMessenger
 {
 public:
-    enum EnErrorCode {
+    enum EnErrorCode : int {
         CeEcNone = 0,
         CeEcTimeout,          // no answer within the time allowed
         CeEcUnknownTarget,    // the instruction names no reachable instance

@@ -24,6 +24,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -33,6 +34,7 @@
 namespace {
 
 constexpr int c_programTimeout = 30000; // ms; the longest case waits 3 s for an answer
+constexpr int c_floodTimeout = 60000;   // ms; many programs at once
 
 const QString c_program = QStringLiteral(MDC_BINARY_DIRECTORY "/bin/mdc-bench");
 
@@ -513,40 +515,18 @@ private Q_SLOTS:
     {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         QStringList rows;
-        std::vector<std::unique_ptr<TroubledController>> controllers;
         for (const Trouble& trouble : c_troubles) {
             if (!trouble.faults.isEmpty())
                 rows.append(QString::fromLatin1(trouble.name));
-            controllers.push_back(std::make_unique<TroubledController>(trouble));
-            QVERIFY(controllers.back()->start());
-            // A few at a time: all at once would have each wait for its answers.
-            if (controllers.size() > 1)
-                QTRY_VERIFY_WITH_TIMEOUT(controllers.at(controllers.size() - 2)->isFollowed(),
-                                         c_programTimeout);
         }
-        QTRY_VERIFY_WITH_TIMEOUT(controllers.back()->isFollowed(), c_programTimeout);
         QCOMPARE(tableGaps("c_troubles", faultNames(), rows), QString());
-        for (const auto& controller : controllers)
-            controller->begin();
-        for (const auto& controller : controllers)
-            QTRY_VERIFY2_WITH_TIMEOUT(controller->hasHadEnough(), controller->name(), c_programTimeout);
-        for (const auto& controller : controllers) {
-            for (const auto& program : controller->programs()) {
-                if (program->state() == QProcess::Running)
-                    pressCtrlC(program->processId());
-            }
-        }
-        for (const auto& controller : controllers) {
-            for (const auto& program : controller->programs()) {
-                const BenchEnd end = endOf(*program);
-                const QString call =
-                    QString("%1, %2:\n%3")
-                        .arg(controller->name(), program->arguments().mid(4).join(' '), end.err);
-                // Nobody has closed the panel's window.
-                const int code = program->arguments().contains("panel") ? 130 : 0;
-                QVERIFY2(end.exitCode == code, qPrintable(call));
-                QVERIFY2(floodOf(end.err).isEmpty(), qPrintable(floodOf(end.err) + "\nof " + call));
-            }
+        // Most of the time they wait for answers, so some of them go on side by side; all at once, each of
+        // the programs would wait for the others.
+        constexpr std::size_t c_atOnce = 4;
+        for (std::size_t first = 0; first < std::size(c_troubles); first += c_atOnce) {
+            meetTroubles(first, std::min(first + c_atOnce, std::size(c_troubles)));
+            if (QTest::currentTestFailed())
+                return;
         }
     }
 
@@ -589,6 +569,44 @@ private Q_SLOTS:
                      screen.mid(screen.lastIndexOf('\r', results - 2), results).trimmed().startsWith("group"),
                  screen.constData());
         QVERIFY2(screen.contains("40 of 40 registers written"), screen.constData());
+    }
+
+private:
+    // From begin to before end of the table.
+    void meetTroubles(std::size_t begin, std::size_t end)
+    {
+        std::vector<std::unique_ptr<TroubledController>> controllers;
+        for (std::size_t i = begin; i < end; ++i) {
+            controllers.push_back(std::make_unique<TroubledController>(c_troubles[i]));
+            QVERIFY(controllers.back()->start());
+            // One by one: a controller does not answer while this process starts the programs of another.
+            QTRY_VERIFY2_WITH_TIMEOUT(controllers.back()->isFollowed(), c_troubles[i].name, c_floodTimeout);
+        }
+        for (const auto& controller : controllers)
+            controller->begin();
+        for (const auto& controller : controllers)
+            QTRY_VERIFY2_WITH_TIMEOUT(controller->hasHadEnough(), controller->name(), c_floodTimeout);
+        for (const auto& controller : controllers) {
+            for (const auto& program : controller->programs()) {
+                if (program->state() == QProcess::Running)
+                    pressCtrlC(program->processId());
+            }
+        }
+        for (const auto& controller : controllers) {
+            for (const auto& program : controller->programs()) {
+                const BenchEnd ended = endOf(*program, c_floodTimeout);
+                const QString call = QString("%1, %2: %3\n%4")
+                                         .arg(controller->name(), program->arguments().mid(4).join(' '))
+                                         .arg(ended.exitCode)
+                                         .arg(ended.err.right(1000));
+                // The trouble goes on: what is read last may not be answered, or be refused. Nobody has
+                // closed the panel's window.
+                const QList<int> codes =
+                    program->arguments().contains("panel") ? QList<int>{130} : QList<int>{0, 5, 6, 7};
+                QVERIFY2(codes.contains(ended.exitCode), qPrintable(call));
+                QVERIFY2(floodOf(ended.err).isEmpty(), qPrintable(floodOf(ended.err) + "\nof " + call));
+            }
+        }
     }
 };
 
