@@ -52,6 +52,27 @@ QString madeBeside(const QString& path, const QByteArray& bytes, QFileDevice::Pe
     return {};
 }
 
+constexpr QFileDevice::Permissions c_private = QFile::ReadOwner | QFile::WriteOwner;
+
+bool put(const QString& path, const QByteArray& bytes, QFileDevice::Permissions permissions, QString* reason)
+{
+    if (!isFreeForFile(path, reason))
+        return false;
+    const QString made = madeBeside(path, bytes, permissions, reason);
+    if (made.isEmpty())
+        return false;
+    // In the place of whatever has the name by now: a link is replaced, not followed.
+    std::error_code renaming;
+    std::filesystem::rename(systemPath(made), systemPath(path), renaming);
+    if (renaming) {
+        QFile::remove(made);
+        *reason = QString::fromLocal8Bit(renaming.message().c_str());
+        return false;
+    }
+    synchroniseFolder(QFileInfo(path).absolutePath());
+    return true;
+}
+
 } // namespace
 
 QString notPlainFile()
@@ -120,22 +141,11 @@ bool readInputFile(const QString& path, qint64 limit, QByteArray* bytes, QString
 
 bool putFile(const QString& path, const QByteArray& bytes, QString* reason)
 {
-    if (!isFreeForFile(path, reason))
-        return false;
     const QFileInfo existing(path);
-    const QString made =
-        madeBeside(path, bytes,
-                   existing.exists() ? existing.permissions() : QFile::ReadOwner | QFile::WriteOwner, reason);
-    if (made.isEmpty())
-        return false;
-    // In the place of whatever has the name by now: a link is replaced, not followed.
-    std::error_code renaming;
-    std::filesystem::rename(systemPath(made), systemPath(path), renaming);
-    if (renaming) {
-        QFile::remove(made);
-        *reason = QString::fromLocal8Bit(renaming.message().c_str());
-        return false;
-    }
-    synchroniseFolder(existing.absolutePath());
-    return true;
+    return put(path, bytes, existing.exists() ? existing.permissions() : c_private, reason);
+}
+
+bool putPrivateFile(const QString& path, const QByteArray& bytes, QString* reason)
+{
+    return put(path, bytes, c_private, reason);
 }

@@ -34,6 +34,8 @@ LIB_UTILITIES_EXPORT bool isFreeForFile(const QString& path, QString* reason);
 // under a name that nothing had, for this user alone, and renamed. A file that is replaced keeps its
 // permissions.
 LIB_UTILITIES_EXPORT bool putFile(const QString& path, const QByteArray& bytes, QString* reason);
+// The same, for this user alone whatever the permissions of what was there.
+LIB_UTILITIES_EXPORT bool putPrivateFile(const QString& path, const QByteArray& bytes, QString* reason);
 
 // Why what is there is not opened.
 QString notPlainFile();

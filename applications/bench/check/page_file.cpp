@@ -21,6 +21,20 @@ bool holds(const QString& path, const QByteArray& bytes)
     return file.open(QIODevice::ReadOnly) && file.readAll() == bytes;
 }
 
+using Put = bool (*)(const QString& path, const QByteArray& bytes, QString* reason);
+
+std::optional<BenchProblem> write(Put put, const QString& path, const QByteArray& bytes, bool replaces)
+{
+    const std::optional<BenchProblem> problem = pageFileProblem(path, replaces);
+    if (problem)
+        return problem;
+    // A disk that is full shows in what the file holds afterwards.
+    QString reason = QStringLiteral("it holds something else now");
+    if (!put(path, bytes, &reason) || !holds(path, bytes))
+        return unwritable(path, reason);
+    return std::nullopt;
+}
+
 } // namespace
 
 std::optional<BenchProblem> pageFileProblem(const QString& path, bool replaces)
@@ -42,12 +56,10 @@ std::optional<BenchProblem> pageFileProblem(const QString& path, bool replaces)
 
 std::optional<BenchProblem> writePageFile(const QString& path, const QByteArray& bytes, bool replaces)
 {
-    const std::optional<BenchProblem> problem = pageFileProblem(path, replaces);
-    if (problem)
-        return problem;
-    // A disk that is full shows in what the file holds afterwards.
-    QString reason = QStringLiteral("it holds something else now");
-    if (!putFile(path, bytes, &reason) || !holds(path, bytes))
-        return unwritable(path, reason);
-    return std::nullopt;
+    return write(&putFile, path, bytes, replaces);
+}
+
+std::optional<BenchProblem> writePrivateFile(const QString& path, const QByteArray& bytes, bool replaces)
+{
+    return write(&putPrivateFile, path, bytes, replaces);
 }

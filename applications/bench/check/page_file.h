@@ -11,3 +11,5 @@
 std::optional<BenchProblem> pageFileProblem(const QString& path, bool replaces);
 // Writes the whole file, or leaves what was there.
 std::optional<BenchProblem> writePageFile(const QString& path, const QByteArray& bytes, bool replaces);
+// The same, for this user alone whoever could read what was there.
+std::optional<BenchProblem> writePrivateFile(const QString& path, const QByteArray& bytes, bool replaces);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <optional>
+#include <string>
 
 // What the program needs of its terminal and its surroundings, and what each operating system does in its own
 // way.
@@ -10,6 +11,9 @@ bool isTerminal(FILE* stream);
 // Nothing when the terminal does not tell.
 std::optional<int> terminalColumns(FILE* stream);
 std::optional<int> terminalRows(FILE* stream);
+
+// Of whoever runs the program, when the environment does not say it; empty where only that does.
+std::string accountName();
 
 // A file that may not grow is told as a disk that is full is, and does not end the program.
 void ignoreFileSizeSignal();

@@ -1,8 +1,10 @@
 #include "applications/bench/core/platform.h"
 
 #include <csignal>
+#include <pwd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <vector>
 
 bool isTerminal(FILE* stream)
 {
@@ -23,6 +25,17 @@ std::optional<int> terminalRows(FILE* stream)
     if (ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_row > 0)
         return size.ws_row;
     return std::nullopt;
+}
+
+std::string accountName()
+{
+    constexpr std::size_t c_size = 1 << 14;
+    std::vector<char> texts(c_size);
+    passwd account{};
+    passwd* found = nullptr;
+    const bool isKnown =
+        getpwuid_r(geteuid(), &account, texts.data(), texts.size(), &found) == 0 && found != nullptr;
+    return isKnown ? account.pw_name : std::string();
 }
 
 void ignoreFileSizeSignal()

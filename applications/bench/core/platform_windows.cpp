@@ -33,6 +33,12 @@ std::optional<int> terminalRows(FILE* stream)
     return info.srWindow.Bottom - info.srWindow.Top + 1;
 }
 
+std::string accountName()
+{
+    // %USERNAME% is always there.
+    return {};
+}
+
 void ignoreFileSizeSignal()
 {
     // There is no such limit and no such signal.

@@ -1,5 +1,7 @@
 #include "applications/bench/support/anonymiser.h"
 
+#include "applications/bench/core/platform.h"
+
 #include <lib_utilities/printable_text.h>
 
 #include <QDir>
@@ -24,7 +26,12 @@ constexpr int c_shortestKnownSerial = 4;
 const QString c_thisComputer = QStringLiteral("localhost");
 
 // A text that could be a serial number: there is a digit in it.
-const QString c_serial = QStringLiteral("((?=[A-Za-z0-9.-]*[0-9])[A-Za-z0-9](?:[A-Za-z0-9.-]*[A-Za-z0-9])?)");
+const QString c_serial =
+    QStringLiteral("((?=[A-Za-z.-]{0,500}+[0-9])[A-Za-z0-9](?:[A-Za-z0-9.-]{0,500}[A-Za-z0-9])?)");
+
+// Members of JSON that hold one.
+const QString c_serialMember = QStringLiteral(
+    "(?:(?:screwdriver|controller|driver|device)?_?(?:serial|sn)_?(?:number|no|nr)?|seriennummer)");
 
 QRegularExpression pattern(const QString& text, Options options = QRegularExpression::NoPatternOption)
 {
@@ -40,33 +47,39 @@ const QList<QRegularExpression>& serialPlaces()
     constexpr auto c_anyCase = QRegularExpression::CaseInsensitiveOption;
     constexpr auto c_lines = QRegularExpression::MultilineOption;
     static const QList<QRegularExpression> c_places{
-        pattern(
-            QStringLiteral("\"(?:screwdriverSN|serial|(?:controller|driver|device)?_?serial_?(?:number|no)?|"
-                           "sn)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.){1,500}+)\""),
-            c_anyCase),
-        pattern(QStringLiteral(
-                    "\"id\"\\s*:\\s*\"screwdriverSN\"[^{}]{0,300}?\"value\"\\s*:\\s*\"?([^\",{}\\s]+)"),
+        pattern(QStringLiteral("\"%1\"\\s*+:\\s*+\"((?:[^\"\\\\]|\\\\.){1,500}+)\"").arg(c_serialMember),
                 c_anyCase),
-        pattern(QStringLiteral("^[ \\t]*Driver serial[ \\t]*[,;][ \\t]*\"?([^\",;\\r\\n]+)"),
+        pattern(QStringLiteral("\"id\"\\s*+:\\s*+\"screwdriverSN\"[^{}]{0,300}?\"value\"\\s*+:\\s*+\"?+"
+                               "([^\",{}\\s]++)"),
+                c_anyCase),
+        pattern(QStringLiteral("^[ \\t]*+Driver serial[ \\t]*+[,;][ \\t]*+\"?+([^\",;\\r\\n]++)"),
                 c_anyCase | c_lines),
-        pattern(QStringLiteral("^(?:sequence|event|gap|reset),[^,\\n]*,\"?([^\",\\r\\n]+)"), c_lines),
+        pattern(QStringLiteral("^(?:sequence|event|gap|reset),[^,\\n]*+,\"?+([^\",\\r\\n]++)"), c_lines),
         pattern(
-            QStringLiteral("(?<![A-Za-z])(?:serial(?:[ _-]?(?:numbers?|no\\.?|nr\\.?))?|s/n|screwdriverSN)"
-                           "(?![A-Za-z0-9-])[\"']?\\s*(?:is|was|of|[:=,#])?\\s*[\"']?") +
+            QStringLiteral("(?<![A-Za-z])(?:serial(?:[ _-]?(?:numbers?|no\\.?|nr\\.?))?|s/n|screwdriverSN|"
+                           "seriennummer|serien-?nr\\.?|num[e\u00e9]ro de s[e\u00e9]rie|"
+                           "s\\.?n\\.?(?=\\s{0,20}+[:=#]))(?![A-Za-z0-9-])[\"']?+\\s{0,20}+"
+                           "(?:is|was|of|[:=,#])?+\\s{0,20}+[\"']?+") +
                 c_serial,
             c_anyCase),
-        pattern(QStringLiteral("serial[^\\n]{0,100}?\\b(?:instead of|controller has|was)\\s+") + c_serial,
+        pattern(QStringLiteral("serial[^\\n]{0,100}?\\b(?:instead of|controller has|was)\\s{1,20}+") +
+                    c_serial,
                 c_anyCase)};
     return c_places;
 }
 
-// Members of a configuration that hold an address, group 1.
-const QRegularExpression& addressPlaces()
+// Members of a configuration that hold an address, group 1; without its quotes, or one of them, in one that
+// is broken.
+const QList<QRegularExpression>& addressPlaces()
 {
-    static const QRegularExpression c_places =
-        pattern(QStringLiteral(
-                    "\"(?:host|host_?name|server|serial_?port)\"\\s*:\\s*\"((?:[^\"\\\\]|\\\\.){1,500}+)\""),
-                QRegularExpression::CaseInsensitiveOption);
+    static const QString c_member = QStringLiteral("\"(?:host|host_?name|server|serial_?port)\"\\s*+:\\s*+");
+    static const QList<QRegularExpression> c_places{
+        pattern(c_member + QStringLiteral("\"((?:[^\"\\\\]|\\\\.){1,500}+)\""),
+                QRegularExpression::CaseInsensitiveOption),
+        pattern(c_member + QStringLiteral(
+                               "(?:(?!\")|\"(?![^\"\\n]{0,500}+\"))(?!(?:null|true|false|[0-9]++)(?![\\w.-]))"
+                               "([^\"\\s,{}\\[\\]]{1,500}+)"),
+                QRegularExpression::CaseInsensitiveOption)};
     return c_places;
 }
 
@@ -75,7 +88,9 @@ bool isIpv6(const QString& text)
     const QString address = text.section(QLatin1Char('%'), 0, 0);
     const int gap = address.indexOf(QLatin1String("::"));
     if (address.count(QLatin1String("::")) > 1 || address.contains(QLatin1String(":::")) ||
-        address == QLatin1String("::"))
+        address == QLatin1String("::") ||
+        address.startsWith(QLatin1Char(':')) != address.startsWith(QLatin1String("::")) ||
+        address.endsWith(QLatin1Char(':')) != address.endsWith(QLatin1String("::")))
         return false;
     const QStringList groups = address.split(QLatin1Char(':'), Qt::SkipEmptyParts);
     int words = 0;
@@ -135,6 +150,23 @@ QRegularExpression anyOf(QStringList texts, const QString& before, const QString
 bool isSerialPart(QChar one)
 {
     return one.unicode() < 0x80 && one.isLetterOrNumber();
+}
+
+bool isDigit(QChar one)
+{
+    return one >= QLatin1Char('0') && one <= QLatin1Char('9');
+}
+
+bool isDigitAt(const QString& text, int at)
+{
+    return at >= 0 && at < text.size() && isDigit(text.at(at));
+}
+
+// Programs that take a number for one with a fraction write "1907150042.0".
+QString serialKey(const QString& serial)
+{
+    static const QRegularExpression c_whole(QStringLiteral("^(\\d{1,500})\\.0{1,500}$"));
+    return serial.trimmed().toLower().replace(c_whole, QStringLiteral("\\1"));
 }
 
 bool isHostPart(QChar one)
@@ -203,7 +235,8 @@ bool isBare(const QString& text, int begin, int end)
 // What stands for a bare number of JSON has to be a text.
 QString quotedNumber(const QString& placeholder, const QString& value, bool isBare)
 {
-    const bool isNumber = std::all_of(value.cbegin(), value.cend(), [](QChar one) { return one.isDigit(); });
+    const bool isNumber = std::all_of(value.cbegin(), value.cend(),
+                                      [](QChar one) { return isDigit(one) || one == QLatin1Char('.'); });
     return isBare && isNumber ? QLatin1Char('"') + placeholder + QLatin1Char('"') : placeholder;
 }
 
@@ -237,6 +270,8 @@ ComputerIdentity ComputerIdentity::ofThisComputer()
         if (computer.user.isEmpty())
             computer.user = qEnvironmentVariable(name);
     }
+    if (computer.user.isEmpty())
+        computer.user = QString::fromLocal8Bit(accountName().c_str());
     return computer;
 }
 
@@ -250,18 +285,15 @@ void Anonymiser::knowSerial(const QString& serial)
 {
     // Of so many the bytes are looked for: those that controllers have told are known first.
     constexpr int c_mostInBytes = 100;
-    const QString known = serial.trimmed();
+    const QString known = serialKey(serial);
     const bool hasDigit = std::any_of(known.cbegin(), known.cend(), [](QChar one) { return one.isDigit(); });
     if (!hasDigit || known.size() < c_shortestKnownSerial || isPlaceholder(known) ||
         m_serials.contains(known))
         return;
     m_serials.insert(known);
-    QStringList hex;
-    const QByteArray coded = bytesOf(known);
-    for (const char byte : coded)
-        hex.append(QString::fromLatin1(QByteArray(1, byte).toHex()));
-    if (!hex.isEmpty() && m_bytes.size() < c_mostInBytes)
-        m_bytes.append(hex.join(QStringLiteral("[ :,]?")));
+    const QByteArray code = bytesOf(known);
+    if (!code.isEmpty() && m_codes.size() < c_mostInBytes)
+        m_codes.append(code);
 }
 
 void Anonymiser::knowAddress(const QString& address)
@@ -282,19 +314,36 @@ void Anonymiser::knowAddress(const QString& address)
     }
     known = known.remove(c_number).toLower();
     // Others are known by their form; this one tells nobody apart.
-    if (known.size() > 1 && known != c_thisComputer)
-        m_hosts.insert(known);
+    if (known.size() <= 1 || known == c_thisComputer)
+        return;
+    m_hosts.insert(known);
+    // Nearby it is called by the first word of its name; an address in numbers is not.
+    static const QRegularExpression c_firstWord(
+        QStringLiteral("^((?=[^.]*[a-z])[\\w-]{3,63})\\.[\\w.-]*[a-z]"));
+    const QString firstWord = c_firstWord.match(known).captured(1);
+    if (!firstWord.isEmpty() && firstWord != c_thisComputer && !m_hosts.contains(firstWord)) {
+        m_hosts.insert(firstWord);
+        m_firstWords.insert(firstWord, known);
+    }
 }
 
-void Anonymiser::learn(const QString& text)
+bool Anonymiser::learn(const QString& text)
 {
     const QString plain = withoutNeedlessEscapes(text);
+    bool isWhole = true;
     for (const QRegularExpression& place : serialPlaces()) {
-        for (auto it = place.globalMatch(plain); it.hasNext();)
+        auto it = place.globalMatch(plain);
+        while (it.hasNext())
             knowSerial(it.next().captured(1));
+        isWhole = isWhole && it.isValid();
     }
-    for (auto it = addressPlaces().globalMatch(plain); it.hasNext();)
-        knowAddress(it.next().captured(1).replace(QLatin1String("\\\\"), QLatin1String("\\")));
+    for (const QRegularExpression& place : addressPlaces()) {
+        auto it = place.globalMatch(plain);
+        while (it.hasNext())
+            knowAddress(it.next().captured(1).replace(QLatin1String("\\\\"), QLatin1String("\\")));
+        isWhole = isWhole && it.isValid();
+    }
+    return isWhole;
 }
 
 QString Anonymiser::placeholder(Kind kind, const QString& value) const
@@ -305,7 +354,9 @@ QString Anonymiser::placeholder(Kind kind, const QString& value) const
                                              {Kind::Home, QStringLiteral("home-%1")},
                                              {Kind::User, QStringLiteral("user-%1")}};
     QHash<QString, int>& met = m_met[kind];
-    const QString key = kind == Kind::Serial ? value.trimmed() : value.toLower();
+    QString key = kind == Kind::Serial ? serialKey(value) : value.toLower();
+    if (kind == Kind::Host)
+        key = m_firstWords.value(key, key);
     if (!met.contains(key))
         met.insert(key, met.size() + 1);
     return c_names.value(kind).arg(met.value(key));
@@ -324,7 +375,8 @@ void Anonymiser::replaceEach(ReplacedText& text, const QRegularExpression& patte
     const bool isJson = isInJson(text.text);
     QString result;
     int end = 0;
-    for (auto it = pattern.globalMatch(text.text); it.hasNext();) {
+    auto it = pattern.globalMatch(text.text);
+    while (it.hasNext()) {
         const QRegularExpressionMatch match = it.next();
         const int group = match.lastCapturedIndex() > 0 ? 1 : 0;
         // What an earlier kind has replaced is done.
@@ -340,6 +392,7 @@ void Anonymiser::replaceEach(ReplacedText& text, const QRegularExpression& patte
         end = match.capturedEnd(group);
         ++text.replaced;
     }
+    text.isWhole = text.isWhole && it.isValid();
     if (end > 0)
         text.text = result + text.text.mid(end);
 }
@@ -376,9 +429,7 @@ void Anonymiser::replaceWords(ReplacedText& text, const WordRule& rule, Kind kin
 void Anonymiser::replaceLabelledSerials(ReplacedText& text) const
 {
     static const QRegularExpression c_number =
-        pattern(QStringLiteral(
-                    "\"(?:screwdriverSN|(?:controller|driver|device)?_?serial_?(?:number|no)?|sn)\"\\s*:\\s*"
-                    "(\\d+)"),
+        pattern(QStringLiteral("\"%1\"\\s*+:\\s*+(\\d++(?:\\.0++)?+)").arg(c_serialMember),
                 QRegularExpression::CaseInsensitiveOption);
     replaceEach(text, c_number, numbered(Kind::Serial));
     for (const QRegularExpression& place : serialPlaces())
@@ -397,7 +448,8 @@ void Anonymiser::replaceFolders(ReplacedText& text) const
                         return placeholder(Kind::Home, m_computer.homeFolder);
                     });
     static const QRegularExpression c_unixUser =
-        pattern(QStringLiteral("(?<![\\w.\\-/])/+(?:home|Users)/+([^\\\\/\\s\"':,;<>|]+)"));
+        pattern(QStringLiteral("(?<![\\w.\\-/])(?:/++(?:var|export|usr|private|net|mnt))?+/++(?:home|Users)/"
+                               "++([^\\\\/\\s\"':,;<>|]++)"));
     static const QRegularExpression c_windowsUser =
         pattern(QStringLiteral(
                     "(?<!\\w)[A-Z]:[\\\\/]+(?:Users|Documents and Settings)[\\\\/]+([^\\\\/\"':,;<>|\\r\\n]+"
@@ -416,15 +468,21 @@ void Anonymiser::replaceFolders(ReplacedText& text) const
 
 void Anonymiser::replaceAddresses(ReplacedText& text) const
 {
-    static const QRegularExpression c_mac = pattern(
-        QStringLiteral("(?<![0-9A-Za-z:-])(?:(?:[0-9A-Fa-f]{2}:){5}|(?:[0-9A-Fa-f]{2}-){5})[0-9A-Fa-f]{2}"
-                       "(?![0-9A-Za-z:-])"));
-    static const QRegularExpression c_ipv6 = pattern(QStringLiteral(
-        "(?<![0-9A-Za-z:.])[0-9A-Fa-f]{0,4}:[0-9A-Fa-f:]*:[0-9A-Fa-f]{0,4}(?:(?:\\.\\d{1,3}){3})?"
-        "(?:%[\\w.-]+)?(?![0-9A-Za-z:])"));
+    // Behind "MAC:" as well, but no part of a longer row of bytes.
+    static const QRegularExpression c_mac = pattern(QStringLiteral(
+        "(?<![0-9A-Za-z])(?<!(?<![0-9A-Za-z])[0-9A-Fa-f]{2}[:-])"
+        "(?:(?:[0-9A-Fa-f]{2}:){5}|(?:[0-9A-Fa-f]{2}-){5})[0-9A-Fa-f]{2}"
+        "(?![0-9A-Za-z])(?![:-][0-9A-Fa-f]{2}(?![0-9A-Za-z]))|"
+        "(?<![0-9A-Za-z.])(?:[0-9A-Fa-f]{4}\\.){2}[0-9A-Fa-f]{4}(?![0-9A-Za-z]|\\.[0-9A-Za-z])"));
+    // Behind "addr:", which is a word that is no part of it.
+    static const QRegularExpression c_ipv6 = pattern(
+        QStringLiteral("(?<![0-9A-Za-z:.])(?:(?=[0-9A-Fa-f]{0,40}+[G-Zg-z_-]|\\w{5})[A-Za-z][\\w-]{0,40}+:)?+"
+                       "([0-9A-Fa-f]{0,4}:[0-9A-Fa-f:]*:[0-9A-Fa-f]{0,4}(?:(?:\\.\\d{1,3}){3})?"
+                       "(?:%[\\w.-]+)?)(?![0-9A-Za-z:])"));
     static const QString c_octet = QStringLiteral("(?:25[0-5]|2[0-4]\\d|1\\d\\d|0{0,2}\\d?\\d)");
+    // A port may follow behind a dot.
     static const QRegularExpression c_ipv4 =
-        pattern(QStringLiteral("(?<!\\d)(?<!\\d\\.)%1(?:\\.%1){3}(?!\\d)(?!\\.\\d)").arg(c_octet));
+        pattern(QStringLiteral("(?<!\\d)(?<!\\d\\.)%1(?:\\.%1){3}(?!\\d)").arg(c_octet));
     static const QRegularExpression c_port = pattern(
         QStringLiteral("/dev/(?:tty[A-Za-z]+\\d*|serial/by-[a-z]+/[^\\s\"',;]+|pts/\\d+|cu\\.[^\\s\"',;]+|"
                        "tty\\.[^\\s\"',;]+)|(?<![A-Za-z0-9_])COM\\d{1,3}(?![A-Za-z0-9_])"));
@@ -436,7 +494,7 @@ void Anonymiser::replaceAddresses(ReplacedText& text) const
         return placeholder(Kind::Host, match.captured());
     });
     replaceEach(text, c_ipv6, [this](const QRegularExpressionMatch& match) {
-        return isIpv6(match.captured()) ? placeholder(Kind::Host, match.captured()) : QString();
+        return isIpv6(match.captured(1)) ? placeholder(Kind::Host, match.captured(1)) : QString();
     });
     replaceEach(text, c_ipv4, numbered(Kind::Host));
     replaceWords(text, {&isHostPart, "."}, Kind::Host, [&](int begin, int end) {
@@ -444,28 +502,41 @@ void Anonymiser::replaceAddresses(ReplacedText& text) const
     });
     // What has no form that is known from elsewhere.
     static const QRegularExpression c_done(QStringLiteral("(?:host|port)-\\d"));
-    replaceEach(text, addressPlaces(), [this](const QRegularExpressionMatch& match) {
+    const Placeholder address = [this](const QRegularExpressionMatch& match) {
         const QString value = match.captured(1);
         return value.contains(c_done) || value.toLower() == c_thisComputer ? QString()
                                                                            : placeholder(Kind::Host, value);
-    });
+    };
+    for (const QRegularExpression& place : addressPlaces())
+        replaceEach(text, place, address);
 }
 
 void Anonymiser::replaceSerials(ReplacedText& text) const
 {
     // No part of a longer number, nor of a fraction.
-    replaceWords(text, {&isSerialPart, ".-"}, Kind::Serial, [&](int begin, int end) {
-        const bool isFraction = end + 1 < text.text.size() && text.text.at(end) == QLatin1Char('.') &&
-                                text.text.at(end + 1).isDigit();
-        return !isFraction && m_serials.contains(text.text.mid(begin, end - begin));
+    const auto isKnown = [&](int begin, int end) {
+        const bool isFraction =
+            end < text.text.size() && text.text.at(end) == QLatin1Char('.') && isDigitAt(text.text, end + 1);
+        return !isFraction && m_serials.contains(serialKey(text.text.mid(begin, end - begin)));
+    };
+    replaceWords(text, {&isSerialPart, ".-"}, Kind::Serial, isKnown);
+    // Digits among letters, as in "SN1907150042"; a short one is found everywhere there.
+    constexpr int c_shortestAmongLetters = 6;
+    replaceWords(text, {&isDigit, ".-"}, Kind::Serial, [&](int begin, int end) {
+        const bool isAmongLetters = (begin > 0 && isSerialPart(text.text.at(begin - 1))) ||
+                                    (end < text.text.size() && isSerialPart(text.text.at(end)));
+        return isAmongLetters && end - begin >= c_shortestAmongLetters && isKnown(begin, end);
     });
 }
 
 void Anonymiser::replaceBytes(ReplacedText& text) const
 {
-    if (m_bytes.isEmpty())
+    if (m_codes.isEmpty())
         return;
-    replaceEach(text, pattern(m_bytes.join(QLatin1Char('|')), QRegularExpression::CaseInsensitiveOption),
+    QStringList codes;
+    for (const QByteArray& code : m_codes)
+        codes.append(QString::fromLatin1(code.toHex(' ')).replace(QLatin1Char(' '), QLatin1String("[ :,]?")));
+    replaceEach(text, pattern(codes.join(QLatin1Char('|')), QRegularExpression::CaseInsensitiveOption),
                 [](const QRegularExpressionMatch& match) {
                     static const QRegularExpression c_byte(QStringLiteral("[0-9A-Fa-f]{2}"));
                     return match.captured().replace(c_byte, QStringLiteral("xx"));
@@ -474,7 +545,7 @@ void Anonymiser::replaceBytes(ReplacedText& text) const
 
 ReplacedText Anonymiser::replaced(const QString& text) const
 {
-    ReplacedText result = maskedTrace(withoutNeedlessEscapes(text));
+    ReplacedText result = maskedTrace(withoutNeedlessEscapes(text), m_codes);
     replaceLabelledSerials(result);
     replaceFolders(result);
     replaceAddresses(result);

@@ -40,7 +40,8 @@ public:
     // The name of a host, or what a driver calls its address: "10.0.0.7:502", "/dev/ttyUSB0".
     void knowAddress(const QString& address);
     // What the text itself says is one of them.
-    void learn(const QString& text);
+    // False when it could not be searched to its end.
+    bool learn(const QString& text);
 
     // The text with placeholders, and how many there are. A number of a JSON text becomes a text, so that it
     // is JSON afterwards. Escapes of JSON for letters that need none are undone, so that nothing hides in
@@ -67,10 +68,11 @@ private:
                             const Placeholder& placeholder);
 
     const ComputerIdentity m_computer;
-    QSet<QString> m_serials;
-    QSet<QString> m_hosts; // in lower case
+    QSet<QString> m_serials;              // in lower case
+    QSet<QString> m_hosts;                // in lower case
+    QHash<QString, QString> m_firstWords; // of names of hosts, and whose
     QStringList m_ports;
-    QStringList m_bytes; // patterns of serial numbers in bytes
+    QList<QByteArray> m_codes; // serial numbers in bytes
     // Numbers of what has been met, by kind and value.
     mutable QMap<Kind, QHash<QString, int>> m_met;
 };

@@ -29,7 +29,7 @@ QString noteOf(const PackedFile& file)
 
 void PackingList::add(const QString& name, const QByteArray& bytes, qint64 cut)
 {
-    m_files.append({freeName(entryName(name)), bytes, 0, cut});
+    m_files.append({freeName(entryName(name)), bytes, 0, cut, name});
 }
 
 QString PackingList::freeName(const QString& name) const
@@ -49,13 +49,24 @@ QString PackingList::freeName(const QString& name) const
 
 void PackingList::anonymise(Anonymiser& anonymiser)
 {
+    const QString unsearched = QStringLiteral(
+        "it cannot be searched to its end, so that serial numbers and addresses may be left in "
+        "it; --with-identity packs it as it is");
+    const QString unnamed = QStringLiteral("a file whose name cannot be searched");
+    QList<bool> isLearned;
     for (const PackedFile& file : qAsConst(m_files)) {
-        if (const std::optional<QString> text = plainText(file.bytes))
-            anonymiser.learn(*text);
+        const std::optional<QString> text = plainText(file.bytes);
+        isLearned.append(!text || anonymiser.learn(*text));
     }
+    const auto searched = [&](const QString& told, const QString& otherwise) {
+        const ReplacedText replaced = anonymiser.replaced(told);
+        return replaced.isWhole ? replaced.text : otherwise;
+    };
     const QList<PackedFile> files = std::exchange(m_files, {});
-    for (const PackedFile& file : files) {
-        const QString name = anonymiser.replaced(file.name).text;
+    for (int i = 0; i < files.size(); ++i) {
+        const PackedFile& file = files.at(i);
+        const ReplacedText given = anonymiser.replaced(file.givenName);
+        const QString name = given.isWhole ? entryName(given.text) : unnamed;
         const std::optional<QString> text = plainText(file.bytes);
         if (!text) {
             leaveOut(name,
@@ -64,10 +75,14 @@ void PackingList::anonymise(Anonymiser& anonymiser)
             continue;
         }
         const ReplacedText replaced = anonymiser.replaced(*text);
-        m_files.append({freeName(name), replaced.text.toUtf8(), replaced.replaced, file.cut});
+        if (given.isWhole && replaced.isWhole && isLearned.at(i))
+            m_files.append(
+                {freeName(name), replaced.text.toUtf8(), replaced.replaced, file.cut, file.givenName});
+        else
+            leaveOut(name, unsearched);
     }
     for (LeftOut& left : m_leftOut)
-        left = {anonymiser.replaced(left.name).text, anonymiser.replaced(left.reason).text};
+        left = {searched(left.name, unnamed), searched(left.reason, unsearched)};
 }
 
 QJsonObject PackingList::toJson() const

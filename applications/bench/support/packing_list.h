@@ -14,7 +14,8 @@ struct PackedFile
     QString name;
     QByteArray bytes;
     int replaced = 0;
-    qint64 cut = 0; // bytes of the source that are left out at its beginning
+    qint64 cut = 0;    // bytes of the source that are left out at its beginning
+    QString givenName; // as it was, with what no archive may have
 };
 
 // What is not in the archive, and why.

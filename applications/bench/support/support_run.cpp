@@ -42,6 +42,32 @@ QJsonValue originsOf(const QJsonObject& names)
     return origins;
 }
 
+const QString c_remedy = QStringLiteral("; --add packs any file");
+
+// Why a file that a main file names is not looked into; empty when it is one of the same folder.
+QString reasonAgainstFile(const QString& path, const QString& mainFile)
+{
+    const QFileInfo file(path);
+    if (!path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive))
+        return QStringLiteral("its name does not end with .json");
+    if (file.isSymLink())
+        return QStringLiteral("%1 is a symbolic link, which is not followed").arg(path);
+    // What is not there is told when it is read.
+    const QString found = file.canonicalFilePath();
+    const QString root = QFileInfo(mainFile).dir().canonicalPath();
+    const bool isInside = found.startsWith(root.endsWith(QLatin1Char('/')) ? root : root + QLatin1Char('/'));
+    return found.isEmpty() || isInside
+               ? QString()
+               : QStringLiteral("%1 lies outside the folder of %2").arg(path, mainFile);
+}
+
+bool isConfigurationFile(const QByteArray& bytes)
+{
+    const QJsonObject object = QJsonDocument::fromJson(bytes).object();
+    return object.contains(QLatin1String("channels")) || object.contains(QLatin1String("parameters")) ||
+           object.contains(QLatin1String("objects"));
+}
+
 } // namespace
 
 SupportRun::SupportRun(const GeneralOptions& general, const SupportOptions& options, Console& console,
@@ -142,13 +168,22 @@ void SupportRun::addConfiguration()
     m_objects = benchObjects(QJsonDocument::fromJson(mainFile).object());
     const QStringList names = namedConfigurationFiles(mainFile);
     for (const QString& name : names) {
+        const QString file = QDir::cleanPath(QFileInfo(path).dir().filePath(name));
         // Whoever wrote the configuration must not be sent what else is on this computer.
-        if (name.endsWith(QLatin1String(".json"), Qt::CaseInsensitive))
-            addFile(folder + QFileInfo(name).fileName(),
-                    QDir::cleanPath(QFileInfo(path).dir().filePath(name)));
-        else
+        const QString elsewhere = reasonAgainstFile(file, path);
+        const SourceBytes source = elsewhere.isEmpty() ? endOfFile(file) : SourceBytes();
+        if (!elsewhere.isEmpty())
+            m_list.leaveOut(folder + name, elsewhere + c_remedy);
+        else if (!source.reason.isEmpty())
+            m_list.leaveOut(folder + name, QStringLiteral("%1 cannot be read: %2").arg(file, source.reason));
+        else if (!isConfigurationFile(source.bytes))
             m_list.leaveOut(folder + name,
-                            QStringLiteral("its name does not end with .json; --add packs any file"));
+                            QStringLiteral("%1 holds no JSON object with \"channels\", \"parameters\" or "
+                                           "\"objects\"")
+                                    .arg(file) +
+                                c_remedy);
+        else
+            m_list.add(folder + QFileInfo(name).fileName(), source.bytes, source.cut);
     }
 }
 
@@ -233,7 +268,7 @@ ExitCode SupportRun::write(ExitCode checked)
     document.insert(QStringLiteral("archive"), m_options.file);
     document.insert(QStringLiteral("bytes"), archive.size());
     writer.document(document);
-    const std::optional<BenchProblem> problem = writePageFile(m_options.file, archive, m_options.replaces);
+    const std::optional<BenchProblem> problem = writePrivateFile(m_options.file, archive, m_options.replaces);
     if (problem) {
         problem->tell(m_console);
         return problem->code;

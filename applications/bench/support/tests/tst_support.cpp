@@ -146,18 +146,38 @@ private Q_SLOTS:
         add("nothing", "direction 1, \"register\": 6101\n", "direction 1, \"register\": 6101\n");
         add("IPv4", "tcp 10.0.0.7:502, v1.2.3", "tcp host-1:502, v1.2.3");
         add("the same and another", "10.0.0.7 10.0.0.8 10.0.0.7", "host-1 host-2 host-1");
-        add("no IPv4", "10.0.0.256 1.2.3 1.2.3.4.5", "10.0.0.256 1.2.3 1.2.3.4.5");
+        add("no IPv4", "10.0.0.256 1.2.3", "10.0.0.256 1.2.3");
+        add("IPv4 with what follows behind a dot", "192.168.1.20.502 > 10.0.0.7.1: 1.2.3.4.5",
+            "host-1.502 > host-2.1: host-3.5");
         add("IPv4 with letters before it", "x10.0.0.7_", "xhost-1_");
         add("IPv6", "[2001:db8::7]:502 fe80::1%eth0 ::1", "[host-1]:502 host-2 host-3");
         add("IPv6, whole", "1:2:3:4:5:6:7:8", "host-1");
         add("IPv6 of IPv4", "::ffff:10.0.0.7", "host-1");
         add("no IPv6", "09:30:00.125 DHost::run a::: 1:2:3", "09:30:00.125 DHost::run a::: 1:2:3");
         add("a time", "2026-03-01T09:30:00.125+01:00", "2026-03-01T09:30:00.125+01:00");
+        add("IPv6 behind a label", "addr:fe80::1 inet6 addr: ::1 host:2001:db8::7%eth0",
+            "addr:host-1 inet6 addr: host-2 host:host-3");
+        add("no IPv6 behind a label", "std::abc::def at:09:30:00 DHost::run",
+            "std::abc::def at:09:30:00 DHost::run");
+        add("MAC behind a label", "MAC:00:1b:44:11:3a:b7: mac=00:1b:44:11:3a:b7", "MAC:host-1: mac=host-1");
+        add("MAC of a switch", "001b.4411.3ab7 1.001b.4411.3ab7", "host-1 1.001b.4411.3ab7");
+        add("no MAC", "00:1b:44:11:3a:b7:00 00:1b:44:11:3a", "00:1b:44:11:3a:b7:00 00:1b:44:11:3a");
         add("MAC", "52:54:00:12:ab:cd 52-54-00-12-AB-CD", "host-1 host-2");
         add("this computer", "on BENCH12, bench123, bench12.json", "on host-1, bench123, host-1.json");
         add("a host that the text names",
             R"({"host": "mdc7.plant.example", "x": "to MDC7.plant.example:502"})",
             R"({"host": "host-1", "x": "to host-1:502"})");
+        add("the first word of a host's name",
+            R"({"host": "plc7.factory.example", "x": "PLC7 plc7:502 plc71 plc7.factory.example"})",
+            R"({"host": "host-1", "x": "host-1 host-1:502 plc71 host-1"})");
+        add("a host without quotes", "{\"host\": plc7.factory, \"port\": 502} to plc7.factory:502",
+            "{\"host\": host-1, \"port\": 502} to host-1:502");
+        add("a host with half of its quotes", "{\"host\": \"plc7, \n\"port\": 502} to plc7:502",
+            "{\"host\": \"host-1, \n\"port\": 502} to host-1:502");
+        add("a serial port without quotes", "{\"serialPort\": /srv/port7}\n/srv/port7 is busy",
+            "{\"serialPort\": port-1}\nport-1 is busy");
+        add("no host without quotes", R"({"host": null, "server": 5} null 5)",
+            R"({"host": null, "server": 5} null 5)");
         add("no host", R"({"host": "localhost"} localhost)", R"({"host": "localhost"} localhost)");
         add("JSON escapes", "{\"host\": \"\\u0031\\u0030.0.0.7\", \"x\": \"a\\/b \\\\u0031 \\u0022\"}",
             "{\"host\": \"host-1\", \"x\": \"a/b \\\\u0031 \\u0022\"}");
@@ -169,6 +189,8 @@ private Q_SLOTS:
             R"({"serialPort": "\\\\.\\port-1"} \\.\port-1)");
         add("home", "/home/anna/x \"/home/anna\" /home/annabel/y", "home-1/x \"home-1\" /home/user-1/y");
         add("another's home", "/home/bert/x /Users/bert", "/home/user-1/x /Users/user-1");
+        add("homes elsewhere", "/var/home/otto/x /export/home/otto",
+            "/var/home/user-1/x /export/home/user-1");
         add("home on Windows", R"(C:\Users\Anna Maier\x "C:\\Users\\anna" C:/Users/anna/y)",
             R"(C:\Users\user-2\x "C:\\Users\\user-1" C:/Users/user-1/y)");
         add("the user", "/media/anna/stick anna@x hanna anna", "/media/user-1/stick user-1@x hanna anna");
@@ -192,6 +214,26 @@ private Q_SLOTS:
             "serial line, a serial number of letters, serial port 3");
         add("in a file's name", "serial 1907150042, backup_1907150042.csv",
             "serial serial-1, backup_serial-1.csv");
+        add("labels of others", "SN:A7-1, S/N 7B, Seriennummer: 7C, numéro de série : 7D, sn=7E",
+            "SN:serial-1, S/N serial-2, Seriennummer: serial-3, numéro de série : serial-4, sn=serial-5");
+        add("members of others", R"({"sn_number": "7", "Seriennummer": "8", "sn_no": 9})",
+            R"({"sn_number": "serial-2", "Seriennummer": "serial-3", "sn_no": "serial-1"})");
+        add("large and small letters", "serial AB1907x, ab1907X", "serial serial-1, serial-1");
+        add("among letters", "serial 1907150042: SN1907150042, x1907150042x, SN11907150042",
+            "serial serial-1: SNserial-1, xserial-1x, SN11907150042");
+        add("as a number with a fraction",
+            R"({"serial": "1907150042", "x": 1907150042.0, "y": 1907150042.5})",
+            R"({"serial": "serial-1", "x": "serial-1", "y": 1907150042.5})");
+        add("on the next line", "serial number\n1907150042", "serial number\nserial-1");
+        add("behind many empty lines", "serial" + QString(3000, '\n') + "?\nserial number 2011999902\n",
+            "serial" + QString(3000, '\n') + "?\nserial number serial-1\n");
+        const QString t = "2026-03-01 09:30:00.125 ";
+        const QString read = t + "tx 01 03 00 01 00 01\n";
+        add("in bytes of a trace, one on a line",
+            "serial 1907150042\n" + read + t + "rx 2a 00\n" + t + "rx 0f\n" + t + "rx 07 13 aa\n" + read + t +
+                "rx 01\n",
+            "serial serial-1\n" + read + t + "rx xx xx\n" + t + "rx xx\n" + t + "rx xx xx xx\n" + read + t +
+                "rx 01\n");
         add("in bytes", "serial 1907150042: 2A000F0713, 2a 00 0f 07 13",
             "serial serial-1: xxxxxxxxxx, xx xx xx xx xx");
         add("an address of another form", R"({"host": "two words", "server": "a/b", "x": "two words"})",
@@ -245,11 +287,13 @@ private Q_SLOTS:
         list.add("a_1907150042.txt", "to 10.0.0.7 at 1907150042\n");
         list.add("A_1907150042.txt", "Driver serial,1907150042\n10.0.0.8 10.0.0.7\n");
         list.add("b:c.bin", QByteArray("1907150042\0", 11));
+        list.add("2001:db8::7.log", "x\n");
         list.add("latin.txt", "\xe4\xff");
         list.leaveOut("trace/x", "/home/anna/x cannot be read");
         Anonymiser anonymiser = annasAnonymiser();
         list.anonymise(anonymiser);
-        QCOMPARE(list.files().size(), 2);
+        QCOMPARE(list.files().size(), 3);
+        QCOMPARE(list.files().at(2).name, QString("host-3.log"));
         QCOMPARE(list.files().at(0).name, QString("a_serial-1.txt"));
         QCOMPARE(list.files().at(0).bytes, QByteArray("to host-1 at serial-1\n"));
         QCOMPARE(list.files().at(0).replaced, 2);
@@ -260,6 +304,44 @@ private Q_SLOTS:
             leftOut.append(left.name);
         QCOMPARE(leftOut, (QStringList{"trace/x", "b_c.bin", "latin.txt"}));
         QCOMPARE(list.leftOut().constFirst().reason, QString("home-1/x cannot be read"));
+    }
+
+    // What cannot be searched to its end must not be packed as if it had been.
+    void unsearchableTexts() // docs/security.md
+    {
+        const QString half = QString("serial 1907150042 ") + QChar(0xd800);
+        Anonymiser anonymiser = annasAnonymiser();
+        QVERIFY(!anonymiser.learn(half));
+        QVERIFY(!anonymiser.replaced(half).isWhole);
+        QVERIFY(anonymiser.learn("serial 7"));
+        QVERIFY(anonymiser.replaced("serial 7").isWhole);
+        QVERIFY(!maskedTrace(half).isWhole);
+        PackingList list;
+        list.add(half, "one\n");
+        list.add("two.txt", "two\n");
+        list.anonymise(anonymiser);
+        QCOMPARE(list.files().size(), 1);
+        QCOMPARE(list.files().constFirst().name, QString("two.txt"));
+        QCOMPARE(list.leftOut().size(), 1);
+        QVERIFY(!list.leftOut().constFirst().name.contains("1907150042"));
+        QVERIFY(list.leftOut().constFirst().reason.contains("searched"));
+    }
+
+    void whoPacks() // docs/security.md
+    {
+        if (QStandardPaths::findExecutable("id").isEmpty())
+            QSKIP("id tells who this is");
+        QProcess id;
+        id.start("id", {"-un"});
+        QVERIFY(id.waitForFinished());
+        const QByteArray user = qgetenv("USER");
+        const QByteArray logName = qgetenv("LOGNAME");
+        for (const char* const name : {"USER", "USERNAME", "LOGNAME"})
+            qunsetenv(name);
+        const ComputerIdentity identity = ComputerIdentity::ofThisComputer();
+        qputenv("USER", user);
+        qputenv("LOGNAME", logName);
+        QCOMPARE(identity.user, QString::fromLocal8Bit(id.readAllStandardOutput()).trimmed());
     }
 
     void masking_data()
@@ -282,6 +364,34 @@ private Q_SLOTS:
         QTest::newRow("the beginning is missing") << t + "rx 07 13\n" << t + "rx xx xx\n";
         QTest::newRow("too late") << t + "tx 01 03 00 01 00 01\n" + t + "rx 01 11 02 ff 07\n"
                                   << t + "tx 01 03 00 01 00 01\n" + t + "rx xx xx xx xx xx\n";
+        const QString read = t + "tx 01 03 00 01 00 01\n";
+        const QString answer = t + "rx 01 03 02 00 07 aa bb\n";
+        QTest::newRow("too late, one byte on a line")
+            << read + answer + read + t + "rx 01\n" + t + "rx 11\n" + t + "rx 02\n" + t + "rx ff\n" + t +
+                   "rx 07\n" + read + answer
+            << read + answer + read + t + "rx xx\n" + t + "rx xx\n" + t + "rx xx\n" + t + "rx xx\n" + t +
+                   "rx xx\n" + read + answer;
+        QTest::newRow("too late, behind another answer")
+            << read + answer + read + answer + t + "rx 01 11\n" + t + "rx 02 ff 07 aa bb\n" + read + answer
+            << read + answer + read + t + "rx xx xx xx xx xx xx xx\n" + t + "rx xx xx\n" + t +
+                   "rx xx xx xx xx xx\n" + read + answer;
+        QTest::newRow("too late, in pieces over TCP")
+            << read + answer + read + t + "rx 00 01 00\n" + t + "rx 00 00 05 01\n" + t + "rx 11 02 ff 07\n" +
+                   read + answer
+            << read + answer + read + t + "rx xx xx xx\n" + t + "rx xx xx xx xx\n" + t + "rx xx xx xx xx\n" +
+                   read + answer;
+        QTest::newRow("with a question in between")
+            << t + "tx 01 11\n" + t + "rx 01\n" + read + t + "rx 11 02\n" + read + t + "rx ff 07\n" + read +
+                   answer
+            << t + "tx 01 11\n" + t + "rx xx\n" + read + t + "rx xx xx\n" + read + t + "rx xx xx\n" + read +
+                   answer;
+        QTest::newRow("another connection")
+            << read + answer + t + "open rtu\n" + t + "rx 13\n" + read + answer + read + answer
+            << read + answer + t + "open rtu\n" + t + "rx xx\n" + read + t + "rx xx xx xx xx xx xx xx\n" +
+                   read + answer;
+        QTest::newRow("in a journal")
+            << "Mar 01 plant mdc[7]: " + t + "tx 01 11\nMar 01 plant mdc[7]: " + t + "rx 01 11\n"
+            << "Mar 01 plant mdc[7]: " + t + "tx 01 11\nMar 01 plant mdc[7]: " + t + "rx xx xx\n";
         QTest::newRow("what became of the connection")
             << t + "open tcp\n" + t + "tx 01 11\n" + t + "lost 11 07\n"
             << t + "open tcp\n" + t + "tx 01 11\n" + t + "lost 11 07\n";
@@ -389,13 +499,13 @@ private Q_SLOTS:
             QSKIP("Python reads the archive");
         const QString bench = m_folder.filePath("broken.json");
         QVERIFY(writeFile(bench, content));
-        QVERIFY(writeFile(m_folder.filePath("map.json"), "{\"x\": \"10.0.0.7\""));
+        QVERIFY(writeFile(m_folder.filePath("map.json"), R"({"channels": [], "x": "10.0.0.7"})"));
         const QString archive = m_folder.filePath("broken.zip");
         const BenchEnd end = endOf(*startBench({"--config", bench, "support", archive, "--force"}));
         QVERIFY2(end.exitCode == 0, qPrintable(end.err));
         const Files files = unpacked(archive);
         QVERIFY2(files.value("check.json").contains(finding), files.value("check.json"));
-        QCOMPARE(files.value("configuration/map.json"), QByteArray("{\"x\": \"host-1\""));
+        QCOMPARE(files.value("configuration/map.json"), QByteArray(R"({"channels": [], "x": "host-1"})"));
         QCOMPARE(files.value("configuration/broken.json"), content.replace("10.0.0.7", "host-1"));
     }
 
@@ -438,6 +548,87 @@ private Q_SLOTS:
         QFile left(secret);
         QVERIFY(left.open(QIODevice::ReadOnly));
         QCOMPARE(left.readAll(), QByteArray("key of the safe\n"));
+    }
+
+    void filesElsewhere() // docs/security.md
+    {
+        if (python().isEmpty())
+            QSKIP("Python reads the archive");
+        const QString folder = m_folder.filePath("theirs");
+        QVERIFY(QDir().mkpath(folder + "/maps"));
+        QVERIFY(QDir().mkpath(m_folder.filePath("outside")));
+        const QByteArray secret = R"({"channels": [], "auths": "key of the safe"})";
+        QVERIFY(writeFile(m_folder.filePath("outside/secret.json"), secret));
+        QVERIFY(writeFile(folder + "/notes.json", R"({"auths": "key of the safe"})"));
+        QVERIFY(writeFile(folder + "/list.json", R"(["channels"])"));
+        QVERIFY(writeFile(folder + "/torn.json", R"({"channels": "key of the safe")"));
+        QVERIFY(writeFile(folder + "/maps/map.json", R"({"channels": []})"));
+        QVERIFY(writeFile(folder + "/parameters.json", R"({"parameters": {}})"));
+        QStringList names{"../outside/secret.json",
+                          m_folder.filePath("outside/secret.json"),
+                          "notes.json",
+                          "list.json",
+                          "torn.json",
+                          "maps/map.json",
+                          "parameters.json",
+                          "absent.json"};
+        if (QFile::link("../outside/secret.json", folder + "/link.json") &&
+            QFile::link("../outside", folder + "/folder"))
+            names += {"link.json", "folder/secret.json"};
+        const QJsonObject object{{"configurationFiles", QJsonArray::fromStringList(names)}};
+        const QString path = folder + "/bench.json";
+        QVERIFY(writeFile(path, QJsonDocument(QJsonObject{{"objects", QJsonArray{object}}}).toJson()));
+        const QString archive = m_folder.filePath("elsewhere.zip");
+        const BenchEnd end =
+            endOf(*startBench({"--config", path, "support", archive, "--with-identity", "--format", "json"}));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+        const Files files = unpacked(archive);
+        for (const QByteArray& content : files)
+            QVERIFY2(!content.contains("key of the safe"), content);
+        for (const char* const name : {"bench.json", "map.json", "parameters.json"})
+            QVERIFY2(files.contains(QByteArray("configuration/") + name), name);
+        int left = 0;
+        const QJsonArray leftOut =
+            QJsonDocument::fromJson(end.out.toUtf8()).object().value("leftOut").toArray();
+        for (const QJsonValue& file : leftOut) {
+            if (!file["name"].toString().startsWith("configuration/"))
+                continue;
+            ++left;
+            const QString reason = file["reason"].toString();
+            QVERIFY2(reason.contains("--add") || file["name"].toString().contains("absent"),
+                     qPrintable(reason));
+        }
+        QCOMPARE(left, names.size() - 2);
+    }
+
+    // The files that come with the program lie in it.
+    void builtInConfiguration()
+    {
+        if (python().isEmpty())
+            QSKIP("Python reads the archive");
+        const QString archive = m_folder.filePath("built-in.zip");
+        const BenchEnd end = endOf(*startBench({"support", archive, "--timeout", "100"}));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+        const Files files = unpacked(archive);
+        for (const char* const name : {"bench.json", "parameters.json", "register_map_common.json"})
+            QVERIFY2(files.contains(QByteArray("configuration/") + name), name);
+    }
+
+    // Whoever made the file that it replaces decides nothing about who may read the archive.
+    void archiveIsPrivate() // docs/security.md
+    {
+        const QString archive = m_folder.filePath("open.zip");
+        QVERIFY(writeFile(archive, "another"));
+        QFile file(archive);
+        constexpr auto c_others =
+            QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOwner;
+        if (!file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | c_others) ||
+            (QFileInfo(archive).permissions() & c_others) != c_others)
+            QSKIP("files have no such permissions here");
+        const BenchEnd end = endOf(*startBench(call({archive, "--force", "--timeout", "100"})));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+        QVERIFY(QFileInfo(archive).size() > 100);
+        QVERIFY(!(QFileInfo(archive).permissions() & c_others));
     }
 };
 
