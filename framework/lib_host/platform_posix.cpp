@@ -155,16 +155,24 @@ ExchangeTrust trustFor(const QVector<quint32>& owners, gid_t id)
     return {owners, isPrivate ? QVector<quint32>{id} : QVector<quint32>{}};
 }
 
+// Not every user and group has a name.
+QString named(const QString& name, uint number)
+{
+    return name.isEmpty() ? QString::number(number) : name;
+}
+
 // The end of a sentence; empty for nobody. `place` is what the sentence calls it.
 QString exchangerText(Exchanger exchanger, const QString& path, const QString& place)
 {
+    const QFileInfo info(path);
     switch (exchanger) {
     case Exchanger::Everybody:
         return QStringLiteral("everybody may write to %1").arg(place);
     case Exchanger::Group:
-        return QStringLiteral("the group \"%1\" may write to %2").arg(QFileInfo(path).group(), place);
+        return QStringLiteral("the group \"%1\" may write to %2")
+            .arg(named(info.group(), info.groupId()), place);
     case Exchanger::Owner:
-        return QStringLiteral("%1 belongs to \"%2\"").arg(place, QFileInfo(path).owner());
+        return QStringLiteral("%1 belongs to \"%2\"").arg(place, named(info.owner(), info.ownerId()));
     case Exchanger::Nobody:
         break;
     }

@@ -65,8 +65,11 @@ QString plantedProblem(int descriptor, const QString& path)
         return QString::fromLocal8Bit(std::strerror(errno));
     const bool isEmpty = found.st_size == 0;
     const QString remedy = QStringLiteral("name another file, or remove this one");
-    if (found.st_uid != 0 && found.st_uid != geteuid() && (isEmpty || isEverybodysFolder(path)))
-        return QStringLiteral("it belongs to \"%1\": %2").arg(QFileInfo(path).owner(), remedy);
+    if (found.st_uid != 0 && found.st_uid != geteuid() && (isEmpty || isEverybodysFolder(path))) {
+        const QString name = QFileInfo(path).owner();
+        return QStringLiteral("it belongs to \"%1\": %2")
+            .arg(name.isEmpty() ? QString::number(found.st_uid) : name, remedy);
+    }
     if (isEmpty && (found.st_mode & S_IWOTH) != 0)
         return QStringLiteral("everybody may write to it: %1").arg(remedy);
     return {};

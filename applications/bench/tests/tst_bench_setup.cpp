@@ -268,10 +268,10 @@ private Q_SLOTS:
             << "plugins" << 01777 << false << "everybody may write to it";
         QTest::newRow("everybody's file") << file << 0666 << false << "everybody may write to it";
         QTest::newRow("in everybody's folder") << "." << 0777 << false << "everybody may write to \"";
-        QTest::newRow("another's folder") << "plugins" << 0755 << true << "it belongs to \"";
-        QTest::newRow("another's file") << file << 0644 << true << "it belongs to \"";
-        QTest::newRow("in another's folder") << "." << 0755 << true << "\" belongs to \"";
-        QTest::newRow("in another's like /tmp") << "." << 01777 << true << "\" belongs to \"";
+        QTest::newRow("another's folder") << "plugins" << 0755 << true << "it belongs to \"4711\"";
+        QTest::newRow("another's file") << file << 0644 << true << "it belongs to \"4711\"";
+        QTest::newRow("in another's folder") << "." << 0755 << true << "\" belongs to \"4711\"";
+        QTest::newRow("in another's like /tmp") << "." << 01777 << true << "\" belongs to \"4711\"";
         QTest::newRow("in another group's folder") << "." << 0775 << true << "may write to \"";
         QTest::newRow("another group's folder") << "plugins" << 0775 << true << "may write to it";
     }

@@ -259,10 +259,10 @@ void tst_Utilities::plantedFiles_data()
     QTest::newRow("one's own") << line << false << 0644 << 01777 << "";
     QTest::newRow("one's own, which everybody may go on with") << line << false << 0666 << 0700 << "";
     QTest::newRow("for whoever is the first to write") << none << false << 0666 << 0700 << "everybody may";
-    QTest::newRow("another's, empty") << none << true << 0666 << 0777 << "belongs to \"";
+    QTest::newRow("another's, empty") << none << true << 0666 << 0777 << "belongs to \"4711\"";
     QTest::newRow("another's, empty, in a folder like /tmp") << none << true << 0666 << 01777 << "belongs to";
     QTest::newRow("another's, empty, in a folder of one's own") << none << true << 0666 << 0700 << "belongs";
-    QTest::newRow("another's in everybody's folder") << line << true << 0666 << 0777 << "belongs to \"";
+    QTest::newRow("another's in everybody's folder") << line << true << 0666 << 0777 << "belongs to \"4711\"";
     QTest::newRow("another's in a folder like /tmp") << line << true << 0644 << 01777 << "belongs to \"";
     QTest::newRow("a colleague's in the folder of a group") << line << true << 0664 << 0775 << "";
 }
