@@ -4,6 +4,7 @@
 #include "applications/bench/check/unread_names.h"
 #include "applications/bench/device_configuration/range_check.h"
 #include "applications/bench/device_configuration/register_check.h"
+#include "applications/bench/init/planned_configuration.h"
 #include "applications/bench/results/tightening_log.h"
 #include "applications/simulator/recorded_session.h"
 #include "applications/simulator/replay_plan.h"
@@ -196,6 +197,16 @@ private Q_SLOTS:
         row("log of one line", 1000000, log([](int size) { return QByteArray(size, 'x') + '\n'; }));
         row("log of other lines", 50000,
             log([](int size) { return repeated(size, [](int) { return QByteArray("{\"v\":2}\n"); }); }));
+        row("register list of many channels", 1000, [](int size) -> Work {
+            KnownEntries known;
+            for (int i = 0; i < size; ++i)
+                known.insert(QStringLiteral("channel%1").arg(i), {});
+            return [known] {
+                PlannedConfiguration plan;
+                plan.generations = {1, 2};
+                planChannels(plan, commandNeeds(), known, {});
+            };
+        });
         const auto record = [](const QByteArray& line) -> Maker {
             return [line](int size) -> Work {
                 const QByteArray text = "2026-03-01 09:30:00.125 open tcp\n" + line.repeated(size);

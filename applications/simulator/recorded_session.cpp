@@ -202,10 +202,15 @@ QString SessionReader::receive(const QByteArray& rest, qint64 time)
     const QByteArray bytes = bytesOf(rest);
     if (bytes.isEmpty())
         return QStringLiteral("what was received is bytes of two digits 0 to f each");
-    if (m_isHearing)
-        m_session.exchanges.last().pieces.append({bytes, waited(time)});
-    else if (m_hasTransport)
-        m_unasked += bytes.size();
+    if (!m_isHearing) {
+        if (m_hasTransport)
+            m_unasked += bytes.size();
+        return {};
+    }
+    auto& pieces = m_session.exchanges.last().pieces;
+    if (pieces.size() >= RecordedSession::c_mostPieces)
+        return QStringLiteral("more than %1 pieces came for one request").arg(RecordedSession::c_mostPieces);
+    pieces.append({bytes, waited(time)});
     return {};
 }
 

@@ -32,6 +32,8 @@ struct RecordedSession
 {
     // What is read of a file, and of one line of it, in bytes.
     static constexpr qint64 c_mostBytes = Q_INT64_C(64) * 1024 * 1024;
+    // Pieces of one answer: each client may wait for many answers, and each piece is sent by itself.
+    static constexpr int c_mostPieces = 1024;
     static constexpr int c_longestLine = 8192;
     // Who waits for longer is not waited for so long: ms, one hour.
     static constexpr int c_longestWait = 3600000;

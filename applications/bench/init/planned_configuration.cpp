@@ -2,6 +2,8 @@
 
 #include "plugins/p_device_mdc/model/channel_names.h"
 
+#include <QHash>
+
 #include <algorithm>
 
 namespace {
@@ -104,11 +106,10 @@ private:
     PlannedChannel& channelOf(const NamedGeneration& named)
     {
         QList<PlannedChannel>& all = m_plan.channels;
-        const auto it = std::find_if(all.begin(), all.end(), [&named](const PlannedChannel& channel) {
-            return channel.id == named.id;
-        });
-        if (it != all.end())
-            return *it;
+        const auto known = m_places.constFind(named.id);
+        if (known != m_places.constEnd())
+            return all[*known];
+        m_places.insert(named.id, all.size());
         all.append({named.id, channelTitle(versionedName(named.id).base), named.generation,
                     m_known.value(named.id)});
         return all.last();
@@ -116,6 +117,7 @@ private:
 
     PlannedConfiguration& m_plan;
     const KnownEntries& m_known;
+    QHash<QString, int> m_places; // in the plan's channels
 };
 
 void planKeyLists(PlannedConfiguration& plan, const QString& command, const NeededChannel& need,

@@ -155,7 +155,7 @@ bool WatchRun::goOnWith(const WatchedController& now)
     m_controller = now;
     m_swap = QStringLiteral("; %1").arg(text);
     if (!m_output.showsTrouble())
-        m_console.warning(text);
+        m_console.recurringWarning(text);
     const QStringList before = m_reading.names;
     if (select() != ExitCode::Done) {
         m_console.hint(QStringLiteral("start this program again with values that this controller has"));

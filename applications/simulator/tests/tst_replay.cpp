@@ -16,6 +16,7 @@ private Q_SLOTS:
     void refusedRecords_data();
     void refusedRecords();
     void longestLine(); // docs/security.md
+    void mostPieces();  // docs/security.md
     void files();       // docs/security.md
     void sessionsInARow();
     void polledValues();
@@ -212,6 +213,17 @@ void TestReplay::longestLine()
         QVERIFY2(isGood == (more == 0), qPrintable(error));
     }
     QVERIFY2(error.contains("line 1: it has more than 8192 characters"), qPrintable(error));
+}
+
+void TestReplay::mostPieces()
+{
+    QString error;
+    for (const int more : {0, 1}) {
+        const QByteArray text =
+            record({"0 record 1 x", "1 open tcp", "2 tx 01 03"}) + record({"3 rx 00"}).repeated(1024 + more);
+        QCOMPARE(RecordedSession::parse(text, &error).has_value(), more == 0);
+    }
+    QVERIFY2(error.contains("line 1028: more than 1024 pieces came for one request"), qPrintable(error));
 }
 
 void TestReplay::files()
