@@ -15,7 +15,7 @@ scripts/format.sh --check
 
 step "build of the release, warnings as errors"
 cmake --preset release >/dev/null
-cmake --build --preset release --target mdc_shipped order_counts
+cmake --build --preset release --target mdc_shipped order_counts tst_device_commands
 
 step "how the release is built, installed and built against, and what an order costs"
 ctest --preset release -R '^(built_files|installed_tree|exported_functions|order_counts)'
@@ -27,8 +27,9 @@ step "clang-tidy"
 mapfile -t sources < <(git ls-files 'framework/*.cpp' 'plugins/*.cpp' | grep -v /tests/)
 scripts/tidy.sh build/release "${sources[@]}"
 
-step "the main job on the release"
+step "the main job on the release, every command, and all of them recorded and replayed"
 build/release/bin/mdc-bench demo
+ctest --preset release -R '^tst_device_commands'
 
 step "build with sanitizers"
 cmake --preset asan >/dev/null

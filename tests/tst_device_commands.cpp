@@ -315,7 +315,7 @@ QString difference(const RecordedSession& first, const RecordedSession& second, 
 void inTurns(std::size_t count, const std::function<std::unique_ptr<QProcess>(std::size_t)>& start,
              const std::function<void(std::size_t, const BenchEnd&)>& take)
 {
-    constexpr std::size_t c_atOnce = 16;
+    constexpr std::size_t c_atOnce = 8;
     std::vector<std::unique_ptr<QProcess>> running;
     for (std::size_t i = 0; i < count + c_atOnce; ++i) {
         if (i >= c_atOnce && i - c_atOnce < count)
@@ -399,6 +399,11 @@ void tst_DeviceCommands::run()
 // recorded: the bench says the same, and the same goes over the wire, not sooner than it did.
 void tst_DeviceCommands::replay()
 {
+#ifdef MDC_SANITIZED
+    // Their messages of waiting and of progress come when they are slow: scripts/test.sh runs it on the
+    // release.
+    QSKIP("sanitized programs are too slow to say the same of the same session");
+#endif
     const QTemporaryDir folder;
     const ControllerProfile profile = *ControllerProfile::byName("mdc32-gen2");
     const BenchEnd saved = endOf(*startBench({"backup", "--folder", folder.path()}));
