@@ -11,6 +11,7 @@ set -euo pipefail
 work=$(mkdir -p "${1:?usage: scripts/windows/make_qt.sh FOLDER}" && cd "$1" && pwd)
 prefix=$work/qt
 host=$prefix/host
+unfinished_s=60
 MAKEFLAGS=-j$(nproc) # qmake itself is built by one process without it
 export MAKEFLAGS
 
@@ -90,15 +91,21 @@ from_apt() {
 
 # unpack MODULE PACKAGE: from a tarball that was given, else with Debian's patches.
 unpack() {
-  local module=$1 package=$2 given
+  local module=$1 package=$2 given=
   rm -rf "$work/source/$module" # half unpacked
-  given=$(find "${MDC_QT_SOURCES:-/nonexistent}" -maxdepth 1 -name "$module-*.tar.*" 2>/dev/null | head -n 1)
+  if [ -n "${MDC_QT_SOURCES:-}" ]; then
+    given=$(find "$MDC_QT_SOURCES" -maxdepth 1 -name "$module-*.tar.*" | head -n 1)
+  fi
   if [ -n "$given" ]; then
     mkdir "$work/source/$module"
     tar -xf "$given" -C "$work/source/$module" --strip-components=1
   else
-    (cd "$work/source" && from_apt apt-get source --download-only "$package" &&
-      dpkg-source --no-check -x "$package"_*.dsc "$module")
+    cd "$work/source"
+    from_apt apt-get source --download-only "$package" || {
+      echo "no source package $package: name a folder with $module-5.15.8.tar.xz in MDC_QT_SOURCES"
+      return 1
+    }
+    dpkg-source --no-check -x "$package"_*.dsc "$module"
   fi
   # A folder of a release has its forwarding headers; without them qmake makes those of a working copy.
   [ -d "$work/source/$module/include" ] || mkdir -p "$work/source/$module/.git"
@@ -120,10 +127,20 @@ sources() {
   echo 'SUBDIRS += controls templates' >>"$work/source/qtquickcontrols2/src/imports/imports.pro"
 }
 
+# A build that was killed leaves files that are not whole, and make takes them for done: what was written in the last
+# minute of it is made again. Fails for a tree that is not older than that: it is worth nothing.
+remove_unfinished() {
+  local tree=$1 last
+  last=$(find "$tree" -type f -printf '%T@\n' | sort -n | tail -n 1)
+  last=$((${last%.*} - unfinished_s))
+  [ "$(stat -c %Y "$tree/configured")" -lt "$last" ] || return 1
+  find "$tree" -type f -newermt "@$last" -print -delete
+}
+
 # configured NAME COMMAND…: runs it in the build tree of NAME, unless it ended well there before.
 configured() {
   local tree=$work/build/$1
-  if [ ! -e "$tree/configured" ]; then
+  if [ ! -e "$tree/configured" ] || ! remove_unfinished "$tree"; then
     rm -rf "$tree"
     mkdir -p "$tree"
     cd "$tree"
@@ -181,12 +198,19 @@ rest() {
   printf '[Paths]\nPrefix = ..\nHostPrefix = ../host\n' >"$prefix/bin/qt.conf"
 }
 
-begin=$SECONDS
-once sources sources
-once qtbase base
-once qtserialport module
-once qtserialbus module
-once qtdeclarative declarative
-once qtquickcontrols2 controls
-once rest rest
-step "made in $(((SECONDS - begin + 59) / 60)) minutes: $prefix"
+make_qt() {
+  local begin=$SECONDS
+  once sources sources
+  once qtbase base
+  once qtserialport module
+  once qtserialbus module
+  once qtdeclarative declarative
+  once qtquickcontrols2 controls
+  once rest rest
+  step "made in $(((SECONDS - begin + 59) / 60)) minutes: $prefix"
+}
+
+# Its steps are tested one by one.
+if [ "${BASH_SOURCE[0]}" = "$0" ]; then
+  make_qt
+fi
