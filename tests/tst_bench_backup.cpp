@@ -116,6 +116,15 @@ QByteArray everything(const BenchEnd& end)
     return QString("exit code %1\n%2--- stderr\n%3").arg(end.exitCode).arg(end.out, end.err).toUtf8();
 }
 
+// What was said on standard error but for its progress, which a slow machine gets to see.
+QString besidesProgress(const BenchEnd& end)
+{
+    static const QRegularExpression c_progress("^mdc-bench: [a-z ]+: [0-9]+ %, [0-9]+ of [0-9]+ registers, "
+                                               "[0-9.]+/s, [0-9]+:[0-9]{2} left\n",
+                                               QRegularExpression::MultilineOption);
+    return QString(end.err).remove(c_progress);
+}
+
 QByteArray contentOf(const QString& path)
 {
     QFile file(path);
@@ -210,7 +219,7 @@ void tst_BenchBackup::backup()
 {
     const BenchEnd end = run({"backup", "--folder", m_folder->path(), "--name", "line 3"});
     QVERIFY2(end.exitCode == 0, everything(end).constData());
-    QCOMPARE(end.err, QString());
+    QCOMPARE(besidesProgress(end), QString());
     const QString file = path("MDC-32_line 3_" + QDate::currentDate().toString("ddMMyyyy") + ".csv");
     QCOMPARE(end.out, file + '\n');
     const BackupFile backup = backupAt(file);
@@ -337,7 +346,7 @@ void tst_BenchBackup::restoresWhatWasChosen()
         expected[number - 1] = backup.values.at(number - 1);
     const BenchEnd end = run(QStringList{"restore", file, "--verify"} + choice);
     QVERIFY2(end.exitCode == 0, everything(end).constData());
-    QCOMPARE(end.err, QString());
+    QCOMPARE(besidesProgress(end), QString());
     QCOMPARE(writtenRegisters(), written);
     QCOMPARE(registers(1, c_registers), expected);
     QVERIFY2(end.out.contains(QString("%1 of %1 registers written").arg(written.size())),
@@ -811,10 +820,10 @@ void tst_BenchBackup::progressAsLines()
     const QStringList lines = end.err.split('\n', Qt::SkipEmptyParts);
     // 2.4 s at least.
     QVERIFY2(lines.size() >= 2, qPrintable(end.err));
-    static const QRegularExpression c_form("^mdc-bench: restore: [0-9]+ %, [0-9]+ of 40 registers, "
-                                           "[0-9.]+/s, 0:[0-9]{2} left$");
+    QCOMPARE(besidesProgress(end), QString());
     for (const QString& line : lines)
-        QVERIFY2(c_form.match(line).hasMatch(), qPrintable(line));
+        QVERIFY2(line.startsWith("mdc-bench: restore: ") && line.contains(" of 40 registers, "),
+                 qPrintable(line));
     QCOMPARE(QSet<QString>(lines.cbegin(), lines.cend()).size(), lines.size());
     const BenchEnd silent = endOf(*quiet);
     QVERIFY2(silent.exitCode == 0, everything(silent).constData());
@@ -831,7 +840,7 @@ void tst_BenchBackup::compareWithTheController()
     setRegisters(82, {c_other});
     const BenchEnd other = run({"compare", file});
     QVERIFY2(other.exitCode == 8, everything(other).constData());
-    QCOMPARE(other.err, QString());
+    QCOMPARE(besidesProgress(other), QString());
     QVERIFY2(other.out.contains(
                  QRegularExpression(QString("\n82 +preset3 +2 +%1 +%2\n").arg(inFile).arg(c_other))),
              qPrintable(other.out));
