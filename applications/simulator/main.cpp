@@ -12,12 +12,15 @@
 #include <lib_utilities/printable_text.h>
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QLocale>
 #include <QTextStream>
 #include <QTime>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace {
@@ -79,13 +82,57 @@ void printNotes(const SimulatedDevice& device, Simulator& simulator, const Simul
         printLine(stderr, QStringLiteral("note: %1; what depends on it is not simulated").arg(problem));
 }
 
-// What is told while it runs.
-void tellMessages(Simulator& simulator)
+// What is told while it runs: each client has something to be told of, as often as it likes, and must not
+// fill the disk with it.
+class Messages
 {
-    QObject::connect(&simulator, &Simulator::message, &simulator, [](const QString& text) {
+public:
+    Messages() { m_clock.start(); }
+
+    void tell(const QString& text)
+    {
+        constexpr double c_inAMillisecond = 0.001;
+        const qint64 now = m_clock.elapsed();
+        m_room = std::min(m_room + static_cast<double>(now - m_last) * c_inAMillisecond, c_mostAtOnce);
+        m_last = now;
+        if (m_room < 1) {
+            ++m_leftOut;
+            return;
+        }
+        --m_room;
+        tellLeftOut();
+        print(text);
+    }
+
+    void tellLeftOut()
+    {
+        if (m_leftOut > 0)
+            print(QStringLiteral("%1 further messages were not shown").arg(m_leftOut));
+        m_leftOut = 0;
+    }
+
+private:
+    static constexpr double c_mostAtOnce = 5000;
+
+    static void print(const QString& text)
+    {
         const QString time = QLocale::c().toString(QTime::currentTime(), QStringLiteral("HH:mm:ss.zzz"));
         printLine(stderr, QStringLiteral("%1 %2").arg(time, text));
-    });
+    }
+
+    QElapsedTimer m_clock;
+    qint64 m_last = 0;
+    double m_room = c_mostAtOnce;
+    qint64 m_leftOut = 0;
+};
+
+void tellMessages(Simulator& simulator)
+{
+    const auto messages = std::make_shared<Messages>();
+    QObject::connect(&simulator, &Simulator::message, &simulator,
+                     [messages](const QString& text) { messages->tell(text); });
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &simulator,
+                     [messages] { messages->tellLeftOut(); });
 }
 
 // Until it is asked to end. `description` is of the controller, `summary` what it tells then.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <thread>
 
 namespace {
@@ -68,6 +69,12 @@ qint64 PacedLine::bytesToWrite() const
     return size;
 }
 
+qint64 PacedLine::incomingSize() const
+{
+    return std::accumulate(m_incoming.cbegin(), m_incoming.cend(), qint64{m_arrived.size()},
+                           [](qint64 sum, const Passage& passage) { return sum + passage.bytes.size(); });
+}
+
 void PacedLine::close()
 {
     onClosed();
@@ -99,6 +106,8 @@ void PacedLine::onBytes()
 {
     Passage passage;
     passage.bytes = m_line->readAll();
+    // As a serial port's chip, that has no room for more.
+    passage.bytes.truncate(static_cast<int>(std::max<qint64>(c_mostKept - incomingSize(), 0)));
     if (passage.bytes.isEmpty())
         return;
     // A line that was closed and opened again is found again, as it is without a pace.

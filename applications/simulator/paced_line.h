@@ -13,7 +13,8 @@
 // there once its last bit would be; what is written leaves piece by piece, each piece when its last bit
 // would be through, and not before the line has been silent for as long as a frame demands. What the line in
 // front of it does not take is kept, and goes on from there once it does; of what nobody takes for long, no
-// more than 64 KiB. It is closed with the line, and open again when bytes come from there.
+// more than 64 KiB. Of what comes faster than the line as much is kept, and the rest is lost. It is closed
+// with the line, and open again when bytes come from there.
 class PacedLine : public QIODevice
 {
     Q_OBJECT
@@ -40,6 +41,8 @@ private:
         int passed = 0;
     };
 
+    // Of what has come and was not read.
+    qint64 incomingSize() const;
     void onBytes();
     void onFinished();
     void onClosed();

@@ -58,13 +58,24 @@ void TcpRelayClient::finish()
     Q_EMIT finished();
 }
 
+bool TcpRelayClient::isFull() const
+{
+    return m_queue.count() >= c_mostWaiting;
+}
+
 void TcpRelayClient::readClient()
 {
-    if (m_queue.count() >= c_mostWaiting)
+    if (isFull())
         return; // until one of them has gone
-    m_fromClient += m_client->read(c_turn);
+    if (!m_isHeldUp)
+        m_fromClient += m_client->read(c_turn);
+    m_isHeldUp = false;
     QByteArray frame;
     while (!m_finished) {
+        if (isFull()) {
+            m_isHeldUp = true;
+            return;
+        }
         switch (takeTcpFrame(m_fromClient, &frame)) {
         case FrameScan::Complete:
             handleRequest(frame);
@@ -85,7 +96,7 @@ void TcpRelayClient::readClient()
 // What a client has asked for before it went is done.
 void TcpRelayClient::readRest()
 {
-    while (!m_finished && m_client->bytesAvailable() > 0 && m_queue.count() < c_mostWaiting)
+    while (!m_finished && !isFull() && (m_isHeldUp || m_client->bytesAvailable() > 0))
         readClient();
     finish();
 }
@@ -93,7 +104,7 @@ void TcpRelayClient::readRest()
 // With what is there still, after everybody else's turn.
 void TcpRelayClient::goOn()
 {
-    if (m_isGoingOn || m_finished || m_client->bytesAvailable() == 0 || m_queue.count() >= c_mostWaiting)
+    if (m_isGoingOn || m_finished || isFull() || (m_client->bytesAvailable() == 0 && !m_isHeldUp))
         return;
     m_isGoingOn = true;
     QMetaObject::invokeMethod(

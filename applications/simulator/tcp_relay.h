@@ -33,6 +33,8 @@ Q_SIGNALS:
     void finished();
 
 private:
+    // As many answers wait as may.
+    bool isFull() const;
     void readClient();
     void readRest();
     void goOn();
@@ -47,6 +49,7 @@ private:
     QString m_peer;
     QByteArray m_fromClient;
     DeliveryQueue m_queue;
+    bool m_isHeldUp = false; // with what may be a request in m_fromClient
     bool m_isGoingOn = false;
     bool m_finished = false;
 };

@@ -8,6 +8,7 @@
 #include <QFileInfo>
 
 #include <cerrno>
+#include <optional>
 
 namespace {
 
@@ -31,16 +32,19 @@ QString remedyFor(int number, const QString& folder)
 }
 
 // The system's number of what went wrong, 0 when nothing did.
-int write(QFile& file, const QByteArray& bytes, QFileDevice::Permissions permissions)
+int write(const QString& path, const QByteArray& bytes, std::optional<QFileDevice::Permissions> permissions)
 {
     clearSystemError();
+    // Made here, for this user alone, so that nobody's link is followed and nobody else has it open.
     // Unbuffered, so that it is here that a full disk tells. What it still had room for comes back as done;
     // the next attempt says why that was not all.
-    // Made here, so that nobody's link is followed and nobody else has it open.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+    QFile file;
+    QString reason;
+    if (!openNewFile(file, path, &reason))
         return systemError();
     // Before there is anything to be read.
-    file.setPermissions(permissions);
+    if (permissions)
+        file.setPermissions(*permissions);
     qint64 done = 0;
     while (done < bytes.size()) {
         const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
@@ -68,19 +72,18 @@ bool replaceFile(const QString& path, const QByteArray& bytes, DFileFailure* fai
         *failure = {reason, QStringLiteral("name a file")};
         return false;
     }
-    QFile file(path + QStringLiteral(".new"));
+    const QString made = path + QStringLiteral(".new");
     // What a process that was killed has left.
-    file.remove();
+    QFile::remove(made);
     const int number =
-        write(file, bytes, existing.exists() ? existing.permissions() : QFile::ReadOwner | QFile::WriteOwner);
-    file.close();
+        write(made, bytes, existing.exists() ? std::make_optional(existing.permissions()) : std::nullopt);
     if (number != 0) {
         *failure = fileFailure(errnoOf(number), qt_error_string(number), folder);
-        file.remove();
+        QFile::remove(made);
         return false;
     }
-    if (!putInPlace(file.fileName(), path, failure)) {
-        file.remove();
+    if (!putInPlace(made, path, failure)) {
+        QFile::remove(made);
         return false;
     }
     synchroniseFolder(folder);

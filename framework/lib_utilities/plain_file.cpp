@@ -34,8 +34,10 @@ QString madeBeside(const QString& path, const QByteArray& bytes, QFileDevice::Pe
 {
     // With separators of Windows Qt does not find the folder of a share.
     QTemporaryFile file(QDir::fromNativeSeparators(path) + QStringLiteral(".XXXXXX"));
-    const bool isWhole = file.open() && file.write(bytes) == bytes.size() && file.flush() &&
-                         synchronise(file) && file.error() == QFileDevice::NoError;
+    // The rights are those of the open file, which nobody can exchange, and has no name yet.
+    const bool isWhole = file.open() && file.setPermissions(permissions) &&
+                         file.write(bytes) == bytes.size() && file.flush() && synchronise(file) &&
+                         file.error() == QFileDevice::NoError;
     *reason = file.errorString();
     if (!file.isOpen())
         return {};
@@ -44,14 +46,13 @@ QString madeBeside(const QString& path, const QByteArray& bytes, QFileDevice::Pe
     QString name = QFileInfo(path).path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
     file.setAutoRemove(false);
     file.close();
-    if (isWhole && QFile::setPermissions(name, permissions))
-        return name;
     if (isWhole)
-        *reason = QStringLiteral("its permissions cannot be set");
+        return name;
     QFile::remove(name);
     return {};
 }
 
+constexpr QIODevice::OpenMode c_appending = QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered;
 constexpr QFileDevice::Permissions c_private = QFile::ReadOwner | QFile::WriteOwner;
 
 bool put(const QString& path, const QByteArray& bytes, QFileDevice::Permissions permissions, QString* reason)
@@ -80,6 +81,11 @@ QString notPlainFile()
     return QStringLiteral("it is no file: a folder, a pipe or a device");
 }
 
+QString thereAlready()
+{
+    return QStringLiteral("it is there already; name another file");
+}
+
 bool isFreeForFile(const QString& path, QString* reason)
 {
     const QFileInfo info(path);
@@ -97,8 +103,12 @@ bool isFreeForFile(const QString& path, QString* reason)
 bool openPlainFile(QFile& file, const QString& path, QString* reason)
 {
     // Before it is opened: that alone has an effect on some devices.
-    constexpr QIODevice::OpenMode c_mode = QIODevice::ReadWrite | QIODevice::Append | QIODevice::Unbuffered;
-    return isFreeForFile(path, reason) && openWithoutFollowing(file, path, c_mode, reason);
+    return isFreeForFile(path, reason) && openWithoutFollowing(file, path, c_appending, reason);
+}
+
+bool openNewFile(QFile& file, const QString& path, QString* reason)
+{
+    return isFreeForFile(path, reason) && openExclusively(file, path, c_appending, reason);
 }
 
 bool openInputFile(QFile& file, const QString& path, QString* reason)
@@ -142,10 +152,24 @@ bool readInputFile(const QString& path, qint64 limit, QByteArray* bytes, QString
 bool putFile(const QString& path, const QByteArray& bytes, QString* reason)
 {
     const QFileInfo existing(path);
-    return put(path, bytes, existing.exists() ? existing.permissions() : c_private, reason);
+    return put(path, bytes, existing.exists() && isOwnFile(path) ? existing.permissions() : c_private,
+               reason);
 }
 
 bool putPrivateFile(const QString& path, const QByteArray& bytes, QString* reason)
 {
     return put(path, bytes, c_private, reason);
+}
+
+bool putNewFile(const QString& path, const QByteArray& bytes, QString* reason)
+{
+    // Whoever has made this one is the one that puts the file there.
+    QFile place;
+    if (!openNewFile(place, path, reason))
+        return false;
+    place.close();
+    if (put(path, bytes, c_private, reason))
+        return true;
+    QFile::remove(path);
+    return false;
 }

@@ -18,6 +18,10 @@ class QFile;
 // that belongs to him or that everybody may write to, nor any of his in a folder that everybody may write to.
 LIB_UTILITIES_EXPORT bool openPlainFile(QFile& file, const QString& path, QString* reason);
 
+// Makes the file of this path and opens it as above, and never one that is there: of several programs that
+// make one of this name at the same moment one alone has it.
+LIB_UTILITIES_EXPORT bool openNewFile(QFile& file, const QString& path, QString* reason);
+
 // Opens a file that is there to read it. A pipe or a device, which may never end, is not opened, and nothing
 // is waited for; links are followed, for what is read is judged by what is in it. As above, `file` has no
 // name of its own afterwards.
@@ -31,11 +35,15 @@ LIB_UTILITIES_EXPORT bool readInputFile(const QString& path, qint64 limit, QByte
 LIB_UTILITIES_EXPORT bool isFreeForFile(const QString& path, QString* reason);
 
 // Puts a file with these bytes into the place of the one at `path`, which may be missing: made beside it
-// under a name that nothing had, for this user alone, and renamed. A file that is replaced keeps its
-// permissions.
+// under a name that nothing had, for this user alone, and renamed. A file of this user that is replaced keeps
+// its permissions; what another user allows is his file's alone.
 LIB_UTILITIES_EXPORT bool putFile(const QString& path, const QByteArray& bytes, QString* reason);
 // The same, for this user alone whatever the permissions of what was there.
 LIB_UTILITIES_EXPORT bool putPrivateFile(const QString& path, const QByteArray& bytes, QString* reason);
+// The same where nothing may be replaced: one that is there stays, whoever has made it just now. For a moment
+// the file is there without its bytes.
+LIB_UTILITIES_EXPORT bool putNewFile(const QString& path, const QByteArray& bytes, QString* reason);
 
 // Why what is there is not opened.
 QString notPlainFile();
+QString thereAlready();

@@ -13,8 +13,13 @@ class QFile;
 
 // Opens a plain file of this path and no symbolic link; makes it when it is not there. For openPlainFile().
 bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason);
+// Makes a file of this path that is not there, for this user alone. For openNewFile().
+bool openExclusively(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason);
 // Opens a plain file, of which another program may just put another one into the place. For openInputFile().
 bool openToRead(QFile& file, const QString& path, QString* reason);
+
+// Is the file of this path, or the link, this user's? Where owners are not asked for it is.
+bool isOwnFile(const QString& path);
 
 // Down to the disk, not only to the operating system. False when that failed.
 LIB_UTILITIES_EXPORT bool synchronise(const QFile& file);

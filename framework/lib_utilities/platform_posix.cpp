@@ -14,6 +14,9 @@ namespace {
 
 constexpr mode_t c_permissions = S_IRUSR | S_IWUSR;
 
+constexpr int c_toGoOn = O_RDWR | O_APPEND | O_NOFOLLOW;
+constexpr int c_toMake = c_toGoOn | O_CREAT | O_EXCL;
+
 // Of what has the name; the negative number of the error, with the reason, when it cannot be opened.
 int descriptorOf(const QString& path, int flags, QString* reason)
 {
@@ -88,13 +91,20 @@ bool openDescriptor(QFile& file, int descriptor, QIODevice::OpenMode mode, QStri
 
 } // namespace
 
+bool openExclusively(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
+{
+    const int descriptor = descriptorOf(path, c_toMake, reason);
+    if (descriptor == -EEXIST)
+        *reason = thereAlready();
+    return openDescriptor(file, descriptor, mode, reason);
+}
+
 bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
 {
-    constexpr int c_flags = O_RDWR | O_APPEND | O_NOFOLLOW;
     // One that is made here is this user's, whatever a file system of others says of its owner.
-    int descriptor = descriptorOf(path, c_flags | O_CREAT | O_EXCL, reason);
+    int descriptor = descriptorOf(path, c_toMake, reason);
     if (descriptor == -EEXIST) {
-        descriptor = plainDescriptor(descriptorOf(path, c_flags, reason), reason);
+        descriptor = plainDescriptor(descriptorOf(path, c_toGoOn, reason), reason);
         const QString problem = descriptor < 0 ? QString() : plantedProblem(descriptor, path);
         if (!problem.isEmpty()) {
             ::close(descriptor);
@@ -109,6 +119,13 @@ bool openToRead(QFile& file, const QString& path, QString* reason)
 {
     return openDescriptor(file, plainDescriptor(descriptorOf(path, O_RDONLY, reason), reason),
                           QIODevice::ReadOnly, reason);
+}
+
+bool isOwnFile(const QString& path)
+{
+    struct stat found
+    {};
+    return lstat(QFile::encodeName(path).constData(), &found) == 0 && found.st_uid == geteuid();
 }
 
 bool synchronise(const QFile& file)

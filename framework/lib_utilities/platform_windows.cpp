@@ -64,6 +64,15 @@ bool openWithoutFollowing(QFile& file, const QString& path, QIODevice::OpenMode 
     return false;
 }
 
+bool openExclusively(QFile& file, const QString& path, QIODevice::OpenMode mode, QString* reason)
+{
+    file.setFileName(path);
+    if (file.open(mode | QIODevice::NewOnly))
+        return isOnDisk(file, reason);
+    *reason = GetLastError() == ERROR_FILE_EXISTS ? thereAlready() : file.errorString();
+    return false;
+}
+
 bool openToRead(QFile& file, const QString& path, QString* reason)
 {
     // A file that is just being replaced cannot be opened; soon it can.
@@ -78,6 +87,11 @@ bool openToRead(QFile& file, const QString& path, QString* reason)
         Sleep(c_pause);
     }
     return isOnDisk(file, reason);
+}
+
+bool isOwnFile(const QString& /*path*/)
+{
+    return true;
 }
 
 bool synchronise(const QFile& file)

@@ -65,6 +65,7 @@ private Q_SLOTS:
     void pacedRequestArrivesWithItsLastBit();
     void pacedLineKeepsWhatAFullLineLeaves();
     void pacedLineDropsWhatNobodyTakes();
+    void pacedLineDropsWhatComesTooFast(); // docs/security.md
     void pacedLineOutlastsAFullPseudoTerminal();
     void pacedLinePassesTheEndOn();
     void pacedLineIsFoundAgain();
@@ -184,6 +185,28 @@ void TestPacedLine::pacedLineDropsWhatNobodyTakes()
     line.room = kept;
     QTRY_COMPARE(qint64(line.taken.size()), kept);
     QCOMPARE(paced.write("next"), qint64(4));
+}
+
+// Whoever writes faster than the line fills no memory.
+void TestPacedLine::pacedLineDropsWhatComesTooFast()
+{
+    auto line = std::make_unique<NarrowLine>();
+    NarrowLine* const end = line.get();
+    constexpr int c_most = 64 * 1024;
+    PacedLine paced(std::move(line), 1000000000);
+    for (int i = 0; i < 3; ++i)
+        end->deliver(QByteArray(c_most / 2, 'x'));
+    QByteArray received;
+    const auto hasAll = [&](int size) {
+        received += paced.readAll();
+        return received.size() >= size;
+    };
+    QTRY_VERIFY(hasAll(c_most));
+    // There is room again; what was lost does not come before it.
+    end->deliver("yes");
+    QTRY_VERIFY(hasAll(c_most + 3));
+    QCOMPARE(received.size(), c_most + 3);
+    QVERIFY(received.endsWith("yes"));
 }
 
 void TestPacedLine::pacedLineOutlastsAFullPseudoTerminal()

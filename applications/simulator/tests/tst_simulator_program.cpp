@@ -22,6 +22,14 @@ class TestSimulatorProgram : public SimulatorFixture
 {
     Q_OBJECT
 
+    struct Heard
+    {
+        QByteArray output;
+        QByteArray messages;
+    };
+
+    // Starts the program and waits until it has said where it listens, or has ended.
+    void startAndHear(QProcess& program, const QStringList& arguments, Heard& heard);
     void checkState(quint16 port, char unit);
 
 private Q_SLOTS:
@@ -36,7 +44,8 @@ private Q_SLOTS:
     void programReplays_data();
     void programReplays();
     void programLists();
-    void acceptsAgain(); // docs/security.md
+    void acceptsAgain();   // docs/security.md
+    void boundsMessages(); // docs/security.md
 };
 
 namespace {
@@ -199,6 +208,18 @@ void TestSimulatorProgram::checkState(quint16 port, char unit)
     }
 }
 
+void TestSimulatorProgram::startAndHear(QProcess& program, const QStringList& arguments, Heard& heard)
+{
+    program.start(QStringLiteral(SIMULATOR), arguments);
+    QVERIFY(program.waitForStarted());
+    const auto hasSpoken = [&] {
+        heard.output += program.readAllStandardOutput();
+        heard.messages += program.readAllStandardError();
+        return heard.output.contains('\n') || program.state() == QProcess::NotRunning;
+    };
+    QTRY_VERIFY2(hasSpoken(), heard.messages.constData());
+}
+
 void TestSimulatorProgram::programRuns()
 {
     QFETCH(QStringList, arguments);
@@ -206,16 +227,12 @@ void TestSimulatorProgram::programRuns()
     QFETCH(QString, line);
     QFETCH(bool, summary);
     QProcess program;
-    program.start(QStringLiteral(SIMULATOR), arguments);
-    QVERIFY(program.waitForStarted());
-    QByteArray output;
-    QByteArray messages;
-    const auto isListening = [&] {
-        output += program.readAllStandardOutput();
-        messages += program.readAllStandardError();
-        return output.contains('\n');
-    };
-    QTRY_VERIFY2(isListening(), messages.constData());
+    Heard heard;
+    startAndHear(program, arguments, heard);
+    if (QTest::currentTestFailed())
+        return;
+    QByteArray& output = heard.output;
+    QByteArray& messages = heard.messages;
     const QRegularExpressionMatch match = QRegularExpression(line).match(QString::fromLocal8Bit(output));
     QVERIFY2(match.hasMatch(), output.constData());
     const bool isTcp = output.contains("127.0.0.1");
@@ -284,17 +301,12 @@ void TestSimulatorProgram::programFollowsTheDriver()
     const QString path = samples.configuration("bench.json", "\"unitId\": 1", settings);
     QVERIFY(!path.isEmpty());
     QProcess program;
-    program.start(QStringLiteral(SIMULATOR),
-                  QStringList{"--port", "0", "--quiet", "--config", path} + options);
-    QVERIFY(program.waitForStarted());
-    QByteArray output;
-    QByteArray messages;
-    const auto isListening = [&] {
-        output += program.readAllStandardOutput();
-        messages += program.readAllStandardError();
-        return output.contains('\n');
-    };
-    QTRY_VERIFY2(isListening(), messages.constData());
+    Heard heard;
+    startAndHear(program, QStringList{"--port", "0", "--quiet", "--config", path} + options, heard);
+    if (QTest::currentTestFailed())
+        return;
+    QByteArray& output = heard.output;
+    QByteArray& messages = heard.messages;
     QVERIFY2(output.contains(", " + line.toLatin1() + " generation 2\n"), output.constData());
     QVERIFY2(note.isEmpty() ? messages.isEmpty() : messages.contains(note.toLatin1()), messages.constData());
 
@@ -420,16 +432,12 @@ void TestSimulatorProgram::programReplays()
     file.close();
 
     QProcess program;
-    program.start(QStringLiteral(SIMULATOR), QStringList{"--replay", path} + options);
-    QVERIFY(program.waitForStarted());
-    QByteArray output;
-    QByteArray messages;
-    const auto isListening = [&] {
-        output += program.readAllStandardOutput();
-        messages += program.readAllStandardError();
-        return output.contains('\n') || program.state() == QProcess::NotRunning;
-    };
-    QTRY_VERIFY2(isListening(), messages.constData());
+    Heard heard;
+    startAndHear(program, QStringList{"--replay", path} + options, heard);
+    if (QTest::currentTestFailed())
+        return;
+    QByteArray& output = heard.output;
+    QByteArray& messages = heard.messages;
     if (!error.isEmpty()) {
         QTRY_COMPARE(program.state(), QProcess::NotRunning);
         messages += program.readAllStandardError();
@@ -523,6 +531,33 @@ void TestSimulatorProgram::acceptsAgain()
     QCOMPARE((messages + program.readAllStandardError()).count("turned away"), 1);
     program.terminate();
     QVERIFY(program.waitForFinished());
+}
+
+// Whoever asks for another unit as fast as he can fills no disk with what is told of it.
+void TestSimulatorProgram::boundsMessages()
+{
+    QProcess program;
+    Heard heard;
+    startAndHear(program, {"--port", "0"}, heard);
+    if (QTest::currentTestFailed())
+        return;
+    const QByteArray port = heard.output.mid(heard.output.indexOf(':') + 1).split(',').constFirst();
+    RawClient client(port.toUShort());
+    constexpr int c_requests = 20000;
+    const QByteArray strange = QByteArray::fromHex("0001 0000 0006 09 03 17D5 0001");
+    QByteArray requests;
+    for (int i = 0; i < c_requests; ++i)
+        requests += strange;
+    client.send(requests);
+    const QByteArray refusal = QByteArray::fromHex("0001 0000 0003 09 83 0B");
+    QTRY_COMPARE_WITH_TIMEOUT(client.received().size(), c_requests * refusal.toHex().size(), 20000);
+    QCOMPARE(::kill(static_cast<pid_t>(program.processId()), SIGTERM), 0);
+    QVERIFY(program.waitForFinished());
+    heard.messages += program.readAllStandardError();
+    // As many at once as are shown, and one in each second.
+    const int lines = heard.messages.count('\n');
+    QVERIFY2(lines > 5000 && lines < 5100, qPrintable(QString::number(lines)));
+    QVERIFY2(heard.messages.contains(" further messages were not shown\n"), heard.messages.right(200));
 }
 
 QTEST_GUILESS_MAIN(TestSimulatorProgram)

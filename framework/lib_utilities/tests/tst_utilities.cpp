@@ -10,7 +10,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
+#include <functional>
 #include <limits>
+#include <thread>
+#include <vector>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
@@ -40,8 +44,12 @@ private Q_SLOTS:
     void inputThatNeverEnds(); // docs/security.md
     void plantedFiles_data();
     void plantedFiles(); // docs/security.md
+    void newFile();      // docs/security.md
+    void oneNewFile();   // docs/security.md
     void putsFile();
-    void putsNoFile(); // docs/security.md
+    void putsOverAnothersFile(); // docs/security.md
+    void putsNoFile();           // docs/security.md
+    void putsNewFile();
 };
 
 namespace {
@@ -51,6 +59,27 @@ QByteArray contentOf(const QString& path)
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
 }
+
+// How many of several threads that do this with one name at the same time have done it.
+int winners(const std::function<bool(int thread)>& make)
+{
+    constexpr int c_threads = 4;
+    std::atomic<int> ready = 0;
+    std::atomic<int> made = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < c_threads; ++thread)
+        threads.emplace_back([&, thread] {
+            ++ready;
+            while (ready < c_threads)
+                std::this_thread::yield();
+            made += make(thread) ? 1 : 0;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    return made;
+}
+
+constexpr int c_races = 300;
 
 } // namespace
 
@@ -318,6 +347,110 @@ void tst_Utilities::putsFile()
     QCOMPARE(int(QFile(path).permissions()), int(c_own | QFile::ReadGroup));
 #endif
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+// Neither what is there nor what a link leads to, and nobody else may look into it, whatever the umask is.
+void tst_Utilities::newFile()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("new");
+    QFile file;
+    QString reason;
+#ifdef Q_OS_UNIX
+    const mode_t before = umask(0);
+#endif
+    const bool isMade = openNewFile(file, path, &reason);
+#ifdef Q_OS_UNIX
+    umask(before);
+    QCOMPARE(int(QFileInfo(path).permissions() & 0x0777), int(QFile::ReadUser | QFile::WriteUser));
+#endif
+    QVERIFY2(isMade && file.write("mine") == 4, qPrintable(reason));
+    file.close();
+    QVERIFY(!openNewFile(file, path, &reason));
+    QCOMPARE(reason, QString("it is there already; name another file"));
+    QCOMPARE(contentOf(path), QByteArray("mine"));
+    const QString empty = folder.filePath("empty");
+    QVERIFY(putFile(empty, {}, &reason));
+    for (const QString& taken : {empty, folder.path(), folder.filePath("none/file")}) {
+        reason.clear();
+        QVERIFY(!openNewFile(file, taken, &reason));
+        QVERIFY(!reason.isEmpty() && !file.isOpen());
+    }
+#ifdef Q_OS_UNIX
+    for (const QString& target : {path, folder.filePath("theirs")}) {
+        const QString link = folder.filePath("link");
+        QVERIFY(QFile::link(target, link));
+        QVERIFY(!openNewFile(file, link, &reason));
+        QVERIFY2(reason.contains("symbolic link"), qPrintable(reason));
+        QVERIFY(QFile::remove(link));
+    }
+    QVERIFY(!QFile::exists(folder.filePath("theirs")));
+#endif
+}
+
+void tst_Utilities::oneNewFile()
+{
+    QTemporaryDir folder;
+    for (int race = 0; race < c_races; ++race) {
+        const QString opened = folder.filePath(QString("opened-%1").arg(race));
+        QCOMPARE(winners([&](int) {
+                     QFile file;
+                     QString reason;
+                     return openNewFile(file, opened, &reason);
+                 }),
+                 1);
+        const QString put = folder.filePath(QString("put-%1").arg(race));
+        std::atomic<int> winner = -1;
+        QCOMPARE(winners([&](int thread) {
+                     QString reason;
+                     const bool isMade = putNewFile(put, QByteArray::number(thread), &reason);
+                     if (isMade)
+                         winner = thread;
+                     return isMade;
+                 }),
+                 1);
+        QCOMPARE(contentOf(put), QByteArray::number(winner));
+    }
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 2 * c_races);
+}
+
+void tst_Utilities::putsNewFile()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("new");
+    QString reason;
+    QVERIFY2(putNewFile(path, "one", &reason), qPrintable(reason));
+    QCOMPARE(contentOf(path), QByteArray("one"));
+#ifdef Q_OS_UNIX
+    QCOMPARE(int(QFile(path).permissions() & 0x0777), int(QFile::ReadUser | QFile::WriteUser));
+#endif
+    QVERIFY(!putNewFile(path, "two", &reason));
+    QVERIFY2(reason.contains("there already"), qPrintable(reason));
+    QCOMPARE(contentOf(path), QByteArray("one"));
+    QVERIFY(!putNewFile(folder.filePath("none/file"), "bytes", &reason));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+// Whoever has made the file for everybody to read decides nothing about what takes its place.
+void tst_Utilities::putsOverAnothersFile()
+{
+#ifdef Q_OS_UNIX
+    QTemporaryDir folder;
+    const QString path = folder.filePath("picture");
+    const QByteArray name = QFile::encodeName(path);
+    QString reason;
+    QVERIFY(putFile(path, "theirs", &reason));
+    QCOMPARE(chmod(name.constData(), 0666), 0);
+    constexpr unsigned c_another = 4711;
+    if (chown(name.constData(), c_another, c_another) != 0)
+        QSKIP("only root makes another's files");
+    QVERIFY2(putFile(path, "mine", &reason), qPrintable(reason));
+    QCOMPARE(contentOf(path), QByteArray("mine"));
+    QCOMPARE(QFileInfo(path).ownerId(), uint(geteuid()));
+    QCOMPARE(int(QFile(path).permissions() & 0x0777), int(QFile::ReadUser | QFile::WriteUser));
+#else
+    QSKIP("rights are inherited here");
+#endif
 }
 
 void tst_Utilities::putsNoFile()

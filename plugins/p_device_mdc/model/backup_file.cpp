@@ -176,7 +176,7 @@ std::filesystem::path systemPath(const QString& path)
 }
 
 // A file with the text beside the one that is there or will be, with its permissions; for this user alone
-// when there is none. Its name, or nothing with the reason.
+// when there is none, or another user's. Its name, or nothing with the reason.
 QString madeBeside(const QFileInfo& existing, const QString& path, const QString& text, QString* reason)
 {
     // With separators of Windows Qt does not find the folder of a share.
@@ -186,7 +186,10 @@ QString madeBeside(const QFileInfo& existing, const QString& path, const QString
         return {};
     }
     file.setTextModeEnabled(true);
-    const bool isWhole = writeBackup(file, text) && file.flush() && mdc::handToDisk(file) &&
+    // The rights are those of the open file, which nobody can exchange, and has no name yet.
+    const bool isKept = existing.exists() && mdc::isOwnFile(path);
+    const bool isWhole = (!isKept || file.setPermissions(existing.permissions())) &&
+                         writeBackup(file, text) && file.flush() && mdc::handToDisk(file) &&
                          file.error() == QFileDevice::NoError;
     *reason = file.errorString();
     // Asked for when the file is whole: on Linux it has no name before, and a program that is killed leaves
@@ -194,10 +197,8 @@ QString madeBeside(const QFileInfo& existing, const QString& path, const QString
     QString name = existing.path() + QLatin1Char('/') + QFileInfo(file.fileName()).fileName();
     file.setAutoRemove(false);
     file.close();
-    if (isWhole && (!existing.exists() || QFile::setPermissions(name, existing.permissions())))
-        return name;
     if (isWhole)
-        *reason = QStringLiteral("its permissions cannot be set");
+        return name;
     QFile::remove(name);
     return {};
 }

@@ -1,10 +1,18 @@
 #include "model/platform.h"
 
-#include <QFileDevice>
+#include <QFile>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace mdc {
+
+bool isOwnFile(const QString& path)
+{
+    struct stat found
+    {};
+    return lstat(QFile::encodeName(path).constData(), &found) == 0 && found.st_uid == geteuid();
+}
 
 bool handToDisk(const QFileDevice& file)
 {

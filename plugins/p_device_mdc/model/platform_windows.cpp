@@ -7,6 +7,11 @@
 
 namespace mdc {
 
+bool isOwnFile(const QString& /*path*/)
+{
+    return true;
+}
+
 bool handToDisk(const QFileDevice& file)
 {
     // The number is -1 for a file that is not open, and so is the handle then.

@@ -21,6 +21,7 @@
 #include <limits>
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 namespace {
@@ -837,6 +838,13 @@ void TestMdcBackupFiles::saves()
     QVERIFY(file.setPermissions(c_own | QFile::ReadGroup));
     QVERIFY2(saveBackup(path, "three\n", &error), qPrintable(error));
     QCOMPARE(int(QFile(path).permissions()), int(c_own | c_user | QFile::ReadGroup));
+    // Whoever has made the file for everybody to write to decides nothing about the backup in its place.
+    constexpr unsigned c_another = 4711;
+    if (chown(QFile::encodeName(path).constData(), c_another, c_another) == 0) {
+        QVERIFY(QFile::setPermissions(path, c_own | QFile::ReadOther | QFile::WriteOther));
+        QVERIFY2(saveBackup(path, "three\n", &error), qPrintable(error));
+        QCOMPARE(int(QFile(path).permissions()), int(c_own | c_user));
+    }
 #endif
 
     const QString before = QDir::currentPath();

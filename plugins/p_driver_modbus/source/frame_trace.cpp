@@ -136,17 +136,7 @@ bool FrameTrace::open(QString* reason)
 
 bool FrameTrace::openNew(QString* reason)
 {
-    if (!isFreeForFile(m_path, reason))
-        return false;
-    // Looked at again once it is open: somebody else may just have made it.
-    if (!QFileInfo::exists(m_path)) {
-        if (!openPlainFile(m_file, m_path, reason))
-            return false;
-        if (m_file.size() == 0)
-            return true;
-    }
-    *reason = QStringLiteral("it is there already; name another file");
-    return false;
+    return openNewFile(m_file, m_path, reason);
 }
 
 bool FrameTrace::rotate(QString* reason)

@@ -8,7 +8,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
 #include <memory>
+#include <thread>
+#include <vector>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
@@ -27,7 +30,8 @@ private Q_SLOTS:
     void traceOnAFullDisk();
     void record();
     void recordIsNew_data();
-    void recordIsNew(); // docs/security.md
+    void recordIsNew();   // docs/security.md
+    void recordsAtOnce(); // docs/security.md
     void recordEnds();
     void foreignFiles_data();
     void foreignFiles();     // docs/security.md
@@ -227,6 +231,36 @@ void TestModbusTrace::recordIsNew()
         FrameTrace trace(path);
         QVERIFY(!trace.isOpen());
     }
+}
+
+// Of two sessions that begin at the same instant one alone has the file.
+void TestModbusTrace::recordsAtOnce()
+{
+    const QTemporaryDir folder;
+    constexpr int c_races = 300;
+    constexpr int c_sessions = 4;
+    const QtMessageHandler before =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    int wrong = 0;
+    for (int race = 0; race < c_races; ++race) {
+        const QString path = folder.filePath(QString::number(race));
+        std::atomic<int> ready = 0;
+        std::atomic<int> open = 0;
+        std::vector<std::thread> sessions;
+        for (int session = 0; session < c_sessions; ++session)
+            sessions.emplace_back([&] {
+                ++ready;
+                while (ready < c_sessions)
+                    std::this_thread::yield();
+                const FrameTrace record(FrameTrace::Record{path, "unit 1"});
+                open += record.isOpen() ? 1 : 0;
+            });
+        for (std::thread& session : sessions)
+            session.join();
+        wrong += open == 1 && contentOf(path).count('\n') == 1 ? 0 : 1;
+    }
+    qInstallMessageHandler(before);
+    QCOMPARE(wrong, 0);
 }
 
 void TestModbusTrace::recordEnds()
