@@ -9,12 +9,13 @@
 #include <QVector>
 
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <optional>
 
 // A backup and a restore through device plug-in and driver against the same traffic sent by a bare
-// QModbusTcpClient and by libmodbus. All in one run, in turn, to a simulated controller in another
-// process; the file is part of the backup's time.
+// QModbusTcpClient and by libmodbus. All in one run, in turn, to a controller in another process, first a
+// simulated one, then a peer that costs nothing; the file is part of the backup's time.
 
 namespace {
 
@@ -83,7 +84,7 @@ private:
 class Comparison
 {
 public:
-    Comparison(const char* what, double wantedToBare)
+    Comparison(const QByteArray& what, double wantedToBare)
         : m_what(what)
         , m_wantedToBare(wantedToBare)
     {}
@@ -102,63 +103,85 @@ public:
         m_library.append(*libraryTime);
         return true;
     }
-    void print() const
+    void print(Peer peer) const
     {
-        printRatio(m_what, "ms", m_times, "QModbusTcpClient", m_bare, m_wantedToBare);
-        printRatio(m_what, "ms", m_times, "libmodbus", m_library, 0);
+        const char* const what = m_what.constData();
+        printRatio({what, "ms", nameOf(peer), "QModbusTcpClient", m_wantedToBare}, m_times, m_bare);
+        printRatio({what, "ms", nameOf(peer), "libmodbus", 0}, m_times, m_library);
     }
 
 private:
-    const char* m_what;
+    QByteArray m_what;
     double m_wantedToBare;
     QVector<double> m_times;
     QVector<double> m_bare;
     QVector<double> m_library;
 };
 
-int run(const Size& size, int rounds)
+// What is done over and over, with its figures.
+struct Comparisons
 {
-    const ServedControllers controllers(1);
+    explicit Comparisons(const Size& size)
+        : backup("backup of " + QByteArray::number(size.registers) + " registers, file flushed to the disk",
+                 c_wantedBackup)
+        , inMemory("backup of " + QByteArray::number(size.registers) + " registers, file in memory",
+                   c_wantedBackup)
+        , restore("restore of " + QByteArray::number(size.writes) + " registers", c_wantedRestore)
+    {}
+
+    Comparison backup;
+    Comparison inMemory;
+    Comparison restore;
+};
+
+bool measure(Peer peer, const Size& size, int rounds, Comparisons& comparisons)
+{
+    const ServedControllers controllers(1, peer);
     bindToProcessor(0);
     if (controllers.ports().isEmpty())
-        return 1;
+        return false;
     const int port = controllers.ports().first();
     Plugins plugins(port, size, {});
     // Where a file that has been flushed costs nothing.
     Plugins inMemory(port, size, QStringLiteral("/dev/shm/backup_benchmark_XXXXXX"));
     BareClient bare(port);
     LibModbus library(port);
-    const QByteArray registers = QByteArray::number(size.registers);
-    const QByteArray backupText = "backup of " + registers + " registers, file flushed to the disk";
-    const QByteArray memoryText = "backup of " + registers + " registers, file in memory";
-    const QByteArray restoreText = "restore of " + QByteArray::number(size.writes) + " registers";
-    Comparison backup(backupText, c_wantedBackup);
-    Comparison backupInMemory(memoryText, c_wantedBackup);
-    Comparison restore(restoreText, c_wantedRestore);
     // The first round warms up; it also fills the registers with one value, so that the restore, the
     // torque unit among it, changes nothing.
     constexpr quint16 c_value = 1;
-    if (!plugins.backUp() || !inMemory.backUp() || !bare.write(size.writes, c_value) ||
+    if (!bare.write(size.writes, c_value) || !plugins.backUp() || !inMemory.backUp() ||
         !library.read(size.registers)) {
-        std::fprintf(stderr, "the controller does not answer\n");
-        return 1;
+        std::fprintf(stderr, "the %s does not answer\n", nameOf(peer));
+        return false;
     }
     for (int i = 0; i < rounds; ++i) {
         const auto bareRead = [&] { return bare.read(size.registers); };
         const auto libraryRead = [&] { return library.read(size.registers); };
         const bool isGood =
-            backup.round([&] { return plugins.backUp(); }, bareRead, libraryRead) &&
-            backupInMemory.round([&] { return inMemory.backUp(); }, bareRead, libraryRead) &&
-            restore.round([&] { return plugins.restore(); }, [&] { return bare.write(size.writes, c_value); },
-                          [&] { return library.write(size.writes, c_value); });
+            comparisons.backup.round([&] { return plugins.backUp(); }, bareRead, libraryRead) &&
+            comparisons.inMemory.round([&] { return inMemory.backUp(); }, bareRead, libraryRead) &&
+            comparisons.restore.round([&] { return plugins.restore(); },
+                                      [&] { return bare.write(size.writes, c_value); },
+                                      [&] { return library.write(size.writes, c_value); });
         if (!isGood) {
-            std::fprintf(stderr, "round %d failed\n", i + 1);
-            return 1;
+            std::fprintf(stderr, "%s: round %d failed\n", nameOf(peer), i + 1);
+            return false;
         }
     }
-    backup.print();
-    backupInMemory.print();
-    restore.print();
+    return true;
+}
+
+int run(const Size& size, int rounds)
+{
+    std::map<Peer, Comparisons> found;
+    for (const Peer peer : c_peers) {
+        if (!measure(peer, size, rounds, found.emplace(peer, size).first->second))
+            return 1;
+    }
+    for (const auto kind : {&Comparisons::backup, &Comparisons::inMemory, &Comparisons::restore}) {
+        for (const auto& [peer, comparisons] : found)
+            (comparisons.*kind).print(peer);
+    }
     return 0;
 }
 

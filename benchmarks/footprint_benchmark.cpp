@@ -89,8 +89,9 @@ int run(int rounds)
         devices.append((many - one) / c_instances / 1024);
         clients.append(perClient / 1024);
     }
-    printRatio("memory of a further device, driver and connection included", "KiB", devices,
-               "QModbusTcpClient", clients, 3);
+    printRatio({"memory of a further device, driver and connection included", "KiB", nameOf(Peer::Simulator),
+                "QModbusTcpClient", 3},
+               devices, clients);
     return 0;
 }
 

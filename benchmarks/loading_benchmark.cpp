@@ -85,7 +85,7 @@ int main(int argc, char** argv)
         std::sort(values.begin(), values.end());
         return values.at(values.size() / 2);
     };
-    std::printf("| loading both plug-ins | %.3g ms | Qt's libraries: %.3g ms | %.2f | %.2f | 1.50 |\n",
+    std::printf("| loading both plug-ins | – | %.3g ms | Qt's libraries: %.3g ms | %.2f | %.2f | 1.50 |\n",
                 middle(plugins), middle(libraries), middle(ratios),
                 *std::max_element(ratios.cbegin(), ratios.cend()));
     return 0;

@@ -9,11 +9,16 @@
 #include <QProcess>
 #include <QVector>
 
+#include <array>
 #include <cstdio>
+#include <functional>
+#include <map>
+#include <optional>
 
-// One "getRegister" order, from the call to its outcome, against the same read by a bare
-// QModbusTcpClient, by libmodbus and by pymodbus: latency, processor time and allocations, all in one
-// run, in turn, to a simulated controller in another process on another processor.
+// One "getRegister" order, from the call to its outcome, against the same read by a bare socket, libmodbus,
+// pymodbus, a bare QModbusTcpClient and by an order at the driver: latency, processor time and allocations,
+// all in one run, in turn, to a controller in another process on another processor; first to a simulated
+// one, then to a peer that costs nothing.
 
 namespace {
 
@@ -129,6 +134,102 @@ struct Columns
     }
 };
 
+// Each is built on the one before, or could be; the names are those of scripts/order_counts.py.
+enum Rung { Socket, Library, Client, Driver, Order };
+constexpr std::array c_rungs{"bare socket's read", "libmodbus' read", "bare client's read",
+                             "order at the driver", "order"};
+
+struct Measured
+{
+    std::array<Columns, c_rungs.size()> rungs;
+    // Of the last round; its allocations are those of all of them.
+    std::array<Figures, c_rungs.size()> last;
+    QVector<double> pymodbus; // median
+};
+
+// One read by each of them, to one controller.
+class Readers
+{
+public:
+    Readers(int port, const QString& script)
+        : m_device(port)
+        , m_socket(port)
+        , m_library(port)
+        , m_client(port)
+        , m_python(script, port)
+        , m_isReady(m_device.identify())
+    {}
+
+    bool isReady() const { return m_isReady; }
+    // In the order of the rungs.
+    std::array<std::function<bool()>, c_rungs.size()> all()
+    {
+        return {[this] { return m_socket.readBlock(c_directionRegister, 1); },
+                [this] { return m_library.readBlock(c_directionRegister, 1); },
+                [this] { return m_client.readBlock(c_directionRegister, 1); },
+                [this] { return m_device.runOnDriver(QStringLiteral("read"), m_direction).has_value(); },
+                [this] { return m_device.run(QStringLiteral("getRegister"), m_channel).has_value(); }};
+    }
+    PymodbusReads& python() { return m_python; }
+
+private:
+    const QVariantMap m_channel{{QStringLiteral("channel"), QStringLiteral("direction")}};
+    const QVariantMap m_direction{{QStringLiteral("register"), c_directionRegister},
+                                  {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")}};
+    MeasuredDevice m_device;
+    BareSocket m_socket;
+    LibModbus m_library;
+    BareClient m_client;
+    PymodbusReads m_python;
+    const bool m_isReady;
+};
+
+// False when a read failed.
+bool measureRound(Readers& readers, int count, Measured& measured, bool isWarmUp)
+{
+    const auto reads = readers.all();
+    std::array<Round, c_rungs.size()> rounds;
+    // In short turns: a machine that is slow for a second is so for all of them.
+    for (int done = 0; done < count; done += c_slice) {
+        for (std::size_t rung = 0; rung < reads.size(); ++rung) {
+            if (!rounds[rung].add(qMin(c_slice, count - done), reads[rung]))
+                return false;
+        }
+    }
+    const double ofScript = readers.python().median(count);
+    if (ofScript <= 0)
+        return false;
+    if (isWarmUp)
+        return true;
+    for (std::size_t rung = 0; rung < rounds.size(); ++rung) {
+        measured.last[rung] = rounds[rung].figures();
+        measured.rungs[rung].append(measured.last[rung]);
+    }
+    measured.pymodbus.append(ofScript);
+    return true;
+}
+
+std::optional<Measured> measure(Peer peer, int count, int rounds, const QString& script)
+{
+    const ServedControllers controllers(1, peer);
+    if (controllers.ports().isEmpty())
+        return std::nullopt;
+    bindToProcessor(0);
+    Readers readers(controllers.ports().first(), script);
+    if (!readers.isReady()) {
+        std::fprintf(stderr, "the %s could not be identified\n", nameOf(peer));
+        return std::nullopt;
+    }
+    Measured measured;
+    for (int round = -1; round < rounds; ++round) {
+        if (!measureRound(readers, count, measured, round < 0)) {
+            std::fprintf(stderr, "%s: round %d failed\n", nameOf(peer), round + 1);
+            return std::nullopt;
+        }
+    }
+    return measured;
+}
+
 void printKinds(const char* what, const Figures& figures)
 {
     std::printf(
@@ -136,69 +237,56 @@ void printKinds(const char* what, const Figures& figures)
         figures.allocations, figures.cleared, figures.resized, figures.aligned);
 }
 
+// What an order costs of a kind, beside what a rung below it does.
+void printOrder(const std::map<Peer, Measured>& measured, const char* what, const char* unit,
+                QVector<double> Columns::*column, Rung baseline, const char* baselineName, double wanted)
+{
+    const QByteArray text = QByteArray("getRegister order, ") + what;
+    for (const auto& [peer, found] : measured)
+        printRatio({text.constData(), unit, nameOf(peer), baselineName, wanted}, found.rungs[Order].*column,
+                   found.rungs[baseline].*column);
+}
+
+void printRatios(const std::map<Peer, Measured>& measured)
+{
+    constexpr char c_client[] = "QModbusTcpClient";
+    printOrder(measured, "median latency", "µs", &Columns::median, Client, c_client, 1.1);
+    printOrder(measured, "99th percentile", "µs", &Columns::late, Client, c_client, 1.3);
+    printOrder(measured, "processor time", "µs", &Columns::processor, Client, c_client, 1.2);
+    printOrder(measured, "allocations", "", &Columns::allocations, Client, c_client, 1);
+    printOrder(measured, "median latency", "µs", &Columns::median, Library, "libmodbus", 1.25);
+    for (const auto& [peer, found] : measured)
+        printRatio({"getRegister order, median latency", "µs", nameOf(peer), "pymodbus", 0.75},
+                   found.rungs[Order].median, found.pymodbus);
+}
+
+// Lines of their own, which are no row of the other table: what | peer | median | 99 % | processor |
+// allocations.
+void printFloor(const std::map<Peer, Measured>& measured)
+{
+    for (const auto& [peer, found] : measured) {
+        for (std::size_t rung = 0; rung < c_rungs.size(); ++rung) {
+            const Columns& columns = found.rungs[rung];
+            std::printf("floor| %s | %s | %.1f µs | %.1f µs | %.1f µs | %.0f |\n", c_rungs[rung],
+                        nameOf(peer), median(columns.median), median(columns.late), median(columns.processor),
+                        median(columns.allocations));
+        }
+    }
+}
+
 int run(int count, int rounds, const QString& script)
 {
-    const ServedControllers controllers(1);
-    if (controllers.ports().isEmpty())
-        return 1;
-    bindToProcessor(0);
-    const int port = controllers.ports().first();
-    MeasuredDevice device(port);
-    BareClient bare(port);
-    LibModbus library(port);
-    PymodbusReads python(script, port);
-    if (!device.identify()) {
-        std::fprintf(stderr, "the controller could not be identified\n");
-        return 1;
-    }
-    const QVariantMap channel{{QStringLiteral("channel"), QStringLiteral("direction")}};
-    Columns whole;
-    Columns client;
-    Columns blocking;
-    QVector<double> scripted;
-    Figures ofOrder;
-    Figures ofClient;
-    // The first round warms up.
-    for (int round = -1; round < rounds; ++round) {
-        Round byOrders;
-        Round byClient;
-        Round byLibrary;
-        bool isGood = true;
-        // In short turns: a machine that is slow for a second is so for all of them.
-        for (int done = 0; done < count && isGood; done += c_slice) {
-            const int slice = qMin(c_slice, count - done);
-            isGood = byClient.add(slice, [&] {
-                return bare.readBlock(c_directionRegister, 1);
-            }) && byOrders.add(slice, [&] {
-                return device.run(QStringLiteral("getRegister"), channel).has_value();
-            }) && byLibrary.add(slice, [&] { return library.readBlock(c_directionRegister, 1); });
-        }
-        const double ofScript = python.median(count);
-        if (!isGood || ofScript <= 0) {
-            std::fprintf(stderr, "round %d failed\n", round + 1);
+    std::map<Peer, Measured> measured;
+    for (const Peer peer : c_peers) {
+        const std::optional<Measured> found = measure(peer, count, rounds, script);
+        if (!found)
             return 1;
-        }
-        if (round < 0)
-            continue;
-        ofOrder = byOrders.figures();
-        ofClient = byClient.figures();
-        whole.append(ofOrder);
-        client.append(ofClient);
-        blocking.append(byLibrary.figures());
-        scripted.append(ofScript);
+        measured.emplace(peer, *found);
     }
-    // Of the last round: they are the same in all of them.
-    printKinds("getRegister order", ofOrder);
-    printKinds("QModbusTcpClient", ofClient);
-    printRatio("getRegister order, median latency", "µs", whole.median, "QModbusTcpClient", client.median,
-               1.15);
-    printRatio("getRegister order, 99th percentile", "µs", whole.late, "QModbusTcpClient", client.late, 1.3);
-    printRatio("getRegister order, processor time", "µs", whole.processor, "QModbusTcpClient",
-               client.processor, 1.2);
-    printRatio("getRegister order, allocations", "", whole.allocations, "QModbusTcpClient",
-               client.allocations, 1.2);
-    printRatio("getRegister order, median latency", "µs", whole.median, "libmodbus", blocking.median, 1.4);
-    printRatio("getRegister order, median latency", "µs", whole.median, "pymodbus", scripted, 0.7);
+    printKinds("order", measured.at(Peer::Costless).last[Order]);
+    printKinds("bare client's read", measured.at(Peer::Costless).last[Client]);
+    printRatios(measured);
+    printFloor(measured);
     return 0;
 }
 
@@ -208,8 +296,8 @@ int main(int argc, char** argv)
 {
     BenchmarkProgram program(
         argc, argv,
-        "A getRegister order against the same read by a bare QModbusTcpClient, libmodbus "
-        "and pymodbus.");
+        "A getRegister order against the same read by a bare socket, libmodbus, pymodbus, a bare "
+        "QModbusTcpClient and the driver.");
     program.addOption("orders", "In each round", "2000");
     program.addOption("rounds", "Of all measurements", "7");
     program.addOption("script", "Where pymodbus_reads.py is", "benchmarks/pymodbus_reads.py");

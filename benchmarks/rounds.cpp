@@ -54,13 +54,13 @@ qint64 residentBytes()
     return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
 }
 
-void printRatio(const char* what, const char* unit, const QVector<double>& values, const char* baseline,
-                const QVector<double>& baselineValues, double wanted)
+void printRatio(const RatioRow& row, const QVector<double>& values, const QVector<double>& baselineValues)
 {
     QVector<double> ratios;
     for (int i = 0; i < values.size(); ++i)
         ratios.append(values.at(i) / baselineValues.at(i));
-    std::printf("| %s | %.3g %s | %s: %.3g %s | %.2f | %.2f | %.2f |\n", what, median(values), unit, baseline,
-                median(baselineValues), unit, median(ratios), worst(ratios), wanted);
+    std::printf("| %s | %s | %.3g %s | %s: %.3g %s | %.2f | %.2f | %.2f |\n", row.what, row.peer,
+                median(values), row.unit, row.baseline, median(baselineValues), row.unit, median(ratios),
+                worst(ratios), row.wanted);
     std::fflush(stdout);
 }

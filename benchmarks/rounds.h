@@ -16,8 +16,16 @@ double processorSeconds();
 // Bytes of memory that this process has resident.
 qint64 residentBytes();
 
-// One line of the table: what, in figures of its own, its ratio to a baseline of the same rounds, and the
-// ratio wanted. Prints it as "what | median | baseline | ratio median | ratio worst | wanted" on standard
-// output.
-void printRatio(const char* what, const char* unit, const QVector<double>& values, const char* baseline,
-                const QVector<double>& baselineValues, double wanted);
+// What a line of the table says beside its figures.
+struct RatioRow
+{
+    const char* what;
+    const char* unit;
+    const char* peer;     // who answered
+    const char* baseline; // of what the other values are
+    double wanted;        // 0 for none
+};
+
+// Prints "what | peer | median | baseline | ratio median | ratio worst | wanted" on standard output; a ratio
+// is of two values of the same round.
+void printRatio(const RatioRow& row, const QVector<double>& values, const QVector<double>& baselineValues);

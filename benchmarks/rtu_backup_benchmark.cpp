@@ -224,8 +224,12 @@ bool measure(int baudRate, int registers, int rounds)
     const QByteArray what = "backup of " + QByteArray::number(registers) + " registers over RTU at " +
                             QByteArray::number(baudRate) + " baud, file ";
     const QVector<double> wireTimes(rounds, traffic.wireTime);
-    printRatio(what + "flushed to the disk", "ms", times, "the wire's own time", wireTimes, c_wanted);
-    printRatio(what + "in memory", "ms", inMemory, "the wire's own time", wireTimes, c_wanted);
+    const QByteArray flushed = what + "flushed to the disk";
+    const QByteArray kept = what + "in memory";
+    constexpr char c_baseline[] = "the wire's own time";
+    const char* const peer = nameOf(Peer::Simulator);
+    printRatio({flushed.constData(), "ms", peer, c_baseline, c_wanted}, times, wireTimes);
+    printRatio({kept.constData(), "ms", peer, c_baseline, c_wanted}, inMemory, wireTimes);
     return true;
 }
 

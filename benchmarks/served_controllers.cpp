@@ -20,6 +20,11 @@ namespace {
 constexpr int c_driverObject = 0;
 constexpr int c_deviceObject = 1;
 
+ControllerProfile profile()
+{
+    return *ControllerProfile::byName(QStringLiteral("mdc32-gen2"));
+}
+
 QString newId()
 {
     return QUuid::createUuid().toString();
@@ -27,13 +32,24 @@ QString newId()
 
 } // namespace
 
-ServedControllers::ServedControllers(int count)
+const char* nameOf(Peer peer)
 {
-    m_process.start(QCoreApplication::applicationFilePath(),
-                    {QStringLiteral("--serve"), QString::number(count)});
+    return peer == Peer::Simulator ? "simulator" : "costless peer";
+}
+
+ServedControllers::ServedControllers(int count, Peer peer)
+{
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    if (peer == Peer::Simulator)
+        m_process.start(QCoreApplication::applicationFilePath(),
+                        {QStringLiteral("--serve"), QString::number(count)});
+    else
+        m_process.start(
+            QCoreApplication::applicationDirPath() + QStringLiteral("/costless_peer"),
+            {QString::number(count), QString::fromLatin1(profile().identificationBlock().toHex())});
     while (m_ports.size() < count) {
         if (!m_process.canReadLine() && !m_process.waitForReadyRead()) {
-            std::fprintf(stderr, "the simulated controllers did not start\n");
+            std::fprintf(stderr, "the %s did not start\n", nameOf(peer));
             m_ports.clear();
             return;
         }
@@ -56,8 +72,7 @@ int serveControllers(int count, const std::function<void(Simulator&)>& prepare)
     std::vector<std::unique_ptr<Simulator>> simulators;
     for (int i = 0; i < count; ++i) {
         simulators.push_back(
-            std::make_unique<Simulator>(device.value(QLatin1String("configuration")).toObject(),
-                                        *ControllerProfile::byName(QStringLiteral("mdc32-gen2"))));
+            std::make_unique<Simulator>(device.value(QLatin1String("configuration")).toObject(), profile()));
         if (!simulators.back()->listenTcp())
             return 1;
         prepare(*simulators.back());
@@ -103,7 +118,10 @@ QJsonObject benchFor(const QList<int>& ports,
 void quietLog()
 {
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
-        if (type != QtInfoMsg && type != QtDebugMsg)
-            std::fprintf(stderr, "%s\n", qPrintable(message));
+        constexpr int c_shown = 20;
+        static int told = 0;
+        if (type == QtInfoMsg || type == QtDebugMsg || ++told > c_shown)
+            return;
+        std::fprintf(stderr, "%s\n%s", qPrintable(message), told == c_shown ? "(no more of these)\n" : "");
     });
 }

@@ -8,13 +8,20 @@
 
 class Simulator;
 
-// Simulated controllers in a process of their own, so that what is measured in this one is this side's.
+// Who answers. The simulator's own time is on both sides of a ratio and draws it towards one; the costless
+// peer's is next to nothing.
+enum class Peer { Simulator, Costless };
+constexpr Peer c_peers[] = {Peer::Simulator, Peer::Costless};
+// As the tables name it.
+const char* nameOf(Peer peer);
+
+// Controllers in a process of their own, so that what is measured in this one is this side's.
 class ServedControllers
 {
 public:
-    // Starts this program again as the other process, with the hidden option "--serve"; empty ports when
-    // it does not come up.
-    explicit ServedControllers(int count);
+    // Simulators are this program again, with the hidden option "--serve"; the costless peer is the program
+    // beside it. Empty ports when it does not come up.
+    explicit ServedControllers(int count, Peer peer = Peer::Simulator);
     // Ends the other process.
     ~ServedControllers();
     Q_DISABLE_COPY(ServedControllers)
@@ -37,5 +44,6 @@ QJsonObject sampleBench();
 QJsonObject benchFor(const QList<int>& ports,
                      const std::function<QJsonObject(const QJsonObject&)>& changeDevice = {});
 
-// From here on only warnings and worse are told: connections by the hundred are no news to a benchmark.
+// From here on only the first warnings and worse are told: connections by the hundred are no news to a
+// benchmark, and a thousand devices that fail must not spend the machine on telling so.
 void quietLog();

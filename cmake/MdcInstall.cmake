@@ -131,7 +131,7 @@ function(mdc_install_data)
         mdc_install_desktop()
     endif()
     install(DIRECTORY docs DESTINATION ${MDC_INSTALL_DOCUMENTATION} COMPONENT development
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.svg")
 
     install(EXPORT MdcFrameworkTargets NAMESPACE Mdc:: DESTINATION ${MDC_INSTALL_CMAKE} COMPONENT development)
     configure_package_config_file(cmake/MdcFrameworkConfig.cmake.in

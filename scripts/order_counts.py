@@ -3,6 +3,7 @@
 
     order_counts.py [--write] PROGRAM
     order_counts.py --table
+    order_counts.py --floor < ROWS
     order_counts.py --self-test PROGRAM
 
 Runs the benchmark program order_counts of a release build and counts allocations (the program does so), system
@@ -13,7 +14,8 @@ writes them down:
 
     scripts/order_counts.py --write build/release/bin/order_counts
 
---table prints the numbers as docs/performance.md has them.
+--table prints the numbers as docs/performance.md has them. --floor does so with the lines "floor| …" of the benchmark
+program order_benchmark, to which it adds the system calls.
 
 --self-test shows that the guard bites: the program then allocates a little more in each order than it needs, and
 every count is held against numbers that are a little too low.
@@ -133,15 +135,29 @@ def table(known):
         print(f"| {section} | " + " | ".join(f"{sections[section]:,.0f}" for sections in counts.values()) + " |")
 
 
+def floor(rows, known):
+    """The lines as a table, with the system calls of what the first cell names."""
+    calls = known["counts"]["system calls"]
+    print("| one register by | who answers | median | 99th percentile | processor time | allocations | system calls |")
+    print("|---" * 7 + "|")
+    for row in rows:
+        cells = [cell.strip() for cell in row.split("|")[1:-1]]
+        print("| " + " | ".join([*cells, f"{calls[cells[0]]:.0f}"]) + " |")
+
+
 def main():
     words = sys.argv[1:]
     option = words.pop(0) if words and words[0].startswith("--") else ""
-    if len(words) != (0 if option == "--table" else 1) or option not in ("", "--write", "--table", "--self-test"):
+    programs = {"": 1, "--write": 1, "--table": 0, "--floor": 0, "--self-test": 1}.get(option)
+    if len(words) != programs:
         sys.exit(__doc__)
     with open(PLACE, encoding="utf-8") as file:
         known = json.load(file)
     if option == "--table":
         table(known)
+        return
+    if option == "--floor":
+        floor(sys.stdin, known)
         return
     program = words[0]
     if option == "--self-test":
