@@ -1,9 +1,11 @@
 #include "applications/panel/panel_window.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
+#include "benchmarks/rounds.h"
 #include "benchmarks/served_controllers.h"
 
 #include <lib_host/d_host.h>
+#include <lib_host/event_dispatcher.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <QAbstractItemModel>
@@ -19,11 +21,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <vector>
 
 // How long the event loop stands still while a maintenance page reads ten channels over Modbus again and
 // again and draws what has changed, in software, and while the same is read without a page. The simulated
-// controller is in another process.
+// controller is in another process. With --devices what a window of many pages takes, beside that of one.
 
 namespace {
 
@@ -230,51 +233,53 @@ private:
     int m_count = 0;
 };
 
-} // namespace
-
-int main(int argc, char* argv[])
+// A host with a device at each port.
+class PanelBench
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
-    QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));
-    QGuiApplication application(argc, argv);
-    QCommandLineParser parser;
-    QCommandLineOption serve(QStringLiteral("serve"), QString(), QStringLiteral("count"));
-    serve.setFlags(QCommandLineOption::HiddenFromHelp);
-    const QCommandLineOption refreshes(QStringLiteral("refreshes"), QStringLiteral("Refreshes of each run."),
-                                       QStringLiteral("n"), QStringLiteral("1000"));
-    const QCommandLineOption period(QStringLiteral("period"),
-                                    QStringLiteral("Update period in milliseconds; the page's own is 500."),
-                                    QStringLiteral("ms"), QStringLiteral("500"));
-    parser.addHelpOption();
-    parser.addOptions({serve, refreshes, period});
-    parser.process(application);
-    if (parser.isSet(serve))
-        return serveControllers(parser.value(serve).toInt(), keepChanging);
-    const int count = std::max(1, parser.value(refreshes).toInt());
-    const int interval = std::max(1, parser.value(period).toInt());
-
-    quietLog();
-    const ServedControllers served(1);
-    if (served.ports().isEmpty()) {
-        std::fprintf(stderr, "the simulated controller did not start\n");
-        return 1;
+public:
+    PanelBench(const QList<int>& ports, const std::function<QJsonObject(const QJsonObject&)>& changeDevice)
+    {
+        m_host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
+        const QJsonObject bench = benchFor(ports, changeDevice);
+        const QStringList errors = m_host.configure(bench);
+        for (const QString& error : errors)
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+        const QJsonArray objects = bench.value(QLatin1String("objects")).toArray();
+        for (const QJsonValue& value : objects) {
+            const QJsonObject object = value.toObject();
+            const QUuid uuid(object.value(QLatin1String("id")).toString());
+            const DAbstractPlugin* const plugin = m_host.findInstance(uuid);
+            if (plugin == nullptr || plugin->pluginType() != IPlugin::CeTypeDevice)
+                continue;
+            m_devices.append({plugin->pluginUuid(), uuid, plugin->getName(),
+                              object.value(QLatin1String("reference")).toString(QStringLiteral("MDC"))});
+            m_channels = channelsToRead(object.value(QLatin1String("configuration")).toObject());
+        }
     }
-    DHost host;
-    host.loadPlugins(QCoreApplication::applicationDirPath() + QStringLiteral("/../plugins"));
-    const QJsonObject bench = benchFor(served.ports(), withTenRows);
-    const QStringList errors = host.configure(bench);
-    for (const QString& error : errors)
-        std::fprintf(stderr, "%s\n", qPrintable(error));
-    const QJsonObject object = bench.value(QLatin1String("objects")).toArray().at(1).toObject();
-    const QUuid uuid(object.value(QLatin1String("id")).toString());
-    const DAbstractPlugin* const device = host.findInstance(uuid);
-    if (device == nullptr)
+
+    DHost& host() { return m_host; }
+    const QList<PanelDevice>& devices() const { return m_devices; }
+    // Of each device.
+    const QStringList& channels() const { return m_channels; }
+
+private:
+    DHost m_host;
+    QList<PanelDevice> m_devices;
+    QStringList m_channels;
+};
+
+// Whether the event loop is held up by one page.
+int measureStalls(int count, int interval)
+{
+    const ServedControllers served(1);
+    if (served.ports().isEmpty())
         return 1;
-    const QStringList channels = channelsToRead(object.value(QLatin1String("configuration")).toObject());
+    PanelBench bench(served.ports(), withTenRows);
+    if (bench.devices().isEmpty())
+        return 1;
+    const QStringList& channels = bench.channels();
     PanelRequest request;
-    request.devices = {{device->pluginUuid(), uuid, device->getName(),
-                        object.value(QLatin1String("reference")).toString(QStringLiteral("MDC"))}};
+    request.devices = bench.devices();
     std::printf("%d refreshes of %d channels every %d ms\n", count, channels.size(), interval);
     int failures = 0;
     {
@@ -312,7 +317,7 @@ int main(int argc, char* argv[])
     // The page's frame reads whether the tool is locked besides.
     const QStringList all = channels + QStringList(QStringLiteral("lock"));
     Rounds rounds(all.size(), count);
-    const PlainReads reads(host, uuid, all, interval, rounds);
+    const PlainReads reads(bench.host(), bench.devices().first().uuid, all, interval, rounds);
     Pulse pulse;
     rounds.run();
     pulse.print("without it");
@@ -320,6 +325,103 @@ int main(int argc, char* argv[])
     if (failures > 0)
         std::fprintf(stderr, "%d reads have failed\n", failures);
     return failures > 0 ? 1 : 0;
+}
+
+// What a window takes.
+struct WindowFigures
+{
+    QVector<double> opening; // ms until the first page shows all its values
+    QVector<double> share;   // % of a processor while it is left alone
+};
+
+bool measureWindow(const QList<PanelDevice>& devices, double seconds, WindowFigures& figures)
+{
+    PanelRequest request;
+    request.devices = devices;
+    QElapsedTimer clock;
+    clock.start();
+    PanelWindow window(request);
+    window.show();
+    if (!window.error().isEmpty() || !waitUntilComplete(*window.pages().front())) {
+        std::fprintf(stderr, "the window could not be filled: %s\n", qPrintable(window.error()));
+        return false;
+    }
+    figures.opening.append(static_cast<double>(clock.nsecsElapsed()) / c_nanosecondsPerMillisecond);
+    const auto wait = [](double time) {
+        QEventLoop loop;
+        QTimer::singleShot(static_cast<int>(time * 1000), Qt::PreciseTimer, &loop, &QEventLoop::quit);
+        loop.exec();
+    };
+    // What the other pages have to do at the beginning.
+    wait(1);
+    const double before = processorSeconds();
+    clock.start();
+    wait(seconds);
+    figures.share.append(100 * (processorSeconds() - before) * 1000 / static_cast<double>(clock.elapsed()));
+    return true;
+}
+
+// What a window with a page for each of many devices takes, beside that of one.
+int measureMany(int devices, double seconds, int rounds)
+{
+    const ServedControllers served(devices, Peer::Costless);
+    if (served.ports().isEmpty())
+        return 1;
+    bindToProcessor(0);
+    PanelBench bench(served.ports(), withTenRows);
+    if (bench.devices().size() != devices)
+        return 1;
+    WindowFigures warmUp;
+    WindowFigures one;
+    WindowFigures all;
+    for (int round = -1; round < rounds; ++round) {
+        if (!measureWindow(bench.devices().mid(0, 1), seconds, round < 0 ? warmUp : one) ||
+            !measureWindow(bench.devices(), seconds, round < 0 ? warmUp : all))
+            return 1;
+    }
+    const QByteArray what = "panel of " + QByteArray::number(devices) + " devices, ";
+    const QByteArray opening = what + "until the first page shows its values";
+    const QByteArray share = what + "share of a processor while it is open";
+    const char* const peer = nameOf(Peer::Costless);
+    printRatio({opening.constData(), "ms", peer, "of one device", 0}, all.opening, one.opening);
+    printRatio({share.constData(), "%", peer, "of one device", 0}, all.share, one.share);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    preferQtEventDispatcher();
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
+    QQuickStyle::setStyle(QStringLiteral(":/applications/Kivora/gui/style"));
+    QGuiApplication application(argc, argv);
+    QCommandLineParser parser;
+    const auto option = [&parser](const char* name, const char* text, const char* value) {
+        const QCommandLineOption one(QLatin1String(name), QLatin1String(text), QStringLiteral("n"),
+                                     QLatin1String(value));
+        parser.addOption(one);
+        return one;
+    };
+    QCommandLineOption serve(QStringLiteral("serve"), QString(), QStringLiteral("count"));
+    serve.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(serve);
+    parser.addHelpOption();
+    const auto refreshes = option("refreshes", "Refreshes of each run.", "1000");
+    const auto period = option("period", "Update period in milliseconds; the page's own is 500.", "500");
+    const auto devices =
+        option("devices", "A window with so many pages instead, beside one of one page.", "0");
+    const auto seconds = option("seconds", "How long each of these windows is open.", "5");
+    const auto rounds = option("rounds", "How often each of these windows is opened.", "5");
+    parser.process(application);
+    const auto number = [&parser](const QCommandLineOption& one) { return parser.value(one).toInt(); };
+    if (parser.isSet(serve))
+        return serveControllers(number(serve), keepChanging);
+    quietLog();
+    if (number(devices) > 0)
+        return measureMany(number(devices), std::max(1, number(seconds)), std::max(1, number(rounds)));
+    return measureStalls(std::max(1, number(refreshes)), std::max(1, number(period)));
 }
 
 #include "panel_benchmark.moc"
