@@ -42,7 +42,7 @@ run() {
   echo "benchmark: $*" >&2
   local program=$1
   shift
-  "$bin/$program" "$@" | tee /dev/stderr >>"$raw"
+  "$bin/$program" "$@" | tee -a /dev/stderr >>"$raw"
 }
 table() {
   echo "| measure | who answers | here | baseline | ratio, median | ratio, worst | wanted |"
@@ -72,7 +72,7 @@ run footprint_benchmark "${footprint[@]}"
 run loading_benchmark
 run panel_benchmark --devices 50 "${panel[@]}"
 echo "benchmark: order_benchmark with GLib's dispatcher" >&2
-QT_NO_GLIB='' "$bin/order_benchmark" "${order[@]}" | tee /dev/stderr >"$raw_glib"
+QT_NO_GLIB='' "$bin/order_benchmark" "${order[@]}" | tee -a /dev/stderr >"$raw_glib"
 load_after=$(cut -d' ' -f1 /proc/loadavg)
 
 {
