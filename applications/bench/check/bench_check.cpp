@@ -162,12 +162,14 @@ void BenchCheck::checkLinks()
     for (const DAbstractPlugin* const driver : all) {
         const QString subject = QStringLiteral("link \"%1\"").arg(driver->getName());
         const QString address = driver->getProperty(driver_contract::c_address, QVariant()).toString();
-        if (isConnected(*driver))
+        if (isConnected(*driver)) {
             m_report.add({FindingLevel::Ok, subject, QStringLiteral("connected with %1").arg(address), {}});
-        else
+        } else {
             m_report.add({FindingLevel::Error, subject, QStringLiteral("%1 cannot be reached").arg(address),
                           QStringLiteral("check the address, the cable and that the controller is on")},
                          ExitCode::NotConnected);
+            m_unreachable.append(driver);
+        }
     }
 }
 
@@ -187,15 +189,17 @@ void BenchCheck::checkDevice(DAbstractPlugin& device)
     for (const Finding& finding : findings)
         m_report.add(finding);
     if (m_options.isProbing && !m_interrupt.requested())
-        probe(checked, device);
+        probe(checked, findings, device);
     m_report.speakOf({});
 }
 
-void BenchCheck::probe(const CheckedDevice& checked, DAbstractPlugin& device)
+void BenchCheck::probe(const CheckedDevice& checked, const QList<Finding>& configured,
+                       DAbstractPlugin& device)
 {
     DAbstractPlugin* const driver = m_session.driverOf(device);
-    // That it has none, or is not there, has been told.
-    if (driver == nullptr || !isConnected(*driver))
+    // That it has none, or has not been there, has been told. One that is lost meanwhile is waited for by the
+    // requests, which tell when it does not come back.
+    if (driver == nullptr || (!isConnected(*driver) && m_unreachable.contains(driver)))
         return;
     ConnectedController controller = connectedController(device);
     if (!checked.generation) {
@@ -211,23 +215,46 @@ void BenchCheck::probe(const CheckedDevice& checked, DAbstractPlugin& device)
     if (m_interrupt.requested())
         return;
     m_report.addRows(probeRows(result, checked.configuration, checked.offset));
+    QList<Finding> known = configured;
     const QList<ProbeFinding> findings = probeFindings(result, checked.configuration, checked.offset);
-    for (const ProbeFinding& found : findings)
+    for (const ProbeFinding& found : findings) {
         m_report.add(found.finding, found.code);
-    if (m_options.isProvingWrites)
-        proveWrites(checked, controller, *driver);
+        known.append(found.finding);
+    }
+    if (m_options.isProvingWrites && isIdentified(checked, device))
+        proveWrites(checked, controller, known, *driver);
     measure(result, *driver);
 }
 
-void BenchCheck::proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
-                             DAbstractPlugin& driver)
+// A map is chosen by who answers: by another one's the writes would go elsewhere.
+bool BenchCheck::isIdentified(const CheckedDevice& checked, const DAbstractPlugin& device)
 {
+    const QString answer = m_session.unreadableAnswer(device);
+    if (checked.generation && answer.isEmpty())
+        return true;
+    m_report.add({FindingLevel::Error, QStringLiteral("device \"%1\"").arg(device.getName()),
+                  (answer.isEmpty() ? QStringLiteral("it is not identified")
+                                    : QStringLiteral("not identified: it gave %1").arg(answer)) +
+                      QStringLiteral("; nothing was written, no action is proven"),
+                  QStringLiteral("look whether it is a controller of a supported family and what else is on "
+                                 "its line")},
+                 ExitCode::NotConnected);
+    return false;
+}
+
+void BenchCheck::proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
+                             const QList<Finding>& known, DAbstractPlugin& driver)
+{
+    // What is written is to be put back, whoever has had enough meanwhile.
+    OrderTerms terms;
+    terms.isUninterrupted = true;
     const auto ask = [this](const QString& text) {
         return !m_interrupt.requested() && (m_options.isAgreed || agreesTo(text, m_console, m_interrupt));
     };
-    const QList<ProbeFinding> findings =
-        ::proveWrites(checked.configuration, controller,
-                      {driverReader(m_session, driver), driverWriter(m_session, driver), ask, passTime});
+    const QList<ProbeFinding> findings = ::proveWrites(
+        checked.configuration, controller,
+        {driverReader(m_session, driver, terms), driverWriter(m_session, driver, terms), ask, passTime},
+        known);
     for (const ProbeFinding& found : findings)
         m_report.add(found.finding, found.code);
 }

@@ -47,10 +47,13 @@ private:
     bool checkObjects(const std::optional<BenchProblem>& simulation);
     void checkLinks();
     void checkDevice(DAbstractPlugin& device);
-    void probe(const CheckedDevice& checked, DAbstractPlugin& device);
+    // `configured` has been found of the configuration alone.
+    void probe(const CheckedDevice& checked, const QList<Finding>& configured, DAbstractPlugin& device);
     void measure(const ProbeResult& result, DAbstractPlugin& driver);
+    // Told when it is not, since nothing is written then.
+    bool isIdentified(const CheckedDevice& checked, const DAbstractPlugin& device);
     void proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
-                     DAbstractPlugin& driver);
+                     const QList<Finding>& known, DAbstractPlugin& driver);
 
     // The generation of the connected controller; nothing when it could not be asked.
     std::optional<int> identify(DAbstractPlugin& device);
@@ -67,4 +70,6 @@ private:
     Interrupt& m_interrupt;
     BenchSession m_session;
     CheckReport m_report;
+    // Those of which it has been told.
+    QList<const DAbstractPlugin*> m_unreachable;
 };

@@ -325,12 +325,27 @@ OrderEnd BenchSession::identify(DAbstractPlugin& plugin, int timeout)
             .arg(plugin.getName(), reference));
     OrderTerms terms;
     terms.timeout = timeout;
+    QByteArray block;
+    terms.onInstruction = [&block](const QString& /*instruction*/, const QVariantMap& /*arguments*/,
+                                   const DOrderOutcome& outcome) {
+        block = outcome.results.value(driver_contract::c_deviceInformation)
+                    .toMap()
+                    .value(driver_contract::c_info)
+                    .toByteArray();
+    };
     OrderEnd end = runOrder(plugin, c_getInfo, {{QStringLiteral("reference"), reference}}, terms);
     const std::optional<DeviceInformation> information =
         end.code == ExitCode::Done ? deviceInformation(end.outcome.results.value(c_deviceInformation))
                                    : std::nullopt;
     const QString serial = information ? information->screwdriverSN : QString();
     m_serials.insert(plugin.objectUuid(), serial);
+    m_unreadableAnswers.remove(plugin.objectUuid());
+    // Each answer that can be read has a firmware version.
+    if (end.code == ExitCode::Done && (!information || information->version.isEmpty()))
+        m_unreadableAnswers.insert(
+            plugin.objectUuid(), QStringLiteral("an answer of %1 bytes (%2), which no known controller gives")
+                                     .arg(block.size())
+                                     .arg(QString::fromLatin1(block.toHex(' '))));
     m_host.setPropertyOrigin(plugin.objectUuid(), serial);
     if (end.code == ExitCode::Done)
         m_console.note(
@@ -343,6 +358,11 @@ OrderEnd BenchSession::identify(DAbstractPlugin& plugin, int timeout)
 QString BenchSession::serialOf(const DAbstractPlugin& plugin) const
 {
     return m_serials.value(plugin.objectUuid());
+}
+
+QString BenchSession::unreadableAnswer(const DAbstractPlugin& plugin) const
+{
+    return m_unreadableAnswers.value(plugin.objectUuid());
 }
 
 QString BenchSession::propertyOrigin(const DAbstractPlugin& plugin, const QString& name) const

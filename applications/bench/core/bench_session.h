@@ -86,6 +86,9 @@ public:
     OrderEnd identify(DAbstractPlugin& plugin, int timeout = 0);
     // Of the controller that the object's last identification has met; empty when it is not known.
     QString serialOf(const DAbstractPlugin& plugin) const;
+    // What the object's last identification got for an answer that tells nothing ("an answer of 8 bytes …");
+    // empty when it tells who it is, and when there was none.
+    QString unreadableAnswer(const DAbstractPlugin& plugin) const;
     // Of the controller from which a persistent property was made; empty when it is not known.
     QString propertyOrigin(const DAbstractPlugin& plugin, const QString& name) const;
     // Where persistent properties are kept; empty for nowhere.
@@ -119,4 +122,5 @@ private:
     QJsonObject m_configuration;
     LinkWatch m_links;
     QHash<QUuid, QString> m_serials;
+    QHash<QUuid, QString> m_unreadableAnswers;
 };

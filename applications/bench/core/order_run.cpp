@@ -21,7 +21,7 @@ OrderRun::OrderRun(DHost& host, const DAbstractPlugin& plugin, const OrderTerms&
     , m_terms(terms)
     , m_console(console)
     , m_interrupt(interrupt)
-    , m_isInterrupted(interrupt.requested())
+    , m_isInterrupted(interrupt.requested() && !terms.isUninterrupted)
 {}
 
 OrderEnd OrderRun::run(const QString& command, const QVariantMap& arguments)
@@ -51,6 +51,7 @@ OrderEnd OrderRun::run(const QString& command, const QVariantMap& arguments)
     if (isLate && !m_end.outcome.ok)
         m_end.exceededBound = m_terms.timeout;
     failWithoutUpdates();
+    failWithObjection();
     m_end.code = exitCodeFor(m_end.outcome);
     if (m_isInterrupted && (m_stopName.isEmpty() || !m_end.outcome.ok))
         m_end.code = ExitCode::Interrupted;
@@ -65,6 +66,16 @@ void OrderRun::failWithoutUpdates()
     m_end.outcome.ok = false;
     m_end.outcome.errorCode = static_cast<IMessenger::EnErrorCode>(m_missed.code);
     m_end.outcome.errorMessage = m_missed.message;
+}
+
+// Also where it had come to its end before it could be stopped.
+void OrderRun::failWithObjection()
+{
+    if (m_objection.isEmpty())
+        return;
+    m_end.outcome.ok = false;
+    m_end.outcome.errorCode = IMessenger::CeEcStopped;
+    m_end.outcome.errorMessage = m_objection;
 }
 
 void OrderRun::followOrder()
@@ -121,12 +132,21 @@ void OrderRun::handleInstruction(const QString& instruction, const QVariantMap& 
         m_end.failedArguments = arguments;
     if (m_terms.onInstruction)
         m_terms.onInstruction(instruction, arguments, outcome);
-    if (m_terms.stopsBetweenInstructions && m_isInterrupted && !m_isStopped)
+    if (m_terms.objection && m_objection.isEmpty())
+        m_objection = m_terms.objection(instruction, arguments, outcome);
+    const bool isToBeStopped =
+        !m_objection.isEmpty() || (m_terms.stopsBetweenInstructions && m_isInterrupted);
+    if (isToBeStopped && !m_isStopped)
         stop();
 }
 
 void OrderRun::handleInterrupt()
 {
+    if (m_terms.isUninterrupted) {
+        m_console.warning(
+            QStringLiteral("what was written is put back first; Ctrl-C once more ends at once"));
+        return;
+    }
     m_isInterrupted = true;
     if (m_terms.stopsBetweenInstructions)
         m_console.warning(

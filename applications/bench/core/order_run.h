@@ -25,6 +25,9 @@ struct OrderTerms
     // Each instruction of the order that has ended.
     using InstructionHandler = std::function<void(const QString& instruction, const QVariantMap& arguments,
                                                   const DOrderOutcome& outcome)>;
+    // Why the order must not go on after an instruction that has ended; empty when it may.
+    using Objection = std::function<QString(const QString& instruction, const QVariantMap& arguments,
+                                            const DOrderOutcome& outcome)>;
 
     int timeout = 0; // ms of the whole order, 0 for no bound
     UpdateHandler onUpdate = {};
@@ -32,6 +35,10 @@ struct OrderTerms
     InstructionHandler onInstruction = {};
     // On Ctrl-C the instruction under way comes to its end before the order is stopped.
     bool stopsBetweenInstructions = false;
+    // Asked after `onInstruction`. With the first text the order is stopped, and has failed with it.
+    Objection objection = {};
+    // Ctrl-C neither stops the order nor keeps it from being started: it puts back what another one changed.
+    bool isUninterrupted = false;
 };
 
 // How an order ended at the bench.
@@ -67,6 +74,7 @@ public:
 
 private:
     void failWithoutUpdates();
+    void failWithObjection();
     void followOrder();
     void followInstructions();
     void followInterrupt();
@@ -97,5 +105,6 @@ private:
         QString message; // empty while no reply was missed
     };
     Missed m_missed; // the last one
+    QString m_objection;
     OrderEnd m_end;
 };

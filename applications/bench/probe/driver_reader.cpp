@@ -27,12 +27,12 @@ QVariantMap readArguments(const ReadRequest& request)
             {driver_contract::c_dataSize, request.count}};
 }
 
-RegisterReader driverReader(BenchSession& session, DAbstractPlugin& driver)
+RegisterReader driverReader(BenchSession& session, DAbstractPlugin& driver, const OrderTerms& terms)
 {
-    return [&session, &driver](const ReadRequest& request) {
+    return [&session, &driver, terms](const ReadRequest& request) {
         QElapsedTimer clock;
         clock.start();
-        const OrderEnd end = session.runOrder(driver, driver_contract::c_read, readArguments(request));
+        const OrderEnd end = session.runOrder(driver, driver_contract::c_read, readArguments(request), terms);
         ReadReply reply{end.code, numbers(end.outcome.results.value(driver_contract::c_values).toList()),
                         end.outcome.errorMessage, clock.nsecsElapsed() / c_nanosecondsPerMicrosecond};
         if (reply.isDone() && reply.values.size() != request.count) {
@@ -44,14 +44,15 @@ RegisterReader driverReader(BenchSession& session, DAbstractPlugin& driver)
     };
 }
 
-RegisterWriter driverWriter(BenchSession& session, DAbstractPlugin& driver)
+RegisterWriter driverWriter(BenchSession& session, DAbstractPlugin& driver, const OrderTerms& terms)
 {
-    return [&session, &driver](int address, const QString& type, int value) -> WriteReply {
+    return [&session, &driver, terms](int address, const QString& type, int value) -> WriteReply {
         const OrderEnd end = session.runOrder(driver, driver_contract::c_write,
                                               {{driver_contract::c_register, address},
                                                {driver_contract::c_registerType, type},
-                                               {driver_contract::c_data, value}});
-        return {end.code, end.outcome.errorMessage};
+                                               {driver_contract::c_data, value}},
+                                              terms);
+        return {end.code, end.outcome.errorMessage, writeStateOf(end.outcome) == WriteState::Uncertain};
     };
 }
 

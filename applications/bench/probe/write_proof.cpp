@@ -13,6 +13,8 @@ namespace {
 
 constexpr int c_pollInterval = 50; // ms
 constexpr int c_polls = 20;        // a controller takes its time to show what it was told
+// What a finding about all registers is about.
+const QString c_wholeMap = QStringLiteral("registers");
 
 // An action and the channel that shows its effect, both without a generation's suffix.
 struct Action
@@ -52,29 +54,70 @@ Place placeOf(const QJsonObject& configuration, const QString& channel, ChannelE
             channelEntry(configuration, channel, entryName(type)).toString()};
 }
 
+// A write that proves an action, on its way.
+struct Attempt
+{
+    Action action;
+    Place target;
+    int value = 0;
+    int before = 0; // what the state has shown
+    WriteReply reply = {};
+
+    // Also where nobody knows that it was: what may be written has to be put back.
+    bool isSent() const { return reply.isDone() || reply.isUncertain; }
+    QString text() const
+    {
+        return reply.isDone() ? QStringLiteral("%1 was written to register %2").arg(value).arg(target.address)
+                              : QStringLiteral("%1 may have been written to register %2 as \"%3\" (%4)")
+                                    .arg(value)
+                                    .arg(target.address)
+                                    .arg(target.type, reply.message);
+    }
+};
+
+// What a state has shown before, written back.
+struct PutBack
+{
+    ExitCode code = ExitCode::Done;
+    QString text;
+    bool isBack = false;
+};
+
 class Proof
 {
 public:
-    Proof(const QJsonObject& configuration, const ConnectedController& controller, const WriteMeans& means)
+    Proof(const QJsonObject& configuration, const ConnectedController& controller, const WriteMeans& means,
+          const QList<Finding>& known)
         : m_configuration(configuration)
         , m_actions(actionsOf(controller))
         , m_motor(QStringLiteral("motorRun") + generationSuffix(controller.generation))
         , m_means(means)
+        , m_known(known)
     {}
 
     QList<ProbeFinding> run();
 
 private:
     void prove(const Action& action);
-    void judge(const Action& action, const Place& target, int written, int before);
-    void giveBack(const Action& action, const Place& target, int before, const QString& proof);
+    // Why it is not to be proven, of what is known before anybody is asked; nothing where it may be.
+    std::optional<ProbeFinding> objection(const Action& action) const;
+    bool agrees(const Attempt& attempt) const;
+    void judge(const Attempt& attempt);
+    void tellShown(const Attempt& attempt, const QString& proof);
+    void tellNotShown(const Attempt& attempt);
+    PutBack putBack(const Place& target, const QString& state, int before) const;
     std::optional<int> valueFor(const Action& action, int shown) const;
+    // Nothing is written while it runs, nor while nobody can tell.
+    std::optional<Finding> runningMotor() const;
+    // An error has been found of this channel.
+    bool isDoubtful(const QString& channel) const;
     std::optional<int> read(const QString& channel) const;
     bool comesToShow(const QString& channel, int value) const;
     // All that the actions show, by channel.
     QMap<QString, int> states() const;
-    // The first other state that is not as it was.
-    QString changedState(const QString& exceptFor) const;
+    // The state that the write has changed and that can be put back: the action's own, or another one that
+    // shows the value now. Empty when there is none; `other` is the last one that has changed at all.
+    QString changedState(const Attempt& attempt, QString* other) const;
 
     void tell(FindingLevel level, ExitCode code, const QString& channel, const QString& message,
               const QString& remedy = QString())
@@ -86,6 +129,7 @@ private:
     const QList<Action> m_actions;
     const QString m_motor;
     const WriteMeans& m_means;
+    const QList<Finding>& m_known;
     QMap<QString, int> m_before;
     QList<ProbeFinding> m_findings;
 };
@@ -109,12 +153,21 @@ QMap<QString, int> Proof::states() const
     return states;
 }
 
-QString Proof::changedState(const QString& exceptFor) const
+QString Proof::changedState(const Attempt& attempt, QString* other) const
 {
     const QMap<QString, int> now = states();
-    for (auto it = now.cbegin(); it != now.cend(); ++it) {
-        if (it.key() != exceptFor && m_before.contains(it.key()) && m_before.value(it.key()) != it.value())
-            return it.key();
+    const auto isChanged = [this, &now](const QString& state) {
+        return now.contains(state) && m_before.contains(state) && now.value(state) != m_before.value(state);
+    };
+    for (const Action& action : m_actions) {
+        const QString& state = action.shownIn;
+        if (!isChanged(state))
+            continue;
+        *other = state;
+        const bool isShown = state == attempt.action.shownIn || now.value(state) == attempt.value;
+        // An alarm that is gone does not come back by a write.
+        if (isShown && !action.effect && isKnownValue(state, m_before.value(state), m_configuration))
+            return state;
     }
     return {};
 }
@@ -141,18 +194,96 @@ std::optional<int> Proof::valueFor(const Action& action, int shown) const
     return std::nullopt;
 }
 
+std::optional<Finding> Proof::runningMotor() const
+{
+    const QString subject = QStringLiteral("channel %1").arg(m_motor);
+    const std::optional<int> motor = read(m_motor);
+    if (!motor)
+        return Finding{FindingLevel::Error, subject,
+                       QStringLiteral("whether the motor runs cannot be read: nothing was written"),
+                       QStringLiteral("describe it with the right \"register\" and \"readRegisterType\"")};
+    if (*motor != 0)
+        return Finding{FindingLevel::Error, subject, QStringLiteral("the motor runs: nothing was written"),
+                       QStringLiteral("stop the tool, and prove the writes again")};
+    return std::nullopt;
+}
+
+bool Proof::isDoubtful(const QString& channel) const
+{
+    return std::any_of(m_known.cbegin(), m_known.cend(), [&channel](const Finding& finding) {
+        return finding.level == FindingLevel::Error &&
+               (finding.subject == QStringLiteral("channel %1").arg(channel) ||
+                finding.channels.contains(channel));
+    });
+}
+
 QList<ProbeFinding> Proof::run()
 {
-    const std::optional<int> motor = read(m_motor);
-    if (motor.value_or(0) != 0) {
-        tell(FindingLevel::Error, ExitCode::CommandFailed, m_motor,
-             QStringLiteral("the motor runs: nothing was written"),
-             QStringLiteral("stop the tool, and prove the writes again"));
+    const bool isMapDoubtful = std::any_of(m_known.cbegin(), m_known.cend(), [](const Finding& finding) {
+        return finding.level == FindingLevel::Error && finding.subject == c_wholeMap;
+    });
+    if (isMapDoubtful) {
+        m_findings.append({{FindingLevel::Warning, c_wholeMap,
+                            QStringLiteral("no action is proven, nothing was written: the map is in doubt"),
+                            QStringLiteral("correct it, and prove the writes then")},
+                           ExitCode::Done});
+        return m_findings;
+    }
+    if (const std::optional<Finding> running = runningMotor()) {
+        m_findings.append({*running, ExitCode::CommandFailed});
         return m_findings;
     }
     for (const Action& action : m_actions)
         prove(action);
     return m_findings;
+}
+
+std::optional<ProbeFinding> Proof::objection(const Action& action) const
+{
+    const auto object = [&action](const QString& reason, const QString& remedy) {
+        return ProbeFinding{{FindingLevel::Warning, QStringLiteral("channel %1").arg(action.channel),
+                             QStringLiteral("not proven: %1").arg(reason), remedy},
+                            ExitCode::Done};
+    };
+    if (!m_before.contains(action.shownIn)) {
+        ProbeFinding unread = object(
+            QStringLiteral("\"%1\", which shows it, cannot be read").arg(action.shownIn),
+            QStringLiteral("describe \"%1\" with \"register\" and \"readRegisterType\"").arg(action.shownIn));
+        // What is missing in the configuration has been told as that.
+        if (placeOf(m_configuration, action.shownIn, ChannelEntry::ReadType).isKnown()) {
+            unread.finding.level = FindingLevel::Error;
+            unread.code = ExitCode::CommandFailed;
+        }
+        return unread;
+    }
+    const int shown = m_before.value(action.shownIn);
+    if (!isKnownValue(action.shownIn, shown, m_configuration))
+        return object(QStringLiteral("\"%1\" shows %2, and only %3 makes sense there: what would have to be "
+                                     "written back is not known")
+                          .arg(action.shownIn)
+                          .arg(shown)
+                          .arg(knownRange(action.shownIn, m_configuration)),
+                      QStringLiteral("correct \"register\" of \"%1\" first").arg(action.shownIn));
+    for (const QString& channel : {action.channel, action.shownIn}) {
+        if (isDoubtful(channel))
+            return object(QStringLiteral("an error was found of \"%1\"").arg(channel),
+                          QStringLiteral("correct it, and prove the writes then"));
+    }
+    return std::nullopt;
+}
+
+bool Proof::agrees(const Attempt& attempt) const
+{
+    const QString consequence = attempt.action.effect
+                                    ? QStringLiteral("an alarm is gone then")
+                                    : QStringLiteral("\"%1\" is %2 and becomes %3, and %2 is written back")
+                                          .arg(attempt.action.shownIn)
+                                          .arg(attempt.before)
+                                          .arg(attempt.value);
+    return m_means.ask(QStringLiteral("write %1 to register %2, \"%3\"? (%4)")
+                           .arg(attempt.value)
+                           .arg(attempt.target.address)
+                           .arg(attempt.action.channel, consequence));
 }
 
 void Proof::prove(const Action& action)
@@ -162,95 +293,134 @@ void Proof::prove(const Action& action)
     if (!target.isKnown())
         return;
     m_before = states();
-    const std::optional<int> value =
-        m_before.contains(action.shownIn) ? valueFor(action, m_before.value(action.shownIn)) : std::nullopt;
-    if (!value) {
-        tell(
-            FindingLevel::Warning, ExitCode::Done, action.channel,
-            QStringLiteral("not proven: \"%1\", which shows it, cannot be read").arg(action.shownIn),
-            QStringLiteral("describe \"%1\" with \"register\" and \"readRegisterType\"").arg(action.shownIn));
+    if (const std::optional<ProbeFinding> reason = objection(action)) {
+        m_findings.append(*reason);
         return;
     }
     const int before = m_before.value(action.shownIn);
-    const QString consequence = action.effect
-                                    ? QStringLiteral("an alarm is gone then")
-                                    : QStringLiteral("\"%1\" is %2 and becomes %3, and %2 is written back")
-                                          .arg(action.shownIn)
-                                          .arg(before)
-                                          .arg(*value);
-    if (!m_means.ask(QStringLiteral("write %1 to register %2, \"%3\"? (%4)")
-                         .arg(*value)
-                         .arg(target.address)
-                         .arg(action.channel, consequence))) {
+    const std::optional<int> value = valueFor(action, before);
+    if (!value)
+        return;
+    Attempt attempt{action, target, *value, before};
+    if (!agrees(attempt)) {
         tell(FindingLevel::Warning, ExitCode::Done, action.channel,
              QStringLiteral("not proven: it was not to be written"),
              QStringLiteral("run it again and agree"));
         return;
     }
-    const WriteReply reply = m_means.write(target.address, target.type, *value);
-    if (reply.isDone())
-        judge(action, target, *value, before);
-    else
-        tell(FindingLevel::Error, reply.code, action.channel,
-             QStringLiteral("%1 is not written to register %2 as \"%3\": %4")
-                 .arg(*value)
-                 .arg(target.address)
-                 .arg(target.type, reply.message),
-             reply.code == ExitCode::Refused
-                 ? QStringLiteral("compare \"register\" and \"writeRegisterType\" with the controller's "
-                                  "documentation")
-                 : remedyFor(reply.code));
-}
-
-void Proof::judge(const Action& action, const Place& target, int written, int before)
-{
-    const int expected = action.effect.value_or(written);
-    if (comesToShow(action.shownIn, expected)) {
-        const QString proof = QStringLiteral("%1 was written, and \"%2\" shows %3")
-                                  .arg(written)
-                                  .arg(action.shownIn)
-                                  .arg(expected);
-        if (action.effect)
-            tell(FindingLevel::Ok, ExitCode::Done, action.channel, proof);
-        else
-            giveBack(action, target, before, proof);
+    // A person may have taken their time.
+    if (const std::optional<Finding> running = runningMotor()) {
+        m_findings.append({*running, ExitCode::CommandFailed});
         return;
     }
-    const QString other = changedState(action.shownIn);
-    // What has changed is what is put back.
-    m_means.write(target.address, target.type, other.isEmpty() ? before : m_before.value(other));
-    const QString effect =
-        other.isEmpty() ? QString() : QStringLiteral("; \"%1\" has changed instead").arg(other);
-    tell(FindingLevel::Error, ExitCode::Configuration, action.channel,
-         QStringLiteral("%1 was written to register %2, and \"%3\" does not show it%4")
-             .arg(written)
-             .arg(target.address)
-             .arg(action.shownIn, effect),
-         other.isEmpty()
-             ? QStringLiteral("correct \"register\" of \"%1\" or of \"%2\"")
-                   .arg(action.channel, action.shownIn)
-             : QStringLiteral("\"%1\" is another action's register: are two swapped?").arg(action.channel));
+    m_before = states();
+    if (!m_before.contains(action.shownIn) || m_before.value(action.shownIn) != before) {
+        tell(FindingLevel::Warning, ExitCode::Done, action.channel,
+             QStringLiteral("not proven: \"%1\" is not %2 any more").arg(action.shownIn).arg(before),
+             QStringLiteral("run it again while nobody works with the tool"));
+        return;
+    }
+    attempt.reply = m_means.write(target.address, target.type, *value);
+    judge(attempt);
 }
 
-void Proof::giveBack(const Action& action, const Place& target, int before, const QString& proof)
+void Proof::judge(const Attempt& attempt)
+{
+    const Action& action = attempt.action;
+    if (!attempt.isSent()) {
+        tell(FindingLevel::Error, attempt.reply.code, action.channel,
+             QStringLiteral("%1 is not written to register %2 as \"%3\": %4")
+                 .arg(attempt.value)
+                 .arg(attempt.target.address)
+                 .arg(attempt.target.type, attempt.reply.message),
+             attempt.reply.code == ExitCode::Refused
+                 ? QStringLiteral("compare \"register\" and \"writeRegisterType\" with the controller's "
+                                  "documentation")
+                 : remedyFor(attempt.reply.code));
+        return;
+    }
+    const int expected = action.effect.value_or(attempt.value);
+    if (comesToShow(action.shownIn, expected))
+        tellShown(
+            attempt,
+            QStringLiteral("%1, and \"%2\" shows %3").arg(attempt.text(), action.shownIn).arg(expected));
+    else
+        tellNotShown(attempt);
+}
+
+void Proof::tellShown(const Attempt& attempt, const QString& proof)
+{
+    PutBack back;
+    back.isBack = true;
+    if (!attempt.action.effect) {
+        back = putBack(attempt.target, attempt.action.shownIn, attempt.before);
+        back.text.prepend(QStringLiteral("; "));
+    }
+    // What went unanswered came first.
+    const ExitCode code = attempt.reply.isDone() ? back.code : attempt.reply.code;
+    if (code == ExitCode::Done)
+        tell(FindingLevel::Ok, ExitCode::Done, attempt.action.channel, proof + back.text);
+    else
+        tell(FindingLevel::Error, code, attempt.action.channel, proof + back.text,
+             back.isBack ? QStringLiteral("see why the controller does not answer a write that it does")
+                         : QStringLiteral("write it by hand: what it is now shows \"%1\"")
+                               .arg(attempt.action.shownIn));
+}
+
+void Proof::tellNotShown(const Attempt& attempt)
+{
+    const QString& shownIn = attempt.action.shownIn;
+    QString other;
+    const QString changed = changedState(attempt, &other);
+    QString message = QStringLiteral("%1, and \"%2\" does not show it").arg(attempt.text(), shownIn);
+    if (!other.isEmpty() && other != shownIn)
+        message += QStringLiteral("; \"%1\" has changed instead").arg(other);
+    bool isBack = false;
+    if (!changed.isEmpty()) {
+        const PutBack back = putBack(attempt.target, changed, m_before.value(changed));
+        message += QStringLiteral("; ") + back.text;
+        isBack = back.isBack;
+    } else {
+        // What its state shows is not what the register has held: nothing has changed with it.
+        message += QStringLiteral("; what the register held before is not known: %1 %2 in it now")
+                       .arg(attempt.value)
+                       .arg(attempt.reply.isDone() ? QStringLiteral("is") : QStringLiteral("may be"));
+    }
+    const QString remedy = changed.isEmpty() || changed == shownIn
+                               ? QStringLiteral("correct \"register\" of \"%1\" or of \"%2\"")
+                                     .arg(attempt.action.channel, shownIn)
+                               : QStringLiteral("\"%1\" is another action's register: are two swapped?")
+                                     .arg(attempt.action.channel);
+    tell(FindingLevel::Error, attempt.reply.isDone() ? ExitCode::Configuration : attempt.reply.code,
+         attempt.action.channel, message,
+         isBack ? remedy
+                : remedy + QStringLiteral("; see what register %1 does, and set by hand what it held")
+                               .arg(attempt.target.address));
+}
+
+PutBack Proof::putBack(const Place& target, const QString& state, int before) const
 {
     const WriteReply reply = m_means.write(target.address, target.type, before);
-    if (reply.isDone() && comesToShow(action.shownIn, before))
-        tell(FindingLevel::Ok, ExitCode::Done, action.channel,
-             QStringLiteral("%1; %2 is back").arg(proof).arg(before));
-    else
-        tell(FindingLevel::Error, reply.isDone() ? ExitCode::CommandFailed : reply.code, action.channel,
-             QStringLiteral("%1, but %2, which was there before, is not back: %3")
-                 .arg(proof)
-                 .arg(before)
-                 .arg(reply.isDone() ? QStringLiteral("it is not shown") : reply.message),
-             QStringLiteral("write it by hand"));
+    PutBack back{reply.code, QStringLiteral("%1 is back").arg(before)};
+    back.isBack = (reply.isDone() || reply.isUncertain) && comesToShow(state, before);
+    if (back.isBack) {
+        if (!reply.isDone())
+            back.text += QStringLiteral(", though that write was not answered: %1").arg(reply.message);
+        return back;
+    }
+    if (reply.isDone())
+        back.code = ExitCode::CommandFailed;
+    back.text =
+        QStringLiteral("%1, which was there before, is not back: %2")
+            .arg(before)
+            .arg(reply.isDone() ? QStringLiteral("\"%1\" does not show it").arg(state) : reply.message);
+    return back;
 }
 
 } // namespace
 
 QList<ProbeFinding> proveWrites(const QJsonObject& configuration, const ConnectedController& controller,
-                                const WriteMeans& means)
+                                const WriteMeans& means, const QList<Finding>& known)
 {
-    return Proof(configuration, controller, means).run();
+    return Proof(configuration, controller, means, known).run();
 }

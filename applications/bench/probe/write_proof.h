@@ -8,6 +8,8 @@ struct WriteReply
 {
     ExitCode code = ExitCode::CommandFailed;
     QString message; // of a failure
+    // It failed, and the register may hold the value all the same: nobody has said that it does not.
+    bool isUncertain = false;
 
     bool isDone() const { return code == ExitCode::Done; }
 };
@@ -26,7 +28,9 @@ struct WriteMeans
 };
 
 // Proves the channels that are written: each is written a value that the channel of its state does not show,
-// the state is read, and what was there before is written back and read. Nothing is written without a yes,
-// and nothing at all while the motor runs. `configuration` is the device object's.
+// the state is read, and what was there before is written back and read. Written back is what a state has
+// shown that the write has changed, and nothing else. Nothing is written without a yes, while the motor runs
+// or may run, and to a channel that `known`, found of this map before, has an error of, or of its state.
+// `configuration` is the device object's.
 QList<ProbeFinding> proveWrites(const QJsonObject& configuration, const ConnectedController& controller,
-                                const WriteMeans& means);
+                                const WriteMeans& means, const QList<Finding>& known);

@@ -3,10 +3,12 @@
 #include "applications/bench/core/interrupt.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -29,11 +31,19 @@ int exitCodeOf(pid_t child)
     return end.si_code == CLD_EXITED ? end.si_status : -1;
 }
 
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 } // namespace
 
 class TstBenchInterrupt : public QObject
 {
     Q_OBJECT
+
+    QTemporaryDir m_folder;
 
 private Q_SLOTS:
     void interruptedCommand_data()
@@ -82,6 +92,32 @@ private Q_SLOTS:
             QCOMPARE(object.value("value").toArray().size(), 1);
         }
         QCOMPARE(process.readAllStandardError(), QByteArray());
+    }
+
+    // A lock is never left open because somebody has had enough.
+    void interruptedProof() // docs/security.md
+    {
+        const QString trace = m_folder.filePath("frames.txt");
+        QProcess process;
+        process.start(c_program, {"--trace", trace, "check", "--probe", "--write", "--yes", "--fault",
+                                  "late=1000@1/0x06#6004"});
+        QVERIFY(process.waitForStarted());
+        const QByteArray lock = "06 17 74 00 01";   // 1 to register 6004
+        const QByteArray unlock = "06 17 74 00 00"; // what was there before
+        QTRY_VERIFY_WITH_TIMEOUT(contentOf(trace).contains(lock), c_programTimeout);
+        QVERIFY(!contentOf(trace).contains(unlock));
+        QCOMPARE(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+        QVERIFY(process.waitForFinished(c_programTimeout));
+        QCOMPARE(process.exitCode(), 130);
+        const QByteArray out = process.readAllStandardOutput();
+        QVERIFY2(out.contains("channel lockChangeV2: 1 was written to register 6004") &&
+                     out.contains("0 is back"),
+                 out.constData());
+        const QByteArray frames = contentOf(trace);
+        QVERIFY2(frames.indexOf(unlock) > frames.indexOf(lock), frames.constData());
+        // Nothing else is begun after it.
+        QVERIFY(!frames.mid(frames.indexOf(unlock)).contains("06 13 8b"));
+        QVERIFY(process.readAllStandardError().contains("put back first"));
     }
 
     void busyProgram_data()

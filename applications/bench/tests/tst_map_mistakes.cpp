@@ -15,6 +15,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QMap>
 #include <QSet>
 #include <QTest>
 #include <QVector>
@@ -394,6 +395,31 @@ RegisterReader readerOf(const SimulatedController& controller, const Circumstanc
     };
 }
 
+// How the write of a number ends, counted from 1, and how all others do.
+enum class WriteEnd { Done, Unanswered, Lost, Refused };
+using WriteEnds = QMap<int, WriteEnd>;
+
+// Notes each write of this register, and lets it end as it is asked to: an unanswered one is done, a lost one
+// is not, and neither is acknowledged.
+RegisterWriter scriptedWriter(SimulatedController& controller, int address, const WriteEnds& ends,
+                              QStringList* written)
+{
+    return [&controller, address, ends, written](int target, const QString& type, int value) -> WriteReply {
+        if (target == address)
+            written->append(QString::number(value));
+        const WriteEnd end = target == address ? ends.value(written->size()) : WriteEnd::Done;
+        if (end == WriteEnd::Refused)
+            return {ExitCode::Refused, "refused: device busy (6)"};
+        const bool isDone =
+            end != WriteEnd::Lost &&
+            controller.write(tableNamed(type), static_cast<quint16>(target), {static_cast<quint16>(value)}) ==
+                SimulatedController::c_accepted;
+        if (end != WriteEnd::Done)
+            return {ExitCode::Uncertain, "no answer", true};
+        return {isDone ? ExitCode::Done : ExitCode::Refused, {}};
+    };
+}
+
 RegisterWriter writerOf(SimulatedController& controller, int* writes)
 {
     return [&controller, writes](int address, const QString& type, int value) -> WriteReply {
@@ -440,10 +466,13 @@ QStringList complaintsOf(const QJsonObject& configuration, const Circumstances& 
         // Another one than what a direction may be.
         simulator.controller().setValue("currentPreset", 3);
         int writes = 0;
-        found += proveWrites(configuration, c_connected,
-                             {readerOf(simulator.controller(), circumstances),
-                              writerOf(simulator.controller(), &writes), [](const QString&) { return true; },
-                              [](int) {}});
+        for (const ProbeFinding& one : qAsConst(found))
+            findings.append(one.finding);
+        found = proveWrites(configuration, c_connected,
+                            {readerOf(simulator.controller(), circumstances),
+                             writerOf(simulator.controller(), &writes), [](const QString&) { return true; },
+                             [](int) {}},
+                            findings);
     }
     for (const ProbeFinding& one : found)
         findings.append(one.finding);
@@ -468,6 +497,9 @@ bool hasParts(const QString& line, const QStringList& parts)
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(WriteEnds)
+Q_DECLARE_METATYPE(ExitCode)
 
 class TstMapMistakes : public QObject
 {
@@ -539,7 +571,8 @@ private Q_SLOTS:
         const QList<ProbeFinding> findings =
             proveWrites(configuration, c_connected,
                         {readerOf(controller, {}), writerOf(controller, &written),
-                         [agrees](const QString& text) { return agrees && text.contains('?'); }, [](int) {}});
+                         [agrees](const QString& text) { return agrees && text.contains('?'); }, [](int) {}},
+                        {});
         QStringList told;
         for (const ProbeFinding& one : findings)
             told.append(one.finding.level == FindingLevel::Ok        ? "ok"
@@ -549,6 +582,184 @@ private Q_SLOTS:
         QCOMPARE(written, writes);
         QCOMPARE(states(), before);
         QCOMPARE(controller.alarm() == 0, writes > 0);
+    }
+
+    void unansweredWrites_data()
+    {
+        QTest::addColumn<WriteEnds>("ends");
+        QTest::addColumn<QString>("written");
+        QTest::addColumn<int>("lock"); // of the controller afterwards, 1 before
+        QTest::addColumn<ExitCode>("code");
+        QTest::addColumn<QStringList>("told");
+
+        const auto row = [](const char* name, const WriteEnds& ends, const QString& written, int lock,
+                            ExitCode code, const QStringList& told) {
+            QTest::newRow(name) << ends << written << lock << code << told;
+        };
+        row("all answered", {}, "0 1", 1, ExitCode::Done, {"0 was written to register 6004", "1 is back"});
+        row("done without an answer", {{1, WriteEnd::Unanswered}}, "0 1", 1, ExitCode::Uncertain,
+            {"0 may have been written to register 6004", "no answer", "\"lockV2\" shows 0", "1 is back"});
+        row("neither answered nor done", {{1, WriteEnd::Lost}}, "0", 1, ExitCode::Uncertain,
+            {"0 may have been written to register 6004", "\"lockV2\" does not show it",
+             "0 may be in it now"});
+        row("refused", {{1, WriteEnd::Refused}}, "0", 1, ExitCode::Refused,
+            {"0 is not written to register 6004", "device busy"});
+        row("put back without an answer", {{2, WriteEnd::Unanswered}}, "0 1", 1, ExitCode::Uncertain,
+            {"0 was written", "1 is back", "no answer"});
+        row("not put back, nobody says so", {{2, WriteEnd::Lost}}, "0 1", 0, ExitCode::Uncertain,
+            {"0 was written", "1, which was there before, is not back", "no answer"});
+        row("the putting back is refused", {{2, WriteEnd::Refused}}, "0 1", 0, ExitCode::Refused,
+            {"0 was written", "1, which was there before, is not back", "device busy"});
+    }
+
+    void unansweredWrites() // docs/security.md
+    {
+        QFETCH(WriteEnds, ends);
+        QFETCH(QString, written);
+        QFETCH(int, lock);
+        QFETCH(ExitCode, code);
+        QFETCH(QStringList, told);
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        controller.setValue("lock", 1);
+        QStringList values;
+        const QList<ProbeFinding> findings =
+            proveWrites(configuration, c_connected,
+                        {readerOf(controller, {}), scriptedWriter(controller, 6004, ends, &values),
+                         [](const QString& text) { return text.contains("\"lockChangeV2\""); }, [](int) {}},
+                        {});
+        const auto found = std::find_if(findings.cbegin(), findings.cend(), [](const ProbeFinding& one) {
+            return one.finding.subject == "channel lockChangeV2";
+        });
+        QVERIFY(found != findings.cend());
+        QVERIFY2(hasParts(found->finding.message, told), qPrintable(found->finding.message));
+        QCOMPARE(found->code, code);
+        QCOMPARE(found->finding.level == FindingLevel::Ok, code == ExitCode::Done);
+        QCOMPARE(found->finding.remedy.isEmpty(), code == ExitCode::Done);
+        QCOMPARE(values.join(' '), written);
+        QCOMPARE(int(controller.value("lock").value_or(99)), lock);
+    }
+
+    void putsBackNothingElse_data()
+    {
+        QTest::addColumn<QString>("channel"); // whose register is another one in the map
+        QTest::addColumn<int>("address");
+        QTest::addColumn<WriteEnds>("ends");
+        QTest::addColumn<QString>("written"); // to the register of the lock, or of the program
+        QTest::addColumn<QStringList>("told");
+
+        const auto row = [](const char* name, const char* channel, int address, const WriteEnds& ends,
+                            const QString& written, const QStringList& told) {
+            QTest::newRow(name) << channel << address << ends << written << told;
+        };
+        row("the state is read where no lock is", "lockV2", 1990, {}, "",
+            {"not proven: \"lockV2\" shows 169", "0 to 3"});
+        row("the state is read where 0 is", "lockV2", 1991, {}, "1",
+            {"1 was written to register 6004", "\"lockV2\" does not show it", "is not known",
+             "1 is in it now"});
+        row("another state changes", "lockChangeV2", 6002, {}, "1 3",
+            {"1 was written to register 6002", "\"currentPresetV2\" has changed instead", "3 is back"});
+        row("another state changes and stays so", "lockChangeV2", 6002, {{2, WriteEnd::Refused}}, "1 3",
+            {"1 was written to register 6002", "has changed instead",
+             "3, which was there before, is not back", "device busy"});
+        row("another state changes, without an answer", "lockChangeV2", 6002, {{1, WriteEnd::Unanswered}},
+            "1 3", {"1 may have been written to register 6002", "has changed instead", "3 is back"});
+    }
+
+    void putsBackNothingElse() // docs/security.md
+    {
+        QFETCH(QString, channel);
+        QFETCH(int, address);
+        QFETCH(WriteEnds, ends);
+        QFETCH(QString, written);
+        QFETCH(QStringList, told);
+        QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        controller.write(QModbusDataUnit::HoldingRegisters, 1990, {169});
+        controller.write(QModbusDataUnit::HoldingRegisters, 1991, {0});
+        controller.setValue("currentPreset", 3);
+        at(channel, address)(configuration);
+        QStringList values;
+        const int target = channel == "lockChangeV2" ? address : 6004;
+        const QList<ProbeFinding> findings =
+            proveWrites(configuration, c_connected,
+                        {readerOf(controller, {}), scriptedWriter(controller, target, ends, &values),
+                         [](const QString& text) { return text.contains("\"lockChangeV2\""); }, [](int) {}},
+                        {});
+        const auto found = std::find_if(findings.cbegin(), findings.cend(), [](const ProbeFinding& one) {
+            return one.finding.subject == "channel lockChangeV2";
+        });
+        QVERIFY(found != findings.cend());
+        const QString& message = found->finding.message;
+        QVERIFY2(hasParts(message, told), qPrintable(message));
+        QVERIFY(found->finding.level != FindingLevel::Ok);
+        QCOMPARE(values.join(' '), written);
+    }
+
+    // A write goes where the map says: where the map is in doubt, or the tool may run, there is none.
+    void provesNothingDoubtful() // docs/security.md
+    {
+        QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        int written = 0;
+        const auto prove = [&](const Circumstances& circumstances, const QList<Finding>& known) {
+            written = 0;
+            return proveWrites(configuration, c_connected,
+                               {readerOf(controller, circumstances), writerOf(controller, &written),
+                                [](const QString&) { return true; }, [](int) {}},
+                               known);
+        };
+        QVERIFY(!prove({}, {{FindingLevel::Warning, "channel lockChangeV2", "m", "r"}}).isEmpty());
+        QCOMPARE(written, 9);
+        prove({}, {{FindingLevel::Error, "channel lockChangeV2", "m", "r"}});
+        QCOMPARE(written, 7);
+        prove({}, {{FindingLevel::Error, "channel currentPresetV2", "m", "r"}});
+        QCOMPARE(written, 7);
+        prove({}, {{FindingLevel::Error, "programs", "m", "r", {"lockV2", "directionChangeV2"}}});
+        QCOMPARE(written, 5);
+        const QList<ProbeFinding> shifted = prove({}, {{FindingLevel::Error, "registers", "m", "r"}});
+        QCOMPARE(written, 0);
+        QVERIFY2(shifted.constFirst().finding.message.contains("nothing was written"),
+                 qPrintable(shifted.constFirst().finding.message));
+
+        Circumstances unread;
+        unread.holes = {6102}; // where the map has "motorRunV2"
+        for (const bool isConfigured : {true, false}) {
+            if (!isConfigured)
+                entry("motorRunV2", "register", QJsonValue::Undefined)(configuration);
+            const QList<ProbeFinding> unknown = prove(isConfigured ? unread : Circumstances(), {});
+            QCOMPARE(written, 0);
+            QCOMPARE(unknown.constFirst().finding.level, FindingLevel::Error);
+            QVERIFY2(unknown.constFirst().finding.message.contains("nothing was written"),
+                     qPrintable(unknown.constFirst().finding.message));
+        }
+    }
+
+    // What is so when somebody has agreed, and not what was so when they were asked.
+    void changesWhileItIsAsked() // docs/security.md
+    {
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        controller.setValue("currentPreset", 3);
+        QString change;
+        const auto ask = [&](const QString& text) {
+            if (!text.contains("\"presetChangeV2\""))
+                return false;
+            controller.setValue(change, change == "motorRun" ? 1 : 7);
+            return true;
+        };
+        for (const char* const changed : {"currentPreset", "motorRun"}) {
+            change = changed;
+            int written = 0;
+            proveWrites(configuration, c_connected,
+                        {readerOf(controller, {}), writerOf(controller, &written), ask, [](int) {}}, {});
+            QCOMPARE(written, 0);
+            QCOMPARE(int(controller.currentPreset()), 7);
+        }
     }
 
     void everyMistakeIsDocumented()
