@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -48,6 +49,7 @@ private Q_SLOTS:
     void triggerProgramUnsavedByTheBench_data();
     void triggerProgramUnsavedByTheBench();
     void resetOfTheBench();
+    void resetOfNoSavedProgram(); // docs/security.md
     void resetOfASwappedController();
     void replacedByASwappedController();
     void resetOfUnknownOrigin();
@@ -737,6 +739,61 @@ void tst_DeviceCommands::resetOfTheBench()
     const BenchEnd reset = bench.run(bench.first(), {"resetMode=true"});
     QVERIFY2(reset.exitCode == 0, qPrintable(reset.err));
     QVERIFY(reset.out.contains("doneOk  true"));
+    QCOMPARE(triggerRegisters(bench.first()), original);
+}
+
+// A file of a colleague may hold anything: whatever a run does not save is not written.
+void tst_DeviceCommands::resetOfNoSavedProgram()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    const QVariantList original = triggerRegisters(bench.first());
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    const QByteArray good = contentOf(bench.properties());
+    const QByteArray values =
+        QJsonDocument(QJsonArray::fromVariantList(original)).toJson(QJsonDocument::Compact);
+    QCOMPARE(QJsonDocument::fromJson(good).object().value("origins").toObject().size(), 1);
+    const auto runWith = [&](const QByteArray& saved, const QStringList& arguments) {
+        QFile file(bench.properties());
+        QJsonObject document = QJsonDocument::fromJson(good).object();
+        QJsonObject objects = document.value("objects").toObject();
+        const QString device = objects.keys().constFirst();
+        objects.insert(device,
+                       QJsonObject{{"triggerBackupRegister", QJsonDocument::fromJson(saved).array()}});
+        document.insert("objects", objects);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            return BenchEnd();
+        file.write(QJsonDocument(document).toJson());
+        file.close();
+        return bench.run(bench.first(), QStringList{"resetMode=true"} + arguments);
+    };
+    const QVariantList before = triggerRegisters(bench.first());
+    const qint64 requests = bench.first().faults().requestCount();
+    const struct
+    {
+        const char* saved;
+        const char* told;
+    } rows[] = {{"[7,7]", "holds 2 values instead of 6"},
+                {"[7,7,7,7,7,7,7]", "holds 7 values instead of 6"},
+                {R"([7,"x",7,7,7,7])", "value 2 of \"triggerBackupRegister\" is x"},
+                {R"(["7",7,7,7,7,7])", "value 1 of"},
+                {"[7,7,1.5,7,7,7]", "is 1.5"},
+                {"[7,7,7,-1,7,7]", "is -1"},
+                {"[7,7,7,7,65536,7]", "is 65536"},
+                {"[7,7,7,7,1e300,7]", "value 5 of"},
+                {"[7,7,7,7,7,true]", "value 6 of"},
+                {"[7,7,7,7,7,null]", "value 6 of"},
+                {"[7,7,7,7,7,[7]]", "value 6 of"}};
+    for (const auto& row : rows) {
+        const BenchEnd end = runWith(row.saved, {"--force"});
+        QVERIFY2(end.exitCode == 1 && end.out.isEmpty(), qPrintable(row.saved + end.out + end.err));
+        for (const QString& part : {bench.properties(), QString("is no saved program"), QString(row.told)})
+            QVERIFY2(end.err.contains(part), qPrintable(row.saved + end.err));
+        QCOMPARE(triggerRegisters(bench.first()), before);
+    }
+    QCOMPARE(bench.first().faults().requestCount(), requests);
+    const BenchEnd reset = runWith(values, {});
+    QVERIFY2(reset.exitCode == 0, qPrintable(reset.err));
     QCOMPARE(triggerRegisters(bench.first()), original);
 }
 

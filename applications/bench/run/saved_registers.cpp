@@ -1,8 +1,24 @@
 #include "applications/bench/run/saved_registers.h"
 
+#include "applications/bench/core/output_format.h"
+
+#include <algorithm>
+#include <cmath>
+
 namespace {
 
 const QString c_setTriggerProgram = QStringLiteral("SetTriggerProgram");
+constexpr int c_savedRegisters = 6;
+constexpr double c_highestValue = 65535;
+
+// As the command saves it. A file has numbers of any kind, and they come as it has them.
+bool isRegisterValue(const QVariant& value)
+{
+    bool isNumber = false;
+    const double number = value.toDouble(&isNumber);
+    return isNumber && value.type() != QVariant::String && value.type() != QVariant::Bool && number >= 0 &&
+           number <= c_highestValue && std::floor(number) == number;
+}
 
 } // namespace
 
@@ -18,12 +34,31 @@ bool isReset(const QString& command, const QVariantMap& arguments)
 
 std::optional<ResetObjection> objectionToSaved(const SavedRegisters& saved, const QString& place)
 {
-    if (!saved.values.isEmpty())
+    const QString remedy =
+        QStringLiteral("name the file in which a run without resetMode has saved it (--properties FILE), or "
+                       "write the program back from a backup (\"mdc-bench restore FILE --presets 15\")");
+    if (saved.values.isEmpty())
+        return ResetObjection{QStringLiteral("nothing is saved in %1 that could be written back").arg(place),
+                              remedy};
+    // The command writes as many as there are, one behind the other.
+    if (saved.values.size() != c_savedRegisters)
+        return ResetObjection{
+            QStringLiteral("what is saved in %1 is no saved program: \"%2\" holds %3 values instead of %4")
+                .arg(place, savedPropertyOf(c_setTriggerProgram))
+                .arg(saved.values.size())
+                .arg(c_savedRegisters),
+            remedy};
+    const auto wrong = std::find_if_not(saved.values.cbegin(), saved.values.cend(), isRegisterValue);
+    if (wrong == saved.values.cend())
         return std::nullopt;
     return ResetObjection{
-        QStringLiteral("nothing is saved in %1 that could be written back").arg(place),
-        QStringLiteral("name the file in which a run without resetMode has saved it (--properties FILE), or "
-                       "write the program back from a backup (\"mdc-bench restore FILE --presets 15\")")};
+        QStringLiteral("what is saved in %1 is no saved program: value %2 of \"%3\" is %4, and a register "
+                       "holds a whole number from 0 to %5")
+            .arg(place)
+            .arg(std::distance(saved.values.cbegin(), wrong) + 1)
+            .arg(savedPropertyOf(c_setTriggerProgram), valueText(*wrong))
+            .arg(c_highestValue),
+        remedy};
 }
 
 std::optional<ResetObjection> objectionToOrigin(const SavedRegisters& saved, const QString& serial)
