@@ -15,10 +15,13 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
+#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QVector>
+
+Q_DECLARE_METATYPE(ControllerProfile::Layout)
 
 // "mdc-bench backup", "restore" and "compare" as a person runs them, against a controller of this process
 // whose registers and log of writes prove what they say.
@@ -45,6 +48,8 @@ private Q_SLOTS:
     void snapshotsAreKept();
     void exchangedFile();   // docs/security.md
     void linksAreRefused(); // docs/security.md
+    void anotherControllerAnswers_data();
+    void anotherControllerAnswers(); // docs/security.md
     void snapshotFails_data();
     void snapshotFails();
     void dryRun();
@@ -142,6 +147,50 @@ BackupFile backupAt(const QString& path)
     QFile file(path);
     return file.open(QIODevice::ReadOnly | QIODevice::Text) ? readBackup(file, nullptr).file : BackupFile();
 }
+
+// Two controllers at one address: from the n-th identification on the second one answers.
+class SwappedControllers
+{
+public:
+    SwappedControllers(quint16 first, quint16 second, int swap)
+        : m_first(first)
+        , m_second(second)
+        , m_swap(swap)
+    {
+        QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] { relay(); });
+    }
+
+    bool listen() { return m_server.listen(QHostAddress::LocalHost); }
+    quint16 port() const { return m_server.serverPort(); }
+
+private:
+    void relay()
+    {
+        QTcpSocket* const client = m_server.nextPendingConnection();
+        QTcpSocket* const sockets[] = {new QTcpSocket(client), new QTcpSocket(client)};
+        sockets[0]->connectToHost(QHostAddress::LocalHost, m_first);
+        sockets[1]->connectToHost(QHostAddress::LocalHost, m_second);
+        for (QTcpSocket* const socket : sockets)
+            QObject::connect(socket, &QTcpSocket::readyRead, client,
+                             [client, socket] { client->write(socket->readAll()); });
+        QObject::connect(
+            client, &QTcpSocket::readyRead, client, [this, client, first = sockets[0], second = sockets[1]] {
+                constexpr int c_functionOffset = 7;
+                constexpr char c_reportServerId = 0x11;
+                // The driver sends one request at a time.
+                const QByteArray request = client->readAll();
+                if (request.size() > c_functionOffset && request.at(c_functionOffset) == c_reportServerId)
+                    ++m_identifications;
+                (m_identifications < m_swap ? first : second)->write(request);
+            });
+    }
+
+    QTcpServer m_server;
+    const quint16 m_first;
+    const quint16 m_second;
+    const int m_swap;
+    int m_identifications = 0;
+};
 
 QList<int> numbers(int first, int count)
 {
@@ -417,6 +466,67 @@ void tst_BenchBackup::exchangedFile()
     const BenchEnd end = endOf(*process);
     QVERIFY2(end.exitCode == 0, everything(end).constData());
     QCOMPARE(registers(41, c_programSize), inFile.mid(40, c_programSize));
+}
+
+void tst_BenchBackup::anotherControllerAnswers_data()
+{
+    QTest::addColumn<int>("swap"); // at this identification
+    QTest::addColumn<QString>("profile");
+    QTest::addColumn<ControllerProfile::Layout>(
+        "layout"); // in the short one the serial number reads otherwise
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<int>("written"); // into the controller that the restore was planned for
+    QTest::addColumn<QString>("told");
+
+    using Layout = ControllerProfile::Layout;
+    const auto row = [](const char* name, int swap, const char* profile, Layout layout,
+                        const QStringList& options, int written, const char* told) {
+        QTest::newRow(name) << swap << QString(profile) << layout << options << written << QString(told);
+    };
+    const char* const c_serials = "serial number 07.15.0125, instead of";
+    row("at the snapshot", 2, "mdc32-gen2", Layout::Bytes12, {"--presets", "3"}, 0, c_serials);
+    row("at the order", 3, "mdc32-gen2", Layout::Bytes12, {"--presets", "3"}, 0, c_serials);
+    row("at the order, without a snapshot", 2, "mdc32-gen2", Layout::Bytes12,
+        {"--presets", "3", "--no-snapshot"}, 0, c_serials);
+    row("at the second order", 4, "mdc32-gen2", Layout::Bytes12, {"--presets", "1,3"}, 40, c_serials);
+    row("at the reading back", 4, "mdc32-gen2", Layout::Bytes12, {"--presets", "3", "--verify"}, 40,
+        c_serials);
+    row("at a preview", 2, "mdc32-gen2", Layout::Bytes12, {"--presets", "3", "--dry-run"}, 0, c_serials);
+    row("another model", 3, "mdc22-gen2", Layout::Bytes13, {"--presets", "3"}, 0, "MDC-22, generation 2");
+    row("another firmware", 3, "mdc32-gen1v2", Layout::Bytes13, {"--presets", "3"}, 0,
+        "MDC-32, generation 1");
+}
+
+// Whoever comes in between, or a cable that is changed: what was planned for one controller is not written
+// into another one, and it is not read back from there.
+void tst_BenchBackup::anotherControllerAnswers()
+{
+    QFETCH(int, swap);
+    QFETCH(QString, profile);
+    QFETCH(ControllerProfile::Layout, layout);
+    QFETCH(QStringList, options);
+    QFETCH(int, written);
+    QFETCH(QString, told);
+    const QString file = backUpAndChange();
+    ControllerProfile another = *ControllerProfile::byName(profile);
+    another.layout = layout;
+    Simulator other(deviceConfiguration(sampleBench()), another);
+    QVERIFY(other.listenTcp());
+    SwappedControllers swapped(m_simulator->tcpPort(), other.tcpPort(), swap);
+    QVERIFY(swapped.listen());
+    const QByteArray port = "\"port\": " + QByteArray::number(m_simulator->tcpPort());
+    QByteArray bench = contentOf(m_config);
+    QVERIFY(bench.contains(port));
+    QVERIFY(writeFile(m_config, bench.replace(port, "\"port\": " + QByteArray::number(swapped.port()))));
+    const BenchEnd end = run(QStringList{"restore", file} + options);
+    QVERIFY2(end.exitCode == 1, everything(end).constData());
+    for (const QString& part : {QString("another controller answers"), QString("MDC-32, generation 2"), told,
+                                QString("serial number 1907150042")})
+        QVERIFY2(end.err.contains(part), everything(end).constData());
+    QVERIFY2(written > 0 || options.contains("--dry-run") || end.err.contains("nothing was written"),
+             everything(end).constData());
+    QCOMPARE(writtenRegisters().size(), written);
+    QVERIFY(other.controller().writes().isEmpty());
 }
 
 // A link that somebody has put where a backup will be leads to no file of the person's, whether there is one

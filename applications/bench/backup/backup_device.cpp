@@ -11,6 +11,17 @@ namespace {
 
 const QString c_backup = QStringLiteral("backup");
 const QString c_read = QStringLiteral("read");
+const QString c_getInfo = QStringLiteral("getInfo");
+
+QString textOf(const DeviceInformation& information)
+{
+    const auto known = [](const QString& text) { return text.isEmpty() ? QStringLiteral("unknown") : text; };
+    return QStringLiteral("%1, generation %2, firmware %3, serial number %4")
+        .arg(information.controllerModel.isEmpty() ? QStringLiteral("an unknown model")
+                                                   : information.controllerModel)
+        .arg(information.softwareVersion)
+        .arg(known(information.version), known(information.screwdriverSN));
+}
 
 } // namespace
 
@@ -41,6 +52,21 @@ BackupDevice openBackupDevice(BenchSession& session, Console& console, const QSt
     return device;
 }
 
+QString anotherController(const BackupDevice& device, const QString& instruction,
+                          const DOrderOutcome& outcome)
+{
+    if (instruction != c_getInfo || !outcome.ok)
+        return {};
+    const DeviceInformation& planned = device.information;
+    const DeviceInformation now =
+        deviceInformation(outcome.results.value(QStringLiteral("deviceInformation")))
+            .value_or(DeviceInformation());
+    if (now.screwdriverSN == planned.screwdriverSN && now.controllerModel == planned.controllerModel &&
+        now.softwareVersion == planned.softwareVersion && now.version == planned.version)
+        return {};
+    return QStringLiteral("another controller answers: %1, instead of %2").arg(textOf(now), textOf(planned));
+}
+
 TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
                        const QString& work, const QString& folder, const QString& name, int timeout)
 {
@@ -56,6 +82,10 @@ TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Consol
             return;
         taken.registers += outcome.results.value(QStringLiteral("values")).toList().size();
         progress.show(taken.registers);
+    };
+    terms.objection = [&device](const QString& instruction, const QVariantMap& /*arguments*/,
+                                const DOrderOutcome& outcome) {
+        return anotherController(device, instruction, outcome);
     };
     taken.end = session.runOrder(
         *device.plugin, c_backup,

@@ -22,6 +22,11 @@ struct BackupDevice
 BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands,
                               int timeout);
 
+// Each of the device's commands asks once more who answers. Why it must not go on when that is another
+// controller than the one that was identified; empty when it is the same, and after other instructions.
+QString anotherController(const BackupDevice& device, const QString& instruction,
+                          const DOrderOutcome& outcome);
+
 // How the plug-in's command "backup" ended.
 struct TakenBackup
 {
@@ -32,8 +37,8 @@ struct TakenBackup
     QString error;      // empty unless it failed
 };
 
-// Runs the command "backup" and shows how it goes on as `work`. `folder` is a whole path; `timeout` as in
-// OrderTerms. Nothing is told but progress.
+// Runs the command "backup" and shows how it goes on as `work`; it fails when another controller answers.
+// `folder` is a whole path; `timeout` as in OrderTerms. Nothing is told but progress.
 TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
                        const QString& work, const QString& folder, const QString& name, int timeout);
 

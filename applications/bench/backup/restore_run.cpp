@@ -230,15 +230,8 @@ OrderEnd RestoreRun::writeFrom(const QString& path, ProgressDisplay& progress, Q
         reason = failureText(message, end.outcome);
         due += step.writes;
         const bool isLast = due == m_plan.writes.size();
-        const std::optional<PlannedWrite> unplanned = m_record.unplanned();
-        if (end.code == ExitCode::Done && unplanned) {
-            end.code = ExitCode::CommandFailed;
-            reason = QStringLiteral("\"%1\" wrote %2 to register %3, which was not planned")
-                         .arg(c_restore)
-                         .arg(unplanned->value)
-                         .arg(unplanned->number);
-        } else if (end.code == ExitCode::Done &&
-                   (m_record.count(WriteState::Written) < due || (isLast && m_record.firstMissing()))) {
+        if (end.code == ExitCode::Done &&
+            (m_record.count(WriteState::Written) < due || (isLast && m_record.firstMissing()))) {
             end.code = ExitCode::CommandFailed;
             reason = QStringLiteral("\"%1\" ended before all was written").arg(c_restore);
         }
@@ -246,6 +239,16 @@ OrderEnd RestoreRun::writeFrom(const QString& path, ProgressDisplay& progress, Q
             break;
     }
     return end;
+}
+
+QString RestoreRun::unplannedText() const
+{
+    const std::optional<PlannedWrite> unplanned = m_record.unplanned();
+    return unplanned ? QStringLiteral("\"%1\" wrote %2 to register %3, which was not planned")
+                           .arg(c_restore)
+                           .arg(unplanned->value)
+                           .arg(unplanned->number)
+                     : QString();
 }
 
 OrderEnd RestoreRun::runStep(const RestoreStep& step, const QString& path, ProgressDisplay& progress,
@@ -267,6 +270,11 @@ OrderEnd RestoreRun::runStep(const RestoreStep& step, const QString& path, Progr
         m_record.add(arguments.value(QStringLiteral("register")).toInt(),
                      arguments.value(QStringLiteral("data")).toInt(), outcome);
         progress.show(m_record.count(WriteState::Written));
+    };
+    terms.objection = [this](const QString& instruction, const QVariantMap& /*arguments*/,
+                             const DOrderOutcome& outcome) {
+        const QString another = anotherController(m_device, instruction, outcome);
+        return another.isEmpty() ? unplannedText() : another;
     };
     return m_session.runOrder(*m_device.plugin, c_restore,
                               {{QStringLiteral("filePath"), path},

@@ -44,6 +44,8 @@ private:
     // One order of it; `message` is what the command says of its failure.
     OrderEnd runStep(const RestoreStep& step, const QString& path, ProgressDisplay& progress,
                      QString& message);
+    // Of the first write that the plan does not have; empty while there is none.
+    QString unplannedText() const;
     ExitCode verify();
 
     void tellRecord(ExitCode code);
