@@ -148,7 +148,30 @@ ExitCode CommandRun::identify()
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
     const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
     m_serial = m_session.serialOf(*m_plugin);
-    return end.code;
+    return end.code == ExitCode::Done ? judgeIdentification() : end.code;
+}
+
+// The plug-in takes a controller whose answer it cannot read for generation 1: of another one these are
+// other registers.
+ExitCode CommandRun::judgeIdentification()
+{
+    const QString answer = m_session.unreadableAnswer(*m_plugin);
+    if (answer.isEmpty())
+        return ExitCode::Done;
+    if (m_options.isForced) {
+        m_console.warning(
+            QStringLiteral("it is not known which controller this is: it gave %1; the registers of "
+                           "generation 1 are used")
+                .arg(answer));
+        return ExitCode::Done;
+    }
+    m_console.error(
+        QStringLiteral("\"%1\" was not run: the controller could not be identified (getInfo): it gave "
+                       "%2; nothing was written")
+            .arg(m_options.command, answer));
+    m_console.hint(QStringLiteral("look whether it is a controller of a supported family and what else is on "
+                                  "its line; --force uses the registers of generation 1"));
+    return ExitCode::NotConnected;
 }
 
 SavedRegisters CommandRun::saved() const

@@ -31,6 +31,7 @@ private:
     ExitCode convertArguments();
     ExitCode findSaved();
     ExitCode identify();
+    ExitCode judgeIdentification();
     ExitCode compareOrigin();
     ExitCode checkNeeds();
 

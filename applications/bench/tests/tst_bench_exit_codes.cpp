@@ -4,6 +4,7 @@
 #include "applications/bench/core/exit_code.h"
 #include "applications/bench/subcommand_table.h"
 #include "applications/simulator/platform.h"
+#include "applications/simulator/simulated_controller.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
@@ -143,6 +144,32 @@ QList<Row> rowsOfFailures(const SampleFolder& samples)
          5,
          "",
          "could not be identified"},
+        {"5 nobody knows who answers",
+         {"run", "setLock", "lock=1", "--profile", "unreadable-gen1v2"},
+         5,
+         "",
+         "an answer of 8 bytes (01 00 02 00 07 00 81 0c), which no known controller gives; nothing was "
+         "written"},
+        {"5 nobody knows who answers a read",
+         {"run", "getRegister", "channel=direction", "--profile", "unreadable-gen1v2"},
+         5,
+         "",
+         "--force"},
+        {"0 nobody knows who answers, forced",
+         {"run", "setLock", "lock=1", "--profile", "unreadable-gen1v2", "--force"},
+         0,
+         "doneOk",
+         "the registers of generation 1 are used"},
+        {"0 nobody asks who answers",
+         {"run", "setLock", "lock=1", "--profile", "unreadable-gen1v2", "--no-identify"},
+         0,
+         "doneOk",
+         "using version 1"},
+        {"0 who answers is all that is asked",
+         {"run", "getInfo", "--profile", "unreadable-gen1v2"},
+         0,
+         "????",
+         ""},
         {"6 no answer",
          {"run", "getRegister", "channel=direction", "--fault", "no-answer"},
          6,
@@ -288,6 +315,16 @@ QList<Row> rowsOfOthers(const SampleFolder& samples)
         {"check: all is well", {"check"}, 0, "errors: 0", ""},
         {"check: everything read", {"check", "--probe"}, 0, "10 of 10 read", ""},
         {"check: the link", {"check", "--probe"}, 0, "connections: 8 at the same time or more", ""},
+        {"check: a link that is lost after the identification",
+         {"check", "--probe", "--fault", "twice@once"},
+         0,
+         "10 of 10 read",
+         "more came than the answer"},
+        {"check: a link that is lost and stays so",
+         {"check", "--probe", "--write", "--yes", "--fault", "restart=20000@2"},
+         5,
+         "0 of 10 read",
+         ""},
         {"check: other units", {"check", "--probe"}, 0, "unit 255: ", ""},
         {"check: everything read on a line", {"check", "--probe", "--simulate", "rtu"}, 0, "round trip", ""},
         {"check: writes proven",
@@ -300,6 +337,17 @@ QList<Row> rowsOfOthers(const SampleFolder& samples)
          {"check", "--probe", "--write", "--yes", "--fault", "exception=2/0x06#6004"},
          7,
          "not written to register 6004",
+         ""},
+        {"check: a write that is not answered",
+         {"check", "--probe", "--write", "--yes", "--fault", "no-answer@1/0x06#6004"},
+         9,
+         "may have been written to register 6004",
+         "no answer"},
+        {"check: writes to nobody knows whom",
+         {"check", "--probe", "--write", "--yes", "--profile", "unreadable-gen1v2"},
+         3, // its model has no registers of a backup, which is found first
+         "an answer of 8 bytes (01 00 02 00 07 00 81 0c), which no known controller gives; nothing was "
+         "written",
          ""},
         {"check: a page", {"check", "--report", samples.filePath("page.html")}, 0, "errors: 0", ""},
         {"check: a page over a file", {"check", "--report", samples.filePath("page.html")}, 1, "", "--force"},
@@ -487,6 +535,34 @@ private Q_SLOTS:
         QVERIFY2(!all.contains('\x1b'), "colour without a terminal");
         const QStringList lines = ended.err.split('\n', Qt::SkipEmptyParts);
         QVERIFY(lines.isEmpty() || lines.constFirst().startsWith("mdc-bench: "));
+    }
+
+    // By generation 1's map a controller of another one has something else written. Noise is enough for an
+    // answer that nobody can read.
+    void unreadableIdentification() // docs/security.md
+    {
+        const auto profile = ControllerProfile::byName("unreadable-gen1v2");
+        Simulator simulator(deviceConfiguration(sampleBench()), *profile);
+        QVERIFY(simulator.listenTcp());
+        const QString config = m_samples.filePath("unreadable.json");
+        QVERIFY(writeBenchFor(simulator, profile->reference, config));
+        const auto lock = [&config](const QStringList& options) {
+            return endOf(*startBench(QStringList{"--config", config, "run", "setLock", "lock=1"} + options));
+        };
+        QCOMPARE(lock({}).exitCode, 5);
+        const BenchEnd json = lock({"--format", "json"});
+        QCOMPARE(json.exitCode, 5);
+        QVERIFY2(json.out.contains("\"exitCode\": 5") || json.out.contains("\"exitCode\":5"),
+                 qPrintable(json.out));
+        const BenchEnd check =
+            endOf(*startBench({"--config", config, "check", "--probe", "--write", "--yes"}));
+        QVERIFY2(check.exitCode != 0 &&
+                     check.out.contains("which no known controller gives; nothing was written"),
+                 qPrintable(check.out));
+        QVERIFY(simulator.controller().writes().isEmpty());
+        QCOMPARE(lock({"--force"}).exitCode, 0);
+        QCOMPARE(lock({"--no-identify"}).exitCode, 0);
+        QCOMPARE(simulator.controller().writes().size(), 2);
     }
 
     void examplesOfTheHelp_data()
