@@ -1,5 +1,5 @@
 #include "fuzz/require.h"
-#include "plugins/p_driver_modbus/source/answer_check.h"
+#include "plugins/p_driver_modbus/source/modbus_frame.h"
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t c_headSize = 6;
 constexpr unsigned c_serialLine = 0x80;
 constexpr int c_tcpHeader = 7;
-constexpr int c_checksum = 2;
+constexpr quint16 c_transaction = 1;
 
 struct Kind
 {
@@ -132,18 +132,53 @@ void requireGoodAnswerAlone(const ModbusRequest& request, const QByteArray& sour
     require(decodeAnswer(request, good + '\0').kind == ModbusAnswer::Malformed, "a long answer is none");
 }
 
+QByteArray bytesOf(PduView pdu)
+{
+    return {pdu.data(), static_cast<int>(pdu.size())};
+}
+
 void requireTcp(const QByteArray& received, int unit, const QByteArray& pdu, const AnswerCheck& check)
 {
+    const bool isWhole = received.size() >= c_tcpHeader && received.size() >= 6 + wordAt(received, 4);
+    require(isWhole || !check.function, "a function is that of a whole frame");
     if (!check.confirmed)
         return;
-    require(brokenTcpHeader(received).isEmpty() && holdsTcpFrame(received), "a confirmed frame is whole");
-    require(wordAt(received, 2) == 0 && wordAt(received, 4) == pdu.size() + 1 &&
-                static_cast<quint8>(received.at(6)) == unit,
-            "a confirmed frame has protocol, length and unit");
-    require(check.pdu == pdu, "a confirmed answer is that of the frame");
-    require(received.mid(c_tcpHeader, pdu.size()) == pdu, "a confirmed answer stands in its frame");
+    require(isWhole, "a confirmed frame is whole");
+    require(wordAt(received, 0) == c_transaction && wordAt(received, 2) == 0 &&
+                wordAt(received, 4) == pdu.size() + 1 && static_cast<quint8>(received.at(6)) == unit,
+            "a confirmed frame has transaction, protocol, length and unit");
+    require(bytesOf(check.pdu) == pdu, "a confirmed answer is that of the frame");
     require(check.problem.isEmpty() == (received.size() == c_tcpHeader + pdu.size()),
             "what follows a frame is told");
+}
+
+// A frame of a request is what was asked, with everything around it, and no answer to it is taken from a
+// stream that does not begin with one.
+void requireFrames(const ModbusRequest& request, int unit, const QByteArray& source)
+{
+    QByteArray frame;
+    putTcpFrame(frame, request, unit, c_transaction);
+    require(frame.mid(c_tcpHeader) == request.pdu() && wordAt(frame, 4) == frame.size() - 6,
+            "a frame holds its request");
+    const QByteArray pdu = goodAnswer(request, source);
+    const int length = pdu.size() + 1;
+    QByteArray answer = frame.left(c_tcpHeader) + pdu;
+    answer[4] = static_cast<char>(length >> 8);
+    answer[5] = static_cast<char>(length & 0xFF);
+    const AnswerCheck check = checkTcpAnswer(answer, unit, c_transaction);
+    require(length > 254 || (check.confirmed && check.problem.isEmpty() && bytesOf(check.pdu) == pdu),
+            "a good answer is taken from its frame");
+    require(!checkTcpAnswer(answer, unit, c_transaction + 1).confirmed, "another request's answer is not");
+    require(!checkTcpAnswer(answer.chopped(1), unit, c_transaction).confirmed, "nor is a part of one");
+
+    putRtuFrame(frame, request, unit);
+    require(frame.mid(1).chopped(2) == request.pdu(), "a frame holds its request");
+    // The single writes are answered with the request itself.
+    if (request.pdu() == pdu) {
+        require(bytesOf(checkRtuAnswer(frame, unit).pdu) == pdu, "a good answer is taken from its frame");
+        require(!checkRtuAnswer(frame.chopped(1), unit).confirmed, "a part of one is not");
+        require(!checkRtuAnswer(frame, unit ^ 1).confirmed, "nor is another unit's");
+    }
 }
 
 } // namespace
@@ -159,22 +194,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const QByteArray received(reinterpret_cast<const char*>(data + c_headSize),
                               static_cast<int>(size - c_headSize));
     QByteArray pdu;
-    AnswerCheck check;
     if ((data[0] & c_serialLine) != 0) {
-        pdu = received.size() > c_checksum ? received.mid(1, received.size() - 1 - c_checksum) : QByteArray();
-        check = checkRtuAnswer(received, unit, pdu.mid(1));
-        require(!check.confirmed || received.contains(static_cast<char>(unit) + check.pdu),
-                "a confirmed answer has come");
-        require(!check.confirmed || check.pdu.mid(1) == pdu.mid(1),
-                "a confirmed answer is what the client has taken");
+        const AnswerCheck check = checkRtuAnswer(received, unit);
+        pdu = bytesOf(check.pdu);
+        require(!check.confirmed || received.startsWith(static_cast<char>(unit) + pdu),
+                "a confirmed answer stands first");
+        require(!check.confirmed || check.problem.isEmpty() == (received.size() == pdu.size() + 3),
+                "what follows a frame is told");
+        require(check.confirmed || check.problem.isEmpty() == (received.size() <= c_mostRtuBytes),
+                "nobody waits for more than a frame");
     } else {
         pdu =
             received.size() < c_tcpHeader ? QByteArray() : received.mid(c_tcpHeader, wordAt(received, 4) - 1);
-        check = checkTcpAnswer(received, unit, pdu.mid(1));
-        requireTcp(received, unit, pdu, check);
+        requireTcp(received, unit, pdu, checkTcpAnswer(received, unit, c_transaction));
     }
-    require(check.confirmed || !check.problem.isEmpty(), "what is not confirmed is told why");
     requireSound(*request, pdu, decodeAnswer(*request, pdu));
     requireGoodAnswerAlone(*request, received);
+    requireFrames(*request, unit, received);
     return 0;
 }

@@ -1,6 +1,5 @@
 #include "plugins/p_driver_modbus/source/device_problem.h"
 
-#include <QAbstractSocket>
 #include <QDir>
 #include <QFileInfo>
 
@@ -50,13 +49,11 @@ QString serialPortProblem(QSerialPort::SerialPortError error, bool mayBeUsed, co
     }
 }
 
-QString deviceProblem(const QIODevice* device, const QString& clientText)
+QString deviceProblem(const QIODevice& device)
 {
-    const auto* const port = qobject_cast<const QSerialPort*>(device);
+    const auto* const port = qobject_cast<const QSerialPort*>(&device);
     if (port != nullptr && port->error() != QSerialPort::NoError)
         return serialPortProblem(port->error(), mayBeUsed(*port), port->errorString());
-    const auto* const socket = qobject_cast<const QAbstractSocket*>(device);
-    if (socket != nullptr && socket->error() != QAbstractSocket::UnknownSocketError)
-        return socket->errorString();
-    return saysNothing(clientText) ? QStringLiteral("it was closed without a reason") : clientText;
+    const QString text = device.errorString();
+    return saysNothing(text) ? QStringLiteral("it was closed without a reason") : text;
 }

@@ -47,7 +47,7 @@ FrameTrace::FrameTrace(const Record& record)
     if (m_path.isEmpty())
         return;
     if (openNew(&reason))
-        writeText("record 1", record.settings);
+        note("record 1", record.settings);
     else
         giveUp(QStringLiteral("cannot be written"), reason);
 }
@@ -64,27 +64,7 @@ void FrameTrace::received(const QByteArray& bytes)
         write("rx", bytes.toHex(' '));
 }
 
-void FrameTrace::opened(const QString& transport)
-{
-    writeText("open", transport);
-}
-
-void FrameTrace::failed(const QString& reason)
-{
-    writeText("failed", reason);
-}
-
-void FrameTrace::lost(const QString& reason)
-{
-    writeText("lost", reason);
-}
-
-void FrameTrace::left(const QString& reason)
-{
-    writeText("left", reason);
-}
-
-void FrameTrace::writeText(const char* kind, const QString& text)
+void FrameTrace::note(const char* kind, const QString& text)
 {
     // One line, whatever the system says.
     if (isOpen())

@@ -38,16 +38,12 @@ public:
     void sent(const QByteArray& bytes);
     // The bytes as they came from the transport, in the pieces in which they came.
     void received(const QByteArray& bytes);
-    // A connection has been made over "tcp" or "rtu".
-    void opened(const QString& transport);
-    // An attempt to make one has failed; it is lost to the other end; it has been given up on this end.
-    void failed(const QString& reason);
-    void lost(const QString& reason);
-    void left(const QString& reason);
+    // What becomes of the connection: "open" and what over, "failed" (an attempt to make one), "lost" (to the
+    // other end) or "left" (given up on this one) and why.
+    void note(const char* kind, const QString& text);
 
 private:
     void write(const char* kind, const QByteArray& rest);
-    void writeText(const char* kind, const QString& text);
     QByteArray time() const;
     // Is there room for a line of this size, in this file or in a new one?
     bool makeRoom(qint64 size);

@@ -15,8 +15,6 @@ namespace {
 // the end of the wait before it sees that the connection has been made.
 constexpr int c_gracePiece = 50;
 constexpr int c_gracePieces = 5;
-// The client keeps what it hears before the first request: so much, and it is replaced.
-constexpr int c_mostHeard = 64 * 1024;
 
 } // namespace
 
@@ -24,7 +22,7 @@ ModbusConnection::ModbusConnection(const ModbusTransport& transport, LinkStatist
     : m_transport(transport)
     , m_statistics(statistics)
     , m_owner(owner)
-    , m_client(transport)
+    , m_device(transport)
 {
     for (QTimer* timer : {&m_connectTimer, &m_reopenTimer, &m_graceTimer, &m_settleTimer}) {
         timer->setSingleShot(true);
@@ -36,10 +34,9 @@ ModbusConnection::ModbusConnection(const ModbusTransport& transport, LinkStatist
     connect(&m_reopenTimer, &QTimer::timeout, this, &ModbusConnection::open);
     connect(&m_graceTimer, &QTimer::timeout, this, &ModbusConnection::onGracePiece);
     connect(&m_settleTimer, &QTimer::timeout, this, &ModbusConnection::onSettled);
-    connect(&m_client, &ClientHolder::opened, this, &ModbusConnection::onOpened);
-    connect(&m_client, &ClientHolder::failed, this, &ModbusConnection::lose);
-    connect(&m_client, &ClientHolder::taken, this, [this](const QByteArray& data) { m_owner.onTaken(data); });
-    connect(&m_client, &ClientHolder::received, this, &ModbusConnection::onReceived);
+    connect(&m_device, &DeviceHolder::opened, this, &ModbusConnection::onOpened);
+    connect(&m_device, &DeviceHolder::failed, this, &ModbusConnection::lose);
+    connect(&m_device, &DeviceHolder::received, this, &ModbusConnection::onReceived);
 }
 
 ModbusConnection::~ModbusConnection() = default;
@@ -56,7 +53,7 @@ void ModbusConnection::start()
 void ModbusConnection::stop(const QString& reason)
 {
     m_requestsMayWait = false;
-    discardClient();
+    discardDevice();
     setState(State::Stopped);
     m_lossReason = reason;
     for (QTimer* timer : {&m_connectTimer, &m_reopenTimer, &m_graceTimer, &m_settleTimer})
@@ -81,20 +78,10 @@ QString ModbusConnection::notConnectedText() const
     return QStringLiteral("not connected to %1: %2").arg(configuration.address(), reason);
 }
 
-bool ModbusConnection::send(const QByteArray& pdu)
-{
-    return m_client.send(pdu);
-}
-
-void ModbusConnection::flush()
-{
-    m_client.flush();
-}
-
 void ModbusConnection::renew(const QString& reason, int missedTime)
 {
     m_drainTime = m_transport.drainTime(missedTime);
-    m_client.noteEnd(ClientHolder::End::Left, reason);
+    m_device.note("left", reason);
     // To drain the line is a pause already.
     replace(reason, m_drainTime > 0);
 }
@@ -122,20 +109,20 @@ void ModbusConnection::open()
 {
     if (m_state == State::Stopped)
         return;
-    // A serial port cannot be opened while the last client still has it.
-    if (m_client.closingClient() != nullptr) {
-        connect(m_client.closingClient(), &QObject::destroyed, &m_reopenTimer,
+    // A serial port cannot be opened while the last device still has it.
+    if (m_device.closingDevice() != nullptr) {
+        connect(m_device.closingDevice(), &QObject::destroyed, &m_reopenTimer,
                 [this] { m_reopenTimer.start(0); });
         return;
     }
     setState(State::Connecting);
     m_connectTimer.start(m_transport.configuration().connectTimeout);
-    m_client.open();
+    m_device.open();
 }
 
-void ModbusConnection::discardClient()
+void ModbusConnection::discardDevice()
 {
-    m_client.discard(m_owner.hasOutcomesToTell() ? m_transport.timeToTell() : std::chrono::milliseconds(0));
+    m_device.discard(m_owner.hasOutcomesToTell() ? m_transport.timeToTell() : std::chrono::milliseconds(0));
 }
 
 void ModbusConnection::onOpened()
@@ -143,7 +130,6 @@ void ModbusConnection::onOpened()
     m_connectTimer.stop();
     m_openedSince.start();
     ++m_statistics.connections;
-    m_heard = 0;
     setState(State::Settling);
     m_graceTimer.stop();
     m_settleTimer.start(std::max(m_transport.configuration().settleDelay, m_drainTime));
@@ -151,33 +137,17 @@ void ModbusConnection::onOpened()
 
 void ModbusConnection::onReceived(const QByteArray& bytes)
 {
-    if (m_state == State::Settling && m_transport.hearsOldAnswers())
-        hear(static_cast<int>(bytes.size()));
-    else
+    if (m_state == State::Settling && m_transport.hearsOldAnswers()) {
+        // A late answer, or a part of one, is dropped. Each byte asks for silence anew.
+        m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
+        m_settleTimer.start(m_drainTime);
+    } else {
         m_owner.onReceived(bytes);
-}
-
-// Each byte asks for silence anew.
-void ModbusConnection::hear(int size)
-{
-    m_heard += size;
-    m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
-    m_settleTimer.start(m_drainTime);
-    if (m_heard > c_mostHeard)
-        onSettled();
+    }
 }
 
 void ModbusConnection::onSettled()
 {
-    if (m_heard > 0) {
-        m_client.noteEnd(ClientHolder::End::Left, QStringLiteral("%1 bytes came late").arg(m_heard));
-        // A late answer, or the beginning of one, is in the client's buffer.
-        m_drainTime = drainTimeAfterByte(m_settleTimer.remainingTime());
-        m_settleTimer.stop();
-        discardClient();
-        open();
-        return;
-    }
     m_owner.onSettled();
     m_drainTime = 0;
     m_lastLoggedReason.clear();
@@ -188,10 +158,10 @@ void ModbusConnection::onSettled()
 
 void ModbusConnection::lose(const QString& reason)
 {
-    if (!m_client.hasClient())
+    if (!m_device.hasDevice())
         return;
     const bool wasOpen = m_state == State::Settling || m_state == State::Ready;
-    m_client.noteEnd(wasOpen ? ClientHolder::End::Lost : ClientHolder::End::Failed, reason);
+    m_device.note(wasOpen ? "lost" : "failed", reason);
     if (const std::optional<int> missedTime = m_owner.onLost(reason))
         m_drainTime = m_transport.drainTime(*missedTime);
     replace(reason, false);
@@ -203,7 +173,7 @@ void ModbusConnection::replace(const QString& reason, bool isDrained)
     m_settleTimer.stop();
     m_graceTimer.stop();
     m_lossReason = reason;
-    discardClient();
+    discardDevice();
     if (m_state == State::Settling || m_state == State::Ready) {
         m_backOff.connectionLost(m_openedSince.elapsed());
     } else {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "plugins/p_driver_modbus/source/back_off.h"
-#include "plugins/p_driver_modbus/source/client_holder.h"
+#include "plugins/p_driver_modbus/source/device_holder.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -13,7 +13,7 @@ class LinkStatistics;
 class ModbusTransport;
 
 // The connection to a controller, made again whenever it is lost or cannot be trusted any longer: at once at
-// first, and then with growing pauses. Each time with a new client, so that nothing of the old stream becomes
+// first, and then with growing pauses. Each time with a new device, so that nothing of the old stream becomes
 // a later answer.
 //
 // After it has been made it is given time before the first request: the configured pause, and on a serial
@@ -23,7 +23,7 @@ class ModbusConnection : public QObject
     Q_OBJECT
 
 public:
-    // Whoever sends over the connection. Told from inside the client's signals, the connection's timers or a
+    // Whoever sends over the connection. Told from inside the device's signals, the connection's timers or a
     // call to it, so it must not be deleted then.
     class Owner
     {
@@ -31,9 +31,6 @@ public:
         // isReady() becomes true next: the last moment of those who wait for a connection.
         virtual void onSettled() = 0;
         virtual void onReady() = 0;
-        // What follows the function code of the answer to the last request, as the client has taken it. The
-        // bytes that it was taken from follow.
-        virtual void onTaken(const QByteArray& data) = 0;
         virtual void onReceived(const QByteArray& bytes) = 0;
         // The connection is lost, and so is what was sent over it. Returns the milliseconds that there were
         // for an answer, when one is missed.
@@ -65,11 +62,13 @@ public:
     // Why nothing can be sent: "not connected to …: …", or that the pause after connecting is not over.
     QString notConnectedText() const;
 
-    // `pdu` is function code and data, which the client puts a frame around. Only when isReady(). False when
-    // it could not be sent; the owner has been told of the loss then.
-    bool send(const QByteArray& pdu);
+    // Only when isReady(). False when nothing of it could be sent; the owner has been told of the loss then.
+    bool send(const ModbusRequest& request, quint16 transaction)
+    {
+        return m_device.send(request, transaction);
+    }
     // Sends at once what has been left to the event loop, and may find out that the connection is lost.
-    void flush();
+    void flush() { m_device.flush(); }
     // A proper answer has come: what is lost next is reopened at once.
     void noteAnswer() { m_backOff.reset(); }
     // Closes and makes a new one, because of what came or did not come. `missedTime` are the milliseconds
@@ -87,10 +86,9 @@ private:
     void setState(State state);
     void tellConnected();
     void open();
-    void discardClient();
+    void discardDevice();
     void onOpened();
     void onReceived(const QByteArray& bytes);
-    void hear(int size);
     void onSettled();
     void lose(const QString& reason);
     void replace(const QString& reason, bool isDrained);
@@ -99,7 +97,7 @@ private:
     const ModbusTransport& m_transport;
     LinkStatistics& m_statistics;
     Owner& m_owner;
-    ClientHolder m_client;
+    DeviceHolder m_device;
 
     State m_state = State::Stopped;
     bool m_toldConnected = false;
@@ -112,7 +110,6 @@ private:
     int m_gracePiecesLeft = 0;      // of the time that they may
     QElapsedTimer m_openedSince;
     int m_drainTime = 0; // to listen to the next connection before a request is sent
-    int m_heard = 0;     // bytes that came before
 
     QTimer m_connectTimer;
     QTimer m_reopenTimer;

@@ -2,28 +2,28 @@
 
 #include "plugins/p_driver_modbus/source/modbus_transport.h"
 
+#include <utility>
+
 ModbusExchange::ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport,
-                               AnswerLimit limit, Clock::time_point startedAt)
+                               quint16 transaction, AnswerLimit limit, Clock::time_point startedAt)
     : m_request(request)
     , m_transport(&transport)
+    , m_transaction(transaction)
     , m_limit(limit)
     , m_startedAt(startedAt)
 {}
 
-void ModbusExchange::markSent()
-{
-    m_isSent = true;
-}
-
-void ModbusExchange::noteTaken(const QByteArray& data)
-{
-    m_taken = data;
-}
-
 ExchangeVerdict ModbusExchange::receive(const QByteArray& bytes, Clock::time_point now)
 {
+    // Most answers come in one piece, and are judged where they are.
+    if (m_received.isEmpty()) {
+        ExchangeVerdict verdict = judge(bytes, now);
+        if (verdict.isOpen())
+            m_received = bytes;
+        return verdict;
+    }
     m_received += bytes;
-    return judge(now);
+    return judge(m_received, now);
 }
 
 ExchangeVerdict ModbusExchange::timeOut() const
@@ -39,13 +39,8 @@ ExchangeVerdict ModbusExchange::timeOut() const
     return verdict;
 }
 
-ExchangeVerdict ModbusExchange::loseConnection(const QString& reason, Clock::time_point now) const
+ExchangeVerdict ModbusExchange::loseConnection(const QString& reason) const
 {
-    if (m_taken) {
-        ExchangeVerdict verdict = judge(now);
-        if (verdict.isAnswer())
-            return verdict;
-    }
     const QString text = m_isSent
                              ? QStringLiteral("the connection to %1 was lost during the %2: %3")
                              : QStringLiteral("the connection to %1 was lost before the %2 was sent: %3");
@@ -53,14 +48,14 @@ ExchangeVerdict ModbusExchange::loseConnection(const QString& reason, Clock::tim
                   text.arg(address(), m_request.text(), reason));
 }
 
-ExchangeVerdict ModbusExchange::judge(Clock::time_point now) const
+ExchangeVerdict ModbusExchange::judge(const QByteArray& received, Clock::time_point now) const
 {
-    const AnswerCheck check = m_transport->check(m_received, m_taken);
+    const AnswerCheck check = m_transport->check(received, m_transaction);
     if (!check.confirmed && check.function && !answersFunction(m_request, *check.function))
         return malformed(otherFunctionText(m_request, *check.function));
     if (!check.confirmed)
         return check.problem.isEmpty() ? ExchangeVerdict() : malformed(check.problem);
-    const ModbusAnswer answer = decodeAnswer(m_request, check.pdu);
+    ModbusAnswer answer = decodeAnswer(m_request, check.pdu);
     ExchangeVerdict verdict;
     verdict.problem = check.problem;
     verdict.roundTrip = now - m_startedAt;
@@ -69,8 +64,8 @@ ExchangeVerdict ModbusExchange::judge(Clock::time_point now) const
         return malformed(answer.text);
     case ModbusAnswer::Values:
         verdict.kind = ExchangeVerdict::Values;
-        verdict.outcome.values = answer.values;
-        verdict.outcome.information = answer.information;
+        verdict.outcome.values = std::move(answer.values);
+        verdict.outcome.information = std::move(answer.information);
         break;
     case ModbusAnswer::Refused:
         verdict.kind = ExchangeVerdict::Refused;

@@ -7,7 +7,6 @@
 #include <QString>
 
 #include <chrono>
-#include <optional>
 
 class ModbusTransport;
 
@@ -43,34 +42,29 @@ struct AnswerLimit
     bool isConfigured = false;
 };
 
-// One request in flight, from the moment it is given to the client to its verdict. Bytes and times in,
+// One request in flight, from the moment it is sent to its verdict. Bytes and times in,
 // verdicts out: nothing is sent, received or waited for here. A verdict that is not open is the last one.
 class ModbusExchange
 {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // `transport` must outlive the exchange.
-    ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport, AnswerLimit limit,
-                   Clock::time_point startedAt);
+    // `transport` must outlive the exchange. `transaction` is the number that the request is sent with.
+    ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport, quint16 transaction,
+                   AnswerLimit limit, Clock::time_point startedAt);
 
-    // The client has it: from now on a write may have been done. On a serial line the client may still keep
-    // it for the pause between two frames; a loss within it says "uncertain" of a write that was not sent,
-    // which is the safe side.
-    void markSent();
-    // What follows the function code in the answer that the client has taken. It is told before the bytes
-    // that it was taken from, and judged with them.
-    void noteTaken(const QByteArray& data);
+    // The device has it: from now on a write may have been done.
+    void markSent() { m_isSent = true; }
+    bool isSent() const { return m_isSent; }
 
     ExchangeVerdict receive(const QByteArray& bytes, Clock::time_point now);
     ExchangeVerdict timeOut() const;
-    // An answer that was taken before counts: the peer may have answered and closed in one breath.
-    ExchangeVerdict loseConnection(const QString& reason, Clock::time_point now) const;
+    ExchangeVerdict loseConnection(const QString& reason) const;
 
     int allowedTime() const { return m_limit.allowedTime; }
 
 private:
-    ExchangeVerdict judge(Clock::time_point now) const;
+    ExchangeVerdict judge(const QByteArray& received, Clock::time_point now) const;
     ExchangeVerdict malformed(const QString& problem) const;
     ExchangeVerdict failed(ExchangeVerdict::Kind kind, IMessenger::EnErrorCode code,
                            const QString& message) const;
@@ -79,9 +73,9 @@ private:
 
     ModbusRequest m_request;
     const ModbusTransport* m_transport;
+    quint16 m_transaction;
     AnswerLimit m_limit;
     Clock::time_point m_startedAt;
     bool m_isSent = false;
-    QByteArray m_received;
-    std::optional<QByteArray> m_taken;
+    QByteArray m_received; // more has to come behind it
 };

@@ -17,7 +17,7 @@ ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent
         timer->setSingleShot(true);
         timer->setTimerType(Qt::PreciseTimer);
     }
-    connect(&m_pauseTimer, &QTimer::timeout, this, &ModbusLink::sendNext);
+    connect(&m_pauseTimer, &QTimer::timeout, this, [this] { m_inFlight ? sendTaken() : sendNext(); });
     connect(&m_deadlineTimer, &QTimer::timeout, this, &ModbusLink::onDeadline);
     m_deliveryTimer.setSingleShot(true);
     connect(&m_deliveryTimer, &QTimer::timeout, this, &ModbusLink::deliverOutcomes);
@@ -45,16 +45,16 @@ quint64 ModbusLink::submit(const ModbusRequest& request, RequestPriority priorit
         end(std::move(pending), notConnected(request));
         return id;
     }
-    PendingRequest copy = pending;
-    if (!m_queue.push(std::move(pending))) {
+    if (m_queue.size() == configuration().queueCapacity) {
         ModbusOutcome outcome;
         outcome.code = IMessenger::CeEcQueueFull;
         outcome.message = QStringLiteral("%1 requests to %2 are waiting already: the %3 is not sent")
                               .arg(configuration().queueCapacity)
                               .arg(configuration().address(), request.text());
-        end(std::move(copy), outcome);
+        end(std::move(pending), outcome);
         return id;
     }
+    m_queue.push(std::move(pending));
     sendNext();
     armDeadline();
     return id;
@@ -66,6 +66,12 @@ void ModbusLink::withdraw(quint64 id)
         armDeadline();
         return;
     }
+    if (holdsUnsent(id)) {
+        m_pauseTimer.stop();
+        m_inFlight.reset();
+        sendNext();
+        return;
+    }
     if (m_inFlight && m_inFlight->pending.id == id) {
         m_inFlight->pending.onEnd = nullptr;
         return;
@@ -75,7 +81,12 @@ void ModbusLink::withdraw(quint64 id)
 
 bool ModbusLink::isWaiting(quint64 id) const
 {
-    return m_queue.contains(id);
+    return m_queue.contains(id) || holdsUnsent(id);
+}
+
+bool ModbusLink::holdsUnsent(quint64 id) const
+{
+    return m_inFlight && m_inFlight->pending.id == id && !m_inFlight->exchange.isSent();
 }
 
 void ModbusLink::shutDown()
@@ -96,20 +107,16 @@ void ModbusLink::onSettled()
 
 void ModbusLink::onReady()
 {
+    m_nextTransaction = 0;
     sendNext();
-}
-
-void ModbusLink::onTaken(const QByteArray& data)
-{
-    if (m_inFlight)
-        m_inFlight->exchange.noteTaken(data);
 }
 
 void ModbusLink::onReceived(const QByteArray& bytes)
 {
-    if (!m_inFlight) {
+    if (!m_inFlight || !m_inFlight->exchange.isSent()) {
         ++m_statistics.malformed;
-        renewConnection(QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size()), {});
+        const QString reason = QStringLiteral("%1 bytes came that nobody asked for").arg(bytes.size());
+        renewConnection(reason, onLost(reason));
         return;
     }
     const ExchangeVerdict verdict = m_inFlight->exchange.receive(bytes, ModbusExchange::Clock::now());
@@ -131,7 +138,7 @@ std::optional<int> ModbusLink::onLost(const QString& reason)
     m_pauseTimer.stop();
     if (!m_inFlight)
         return std::nullopt;
-    return conclude(m_inFlight->exchange.loseConnection(reason, ModbusExchange::Clock::now()));
+    return conclude(m_inFlight->exchange.loseConnection(reason));
 }
 
 void ModbusLink::onNothingToWaitFor()
@@ -150,15 +157,23 @@ void ModbusLink::sendNext()
     std::optional<PendingRequest> next = takeNext();
     if (!next)
         return;
-    const QByteArray pdu = next->request.pdu();
     const QDeadlineTimer configured = configuredAnswerBy(next->request);
     const bool isConfigured = configured < next->deadline;
     const QDeadlineTimer answerBy = isConfigured ? configured : next->deadline;
-    const qint64 allowed = std::min<qint64>(answerBy.remainingTime(), c_noClientTimeout);
-    ModbusExchange exchange(next->request, *m_transport, {static_cast<int>(allowed), isConfigured},
-                            ModbusExchange::Clock::now());
-    m_inFlight = InFlight{std::move(*next), std::move(exchange), answerBy};
-    if (!m_connection.send(pdu))
+    const qint64 allowed = std::min<qint64>(answerBy.remainingTime(), std::numeric_limits<int>::max());
+    ModbusExchange exchange(next->request, *m_transport, m_nextTransaction,
+                            {static_cast<int>(allowed), isConfigured}, ModbusExchange::Clock::now());
+    m_inFlight.emplace(InFlight{std::move(*next), std::move(exchange), answerBy});
+    const std::chrono::milliseconds silence = m_transport->silenceBefore();
+    if (silence.count() > 0)
+        m_pauseTimer.start(silence);
+    else
+        sendTaken();
+}
+
+void ModbusLink::sendTaken()
+{
+    if (!m_connection.send(m_inFlight->pending.request, m_nextTransaction++))
         return;
     m_inFlight->exchange.markSent();
     ++m_statistics.sent;

@@ -82,13 +82,15 @@ private:
 
     void onSettled() override;
     void onReady() override;
-    void onTaken(const QByteArray& data) override;
     void onReceived(const QByteArray& bytes) override;
     std::optional<int> onLost(const QString& reason) override;
     void onNothingToWaitFor() override;
     bool hasOutcomesToTell() const override { return !m_ended.empty(); }
 
     void sendNext();
+    // Its turn has come, and it waits for the silence before it.
+    bool holdsUnsent(quint64 id) const;
+    void sendTaken();
     std::optional<PendingRequest> takeNext();
     // When the answer is missed at the latest, by the configuration; forever when it leaves that to
     // deadlines.
@@ -112,6 +114,7 @@ private:
     LinkStatistics m_statistics;
     RequestQueue m_queue;
     quint64 m_lastId = 0;
+    quint16 m_nextTransaction = 0; // of the connection
     std::optional<InFlight> m_inFlight;
     std::deque<EndedRequest> m_ended;
     ModbusConnection m_connection;

@@ -3,6 +3,8 @@
 #include <lib_plugins_management/driver_contract.h>
 #include <lib_plugins_management/variant_conversion.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr int c_mostAddress = 65535;
@@ -37,12 +39,22 @@ void append16(QByteArray& bytes, quint16 value)
     bytes.append(static_cast<char>(value & 0xFF));
 }
 
-quint8 byteAt(const QByteArray& bytes, int index)
+int sizeOf(PduView bytes)
 {
-    return static_cast<quint8>(bytes.at(index));
+    return static_cast<int>(bytes.size());
 }
 
-quint16 wordAt(const QByteArray& bytes, int index)
+quint8 byteAt(PduView bytes, int index)
+{
+    return static_cast<quint8>(bytes[static_cast<std::size_t>(index)]);
+}
+
+bool isSame(PduView bytes, PduView others)
+{
+    return std::equal(bytes.begin(), bytes.end(), others.begin(), others.end());
+}
+
+quint16 wordAt(PduView bytes, int index)
 {
     return static_cast<quint16>(byteAt(bytes, index) << 8 | byteAt(bytes, index + 1));
 }
@@ -156,21 +168,21 @@ ModbusAnswer acknowledged()
 constexpr int c_countedFrom = 2; // behind function and byte count
 
 // How many bytes stand behind the byte count, when that is what it says.
-std::optional<int> countedBytes(const QByteArray& pdu)
+std::optional<int> countedBytes(PduView pdu)
 {
-    if (pdu.size() < c_countedFrom || pdu.size() != c_countedFrom + byteAt(pdu, 1))
+    if (sizeOf(pdu) < c_countedFrom || sizeOf(pdu) != c_countedFrom + byteAt(pdu, 1))
         return std::nullopt;
-    return pdu.size() - c_countedFrom;
+    return sizeOf(pdu) - c_countedFrom;
 }
 
-ModbusAnswer decodeRegisters(const ModbusRequest& request, const QByteArray& pdu)
+ModbusAnswer decodeRegisters(const ModbusRequest& request, PduView pdu)
 {
     if (countedBytes(pdu) != 2 * request.count)
         return malformed(
             QStringLiteral("%1 bytes do not hold %2 registers").arg(pdu.size()).arg(request.count));
     ModbusAnswer answer;
     answer.kind = ModbusAnswer::Values;
-    if (request.repeated && request.repeated->pdu == pdu) {
+    if (request.repeated && isSame(request.repeated->pdu, pdu)) {
         answer.values = request.repeated->values;
         return answer;
     }
@@ -178,11 +190,11 @@ ModbusAnswer decodeRegisters(const ModbusRequest& request, const QByteArray& pdu
     for (int i = 0; i < request.count; ++i)
         answer.values.append(static_cast<int>(wordAt(pdu, c_countedFrom + 2 * i)));
     if (request.repeated)
-        *request.repeated = {pdu, answer.values};
+        *request.repeated = {QByteArray(pdu.data(), sizeOf(pdu)), answer.values};
     return answer;
 }
 
-ModbusAnswer decodeBits(const ModbusRequest& request, const QByteArray& pdu)
+ModbusAnswer decodeBits(const ModbusRequest& request, PduView pdu)
 {
     if (countedBytes(pdu) != (request.count + 7) / 8)
         return malformed(QStringLiteral("%1 bytes do not hold %2 bits").arg(pdu.size()).arg(request.count));
@@ -194,13 +206,13 @@ ModbusAnswer decodeBits(const ModbusRequest& request, const QByteArray& pdu)
     return answer;
 }
 
-ModbusAnswer decodeInformation(const QByteArray& pdu)
+ModbusAnswer decodeInformation(PduView pdu)
 {
     if (!countedBytes(pdu))
         return malformed(QStringLiteral("%1 bytes do not hold what the byte count says").arg(pdu.size()));
     ModbusAnswer answer;
     answer.kind = ModbusAnswer::Values;
-    answer.information = pdu.mid(c_countedFrom);
+    answer.information = QByteArray(pdu.data() + c_countedFrom, sizeOf(pdu) - c_countedFrom);
     return answer;
 }
 
@@ -235,6 +247,12 @@ QByteArray ModbusRequest::pdu() const
     constexpr int c_mostHead = 6; // function, start, count, byte count
     QByteArray bytes;
     bytes.reserve(c_mostHead + 2 * data.size());
+    appendPdu(bytes);
+    return bytes;
+}
+
+void ModbusRequest::appendPdu(QByteArray& bytes) const
+{
     bytes.append(static_cast<char>(function));
     switch (function) {
     case ReadCoils:
@@ -262,7 +280,6 @@ QByteArray ModbusRequest::pdu() const
     case ReportServerId:
         break;
     }
-    return bytes;
 }
 
 QString ModbusRequest::text() const
@@ -354,9 +371,9 @@ ModbusRequest deviceInformationRequest()
     return request;
 }
 
-ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu)
+ModbusAnswer decodeAnswer(const ModbusRequest& request, PduView pdu)
 {
-    if (pdu.isEmpty())
+    if (pdu.empty())
         return malformed(QStringLiteral("it is empty"));
     const quint8 function = byteAt(pdu, 0);
     if (function == (request.function | c_exceptionBit)) {
@@ -381,11 +398,11 @@ ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu)
         return decodeInformation(pdu);
     case ModbusRequest::WriteSingleCoil:
     case ModbusRequest::WriteSingleRegister:
-        return pdu == request.pdu() ? acknowledged()
-                                    : malformed(QStringLiteral("it does not repeat the request"));
+        return isSame(pdu, request.pdu()) ? acknowledged()
+                                          : malformed(QStringLiteral("it does not repeat the request"));
     case ModbusRequest::WriteMultipleRegisters: {
         constexpr int c_echoed = 5; // function, start, count
-        return pdu == request.pdu().left(c_echoed)
+        return isSame(pdu, request.pdu().left(c_echoed))
                    ? acknowledged()
                    : malformed(QStringLiteral("it does not repeat start and count of the request"));
     }

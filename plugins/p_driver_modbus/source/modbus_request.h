@@ -9,8 +9,12 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 
 // One Modbus request of this driver, and what its answer means. No input or output happens here.
+
+// Function code and data, where they stand among other bytes.
+using PduView = std::span<const char>;
 
 // Most registers that one request may read, and write (Modbus application protocol, 6.3 and 6.12).
 constexpr int c_mostReadValues = 125;
@@ -52,6 +56,7 @@ struct ModbusRequest
     bool isWrite() const;
     // The protocol data unit: function code and data.
     QByteArray pdu() const;
+    void appendPdu(QByteArray& bytes) const;
     // For messages, with the register as it is configured: "read of register 5101 with function 0x03", "read
     // of 10 registers from register 5101 (5100 on the wire) with function 0x03".
     QString text() const;
@@ -85,7 +90,7 @@ struct ModbusAnswer
 
 // Judges the protocol data unit of an answer. Only an answer of exactly the right length, with the
 // request's function and, for a write, its start and value or count, is one.
-ModbusAnswer decodeAnswer(const ModbusRequest& request, const QByteArray& pdu);
+ModbusAnswer decodeAnswer(const ModbusRequest& request, PduView pdu);
 
 // Whether an answer with this function code is one to the request, an exception included; and what is told
 // when it is not.

@@ -3,21 +3,11 @@
 #include "plugins/p_driver_modbus/source/rtu_transport.h"
 #include "plugins/p_driver_modbus/source/tcp_transport.h"
 
-#include <QModbusClient>
-
 ModbusTransport::ModbusTransport(const ModbusConfiguration& configuration)
     : m_configuration(configuration)
 {}
 
 ModbusTransport::~ModbusTransport() = default;
-
-QModbusClient* ModbusTransport::makeClient(QObject* parent) const
-{
-    QModbusClient* const client = newClient(parent);
-    client->setTimeout(c_noClientTimeout);
-    client->setNumberOfRetries(0);
-    return client;
-}
 
 std::unique_ptr<const ModbusTransport> makeTransport(const ModbusConfiguration& configuration)
 {

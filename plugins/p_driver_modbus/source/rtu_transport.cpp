@@ -1,9 +1,9 @@
 #include "plugins/p_driver_modbus/source/rtu_transport.h"
 
+#include "plugins/p_driver_modbus/source/device_holder.h"
 #include "plugins/p_driver_modbus/source/line_drain.h"
 #include "plugins/p_driver_modbus/source/wire_time.h"
 
-#include <QModbusRtuSerialMaster>
 #include <QSerialPort>
 
 namespace {
@@ -23,37 +23,48 @@ QSerialPort::Parity parityOf(ModbusConfiguration::Parity parity)
 
 } // namespace
 
-QModbusClient* RtuTransport::newClient(QObject* parent) const
+QIODevice* RtuTransport::makeDevice(DeviceHolder& holder) const
 {
     const ModbusConfiguration& line = configuration();
-    auto* const client = new QModbusRtuSerialMaster(parent);
-    client->setConnectionParameter(QModbusDevice::SerialPortNameParameter, line.serialPort);
-    client->setConnectionParameter(QModbusDevice::SerialBaudRateParameter, line.baudRate);
-    client->setConnectionParameter(QModbusDevice::SerialParityParameter, parityOf(line.parity));
-    client->setConnectionParameter(QModbusDevice::SerialDataBitsParameter, line.dataBits);
-    client->setConnectionParameter(QModbusDevice::SerialStopBitsParameter, line.stopBits);
-    return client;
+    auto* const port = new QSerialPort(line.serialPort, &holder);
+    port->setBaudRate(line.baudRate);
+    port->setParity(parityOf(line.parity));
+    port->setDataBits(static_cast<QSerialPort::DataBits>(line.dataBits));
+    port->setStopBits(static_cast<QSerialPort::StopBits>(line.stopBits));
+    port->setReadBufferSize(c_pieceSize);
+    QObject::connect(port, &QSerialPort::errorOccurred, &holder,
+                     [&holder](QSerialPort::SerialPortError error) {
+                         if (error != QSerialPort::NoError)
+                             holder.onProblem();
+                     });
+    return port;
 }
 
-void RtuTransport::prepare(QIODevice* device) const
+bool RtuTransport::open(QIODevice& device) const
 {
-    if (auto* const serial = qobject_cast<QSerialPort*>(device))
-        serial->setReadBufferSize(c_pieceSize);
+    auto& port = static_cast<QSerialPort&>(device);
+    return port.open(QIODevice::ReadWrite) && port.clear();
 }
 
-// The client keeps the pause before a frame with a timer of its own: there is nothing to send yet.
-void RtuTransport::flush(QIODevice* /*device*/) const
-{}
-
-AnswerCheck RtuTransport::check(const QByteArray& received, const std::optional<QByteArray>& taken) const
+// What has come unread since the line was silent answers nothing that is asked now.
+bool RtuTransport::write(QIODevice& device, const QByteArray& frame) const
 {
-    if (taken)
-        return checkRtuAnswer(received, configuration().unitId, *taken);
-    AnswerCheck check;
-    check.function = functionOfRtuFrame(received, configuration().unitId);
-    if (received.size() > c_mostRtuBytes)
-        check.problem = QStringLiteral("it has more than %1 bytes").arg(c_mostRtuBytes);
-    return check;
+    return static_cast<QSerialPort&>(device).clear() && device.write(frame) == frame.size();
+}
+
+void RtuTransport::putFrame(QByteArray& frame, const ModbusRequest& request, quint16 /*transaction*/) const
+{
+    putRtuFrame(frame, request, configuration().unitId);
+}
+
+AnswerCheck RtuTransport::check(const QByteArray& received, quint16 /*transaction*/) const
+{
+    return checkRtuAnswer(received, configuration().unitId);
+}
+
+std::chrono::milliseconds RtuTransport::silenceBefore() const
+{
+    return silenceBeforeRequest(configuration());
 }
 
 int RtuTransport::drainTime(int allowedTime) const

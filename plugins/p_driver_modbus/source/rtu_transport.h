@@ -9,15 +9,15 @@ class RtuTransport : public ModbusTransport
 public:
     using ModbusTransport::ModbusTransport;
 
-    void prepare(QIODevice* device) const override;
-    void flush(QIODevice* device) const override;
-    AnswerCheck check(const QByteArray& received, const std::optional<QByteArray>& taken) const override;
+    QIODevice* makeDevice(DeviceHolder& holder) const override;
+    bool open(QIODevice& device) const override;
+    bool write(QIODevice& device, const QByteArray& frame) const override;
+    void putFrame(QByteArray& frame, const ModbusRequest& request, quint16 transaction) const override;
+    AnswerCheck check(const QByteArray& received, quint16 transaction) const override;
+    std::chrono::milliseconds silenceBefore() const override;
     bool hearsOldAnswers() const override { return true; }
     int drainTime(int allowedTime) const override;
     std::chrono::microseconds leastAnswerTime(const ModbusRequest& request) const override;
     QString whyTooLate(const ModbusRequest& request, std::chrono::nanoseconds left) const override;
     std::chrono::milliseconds timeToTell() const override;
-
-private:
-    QModbusClient* newClient(QObject* parent) const override;
 };

@@ -1,43 +1,50 @@
 #include "plugins/p_driver_modbus/source/tcp_transport.h"
 
-#include <QModbusTcpClient>
+#include "plugins/p_driver_modbus/source/device_holder.h"
+
 #include <QTcpSocket>
 
-QModbusClient* TcpTransport::newClient(QObject* parent) const
+QIODevice* TcpTransport::makeDevice(DeviceHolder& holder) const
 {
-    auto* const client = new QModbusTcpClient(parent);
-    client->setConnectionParameter(QModbusDevice::NetworkAddressParameter, configuration().host);
-    client->setConnectionParameter(QModbusDevice::NetworkPortParameter, configuration().port);
-    return client;
+    auto* const socket = new QTcpSocket(&holder);
+    socket->setReadBufferSize(c_pieceSize);
+    QObject::connect(socket, &QTcpSocket::connected, &holder, [socket, &holder] {
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
+        holder.onOpened();
+    });
+    // The error comes first, and with it the reason.
+    QObject::connect(socket, &QTcpSocket::errorOccurred, &holder, &DeviceHolder::onProblem);
+    QObject::connect(socket, &QTcpSocket::disconnected, &holder, &DeviceHolder::onProblem);
+    return socket;
 }
 
-void TcpTransport::prepare(QIODevice* device) const
+bool TcpTransport::open(QIODevice& device) const
 {
-    auto* const socket = qobject_cast<QTcpSocket*>(device);
-    if (socket == nullptr)
-        return;
-    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    socket->setSocketOption(QAbstractSocket::KeepAliveOption, 1);
-    socket->setReadBufferSize(c_pieceSize);
+    static_cast<QTcpSocket&>(device).connectToHost(configuration().host,
+                                                   static_cast<quint16>(configuration().port));
+    return false;
+}
+
+bool TcpTransport::write(QIODevice& device, const QByteArray& frame) const
+{
+    return device.write(frame) == frame.size();
 }
 
 // A socket keeps what is written until the event loop comes to it.
-void TcpTransport::flush(QIODevice* device) const
+void TcpTransport::flush(QIODevice& device) const
 {
-    if (auto* const socket = qobject_cast<QTcpSocket*>(device))
-        socket->flush();
+    static_cast<QTcpSocket&>(device).flush();
 }
 
-AnswerCheck TcpTransport::check(const QByteArray& received, const std::optional<QByteArray>& taken) const
+void TcpTransport::putFrame(QByteArray& frame, const ModbusRequest& request, quint16 transaction) const
 {
-    if (taken)
-        return checkTcpAnswer(received, configuration().unitId, *taken);
-    AnswerCheck check;
-    check.problem = brokenTcpHeader(received);
-    // The client reads every frame, and takes those of the transaction that it has open.
-    if (check.problem.isEmpty() && holdsTcpFrame(received))
-        check.problem = QStringLiteral("its transaction number is another request's");
-    return check;
+    putTcpFrame(frame, request, configuration().unitId, transaction);
+}
+
+AnswerCheck TcpTransport::check(const QByteArray& received, quint16 transaction) const
+{
+    return checkTcpAnswer(received, configuration().unitId, transaction);
 }
 
 std::chrono::microseconds TcpTransport::leastAnswerTime(const ModbusRequest& /*request*/) const

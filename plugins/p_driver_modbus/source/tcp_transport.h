@@ -9,15 +9,16 @@ class TcpTransport : public ModbusTransport
 public:
     using ModbusTransport::ModbusTransport;
 
-    void prepare(QIODevice* device) const override;
-    void flush(QIODevice* device) const override;
-    AnswerCheck check(const QByteArray& received, const std::optional<QByteArray>& taken) const override;
+    QIODevice* makeDevice(DeviceHolder& holder) const override;
+    bool open(QIODevice& device) const override;
+    bool write(QIODevice& device, const QByteArray& frame) const override;
+    void flush(QIODevice& device) const override;
+    void putFrame(QByteArray& frame, const ModbusRequest& request, quint16 transaction) const override;
+    AnswerCheck check(const QByteArray& received, quint16 transaction) const override;
+    std::chrono::milliseconds silenceBefore() const override { return std::chrono::milliseconds(0); }
     bool hearsOldAnswers() const override { return false; }
     int drainTime(int /*allowedTime*/) const override { return 0; }
     std::chrono::microseconds leastAnswerTime(const ModbusRequest& request) const override;
     QString whyTooLate(const ModbusRequest& request, std::chrono::nanoseconds left) const override;
     std::chrono::milliseconds timeToTell() const override { return std::chrono::milliseconds(0); }
-
-private:
-    QModbusClient* newClient(QObject* parent) const override;
 };

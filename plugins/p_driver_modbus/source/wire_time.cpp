@@ -1,5 +1,7 @@
 #include "plugins/p_driver_modbus/source/wire_time.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr qint64 c_microsecondsPerSecond = 1000000;
@@ -52,6 +54,14 @@ qint64 frameSilence(const ModbusConfiguration& line)
 {
     return line.baudRate > c_fastestCountedRate ? c_fixedSilence
                                                 : halfCharacters(line, c_halfCharactersOfSilence);
+}
+
+std::chrono::milliseconds silenceBeforeRequest(const ModbusConfiguration& line)
+{
+    constexpr int c_countedBits = 11;
+    const int bits = bitsPerCharacter(line);
+    return std::chrono::ceil<std::chrono::milliseconds>(
+        std::chrono::microseconds(frameSilence(line) * std::max(bits, c_countedBits) / bits));
 }
 
 qint64 frameTime(const ModbusConfiguration& line, int pduSize)

@@ -1,6 +1,6 @@
-#include "plugins/p_driver_modbus/source/answer_check.h"
 #include "plugins/p_driver_modbus/source/line_drain.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
+#include "plugins/p_driver_modbus/source/modbus_frame.h"
 #include "plugins/p_driver_modbus/source/modbus_request.h"
 #include "plugins/p_driver_modbus/source/wire_time.h"
 
@@ -13,14 +13,12 @@ class TestModbusLine : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void tcpStream_data();
-    void tcpStream();
-    void rtuStream_data();
-    void rtuStream();
     void rtuAnswerLikeItsChecksum();
     void drainTimes();
     void wireTimes_data();
     void wireTimes();
+    void silenceBeforeRequests_data();
+    void silenceBeforeRequests();
 };
 
 namespace {
@@ -30,101 +28,23 @@ QByteArray hex(const char* text)
     return QByteArray::fromHex(text);
 }
 
+QByteArray bytesOf(PduView pdu)
+{
+    return {pdu.data(), static_cast<int>(pdu.size())};
+}
+
 } // namespace
-
-void TestModbusLine::tcpStream_data()
-{
-    QTest::addColumn<QByteArray>("received");
-    QTest::addColumn<bool>("complete"); // a frame is
-    QTest::addColumn<bool>("confirmed");
-    QTest::addColumn<QString>("problem");
-
-    // The client's answer is 03 02 0007 from unit 1.
-    QTest::newRow("good") << hex("0001 0000 0005 01 03020007") << true << true << "";
-    QTest::newRow("one byte short") << hex("0001 0000 0005 01 030200") << false << false
-                                    << "its length field";
-    QTest::newRow("one byte more") << hex("0001 0000 0005 01 03020007 00") << true << true << "more came";
-    QTest::newRow("another unit") << hex("0001 0000 0005 09 03020007") << true << false
-                                  << "it came from unit 9 instead of 1";
-    QTest::newRow("another protocol")
-        << hex("0001 0001 0005 01 03020007") << true << false << "its protocol identifier is 1";
-    QTest::newRow("length 0") << hex("0001 0000 0000 01 03020007") << true << false
-                              << "its length field is 0";
-    QTest::newRow("length 1") << hex("0001 0000 0001 01 03020007") << true << false
-                              << "its length field is 1";
-    QTest::newRow("length 254, incomplete")
-        << hex("0001 0000 00fe 01 03020007") << false << false << "its length field does not";
-    QTest::newRow("length 255") << hex("0001 0000 00ff 01 03020007") << false << false
-                                << "its length field is 255";
-    QTest::newRow("length too small")
-        << hex("0001 0000 0004 01 03020007") << true << false << "its length field";
-    QTest::newRow("twice") << hex("0001 0000 0005 01 03020007 0001 0000 0005 01 03020007") << true << true
-                           << "more came";
-    QTest::newRow("behind another's")
-        << hex("0000 0000 0005 01 03020001 0001 0000 0005 01 03020007") << true << false
-        << "its length field does not fit what it holds, or another frame stands before it";
-    QTest::newRow("before a broken one")
-        << hex("0001 0000 0005 01 03020007 0001 0007 0005") << true << true << "more came";
-    QTest::newRow("a part of the header") << hex("0001 0000 00") << false << false << "its length field";
-    QTest::newRow("nothing") << QByteArray() << false << false << "its length field";
-}
-
-void TestModbusLine::tcpStream()
-{
-    QFETCH(QByteArray, received);
-    QFETCH(bool, confirmed);
-    QFETCH(QString, problem);
-    QTEST(holdsTcpFrame(received), "complete");
-    const AnswerCheck check = checkTcpAnswer(received, 1, hex("020007"));
-    QCOMPARE(check.confirmed, confirmed);
-    QCOMPARE(check.pdu, confirmed ? hex("03020007") : QByteArray());
-    QCOMPARE(check.problem.isEmpty(), problem.isEmpty());
-    QVERIFY2(problem.isEmpty() || check.problem.startsWith(problem), qPrintable(check.problem));
-}
-
-void TestModbusLine::rtuStream_data()
-{
-    QTest::addColumn<QByteArray>("received");
-    QTest::addColumn<bool>("confirmed");
-    QTest::addColumn<QString>("problem");
-
-    QTest::newRow("good") << hex("01 03020007 1234") << true << "";
-    // The client takes no answer before its checksum is there.
-    QTest::newRow("one byte short") << hex("01 03020007 12") << false << "it holds no answer of unit 1";
-    QTest::newRow("one byte more") << hex("01 03020007 1234 00") << true << "more came";
-    QTest::newRow("noise before") << hex("ff 01 03020007 1234") << true << "more came";
-    QTest::newRow("the same before, from another unit")
-        << hex("05 83020007 1234 01 03020007 1234") << true << "more came";
-    QTest::newRow("another unit's behind it")
-        << hex("01 03020007 1234 05 83020007 1234") << true << "more came";
-    QTest::newRow("without a unit") << hex("03020007 1234") << false << "it holds no answer of unit 1";
-    QTest::newRow("nothing") << QByteArray() << false << "it holds no answer of unit 1";
-    QTest::newRow("a function code alone") << hex("01 03 1234") << false << "it holds no answer of unit 1";
-    QTest::newRow("another unit") << hex("02 03020007 1234") << false << "it holds no answer of unit 1";
-}
-
-void TestModbusLine::rtuStream()
-{
-    QFETCH(QByteArray, received);
-    QFETCH(bool, confirmed);
-    const AnswerCheck check = checkRtuAnswer(received, 1, hex("020007"));
-    QCOMPARE(check.confirmed, confirmed);
-    QCOMPARE(check.pdu, confirmed ? hex("03020007") : QByteArray());
-    QFETCH(QString, problem);
-    QCOMPARE(check.problem.isEmpty(), problem.isEmpty());
-    QVERIFY2(problem.isEmpty() || check.problem.startsWith(problem), qPrintable(check.problem));
-}
 
 // The checksum of this frame begins like its data ends: at the wrong place it holds another function.
 void TestModbusLine::rtuAnswerLikeItsChecksum()
 {
     const QByteArray frame = hex("06 06 11111111 1118");
-    const AnswerCheck check = checkRtuAnswer(frame, 6, hex("11111111"));
+    const AnswerCheck check = checkRtuAnswer(frame, 6);
     QVERIFY(check.confirmed);
     QCOMPARE(check.problem, QString());
-    QCOMPARE(check.pdu, hex("0611111111"));
-    // The same behind noise.
-    QCOMPARE(checkRtuAnswer(hex("ff") + frame, 6, hex("11111111")).pdu, hex("0611111111"));
+    QCOMPARE(bytesOf(check.pdu), hex("0611111111"));
+    // Behind noise nobody knows where it begins.
+    QVERIFY(!checkRtuAnswer(hex("ff") + frame, 6).confirmed);
 }
 
 void TestModbusLine::drainTimes()
@@ -212,6 +132,41 @@ void TestModbusLine::wireTimes()
     // A protocol data unit goes without the unit and the checksum.
     const qint64 together = frameTime(line, characters - 3);
     QVERIFY2(qAbs(2 * silence + together - time) <= 1, qPrintable(QString::number(together)));
+}
+
+void TestModbusLine::silenceBeforeRequests_data()
+{
+    using Parity = ModbusConfiguration::Parity;
+    QTest::addColumn<int>("baudRate");
+    QTest::addColumn<int>("parity");
+    QTest::addColumn<int>("stopBits");
+    QTest::addColumn<int>("silence"); // whole milliseconds
+    const auto row = [](const char* name, int baudRate, Parity parity, int stopBits, int silence) {
+        QTest::newRow(name) << baudRate << static_cast<int>(parity) << stopBits << silence;
+    };
+    // 11 bits at 1000 baud: 38.5 ms. Ten are not told from them.
+    row("neither parity nor a second stop bit", 1000, Parity::None, 1, 39);
+    row("a second stop bit", 1000, Parity::None, 2, 39);
+    row("parity", 1000, Parity::Even, 1, 39);
+    row("both", 1000, Parity::Odd, 2, 42);
+    row("slowest", 300, Parity::Even, 1, 129);
+    row("fastest rate whose silence is counted", 19200, Parity::Even, 1, 3);
+    row("above it", 19201, Parity::Even, 1, 2);
+    row("fastest", 4000000, Parity::None, 1, 2);
+}
+
+void TestModbusLine::silenceBeforeRequests()
+{
+    QFETCH(int, parity);
+    ModbusConfiguration line;
+    QFETCH(int, baudRate);
+    line.baudRate = baudRate;
+    line.parity = static_cast<ModbusConfiguration::Parity>(parity);
+    QFETCH(int, stopBits);
+    line.stopBits = stopBits;
+    const std::chrono::milliseconds silence = silenceBeforeRequest(line);
+    QTEST(static_cast<int>(silence.count()), "silence");
+    QVERIFY(silence >= std::chrono::microseconds(frameSilence(line)));
 }
 
 QTEST_GUILESS_MAIN(TestModbusLine)

@@ -180,12 +180,12 @@ void TestModbusTrace::record()
     const QString path = folder.filePath("session.rec");
     {
         FrameTrace record(FrameTrace::Record{path, "unit 1\nand more"});
-        record.opened("tcp");
+        record.note("open", "tcp");
         record.sent(hex("0103"));
         record.received(hex("018302"));
-        record.lost(QString(1000, 'x') + "\n");
-        record.failed("Connection refused");
-        record.left("no answer\nat all");
+        record.note("lost", QString(1000, 'x') + "\n");
+        record.note("failed", "Connection refused");
+        record.note("left", "no answer\nat all");
     }
     QByteArray text = contentOf(path);
     const QRegularExpression time("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ");
