@@ -12,7 +12,7 @@ packages=(
   qml-module-qtquick-templates2 qml-module-qtquick-layouts qml-module-qtquick-shapes
   fonts-dejavu-core      # something to write with on a machine without a desktop
   qttools5-dev qttools5-dev-tools  # translations
-  libqt5serialbus5-dev   # Modbus
+  libqt5serialbus5-dev   # the Modbus server of the simulator
   libqt5serialport5-dev  # serial lines
   libcli11-dev           # command lines
   libvalijson-dev        # JSON schema
