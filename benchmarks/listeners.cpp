@@ -117,9 +117,10 @@ bool ListeningDevices::identify()
 
 ListenRate ListeningDevices::withDevices(double seconds)
 {
+    QVector<quint64> orders;
     for (const QUuid& device : m_devices)
-        m_host.startOrder(device, QStringLiteral("listenEventsData"), {});
-    return measure(seconds, m_devices);
+        orders.append(m_host.startOrder(device, QStringLiteral("listenEventsData"), {}));
+    return measure(seconds, orders);
 }
 
 ListenRate ListeningDevices::withDriversAlone(double seconds)
@@ -128,12 +129,13 @@ ListenRate ListeningDevices::withDriversAlone(double seconds)
                             {QStringLiteral("dataSize"), c_blockSize},
                             {QStringLiteral("registerType"), QStringLiteral("holdingRegisters")},
                             {QStringLiteral("recurrentInterval"), c_listenInterval}};
+    QVector<quint64> orders;
     for (const QUuid& driver : m_drivers)
-        m_host.startOrder(driver, QStringLiteral("listen"), block);
-    return measure(seconds, m_drivers);
+        orders.append(m_host.startOrder(driver, QStringLiteral("listen"), block));
+    return measure(seconds, orders);
 }
 
-ListenRate ListeningDevices::measure(double seconds, const QList<QUuid>& objects)
+ListenRate ListeningDevices::measure(double seconds, const QVector<quint64>& orders)
 {
     Updates updates;
     const auto connection =
@@ -143,14 +145,15 @@ ListenRate ListeningDevices::measure(double seconds, const QList<QUuid>& objects
     runFor(1);
     const ListenRate rate = updates.over([seconds] { runFor(seconds); });
     QObject::disconnect(connection);
-    stop(objects);
+    stop(orders);
     return rate;
 }
 
-void ListeningDevices::stop(const QList<QUuid>& objects)
+void ListeningDevices::stop(const QVector<quint64>& orders)
 {
-    for (const QUuid& object : objects)
-        m_host.startOrder(object, QStringLiteral("stopListening"), {});
+    // Not by orders "stopListening": as many again would be more than a host runs at once.
+    for (const quint64 order : orders)
+        m_host.stopOrder(order);
     QElapsedTimer clock;
     clock.start();
     while (m_host.runningOrderCount() > 0 && clock.elapsed() < c_patience)
@@ -180,7 +183,7 @@ ListeningDevices::Deviations ListeningDevices::deviations(int periods)
     loop.exec();
     timer.stop();
     QObject::disconnect(connection);
-    stop({m_devices.first()});
+    stop({order});
     return found;
 }
 

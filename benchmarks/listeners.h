@@ -51,8 +51,8 @@ public:
 
 private:
     bool identify();
-    ListenRate measure(double seconds, const QList<QUuid>& objects);
-    void stop(const QList<QUuid>& objects);
+    ListenRate measure(double seconds, const QVector<quint64>& orders);
+    void stop(const QVector<quint64>& orders);
 
     DHost m_host;
     QString m_error;

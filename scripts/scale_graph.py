@@ -12,7 +12,8 @@ import sys
 from collections import namedtuple
 
 Row = namedtuple("Row", "devices updates share bare_share cost bare_cost memory late bare_late ready")
-Series = namedtuple("Series", "name colour values")
+# `short` are the numbers of devices that did not get every update.
+Series = namedtuple("Series", "colour values short", defaults=[()])
 
 HEAD = ("devices", "updates a second", "share of a processor", "bare clients", "an update", "bare client's", "memory of the process",
         "late, 99th percentile", "bare clients'", "connected and identified after")
@@ -23,6 +24,8 @@ GRID = f'stroke="{TEXT}" stroke-opacity="0.4"'
 PANEL_WIDTH, PANEL_HEIGHT, LEFT, TOP, GAP, BOTTOM = 290, 240, 64, 44, 96, 82
 # Points between which the straight line is drawn; it goes on to both sides.
 STRAIGHT_FROM, STRAIGHT_TO = 10, 100
+# A second; less than this part of them is short.
+UPDATES_OF_ONE, ENOUGH = 10, 0.98
 
 
 def number(text):
@@ -100,12 +103,15 @@ class Panel:
             yield f'<polyline points="{path}" fill="none" stroke="{one.colour}" stroke-width="2"/>'
             for point in one.values:
                 x, y = self.at(point).split(",")
-                yield (f'<circle cx="{x}" cy="{y}" r="3.5" fill="{one.colour}"><title>'
+                fill = "none" if point[0] in one.short else one.colour
+                yield (f'<circle cx="{x}" cy="{y}" r="3.5" fill="{fill}" stroke="{one.colour}"><title>'
                        f'{plain(point[0])} devices: {plain(point[1])} {self.unit}</title></circle>')
 
 
-def legend(y):
+def legend(y, is_short):
     x = LEFT
+    if is_short:
+        yield f'<text x="{x}" y="{y - 20}">hollow: the machine was too slow for all of the updates</text>'
     for name, colour, dashes in (("devices", BLUE, ""), ("bare clients", ORANGE, ""),
                                  (f"straight line through {STRAIGHT_FROM} and {STRAIGHT_TO} devices", TEXT,
                                   ' stroke-dasharray="5 4"')):
@@ -115,19 +121,20 @@ def legend(y):
 
 
 def graph(rows):
+    short = [row.devices for row in rows if row.updates < ENOUGH * UPDATES_OF_ONE * row.devices]
     share = Panel(LEFT, "share of a processor", "%", [
-        Series("devices", BLUE, [(row.devices, row.share) for row in rows]),
-        Series("bare clients", ORANGE, [(row.devices, row.bare_share) for row in rows])])
+        Series(BLUE, [(row.devices, row.share) for row in rows], short),
+        Series(ORANGE, [(row.devices, row.bare_share) for row in rows])])
     memory = Panel(LEFT + PANEL_WIDTH + GAP, "memory of the process", "MiB", [
-        Series("devices", BLUE, [(row.devices, row.memory) for row in rows])])
-    width, height = LEFT + 2 * PANEL_WIDTH + GAP + 24, TOP + PANEL_HEIGHT + BOTTOM
+        Series(BLUE, [(row.devices, row.memory) for row in rows])])
+    width, height = LEFT + 2 * PANEL_WIDTH + GAP + 24, TOP + PANEL_HEIGHT + BOTTOM + 20 * bool(short)
     yield (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}" '
            f'height="{height}" font-family="sans-serif" font-size="12" fill="{TEXT}" role="img">')
     yield "<title>Devices that listen at 10 Hz: share of a processor and memory against their number</title>"
     for panel in (share, memory):
         yield from panel.grid()
         yield from panel.lines()
-    yield from legend(height - 18)
+    yield from legend(height - 18, short)
     yield "</svg>"
 
 
