@@ -114,20 +114,26 @@ _mdc_bench_words() {
     done
 }
 
+# No more of a file than a configuration may have, and nothing of a pipe, which would never end.
+_mdc_bench_text() {
+    [ -f "$1" ] && head -c 4194304 -- "$1" 2>/dev/null
+}
+
 # The configuration, and the files beside it that it names.
 _mdc_bench_files() {
     local config=$1 folder name
-    [ -r "$config" ] || return
+    [ -f "$config" ] || return
     folder=$(dirname -- "$config")
     printf '%s\n' "$config"
-    sed -n '/"configurationFiles"/,/\]/p' "$config" | grep -o '"[^"]*\.json"' | tr -d '"' | while read -r name; do
-        [ -r "$folder/$name" ] && printf '%s\n' "$folder/$name"
+    _mdc_bench_text "$config" | sed -n '/"configurationFiles"/,/\]/p' | grep -o '"[^"]*\.json"' | tr -d '"' | while read -r name; do
+        [ -f "$folder/$name" ] && printf '%s\n' "$folder/$name"
     done
 }
 
+# A configuration may be somebody else's, and the shell runs what a word of its own has in $( ): plain names only.
 _mdc_bench_objects() {
     if [ -n "$1" ]; then
-        sed -n 's/.*"name": *"\([^"]*\)".*/\1/p' "$1" 2>/dev/null
+        _mdc_bench_text "$1" | sed -n 's/.*"name": *"\([A-Za-z0-9_.:+-]*\)".*/\1/p'
     else
         printf '%s\n' @OBJECTS@
     fi
@@ -140,8 +146,17 @@ _mdc_bench_channels() {
     fi
     local file
     _mdc_bench_files "$1" | while read -r file; do
-        grep -o '"id": *"[A-Za-z][A-Za-z0-9_]*"' "$file" | sed 's/.*"\([^"]*\)"$/\1/'
+        _mdc_bench_text "$file" | grep -o '"id": *"[A-Za-z][A-Za-z0-9_]*"' | sed 's/.*"\([^"]*\)"$/\1/'
     done | grep -vxE 'register|size|readRegisterType|writeRegisterType' | sort -u
+}
+
+# Names of files or folders, as they are: what the shell would run of them is quoted by it.
+_mdc_bench_paths() {
+    local name
+    while IFS= read -r name; do
+        COMPREPLY+=("$name")
+    done < <(compgen "$1" -- "$2")
+    type compopt >/dev/null 2>&1 && compopt -o filenames 2>/dev/null
 }
 
 _mdc_bench() {
@@ -181,7 +196,7 @@ _mdc_bench() {
     esac
     case "$sub" in
         "") COMPREPLY=($(compgen -W "@SUBCOMMANDS@" -- "$cur")) ;;
-        restore | compare | support) COMPREPLY=($(compgen -f -- "$cur")) ;;
+        restore | compare | support) _mdc_bench_paths -f "$cur" ;;
         run)
             if [ -z "$command" ]; then
                 COMPREPLY=($(compgen -W "@COMMANDS@" -- "$cur"))
@@ -225,6 +240,7 @@ def bash(bench):
     for name in with_value:
         option = next(option for text in [bench.help, *bench.helps.values()]
                       for option in options_of(text) if option.name == name)
+        action, reply = None, ""
         if option.values():
             action = 'compgen -W "%s"' % words(option.values())
         elif name == "--object":
@@ -234,14 +250,13 @@ def bash(bench):
         elif name == "--fault":
             action = 'compgen -W "help %s"' % words(bench.faults)
         elif option.value == "FILE":
-            action = "compgen -f"
+            reply = '_mdc_bench_paths -f "$cur"; '
         elif option.value == "DIR":
-            action = "compgen -d"
+            reply = '_mdc_bench_paths -d "$cur"; '
         elif name == "--format":
             action = 'compgen -W "table json jsonl csv"'
-        else:
-            action = None
-        reply = "COMPREPLY=($(%s -- \"$cur\")); " % action if action else ""
+        if action:
+            reply = "COMPREPLY=($(%s -- \"$cur\")); " % action
         previous.append("        %s) %sreturn ;;" % (name, reply))
     options = ['                "") options="%s" ;;' % words(option.name for option in bench.options)]
     for name, text in bench.helps.items():

@@ -17,20 +17,26 @@ _mdc_bench_words() {
     done
 }
 
+# No more of a file than a configuration may have, and nothing of a pipe, which would never end.
+_mdc_bench_text() {
+    [ -f "$1" ] && head -c 4194304 -- "$1" 2>/dev/null
+}
+
 # The configuration, and the files beside it that it names.
 _mdc_bench_files() {
     local config=$1 folder name
-    [ -r "$config" ] || return
+    [ -f "$config" ] || return
     folder=$(dirname -- "$config")
     printf '%s\n' "$config"
-    sed -n '/"configurationFiles"/,/\]/p' "$config" | grep -o '"[^"]*\.json"' | tr -d '"' | while read -r name; do
-        [ -r "$folder/$name" ] && printf '%s\n' "$folder/$name"
+    _mdc_bench_text "$config" | sed -n '/"configurationFiles"/,/\]/p' | grep -o '"[^"]*\.json"' | tr -d '"' | while read -r name; do
+        [ -f "$folder/$name" ] && printf '%s\n' "$folder/$name"
     done
 }
 
+# A configuration may be somebody else's, and the shell runs what a word of its own has in $( ): plain names only.
 _mdc_bench_objects() {
     if [ -n "$1" ]; then
-        sed -n 's/.*"name": *"\([^"]*\)".*/\1/p' "$1" 2>/dev/null
+        _mdc_bench_text "$1" | sed -n 's/.*"name": *"\([A-Za-z0-9_.:+-]*\)".*/\1/p'
     else
         printf '%s\n' mdc modbus
     fi
@@ -43,8 +49,17 @@ _mdc_bench_channels() {
     fi
     local file
     _mdc_bench_files "$1" | while read -r file; do
-        grep -o '"id": *"[A-Za-z][A-Za-z0-9_]*"' "$file" | sed 's/.*"\([^"]*\)"$/\1/'
+        _mdc_bench_text "$file" | grep -o '"id": *"[A-Za-z][A-Za-z0-9_]*"' | sed 's/.*"\([^"]*\)"$/\1/'
     done | grep -vxE 'register|size|readRegisterType|writeRegisterType' | sort -u
+}
+
+# Names of files or folders, as they are: what the shell would run of them is quoted by it.
+_mdc_bench_paths() {
+    local name
+    while IFS= read -r name; do
+        COMPREPLY+=("$name")
+    done < <(compgen "$1" -- "$2")
+    type compopt >/dev/null 2>&1 && compopt -o filenames 2>/dev/null
 }
 
 _mdc_bench() {
@@ -71,15 +86,15 @@ _mdc_bench() {
     config=${config/#\~\//$HOME/}
     COMPREPLY=()
     case "$prev" in
-        --add) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --add) _mdc_bench_paths -f "$cur"; return ;;
         --baud) return ;;
-        --config) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --config) _mdc_bench_paths -f "$cur"; return ;;
         --count) return ;;
-        --csv) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --csv) _mdc_bench_paths -f "$cur"; return ;;
         --fault) COMPREPLY=($(compgen -W "help no-answer lost late twice cut-header cut-middle short exception close reset refuse restart" -- "$cur")); return ;;
-        --folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --folder) _mdc_bench_paths -d "$cur"; return ;;
         --format) COMPREPLY=($(compgen -W "table json jsonl csv" -- "$cur")); return ;;
-        --from-csv) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --from-csv) _mdc_bench_paths -f "$cur"; return ;;
         --generation) COMPREPLY=($(compgen -W "1 2 all" -- "$cur")); return ;;
         --host) return ;;
         --interval) return ;;
@@ -88,27 +103,27 @@ _mdc_bench() {
         --name) return ;;
         --object) COMPREPLY=($(compgen -W "$(_mdc_bench_objects "$config")" -- "$cur")); return ;;
         --offset) COMPREPLY=($(compgen -W "0 -1" -- "$cur")); return ;;
-        --output) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --output) _mdc_bench_paths -f "$cur"; return ;;
         --parity) COMPREPLY=($(compgen -W "even odd none" -- "$cur")); return ;;
-        --plugins) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --plugins) _mdc_bench_paths -d "$cur"; return ;;
         --port) return ;;
         --presets) return ;;
         --press) return ;;
         --profile) COMPREPLY=($(compgen -W "mdc26-gen1v1 mdc26-gen1v2 mdc22-gen1v2 mdc32-gen1v2 mdc32-gen2 mdc22-gen2 mdc26-gen2 bm-gen1v1 bm-firmware2-gen1v1 bm-gen2 unknown-gen1v2 nameless-gen1v2 unreadable-gen1v2" -- "$cur")); return ;;
         --program-value) return ;;
-        --properties) COMPREPLY=($(compgen -f -- "$cur")); return ;;
-        --record) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --properties) _mdc_bench_paths -f "$cur"; return ;;
+        --record) _mdc_bench_paths -f "$cur"; return ;;
         --reference) return ;;
-        --report) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --report) _mdc_bench_paths -f "$cur"; return ;;
         --rotate-size) return ;;
-        --screenshot) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --screenshot) _mdc_bench_paths -f "$cur"; return ;;
         --seconds) return ;;
         --serial) return ;;
         --simulate) COMPREPLY=($(compgen -W "tcp rtu none" -- "$cur")); return ;;
         --size) return ;;
-        --snapshot-folder) COMPREPLY=($(compgen -d -- "$cur")); return ;;
+        --snapshot-folder) _mdc_bench_paths -d "$cur"; return ;;
         --timeout) return ;;
-        --trace) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --trace) _mdc_bench_paths -f "$cur"; return ;;
         --unit) return ;;
     esac
     case "$cur" in
@@ -135,7 +150,7 @@ _mdc_bench() {
     esac
     case "$sub" in
         "") COMPREPLY=($(compgen -W "demo init list commands run watch results backup restore compare panel check support" -- "$cur")) ;;
-        restore | compare | support) COMPREPLY=($(compgen -f -- "$cur")) ;;
+        restore | compare | support) _mdc_bench_paths -f "$cur" ;;
         run)
             if [ -z "$command" ]; then
                 COMPREPLY=($(compgen -W "getInfo setDirection setProgram SetTriggerProgram setLock setLockScreen listenEventsData listenMotorRunState getPresetData backup restoreBackup resetAlarm getRegister read write listen deviceInformation" -- "$cur"))

@@ -4,6 +4,7 @@
     test_shell_texts.py SOURCE_FOLDER MDC_BENCH MDC_SIMULATOR
 """
 
+import json
 import os
 import shutil
 import subprocess
@@ -78,6 +79,40 @@ class ShellTexts(unittest.TestCase):
                 ended = run("bash", "-c", BASH, "bash", os.path.join(COMPLETIONS, "mdc-bench.bash"), typed)
                 self.assertEqual(ended.stderr, "")
                 self.expect(ended.stdout.split(), wanted, unwanted)
+
+    def offered_by_bash(self, typed, folder):
+        ended = subprocess.run(["bash", "-c", BASH, "bash", os.path.join(COMPLETIONS, "mdc-bench.bash"), typed],
+                               capture_output=True, text=True, timeout=20, check=False, cwd=folder)
+        self.assertEqual(ended.stderr, "")
+        return ended.stdout.splitlines()
+
+    def test_names_of_a_configuration_are_not_run(self):
+        with tempfile.TemporaryDirectory() as folder:
+            names = ["plain", "$(touch ran)", "`touch ran`", "a$(touch ran)", "*", "${x:-$(touch ran)}", ";touch ran",
+                     "line-3.left"]
+            with open(os.path.join(folder, "evil.json"), "w", encoding="utf-8") as text:
+                json.dump({"objects": [{"name": name} for name in names],
+                           "channels": [{"id": name} for name in names]}, text, indent=1)
+            for typed, wanted in (("mdc-bench --config evil.json run getInfo --object ", ["line-3.left", "plain"]),
+                                  ("mdc-bench --config evil.json run getRegister channel=", ["plain"])):
+                with self.subTest(typed):
+                    self.assertEqual(sorted(self.offered_by_bash(typed, folder)), wanted)
+                    self.assertEqual(os.listdir(folder), ["evil.json"])
+
+    def test_a_pipe_as_configuration_holds_nothing_up(self):
+        with tempfile.TemporaryDirectory() as folder:
+            os.mkfifo(os.path.join(folder, "pipe.json"))
+            for typed in ("mdc-bench --config pipe.json run getInfo --object ",
+                          "mdc-bench --config pipe.json run getRegister channel="):
+                with self.subTest(typed):
+                    self.assertEqual([name for name in self.offered_by_bash(typed, folder) if name], [])
+
+    def test_files_are_offered_by_their_whole_names(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("of line 3.csv", "of$(touch ran).csv", "of*.csv"):
+                with open(os.path.join(folder, name), "w", encoding="utf-8"):
+                    pass
+            self.assertEqual(sorted(self.offered_by_bash("mdc-bench restore of", folder)), sorted(os.listdir(folder)))
 
     @unittest.skipUnless(shutil.which("fish"), "fish is not installed")
     def test_fish(self):
