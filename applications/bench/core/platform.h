@@ -15,5 +15,8 @@ std::optional<int> terminalRows(FILE* stream);
 // Of whoever runs the program, when the environment does not say it; empty where only that does.
 std::string accountName();
 
+// The process ends with this exit code when it has not ended so long from now.
+void limitEnd(int exitCode, int seconds);
+
 // A file that may not grow is told as a disk that is full is, and does not end the program.
 void ignoreFileSizeSignal();

@@ -6,6 +6,17 @@
 #include <unistd.h>
 #include <vector>
 
+namespace {
+
+volatile std::sig_atomic_t s_endCode = 0;
+
+extern "C" void endNow(int)
+{
+    _exit(s_endCode);
+}
+
+} // namespace
+
 bool isTerminal(FILE* stream)
 {
     return isatty(fileno(stream)) != 0;
@@ -36,6 +47,13 @@ std::string accountName()
     const bool isKnown =
         getpwuid_r(geteuid(), &account, texts.data(), texts.size(), &found) == 0 && found != nullptr;
     return isKnown ? account.pw_name : std::string();
+}
+
+void limitEnd(int exitCode, int seconds)
+{
+    s_endCode = exitCode;
+    std::signal(SIGALRM, &endNow);
+    alarm(static_cast<unsigned>(seconds));
 }
 
 void ignoreFileSizeSignal()

@@ -1,6 +1,7 @@
 #include "applications/bench/core/platform.h"
 
 #include <io.h>
+#include <thread>
 #include <windows.h>
 
 bool isTerminal(FILE* stream)
@@ -37,6 +38,15 @@ std::string accountName()
 {
     // %USERNAME% is always there.
     return {};
+}
+
+void limitEnd(int exitCode, int seconds)
+{
+    constexpr DWORD c_second = 1000; // ms
+    std::thread([exitCode, seconds] {
+        Sleep(static_cast<DWORD>(seconds) * c_second);
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
+    }).detach();
 }
 
 void ignoreFileSizeSignal()

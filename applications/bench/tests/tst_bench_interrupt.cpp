@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -158,6 +159,57 @@ private Q_SLOTS:
         }
         QVERIFY(child > 0);
         QTRY_COMPARE_WITH_TIMEOUT(exitCodeOf(child), 0, c_programTimeout);
+    }
+
+    void slowNameServer_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<int>("code");
+        QTest::newRow("waited for") << 0 << 5;
+        QTest::newRow("Ctrl-C") << SIGINT << 130;
+        QTest::newRow("a request to terminate") << SIGTERM << 130;
+    }
+
+    // The look-up goes on after the program has given up, and nobody may have to wait for it.
+    void slowNameServer() // docs/security.md
+    {
+        QFETCH(int, signal);
+        QFETCH(int, code);
+        const QString folder = QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations/");
+        QFile sample(folder + "bench.json");
+        QVERIFY(sample.open(QIODevice::ReadOnly));
+        const QTemporaryDir own;
+        QFile bench(own.filePath("bench.json"));
+        QVERIFY(bench.open(QIODevice::WriteOnly));
+        bench.write(sample.readAll()
+                        .replace("127.0.0.1", "controller.invalid")
+                        .replace("\"register_", '"' + folder.toUtf8() + "register_")
+                        .replace("\"parameters", '"' + folder.toUtf8() + "parameters")
+                        .replace("\"backup_", '"' + folder.toUtf8() + "backup_"));
+        bench.close();
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LD_PRELOAD", MDC_SLOW_NAMES);
+        process.setProcessEnvironment(environment);
+        QStringList arguments{"--config", bench.fileName(), "-v", "run", "getInfo"};
+        if (signal == 0)
+            arguments += {"--timeout", "300"};
+        process.start(c_program, arguments);
+        QVERIFY(process.waitForStarted());
+        process.setReadChannel(QProcess::StandardError);
+        QByteArray seen;
+        if (signal != 0) {
+            QTRY_VERIFY_WITH_TIMEOUT((seen += process.readAll()).contains("as the object is configured"),
+                                     c_programTimeout);
+            QCOMPARE(::kill(static_cast<pid_t>(process.processId()), signal), 0);
+        }
+        const bool hasEnded = process.waitForFinished(c_programTimeout);
+        seen += process.readAll();
+        if (!hasEnded)
+            process.kill();
+        QVERIFY2(hasEnded, seen.constData());
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QVERIFY2(process.exitCode() == code, seen.constData());
     }
 
     void secondInterruptEndsAtOnce()
