@@ -17,7 +17,7 @@ namespace {
 
 // For what is left when all is said and written. Leaks are looked for then, which takes its time.
 #ifdef MDC_SANITIZED
-constexpr int c_endLimit = 60; // s
+constexpr int c_endLimit = 5; // s
 #else
 constexpr int c_endLimit = 1; // s
 #endif
