@@ -148,8 +148,17 @@ private:
     {
         QByteArray text;
         QString reason;
+        if (m_textSize > c_configurationTotalLimit)
+            return {};
         if (!readConfigurationText(path, &text, &reason)) {
             fail(path, {}, reason);
+            return {};
+        }
+        m_textSize += text.size();
+        if (m_textSize > c_configurationTotalLimit) {
+            fail(path, {},
+                 QStringLiteral("with this file the configuration has more than %1 bytes; take some away")
+                     .arg(c_configurationTotalLimit));
             return {};
         }
         const DJsonScan scan = scanJson(text);
@@ -396,6 +405,7 @@ private:
 
     const DPluginKinds& m_kinds;
     QHash<QString, QJsonObject> m_parts; // by their paths
+    qint64 m_textSize = 0;               // of all files so far
     QList<DConfigurationError> m_errors;
     QStringList m_exceeded; // limits that have been told
     int m_channels = 0;

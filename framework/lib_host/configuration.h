@@ -35,6 +35,8 @@ using DPluginKinds = QHash<QUuid, DAbstractPlugin*>;
 
 // The most bytes that a file of a configuration has: the bundled ones have a hundredth of it.
 constexpr qint64 c_configurationSizeLimit = 4 << 20;
+// The most bytes that all its files have together.
+constexpr qint64 c_configurationTotalLimit = 32 << 20;
 // The most objects; the most files that one of them names.
 constexpr int c_objectsLimit = 1000;
 constexpr int c_objectFilesLimit = 100;

@@ -128,9 +128,10 @@ private Q_SLOTS:
     void everyKeyMisspelt();
     void missingFile();
     void folder();
-    void endless();       // docs/security.md
-    void sizeLimit();     // docs/security.md
-    void zeroCharacter(); // docs/security.md
+    void endless();        // docs/security.md
+    void sizeLimit();      // docs/security.md
+    void totalSizeLimit(); // docs/security.md
+    void zeroCharacter();  // docs/security.md
     void countLimits_data();
     void countLimits();  // docs/security.md
     void entriesLimit(); // docs/security.md
@@ -587,6 +588,30 @@ void tst_Configuration::sizeLimit()
         QCOMPARE(loaded.errors.isEmpty(), size == c_configurationSizeLimit);
         QVERIFY(loaded.errors.isEmpty() || loaded.errors.at(0).message.contains("4194304 bytes"));
     }
+}
+
+void tst_Configuration::totalSizeLimit()
+{
+    QJsonArray names{"map.json"};
+    for (int i = 1; i <= 8; ++i)
+        names.append(QString("part%1.json").arg(i));
+    QJsonObject bench = objectFrom(c_bench);
+    bench = replaced(bench, {"objects", "1", "configurationFiles"}, names).toObject();
+    const QByteArray main = QJsonDocument(bench).toJson();
+    write("bench.json", main);
+    qint64 left = c_configurationTotalLimit - main.size() - QByteArray(c_map).size();
+    for (int i = 1; i <= 8; ++i) {
+        const qint64 size = std::min(left, c_configurationSizeLimit);
+        left -= size;
+        write(QString("part%1.json").arg(i), QByteArray("{}").leftJustified(static_cast<int>(size)));
+    }
+    QCOMPARE(left, 0);
+    QCOMPARE(errorText(load(path("bench.json")).errors), QString());
+    write("bench.json", main + ' ');
+    const QList<DConfigurationError> errors = load(path("bench.json")).errors;
+    QCOMPARE(errors.size(), 1);
+    QCOMPARE(errors.at(0).file, path("part8.json"));
+    QVERIFY(errors.at(0).message.contains("more than 33554432 bytes"));
 }
 
 void tst_Configuration::noJson()
