@@ -150,7 +150,8 @@ python3 scripts/windows/check_package.py "$build/package/$name"
 python3 scripts/windows/check_hardened.py "$build/package/$name"
 rm -f "$build/$name.zip"
 (cd "$build/package" && zip -q -r "$build/$name.zip" "$name")
-makensis -V2 -DVERSION="$version" -DSOURCE="$build/package/$name" -DOUTPUT="$build/$name-setup.exe" \
+python3 scripts/windows/installed_files.py "$build/package/$name" >"$build/installed_files.nsh"
+makensis -V2 -DVERSION="$version" -DSOURCE="$build/package/$name" -DFILES="$build/installed_files.nsh" -DOUTPUT="$build/$name-setup.exe" \
   scripts/windows/installer.nsi
 
 step "the package under Wine, on a controller simulated on Linux"

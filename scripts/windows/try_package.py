@@ -311,14 +311,47 @@ class Trial:
         result = self.under_wine(program, ["run", "getInfo"])
         self.expect(result.returncode == 0, "what it has installed runs", self.told(result))
         (on_disk / "mine.json").write_text("{}")
-        self.under_wine(on_disk / "uninstall.exe", ["/S"])
+        bench = on_disk / "configurations" / "bench.json"
+        for change in ("first", "second"):
+            bench.write_text(change)
+            self.under_wine(self.installer, ["/S"])
+        kept = [on_disk / name / "bench.json" for name in ("configurations.before", "configurations.before2")]
+        self.expect([path.read_text() if path.exists() else None for path in kept] == ["first", "second"] and
+                    bench.read_text() != "second" and (on_disk / "mine.json").exists(),
+                    "installed again, it keeps configurations that were changed")
+        self.uninstall(on_disk)
+        left = sorted(str(path.relative_to(on_disk)) for path in on_disk.rglob("*") if path.is_file())
+        self.expect("mine.json" in left and all(name == "mine.json" or name.startswith("configurations.before")
+                                                for name in left), f"the uninstaller leaves what is the user's: {left}")
+
+    def uninstall(self, folder):
+        self.under_wine(folder / "uninstall.exe", ["/S"])
         # It goes on from a copy of itself when it has returned.
         deadline = time.monotonic() + 30
-        left = None
-        while left != ["mine.json"] and time.monotonic() < deadline:
+        while (folder / "uninstall.exe").exists() and time.monotonic() < deadline:
             time.sleep(0.2)
-            left = sorted(path.name for path in on_disk.glob("*")) if on_disk.exists() else []
-        self.expect(left == ["mine.json"], f"the uninstaller leaves what is the user's: {', '.join(left)}")
+
+    def install_beside_others(self):
+        """Into folders of other programs: nothing of theirs is replaced or removed."""
+        drive = self.build / "wine" / "drive_c"
+        theirs = {"uninstall.exe": "theirs", "bin/theirs.exe": "theirs", "docs/report.txt": "theirs"}
+        for name, files in (("Taken", theirs), ("Shared", {name: text for name, text in theirs.items() if "/" in name})):
+            folder = drive / name
+            shutil.rmtree(folder, ignore_errors=True)
+            for file, text in files.items():
+                (folder / file).parent.mkdir(parents=True, exist_ok=True)
+                (folder / file).write_text(text)
+            result = self.under_wine(self.installer, ["/S", f"/D=C:\\{name}"])
+            if name == "Shared":
+                self.expect(result.returncode == 0 and (folder / "bin" / "mdc-bench.exe").exists(),
+                            "the installer, into a folder with files of others", self.told(result))
+                self.uninstall(folder)
+            else:
+                self.expect(result.returncode == 3, "the installer refuses a folder with another program's uninstaller",
+                            self.told(result))
+            left = {path.relative_to(folder).as_posix(): path.read_text() if path.stat().st_size < 100 else "long"
+                    for path in folder.rglob("*") if path.is_file()}
+            self.expect(left == files, f"files of others in it: {sorted(left)[:4]}")
 
     def run(self):
         self.unpack()
@@ -330,6 +363,7 @@ class Trial:
         self.loader()
         if self.installer:
             self.install()
+            self.install_beside_others()
 
 
 def main(arguments):
