@@ -357,8 +357,8 @@ void tst_BenchBackup::backupFails()
     QFETCH(QString, reason);
     QVERIFY(m_simulator->faults().add(fault));
     // The request's limit and not the order's, which both would end it at the same moment.
-    QVERIFY(writeFile(m_config,
-                      contentOf(m_config).replace("\"transport\"", "\"answerTimeout\": 1000, \"transport\"")));
+    QVERIFY(writeFile(
+        m_config, contentOf(m_config).replace("\"transport\"", "\"answerTimeout\": 1000, \"transport\"")));
     const BenchEnd end = run({"backup", "--folder", m_folder->path()});
     QVERIFY2(end.exitCode == code, everything(end).constData());
     QCOMPARE(end.out, QString());
