@@ -251,10 +251,11 @@ void BenchCheck::proveWrites(const CheckedDevice& checked, const ConnectedContro
     const auto ask = [this](const QString& text) {
         return !m_interrupt.requested() && (m_options.isAgreed || agreesTo(text, m_console, m_interrupt));
     };
-    const QList<ProbeFinding> findings = ::proveWrites(
-        checked.configuration, controller,
-        {driverReader(m_session, driver, terms), driverWriter(m_session, driver, terms), ask, passTime},
-        known);
+    const QList<ProbeFinding> findings =
+        ::proveWrites(checked.configuration, controller,
+                      {driverReader(m_session, driver, terms), driverWriter(m_session, driver, terms), ask,
+                       passTime, [this] { return m_interrupt.requested(); }},
+                      known);
     for (const ProbeFinding& found : findings)
         m_report.add(found.finding, found.code);
 }

@@ -130,6 +130,7 @@ private:
     const QString m_motor;
     const WriteMeans& m_means;
     const QList<Finding>& m_known;
+    mutable bool m_isSilent = false; // the last read had no answer
     QMap<QString, int> m_before;
     QList<ProbeFinding> m_findings;
 };
@@ -139,7 +140,10 @@ std::optional<int> Proof::read(const QString& channel) const
     const Place place = placeOf(m_configuration, channel, ChannelEntry::ReadType);
     if (!place.isKnown())
         return std::nullopt;
+    if (m_isSilent && m_means.isInterrupted && m_means.isInterrupted())
+        return std::nullopt;
     const ReadReply reply = m_means.read({place.address, 1, place.type});
+    m_isSilent = !reply.isDone() && reply.code != ExitCode::Refused;
     return reply.isDone() ? std::optional(reply.values.constFirst()) : std::nullopt;
 }
 

@@ -25,6 +25,8 @@ struct WriteMeans
     RegisterWriter write;
     std::function<bool(const QString& text)> ask;
     std::function<void(int milliseconds)> wait;
+    // Somebody has had enough: what was written is still put back, but nobody who is silent is waited for.
+    std::function<bool()> isInterrupted = {};
 };
 
 // Proves the channels that are written: each is written a value that the channel of its state does not show,

@@ -762,6 +762,33 @@ private Q_SLOTS:
         }
     }
 
+    // One read that is not answered is enough for who has had enough.
+    void interruptedAndSilent()
+    {
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        int written = 0;
+        int reads = 0;
+        const RegisterReader answered = readerOf(controller, {});
+        const auto read = [&](const ReadRequest& request) -> ReadReply {
+            if (written == 0)
+                return answered(request);
+            ++reads;
+            return {ExitCode::TimedOut, {}, "no answer", 0};
+        };
+        const QList<ProbeFinding> findings =
+            proveWrites(configuration, c_connected,
+                        {read, writerOf(controller, &written),
+                         [](const QString& text) { return text.contains("\"lockChangeV2\""); }, [](int) {},
+                         [&] { return written > 0; }},
+                        {});
+        QCOMPARE(reads, 1);
+        QVERIFY(std::any_of(findings.cbegin(), findings.cend(), [](const ProbeFinding& one) {
+            return one.finding.message.contains("1 is in it now");
+        }));
+    }
+
     void everyMistakeIsDocumented()
     {
         QStringList names;
