@@ -50,6 +50,9 @@ OrderEnd OrderRun::run(const QString& command, const QVariantMap& arguments)
     const bool isLate = m_terms.timeout > 0 && elapsed.elapsed() >= m_terms.timeout - c_early;
     if (isLate && !m_end.outcome.ok)
         m_end.exceededBound = m_terms.timeout;
+    // A driver's own write has no instructions: it is one.
+    if (m_plugin.pluginType() == IPlugin::CeTypeDriver)
+        m_end.writes.add(command, arguments, m_end.outcome);
     failWithoutUpdates();
     failWithObjection();
     m_end.code = exitCodeFor(m_end.outcome);
