@@ -39,6 +39,22 @@ QList<QObject*> fieldsOf(const QQuickItem& page)
     return fields;
 }
 
+// An answer that could be read has a version, of devices that tell one. Without it the plug-in takes the
+// controller for one of the first generation, and the page would write that one's registers.
+bool tellsWhoItIs(const QVariantMap& results)
+{
+    for (const QVariant& result : results) {
+        const QVariantList entries = result.toList();
+        for (const QVariant& entry : entries) {
+            const QVariantMap map = entry.toMap();
+            if (map.value(QStringLiteral("id")) == QLatin1String("version") &&
+                map.value(QStringLiteral("value")).toString().isEmpty())
+                return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 PanelPage::PanelPage(QQmlEngine& engine, const PanelDevice& device)
@@ -183,8 +199,9 @@ void PanelPage::instructionEnded(quint64 id, const QString& /*commandName*/, con
     if (id != m_identification)
         return;
     m_identification = 0;
-    if (!outcome.ok) {
-        tellFrame("identificationFailure", outcome.errorMessage);
+    const QString unreadable = QStringLiteral("the controller gave an answer that no known controller gives");
+    if (!outcome.ok || !tellsWhoItIs(outcome.results)) {
+        tellFrame("identificationFailure", outcome.ok ? unreadable : outcome.errorMessage);
         m_retry.start();
         return;
     }

@@ -25,6 +25,7 @@ private Q_SLOTS:
     void identification();
     void anotherControllerAfterALostLink();
     void identifiedBeforeAnythingIsRead();
+    void unreadableIdentification(); // docs/security.md
     void aPollOfTheConnectionBefore();
     void awaitedValues();
     void noAgeWithoutValues();
@@ -176,6 +177,24 @@ void TestPanelFrame::identification()
     host.identifies = true;
     QTRY_VERIFY(window.page().isComplete());
     QVERIFY(!window.isShown("idReason"));
+    QVERIFY(window.item(c_lock)->isEnabled());
+}
+
+// Generation 1's registers are no guess to switch a tool by.
+void TestPanelFrame::unreadableIdentification()
+{
+    PageHost host;
+    host.identityNames = QStringList{"controllerModel", "version"};
+    host.model = "????";
+    host.serialNumber = ""; // the value of the second one
+    Window window(host);
+    QTRY_COMPARE(window.text("idReason.idTitle"), QString("panel_reason_unidentified"));
+    QVERIFY(window.text("idReason.idDetail").contains("no known controller"));
+    QVERIFY(!window.item(c_lock)->isEnabled());
+    QCOMPARE(host.counts.value("getRegister"), 0);
+    host.model = "MDC-32";
+    host.serialNumber = "4.01.2";
+    QTRY_VERIFY(window.page().isComplete());
     QVERIFY(window.item(c_lock)->isEnabled());
 }
 
