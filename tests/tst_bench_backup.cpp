@@ -3,6 +3,7 @@
 #include "plugins/p_device_mdc/model/backup_file.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
+#include "tests/support/swapped_controllers.h"
 
 #include <QDate>
 #include <QDir>
@@ -15,7 +16,6 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
-#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
@@ -147,50 +147,6 @@ BackupFile backupAt(const QString& path)
     QFile file(path);
     return file.open(QIODevice::ReadOnly | QIODevice::Text) ? readBackup(file, nullptr).file : BackupFile();
 }
-
-// Two controllers at one address: from the n-th identification on the second one answers.
-class SwappedControllers
-{
-public:
-    SwappedControllers(quint16 first, quint16 second, int swap)
-        : m_first(first)
-        , m_second(second)
-        , m_swap(swap)
-    {
-        QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] { relay(); });
-    }
-
-    bool listen() { return m_server.listen(QHostAddress::LocalHost); }
-    quint16 port() const { return m_server.serverPort(); }
-
-private:
-    void relay()
-    {
-        QTcpSocket* const client = m_server.nextPendingConnection();
-        QTcpSocket* const sockets[] = {new QTcpSocket(client), new QTcpSocket(client)};
-        sockets[0]->connectToHost(QHostAddress::LocalHost, m_first);
-        sockets[1]->connectToHost(QHostAddress::LocalHost, m_second);
-        for (QTcpSocket* const socket : sockets)
-            QObject::connect(socket, &QTcpSocket::readyRead, client,
-                             [client, socket] { client->write(socket->readAll()); });
-        QObject::connect(
-            client, &QTcpSocket::readyRead, client, [this, client, first = sockets[0], second = sockets[1]] {
-                constexpr int c_functionOffset = 7;
-                constexpr char c_reportServerId = 0x11;
-                // The driver sends one request at a time.
-                const QByteArray request = client->readAll();
-                if (request.size() > c_functionOffset && request.at(c_functionOffset) == c_reportServerId)
-                    ++m_identifications;
-                (m_identifications < m_swap ? first : second)->write(request);
-            });
-    }
-
-    QTcpServer m_server;
-    const quint16 m_first;
-    const quint16 m_second;
-    const int m_swap;
-    int m_identifications = 0;
-};
 
 QList<int> numbers(int first, int count)
 {
@@ -491,6 +447,8 @@ void tst_BenchBackup::anotherControllerAnswers_data()
     row("at the reading back", 4, "mdc32-gen2", Layout::Bytes12, {"--presets", "3", "--verify"}, 40,
         c_serials);
     row("at a preview", 2, "mdc32-gen2", Layout::Bytes12, {"--presets", "3", "--dry-run"}, 0, c_serials);
+    row("at a backup", 2, "mdc22-gen2", Layout::Bytes13, {"backup", "--name", "x"}, 0,
+        "MDC-22, generation 2");
     row("another model", 3, "mdc22-gen2", Layout::Bytes13, {"--presets", "3"}, 0, "MDC-22, generation 2");
     row("another firmware", 3, "mdc32-gen1v2", Layout::Bytes13, {"--presets", "3"}, 0,
         "MDC-32, generation 1");
@@ -511,19 +469,25 @@ void tst_BenchBackup::anotherControllerAnswers()
     another.layout = layout;
     Simulator other(deviceConfiguration(sampleBench()), another);
     QVERIFY(other.listenTcp());
-    SwappedControllers swapped(m_simulator->tcpPort(), other.tcpPort(), swap);
+    SwappedControllers swapped(m_simulator->tcpPort(), other.tcpPort(),
+                               SwappedControllers::By::Identification, swap);
     QVERIFY(swapped.listen());
     const QByteArray port = "\"port\": " + QByteArray::number(m_simulator->tcpPort());
     QByteArray bench = contentOf(m_config);
     QVERIFY(bench.contains(port));
     QVERIFY(writeFile(m_config, bench.replace(port, "\"port\": " + QByteArray::number(swapped.port()))));
-    const BenchEnd end = run(QStringList{"restore", file} + options);
+    const QStringList before = files();
+    const BenchEnd end =
+        run(options.startsWith("backup") ? options + QStringList{"--folder", m_folder->path()}
+                                         : QStringList{"restore", file} + options);
     QVERIFY2(end.exitCode == 1, everything(end).constData());
     for (const QString& part : {QString("another controller answers"), QString("MDC-32, generation 2"), told,
                                 QString("serial number 1907150042")})
         QVERIFY2(end.err.contains(part), everything(end).constData());
-    QVERIFY2(written > 0 || options.contains("--dry-run") || end.err.contains("nothing was written"),
+    QVERIFY2(written > 0 || options.contains("--dry-run") || options.contains("backup") ||
+                 end.err.contains("nothing was written"),
              everything(end).constData());
+    QVERIFY(!options.contains("backup") || files() == before);
     QCOMPARE(writtenRegisters().size(), written);
     QVERIFY(other.controller().writes().isEmpty());
 }

@@ -6,6 +6,7 @@
 #include "tests/support/bench_fixture.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/disk_faults.h"
+#include "tests/support/swapped_controllers.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
@@ -53,6 +54,7 @@ private Q_SLOTS:
     void resetOfASwappedController();
     void replacedByASwappedController();
     void resetOfUnknownOrigin();
+    void anotherControllerAfterALostLink(); // docs/security.md
 
 private:
     QStringList m_commands; // of the built plug-in
@@ -115,6 +117,17 @@ public:
         return endOf(*startBench(
             QStringList{"--config", config(simulator), "--properties", properties(), "run", c_trigger} +
             arguments));
+    }
+
+    // Whoever asks for the first one is led to this port.
+    bool leadTo(quint16 port) const
+    {
+        QFile file(config(first()));
+        if (!file.open(QIODevice::ReadWrite))
+            return false;
+        const QByteArray text = file.readAll().replace("\"port\": " + QByteArray::number(first().tcpPort()),
+                                                       "\"port\": " + QByteArray::number(port));
+        return file.resize(0) && file.seek(0) && file.write(text) == text.size();
     }
 
     Simulator& first() const { return *m_first; }
@@ -864,6 +877,32 @@ void tst_DeviceCommands::resetOfUnknownOrigin()
 
     const BenchEnd unnoted = bench.run(bench.first(), {"--no-identify"});
     QVERIFY2(unnoted.err.contains("a reset needs --force"), qPrintable(unnoted.err));
+}
+
+// One byte too many behind the identification is enough to lose the link, and behind the next one may be
+// anybody.
+void tst_DeviceCommands::anotherControllerAfterALostLink()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    const QVariantList original = triggerRegisters(bench.first());
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    const QVariantList others = changeTriggerRegisters(bench.second());
+    SwappedControllers swapped(bench.first().tcpPort(), bench.second().tcpPort(),
+                               SwappedControllers::By::Connection, 4);
+    QVERIFY(swapped.listen() && bench.leadTo(swapped.port()));
+    QVERIFY(bench.first().faults().add("twice@once"));
+    const BenchEnd same = bench.run(bench.first(), {"resetMode=true"});
+    QVERIFY2(same.exitCode == 0, qPrintable(same.out + same.err));
+    QCOMPARE(triggerRegisters(bench.first()), original);
+
+    QVERIFY(bench.first().faults().add("twice@once"));
+    const BenchEnd end = bench.run(bench.first(), {"resetMode=true"});
+    QVERIFY2(end.exitCode == 1, qPrintable(end.out + end.err));
+    for (const char* const part : {"another controller answers", "1907150042", "nothing was written"})
+        QVERIFY2(end.err.contains(part), qPrintable(end.err));
+    QCOMPARE(triggerRegisters(bench.second()), others);
+    QCOMPARE(bench.second().controller().acceptedWriteCount(), qint64(0));
 }
 
 QTEST_GUILESS_MAIN(tst_DeviceCommands)

@@ -13,16 +13,6 @@ const QString c_backup = QStringLiteral("backup");
 const QString c_read = QStringLiteral("read");
 const QString c_getInfo = QStringLiteral("getInfo");
 
-QString textOf(const DeviceInformation& information)
-{
-    const auto known = [](const QString& text) { return text.isEmpty() ? QStringLiteral("unknown") : text; };
-    return QStringLiteral("%1, generation %2, firmware %3, serial number %4")
-        .arg(information.controllerModel.isEmpty() ? QStringLiteral("an unknown model")
-                                                   : information.controllerModel)
-        .arg(information.softwareVersion)
-        .arg(known(information.version), known(information.screwdriverSN));
-}
-
 } // namespace
 
 BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands,
@@ -42,9 +32,7 @@ BackupDevice openBackupDevice(BenchSession& session, Console& console, const QSt
     if (identified.code != ExitCode::Done)
         return device;
     device.plugin = plugin;
-    device.information =
-        deviceInformation(identified.outcome.results.value(QStringLiteral("deviceInformation")))
-            .value_or(DeviceInformation());
+    device.information = identityOf(identified.outcome);
     device.modelName = configurationModelName(device.information).value_or(QString());
     device.configuration = session.describe(*plugin).configuration;
     device.rangeText = rangeText(device.configuration, device.modelName);
@@ -57,14 +45,7 @@ QString anotherController(const BackupDevice& device, const QString& instruction
 {
     if (instruction != c_getInfo || !outcome.ok)
         return {};
-    const DeviceInformation& planned = device.information;
-    const DeviceInformation now =
-        deviceInformation(outcome.results.value(QStringLiteral("deviceInformation")))
-            .value_or(DeviceInformation());
-    if (now.screwdriverSN == planned.screwdriverSN && now.controllerModel == planned.controllerModel &&
-        now.softwareVersion == planned.softwareVersion && now.version == planned.version)
-        return {};
-    return QStringLiteral("another controller answers: %1, instead of %2").arg(textOf(now), textOf(planned));
+    return anotherController(device.information, identityOf(outcome));
 }
 
 TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,

@@ -2,6 +2,20 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+namespace {
+
+QString textOf(const DeviceInformation& information)
+{
+    const auto known = [](const QString& text) { return text.isEmpty() ? QStringLiteral("unknown") : text; };
+    return QStringLiteral("%1, generation %2, firmware %3, serial number %4")
+        .arg(information.controllerModel.isEmpty() ? QStringLiteral("an unknown model")
+                                                   : information.controllerModel)
+        .arg(information.softwareVersion)
+        .arg(known(information.version), known(information.screwdriverSN));
+}
+
+} // namespace
+
 DAbstractPlugin* deviceWithCommands(const BenchSession& session, const QStringList& commands,
                                     Console& console)
 {
@@ -33,4 +47,18 @@ OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int time
     if (!remedyFor(end.code).isEmpty())
         console.hint(remedyFor(end.code));
     return end;
+}
+
+DeviceInformation identityOf(const DOrderOutcome& outcome)
+{
+    return deviceInformation(outcome.results.value(QStringLiteral("deviceInformation")))
+        .value_or(DeviceInformation());
+}
+
+QString anotherController(const DeviceInformation& before, const DeviceInformation& now)
+{
+    if (now.screwdriverSN == before.screwdriverSN && now.controllerModel == before.controllerModel &&
+        now.softwareVersion == before.softwareVersion && now.version == before.version)
+        return {};
+    return QStringLiteral("another controller answers: %1, instead of %2").arg(textOf(now), textOf(before));
 }

@@ -14,6 +14,8 @@
 #include <lib_plugins_management/driver_contract.h>
 #include <lib_plugins_management/variant_conversion.h>
 
+#include <algorithm>
+
 namespace {
 
 const QString c_getInfo = QStringLiteral("getInfo");
@@ -58,9 +60,10 @@ ExitCode CommandRun::run()
     if (opened != ExitCode::Done)
         return opened;
     using Step = ExitCode (CommandRun::*)();
-    const Step steps[] = {&CommandRun::chooseObject, &CommandRun::findCommand, &CommandRun::convertArguments,
-                          &CommandRun::findSaved,    &CommandRun::identify,    &CommandRun::compareOrigin,
-                          &CommandRun::checkNeeds};
+    const Step steps[] = {&CommandRun::chooseObject,     &CommandRun::findCommand,
+                          &CommandRun::convertArguments, &CommandRun::findSaved,
+                          &CommandRun::identify,         &CommandRun::compareOrigin,
+                          &CommandRun::checkNeeds,       &CommandRun::confirmIdentity};
     for (const Step step : steps) {
         const ExitCode code = (this->*step)();
         if (code != ExitCode::Done)
@@ -146,8 +149,15 @@ ExitCode CommandRun::identify()
     if (!isWanted)
         return ExitCode::Done;
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
+    const int before = connections().value_or(0);
     const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
     m_serial = m_session.serialOf(*m_plugin);
+    m_identity = identityOf(end.outcome);
+    m_isIdentified = true;
+    // With more than the first connection nobody knows which one the answer came by.
+    const std::optional<int> after = connections();
+    if (after && *after <= std::max(before, 1))
+        m_identifiedBy = after;
     return end.code == ExitCode::Done ? judgeIdentification() : end.code;
 }
 
@@ -172,6 +182,35 @@ ExitCode CommandRun::judgeIdentification()
     m_console.hint(QStringLiteral("look whether it is a controller of a supported family and what else is on "
                                   "its line; --force uses the registers of generation 1"));
     return ExitCode::NotConnected;
+}
+
+std::optional<int> CommandRun::connections() const
+{
+    const DAbstractPlugin* const driver = m_session.driverOf(*m_plugin);
+    if (driver == nullptr || !isConnected(*driver))
+        return std::nullopt;
+    return driver->getProperty(driver_contract::c_statistics, QVariant())
+        .toMap()
+        .value(driver_contract::c_connections)
+        .toInt();
+}
+
+ExitCode CommandRun::confirmIdentity()
+{
+    if (!m_isIdentified || (m_identifiedBy && connections() == m_identifiedBy))
+        return ExitCode::Done;
+    const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
+    const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
+    if (end.code != ExitCode::Done)
+        return end.code;
+    const QString another = anotherController(m_identity, identityOf(end.outcome));
+    if (another.isEmpty())
+        return ExitCode::Done;
+    m_console.error(
+        QStringLiteral("%1the link was lost after the identification, and %2; nothing was written")
+            .arg(consequence, another));
+    m_console.hint(QStringLiteral("look which controller is at this address, and run it again"));
+    return ExitCode::CommandFailed;
 }
 
 SavedRegisters CommandRun::saved() const

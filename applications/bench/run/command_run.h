@@ -7,6 +7,7 @@
 #include "applications/bench/run/run_options.h"
 #include "applications/bench/run/saved_registers.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
+#include "plugins/p_device_mdc/model/device_information.h"
 
 #include <QVariantMap>
 
@@ -34,10 +35,14 @@ private:
     ExitCode judgeIdentification();
     ExitCode compareOrigin();
     ExitCode checkNeeds();
+    // The link that it was identified by may be another one by now, and so may the controller.
+    ExitCode confirmIdentity();
 
     ExitCode refuseReset(const ResetObjection& objection);
     // Of the command's last run.
     SavedRegisters saved() const;
+    // Nothing where there is no link, or it is not counted.
+    std::optional<int> connections() const;
     // Of a device's command.
     OrderedCommand orderedCommand() const;
     OrderEnd runOrder();
@@ -70,6 +75,11 @@ private:
     const DAbstractCommand* m_prototype = nullptr;
     bool m_isListening = false;
     QVariantMap m_arguments;
+    DeviceInformation m_identity;
+    // How often the driver had been connected then, where it counts that; nothing when nobody was identified
+    // or the link was lost meanwhile.
+    std::optional<int> m_identifiedBy;
+    bool m_isIdentified = false;
     QString m_serial;  // of the connected controller, empty when it is not known
     int m_updates = 0; // printed
     QVariantMap m_lastUpdate;
