@@ -37,6 +37,8 @@ private Q_SLOTS:
     void portProblems_data();
     void portProblems();
     void writePartlySent();
+    void endInTheSilence_data();
+    void endInTheSilence();
 };
 
 void TestModbusRtu::initTestCase()
@@ -361,6 +363,53 @@ void TestModbusRtu::writePartlySent()
     QVERIFY2(waiting->message.endsWith("was not sent"), qPrintable(waiting->message));
     for (const FakeOrder* const order : {write.get(), waiting.get()})
         QVERIFY2(!order->message.contains("Unknown error"), qPrintable(order->message));
+}
+
+void TestModbusRtu::endInTheSilence_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    const char* const lost = "the connection to %A was lost before the %R was sent: ";
+    QTest::newRow("unplugged") << "unplug" << int(IMessenger::CeEcNotConnected) << lost;
+    QTest::newRow("an older answer") << "answer" << int(IMessenger::CeEcNotConnected)
+                                     << QString(lost) + "8 bytes came that nobody asked for";
+    QTest::newRow("the order ends") << "withdraw" << int(IMessenger::CeEcNone) << "";
+}
+
+// Before its frame the line is kept silent. What ends meanwhile has not been sent, and that is certain.
+void TestModbusRtu::endInTheSilence()
+{
+    QFETCH(QString, how);
+    QFETCH(QString, message);
+    SerialPeer peer;
+    ModbusRtuBench bench;
+    // At this rate it takes long enough for something to happen: 129 ms.
+    bench.start(peer.device, 300);
+    QTRY_VERIFY(bench.isConnected());
+    std::unique_ptr<FakeOrder> write = bench.run("write", writeArguments(1, 1, "singleRegister"), 3000);
+    QCOMPARE(bench.statistic("sent"), 0);
+    if (how == "unplug")
+        peer.unplug();
+    else if (how == "answer")
+        peer.send(withChecksum(QByteArray::fromHex("01 06 0001 0001")));
+    else
+        write->dropCommand();
+    if (how == "withdraw") {
+        const std::unique_ptr<FakeOrder> next = bench.run("read", readArguments(2), 3000);
+        QTRY_VERIFY(next->ended());
+        QVERIFY2(next->ok, qPrintable(next->message));
+        QCOMPARE(peer.requests, QList<QByteArray>{QByteArray::fromHex("01 03 0002 0001")});
+        QCOMPARE(bench.statistic("sent"), 1);
+        return;
+    }
+    QTRY_VERIFY(write->ended());
+    message.replace("%A", peer.device).replace("%R", "write of register 1 with function 0x06");
+    QVERIFY2(write->message.startsWith(message), qPrintable(write->message));
+    QTEST(int(write->code), "code");
+    QVERIFY2(!write->message.contains("may have been done"), qPrintable(write->message));
+    QCOMPARE(bench.statistic("sent"), 0);
+    QVERIFY(peer.requests.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestModbusRtu)
