@@ -5,11 +5,16 @@
 # together with its mend.
 #
 #   scripts/fuzz.sh [SECONDS [TARGET...]]
+#   scripts/fuzz.sh --build                 # and nothing else
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-seconds=${1:-60}
-shift || true
+seconds=60
+build_only=
+case "${1:-}" in
+  --build) build_only=yes; shift ;;
+  ?*) seconds=$1; shift ;;
+esac
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for source in fuzz/*_fuzzer.cpp; do
@@ -23,6 +28,7 @@ fi
 
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target "${targets[@]}" >build/fuzz/build.log || { cat build/fuzz/build.log >&2; exit 1; }
+if [ -n "$build_only" ]; then exit 0; fi
 
 run_target() {
   local target=$1 seconds=$2 status=0

@@ -745,7 +745,13 @@ void TestPanelPage::eightHours()
     if (runsUnderWine())
         QSKIP("so many readings take more than three minutes under Wine");
     constexpr int c_period = 500; // ms
-    constexpr int c_refreshes = 8 * 3600 * 1000 / c_period;
+#ifdef MDC_SANITIZED
+    // The sanitizers tell nothing of the heap: eight hours go by where they do not look on.
+    constexpr int c_hours = 1;
+#else
+    constexpr int c_hours = 8;
+#endif
+    constexpr int c_refreshes = c_hours * 3600 * 1000 / c_period;
     SimulatedTime time;
     PageHost host;
     Window window(host);
@@ -771,11 +777,7 @@ void TestPanelPage::eightHours()
         window.window.engine()->collectGarbage();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 #ifdef Q_OS_LINUX
-#ifdef Q_OS_LINUX
         return static_cast<qint64>(mallinfo2().uordblks);
-#else
-        return qint64(0); // not told
-#endif
 #else
         return qint64(0); // not told
 #endif
@@ -790,6 +792,9 @@ void TestPanelPage::eightHours()
     const int objectsBefore = objects();
     QVERIFY(objectsBefore > 100);
     const qint64 heapBefore = heap();
+#if defined(Q_OS_LINUX) && !defined(MDC_SANITIZED)
+    QVERIFY(heapBefore > 0);
+#endif
     const int readBefore = host.counts.value("getRegister");
     updated = -updates.size();
     const LiveObjects live;
