@@ -307,12 +307,16 @@ if(MDC_WINE)
         WINEDLLOVERRIDES=mscoree,mshtml=)
 endif()
 
-# mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>] [POSIX <why>])
+# Of the jobs that ctest does at a time, one that keeps a processor busy takes two and one that mostly waits for
+# answers and for their absence takes one: others go on beside it.
+set(MDC_JOBS_OF_A_TEST 2)
+
+# mdc_add_test(<name> SOURCES … LINK … [DEFINES …] [NEEDS <target>…] [LABELS …] [TIMEOUT <s>] [POSIX <why>] [WAITS])
 # A QtTest program, run by ctest off screen. NEEDS names targets that the test loads or starts
 # at run time (plug-ins, programs) and that must be built before it. POSIX says what of POSIX it needs, without
-# which it is not built; scripts/windows.sh tells of it.
+# which it is not built; scripts/windows.sh tells of it. WAITS: most of its time passes without a processor.
 function(mdc_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;POSIX" "SOURCES;LINK;DEFINES;NEEDS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "WAITS" "TIMEOUT;POSIX" "SOURCES;LINK;DEFINES;NEEDS;LABELS")
     if(arg_POSIX AND NOT UNIX)
         set_property(GLOBAL APPEND PROPERTY MDC_TESTS_NOT_HERE "${name}: ${arg_POSIX}")
         return()
@@ -349,25 +353,30 @@ function(mdc_add_test name)
     if("end-to-end" IN_LIST arg_LABELS)
         add_dependencies(mdc_end_to_end_tests ${name})
     endif()
+    set(jobs ${MDC_JOBS_OF_A_TEST})
+    if(arg_WAITS)
+        set(jobs 1)
+    endif()
     # What may take long begins first, or the others wait for it at the end.
     set_tests_properties(${name} PROPERTIES
+        PROCESSORS ${jobs}
         TIMEOUT ${arg_TIMEOUT}
         COST ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"
         ENVIRONMENT "${MDC_TEST_ENVIRONMENT}")
 endfunction()
 
-# mdc_discover_rows(<program> PREFIX <prefix> [TIMEOUT <s>])
+# mdc_discover_rows(<program> PREFIX <prefix> [TIMEOUT <s>] [WAITS <regular expression>])
 # A test "<prefix>.<row>" with the label <prefix> for each row that the program knows once it is built:
-# it prints them with "--list" and runs one with "--row <row>".
+# it prints them with "--list" and runs one with "--row <row>". Rows that WAITS matches wait most of their time.
 function(mdc_discover_rows program)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "PREFIX;TIMEOUT" "")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "PREFIX;TIMEOUT;WAITS" "")
     set(file ${CMAKE_CURRENT_BINARY_DIR}/${program}_rows.cmake)
     set(include ${CMAKE_CURRENT_BINARY_DIR}/${program}_include.cmake)
     add_custom_command(TARGET ${program} POST_BUILD
         BYPRODUCTS ${file}
         COMMAND ${CMAKE_COMMAND} -D PROGRAM=$<TARGET_FILE:${program}> -D PREFIX=${arg_PREFIX}
-            -D TIMEOUT=${arg_TIMEOUT} -D "ENVIRONMENT=${MDC_TEST_ENVIRONMENT}" -D FILE=${file}
+            -D TIMEOUT=${arg_TIMEOUT} -D JOBS=${MDC_JOBS_OF_A_TEST} -D "WAITS=${arg_WAITS}" -D "ENVIRONMENT=${MDC_TEST_ENVIRONMENT}" -D FILE=${file}
             -P ${PROJECT_SOURCE_DIR}/cmake/DiscoverRows.cmake
         VERBATIM)
     file(WRITE ${include}
