@@ -400,7 +400,7 @@ def main(arguments):
     with open(PAGE, encoding="utf-8") as text:
         if text.read() == made:
             return 0
-    print("docs/configuration.md is stale: scripts/configuration_page.py --write MDC_BENCH MDC_SIMULATOR")
+    print("docs/configuration.md is stale: scripts/made_files.sh")
     return 1
 
 

@@ -396,7 +396,7 @@ def main():
         if there != text:
             stale.append("packaging/" + name)
     if stale:
-        sys.exit("not what the programs say of themselves, scripts/shell_texts.py --write makes them: " +
+        sys.exit("not what the programs say of themselves, scripts/made_files.sh makes them: " +
                  ", ".join(stale))
 
 
