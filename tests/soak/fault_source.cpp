@@ -1,5 +1,8 @@
 #include "tests/soak/fault_source.h"
 
+#include "tests/support/fault_samples.h"
+
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -12,6 +15,7 @@ struct Row
     bool refuses = false;
 };
 
+// A fault that is not among them is met once now and then, as its sample is written.
 constexpr std::array c_rows{
     Row{"late=20@once", false},
     Row{"late=200@1-3", false},
@@ -51,19 +55,51 @@ constexpr int c_mostRequests = 800;
 // A slow fault is put off so much longer.
 constexpr int c_slowFactor = 8;
 
+bool isAmongRows(const QString& name)
+{
+    return std::any_of(c_rows.cbegin(), c_rows.cend(), [&name](const Row& row) {
+        return faultName(QLatin1String(row.fault)) == name ||
+               (row.refuses && name == QLatin1String("refuse"));
+    });
+}
+
+struct SoakFault
+{
+    FaultSource::Choice choice; // before the number of requests is known
+    bool slow;
+};
+
+const QList<SoakFault>& allFaults()
+{
+    static const QList<SoakFault> c_all = [] {
+        QList<SoakFault> all;
+        for (const Row& row : c_rows)
+            all.append({{{QString::fromLatin1(row.fault)}, row.refuses, 0}, row.slow});
+        for (const FaultSample& sample : c_faultSamples) {
+            const QString fault = QString::fromLatin1(sample.fault);
+            if (!isAmongRows(faultName(fault)))
+                all.append({{{fault + QStringLiteral("@once")}, false, 0}, true});
+        }
+        return all;
+    }();
+    return c_all;
+}
+
 } // namespace
 
 QList<FaultSource::Choice> FaultSource::choices()
 {
     QList<Choice> all;
-    for (const Row& row : c_rows)
-        all.append({{QString::fromLatin1(row.fault)}, row.refuses, 0});
+    for (const SoakFault& fault : allFaults())
+        all.append(fault.choice);
     return all;
 }
 
 FaultSource::Choice FaultSource::next()
 {
-    const Row& row = c_rows.at(static_cast<std::size_t>(m_random.bounded(static_cast<int>(c_rows.size()))));
-    const int requests = m_random.bounded(c_leastRequests, c_mostRequests);
-    return {{QString::fromLatin1(row.fault)}, row.refuses, row.slow ? requests * c_slowFactor : requests};
+    const QList<SoakFault>& all = allFaults();
+    const SoakFault& fault = all.at(m_random.bounded(all.size()));
+    Choice choice = fault.choice;
+    choice.requests = m_random.bounded(c_leastRequests, c_mostRequests) * (fault.slow ? c_slowFactor : 1);
+    return choice;
 }

@@ -1,5 +1,5 @@
 #include "applications/simulator/fault_plan.h"
-#include "applications/simulator/tests/fault_samples.h"
+#include "tests/support/fault_samples.h"
 #include "tests/support/markdown_table.h"
 #include "tests/support/simulator_names.h"
 #include "tests/support/table_gaps.h"

@@ -1,7 +1,7 @@
 #include "applications/simulator/delivery_queue.h"
 #include "applications/simulator/fault_plan.h"
 #include "applications/simulator/modbus_frames.h"
-#include "applications/simulator/tests/fault_samples.h"
+#include "tests/support/fault_samples.h"
 
 #include <QElapsedTimer>
 #include <QTest>

@@ -1,8 +1,8 @@
 #include "applications/simulator/pseudo_terminal.h"
 #include "applications/simulator/serial_relay.h"
 #include "applications/simulator/simulated_controller.h"
-#include "applications/simulator/tests/fault_samples.h"
 #include "applications/simulator/tests/simulator_fixture.h"
+#include "tests/support/fault_samples.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
