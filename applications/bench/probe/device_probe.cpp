@@ -1,6 +1,6 @@
 #include "applications/bench/probe/device_probe.h"
 
-#include "applications/bench/device_configuration/known_values.h"
+#include "applications/bench/device_configuration/known_channels.h"
 
 #include <lib_plugins_management/driver_contract.h>
 

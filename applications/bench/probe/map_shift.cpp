@@ -1,6 +1,6 @@
 #include "applications/bench/probe/map_shift.h"
 
-#include "applications/bench/device_configuration/known_values.h"
+#include "applications/bench/device_configuration/known_channels.h"
 
 #include <algorithm>
 

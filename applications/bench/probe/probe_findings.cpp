@@ -1,6 +1,6 @@
 #include "applications/bench/probe/probe_findings.h"
 
-#include "applications/bench/device_configuration/known_values.h"
+#include "applications/bench/device_configuration/known_channels.h"
 #include "applications/bench/probe/float_order.h"
 #include "applications/bench/probe/map_shift.h"
 #include "plugins/p_device_mdc/model/channel_names.h"

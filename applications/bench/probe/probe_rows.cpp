@@ -2,7 +2,7 @@
 
 #include "applications/bench/core/output_format.h"
 #include "applications/bench/device_configuration/channel_entry.h"
-#include "applications/bench/device_configuration/known_values.h"
+#include "applications/bench/device_configuration/known_channels.h"
 #include "applications/bench/device_configuration/value_description.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/register_block.h"

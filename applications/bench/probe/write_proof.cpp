@@ -1,8 +1,9 @@
 #include "applications/bench/probe/write_proof.h"
 
 #include "applications/bench/device_configuration/channel_entry.h"
-#include "applications/bench/device_configuration/known_values.h"
+#include "applications/bench/device_configuration/known_channels.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
+#include "plugins/p_device_mdc/model/command_needs.h"
 
 #include <QMap>
 
@@ -16,7 +17,7 @@ constexpr int c_polls = 20;        // a controller takes its time to show what i
 // What a finding about all registers is about.
 const QString c_wholeMap = QStringLiteral("registers");
 
-// An action and the channel that shows its effect, both without a generation's suffix.
+// An action and the channel that shows its effect, both as the connected controller has them.
 struct Action
 {
     QString channel;
@@ -27,17 +28,31 @@ struct Action
     std::optional<int> effect = std::nullopt;
 };
 
+bool isChosenByGeneration(const QString& channel)
+{
+    const QList<CommandNeeds>& all = commandNeeds();
+    return std::any_of(all.cbegin(), all.cend(), [&channel](const CommandNeeds& needs) {
+        return std::any_of(needs.channels.cbegin(), needs.channels.cend(), [&](const NeededChannel& need) {
+            return need.name == channel && need.chosenBy == ChosenBy::Generation;
+        });
+    });
+}
+
 QList<Action> actionsOf(const ConnectedController& controller)
 {
     const QString suffix = generationSuffix(controller.generation);
-    const auto named = [&suffix](const char* name) { return QLatin1String(name) + suffix; };
-    return {
-        {named("directionChange"), named("direction")},
-        {named("presetChange"), named("currentPreset")},
-        {named("lockChange"), named("lock")},
-        {lockScreenChannel(controller.generation, static_cast<quint16>(controller.firmware), controller.isBm),
-         named("screenLock")},
-        {QStringLiteral("alarmReset"), named("alarm"), 1, 0}};
+    QList<Action> actions;
+    for (const KnownChannel& known : knownChannels()) {
+        if (known.shownIn.isEmpty())
+            continue;
+        QString name = known.name + (isChosenByGeneration(known.name) ? suffix : QString());
+        // The one that some controllers have elsewhere.
+        if (known.name == QLatin1String("lockScreen"))
+            name = lockScreenChannel(controller.generation, static_cast<quint16>(controller.firmware),
+                                     controller.isBm);
+        actions.append({name, known.shownIn + suffix, known.proof, known.effect});
+    }
+    return actions;
 }
 
 struct Place

@@ -1,6 +1,6 @@
 #include "applications/bench/run/described_results.h"
 
-#include "applications/bench/device_configuration/known_values.h"
+#include "applications/bench/device_configuration/known_channels.h"
 #include "applications/bench/device_configuration/value_description.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
 

@@ -1,6 +1,8 @@
 #include "applications/bench/device_configuration/command_requirements.h"
 
+#include "applications/bench/device_configuration/known_channels.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
+#include "tests/support/table_gaps.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -247,6 +249,44 @@ private Q_SLOTS:
         configuration.insert("parameters", QJsonObject{{"ranges", QJsonArray{}}});
         QCOMPARE(complaints(checkRequirements(table, {"save"}, configuration, 1, c_registerTypes)),
                  QStringList());
+    }
+
+    // A channel that is written is proven by another one, and a list of registers tells of both by words.
+    void everyChannelOfACommandIsKnown()
+    {
+        QStringList needed;
+        QStringList neededWritten;
+        for (const CommandNeeds& needs : commandNeeds()) {
+            for (const NeededChannel& need : needs.channels) {
+                if (need.name.isEmpty())
+                    continue;
+                needed.append(need.name);
+                if (need.entries.contains(ChannelEntry::WriteType))
+                    neededWritten.append(need.name);
+            }
+        }
+        needed += statusChannels();
+        QStringList rows;
+        for (const KnownChannel& known : knownChannels()) {
+            rows.append(known.name);
+            if (!known.shownIn.isEmpty())
+                needed.append(known.shownIn);
+            QCOMPARE(known.proof.has_value(), known.effect.has_value());
+            QVERIFY2(
+                neededWritten.contains(known.name) == !known.shownIn.isEmpty(),
+                qPrintable(
+                    QStringLiteral("knownChannels(): what shows that \"%1\" is written?").arg(known.name)));
+        }
+        needed.removeDuplicates();
+        rows.removeAll("torqueUnitGen1V1");
+        const QString gaps = tableGaps(
+            QStringLiteral("knownChannels()"), needed, rows,
+            {{"lockScreenGen1V1", "a controller that has it has no \"lockScreen\", in whose place it stands"},
+             {"presets", "registers from the first one on, which no list names as one"}});
+        QVERIFY2(gaps.isEmpty(), qPrintable(gaps));
+        for (const KnownChannel& known : knownChannels())
+            QVERIFY2(!known.words.isEmpty() || known.name == "torqueUnitGen1V1",
+                     qPrintable(QStringLiteral("knownChannels(): no words for \"%1\"").arg(known.name)));
     }
 
     void generations()
