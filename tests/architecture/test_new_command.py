@@ -4,6 +4,7 @@
     test_new_command.py ROOT
 """
 
+import json
 import shutil
 import subprocess
 import sys
@@ -14,7 +15,8 @@ from pathlib import Path
 ROOT = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
 PLUGIN = "plugins/p_device_mdc"
 ROWS = "tests/commands"
-FOLDERS = (PLUGIN, ROWS)
+MAPS = "configurations"
+FOLDERS = (PLUGIN, ROWS, MAPS)
 
 
 class NewCommand(unittest.TestCase):
@@ -68,6 +70,21 @@ class NewCommand(unittest.TestCase):
             self.assertNotIn("@NAME@", path.read_text(encoding="utf-8", errors="replace"), path)
         self.assertIn("trialOnlyChangeV2", done.stdout)
         self.assertIn("replace DESCRIBE", done.stdout)
+
+    def test_its_channel_has_a_register_of_its_own(self):
+        self.assertEqual(self.run_script("setTrialOnly").returncode, 0)
+        for name, channel in (("generation1", "trialOnlyChange"), ("generation2", "trialOnlyChangeV2")):
+            with self.subTest(name):
+                path = f"{MAPS}/register_map_{name}.json"
+                before = json.loads((ROOT / path).read_text(encoding="utf-8"))["channels"]
+                after = json.loads(self.text(path))["channels"]
+                added = [one for one in after if one not in before]
+                self.assertEqual([one["id"] for one in added], [channel])
+                self.assertEqual([one for one in after if one in before], before)
+                entries = {entry["id"]: entry["value"] for entry in added[0]["value"]}
+                registers = [entry["value"] for one in before for entry in one["value"] if entry["id"] == "register"]
+                self.assertNotIn(entries["register"], registers)
+                self.assertEqual(entries["writeRegisterType"], "singleRegister")
 
     def test_a_channel_of_its_own(self):
         self.assertEqual(self.run_script("readTool", "toolNumber").returncode, 0)
