@@ -7,6 +7,25 @@
 
 #include <algorithm>
 
+namespace {
+
+// Most are one literal, which a clone's constructor names as its prototype's did.
+bool isSame(const QString& left, const QString& right)
+{
+    return (left.constData() == right.constData() && left.size() == right.size()) || left == right;
+}
+
+// To the letter: 1 and 1.0 are equal to QVariant, not to a reader.
+bool isSame(const DCommandValue& left, const DCommandValue& right)
+{
+    return isSame(left.id, right.id) && isSame(left.type, right.type) &&
+           isSame(left.description, right.description) &&
+           left.defaultValue.userType() == right.defaultValue.userType() &&
+           (!left.defaultValue.isValid() || left.defaultValue == right.defaultValue);
+}
+
+} // namespace
+
 DAbstractCommand::DAbstractCommand(const QString& name, const QVariantMap& arguments, QObject* parent)
     : DAbstractCommand(name, QString(), arguments, parent)
 {}
@@ -18,7 +37,14 @@ DAbstractCommand::DAbstractCommand(const QString& name, const QString& stopName,
     , m_stopName(stopName)
     , m_arguments(arguments)
     , m_valid(!name.isEmpty())
-{}
+{
+    const DAbstractPlugin* const owner = plugin();
+    const DAbstractCommand* const prototype = owner == nullptr ? nullptr : owner->commandPrototype(name);
+    if (prototype == nullptr)
+        return;
+    m_parameters.values = prototype->m_parameters.values;
+    m_results.values = prototype->m_results.values;
+}
 
 DAbstractCommand::~DAbstractCommand() = default;
 
@@ -137,12 +163,12 @@ void DAbstractCommand::declareAResult(const QString& id, const QString& type, co
 
 QList<DCommandValue> DAbstractCommand::parameters() const
 {
-    return {m_parameters.cbegin(), m_parameters.cend()};
+    return {m_parameters.begin(), m_parameters.end()};
 }
 
 QList<DCommandValue> DAbstractCommand::results() const
 {
-    return {m_results.cbegin(), m_results.cend()};
+    return {m_results.begin(), m_results.end()};
 }
 
 QVariant DAbstractCommand::getParameterValue(const QString& id, const QVariant& defaultValue) const
@@ -254,29 +280,38 @@ void DAbstractCommand::orderEnded(bool ok)
     Q_EMIT sigCommandFinished(ok);
 }
 
-void DAbstractCommand::declare(Declarations& values, const char* kind, const DCommandValue& value)
+void DAbstractCommand::declare(Declarations& declared, const char* kind, const DCommandValue& value)
 {
-    if (value.id.isEmpty() || contains(values, value.id) || !isTypeCode(value.type)) {
+    if (declared.count < declared.values.size()) {
+        if (isSame(declared.values.at(declared.count), value)) {
+            ++declared.count;
+            return;
+        }
+        declared.values.resize(declared.count);
+    }
+    if (value.id.isEmpty() || contains(declared, value.id) || !isTypeCode(value.type)) {
         qCritical().noquote() << "command" << m_name << ":" << kind
                               << "\"" + value.id + "\" of type \"" + value.type +
                                      "\" is refused: the id is empty or repeated, or the type unknown";
         m_valid = false;
         return;
     }
-    values.append(value);
+    declared.values.append(value);
+    ++declared.count;
 }
 
-bool DAbstractCommand::contains(const Declarations& values, const QString& id)
+bool DAbstractCommand::contains(const Declarations& declared, const QString& id)
 {
-    return std::any_of(values.cbegin(), values.cend(), [&id](const DCommandValue& v) { return v.id == id; });
+    return std::any_of(declared.begin(), declared.end(),
+                       [&id](const DCommandValue& v) { return v.id == id; });
 }
 
-QString DAbstractCommand::describe(const QString& title, const Declarations& values)
+QString DAbstractCommand::describe(const QString& title, const Declarations& declared)
 {
-    if (values.isEmpty())
+    if (declared.count == 0)
         return {};
     QString text = QLatin1Char('\n') + title;
-    for (const DCommandValue& value : values) {
+    for (const DCommandValue& value : declared) {
         text += QStringLiteral("\n  %1 (%2): %3").arg(value.id, value.type, value.description);
         if (value.defaultValue.isValid())
             text += QStringLiteral(" [default: \"%1\"]").arg(value.defaultValue.toString());

@@ -12,6 +12,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <QVarLengthArray>
+#include <QVector>
 
 class DAbstractPlugin;
 class IOrder;
@@ -119,11 +120,19 @@ public:
     void orderEnded(bool ok);
 
 private:
-    // A command is cloned for every order: what it declares is kept in place.
-    using Declarations = QVarLengthArray<DCommandValue, 4>;
-    static bool contains(const Declarations& values, const QString& id);
-    static QString describe(const QString& title, const Declarations& values);
-    void declare(Declarations& values, const char* kind, const DCommandValue& value);
+    // A command is cloned for every order, and declares anew what its prototype has declared: it shares the
+    // prototype's list for as long as it does.
+    struct Declarations
+    {
+        QVector<DCommandValue> values;
+        int count = 0; // declared so far: what stands behind them only the prototype has
+
+        auto begin() const { return values.cbegin(); }
+        auto end() const { return values.cbegin() + count; }
+    };
+    static bool contains(const Declarations& declared, const QString& id);
+    static QString describe(const QString& title, const Declarations& declared);
+    void declare(Declarations& declared, const char* kind, const DCommandValue& value);
     bool isOpen() const;
     const DAbstractPlugin* plugin() const;
 

@@ -83,6 +83,28 @@ public:
     bool verdict = true;
 };
 
+// Declares what its arguments say.
+class VaryingCommand : public DAbstractCommand
+{
+    Q_OBJECT
+
+public:
+    explicit VaryingCommand(const QVariantMap& arguments, QObject* parent)
+        : DAbstractCommand(QStringLiteral("varying"), arguments, parent)
+    {
+        const QVariant given = arguments.value("default", 1);
+        declareAParameter("first", arguments.value("type", "int").toString(), "First", given);
+        declareAParameter("second", "strg", "Second");
+        for (const QString& result : arguments.value("results", QStringList{"a", "b"}).toStringList())
+            declareAResult(result, "vart", "Result");
+    }
+
+    QSharedPointer<ICommand> createCommand(const QVariantMap& arguments) const override
+    {
+        return QSharedPointer<VaryingCommand>(new VaryingCommand(arguments, parent()));
+    }
+};
+
 class Plugin : public DAbstractPlugin
 {
     Q_OBJECT
@@ -175,6 +197,8 @@ private Q_SLOTS:
     void declarationRefusals_data();
     void declarationRefusals();
     void descriptions();
+    void clonesDeclareForThemselves_data();
+    void clonesDeclareForThemselves();
     void publishing();
     void withoutOrder();
     void replies();
@@ -724,6 +748,61 @@ void tst_Contract::descriptions()
              QString("What it does\nParameters:\n  a (ui16): First [default: \"5\"]\n"
                      "  b (strg): Second [default: \"\"]\nResults:\n"
                      "  doneOk (bool): Done"));
+}
+
+void tst_Contract::clonesDeclareForThemselves_data()
+{
+    QTest::addColumn<QVariantMap>("arguments");
+    QTest::addColumn<QString>("declared");
+    const QString parameters =
+        "\nParameters:\n  first (int): First [default: \"1\"]\n  second (strg): Second";
+    const QString results = "\nResults:\n  a (vart): Result\n  b (vart): Result";
+    const auto other = [&](const char* from, const char* to) {
+        return QString(parameters + results).replace(from, to);
+    };
+    QTest::newRow("as the prototype") << QVariantMap() << parameters + results;
+    QTest::newRow("another default") << QVariantMap{{"default", 2}} << other("\"1\"", "\"2\"");
+    QTest::newRow("a default of another type") << QVariantMap{{"default", "1"}} << parameters + results;
+    QTest::newRow("no default") << QVariantMap{{"default", QVariant()}} << other(" [default: \"1\"]", "");
+    QTest::newRow("another type") << QVariantMap{{"type", "ui16"}} << other("(int)", "(ui16)");
+    QTest::newRow("fewer results") << QVariantMap{{"results", QStringList{"a"}}}
+                                   << other("\n  b (vart): Result", "");
+    QTest::newRow("no results") << QVariantMap{{"results", QStringList()}} << parameters;
+    QTest::newRow("more results") << QVariantMap{{"results", QStringList{"a", "b", "c"}}}
+                                  << parameters + results + "\n  c (vart): Result";
+    QTest::newRow("other results") << QVariantMap{{"results", QStringList{"c"}}}
+                                   << parameters + "\nResults:\n  c (vart): Result";
+}
+
+// A clone shares its prototype's declarations as long as they are its own, and changes nobody else's.
+void tst_Contract::clonesDeclareForThemselves()
+{
+    QFETCH(QVariantMap, arguments);
+    QFETCH(QString, declared);
+    Plugin plugin;
+    auto* const prototype = new VaryingCommand({}, &plugin);
+    plugin.declareInstructionCommand(prototype);
+    const QString ofPrototype = prototype->fullDescription();
+    const auto clone = prototype->createCommand(arguments);
+    const auto sibling = prototype->createCommand({});
+    const auto* const command = dynamic_cast<const DAbstractCommand*>(clone.data());
+    QVERIFY(command != nullptr && command->isValid());
+    QCOMPARE(command->fullDescription(), declared);
+    QCOMPARE(command->parameters().size(), 2);
+    QCOMPARE(command->getParameterValue("first", {}), arguments.value("default", 1));
+    const QStringList results = arguments.value("results", QStringList{"a", "b"}).toStringList();
+    QCOMPARE(command->getResultVariableName(), results);
+    for (const char* const name : {"a", "b", "c"}) {
+        const bool isDeclared = results.contains(name);
+        if (!isDeclared)
+            QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("not declared"));
+        QCOMPARE(clone.dynamicCast<DAbstractCommand>()->commandUpdateResult(name, 1), isDeclared);
+    }
+    QCOMPARE(prototype->fullDescription(), ofPrototype);
+    QCOMPARE(sibling->fullDescription(), ofPrototype);
+    QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("\"first\".*repeated"));
+    clone.dynamicCast<DAbstractCommand>()->declareAParameter("first", "int", "Again");
+    QVERIFY(!clone->isValid() && sibling->isValid());
 }
 
 void tst_Contract::publishing()
