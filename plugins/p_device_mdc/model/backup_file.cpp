@@ -23,7 +23,6 @@ namespace {
 constexpr int c_headerLines = 5;
 constexpr int c_registerLineParts = 2;
 constexpr int c_positionDigits = 4;
-constexpr int c_usualLineLength = 12; // "A0001,65535" and the line feed
 constexpr int c_registerMaximum = 65535;
 constexpr int c_decimal = 10;
 
@@ -214,26 +213,34 @@ bool fail(QString* error, const QString& text)
 
 QString backupText(const BackupHeader& header, const QDate& date, const QVariantList& values)
 {
-    QString text = QStringLiteral("Driver Parameter data file,\n") + c_modelKey + c_separator + header.model +
-                   QLatin1Char('\n') + c_serialKey + c_separator + header.serial + QLatin1Char('\n') +
-                   c_firmwareVersionKey + c_separator + header.firmwareVersion + QLatin1Char('\n') +
-                   QStringLiteral("Date,") + dateText(date, QStringLiteral("M/d/yyyy")) + QLatin1Char('\n');
-    text.reserve(text.size() + values.size() * c_usualLineLength);
-    // Put together by hand: with arg() and a stream these lines were half of the processor's work for a
-    // backup.
-    int position = 0;
+    QString text = backupHeaderText(header, date);
+    appendRegisterLines(text, 1, values);
+    return text;
+}
+
+QString backupHeaderText(const BackupHeader& header, const QDate& date)
+{
+    return QStringLiteral("Driver Parameter data file,\n") + c_modelKey + c_separator + header.model +
+           QLatin1Char('\n') + c_serialKey + c_separator + header.serial + QLatin1Char('\n') +
+           c_firmwareVersionKey + c_separator + header.firmwareVersion + QLatin1Char('\n') +
+           QStringLiteral("Date,") + dateText(date, QStringLiteral("M/d/yyyy")) + QLatin1Char('\n');
+}
+
+// Put together by hand: with arg() and a stream these lines were half of the processor's work for a backup.
+void appendRegisterLines(QString& lines, int firstPosition, const QVariantList& values)
+{
+    int position = firstPosition;
     for (const QVariant& value : values) {
-        text += QLatin1Char('A');
-        appendNumber(text, ++position, c_positionDigits);
-        text += c_separator;
+        lines += QLatin1Char('A');
+        appendNumber(lines, position++, c_positionDigits);
+        lines += c_separator;
         const auto type = static_cast<QMetaType::Type>(value.userType());
         if (type == QMetaType::Int && value.toInt() >= 0)
-            appendNumber(text, value.toInt(), 1);
+            appendNumber(lines, value.toInt(), 1);
         else
-            text += value.toString();
-        text += QLatin1Char('\n');
+            lines += value.toString();
+        lines += QLatin1Char('\n');
     }
-    return text;
 }
 
 bool readsTheSameEverywhere(const BackupHeader& header)

@@ -32,6 +32,9 @@ struct BackupHeader
 
 // The whole text. Register lines are numbered from 1 in the order of `values`.
 QString backupText(const BackupHeader& header, const QDate& date, const QVariantList& values);
+// The same in two parts, for who puts the lines together as the values come.
+QString backupHeaderText(const BackupHeader& header, const QDate& date);
+void appendRegisterLines(QString& lines, int firstPosition, const QVariantList& values);
 // False where a letter of the header is beyond ASCII: every platform has other bytes for it, so that the file
 // reads otherwise on another one, and not every letter has bytes.
 bool readsTheSameEverywhere(const BackupHeader& header);

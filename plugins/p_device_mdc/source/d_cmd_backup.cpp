@@ -87,7 +87,7 @@ bool DCmdBackup::rplDeviceInformation(quint64 /*instructionId*/, const QVariantM
     modelName = *name;
     if (!loadBackupRange())
         return false;
-    values.clear();
+    registerLines.clear();
     readIndex = 0;
     return readNextBlock();
 }
@@ -141,7 +141,7 @@ bool DCmdBackup::rplReadRegisters(quint64 /*instructionId*/, const QVariantMap& 
         logFailureNotice(this, reply);
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_dev_info_reading_registers_failed_error"));
     }
-    values.append(block.list());
+    appendRegisterLines(registerLines, registerCount - remaining + 1, block.list());
     remaining -= block.list().size();
     ++readIndex;
     return remaining > 0 ? readNextBlock() : saveFile();
@@ -155,7 +155,7 @@ bool DCmdBackup::saveFile()
                               getParameterValue(QStringLiteral("backupName"), QVariant()).toString(), today);
     const BackupHeader header{model, serial, firmwareVersion};
     QString error;
-    if (!saveBackup(filePath, backupText(header, today, values), &error)) {
+    if (!saveBackup(filePath, backupHeaderText(header, today) + registerLines, &error)) {
         logCritical(this) << "ERROR: Cannot save backup data to file";
         logCritical(this) << error;
         return finishWithError(QT_TRID_NOOP("DCmdBackup_deviceMdc_no_file_error"));

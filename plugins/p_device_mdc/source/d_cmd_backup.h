@@ -6,7 +6,6 @@
 #include <lib_plugins_management/d_abstract_command.h>
 
 #include <QRegularExpression>
-#include <QVariantList>
 
 // "backup": reads the block of registers that the configuration calls the backup of this model of
 // controllers, and writes them to a file named after the model, "backupName" and today in "folderPath".
@@ -43,8 +42,8 @@ private:
     QString modelName; // of the configuration: not the controller's model
     int firstRegister = 0;
     int registerCount = 0;
-    int remaining = 0; // registers still to read
-    int readIndex = 0; // of the block in hand, from 0
-    QVariantList values;
+    int remaining = 0;     // registers still to read
+    int readIndex = 0;     // of the block in hand, from 0
+    QString registerLines; // of the file, for the registers that were read
     QString filePath;
 };
