@@ -33,9 +33,10 @@ bool DCmdGetRegister::commandExecute()
         return false;
     }
     const QString suffix = softwareVersionSuffix(*plugin, *this);
-    const QString channel = getParameterValue(QStringLiteral("channel"), QVariant()).toString() + suffix;
-    addInstruction(QStringLiteral("driver"), QStringLiteral("read"), plugin->readArguments(*this, channel),
-                   c_instructionTimeout, {this, &DCmdGetRegister::rplGetRegister});
+    const QString channel = getParameterValue(QStringLiteral("channel"), QVariant()).toString();
+    addInstruction(QStringLiteral("driver"), QStringLiteral("read"),
+                   plugin->readArguments(*this, channel, suffix), c_instructionTimeout,
+                   {this, &DCmdGetRegister::rplGetRegister});
     return true;
 }
 

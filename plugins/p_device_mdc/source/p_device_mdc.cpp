@@ -89,9 +89,10 @@ void PDeviceMdc::initPluginCommands()
     Q_EMIT sigCommandsInitDone(objectUuid(), commandNames());
 }
 
-QVariantMap PDeviceMdc::readArguments(const DAbstractCommand& command, const QString& channel) const
+QVariantMap PDeviceMdc::readArguments(const DAbstractCommand& command, const QString& channel,
+                                      const QString& suffix) const
 {
-    return m_readArguments.of(command, *getMainConfig(), channel);
+    return m_readArguments.of(command, *getMainConfig(), channel, suffix);
 }
 
 IPlugin* PDeviceMdc::createInstance(const QUuid& objectUuid) const

@@ -27,8 +27,10 @@ public:
     // The caller owns the instance.
     IPlugin* createInstance(const QUuid& objectUuid) const override;
 
-    // What a command of this device gives the driver's "read" for a register description.
-    QVariantMap readArguments(const DAbstractCommand& command, const QString& channel) const;
+    // What a command of this device gives the driver's "read" for the register description whose name is
+    // `channel` and `suffix` together.
+    QVariantMap readArguments(const DAbstractCommand& command, const QString& channel,
+                              const QString& suffix) const;
 
 private:
     mutable mdc::MadeReadArguments m_readArguments;

@@ -47,21 +47,21 @@ QVariantMap readArguments(const RegisterEntry& entry)
 }
 
 QVariantMap MadeReadArguments::of(const DAbstractCommand& command, const QJsonObject& configuration,
-                                  const QString& channel)
+                                  const QString& channel, const QString& suffix)
 {
     // Two pointers are compared as long as nobody has changed it.
     if (m_configuration != configuration) {
         m_configuration = configuration;
         m_made.clear();
     }
-    const auto made = m_made.constFind(channel);
+    const auto made = m_made.constFind({channel, suffix});
     if (made != m_made.cend())
         return *made;
-    const RegisterEntry entry = registerForRead(command, channel);
+    const RegisterEntry entry = registerForRead(command, channel + suffix);
     QVariantMap arguments = readArguments(entry);
     // Orders may ask for any name; those that are configured are not many.
     if (!entry.type.isEmpty())
-        m_made.insert(channel, arguments);
+        m_made.insert({channel, suffix}, arguments);
     return arguments;
 }
 

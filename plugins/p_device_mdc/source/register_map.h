@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QJsonObject>
+#include <QPair>
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -49,11 +50,13 @@ QVariantMap writeArguments(const RegisterEntry& entry, const QVariant& data);
 class MadeReadArguments
 {
 public:
-    QVariantMap of(const DAbstractCommand& command, const QJsonObject& configuration, const QString& channel);
+    // Of the register description whose name is `channel` and `suffix` together.
+    QVariantMap of(const DAbstractCommand& command, const QJsonObject& configuration, const QString& channel,
+                   const QString& suffix);
 
 private:
     QJsonObject m_configuration; // that they were made from
-    QHash<QString, QVariantMap> m_made;
+    QHash<QPair<QString, QString>, QVariantMap> m_made;
 };
 
 } // namespace mdc
