@@ -1,11 +1,9 @@
 #include "model/register_block.h"
 
-#include <QStringView>
 #include <QVariantMap>
 
 #include <bit>
 #include <limits>
-#include <string_view>
 
 namespace {
 
@@ -47,23 +45,20 @@ int blockIndex(int address, int base)
     return static_cast<int>(static_cast<quint32>(address) - static_cast<quint32>(base));
 }
 
-DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, int lastIndex, const QString& type)
+DecodedValue decodeOtherThanWord(const QVariantList& words, int firstIndex, int lastIndex,
+                                 const QString& type)
 {
     const int count = words.size();
     if (firstIndex < 0 || firstIndex >= count || lastIndex < 0 || lastIndex >= count) {
         return fault(DecodedValue::CeIndexFault,
                      QStringLiteral("ERROR: cannot parse modbus value, index is incorrect"));
     }
-    // Compared in place: Qt's comparison is a call that takes longer than the rest.
-    const std::u16string_view typeName(QStringView(type).utf16(), static_cast<std::size_t>(type.size()));
-    if (typeName == u"int")
-        return {words.at(firstIndex), DecodedValue::CeNoFault, QString()};
-    if (typeName == u"list") {
+    if (type == QLatin1String("list")) {
         const bool isBackwards = lastIndex < firstIndex;
         return {isBackwards ? QVariantList() : words.mid(firstIndex, lastIndex - firstIndex + 1),
                 DecodedValue::CeNoFault, QString()};
     }
-    if (typeName == u"float") {
+    if (type == QLatin1String("float")) {
         if (lastIndex - firstIndex != 1) {
             return fault(DecodedValue::CeFloatLengthFault,
                          QStringLiteral("Erreur : type float n\u00E9cessite exactement deux registres."));

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <QString>
+#include <QStringView>
 #include <QVariant>
 #include <QVariantList>
+
+#include <cstddef>
+#include <string_view>
 
 // A block of registers is the list of the words that a driver has read, the first register at position
 // 0. The configuration says what a block holds as a list of parameters, each a range of registers with
@@ -35,6 +39,10 @@ struct DecodedValue
     QString message; // for the log; empty without a fault
 };
 
+// What decodeBlockValue() does with all that is no word as it stands.
+DecodedValue decodeOtherThanWord(const QVariantList& words, int firstIndex, int lastIndex,
+                                 const QString& type);
+
 // The value that stands from `firstIndex` to `lastIndex` in `words`, both of which must be positions of
 // the block.
 //  "int"    the word at `firstIndex` as the driver delivered it
@@ -42,4 +50,15 @@ struct DecodedValue
 //  "float"  two words, the upper half first, of an IEEE-754 single: its hundredths, truncated, as int;
 //           -2147483648 for what is no number or does not fit
 // A word that is no number counts as 0 in a float, as Qt converts it.
-DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, int lastIndex, const QString& type);
+inline DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, int lastIndex,
+                                     const QString& type)
+{
+    // Most values are words. They are taken in place: a call, and Qt's comparison of texts, take as long as
+    // all else.
+    const int count = words.size();
+    const bool isInside = firstIndex >= 0 && firstIndex < count && lastIndex >= 0 && lastIndex < count;
+    const std::u16string_view name(QStringView(type).utf16(), static_cast<std::size_t>(type.size()));
+    if (isInside && name == u"int")
+        return {words.at(firstIndex), DecodedValue::CeNoFault, QString()};
+    return decodeOtherThanWord(words, firstIndex, lastIndex, type);
+}
