@@ -6,6 +6,7 @@
 #include <lib_plugins_management/d_abstract_command.h>
 
 #include <QDebug>
+#include <QEvent>
 
 #include <algorithm>
 #include <atomic>
@@ -30,20 +31,35 @@ void merge(QVariantMap& into, const QVariantMap& from)
 
 } // namespace
 
-DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request)
-    : m_id(id)
-    , m_keeper(keeper)
-    , m_caller(caller)
-    , m_callerId(caller == nullptr ? 0 : caller->orderId())
-    , m_plugin(std::move(request.plugin))
-    , m_targetName(std::move(request.targetName))
-    , m_commandName(std::move(request.command))
-    , m_arguments(std::move(request.arguments))
-    , m_waiter(std::move(request.waiter))
-    , m_timeout(request.timeout, caller != nullptr)
+DOrderRef::DOrderRef(DOrder* order)
+    : m_object(order)
+    , m_id(order == nullptr ? 0 : order->orderId())
+{}
+
+DOrder* DOrderRef::get() const
 {
-    if (!m_plugin.isNull()) {
-        if (const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName)) {
+    return m_object.isNull() || m_object->orderId() != m_id ? nullptr : m_object.data();
+}
+
+DOrder::DOrder(DOrderKeeper& keeper)
+    : m_keeper(keeper)
+{}
+
+DOrder::~DOrder()
+{
+    leave();
+}
+
+void DOrder::place(quint64 id, DOrder* caller, DOrderRequest request)
+{
+    m_id = id;
+    m_caller = DOrderRef(caller);
+    m_callerId = caller == nullptr ? 0 : caller->orderId();
+    m_request = std::move(request);
+    m_timeout = DOrderTimeout(m_request.timeout, caller != nullptr);
+    m_phase = DOrderPhase::Placed;
+    if (!m_request.plugin.isNull()) {
+        if (const DAbstractCommand* const prototype = m_request.plugin->commandPrototype(m_request.command)) {
             m_updates = prototype->isRecurrent() ? Updates::Flowing : Updates::None;
             m_stopName = prototype->stopCommandName();
         }
@@ -52,12 +68,43 @@ DOrder::DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest r
     // may have been busy.
     restartTimeout(caller == nullptr ? QDeadlineTimer(QDeadlineTimer::Forever)
                                      : caller->boundOfInstructions());
-    m_keeper.queue().add(this, [this] { start(); });
+    queueTurn();
 }
 
-DOrder::~DOrder()
+// Another order may have the object when the turn comes.
+void DOrder::queueTurn()
+{
+    m_keeper.queue().add(this, [this, id = m_id] {
+        if (m_id == id)
+            takeTurn();
+    });
+}
+
+void DOrder::takeTurn()
+{
+    if (m_phase == DOrderPhase::Placed || m_phase == DOrderPhase::StopRequested)
+        start();
+    else
+        deliverNext();
+}
+
+// The moment at which nothing of it can be on the call stack any more.
+bool DOrder::event(QEvent* event)
+{
+    if (event->type() != QEvent::DeferredDelete)
+        return QObject::event(event);
+    leave();
+    return m_keeper.keepForNext(*this) || QObject::event(event);
+}
+
+void DOrder::leave()
 {
     m_keeper.orderGone(m_id);
+    if (m_abstractCommand != nullptr)
+        m_abstractCommand->leaveItsOrder();
+    // The command goes last, and finds no order that it could ask for anything.
+    const QSharedPointer<ICommand> command = std::move(m_command);
+    static_cast<DOrderRun&>(*this) = DOrderRun();
 }
 
 quint64 DOrder::nextId()
@@ -97,7 +144,7 @@ bool DOrder::stop(const QString& reason)
 void DOrder::stopBeforeTheStart()
 {
     const DAbstractCommand* const prototype =
-        m_plugin.isNull() ? nullptr : m_plugin->commandPrototype(m_commandName);
+        m_request.plugin.isNull() ? nullptr : m_request.plugin->commandPrototype(m_request.command);
     if (prototype != nullptr && prototype->endsByItself())
         end(true, IMessenger::CeEcNone, {});
     else
@@ -171,7 +218,7 @@ quint64 DOrder::addInstruction(const QString& target, const QString& instruction
         m_instructionRefused = true;
         return 0;
     }
-    m_inFlight.append({order->orderId(), instruction, order, order->isRecurrent()});
+    m_inFlight.append({order->orderId(), instruction, DOrderRef(order), order->isRecurrent()});
     return order->orderId();
 }
 
@@ -208,8 +255,8 @@ bool DOrder::reportFailure(IMessenger::EnErrorCode code, const QString& message)
     m_updates = Updates::Missed;
     if (!hasCaller())
         m_keeper.notices().missedReply(*this, code, message);
-    else if (!m_caller.isNull())
-        m_caller->receive({m_id, DDelivery::Outage, failureNotice(code, message), code, message});
+    else if (DOrder* const caller = m_caller.get())
+        caller->receive({m_id, DDelivery::Outage, failureNotice(code, message), code, message});
     return true;
 }
 
@@ -236,17 +283,18 @@ DLastWord DOrder::lastWord() const
 void DOrder::start()
 {
     // A caller that runs an event loop of its own has set something meanwhile, perhaps.
-    if (!m_caller.isNull() && !m_caller->saveOrEnd())
+    DOrder* const caller = m_caller.get();
+    if (caller != nullptr && !caller->saveOrEnd())
         return;
     if (!isOpen())
         return;
     const bool stopRequested = m_phase == DOrderPhase::StopRequested;
     enter(DOrderPhase::Running);
-    if (m_plugin.isNull()) {
+    if (m_request.plugin.isNull()) {
         end(false, IMessenger::CeEcUnknownTarget, QStringLiteral("%1: there is no such target").arg(title()));
         return;
     }
-    const DAbstractCommand* const prototype = m_plugin->commandPrototype(m_commandName);
+    const DAbstractCommand* const prototype = m_request.plugin->commandPrototype(m_request.command);
     if (prototype == nullptr) {
         endWithoutCommand();
         return;
@@ -262,24 +310,24 @@ void DOrder::start()
 // A stop name is no command, but may be run like one.
 void DOrder::endWithoutCommand()
 {
-    if (!m_commandName.isEmpty() && m_plugin->getFunctions(true).contains(m_commandName)) {
-        const QPointer<DOrder> self(this);
-        const int stopped = m_keeper.stopOrders(m_plugin, m_commandName, this);
+    if (!m_request.command.isEmpty() && m_request.plugin->getFunctions(true).contains(m_request.command)) {
+        const DOrderRef self(this);
+        const int stopped = m_keeper.stopOrders(m_request.plugin, m_request.command, this);
         // Who hears of an end may delete the host.
-        if (self.isNull())
+        if (self.isGone())
             return;
         publish({{QStringLiteral("stopped"), stopped}});
         end(true, IMessenger::CeEcNone, {});
         return;
     }
     end(false, IMessenger::CeEcUnknownCommand,
-        QStringLiteral("%1: %2 has no such command").arg(title(), m_plugin->pluginName()));
+        QStringLiteral("%1: %2 has no such command").arg(title(), m_request.plugin->pluginName()));
 }
 
 // False when the order has ended or has gone.
 bool DOrder::execute(const DAbstractCommand& prototype)
 {
-    m_command = prototype.createCommand(m_arguments);
+    m_command = prototype.createCommand(m_request.arguments);
     m_abstractCommand = dynamic_cast<DAbstractCommand*>(m_command.data());
     if (m_abstractCommand == nullptr) {
         m_command.reset();
@@ -317,21 +365,16 @@ void DOrder::receive(const DDelivery& delivery)
         qWarning().noquote() << title() << ": updates are dropped, their handler does not keep up with them";
     // A command that runs an event loop of its own meets its next reply when it has returned.
     if (isFirst && m_busy == 0)
-        queueDelivery();
-}
-
-void DOrder::queueDelivery()
-{
-    m_keeper.queue().add(this, [this] { deliverNext(); });
+        queueTurn();
 }
 
 void DOrder::deliverNext()
 {
     if (!isOpen() || m_inbox.isEmpty())
         return;
-    const QPointer<DOrder> self(this);
+    const DOrderRef self(this);
     deliver(m_inbox.takeFirst());
-    if (!self.isNull())
+    if (!self.isGone())
         proceed();
 }
 
@@ -381,16 +424,16 @@ bool DOrder::callCommand(Call call, bool& verdict)
 {
     // The command, this order, the instance and the host may all go while it runs.
     const QSharedPointer<ICommand> keep = m_command;
-    const QPointer<DOrder> self(this);
-    const QPointer<DOrder> outer = m_keeper.exchangeRunning(self);
+    const DOrderRef self(this);
+    const DOrderRef outer = m_keeper.exchangeRunning(self);
     ++m_busy;
     verdict = call(*m_abstractCommand);
-    if (self.isNull())
+    if (self.isGone())
         return false;
     m_keeper.exchangeRunning(outer);
     // What it has asked for starts when it has returned, and not before this.
     saveOrEnd();
-    if (self.isNull())
+    if (self.isGone())
         return false;
     --m_busy;
     if (!isOpen() && m_busy == 0)
@@ -400,9 +443,12 @@ bool DOrder::callCommand(Call call, bool& verdict)
 
 QString DOrder::saveProperties()
 {
+    // As most commands do, and each is asked several times.
+    if (m_unsaved.isEmpty())
+        return {};
     QString error;
     const QList<DPropertyName> unsaved = std::exchange(m_unsaved, {});
-    if (unsaved.isEmpty() || m_keeper.properties().saveOrDrop(unsaved, &error))
+    if (m_keeper.properties().saveOrDrop(unsaved, &error))
         return {};
     return QStringLiteral("%1: what it has to keep cannot be saved, so nothing more is sent: %2")
         .arg(title(), error);
@@ -429,7 +475,7 @@ void DOrder::proceed()
         return;
     // What came while the command ran, in an event loop of its own, has waited.
     if (!m_inbox.isEmpty())
-        queueDelivery();
+        queueTurn();
     if (!m_inFlight.isEmpty() || m_abstractCommand->endsByItself())
         return;
     if (m_instructionRefused)
@@ -465,16 +511,16 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
     tellOutcome(outcome);
 
     // What follows runs command code: this order may be gone after each step.
-    const QPointer<DOrder> self(this);
+    const DOrderRef self(this);
     const QSharedPointer<ICommand> keep = m_command;
     ++m_busy;
     for (const Instruction& instruction : inFlight) {
-        if (!instruction.order.isNull())
-            instruction.order->abandon();
+        if (DOrder* const order = instruction.order.get())
+            order->abandon();
     }
-    if (!self.isNull() && m_abstractCommand != nullptr)
+    if (!self.isGone() && m_abstractCommand != nullptr)
         m_abstractCommand->orderEnded(outcome.ok);
-    if (self.isNull())
+    if (self.isGone())
         return true;
     --m_busy;
     if (m_busy == 0)
@@ -487,12 +533,12 @@ bool DOrder::end(bool ok, IMessenger::EnErrorCode code, const QString& message)
 void DOrder::tellOfAbandoned(const Instructions& instructions)
 {
     for (const Instruction& instruction : instructions) {
-        const DOrder* const order = instruction.order.data();
+        const DOrder* const order = instruction.order.get();
         if (order == nullptr ||
             (order->m_phase != DOrderPhase::Running && order->m_phase != DOrderPhase::Failing))
             continue;
         const QString message = QStringLiteral("%1: the order that placed it has ended").arg(order->title());
-        m_keeper.notices().instructionEnded(*this, order->m_commandName, order->m_arguments,
+        m_keeper.notices().instructionEnded(*this, order->m_request.command, order->m_request.arguments,
                                             {false, IMessenger::CeEcStopped, message, {}});
     }
 }
@@ -534,26 +580,27 @@ void DOrder::publish(const QVariantMap& results)
         return;
     }
     restartTimeout();
-    if (!m_caller.isNull())
-        m_caller->receive({m_id, DDelivery::Update, results, IMessenger::CeEcNone, {}});
+    if (DOrder* const caller = m_caller.get())
+        caller->receive({m_id, DDelivery::Update, results, IMessenger::CeEcNone, {}});
 }
 
 void DOrder::tellOutcome(const DOrderOutcome& outcome)
 {
     if (!hasCaller()) {
-        m_keeper.notices().ended(m_id, m_waiter, outcome);
+        m_keeper.notices().ended(m_id, m_request.waiter, outcome);
         return;
     }
-    if (m_caller.isNull())
+    DOrder* const caller = m_caller.get();
+    if (caller == nullptr)
         return;
-    if (m_caller->isOpen() && m_caller->findInFlight(m_id) != nullptr)
-        m_keeper.notices().instructionEnded(*m_caller, m_commandName, m_arguments, outcome);
+    if (caller->isOpen() && caller->findInFlight(m_id) != nullptr)
+        m_keeper.notices().instructionEnded(*caller, m_request.command, m_request.arguments, outcome);
     if (outcome.ok) {
-        m_caller->receive({m_id,
-                           isRecurrent() ? DDelivery::Over : DDelivery::Reply,
-                           outcome.results,
-                           IMessenger::CeEcNone,
-                           {}});
+        caller->receive({m_id,
+                         isRecurrent() ? DDelivery::Over : DDelivery::Reply,
+                         outcome.results,
+                         IMessenger::CeEcNone,
+                         {}});
         return;
     }
     QVariantMap notice = failureNotice(outcome.errorCode, outcome.errorMessage);
@@ -563,7 +610,7 @@ void DOrder::tellOutcome(const DOrderOutcome& outcome)
         merge(results, notice);
         notice = results;
     }
-    m_caller->receive({m_id, DDelivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
+    caller->receive({m_id, DDelivery::Failure, notice, outcome.errorCode, outcome.errorMessage});
 }
 
 void DOrder::restartTimeout(QDeadlineTimer bound)
@@ -574,5 +621,5 @@ void DOrder::restartTimeout(QDeadlineTimer bound)
 
 QString DOrder::title() const
 {
-    return QStringLiteral("command \"%1\" of %2").arg(m_commandName, m_targetName);
+    return QStringLiteral("command \"%1\" of %2").arg(m_request.command, m_request.targetName);
 }

@@ -17,6 +17,7 @@
 #include <QVarLengthArray>
 
 class DAbstractCommand;
+class DOrder;
 class DOrderKeeper;
 class ICommand;
 
@@ -35,21 +36,87 @@ struct DOrderRequest
     DOrderWaiter waiter;
 };
 
+// An order that may have gone meanwhile, and whose object may serve another order since.
+class DOrderRef
+{
+public:
+    DOrderRef() = default;
+    explicit DOrderRef(DOrder* order);
+
+    // Null when it has gone.
+    DOrder* get() const;
+    bool isGone() const { return get() == nullptr; }
+
+private:
+    QPointer<DOrder> m_object;
+    quint64 m_id = 0;
+};
+
+// What an order is and does, from its placing until it has gone.
+struct DOrderRun
+{
+    struct Instruction
+    {
+        quint64 id = 0;
+        QString name;
+        DOrderRef order;
+        bool listening = false;
+    };
+    using Instructions = QVarLengthArray<Instruction, 1>;
+
+    // What became of the updates that a recurrent order publishes.
+    enum class Updates {
+        None, // it is a plain order
+        Flowing,
+        Missed, // and told; the next one is awaited
+    };
+
+    struct Failure
+    {
+        IMessenger::EnErrorCode code = IMessenger::CeEcNone;
+        QString message;
+    };
+
+    quint64 m_id = 0;
+    DOrderRef m_caller;
+    quint64 m_callerId = 0;
+    DOrderRequest m_request;
+    QString m_stopName;
+    DOrderTimeout m_timeout{0, false};
+
+    QSharedPointer<ICommand> m_command;
+    DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
+    // In their order; most commands place a single one.
+    Instructions m_inFlight;
+    DOrderInbox m_inbox;
+    QVariantMap m_results;
+    QList<DPropertyName> m_unsaved;
+
+    DOrderPhase m_phase = DOrderPhase::Retired;
+    int m_busy = 0; // depth of calls into the command
+    Updates m_updates = Updates::None;
+    Failure m_failure;                 // that the command hears of in the phase Failing
+    bool m_instructionRefused = false; // for want of room
+};
+
 // One run of one command of one instance: clones the prototype, executes the clone, hands it the
 // replies to its instructions one at a time from the event loop, and ends once.
 //
-// The clone is kept until the order is deleted, which happens from the event loop and never while
-// the clone runs; it is let go earlier only when its instance goes (dropCommand).
-class DOrder : public QObject, public IOrder
+// The clone is kept until the order goes, which happens from the event loop and never while the clone
+// runs; it is let go earlier only when its instance goes (dropCommand). The object of an order that has
+// gone serves another one.
+class DOrder : public QObject, public IOrder, private DOrderRun
 {
     Q_OBJECT
     Q_INTERFACES(IOrder)
 
 public:
+    explicit DOrder(DOrderKeeper& keeper);
+    ~DOrder() override;
+
     // Waits in the keeper's queue for its start; the time allowed runs from now on. `caller` is null for an
     // order that is no instruction.
-    DOrder(quint64 id, DOrderKeeper& keeper, DOrder* caller, DOrderRequest request);
-    ~DOrder() override;
+    void place(quint64 id, DOrder* caller, DOrderRequest request);
 
     // Unique in the process, never 0. May be called from any thread.
     static quint64 nextId();
@@ -72,9 +139,9 @@ public:
     // Lets the clone go before its parent does; one that runs right now dies when it returns.
     void dropCommand();
 
-    const DAbstractPlugin* plugin() const { return m_plugin; }
+    const DAbstractPlugin* plugin() const { return m_request.plugin; }
     const QString& stopName() const { return m_stopName; }
-    const DOrderWaiter& waiter() const { return m_waiter; }
+    const DOrderWaiter& waiter() const { return m_request.waiter; }
     bool hasCaller() const { return m_callerId != 0; }
     bool isBusy() const { return m_busy > 0; }
 
@@ -89,37 +156,22 @@ public:
     bool finish(bool ok, IMessenger::EnErrorCode code, const QString& message) override;
     bool reportFailure(IMessenger::EnErrorCode code, const QString& message) override;
 
+protected:
+    bool event(QEvent* event) override;
+
 private:
-    struct Instruction
-    {
-        quint64 id = 0;
-        QString name;
-        QPointer<DOrder> order;
-        bool listening = false;
-    };
-    using Instructions = QVarLengthArray<Instruction, 1>;
-
-    // What became of the updates that a recurrent order publishes.
-    enum class Updates {
-        None, // it is a plain order
-        Flowing,
-        Missed, // and told; the next one is awaited
-    };
-
-    struct Failure
-    {
-        IMessenger::EnErrorCode code = IMessenger::CeEcNone;
-        QString message;
-    };
-
     void enter(DOrderPhase phase);
+    // Goes, and leaves the object to the next order.
+    void leave();
     bool isRecurrent() const { return m_updates != Updates::None; }
+    void queueTurn();
+    // From the event loop: starts, or takes what its instructions have told.
+    void takeTurn();
     void stopBeforeTheStart();
     void start();
     bool execute(const DAbstractCommand& prototype);
     void endWithoutCommand();
     void receive(const DDelivery& delivery);
-    void queueDelivery();
     void deliverNext();
     void deliver(const DDelivery& delivery);
     // Runs command code; false when this order is gone afterwards or has ended, `verdict` aside.
@@ -145,29 +197,5 @@ private:
     DLastWord lastWord() const;
     QString title() const;
 
-    const quint64 m_id;
     DOrderKeeper& m_keeper;
-    const QPointer<DOrder> m_caller;
-    const quint64 m_callerId;
-    const QPointer<DAbstractPlugin> m_plugin;
-    const QString m_targetName;
-    const QString m_commandName;
-    const QVariantMap m_arguments;
-    const DOrderWaiter m_waiter;
-    QString m_stopName;
-    DOrderTimeout m_timeout;
-
-    QSharedPointer<ICommand> m_command;
-    DAbstractCommand* m_abstractCommand = nullptr; // the same object, while m_command holds it
-    // In their order; most commands place a single one.
-    Instructions m_inFlight;
-    DOrderInbox m_inbox;
-    QVariantMap m_results;
-    QList<DPropertyName> m_unsaved;
-
-    DOrderPhase m_phase = DOrderPhase::Placed;
-    int m_busy = 0; // depth of calls into the command
-    Updates m_updates = Updates::None;
-    Failure m_failure;                 // that the command hears of in the phase Failing
-    bool m_instructionRefused = false; // for want of room
 };

@@ -1,6 +1,5 @@
 #include <lib_host/order_keeper.h>
 
-#include <lib_host/d_order.h>
 #include <lib_host/instances.h>
 
 #include <algorithm>
@@ -11,6 +10,9 @@ namespace {
 // Orders in flight at most, counted apart for those of callers and those placed as instructions:
 // what keeps a command that places itself from filling the memory.
 constexpr int c_capacity = 1024;
+
+// More than what most hosts run at once.
+constexpr std::size_t c_mostSpare = 16;
 
 } // namespace
 
@@ -34,7 +36,7 @@ void DOrderKeeper::place(quint64 id, const QUuid& uuid, const QString& command, 
     }
     DAbstractPlugin* const plugin = m_instances.find(uuid);
     const QString title = plugin == nullptr ? uuid.toString() : m_instances.titleOf(plugin);
-    add(new DOrder(id, *this, nullptr, {plugin, title, command, arguments, timeout, waiter}));
+    add(id, nullptr, {plugin, title, command, arguments, timeout, waiter});
     ++m_orderCount;
 }
 
@@ -49,8 +51,8 @@ DOrder* DOrderKeeper::placeInstruction(DOrder& caller, const QString& target, co
     const QString title =
         plugin == nullptr ? QStringLiteral("the target \"%1\"").arg(target) : m_instances.titleOf(plugin);
     ++m_instructionCount;
-    return add(new DOrder(DOrder::nextId(), *this, &caller,
-                          {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}}));
+    return add(DOrder::nextId(), &caller,
+               {plugin, title, instruction, arguments, caller.timeLeftFor(timeout), {}});
 }
 
 DOrder* DOrderKeeper::firstToGiveUp(const DOrder* except) const
@@ -66,11 +68,11 @@ DOrder* DOrderKeeper::firstToGiveUp(const DOrder* except) const
 
 void DOrderKeeper::propertyChanged(const DPropertyName& property)
 {
-    if (!m_running.isNull())
-        m_running->propertyChanged(property);
+    if (DOrder* const order = m_running.get())
+        order->propertyChanged(property);
 }
 
-QPointer<DOrder> DOrderKeeper::exchangeRunning(const QPointer<DOrder>& order)
+DOrderRef DOrderKeeper::exchangeRunning(const DOrderRef& order)
 {
     return std::exchange(m_running, order);
 }
@@ -88,10 +90,16 @@ std::vector<DOrder*>::const_iterator DOrderKeeper::placeOf(quint64 id) const
                             [](const DOrder* order, quint64 wanted) { return order->orderId() < wanted; });
 }
 
-// One that another thread has placed may come after younger ones.
-DOrder* DOrderKeeper::add(DOrder* order)
+DOrder* DOrderKeeper::add(quint64 id, DOrder* caller, DOrderRequest request)
 {
-    return *m_orders.insert(placeOf(order->orderId()), order);
+    if (m_spare.empty())
+        m_spare.push_back(new DOrder(*this));
+    DOrder* const order = m_spare.back();
+    m_spare.pop_back();
+    order->place(id, caller, std::move(request));
+    // One that another thread has placed may come after younger ones.
+    m_orders.insert(placeOf(id), order);
+    return order;
 }
 
 int DOrderKeeper::openCount() const
@@ -108,12 +116,12 @@ bool DOrderKeeper::isBusy(const DAbstractPlugin* plugin) const
 }
 
 template <class Condition>
-QList<QPointer<DOrder>> DOrderKeeper::ordersThat(Condition condition) const
+std::vector<DOrderRef> DOrderKeeper::ordersThat(Condition condition) const
 {
-    QList<QPointer<DOrder>> found;
+    std::vector<DOrderRef> found;
     for (DOrder* const order : m_orders) {
         if (condition(*order))
-            found.append(order);
+            found.emplace_back(order);
     }
     return found;
 }
@@ -125,8 +133,9 @@ int DOrderKeeper::stopOrders(const DAbstractPlugin* plugin, const QString& stopN
     });
     const QString reason = QStringLiteral("stopped by \"%1\"").arg(stopName);
     int stopped = 0;
-    for (const QPointer<DOrder>& order : found) {
-        if (!order.isNull() && order->stop(reason))
+    for (const DOrderRef& ref : found) {
+        DOrder* const order = ref.get();
+        if (order != nullptr && order->stop(reason))
             ++stopped;
     }
     return stopped;
@@ -136,8 +145,8 @@ void DOrderKeeper::endOrdersOf(const DAbstractPlugin* plugin)
 {
     const auto found = ordersThat([plugin](const DOrder& order) { return order.plugin() == plugin; });
     const QString message = QStringLiteral("%1 has gone").arg(m_instances.titleOf(plugin));
-    for (const QPointer<DOrder>& order : found) {
-        if (!order.isNull())
+    for (const DOrderRef& ref : found) {
+        if (DOrder* const order = ref.get())
             order->fail(message);
     }
 }
@@ -153,10 +162,10 @@ void DOrderKeeper::dropIdleCommandsOf(const DAbstractPlugin* plugin)
         ordersThat([plugin](const DOrder& order) { return order.plugin() == plugin && !order.isBusy(); }));
 }
 
-void DOrderKeeper::dropCommands(const QList<QPointer<DOrder>>& orders)
+void DOrderKeeper::dropCommands(const std::vector<DOrderRef>& orders)
 {
-    for (const QPointer<DOrder>& order : orders) {
-        if (!order.isNull())
+    for (const DOrderRef& ref : orders) {
+        if (DOrder* const order = ref.get())
             order->dropCommand();
     }
 }
@@ -165,8 +174,8 @@ void DOrderKeeper::close()
 {
     m_closed = true;
     const auto found = ordersThat([](const DOrder&) { return true; });
-    for (const QPointer<DOrder>& order : found) {
-        if (!order.isNull())
+    for (const DOrderRef& ref : found) {
+        if (DOrder* const order = ref.get())
             order->fail(QStringLiteral("the host has gone"));
     }
 }
@@ -175,6 +184,7 @@ void DOrderKeeper::deleteAll()
 {
     const std::vector<DOrder*> left = m_orders;
     qDeleteAll(left);
+    qDeleteAll(std::exchange(m_spare, {}));
 }
 
 void DOrderKeeper::orderRetired(DOrder& order)
@@ -191,4 +201,12 @@ void DOrderKeeper::orderGone(quint64 id)
     const auto it = placeOf(id);
     if (it != m_orders.cend() && (*it)->orderId() == id)
         m_orders.erase(it);
+}
+
+bool DOrderKeeper::keepForNext(DOrder& object)
+{
+    if (m_spare.size() >= c_mostSpare)
+        return false;
+    m_spare.push_back(&object);
+    return true;
 }

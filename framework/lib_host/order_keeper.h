@@ -1,10 +1,9 @@
 #pragma once
 
+#include <lib_host/d_order.h>
 #include <lib_host/order_clock.h>
 #include <lib_host/order_notices.h>
 
-#include <QList>
-#include <QPointer>
 #include <QString>
 #include <QUuid>
 #include <QVariantMap>
@@ -15,12 +14,11 @@
 
 class DAbstractPlugin;
 class DInstances;
-class DOrder;
 class DPropertySaver;
 class DRunQueue;
 struct DPropertyName;
 
-// Keeps all orders from the moment at which they are placed until they are deleted, and makes them.
+// Keeps all orders from the moment at which they are placed until they have gone, and makes them.
 class DOrderKeeper
 {
 public:
@@ -45,7 +43,7 @@ public:
     void dropIdleCommandsOf(const DAbstractPlugin* plugin);
     // The host goes: all orders fail, and no more are taken.
     void close();
-    // Those too that have ended and would be deleted from the event loop.
+    // Those too that have ended and would go from the event loop.
     void deleteAll();
     // A persistent property has: the order whose command does it saves it before it goes on.
     void propertyChanged(const DPropertyName& property);
@@ -59,36 +57,40 @@ public:
     DOrderClock& clock() { return m_clock; }
     DPropertySaver& properties() { return m_properties; }
     // The order whose command is called from now on, null for none; returns the one before.
-    QPointer<DOrder> exchangeRunning(const QPointer<DOrder>& order);
+    DOrderRef exchangeRunning(const DOrderRef& order);
     // The order of an instruction, null when no more are taken.
     DOrder* placeInstruction(DOrder& caller, const QString& target, const QString& instruction,
                              const QVariantMap& arguments, int timeout);
     // Ends the running orders of the instance that have this stop name, `stopOrder` excepted; how many.
     int stopOrders(const DAbstractPlugin* plugin, const QString& stopName, const DOrder* stopOrder);
-    // It has ended and runs no command code any more: told once, it is deleted from the event loop.
+    // It has ended and runs no command code any more: told once, it goes from the event loop.
     void orderRetired(DOrder& order);
-    // It is deleted now.
+    // It goes now.
     void orderGone(quint64 id);
+    // Its object is kept for the next order. False when there are enough of them.
+    bool keepForNext(DOrder& object);
 
 private:
     // Orders end while their list is gone through, and the host may go.
     template <class Condition>
-    QList<QPointer<DOrder>> ordersThat(Condition condition) const;
+    std::vector<DOrderRef> ordersThat(Condition condition) const;
     std::vector<DOrder*>::const_iterator placeOf(quint64 id) const;
-    DOrder* add(DOrder* order);
+    DOrder* add(quint64 id, DOrder* caller, DOrderRequest request);
     // Whose time is over first, null for none.
     DOrder* firstToGiveUp(const DOrder* except) const;
-    static void dropCommands(const QList<QPointer<DOrder>>& orders);
+    static void dropCommands(const std::vector<DOrderRef>& orders);
 
     const DInstances& m_instances;
     DRunQueue& m_queue;
     DOrderNotices& m_notices;
     DPropertySaver& m_properties;
     DOrderClock m_clock;
-    QPointer<DOrder> m_running;
+    DOrderRef m_running;
     std::function<void()> m_onRetired;
-    // By their identifiers; those that have ended and are not deleted yet included.
+    // By their identifiers; those that have ended and have not gone yet included.
     std::vector<DOrder*> m_orders;
+    // Objects of orders that have gone: to make one takes longer than most that an order does.
+    std::vector<DOrder*> m_spare;
     bool m_closed = false;
     // Of those that have not retired.
     int m_orderCount = 0; // without a caller

@@ -10,7 +10,7 @@ enum class DOrderPhase {
     Running,       // its command runs, or waits for replies
     Failing,       // its command hears of a failure that ends the order whatever it answers
     Ended,         // its outcome has been told; its command may still be on the call stack
-    Retired,       // runs nothing any more and waits to be deleted
+    Retired,       // runs nothing any more and waits to go
 };
 
 struct DOrderTransition

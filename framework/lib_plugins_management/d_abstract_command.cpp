@@ -280,6 +280,11 @@ void DAbstractCommand::orderEnded(bool ok)
     Q_EMIT sigCommandFinished(ok);
 }
 
+void DAbstractCommand::leaveItsOrder()
+{
+    m_orderObject.clear();
+}
+
 void DAbstractCommand::declare(Declarations& declared, const char* kind, const DCommandValue& value)
 {
     if (declared.count < declared.values.size()) {

@@ -118,6 +118,8 @@ public:
     // For the order: an instruction has ended and its handler is dropped; the order has ended.
     void forgetInstruction(quint64 instructionId);
     void orderEnded(bool ok);
+    // The order has gone: its object may be another order's from now on.
+    void leaveItsOrder();
 
 private:
     // A command is cloned for every order, and declares anew what its prototype has declared: it shares the

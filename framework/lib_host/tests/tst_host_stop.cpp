@@ -2,8 +2,10 @@
 
 #include <lib_plugins_management/command_end.h>
 
+#include <QEventLoop>
 #include <QPointer>
 #include <QTest>
+#include <QTimer>
 
 class tst_HostStop : public QObject
 {
@@ -16,6 +18,7 @@ private Q_SLOTS:
     void stopBetweenInstructions();
     void stopBeforeTheStart();
     void stopBeforeTheStartSendsNothing();
+    void stopSparesLaterOrders();
 };
 
 void tst_HostStop::stopListening()
@@ -173,6 +176,46 @@ void tst_HostStop::stopBeforeTheStartSendsNothing()
     QTRY_VERIFY(bench.isFinished(id));
     QVERIFY(bench.outcomes.value(id).ok);
     QCOMPARE(executions, 0);
+}
+
+// Of those that run when it comes one may go, and another one begin, before all of them have been told.
+void tst_HostStop::stopSparesLaterOrders()
+{
+    QList<QPointer<ScriptedCommand>> listeners;
+    ScriptedBench* benchPointer = nullptr;
+    quint64 second = 0;
+    quint64 third = 0;
+    QEventLoop loop;
+    Script listen;
+    listen.stopName = "stop";
+    listen.endsByItself = true;
+    listen.execute = [&](ScriptedCommand& command) {
+        listeners.append(&command);
+        if (listeners.size() == 1) {
+            whenCommandFinished(command, this, [&](bool) {
+                QTimer::singleShot(0, &loop, [&] { benchPointer->host->stopOrder(second); });
+                loop.exec();
+            });
+        } else if (listeners.size() == 2) {
+            connect(&command, &QObject::destroyed, &loop,
+                    [&] { QTimer::singleShot(0, &loop, [&] { third = benchPointer->start("listen"); }); });
+        } else {
+            QTimer::singleShot(0, &loop, &QEventLoop::quit);
+        }
+        return true;
+    };
+    ScriptedBench bench({{"listen", listen}}, {});
+    benchPointer = &bench;
+    bench.start("listen");
+    second = bench.start("listen");
+    QTRY_COMPARE(listeners.size(), 2);
+    const quint64 stop = bench.start("stop");
+    QTRY_VERIFY(bench.isFinished(stop));
+    QCOMPARE(bench.outcomes.value(stop).results, (QVariantMap{{"stopped", 1}}));
+    QVERIFY(third != 0 && !bench.isFinished(third));
+    QVERIFY(!listeners.value(2).isNull());
+    QVERIFY(bench.host->stopOrder(third));
+    QTRY_COMPARE(ScriptedCommand::alive(), bench.commandsAtRest);
 }
 
 QTEST_GUILESS_MAIN(tst_HostStop)
