@@ -11,8 +11,8 @@ namespace contract_version {
 constexpr int c_breaking = 1;
 // A host may have a higher one than the plug-in was built against, not a lower one.
 // 1.1 has not been released yet, so it still changes as if nobody had built against it: DAbstractCommand has
-// become smaller, since the clones of a command share what it declares. What was built against an earlier state
-// of 1.1 has to be built anew; from its release on such a change raises c_breaking.
+// become smaller, since the clones of a command share what it declares. What was built against an earlier
+// state of 1.1 has to be built anew; from its release on such a change raises c_breaking.
 constexpr int c_compatible = 1;
 
 // The entry of the metadata: "1.1".
