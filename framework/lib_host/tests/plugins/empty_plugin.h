@@ -2,11 +2,10 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
-// A plug-in object without commands.
+// A plug-in object without commands. Without words of its own for moc, which every plug-in file would have to
+// compile again.
 class EmptyPlugin : public DAbstractPlugin
 {
-    Q_OBJECT
-
 public:
     EmptyPlugin(const QUuid& kind, const QString& name, const QUuid& objectUuid)
         : DAbstractPlugin(kind, name, IPlugin::CeTypeDevice, Q_UINT64_C(0x0001000000000000), objectUuid,
