@@ -4,6 +4,17 @@
 
 #include <utility>
 
+namespace {
+
+// The same answer a second time contradicts nothing.
+bool isSaidTwice(const QByteArray& received)
+{
+    const int half = received.size() / 2;
+    return received.left(half) == received.mid(half);
+}
+
+} // namespace
+
 ModbusExchange::ModbusExchange(const ModbusRequest& request, const ModbusTransport& transport,
                                quint16 transaction, AnswerLimit limit, Clock::time_point startedAt)
     : m_request(request)
@@ -72,6 +83,12 @@ ExchangeVerdict ModbusExchange::judge(const QByteArray& received, Clock::time_po
         verdict.outcome.code = IMessenger::CeEcRefused;
         verdict.outcome.message =
             QStringLiteral("%1 refused the %2: %3").arg(address(), m_request.text(), answer.text);
+        if (m_request.isWrite() && !check.problem.isEmpty() && !isSaidTwice(m_received)) {
+            verdict.kind = ExchangeVerdict::Uncertain;
+            verdict.outcome.code = IMessenger::CeEcUncertain;
+            verdict.outcome.message +=
+                QStringLiteral(", and sent something else behind it; the write may have been done");
+        }
         break;
     case ModbusAnswer::Undecided:
         verdict.kind = ExchangeVerdict::Uncertain;

@@ -452,6 +452,14 @@ void addTcpWrites()
     row("acknowledged", "sent;rx 0001 0000 0006 01 06 0064 0007", Verdict::Values, Code::CeEcNone, "", "");
     row("exception", "sent;rx 0001 0000 0003 01 8602", Verdict::Refused, Code::CeEcRefused,
         "%A refused the %R: illegal data address (2)", "");
+    row("exception twice", "sent;rx 0001 0000 0003 01 8602 0001 0000 0003 01 8602", Verdict::Refused,
+        Code::CeEcRefused, "%A refused the %R: illegal data address (2)",
+        "more came than the answer to one request");
+    row("exception with the echo behind it", "sent;rx 0001 0000 0003 01 8602 0001 0000 0006 01 06 0064 0007",
+        Verdict::Uncertain, Code::CeEcUncertain,
+        "%A refused the %R: illegal data address (2), and sent something else behind it; the write may have "
+        "been done",
+        "more came than the answer to one request");
     row("exception that decides nothing", "sent;rx 0001 0000 0003 01 8604", Verdict::Uncertain,
         Code::CeEcUncertain,
         "%A answered the %R with server device failure (4); the write may have been done", "");
