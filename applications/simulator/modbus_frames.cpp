@@ -112,6 +112,9 @@ FrameScan takeRtuRequest(QByteArray& buffer, QByteArray* frame)
 {
     if (buffer.size() < c_rtuHeaderSize)
         return FrameScan::Incomplete;
+    // Nothing says how long one of another function is.
+    if (!isKnownFunction(static_cast<quint8>(buffer[1])))
+        return takeRtuFrame(buffer, -1, frame);
     const QModbusRequest pdu(functionOf(buffer), buffer.mid(c_rtuHeaderSize));
     return takeRtuFrame(buffer, QModbusRequest::calculateDataSize(pdu), frame);
 }

@@ -7,6 +7,17 @@ constexpr quint8 c_broadcastUnit = 0;
 // protocol: USB converters deliver a frame in pieces up to 16 ms apart.
 constexpr int c_frameGap = 50;
 constexpr int c_mostWaiting = 1000;
+// The server answers within some ms, or not at all: far more, for a machine that is busy. A broadcast it only
+// has to take.
+constexpr int c_patience = 1000;
+constexpr int c_broadcastTime = 20;
+
+// That of a request, also of its refusal.
+int plainFunction(const QByteArray& frame)
+{
+    constexpr uint c_function = 0x7f;
+    return static_cast<int>(static_cast<uint>(frame[1]) & c_function);
+}
 
 } // namespace
 
@@ -21,6 +32,8 @@ SerialRelay::SerialRelay(QIODevice* line, QIODevice* inner, const RelayContext& 
     m_gap.setSingleShot(true);
     m_gap.setInterval(c_frameGap);
     connect(&m_gap, &QTimer::timeout, this, &SerialRelay::discardPartial);
+    m_patience.setSingleShot(true);
+    connect(&m_patience, &QTimer::timeout, this, &SerialRelay::giveUp);
     connect(m_line, &QIODevice::readyRead, this, &SerialRelay::readLine);
     connect(m_inner, &QIODevice::readyRead, this, &SerialRelay::readInner);
     // There is no connection to end.
@@ -36,6 +49,7 @@ void SerialRelay::setSilent(bool silent)
     if (silent) {
         m_queue.clear();
         m_pending.clear();
+        m_patience.stop();
     }
 }
 
@@ -75,14 +89,15 @@ void SerialRelay::handleRequest(const QByteArray& frame)
         m_queue.add(recorded ? *recorded : Delivery::whole(rtuExceptionAnswer(frame, c_neverRecorded)));
         return;
     }
+    // What is meant for another unit does not count. Who asks on while so many answers are late is not heard.
+    if ((unit != m_context.unitId && unit != c_broadcastUnit) ||
+        m_queue.count() + m_pending.size() >= c_mostWaiting)
+        return;
     if (unit == c_broadcastUnit) {
         // Carried out by all, answered by none.
-        m_inner->write(frame);
+        add(frame, std::nullopt);
         return;
     }
-    // What is meant for another unit does not count. Who asks on while so many answers are late is not heard.
-    if (unit != m_context.unitId || m_queue.count() + m_pending.size() >= c_mostWaiting)
-        return;
     // Without unit and check sum.
     const QByteArray pdu = frame.mid(1, frame.size() - 3);
     const auto fault = m_context.plan->next(function, m_context.touched(pdu));
@@ -101,8 +116,30 @@ void SerialRelay::handleRequest(const QByteArray& frame)
             return;
         }
     }
-    m_pending.enqueue(fault);
+    add(frame, fault);
+}
+
+void SerialRelay::add(const QByteArray& frame, const std::optional<Fault>& fault)
+{
+    m_pending.enqueue({frame, fault});
+    handOn();
+}
+
+void SerialRelay::handOn()
+{
+    if (m_pending.isEmpty() || m_patience.isActive())
+        return;
+    const QByteArray& frame = m_pending.head().frame;
+    m_patience.start(static_cast<quint8>(frame[0]) == c_broadcastUnit ? c_broadcastTime : c_patience);
     m_inner->write(frame);
+}
+
+void SerialRelay::giveUp()
+{
+    m_fromInner.clear();
+    if (!m_pending.isEmpty())
+        m_pending.dequeue();
+    handOn();
 }
 
 void SerialRelay::readInner()
@@ -111,10 +148,13 @@ void SerialRelay::readInner()
     QByteArray frame;
     FrameScan scan = FrameScan::Complete;
     while ((scan = takeRtuResponse(m_fromInner, &frame)) == FrameScan::Complete) {
-        if (m_pending.isEmpty())
+        // One that comes too late is nobody's.
+        if (m_pending.isEmpty() || plainFunction(frame) != plainFunction(m_pending.head().frame))
             continue;
-        const auto fault = m_pending.dequeue();
+        m_patience.stop();
+        const std::optional<Fault> fault = m_pending.dequeue().fault;
         m_queue.add(fault ? m_context.bend(*fault, frame, c_rtuHeaderSize) : Delivery::whole(frame));
+        handOn();
     }
     if (scan == FrameScan::Garbage)
         m_fromInner.clear();

@@ -24,6 +24,10 @@ private:
     void readLine();
     void readInner();
     void handleRequest(const QByteArray& frame);
+    // To the server, one by one: of several at once it would answer one.
+    void add(const QByteArray& frame, const std::optional<Fault>& fault);
+    void handOn();
+    void giveUp();
     void discardPartial();
 
     QIODevice* m_line;
@@ -31,9 +35,15 @@ private:
     const RelayContext& m_context;
     QByteArray m_fromLine;
     QByteArray m_fromInner;
-    // One entry per request that the server owes an answer.
-    QQueue<std::optional<Fault>> m_pending;
+    struct Pending
+    {
+        QByteArray frame;
+        std::optional<Fault> fault;
+    };
+    // The first one is the server's, the others wait for it.
+    QQueue<Pending> m_pending;
     DeliveryQueue m_queue;
     QTimer m_gap;
+    QTimer m_patience; // while the server has one
     bool m_silent = false;
 };

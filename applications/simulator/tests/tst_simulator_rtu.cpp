@@ -47,6 +47,7 @@ private Q_SLOTS:
     void broadcastIsCarriedOut();
     void followsUnitAndAddressOffset();
     void lineRecoversFromNoise();
+    void lineOutlastsABurst(); // docs/security.md
     void bothTransportsShowOneController();
     void servesASerialDevice();
     void refusesAnUnknownSerialDevice();
@@ -249,6 +250,25 @@ void TestSimulatorRtu::lineRecoversFromNoise()
     QTRY_COMPARE(messages.size(), 2);
     m_line->write(request);
     QTRY_COMPARE(line(), request.toHex());
+}
+
+// Each of many requests that come at once is answered, in their order, and whoever asks afterwards as well;
+// what the library's server does not answer holds nobody up.
+void TestSimulatorRtu::lineOutlastsABurst()
+{
+    openLine(m_simulator->openPseudoTerminal());
+    const QByteArray read = withChecksum(QByteArray::fromHex("01 03 17D5 0001"));
+    const QByteArray answer = withChecksum(QByteArray::fromHex("01 03 02 0000"));
+    constexpr int c_requests = 300;
+    for (int i = 0; i < c_requests; ++i)
+        m_line->write(read);
+    QTRY_COMPARE_WITH_TIMEOUT(m_fromLine.size(), c_requests * answer.size(), 20000);
+    for (int i = 0; i < 3; ++i) {
+        m_line->write(withChecksum(QByteArray::fromHex("01 83 00")));
+        m_line->write(withChecksum(QByteArray::fromHex("01 08 0001 0000")));
+    }
+    m_fromLine.clear();
+    QTRY_VERIFY_WITH_TIMEOUT((m_line->write(read), m_fromLine.endsWith(answer)), 20000);
 }
 
 void TestSimulatorRtu::bothTransportsShowOneController()
