@@ -100,8 +100,9 @@ bool readConfigurationText(const QString& path, QByteArray* text, QString* reaso
 class Loader
 {
 public:
-    explicit Loader(const DPluginKinds& kinds)
+    Loader(const DPluginKinds& kinds, const DFileJudge& judge)
         : m_kinds(kinds)
+        , m_judge(judge)
     {}
 
     DLoadedConfiguration load(const QString& path)
@@ -150,7 +151,12 @@ private:
         QString reason;
         if (m_textSize > c_configurationTotalLimit)
             return {};
-        if (!readConfigurationText(path, &text, &reason)) {
+        const bool isRead = readConfigurationText(path, &text, &reason);
+        if (isRead && m_judge && schemaName == c_deviceSchema) {
+            const QString problem = m_judge(path, text);
+            reason = problem.isEmpty() ? QString() : QStringLiteral("is not used: %1").arg(problem);
+        }
+        if (!isRead || !reason.isEmpty()) {
             fail(path, {}, reason);
             return {};
         }
@@ -404,6 +410,7 @@ private:
     }
 
     const DPluginKinds& m_kinds;
+    const DFileJudge& m_judge;
     QHash<QString, QJsonObject> m_parts; // by their paths
     qint64 m_textSize = 0;               // of all files so far
     QList<DConfigurationError> m_errors;
@@ -422,5 +429,11 @@ QString DConfigurationError::toString() const
 
 DLoadedConfiguration loadConfiguration(const QString& path, const DPluginKinds& kinds)
 {
-    return Loader(kinds).load(path);
+    return loadConfiguration(path, kinds, {});
+}
+
+DLoadedConfiguration loadConfiguration(const QString& path, const DPluginKinds& kinds,
+                                       const DFileJudge& judge)
+{
+    return Loader(kinds, judge).load(path);
 }

@@ -2,11 +2,14 @@
 
 #include <lib_host/lib_host_global.h>
 
+#include <QByteArray>
 #include <QHash>
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QUuid>
+
+#include <functional>
 
 class DAbstractPlugin;
 
@@ -57,3 +60,11 @@ constexpr int c_configurationErrorsLimit = 1000;
 // (plugin_description.h) as well; of a kind that is not among `kinds`, or has none, it is not.
 // `path` may be a resource (":/…"). Never throws; whatever the files contain, errors say so.
 LIB_HOST_EXPORT DLoadedConfiguration loadConfiguration(const QString& path, const DPluginKinds& kinds = {});
+
+// Why a file that "configurationFiles" names is not used, as the end of a sentence about it; empty for one
+// that is. Asked with its path and all that it holds.
+using DFileJudge = std::function<QString(const QString& path, const QByteArray& text)>;
+// The same, for who tells errors to others than the user: of a file that is not used they tell the path and
+// why, and nothing of what it holds.
+LIB_HOST_EXPORT DLoadedConfiguration loadConfiguration(const QString& path, const DPluginKinds& kinds,
+                                                       const DFileJudge& judge);

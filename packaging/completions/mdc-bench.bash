@@ -141,7 +141,7 @@ _mdc_bench() {
                 restore) options="--help --object --timeout --presets --extras --dry-run --verify --no-snapshot --snapshot-folder --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
                 compare) options="--help --object --timeout --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
                 panel) options="--help --object --timeout --screenshot --press --size --dark --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
-                check) options="--help --object --timeout --probe --write --yes --report --force --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
+                check) options="--help --object --timeout --probe --seconds --write --yes --report --force --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
                 support) options="--help --add --probe --with-identity --force --timeout --config --plugins --properties --trace --record --simulate --profile --fault --format --language --verbose --quiet" ;;
             esac
             COMPREPLY=($(compgen -W "$options" -- "$cur"))

@@ -237,6 +237,7 @@ complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l help -d 'Print t
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l object -d 'Only this device' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l timeout -d 'How long to wait for the links in milliseconds [3000]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l probe -d 'Read everything that is configured, once, and tell what is refused or makes no sense'
+complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l seconds -d 'Probe for so many seconds at most, and tell what there was no time for [300]' -x
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l write -d 'Prove the channels that are written too: asks before each, and writes back what was there'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l yes -d 'Ask nothing: write'
 complete -c mdc-bench -n '__fish_seen_subcommand_from check' -l report -d 'Write a page (HTML) to print and sign: configuration, versions, findings, values' -r -F

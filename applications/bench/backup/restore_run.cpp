@@ -198,7 +198,7 @@ ExitCode RestoreRun::write()
     const QTemporaryDir folder;
     const QString copy = folder.filePath(QStringLiteral("backup.csv"));
     QString problem = folder.errorString();
-    if (!folder.isValid() || !putFile(copy, m_content, &problem))
+    if (!folder.isValid() || !putNewFile(copy, m_content, &problem))
         return fail(
             QStringLiteral("nothing was written: no copy of the file can be made in %1: %2")
                 .arg(QDir::tempPath(), problem),

@@ -208,8 +208,11 @@ void BenchCheck::probe(const CheckedDevice& checked, const QList<Finding>& confi
     }
     // What the driver says of a refusal is told as a finding.
     m_console.holdLog();
-    DeviceProbe deviceProbe(checked.configuration, controller, driverReader(m_session, *driver),
-                            [this] { return m_interrupt.requested(); });
+    if (!m_probeEnd)
+        m_probeEnd = QDeadlineTimer(m_options.probeTime);
+    DeviceProbe deviceProbe(
+        checked.configuration, controller, driverReader(m_session, *driver),
+        [this] { return m_interrupt.requested(); }, [this] { return m_probeEnd->hasExpired(); });
     const ProbeResult result = deviceProbe.run();
     m_console.releaseLog([](const QString&) { return true; });
     if (m_interrupt.requested())
@@ -271,10 +274,14 @@ void BenchCheck::measure(const ProbeResult& result, DAbstractPlugin& driver)
         return;
     m_console.holdLog();
     const LinkFacts facts = probeLink(m_session, driver, {readable->range.address, 1, readable->range.type},
-                                      m_console, m_interrupt);
+                                      m_console, m_interrupt, [this] { return m_probeEnd->hasExpired(); });
     m_console.releaseLog([](const QString&) { return true; });
-    m_report.addMeasurement(QStringLiteral("pause"), pauseText(facts),
-                            {{QStringLiteral("pause"), toJson(facts).value(QLatin1String("pause"))}});
+    if (!facts.unprobed.isEmpty())
+        m_report.add({FindingLevel::Warning, QStringLiteral("link \"%1\"").arg(driver.getName()),
+                      unprobedText(facts.unprobed), remedyOfTime()});
+    if (!facts.unprobed.contains(QLatin1String("pause")))
+        m_report.addMeasurement(QStringLiteral("pause"), pauseText(facts),
+                                {{QStringLiteral("pause"), toJson(facts).value(QLatin1String("pause"))}});
     if (facts.connections)
         m_report.addMeasurement(
             QStringLiteral("connections"), connectionsText(facts),

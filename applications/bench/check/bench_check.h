@@ -7,7 +7,11 @@
 #include "applications/bench/core/shared_options.h"
 #include "applications/bench/probe/device_probe.h"
 
+#include <QDeadlineTimer>
+
 #include <optional>
+
+constexpr int c_defaultProbeTime = 300'000; // ms
 
 struct CheckOptions
 {
@@ -16,6 +20,8 @@ struct CheckOptions
     int linkWait = c_defaultLinkWait; // ms
     // Read everything that is configured.
     bool isProbing = false;
+    // For all devices together, in ms.
+    int probeTime = c_defaultProbeTime;
     // Prove the channels that are written, asking before each, or without asking.
     bool isProvingWrites = false;
     bool isAgreed = false;
@@ -34,7 +40,7 @@ public:
 
     // Once. The code of the first error that was found; Done without one.
     ExitCode run();
-    // The bench that was looked over; after run().
+    // The bench that is looked over.
     BenchSession& session() { return m_session; }
 
 private:
@@ -72,4 +78,6 @@ private:
     CheckReport m_report;
     // Those of which it has been told.
     QList<const DAbstractPlugin*> m_unreachable;
+    // From the first device that is probed on.
+    std::optional<QDeadlineTimer> m_probeEnd;
 };

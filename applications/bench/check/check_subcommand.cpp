@@ -3,6 +3,13 @@
 #include "applications/bench/core/option_set.h"
 #include "applications/bench/core/question.h"
 
+namespace {
+
+constexpr double c_shortestProbe = 0.001; // s
+constexpr double c_longestProbe = 86400;  // s
+
+} // namespace
+
 CheckSubcommand::CheckSubcommand()
     : Subcommand({"check", "Look over configuration, plug-ins, links and register map",
                   "Exit code 0 when nothing worse than a warning was found, else the code of the first "
@@ -23,6 +30,11 @@ void CheckSubcommand::addTo(OptionSet& options)
     addLinkWait(options, m_options.linkWait);
     options.flag("--probe", m_options.isProbing,
                  "Read everything that is configured, once, and tell what is refused or makes no sense");
+    options
+        .seconds("--seconds", m_options.probeTime, c_shortestProbe, c_longestProbe,
+                 "Probe for so many seconds at most, and tell what there was no time for [" +
+                     std::to_string(c_defaultProbeTime / 1000) + "]")
+        .needs("--probe");
     options
         .flag("--write", m_options.isProvingWrites,
               "Prove the channels that are written too: asks before each, and writes back what was there")

@@ -30,9 +30,12 @@ std::optional<BenchProblem> write(Put put, const QString& path, const QByteArray
         return problem;
     // A disk that is full shows in what the file holds afterwards.
     QString reason = QStringLiteral("it holds something else now");
-    if (!put(path, bytes, &reason) || !holds(path, bytes))
-        return unwritable(path, reason);
-    return std::nullopt;
+    const bool isPut = replaces ? put(path, bytes, &reason) : putNewFile(path, bytes, &reason);
+    if (isPut && holds(path, bytes))
+        return std::nullopt;
+    // Somebody else may have made it meanwhile.
+    const std::optional<BenchProblem> existing = isPut ? std::nullopt : pageFileProblem(path, replaces);
+    return existing ? existing : unwritable(path, reason);
 }
 
 } // namespace

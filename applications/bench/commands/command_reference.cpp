@@ -2,6 +2,7 @@
 
 #include "applications/bench/core/output_format.h"
 
+#include <lib_utilities/printable_text.h>
 #include <lib_utilities/version.h>
 
 #include <QJsonArray>
@@ -351,7 +352,8 @@ QString commandsAsText(const QList<PluginCommands>& plugins)
     for (const PluginCommands& plugin : plugins) {
         if (!text.isEmpty())
             text += QLatin1Char('\n');
-        text += QStringLiteral("%1 %2, object \"%3\"\n").arg(plugin.plugin, plugin.version, plugin.object);
+        text += QStringLiteral("%1 %2, object \"%3\"\n")
+                    .arg(plugin.plugin, plugin.version, printableText(plugin.object));
         for (const CommandDescription& command : plugin.commands) {
             text += QStringLiteral("\n  %1\n    %2\n").arg(signature(command), oneLine(command.description));
             if (command.known != nullptr) {

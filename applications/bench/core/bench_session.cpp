@@ -4,7 +4,6 @@
 #include "applications/bench/core/suggestion.h"
 #include "plugins/p_device_mdc/model/device_information.h"
 
-#include <lib_host/configuration.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
 #include <lib_utilities/plain_file.h>
@@ -26,14 +25,8 @@ const QString c_deviceInformation = QStringLiteral("deviceInformation");
 // A file that is not there, where one can be made.
 bool canBeNew(const QString& path, QString* reason)
 {
-    if (!isFreeForFile(path, reason))
-        return false;
-    if (QFileInfo::exists(path)) {
-        *reason = QStringLiteral("it is there already; name another file");
-        return false;
-    }
     QFile file;
-    if (!openPlainFile(file, path, reason))
+    if (!openNewFile(file, path, reason))
         return false;
     file.close();
     *reason = QStringLiteral("what was made there for a trial cannot be removed again");
@@ -77,8 +70,9 @@ std::optional<BenchProblem> BenchSession::loadConfigurationFile()
     // Plug-ins know what the configuration of their objects may have. What became of their files is told
     // afterwards: a configuration that is wrong is so with or without them.
     m_host.loadPlugins(pluginFolder());
-    const DLoadedConfiguration loaded = loadConfiguration(
-        m_general.configFile.isEmpty() ? c_bundledConfiguration : m_general.configFile, m_host.kinds());
+    const DLoadedConfiguration loaded =
+        loadConfiguration(m_general.configFile.isEmpty() ? c_bundledConfiguration : m_general.configFile,
+                          m_host.kinds(), m_judge);
     m_configuration = loaded.configuration;
     if (loaded.errors.isEmpty())
         return std::nullopt;

@@ -10,6 +10,7 @@
 #include "applications/bench/core/link_watch.h"
 #include "applications/bench/core/order_run.h"
 
+#include <lib_host/configuration.h>
 #include <lib_host/d_host.h>
 
 #include <QHash>
@@ -18,6 +19,7 @@
 #include <QUuid>
 
 #include <optional>
+#include <utility>
 
 class DAbstractPlugin;
 class Simulator;
@@ -45,6 +47,10 @@ public:
     // For who only looks: the links write no trace of their frames that the configuration asks for, which may
     // be somebody else's. Before the first step; --trace is the person's own word, and stays.
     void ignoreConfiguredTraces() { m_ignoresTraces = true; }
+
+    // For who tells others what is wrong: of the files that the main one names none is used that `judge` has
+    // something against. Before the first step.
+    void judgeFiles(DFileJudge judge) { m_judge = std::move(judge); }
 
     // The plug-ins as well, by which it is checked.
     std::optional<BenchProblem> loadConfigurationFile();
@@ -113,6 +119,7 @@ private:
 
     const GeneralOptions m_general;
     bool m_ignoresTraces = false;
+    DFileJudge m_judge;
     const QString m_object;
     Console& m_console;
     Interrupt& m_interrupt;

@@ -59,23 +59,29 @@ std::optional<ReadRequest> withoutNotation(const ReadRequest& request)
 }
 
 DeviceProbe::DeviceProbe(const QJsonObject& configuration, const ConnectedController& controller,
-                         RegisterReader reader, std::function<bool()> isCancelled)
+                         RegisterReader reader, std::function<bool()> isCancelled, Clock isOutOfTime)
     : m_configuration(configuration)
     , m_controller(controller)
     , m_reader(std::move(reader))
     , m_isCancelled(std::move(isCancelled))
+    , m_isOutOfTime(std::move(isOutOfTime))
     , m_ranges(probedRanges(configuration, controller))
 {}
 
 ProbeResult DeviceProbe::run()
 {
     readAll();
+    const bool isCut = isLate() && m_result.code == ExitCode::Done;
     for (const ProbedRange& range : qAsConst(m_ranges)) {
         ProbedValue value{range, m_image.values(range), m_image.refused(range), {}, ExitCode::Done, false};
         value.wasReadWhole = m_image.wasReadWhole(range);
         if (!value.refused.isEmpty()) {
             value.code = ExitCode::Refused;
             value.message = m_image.refusal(range.type, value.refused.constFirst());
+        } else if (!value.isRead() && isCut) {
+            value.code = ExitCode::TimedOut;
+            value.message = QStringLiteral("not probed");
+            m_result.unprobed.append(range.title());
         } else if (!value.isRead()) {
             value.code = m_result.code == ExitCode::Done ? ExitCode::CommandFailed : m_result.code;
             value.message = m_result.end;
@@ -104,7 +110,7 @@ ReadReply DeviceProbe::read(const ReadRequest& request)
 
 bool DeviceProbe::isOver() const
 {
-    return m_missed >= c_mostMissed || (m_isCancelled && m_isCancelled());
+    return m_missed >= c_mostMissed || (m_isCancelled && m_isCancelled()) || isLate();
 }
 
 void DeviceProbe::readAll()
@@ -176,6 +182,8 @@ void DeviceProbe::lookElsewhere()
         if (isWanted && sought++ < c_mostSought)
             lookElsewhere(i);
     }
+    if (isDoubtful && isLate())
+        m_result.unprobed.append(QStringLiteral("what is beside"));
 }
 
 void DeviceProbe::lookElsewhere(int range)
@@ -212,4 +220,6 @@ void DeviceProbe::measure()
         if (!read(request).isDone())
             return;
     }
+    if (m_result.roundTrips.size() < c_wantedRoundTrips && isLate())
+        m_result.unprobed.append(QStringLiteral("round trips"));
 }

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 
@@ -41,6 +42,8 @@ struct ProbeResult
     QList<Elsewhere> elsewhere; // where reading has brought something
     QList<qint64> roundTrips;   // µs of each request that was answered, the oldest first
     int requests = 0;           // that were sent to read the values
+    // What there was no more time for.
+    QStringList unprobed;
     // Why the rest was not read: the controller does not answer; empty when it does.
     QString end;
     ExitCode code = ExitCode::Done; // of that
@@ -51,8 +54,11 @@ struct ProbeResult
 class DeviceProbe
 {
 public:
+    // Is there no more time? What is left undone then is told.
+    using Clock = std::function<bool()>;
+
     DeviceProbe(const QJsonObject& configuration, const ConnectedController& controller,
-                RegisterReader reader, std::function<bool()> isCancelled = {});
+                RegisterReader reader, std::function<bool()> isCancelled = {}, Clock isOutOfTime = {});
 
     // Once.
     ProbeResult run();
@@ -60,6 +66,7 @@ public:
 private:
     ReadReply read(const ReadRequest& request);
     bool isOver() const;
+    bool isLate() const { return m_isOutOfTime && m_isOutOfTime(); }
     void readAll();
     // After a refusal: what the request has for one range or another, and these register by register.
     void readParts(const ReadRequest& request, const QString& refusal);
@@ -72,6 +79,7 @@ private:
     const ConnectedController m_controller;
     const RegisterReader m_reader;
     const std::function<bool()> m_isCancelled;
+    const Clock m_isOutOfTime;
     QList<ProbedRange> m_ranges;
     RegisterImage m_image;
     ProbeResult m_result;

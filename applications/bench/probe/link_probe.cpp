@@ -126,14 +126,29 @@ std::optional<int> neededPause(const RegisterReader& reader, const ReadRequest& 
 }
 
 LinkFacts probeLink(BenchSession& session, DAbstractPlugin& driver, const ReadRequest& request,
-                    Console& console, Interrupt& interrupt)
+                    Console& console, Interrupt& interrupt, const std::function<bool()>& isOutOfTime)
 {
     LinkFacts facts;
-    facts.pause = neededPause(driverReader(session, driver), request, passTime);
+    bool isLate = isOutOfTime();
+    const RegisterReader reader = driverReader(session, driver);
+    const RegisterReader inTime = [&](const ReadRequest& asked) {
+        isLate = isLate || isOutOfTime();
+        return isLate || interrupt.requested() ? ReadReply{ExitCode::TimedOut, {}, {}, 0} : reader(asked);
+    };
+    facts.pause = neededPause(inTime, request, [&isLate](int pause) {
+        if (!isLate)
+            passTime(pause);
+    });
+    if (isLate && !facts.pause)
+        facts.unprobed.append(QStringLiteral("pause"));
     const BenchObject object = session.describe(driver);
     const DriverDescription description(&driver);
     if (!description.isTcp(object.configuration) || interrupt.requested())
         return facts;
+    if (isLate) {
+        facts.unprobed += QStringList{QStringLiteral("connections"), QStringLiteral("units")};
+        return facts;
+    }
     const QJsonObject configuration = description.untraced(object.configuration);
     OtherLinks links(session, object, console, interrupt);
     facts.connections = 1 + servedAtOnce(links, configuration, request);

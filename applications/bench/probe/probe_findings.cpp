@@ -49,6 +49,24 @@ QString reasonOf(const ProbedValue& value)
     return value.message.section(QStringLiteral(": "), -1);
 }
 
+} // namespace
+
+QString unprobedText(const QStringList& unprobed)
+{
+    constexpr int c_mostNamed = 20;
+    const int more = unprobed.size() - c_mostNamed;
+    return QStringLiteral("its time is over; not probed: %1%2")
+        .arg(unprobed.mid(0, c_mostNamed).join(QStringLiteral(", ")),
+             more > 0 ? QStringLiteral(" and %1 more").arg(more) : QString());
+}
+
+QString remedyOfTime()
+{
+    return QStringLiteral("give it more time with --seconds S, or see why the controller is slow");
+}
+
+namespace {
+
 class Judgement
 {
 public:
@@ -122,6 +140,15 @@ void Judgement::judgeReading()
               remedyFor(m_result.code));
     else if (count == m_result.values.size())
         ok(subject, message);
+    if (m_result.unprobed.isEmpty())
+        return;
+    // A value that was not read could be wrong; what was only measured could not.
+    const bool isError = count < m_result.values.size();
+    m_findings.append({{isError ? FindingLevel::Error : FindingLevel::Warning, subject,
+                        isError ? message + QStringLiteral("; ") + unprobedText(m_result.unprobed)
+                                : unprobedText(m_result.unprobed),
+                        remedyOfTime()},
+                       isError ? ExitCode::TimedOut : ExitCode::Done});
 }
 
 bool Judgement::judgeRefusalOfAll()

@@ -6,6 +6,8 @@
 
 #include <QJsonObject>
 #include <QList>
+#include <QString>
+#include <QStringList>
 
 struct ProbeFinding
 {
@@ -18,3 +20,7 @@ struct ProbeFinding
 // what is well is told in few words. `configuration` is the device object's.
 QList<ProbeFinding> probeFindings(const ProbeResult& result, const QJsonObject& configuration,
                                   const AddressOffset& offset);
+
+// That there was no time for these, and what to do about it.
+QString unprobedText(const QStringList& unprobed);
+QString remedyOfTime();

@@ -1,6 +1,7 @@
 #include "applications/bench/support/anonymiser.h"
 
 #include "applications/bench/core/platform.h"
+#include "applications/bench/support/coded_text.h"
 
 #include <lib_utilities/printable_text.h>
 
@@ -9,6 +10,8 @@
 #include <QSysInfo>
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 // What words are made of, and what joins some of them to one.
 struct WordRule
@@ -261,6 +264,37 @@ QByteArray bytesOf(const QString& serial)
     return bytes.size() - bytes.count('\0') < 2 ? QByteArray() : bytes;
 }
 
+// As registers have it: its characters, two in a register, and the number in two registers, with either half
+// of each first.
+QList<QByteArray> registersOf(const QString& serial)
+{
+    constexpr int c_shortestText = 6;
+    constexpr quint32 c_shortestNumber = 1U << 24U;
+    QList<QByteArray> codes;
+    for (const QByteArray& text : {serial.toUpper().toLatin1(), serial.toLower().toLatin1()}) {
+        if (text.size() < c_shortestText || codes.contains(text))
+            continue;
+        QByteArray swapped = text.left(text.size() / 2 * 2);
+        for (int at = 0; at < swapped.size(); at += 2)
+            std::iter_swap(swapped.begin() + at, swapped.begin() + at + 1);
+        codes += QList<QByteArray>{text, swapped};
+    }
+    bool isNumber = false;
+    const quint32 number = serial.toUInt(&isNumber);
+    if (isNumber && number >= c_shortestNumber) {
+        for (const auto& order : {std::array{3, 2, 1, 0}, {1, 0, 3, 2}, {2, 3, 0, 1}, {0, 1, 2, 3}}) {
+            QByteArray bytes;
+            for (const int byte : order)
+                bytes.append(static_cast<char>((number >> (8U * static_cast<uint>(byte))) & 0xffU));
+            codes.append(bytes);
+        }
+    }
+    return codes;
+}
+
+// One in another, as in a mail that holds a mail.
+constexpr int c_mostDepth = 2;
+
 } // namespace
 
 ComputerIdentity ComputerIdentity::ofThisComputer()
@@ -292,8 +326,13 @@ void Anonymiser::knowSerial(const QString& serial)
         return;
     m_serials.insert(known);
     const QByteArray code = bytesOf(known);
-    if (!code.isEmpty() && m_codes.size() < c_mostInBytes)
+    if (!code.isEmpty() && m_codes.size() - m_furtherCodes < c_mostInBytes)
         m_codes.append(code);
+    const QList<QByteArray> further = registersOf(known);
+    if (m_furtherCodes + further.size() > c_mostInBytes)
+        return;
+    m_codes += further;
+    m_furtherCodes += further.size();
 }
 
 void Anonymiser::knowAddress(const QString& address)
@@ -329,6 +368,11 @@ void Anonymiser::knowAddress(const QString& address)
 
 bool Anonymiser::learn(const QString& text)
 {
+    return learn(text, 0);
+}
+
+bool Anonymiser::learn(const QString& text, int depth)
+{
     const QString plain = withoutNeedlessEscapes(text);
     bool isWhole = true;
     for (const QRegularExpression& place : serialPlaces()) {
@@ -343,7 +387,11 @@ bool Anonymiser::learn(const QString& text)
             knowAddress(it.next().captured(1).replace(QLatin1String("\\\\"), QLatin1String("\\")));
         isWhole = isWhole && it.isValid();
     }
-    return isWhole;
+    QString hidden;
+    const QList<CodedText> coded = depth < c_mostDepth ? codedTexts(plain) : QList<CodedText>();
+    for (const CodedText& one : coded)
+        hidden += c_codedTextEnd + one.text;
+    return (hidden.isEmpty() || learn(hidden, depth + 1)) && isWhole;
 }
 
 QString Anonymiser::placeholder(Kind kind, const QString& value) const
@@ -455,15 +503,21 @@ void Anonymiser::replaceFolders(ReplacedText& text) const
                     "(?<!\\w)[A-Z]:[\\\\/]+(?:Users|Documents and Settings)[\\\\/]+([^\\\\/\"':,;<>|\\r\\n]+"
                     "(?=[\\\\/])|[^\\\\/\\s\"':,;<>|]+)"),
                 QRegularExpression::CaseInsensitiveOption);
+    // As the bench itself tells of files that others may exchange, in JSON too.
+    static const QRegularExpression c_owner =
+        pattern(QStringLiteral(R"((?:belongs to|the group) \\?+"([^"\\\r\n]{1,100}+))"));
+    replaceEach(text, c_owner, numbered(Kind::User));
     replaceEach(text, c_unixUser, numbered(Kind::User));
     replaceEach(text, c_windowsUser, numbered(Kind::User));
     // The administrator of every computer is called so.
     if (!m_computer.user.isEmpty() && m_computer.user != QLatin1String("root"))
-        replaceEach(text,
-                    pattern(QStringLiteral("(?<=[\\\\/])%1(?=[\\\\/\\s\"']|$)|(?<![\\w.-])%1(?=@)")
-                                .arg(QRegularExpression::escape(m_computer.user)),
-                            QRegularExpression::MultilineOption),
-                    numbered(Kind::User));
+        replaceEach(
+            text,
+            pattern(QStringLiteral(
+                        "(?<=[\\\\/])%1(?=[\\\\/\\s\"']|$)|(?<![\\w.-])%1(?=@)|(?<=[=~(])%1(?![\\w.-])")
+                        .arg(QRegularExpression::escape(m_computer.user)),
+                    QRegularExpression::MultilineOption),
+            numbered(Kind::User));
 }
 
 void Anonymiser::replaceAddresses(ReplacedText& text) const
@@ -543,7 +597,41 @@ void Anonymiser::replaceBytes(ReplacedText& text) const
                 });
 }
 
+void Anonymiser::replaceCoded(ReplacedText& text, int depth) const
+{
+    const QList<CodedText> coded = codedTexts(text.text);
+    QString hidden;
+    for (const CodedText& one : coded)
+        hidden += c_codedTextEnd + one.text;
+    if (hidden.isEmpty())
+        return;
+    // All at once: there may be very many.
+    const ReplacedText found = replaced(hidden, depth + 1);
+    const QStringList texts = found.text.split(c_codedTextEnd);
+    if (!found.isWhole || texts.size() != coded.size() + 1) {
+        text.isWhole = false;
+        return;
+    }
+    QString result;
+    int done = 0;
+    for (int i = 0; i < coded.size(); ++i) {
+        const CodedText& one = coded.at(i);
+        if (texts.at(i + 1) == one.text)
+            continue;
+        result += text.text.midRef(done, one.begin - done);
+        result += codedAs(one, texts.at(i + 1));
+        done = one.begin + one.length;
+        ++text.replaced;
+    }
+    text.text = result + text.text.mid(done);
+}
+
 ReplacedText Anonymiser::replaced(const QString& text) const
+{
+    return replaced(text, 0);
+}
+
+ReplacedText Anonymiser::replaced(const QString& text, int depth) const
 {
     ReplacedText result = maskedTrace(withoutNeedlessEscapes(text), m_codes);
     replaceLabelledSerials(result);
@@ -551,5 +639,7 @@ ReplacedText Anonymiser::replaced(const QString& text) const
     replaceAddresses(result);
     replaceSerials(result);
     replaceBytes(result);
+    if (depth < c_mostDepth)
+        replaceCoded(result, depth);
     return result;
 }

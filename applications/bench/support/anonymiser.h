@@ -63,6 +63,10 @@ private:
     template <typename Accept>
     void replaceWords(ReplacedText& text, const WordRule& rule, Kind kind, const Accept& accepts) const;
     void replaceBytes(ReplacedText& text) const;
+    // In base64 and hexadecimal digits, so many times one in another.
+    void replaceCoded(ReplacedText& text, int depth) const;
+    ReplacedText replaced(const QString& text, int depth) const;
+    bool learn(const QString& text, int depth);
     // Replaces group 1 of each match, or the match when the pattern has no group.
     static void replaceEach(ReplacedText& text, const QRegularExpression& pattern,
                             const Placeholder& placeholder);
@@ -72,7 +76,8 @@ private:
     QSet<QString> m_hosts;                // in lower case
     QHash<QString, QString> m_firstWords; // of names of hosts, and whose
     QStringList m_ports;
-    QList<QByteArray> m_codes; // serial numbers in bytes
+    QList<QByteArray> m_codes; // serial numbers in bytes, as the identification and as registers have them
+    int m_furtherCodes = 0;    // of them
     // Numbers of what has been met, by kind and value.
     mutable QMap<Kind, QHash<QString, int>> m_met;
 };

@@ -42,32 +42,6 @@ QJsonValue originsOf(const QJsonObject& names)
     return origins;
 }
 
-const QString c_remedy = QStringLiteral("; --add packs any file");
-
-// Why a file that a main file names is not looked into; empty when it is one of the same folder.
-QString reasonAgainstFile(const QString& path, const QString& mainFile)
-{
-    const QFileInfo file(path);
-    if (!path.endsWith(QLatin1String(".json"), Qt::CaseInsensitive))
-        return QStringLiteral("its name does not end with .json");
-    if (file.isSymLink())
-        return QStringLiteral("%1 is a symbolic link, which is not followed").arg(path);
-    // What is not there is told when it is read.
-    const QString found = file.canonicalFilePath();
-    const QString root = QFileInfo(mainFile).dir().canonicalPath();
-    const bool isInside = found.startsWith(root.endsWith(QLatin1Char('/')) ? root : root + QLatin1Char('/'));
-    return found.isEmpty() || isInside
-               ? QString()
-               : QStringLiteral("%1 lies outside the folder of %2").arg(path, mainFile);
-}
-
-bool isConfigurationFile(const QByteArray& bytes)
-{
-    const QJsonObject object = QJsonDocument::fromJson(bytes).object();
-    return object.contains(QLatin1String("channels")) || object.contains(QLatin1String("parameters")) ||
-           object.contains(QLatin1String("objects"));
-}
-
 } // namespace
 
 SupportRun::SupportRun(const GeneralOptions& general, const SupportOptions& options, Console& console,
@@ -77,6 +51,7 @@ SupportRun::SupportRun(const GeneralOptions& general, const SupportOptions& opti
     , m_console(console)
     , m_interrupt(interrupt)
     , m_anonymiser(ComputerIdentity::ofThisComputer())
+    , m_ownFiles(mainConfiguration(general), options.added)
 {}
 
 ExitCode SupportRun::run()
@@ -119,6 +94,8 @@ ExitCode SupportRun::lookOverBench()
     options.isProbing = m_options.isProbing;
     const LogRecord log;
     BenchCheck check(general, options, m_console, m_interrupt);
+    check.session().judgeFiles(
+        [this](const QString& path, const QByteArray& text) { return m_ownFiles.reasonAgainst(path, text); });
     const ExitCode code = check.run();
     addConfiguration();
     if (m_interrupt.requested())
@@ -169,21 +146,14 @@ void SupportRun::addConfiguration()
     const QStringList names = namedConfigurationFiles(mainFile);
     for (const QString& name : names) {
         const QString file = QDir::cleanPath(QFileInfo(path).dir().filePath(name));
-        // Whoever wrote the configuration must not be sent what else is on this computer.
-        const QString elsewhere = reasonAgainstFile(file, path);
-        const SourceBytes source = elsewhere.isEmpty() ? endOfFile(file) : SourceBytes();
-        if (!elsewhere.isEmpty())
-            m_list.leaveOut(folder + name, elsewhere + c_remedy);
-        else if (!source.reason.isEmpty())
-            m_list.leaveOut(folder + name, QStringLiteral("%1 cannot be read: %2").arg(file, source.reason));
-        else if (!isConfigurationFile(source.bytes))
-            m_list.leaveOut(folder + name,
-                            QStringLiteral("%1 holds no JSON object with \"channels\", \"parameters\" or "
-                                           "\"objects\"")
-                                    .arg(file) +
-                                c_remedy);
-        else
+        const SourceBytes source = endOfFile(file);
+        QString problem = source.reason.isEmpty()
+                              ? m_ownFiles.reasonAgainst(file, source.bytes)
+                              : QStringLiteral("%1 cannot be read: %2").arg(file, source.reason);
+        if (problem.isEmpty())
             m_list.add(folder + QFileInfo(name).fileName(), source.bytes, source.cut);
+        else
+            m_list.leaveOut(folder + name, problem);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "applications/bench/check/bench_check.h"
 #include "applications/bench/core/bench_problem.h"
+#include "applications/bench/support/own_files.h"
 #include "applications/bench/support/packing_list.h"
 
 #include <QStringList>
@@ -46,6 +47,7 @@ private:
     Interrupt& m_interrupt;
     Anonymiser m_anonymiser;
     PackingList m_list;
+    OwnFiles m_ownFiles;
     // Of the configuration's main file, as far as it can be read.
     QList<BenchObject> m_objects;
 };

@@ -8,9 +8,11 @@
 #include "tests/support/fault_samples.h"
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
+#include "tests/support/scripted_peer.h"
 #include "tests/support/simulator_names.h"
 #include "tests/support/table_gaps.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHash>
 #include <QJsonArray>
@@ -20,6 +22,7 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -114,6 +117,7 @@ struct Trouble
     QStringList faults;   // of every fifth request, unless they name others
     int restartEvery = 0; // ms
     int tightenEvery = 400;
+    bool isAnother = false; // controller after each restart
 };
 
 // A fault that is not among them is met as its sample is written.
@@ -132,6 +136,7 @@ const QList<Trouble> c_troubles{
     {"restart", {"restart=50"}},
     {"a link that comes and goes", {}, 300},
     {"gaps between events", {}, 0, 20},
+    {"another controller each time", {}, 400, 400, true},
 };
 
 QList<Trouble> allTroubles()
@@ -152,9 +157,9 @@ class TroubledController
 public:
     explicit TroubledController(const Trouble& trouble)
         : m_trouble(trouble)
-        , m_simulator(deviceConfiguration(sampleBench()), *ControllerProfile::byName("mdc32-gen2"))
+        , m_device(deviceConfiguration(sampleBench()))
     {
-        m_simulator.tightening().setMotorTime(0);
+        makeSimulator();
     }
 
     const QString& name() const { return m_trouble.name; }
@@ -163,8 +168,8 @@ public:
     bool start()
     {
         const QString path = m_folder.filePath("bench.json");
-        if (!m_simulator.listenTcp() ||
-            !writeBenchFor(m_simulator, m_simulator.controller().profile().reference, path))
+        if (!m_simulator->listenTcp() ||
+            !writeBenchFor(*m_simulator, m_simulator->controller().profile().reference, path))
             return false;
         QFile file(path);
         if (!file.open(QIODevice::ReadWrite))
@@ -195,11 +200,14 @@ public:
     void begin()
     {
         addFaults();
-        m_simulator.tightening().start(m_trouble.tightenEvery);
+        m_simulator->tightening().start(m_trouble.tightenEvery);
         QObject::connect(&m_restarts, &QTimer::timeout, [this] {
             ++m_restarted;
-            m_simulator.restart(100);
-            m_simulator.faults().clear();
+            if (m_trouble.isAnother)
+                exchange();
+            else
+                m_simulator->restart(100);
+            m_simulator->faults().clear();
             addFaults();
         });
         if (m_trouble.restartEvery > 0)
@@ -210,23 +218,49 @@ public:
     {
         constexpr int c_enough = 12;
         if (!m_trouble.faults.isEmpty())
-            return m_simulator.faults().hitCount() > c_enough;
-        return m_restarted > c_enough || m_simulator.controller().eventCount() > 10 * c_enough;
+            return m_simulator->faults().hitCount() > c_enough;
+        return m_restarted > c_enough || m_simulator->controller().eventCount() > 10 * c_enough;
     }
 
 private:
+    void makeSimulator()
+    {
+        constexpr int c_families = 9;
+        constexpr int c_firmware = 4000;
+        ControllerProfile profile = *ControllerProfile::byName("mdc32-gen2");
+        if (m_restarted > 0) {
+            profile.family = static_cast<quint16>(1 + m_restarted % c_families);
+            profile.firmware = static_cast<quint16>(c_firmware + m_restarted);
+            profile.familyByte = static_cast<quint8>(profile.familyByte + m_restarted);
+        }
+        m_simulator = std::make_unique<Simulator>(m_device, profile);
+        m_simulator->tightening().setMotorTime(0);
+    }
+
+    // Of another model, firmware and serial number at each time.
+    void exchange()
+    {
+        const quint16 port = m_simulator->tcpPort();
+        m_simulator.reset();
+        makeSimulator();
+        if (!m_simulator->listenTcp(port))
+            qFatal("the port of the controller is gone");
+        m_simulator->tightening().start(m_trouble.tightenEvery);
+    }
+
     void addFaults()
     {
         QStringList requests;
         for (int i = 1; i < 200; ++i)
             requests.append(QString::number(5 * i));
         for (const QString& fault : m_trouble.faults)
-            m_simulator.faults().add(fault.contains('@') ? fault : fault + '@' + requests.join(','));
+            m_simulator->faults().add(fault.contains('@') ? fault : fault + '@' + requests.join(','));
     }
 
     const Trouble m_trouble;
     QTemporaryDir m_folder;
-    mutable Simulator m_simulator;
+    const QJsonObject m_device;
+    std::unique_ptr<Simulator> m_simulator;
     QTimer m_restarts;
     int m_restarted = 0;
     std::vector<std::unique_ptr<QProcess>> m_programs;
@@ -542,6 +576,46 @@ private Q_SLOTS:
             if (QTest::currentTestFailed())
                 return;
         }
+    }
+
+    // A controller that makes a connection worth nothing is not asked for ever more of them.
+    void closedConnections() // docs/security.md
+    {
+        ScriptedPeer peer;
+        peer.identification = ControllerProfile::byName("mdc32-gen2")->identificationBlock();
+        QVERIFY(peer.listen());
+        const QJsonObject link{
+            {"transport", "tcp"}, {"host", "127.0.0.1"}, {"port", peer.port()}, {"unitId", 1}};
+        const QString path = m_samples.filePath("closing.json");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QJsonDocument(withLink(sampleBench(), link)).toJson());
+        file.close();
+        const auto program = startBench(
+            {"--properties", m_samples.filePath("closing-properties.json"), "--config", path, "results"});
+        QTRY_VERIFY_WITH_TIMEOUT(program->bytesAvailable() > 0, c_programTimeout);
+
+        // One answer each: as many as are asked for, ten times a second.
+        peer.script = [](QTcpSocket* socket, const QByteArray&, const QByteArray& good) {
+            socket->write(good);
+            socket->disconnectFromHost();
+        };
+        peer.setFault(ScriptedPeer::Script, -1);
+        int before = peer.connections;
+        QElapsedTimer clock;
+        clock.start();
+        QTRY_VERIFY_WITH_TIMEOUT(peer.connections >= before + 12, c_programTimeout);
+        QVERIFY2(clock.elapsed() >= 500, qPrintable(QString::number(clock.elapsed())));
+
+        // None: at once, then after a quarter of a second, a half and one, each up to a fifth shorter.
+        peer.refuse();
+        peer.setCloseOnConnect(true);
+        before = peer.connections;
+        clock.start();
+        QVERIFY(peer.listen());
+        QTRY_VERIFY_WITH_TIMEOUT(peer.connections >= before + 5, c_programTimeout);
+        QVERIFY2(clock.elapsed() >= 1400, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(interrupted(*program).exitCode, 0);
     }
 
     // Each reading in the place of the one before.

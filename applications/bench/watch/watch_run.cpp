@@ -9,6 +9,7 @@
 #include <lib_utilities/plain_file.h>
 
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QLocale>
 #include <QTimer>
 
@@ -100,8 +101,9 @@ ExitCode WatchRun::openCsv()
     const QString& path = m_options.csvFile;
     const QByteArray header = watchCsvHeader(m_reading.names);
     QString reason;
-    bool isOpen = openPlainFile(m_csv, path, &reason);
-    if (isOpen && !m_options.replacesCsv && m_csv.size() > 0) {
+    bool isOpen =
+        m_options.replacesCsv ? openPlainFile(m_csv, path, &reason) : openNewFile(m_csv, path, &reason);
+    if (!isOpen && !m_options.replacesCsv && QFileInfo(path).isFile() && !QFileInfo(path).isSymLink()) {
         m_console.error(QStringLiteral("%1 is there already and was left alone").arg(path));
         m_console.hint(QStringLiteral("name another file, or replace this one with --force"));
         return ExitCode::CommandFailed;

@@ -2,6 +2,8 @@
 
 #include "applications/bench/core/output_format.h"
 
+#include <lib_utilities/printable_text.h>
+
 #include <algorithm>
 
 namespace {
@@ -31,9 +33,9 @@ QStringList screenLines(const WatchScreen& screen, int columns, int rows)
 {
     // The cursor stands below the last one.
     const int room = std::max(rows - 1, 2);
-    QStringList lines{screen.title};
+    QStringList lines{printableText(screen.title)};
     if (!screen.trouble.isEmpty())
-        lines.append(screen.trouble);
+        lines.append(printableText(screen.trouble));
     QList<QStringList> cells;
     for (const WatchedLine& line : screen.lines)
         cells.append({line.isMarked ? QStringLiteral("*") : QString(), line.name, line.value,

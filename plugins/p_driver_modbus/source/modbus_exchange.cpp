@@ -83,7 +83,7 @@ ExchangeVerdict ModbusExchange::judge(const QByteArray& received, Clock::time_po
         verdict.outcome.code = IMessenger::CeEcRefused;
         verdict.outcome.message =
             QStringLiteral("%1 refused the %2: %3").arg(address(), m_request.text(), answer.text);
-        if (m_request.isWrite() && !check.problem.isEmpty() && !isSaidTwice(m_received)) {
+        if (m_request.isWrite() && !check.problem.isEmpty() && !isSaidTwice(received)) {
             verdict.kind = ExchangeVerdict::Uncertain;
             verdict.outcome.code = IMessenger::CeEcUncertain;
             verdict.outcome.message +=

@@ -1,3 +1,4 @@
+#include "applications/bench/core/csv_line.h"
 #include "applications/bench/core/output_format.h"
 
 #include <QCoreApplication>
@@ -48,6 +49,46 @@ private Q_SLOTS:
         again.start(QCoreApplication::applicationFilePath(), {"time", "line"});
         QVERIFY(again.waitForFinished());
         QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, again.readAll());
+    }
+
+    void csvFields_data()
+    {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("plain") << "a b"
+                               << "a b";
+        QTest::newRow("a comma") << "a,b"
+                                 << "\"a,b\"";
+        QTest::newRow("quotes") << "a\"b"
+                                << "\"a\"\"b\"";
+        QTest::newRow("lines") << "a\nb\rc"
+                               << "a b c";
+        for (const char* const number : {"-1", "+2.5", "-1e-3", "-", "+", "=", "@"})
+            QTest::newRow(number) << number << number;
+        QTest::newRow("a formula") << "=1+2"
+                                   << "'=1+2";
+        QTest::newRow("a command") << "=cmd|' /C calc'!A0"
+                                   << "'=cmd|' /C calc'!A0";
+        QTest::newRow("a function") << "@SUM(1,2)"
+                                    << "\"'@SUM(1,2)\"";
+        QTest::newRow("a sum") << "+1+2"
+                               << "'+1+2";
+        QTest::newRow("a difference") << "-2+3"
+                                      << "'-2+3";
+        QTest::newRow("behind a line feed") << "\n=1+2"
+                                            << " =1+2";
+        QTest::newRow("controls") << "\x1b]0;t\x07\t"
+                                  << "\\x1b]0;t\\x07\\t";
+        QTest::newRow("a tab before a formula") << "\t=1"
+                                                << "\\t=1";
+    }
+
+    // A spreadsheet, or a terminal, does nothing that a name or a unit of a configuration asks for.
+    void csvFields() // docs/security.md
+    {
+        QFETCH(QString, field);
+        QFETCH(QString, line);
+        QCOMPARE(QString::fromUtf8(csvLine({field, "1"})), line + ",1\n");
     }
 
     void line()

@@ -2,6 +2,7 @@
 
 #include "applications/bench/probe/device_probe.h"
 #include "applications/bench/probe/link_probe.h"
+#include "applications/bench/probe/probe_findings.h"
 #include "applications/bench/probe/probe_rows.h"
 #include "applications/bench/probe/round_trips.h"
 
@@ -221,6 +222,50 @@ private Q_SLOTS:
                           [&controller] { return controller.asked.size() == 1; });
         probe.run();
         QCOMPARE(controller.asked.size(), 1);
+    }
+
+    void outOfTime_data()
+    {
+        QTest::addColumn<int>("requests"); // that there is time for
+        QTest::addColumn<bool>("isRefused");
+        QTest::addColumn<QStringList>("unprobed");
+        QTest::addColumn<bool>("isError");
+        QTest::newRow("at once") << 0 << false << QStringList{"a", "b"} << true;
+        QTest::newRow("in between") << 1 << false << QStringList{"b", "round trips"} << true;
+        QTest::newRow("behind the values") << 2 << false << QStringList{"round trips"} << false;
+        QTest::newRow("behind a refusal")
+            << 3 << true << QStringList{"what is beside", "round trips"} << true;
+        QTest::newRow("enough") << 100 << false << QStringList{} << false;
+    }
+
+    // A slow controller does not hold it up for ever, and what it has not looked at is told.
+    void outOfTime() // docs/security.md
+    {
+        QFETCH(int, requests);
+        QFETCH(bool, isRefused);
+        QFETCH(QStringList, unprobed);
+        QFETCH(bool, isError);
+        Controller controller;
+        if (isRefused)
+            controller.holes = {20};
+        const QJsonObject configuration = map({channel("a", 10), channel("b", 20)});
+        DeviceProbe probe(configuration, {}, controller.reader(), {},
+                          [&] { return controller.asked.size() >= requests; });
+        const ProbeResult result = probe.run();
+        QCOMPARE(result.unprobed, unprobed);
+        QCOMPARE(controller.asked.size(), requests);
+        QStringList told;
+        for (const ProbeFinding& found : probeFindings(result, configuration, {})) {
+            if (!found.finding.message.contains("not probed"))
+                continue;
+            told.append(found.finding.message);
+            QCOMPARE(found.finding.level == FindingLevel::Error, isError);
+            QCOMPARE(found.code == ExitCode::TimedOut, isError);
+            QVERIFY2(found.finding.remedy.contains("--seconds"), qPrintable(found.finding.remedy));
+        }
+        QCOMPARE(told.size(), unprobed.isEmpty() ? 0 : 1);
+        QVERIFY2(told.isEmpty() || told.constFirst().endsWith(unprobed.join(", ")),
+                 qPrintable(told.join(' ')));
     }
 
     void notation_data()

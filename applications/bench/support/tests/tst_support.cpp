@@ -3,6 +3,7 @@
 
 #include "applications/bench/support/anonymiser.h"
 #include "applications/bench/support/masked_trace.h"
+#include "applications/bench/support/own_files.h"
 #include "applications/bench/support/packing_list.h"
 #include "applications/bench/support/source_text.h"
 #include "applications/bench/support/zip_archive.h"
@@ -194,6 +195,13 @@ private Q_SLOTS:
         add("home on Windows", R"(C:\Users\Anna Maier\x "C:\\Users\\anna" C:/Users/anna/y)",
             R"(C:\Users\user-2\x "C:\\Users\\user-1" C:/Users/user-1/y)");
         add("the user", "/media/anna/stick anna@x hanna anna", "/media/user-1/stick user-1@x hanna anna");
+        add("whoever owns a file",
+            "it belongs to \"cloudsdk\", {\"x\": \"the group \\\"staff\\\" may write to it, it belongs to "
+            "\\\"cloudsdk\\\"\"}",
+            "it belongs to \"user-1\", {\"x\": \"the group \\\"user-2\\\" may write to it, it belongs to "
+            "\\\"user-1\\\"\"}");
+        add("the user of a system", "user=anna uid=1000(anna) ~anna/x ~annabel =anna-1",
+            "user=user-1 uid=1000(user-1) ~user-1/x ~annabel =anna-1");
         add("serial number", R"({"serial": "1907150042", "x": [1907150042, 19071500421]})",
             R"({"serial": "serial-1", "x": ["serial-1", 19071500421]})");
         add("serial number as a number", R"({"serialNumber": 7})", R"({"serialNumber": "serial-1"})");
@@ -236,6 +244,32 @@ private Q_SLOTS:
                 "rx 01\n");
         add("in bytes", "serial 1907150042: 2A000F0713, 2a 00 0f 07 13",
             "serial serial-1: xxxxxxxxxx, xx xx xx xx xx");
+        add("in registers, as a number",
+            "serial 1907150042\n" + read + t + "rx 01 03 04 71 ac cc da\n" + read + t +
+                "rx 01 03 04 cc da\n" + t + "rx 71 ac\n" + read + t + "rx 01\n",
+            "serial serial-1\n" + read + t + "rx xx xx xx xx xx xx xx\n" + read + t + "rx xx xx xx xx xx\n" +
+                t + "rx xx xx\n" + read + t + "rx 01\n");
+        add("in registers, as a text",
+            "serial AB1907\n" + read + t + "rx 01 03 06 41 42 31 39 30 37\n" + read + t +
+                "rx 01 03 06 42 41 39 31 37 30\n" + read + t + "rx 01\n",
+            "serial serial-1\n" + read + t + "rx xx xx xx xx xx xx xx xx xx\n" + read + t +
+                "rx xx xx xx xx xx xx xx xx xx\n" + read + t + "rx 01\n");
+        const auto base64 = [](const char* text) { return QString::fromLatin1(QByteArray(text).toBase64()); };
+        add("in base64", base64("serial 1907150042 of 10.0.0.7") + " " + base64("nothing of it"),
+            base64("serial serial-1 of host-1") + " " + base64("nothing of it"));
+        add("learned from base64", base64(R"({"host": "plc7.factory"})") + ", to plc7",
+            base64(R"({"host": "host-1"})") + ", to host-1");
+        add("base64 in base64", base64(base64("/home/anna/x").toLatin1()),
+            base64(base64("home-1/x").toLatin1()));
+        add("base64 in lines",
+            base64(QByteArray("key " + QByteArray(60, 'x') + " to 10.0.0.7 and back")).insert(76, "\n"),
+            base64(QByteArray("key " + QByteArray(60, 'x') + " to host-1 and back")));
+        add("base64 for addresses of pages", "id=" + base64("to 10.0.0.7?>").replace('/', '_') + ";",
+            "id=" + base64("to host-1?>").replace('/', '_').remove('=') + ";");
+        add("in hexadecimal digits", QByteArray("to 10.0.0.7").toHex() + " 0xdeadbeefdeadbeef",
+            QByteArray("to host-1").toHex() + " 0xdeadbeefdeadbeef");
+        add("no base64", "configurationFiles register_map_generation2 SetTriggerProgram",
+            "configurationFiles register_map_generation2 SetTriggerProgram");
         add("an address of another form", R"({"host": "two words", "server": "a/b", "x": "two words"})",
             R"({"host": "host-1", "server": "host-2", "x": "two words"})");
         add("a serial number of letters", R"({"serial": "none", "x": "none"})",
@@ -416,6 +450,16 @@ private Q_SLOTS:
         source = endOfFile(path, 24);
         QCOMPARE(source.bytes.size(), 24);
         QCOMPARE(source.cut, qint64(0));
+        // As much as an archive takes of a file, and one byte more.
+        QFile large(m_folder.filePath("large.log"));
+        QVERIFY(large.open(QIODevice::WriteOnly) && large.resize(8 << 20));
+        source = endOfFile(large.fileName());
+        QCOMPARE(source.bytes.size(), 8 << 20);
+        QCOMPARE(source.cut, qint64(0));
+        QVERIFY(large.resize((8 << 20) + 1));
+        source = endOfFile(large.fileName());
+        QCOMPARE(source.bytes.size(), 8 << 20);
+        QCOMPARE(source.cut, qint64(1));
         QVERIFY(!endOfFile(m_folder.path()).reason.isEmpty());
         QVERIFY(!endOfFile(m_folder.filePath("absent")).reason.isEmpty());
     }
@@ -557,15 +601,21 @@ private Q_SLOTS:
         const QString folder = m_folder.filePath("theirs");
         QVERIFY(QDir().mkpath(folder + "/maps"));
         QVERIFY(QDir().mkpath(m_folder.filePath("outside")));
-        const QByteArray secret = R"({"channels": [], "auths": "key of the safe"})";
+        // Each is something that "check" would quote.
+        const QByteArray secret = R"({"channels": "key of the safe", "auths": "key of the safe"})";
         QVERIFY(writeFile(m_folder.filePath("outside/secret.json"), secret));
+        QVERIFY(QDir().mkpath(folder + "/.hidden"));
+        QVERIFY(writeFile(folder + "/.hidden/secret.json", secret));
+        QVERIFY(writeFile(folder + "/.secret.json", secret));
         QVERIFY(writeFile(folder + "/notes.json", R"({"auths": "key of the safe"})"));
-        QVERIFY(writeFile(folder + "/list.json", R"(["channels"])"));
-        QVERIFY(writeFile(folder + "/torn.json", R"({"channels": "key of the safe")"));
+        QVERIFY(writeFile(folder + "/list.json", R"(["key of the safe"])"));
+        QVERIFY(writeFile(folder + "/torn.json", R"({"auths": "key of the safe")"));
         QVERIFY(writeFile(folder + "/maps/map.json", R"({"channels": []})"));
         QVERIFY(writeFile(folder + "/parameters.json", R"({"parameters": {}})"));
         QStringList names{"../outside/secret.json",
                           m_folder.filePath("outside/secret.json"),
+                          ".hidden/secret.json",
+                          ".secret.json",
                           "notes.json",
                           "list.json",
                           "torn.json",
@@ -599,6 +649,69 @@ private Q_SLOTS:
                      qPrintable(reason));
         }
         QCOMPARE(left, names.size() - 2);
+        // What the person names himself may be told.
+        const BenchEnd added = endOf(*startBench({"--config", path, "support", archive, "--force", "--add",
+                                                  m_folder.filePath("outside/secret.json")}));
+        QVERIFY2(added.exitCode == 0, qPrintable(added.err));
+        QVERIFY(unpacked(archive).value("check.json").contains("key of the safe"));
+    }
+
+    void ownFiles_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("isOwn");
+        QTest::newRow("a map") << QByteArray(R"({"channels": []})") << true;
+        QTest::newRow("parameters") << QByteArray(R"({"parameters": {}})") << true;
+        QTest::newRow("something else") << QByteArray(R"({"auths": "channels"})") << false;
+        QTest::newRow("a list") << QByteArray(R"(["channels"])") << false;
+        QTest::newRow("torn") << QByteArray(R"({"channels": [{"id": "a")") << true;
+        QTest::newRow("without a quote") << QByteArray("{\"channels: [{\"id\": \"a\"}]}") << true;
+        QTest::newRow("with a comment") << QByteArray("// ours\n{\"parameters\": {}}") << true;
+        QTest::newRow("a word of it, torn") << QByteArray("{\"auths\": \"channels") << true;
+        QTest::newRow("nothing of it, torn") << QByteArray(R"({"auths": {"x": "y")") << false;
+        QTest::newRow("empty") << QByteArray() << false;
+        QTest::newRow("no text") << QByteArray("{\"channels\": [\xff\xfe") << false;
+        QTest::newRow("a zero character") << QByteArray("{\"channels\": [\0", 15) << false;
+        const QByteArray start = "{\"channels\": [";
+        QTest::newRow("torn, as large as a configuration may be")
+            << start + QByteArray((4 << 20) - start.size(), ' ') << true;
+        QTest::newRow("torn, one byte more")
+            << start + QByteArray((4 << 20) - start.size() + 1, ' ') << false;
+    }
+
+    // A mistake in it must not keep it from whoever is asked for help.
+    void ownFiles() // docs/security.md
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, isOwn);
+        const QString folder = m_folder.filePath("own");
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(writeFile(folder + "/map.json", content));
+        const OwnFiles files(folder + "/bench.json", {});
+        const QString reason = files.reasonAgainst(folder + "/map.json", content);
+        QVERIFY2(reason.isEmpty() == isOwn, qPrintable(reason));
+        QVERIFY2(isOwn || reason.contains("--add"), qPrintable(reason));
+        QVERIFY(!files.reasonAgainst(folder + "/../elsewhere.json", content).isEmpty());
+    }
+
+    // The one that is wanted, and nothing in it tells whose it is.
+    void tornFiles() // docs/security.md
+    {
+        if (python().isEmpty())
+            QSKIP("Python reads the archive");
+        const QString bench = m_folder.filePath("torn_bench.json");
+        QVERIFY(writeFile(bench, R"({"objects": [{"configurationFiles": ["torn_map.json"]}]})"));
+        QVERIFY(writeFile(m_folder.filePath("torn_map.json"),
+                          "{\"channels\": [{\"id\": \"a\"\n\"x\": \"10.0.0.7 /home/anna/x\", \"serial\": "
+                          "\"1907150042\"}"));
+        const QString archive = m_folder.filePath("torn.zip");
+        const BenchEnd end = endOf(*startBench({"--config", bench, "support", archive, "--timeout", "100"}));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+        const Files files = unpacked(archive);
+        QCOMPARE(files.value("configuration/torn_map.json"),
+                 QByteArray("{\"channels\": [{\"id\": \"a\"\n\"x\": \"host-1 /home/user-1/x\", \"serial\": "
+                            "\"serial-1\"}"));
+        QVERIFY2(files.value("check.json").contains("is missing before"), files.value("check.json"));
     }
 
     // The files that come with the program lie in it.

@@ -146,6 +146,12 @@ private Q_SLOTS:
         QVERIFY(lines.at(3).startsWith('*') && !lines.at(2).startsWith('*'));
         screen.trouble = "not connected";
         QCOMPARE(screenLines(screen, 80, 24).at(1), QString("not connected"));
+        // Whoever has named the object, and whatever the controller made the driver say.
+        WatchScreen steering = screen;
+        steering.title = "mdc\x1b]0;t\x07 at here";
+        steering.trouble = "not\x1b[2Jconnected";
+        QCOMPARE(screenLines(steering, 80, 24).mid(0, 2),
+                 (QStringList{"mdc\\x1b]0;t\\x07 at here", "not\\x1b[2Jconnected"}));
         // Nothing wraps, and nothing scrolls away.
         for (const QString& line : screenLines(screen, 20, 24))
             QVERIFY2(line.size() <= 20, qPrintable(line));
