@@ -95,6 +95,7 @@ void CommandsSubcommand::addTo(OptionSet& options)
 ExitCode CommandsSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)
 {
     BenchSession session(general, m_options.object, console, interrupt);
+    session.ignoreConfiguredTraces();
     const ExitCode opened = session.open();
     if (opened != ExitCode::Done)
         return opened;

@@ -678,6 +678,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isWritten");
         QTest::newRow("check") << QStringList{"check"} << false;
         QTest::newRow("list") << QStringList{"list"} << false;
+        QTest::newRow("commands") << QStringList{"commands", "getInfo"} << false;
         QTest::newRow("run") << QStringList{"run", "getInfo"} << true;
     }
 
