@@ -10,16 +10,16 @@
 namespace {
 
 // Most are one literal, which a clone's constructor names as its prototype's did.
-bool isSame(const QString& left, const QString& right)
+bool isSameText(const QString& left, const QString& right)
 {
     return (left.constData() == right.constData() && left.size() == right.size()) || left == right;
 }
 
 // To the letter: 1 and 1.0 are equal to QVariant, not to a reader.
-bool isSame(const DCommandValue& left, const DCommandValue& right)
+bool isSameDeclaration(const DCommandValue& left, const DCommandValue& right)
 {
-    return isSame(left.id, right.id) && isSame(left.type, right.type) &&
-           isSame(left.description, right.description) &&
+    return isSameText(left.id, right.id) && isSameText(left.type, right.type) &&
+           isSameText(left.description, right.description) &&
            left.defaultValue.userType() == right.defaultValue.userType() &&
            (!left.defaultValue.isValid() || left.defaultValue == right.defaultValue);
 }
@@ -288,7 +288,7 @@ void DAbstractCommand::leaveItsOrder()
 void DAbstractCommand::declare(Declarations& declared, const char* kind, const DCommandValue& value)
 {
     if (declared.count < declared.values.size()) {
-        if (isSame(declared.values.at(declared.count), value)) {
+        if (isSameDeclaration(declared.values.at(declared.count), value)) {
             ++declared.count;
             return;
         }

@@ -34,10 +34,10 @@ PduView part(const QByteArray& bytes, int from, int size)
 // Modbus over serial line, 6.2.2: CRC-16.
 int rtuChecksum(PduView bytes)
 {
-    constexpr unsigned c_start = 0xFFFF;
+    constexpr unsigned c_firstSum = 0xFFFF;
     constexpr unsigned c_polynomial = 0xA001;
     constexpr int c_bits = 8;
-    unsigned sum = c_start;
+    unsigned sum = c_firstSum;
     for (const char byte : bytes) {
         sum ^= static_cast<quint8>(byte);
         for (int i = 0; i < c_bits; ++i)
