@@ -36,6 +36,7 @@ PLACE = os.path.join(ROOT, "benchmarks", "order_counts.json")
 MARK = re.compile(r'access\("/order_counts/(.*)/(begin|end)"')
 SKIPPED = 77
 # Allocations that each order of the self-test wastes; more than the tolerance.
+MOST_ROUNDS = 3
 WASTE = 3
 
 
@@ -95,7 +96,13 @@ def count(program):
     return counts, told["qt"]
 
 
-def compare(counts, wanted, tolerance):
+def least(counts, more):
+    """Of two rounds: what else the machine does wakes a program before its answer is there, which adds calls."""
+    return {what: {section: min(found, more[what][section]) for section, found in sections.items()}
+            for what, sections in counts.items()}
+
+
+def compare(counts, wanted, tolerance, tells=False):
     """What has risen, a line each; what has fallen is printed."""
     risen = []
     for what, sections in counts.items():
@@ -105,7 +112,7 @@ def compare(counts, wanted, tolerance):
             if found > known * (1 + tolerance[what] / 100):
                 excess = 100 * (found / known - 1)
                 risen.append(f"{line}, which is {excess:.1f} % more; {tolerance[what]} % are allowed")
-            elif found < known * (1 - tolerance[what] / 100):
+            elif tells and found < known * (1 - tolerance[what] / 100):
                 print(f"order_counts: {line}: better; --write keeps it so")
     return risen
 
@@ -118,6 +125,8 @@ def self_test(program, known):
     risen = compare({"allocations": {"order": found["order"]}}, wanted, tolerance)
     if len(risen) != 1:
         missed.append(f"{WASTE} allocations more in each order")
+    if least({"calls": {"order": 7, "block": 6}}, {"calls": {"order": 6, "block": 8}}) != {"calls": {"order": 6, "block": 6}}:
+        missed.append("the least of two rounds")
     for what, sections in wanted.items():
         above = {section: value * (1 + (tolerance[what] + 0.5) / 100) for section, value in sections.items()}
         if len(compare({what: above}, wanted, tolerance)) != len(sections):
@@ -174,9 +183,13 @@ def main():
     if qt != known["qt"]:
         print(f"order_counts: the numbers are those of Qt {known['qt']}, and this is {qt}")
         sys.exit(SKIPPED)
+    for _ in range(MOST_ROUNDS - 1):
+        if not compare(counts, known["counts"], known["tolerance"]):
+            break
+        counts = least(counts, count(program)[0])
     for what, sections in counts.items():
         print(f"{what}: " + ", ".join(f"{section} {found:g}" for section, found in sections.items()))
-    risen = compare(counts, known["counts"], known["tolerance"])
+    risen = compare(counts, known["counts"], known["tolerance"], tells=True)
     sys.exit("\n".join(f"order_counts: {line}" for line in risen) or 0)
 
 
