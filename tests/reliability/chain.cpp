@@ -1,6 +1,7 @@
 #include "tests/reliability/chain.h"
 
 #include "tests/reliability/event_wait.h"
+#include "tests/reliability/kept_orders.h"
 #include "tests/reliability/row_report.h"
 #include "tests/support/process_watch.h"
 
@@ -138,6 +139,7 @@ double Chain::recover()
 
 void Chain::takeBaseline()
 {
+    keepMostOrders(host());
     // What has been asked to go is gone by then.
     watchFor(1);
     m_objects = liveQtObjects();

@@ -2,6 +2,7 @@
 
 #include "applications/simulator/simulated_controller.h"
 #include "tests/reliability/event_wait.h"
+#include "tests/reliability/kept_orders.h"
 #include "tests/reliability/row_report.h"
 #include "tests/support/process_watch.h"
 
@@ -175,6 +176,7 @@ double SimulatedBench::recover()
 
 void SimulatedBench::takeBaseline()
 {
+    keepMostOrders(host());
     // What has been asked to go is gone by then.
     watchFor(1);
     m_objects = liveQtObjects();
