@@ -525,7 +525,14 @@ void TestSimulatorProgram::acceptsAgain()
     for (int i = 0; i < 60; ++i)
         clients.push_back(std::make_unique<RawClient>(port));
     QByteArray messages;
+    static const QRegularExpression c_kept("there are ([0-9]+) clients; further ones are turned away");
     QTRY_VERIFY((messages += program.readAllStandardError()).contains("turned away"));
+    const QRegularExpressionMatch kept = c_kept.match(QString::fromLocal8Bit(messages));
+    QVERIFY2(kept.hasMatch(), messages.constData());
+    // Each of the others has heard of it, and none of them comes later.
+    QTRY_COMPARE_WITH_TIMEOUT(std::count_if(clients.cbegin(), clients.cend(),
+                                            [](const auto& client) { return client->isClosed(); }),
+                              static_cast<std::ptrdiff_t>(clients.size()) - kept.captured(1).toInt(), 30000);
     clients.clear();
     // Until it has heard that they have gone, the next one is one too many.
     QTRY_VERIFY_WITH_TIMEOUT(descriptors.entryList(QDir::AllEntries | QDir::System).size() <= atFirst, 30000);
