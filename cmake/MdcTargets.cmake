@@ -333,7 +333,8 @@ function(mdc_run_moc name file output)
     get_target_property(is_known ${name} MDC_HAS_MOC)
     if(NOT is_known)
         set(definitions "$<TARGET_PROPERTY:${name},COMPILE_DEFINITIONS>")
-        set(includes "$<TARGET_PROPERTY:${name},INCLUDE_DIRECTORIES>")
+        # Without the folder of what is made: moc would name its own output among what it has read.
+        set(includes "$<FILTER:$<TARGET_PROPERTY:${name},INCLUDE_DIRECTORIES>,EXCLUDE,_moc$>")
         file(GENERATE OUTPUT ${parameters} CONTENT
             "$<$<BOOL:${definitions}>:-D$<JOIN:${definitions},\n-D>\n>$<$<BOOL:${includes}>:-I$<JOIN:${includes},\n-I>\n>")
         set_target_properties(${name} PROPERTIES MDC_HAS_MOC ON)
