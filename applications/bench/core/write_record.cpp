@@ -52,13 +52,14 @@ void WriteRecord::add(const QString& instruction, const QVariantMap& arguments, 
     if (instruction != driver_contract::c_write)
         return;
     m_writes.append({arguments.value(driver_contract::c_register).toInt(),
-                     arguments.value(driver_contract::c_data), writeStateOf(outcome)});
+                     arguments.value(driver_contract::c_data), writeStateOf(outcome),
+                     outcome.ok || outcome.errorCode == IMessenger::CeEcUncertain});
 }
 
 void WriteRecord::takeAsUnsent()
 {
     for (RegisterWrite& write : m_writes) {
-        if (write.state == WriteState::Uncertain)
+        if (write.state == WriteState::Uncertain && !write.wasSent)
             write.state = WriteState::Untouched;
     }
 }

@@ -25,6 +25,7 @@ struct RegisterWrite
     int registerNumber = 0; // as the configuration tells it
     QVariant data;
     WriteState state = WriteState::Untouched;
+    bool wasSent = false; // as the driver itself has said
 };
 
 // What an order's instructions did to the controller's registers, one after the other.
@@ -34,7 +35,8 @@ public:
     // An instruction of the order has ended, or the order has ended before it; others than "write" change
     // nothing.
     void add(const QString& instruction, const QVariantMap& arguments, const DOrderOutcome& outcome);
-    // The link was never up, so that whatever waits for an answer has not been sent.
+    // The link was never seen to be up, so that whatever waits for an answer has not been sent, unless the
+    // driver has said that it was: one that is lost at once is not seen.
     void takeAsUnsent();
 
     QList<RegisterWrite> writes(WriteState state) const;

@@ -84,6 +84,15 @@ private Q_SLOTS:
         record.takeAsUnsent();
         QCOMPARE(writtenText(record, nameOf), QString("nothing was written"));
     }
+
+    // A link that came and went unseen.
+    void whatTheDriverHasSentStaysUncertain()
+    {
+        WriteRecord record;
+        record.add("write", arguments(107, 1), ended(IMessenger::CeEcUncertain));
+        record.takeAsUnsent();
+        QCOMPARE(record.writes(WriteState::Uncertain).size(), 1);
+    }
 };
 
 QTEST_GUILESS_MAIN(TstWriteRecord)
