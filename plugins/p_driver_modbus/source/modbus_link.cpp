@@ -9,16 +9,15 @@
 
 ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent)
     : QObject(parent)
+    , m_clocks(LinkClocks::ofThisThread())
     , m_transport(makeTransport(configuration))
     , m_queue(configuration.queueCapacity)
     , m_connection(*m_transport, m_statistics, *this)
+    , m_deadlineAlarm(m_clocks->deadlines, [this] { onDeadline(); })
 {
-    for (QTimer* timer : {&m_pauseTimer, &m_deadlineTimer}) {
-        timer->setSingleShot(true);
-        timer->setTimerType(Qt::PreciseTimer);
-    }
+    m_pauseTimer.setSingleShot(true);
+    m_pauseTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_pauseTimer, &QTimer::timeout, this, [this] { m_inFlight ? sendTaken() : sendNext(); });
-    connect(&m_deadlineTimer, &QTimer::timeout, this, &ModbusLink::onDeadline);
     m_deliveryTimer.setSingleShot(true);
     connect(&m_deliveryTimer, &QTimer::timeout, this, &ModbusLink::deliverOutcomes);
     connect(&m_connection, &ModbusConnection::connectedChanged, this, &ModbusLink::connectedChanged);
@@ -93,7 +92,7 @@ void ModbusLink::shutDown()
 {
     const QString reason = QStringLiteral("the driver instance is ended");
     onLost(reason);
-    m_deadlineTimer.stop();
+    m_deadlineAlarm.stop();
     m_connection.stop(reason);
     onNothingToWaitFor();
     deliverOutcomes();
@@ -255,13 +254,14 @@ void ModbusLink::armDeadline()
         earliest = std::min(earliest, m_inFlight->answerBy);
     if (earliest.isForever())
         return;
-    // A timer that ends sooner stays: it was set for a request that has been answered, and sets itself
-    // anew. To start one takes longer than to encode the request.
-    if (m_deadlineTimer.isActive() && m_alarm <= earliest)
+    // An alarm that comes sooner stays: it was set for a request that has been answered, and sets itself
+    // anew. To set one takes longer than to encode the request.
+    if (m_deadlineAlarm.isSet() && m_alarmedFor <= earliest)
         return;
-    m_alarm = earliest;
-    m_deadlineTimer.start(
-        static_cast<int>(std::min<qint64>(earliest.remainingTime(), std::numeric_limits<int>::max())));
+    m_alarmedFor = earliest;
+    constexpr std::chrono::nanoseconds c_longest = std::chrono::milliseconds(std::numeric_limits<int>::max());
+    m_deadlineAlarm.set(AlarmClock::Clock::now() +
+                        std::min(std::chrono::nanoseconds(earliest.remainingTimeNSecs()), c_longest));
 }
 
 void ModbusLink::end(PendingRequest request, ModbusOutcome outcome)

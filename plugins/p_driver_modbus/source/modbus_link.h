@@ -1,5 +1,6 @@
 #pragma once
 
+#include "plugins/p_driver_modbus/source/link_clocks.h"
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
 #include "plugins/p_driver_modbus/source/modbus_connection.h"
@@ -59,6 +60,8 @@ public:
     const ModbusTransport& transport() const { return *m_transport; }
     LinkStatistics& statistics() { return m_statistics; }
     const LinkStatistics& statistics() const { return m_statistics; }
+    // Of polls over this link.
+    AlarmClock& pollClock() const { return m_clocks->polls; }
 
 Q_SIGNALS:
     // Told from the event loop, once per change that lasts until then: a listener may delete the link.
@@ -110,6 +113,7 @@ private:
     QString whyTooLate(const PendingRequest& request) const;
     ModbusOutcome unsentOutcome(const PendingRequest& request) const;
 
+    const std::shared_ptr<LinkClocks> m_clocks;
     const std::unique_ptr<const ModbusTransport> m_transport;
     LinkStatistics m_statistics;
     RequestQueue m_queue;
@@ -120,9 +124,9 @@ private:
     ModbusConnection m_connection;
 
     QTimer m_pauseTimer;
-    QTimer m_deadlineTimer;
+    Alarm m_deadlineAlarm;
     // A timer of no time: it fires in the pass of the event loop that has read the answer, where a queued
     // call would wake the loop for another one.
     QTimer m_deliveryTimer;
-    QDeadlineTimer m_alarm; // what m_deadlineTimer has been set for
+    QDeadlineTimer m_alarmedFor; // what m_deadlineAlarm has been set for
 };

@@ -1,11 +1,21 @@
+#include "plugins/p_driver_modbus/source/alarm_clock.h"
+#include "plugins/p_driver_modbus/source/link_clocks.h"
 #include "plugins/p_driver_modbus/source/poll_times.h"
 #include "plugins/p_driver_modbus/source/request_queue.h"
 
+#include <QAbstractEventDispatcher>
 #include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QMap>
 #include <QTest>
 
-// Which request goes next: the order of those that wait, and when a listener's reads are due.
+#include <map>
+#include <memory>
+#include <thread>
+#include <vector>
+
+// Which request goes next: the order of those that wait, when a listener's reads are due, and who is called
+// then.
 class TestModbusQueue : public QObject
 {
     Q_OBJECT
@@ -20,6 +30,11 @@ private Q_SLOTS:
     void queueServesEverybody();
     void queueServesInSpiteOfWithdrawals();
     void queueBounds();
+    void alarms_data();
+    void alarms();
+    void alarmsShareOneTimer();
+    void alarmsInABeatKeepTheirTimer();
+    void clocksAreTheThreadsOwn();
 };
 
 namespace {
@@ -240,6 +255,235 @@ void TestModbusQueue::queueBounds()
     QCOMPARE(all.size(), std::size_t{2});
     QCOMPARE(all.front().id, quint64{4});
     QCOMPARE(queue.size(), 0);
+}
+
+namespace {
+
+using Moment = AlarmClock::Clock::time_point;
+
+// Alarms named by letters. A step names the alarm and what is done with it: "a30" sets it for 30 ms after the
+// beginning, "a-" stops it, "a!" deletes it, "*!" deletes all of them and their clock, "@" runs an event loop
+// until another alarm has been called.
+class AlarmScript
+{
+public:
+    explicit AlarmScript(const QString& alarms)
+    {
+        for (const QChar name : alarms) {
+            m_moments[name] = m_start;
+            m_alarms[name] = std::make_unique<Alarm>(*m_clock, [this, name] { call(name); });
+        }
+    }
+
+    // Of an alarm's first call.
+    void whenCalled(QChar name, const QString& steps) { m_steps[name] = steps; }
+    void take(const QString& steps)
+    {
+        const QStringList all = steps.split(' ', Qt::SkipEmptyParts);
+        for (const QString& step : all)
+            takeStep(step.at(0), step.mid(1));
+    }
+    const QString& calls() const { return m_calls; }
+    bool wasEarly() const { return m_wasEarly; }
+
+private:
+    void takeStep(QChar name, const QString& what)
+    {
+        if (name == '@') {
+            const int before = m_calls.size();
+            QEventLoop loop;
+            while (m_calls.size() == before)
+                loop.processEvents(QEventLoop::WaitForMoreEvents);
+        } else if (name == '*') {
+            m_alarms.clear();
+            m_clock.reset();
+        } else if (what == QLatin1String("!")) {
+            m_alarms.erase(name);
+        } else if (what == QLatin1String("-")) {
+            m_alarms.at(name)->stop();
+        } else {
+            m_moments[name] = m_start + std::chrono::milliseconds(what.toInt());
+            m_alarms.at(name)->set(m_moments[name]);
+        }
+    }
+
+    void call(QChar name)
+    {
+        m_wasEarly = m_wasEarly || AlarmClock::Clock::now() < m_moments[name];
+        m_calls += name;
+        take(m_steps.take(name));
+    }
+
+    const Moment m_start = AlarmClock::Clock::now();
+    std::unique_ptr<AlarmClock> m_clock = std::make_unique<AlarmClock>();
+    std::map<QChar, std::unique_ptr<Alarm>> m_alarms;
+    std::map<QChar, Moment> m_moments;
+    QMap<QChar, QString> m_steps;
+    QString m_calls;
+    bool m_wasEarly = false;
+};
+
+} // namespace
+
+void TestModbusQueue::alarms_data()
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QString>("whenAIsCalled");
+    QTest::addColumn<QString>("calls");
+    QTest::newRow("by their moments") << "a30 b10 c20"
+                                      << ""
+                                      << "bca";
+    QTest::newRow("of one moment, as they were set") << "b10 a10 c10"
+                                                     << ""
+                                                     << "bac";
+    QTest::newRow("whose moments have passed") << "c-5 b-10 a0"
+                                               << ""
+                                               << "bca";
+    QTest::newRow("set again for the same moment") << "a10 b10 a10"
+                                                   << ""
+                                                   << "ba";
+    QTest::newRow("set for a later moment") << "a10 b20 a30"
+                                            << ""
+                                            << "ba";
+    QTest::newRow("set for an earlier moment") << "a20 b30 b10"
+                                               << ""
+                                               << "ba";
+    QTest::newRow("stopped") << "a10 b10 a-"
+                             << ""
+                             << "b";
+    QTest::newRow("stopped and set") << "a10 b20 a- a30"
+                                     << ""
+                                     << "ba";
+    QTest::newRow("the only one, stopped") << "a10 a-"
+                                           << ""
+                                           << "";
+    QTest::newRow("stopped while it is not set") << "a- b10"
+                                                 << ""
+                                                 << "b";
+    QTest::newRow("sets itself again") << "a10 b20"
+                                       << "a30"
+                                       << "aba";
+    QTest::newRow("sets itself for what has passed") << "a10 b10"
+                                                     << "a5"
+                                                     << "aab";
+    QTest::newRow("sets another") << "a10"
+                                  << "b20"
+                                  << "ab";
+    QTest::newRow("sets another for what has passed") << "a10 c10"
+                                                      << "b5"
+                                                      << "abc";
+    QTest::newRow("puts another off") << "a10 b10 c20"
+                                      << "b30"
+                                      << "acb";
+    QTest::newRow("stops the next one") << "a10 b10 c10"
+                                        << "b-"
+                                        << "ac";
+    QTest::newRow("stops the last one") << "a10 b10"
+                                        << "b-"
+                                        << "a";
+    QTest::newRow("deletes itself") << "a10 b10"
+                                    << "a!"
+                                    << "ab";
+    QTest::newRow("deletes the next one") << "a10 b10 c10"
+                                          << "b!"
+                                          << "ac";
+    QTest::newRow("deletes all and the clock") << "a10 b10 c20"
+                                               << "*!"
+                                               << "a";
+    QTest::newRow("runs an event loop until the next one") << "a10 b10 c20"
+                                                           << "@"
+                                                           << "abc";
+    QTest::newRow("runs one until a later one") << "a10 b20 c30"
+                                                << "@"
+                                                << "abc";
+    QTest::newRow("runs one for one that it sets") << "a10"
+                                                   << "b25 @"
+                                                   << "ab";
+    QTest::newRow("runs one for itself") << "a10 b30"
+                                         << "a20 @"
+                                         << "aab";
+}
+
+void TestModbusQueue::alarms()
+{
+    QFETCH(QString, steps);
+    QFETCH(QString, whenAIsCalled);
+    QFETCH(QString, calls);
+    AlarmScript script("abc");
+    script.whenCalled('a', whenAIsCalled);
+    script.take(steps);
+    QCOMPARE(script.calls(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(script.calls(), calls, 30000);
+    // Nobody is called afterwards.
+    AlarmClock clock;
+    bool isOver = false;
+    Alarm last(clock, [&isOver] { isOver = true; });
+    last.set(AlarmClock::Clock::now() + std::chrono::milliseconds(35));
+    QTRY_VERIFY_WITH_TIMEOUT(isOver, 30000);
+    QCOMPARE(script.calls(), calls);
+    QVERIFY(!script.wasEarly());
+}
+
+void TestModbusQueue::alarmsShareOneTimer()
+{
+    const auto timers = [](AlarmClock& clock) {
+        return QAbstractEventDispatcher::instance()->registeredTimers(&clock).size();
+    };
+    AlarmClock clock;
+    QCOMPARE(timers(clock), 0);
+    std::vector<std::unique_ptr<Alarm>> alarms;
+    int calls = 0;
+    for (int i = 0; i < 1000; ++i) {
+        alarms.push_back(std::make_unique<Alarm>(clock, [&calls] { ++calls; }));
+        alarms.back()->set(AlarmClock::Clock::now() + std::chrono::microseconds(37 * i % 20000));
+    }
+    QCOMPARE(timers(clock), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(calls, 1000, 30000);
+    QCOMPARE(timers(clock), 0);
+    alarms.front()->set(AlarmClock::Clock::now());
+    QCOMPARE(timers(clock), 1);
+    alarms.clear();
+    QCOMPARE(timers(clock), 0);
+}
+
+// Timers that are set anew count whole milliseconds from then.
+void TestModbusQueue::alarmsInABeatKeepTheirTimer()
+{
+    constexpr std::chrono::milliseconds c_beat{20};
+    AlarmClock clock;
+    const auto timer = [&clock] {
+        const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(&clock);
+        return timers.isEmpty() ? 0 : timers.first().timerId;
+    };
+    Moment moment = AlarmClock::Clock::now() + c_beat;
+    int kept = 0;
+    std::unique_ptr<Alarm> alarm;
+    alarm = std::make_unique<Alarm>(clock, [&] {
+        const int before = timer();
+        moment += c_beat;
+        alarm->set(moment);
+        kept += timer() == before ? 1 : 0;
+    });
+    alarm->set(moment);
+    // Not while the machine is so busy that a whole beat is missed.
+    QTRY_VERIFY_WITH_TIMEOUT(kept >= 3, 30000);
+}
+
+void TestModbusQueue::clocksAreTheThreadsOwn()
+{
+    std::shared_ptr<LinkClocks> clocks = LinkClocks::ofThisThread();
+    QCOMPARE(LinkClocks::ofThisThread(), clocks);
+    std::shared_ptr<LinkClocks> others;
+    bool isShared = false;
+    std::thread([&] {
+        const std::shared_ptr<LinkClocks> own = LinkClocks::ofThisThread();
+        isShared = own == clocks || own != LinkClocks::ofThisThread();
+    }).join();
+    QVERIFY(!isShared);
+    const std::weak_ptr<LinkClocks> before = clocks;
+    clocks.reset();
+    QVERIFY(before.expired());
+    QVERIFY(LinkClocks::ofThisThread() != nullptr);
 }
 
 QTEST_GUILESS_MAIN(TestModbusQueue)
