@@ -25,5 +25,8 @@ qint64 writeHandle(int handle, const char* data, qint64 size);
 // Files and sockets that the program may have open at once.
 int mostDescriptors();
 
+// A program that this one starts does not get the socket: as long as it runs, the peer would not see a close.
+void keepFromChildren(qintptr socket);
+
 // Makes the next close of this socket a reset (RST) for the peer.
 void resetOnClose(qintptr socket);

@@ -74,6 +74,11 @@ int mostDescriptors()
     return static_cast<int>(limit.rlim_cur);
 }
 
+void keepFromChildren(qintptr /*socket*/)
+{
+    // Qt accepts with SOCK_CLOEXEC.
+}
+
 void resetOnClose(qintptr socket)
 {
     const linger immediately{1, 0};

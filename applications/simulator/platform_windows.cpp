@@ -35,6 +35,12 @@ int mostDescriptors()
     return std::numeric_limits<int>::max();
 }
 
+void keepFromChildren(qintptr socket)
+{
+    // Qt asks for that where it makes a socket, but not where it accepts one.
+    ::SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+}
+
 void resetOnClose(qintptr socket)
 {
     const linger immediately{1, 0};

@@ -34,6 +34,7 @@ TcpRelayClient::TcpRelayClient(QTcpSocket* client, const Answerer& answerer, con
     , m_peer(QStringLiteral("%1:%2").arg(client->peerAddress().toString()).arg(client->peerPort()))
 {
     m_client->setParent(this);
+    keepFromChildren(m_client->socketDescriptor());
     m_client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     m_client->setReadBufferSize(c_readAhead);
     connect(m_client, &QTcpSocket::readyRead, this, &TcpRelayClient::readClient);

@@ -1,3 +1,4 @@
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/tcp_relay.h"
 #include "applications/simulator/tests/simulator_fixture.h"
@@ -5,6 +6,7 @@
 
 #include <QElapsedTimer>
 #include <QNetworkInterface>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -53,6 +55,7 @@ private Q_SLOTS:
     void listensOnLoopbackOnly();
     void saysThatThePortIsTaken();
     void closeDropsEveryClient();
+    void closesWhileAChildRuns();
     void endsWithClientsConnected();
 };
 
@@ -458,6 +461,22 @@ void TestSimulatorTcp::closeDropsEveryClient()
     RawClient after(port);
     after.send(c_identify);
     QTRY_COMPARE(after.received(), c_identity.toHex());
+}
+
+// A program that was started meanwhile does not hold the connection open.
+void TestSimulatorTcp::closesWhileAChildRuns()
+{
+    RawClient client(m_simulator->tcpPort());
+    client.send(c_identify);
+    QTRY_COMPARE(client.received(), c_identity.toHex());
+    QProcess child;
+    child.start(hasPseudoTerminals() ? QStringLiteral("cat") : QStringLiteral("cmd"), QStringList());
+    QVERIFY2(child.waitForStarted(), qPrintable(child.errorString()));
+    m_simulator->close();
+    QTRY_VERIFY(client.isClosed());
+    QCOMPARE(child.state(), QProcess::Running); // it waits for a word
+    child.closeWriteChannel();
+    QTRY_COMPARE(child.state(), QProcess::NotRunning);
 }
 
 void TestSimulatorTcp::endsWithClientsConnected()
