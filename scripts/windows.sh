@@ -124,9 +124,18 @@ fi
 # What Wine itself runs beside a program starts now, and not as a child of a test, which would wait for it.
 sleep infinity | "${first[@]}" "$wine" cmd.exe >/dev/null 2>&1 &
 keeper=$!
-# Ends what is left of this prefix's programs too: one whose parent has gone would run on for ever.
-trap 'kill "$keeper" $(jobs -p) 2>/dev/null; "$wineserver" --kill 2>/dev/null || true' EXIT
-status=0
+status=0 package_status=0
+reports=()
+# Ends what is left of this prefix's programs too: one whose parent has gone would run on for ever. What failed is
+# told once more as the last of a long log, whose middle may be cut.
+ended() {
+  # shellcheck disable=SC2046  # each is a word
+  kill "$keeper" $(jobs -p) 2>/dev/null || true
+  "$wineserver" --kill 2>/dev/null || true
+  [ "$status" -eq 0 ] || python3 scripts/failed_tests.py "${reports[@]}"
+  [ "$package_status" -eq 0 ] || echo "FAILED the package under Wine (scripts/windows/try_package.py)"
+}
+trap ended EXIT
 # The words of what has passed too: it is they that tell of the rows that were skipped.
 run_tests() {
   "${first[@]}" ctest --preset windows-cross --quiet --test-output-size-passed 10000000 --test-output-size-failed 10000000 "$@"
@@ -157,8 +166,8 @@ makensis -V2 -DVERSION="$version" -DSOURCE="$build/package/$name" -DFILES="$buil
 step "the package under Wine, on a controller simulated on Linux"
 cmake --preset release >/dev/null
 cmake --build --preset release --target mdc-bench mdc-simulator p_device_mdc p_driver_modbus
-"${first[@]}" python3 scripts/windows/try_package.py "$build" "$build/$name.zip" "$build/$name-setup.exe" || status=1
+"${first[@]}" python3 scripts/windows/try_package.py "$build" "$build/$name.zip" "$build/$name-setup.exe" || package_status=1
 
 step "done"
 echo "windows: $build/$name.zip, $((SECONDS - begin)) s"
-exit $status
+exit $((status | package_status))

@@ -10,38 +10,22 @@ ctest --output-junit has written. Fails where a test failed in the last run that
 
 import re
 import sys
-import xml.etree.ElementTree as ElementTree
 from collections import Counter
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+from failed_tests import last_runs, read  # noqa: E402
+
 TOTALS = re.compile(r"^Totals: (\d+) passed, (\d+) failed, (\d+) skipped, (\d+) blacklisted", re.MULTILINE)
 SKIPPED = re.compile(r"^SKIP\s*: (\S+?)\((.*?)\) (.+?)\r?$", re.MULTILINE)
-FAILED = re.compile(r"^FAIL!\s*: .*(?:\r?\n   .*)*", re.MULTILINE)
 MISSED = re.compile(r"^limits in time that were missed: (\d+)", re.MULTILINE)
-# Of a program that says nothing of rows, or that ended before it could.
-LAST_LINES = 12
 
 
-class Case:
-    def __init__(self, element):
-        self.name = element.get("name")
-        self.passed = element.get("status") == "run"
-        self.time = float(element.get("time") or 0)
-        self.output = element.findtext("system-out") or ""
-
-    def rows(self):
-        counted = Counter()
-        for totals in TOTALS.findall(self.output):
-            counted.update(dict(zip(("passed", "failed", "skipped"), map(int, totals[:3]))))
-        return counted
-
-    def complaints(self):
-        found = [line for text in FAILED.findall(self.output) for line in text.splitlines()]
-        return found or self.output.splitlines()[-LAST_LINES:]
-
-
-def read(junit):
-    return [Case(element) for element in ElementTree.parse(junit).getroot().iter("testcase")]
+def rows_of(case):
+    counted = Counter()
+    for totals in TOTALS.findall(case.output):
+        counted.update(dict(zip(("passed", "failed", "skipped"), map(int, totals[:3]))))
+    return counted
 
 
 def tell_skipped(cases):
@@ -59,7 +43,7 @@ def tell_skipped(cases):
 def tell(first, second, not_here):
     """The lines to print, and whether all is well."""
     again = {case.name: case for case in second}
-    last = sorted((again.get(case.name, case) for case in first), key=lambda case: case.name)
+    last = last_runs(first, second)
     lines = [f"  {'passed' if case.passed else 'FAILED':7} {case.name} ({case.time:.1f} s)" for case in last]
     for case in first:
         if case.passed:
@@ -81,7 +65,7 @@ def tell(first, second, not_here):
             lines.append(f"  limits in time missed {count}: {case.name}")
     lines += [f"  not built {line}" for line in not_here]
     failed = [case.name for case in last if not case.passed]
-    rows = sum((case.rows() for case in last), Counter())
+    rows = sum((rows_of(case) for case in last), Counter())
     lines.append(f"windows: {len(last)} tests, {len(failed)} failed, {len(again)} run twice; of their rows "
                  f"{rows['passed']} passed, {rows['failed']} failed, {rows['skipped']} skipped; {missed} limits in "
                  f"time missed; {len(not_here)} programs not built because they need POSIX")

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""tell_tests.py over small reports."""
+"""tell_tests.py and failed_tests.py over small reports."""
 
 import tempfile
 import unittest
 from pathlib import Path
 
 import tell_tests
+import failed_tests  # beside the folder of this file, where the former looks too
 
 GOOD = "SKIP   : T::a(row 1) no such line here\n Loc: [x]\nTotals: 3 passed, 0 failed, 1 skipped, 0 blacklisted, 5ms\n"
 BAD = ("FAIL!  : T::b(row) Compared values are not the same\n   Actual   (1): 1\n   Expected (2): 2\n"
@@ -66,6 +67,38 @@ class TellTests(unittest.TestCase):
 
     def test_no_test_at_all_is_a_failure(self):
         self.assertFalse(self.told([])[1])
+
+
+class FailedInShort(unittest.TestCase):
+    def in_short(self, first, second=()):
+        with tempfile.TemporaryDirectory() as folder:
+            return failed_tests.in_short(failed_tests.last_runs(report(folder, "1", first), report(folder, "2", second)))
+
+    def test_nothing_where_all_passed(self):
+        self.assertEqual(self.in_short([("a", True, GOOD), ("b", True, LATE)]), [])
+
+    def test_a_line_for_each_with_the_first_words_of_its_rows(self):
+        lines = self.in_short([("b", False, BAD * 3), ("a", True, GOOD), ("c", False, "one\ntwo\n")])
+        self.assertEqual(lines, [
+            "FAILED b (1.5 s, 3 of its rows)",
+            "        FAIL!  : T::b(row) Compared values are not the same",
+            "        Actual   (1): 1", "        Expected (2): 2",
+            "        FAIL!  : T::b(row) Compared values are not the same",
+            "        Actual   (1): 1", "        Expected (2): 2",
+            "        … 3 lines more above",
+            "FAILED c (1.5 s)", "        one", "        two"])
+
+    def test_one_that_passed_by_itself_has_not_failed(self):
+        self.assertEqual(self.in_short([("b", False, BAD)], [("b", True, LATE)]), [])
+
+    def test_one_that_was_skipped_has_not_failed_and_one_that_is_missing_has(self):
+        text = ('<testsuite><testcase name="s" status="notrun"><skipped message="SKIP_RETURN_CODE=77"/></testcase>'
+                '<testcase name="d" status="disabled"/><testcase name="m" status="notrun">'
+                '<skipped message="Unable to find executable"/></testcase></testsuite>')
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder) / "report"
+            path.write_text(text)
+            self.assertEqual(failed_tests.in_short(failed_tests.read(path)), ["FAILED m (0.0 s)"])
 
 
 if __name__ == "__main__":
