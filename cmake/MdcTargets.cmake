@@ -368,6 +368,8 @@ if(MDC_WINE)
         WINEDLLOVERRIDES=mscoree,mshtml=)
 endif()
 
+include(MdcTestTimes)
+
 # Of the jobs that ctest does at a time, one that keeps a processor busy takes two and one that mostly waits for
 # answers and for their absence takes one: others go on beside it.
 set(MDC_JOBS_OF_A_TEST 2)
@@ -382,8 +384,12 @@ function(mdc_add_test name)
         set_property(GLOBAL APPEND PROPERTY MDC_TESTS_NOT_HERE "${name}: ${arg_POSIX}")
         return()
     endif()
+    mdc_seconds_of_test(seconds ${name})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
+        if(seconds GREATER 30)
+            set(arg_TIMEOUT 300)
+        endif()
     endif()
     if(MDC_WINE)
         math(EXPR arg_TIMEOUT "4 * ${arg_TIMEOUT}")
@@ -418,11 +424,10 @@ function(mdc_add_test name)
     if(arg_WAITS)
         set(jobs 1)
     endif()
-    # What may take long begins first, or the others wait for it at the end.
     set_tests_properties(${name} PROPERTIES
         PROCESSORS ${jobs}
         TIMEOUT ${arg_TIMEOUT}
-        COST ${arg_TIMEOUT}
+        COST ${seconds}
         LABELS "${arg_LABELS}"
         ENVIRONMENT "${MDC_TEST_ENVIRONMENT}")
 endfunction()
