@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Tells once more which tests failed and at what, in a few lines for the end of a long log, whose middle may be cut.
 
-    failed_tests.py JUNIT [JUNIT_OF_THE_SECOND_RUN]
+    failed_tests.py JUNIT… [--again JUNIT…]
 
-JUNIT is what ctest --output-junit has written. Says nothing where no test failed in the last run that it was in.
+JUNIT is what ctest --output-junit has written; one that is not there has nothing to tell. What --again names counts
+for the tests that were run a second time.
 """
 
 import re
@@ -47,13 +48,14 @@ def last_runs(first, second):
     return sorted((again.get(case.name, case) for case in first), key=lambda case: case.name)
 
 
-def in_short(cases):
+def in_short(cases, where=""):
     lines = []
     for case in cases:
         if case.passed or case.skipped:
             continue
         rows = len(case.failures())
-        lines.append(f"FAILED {case.name} ({case.time:.1f} s{f', {rows} of its rows' if rows else ''})")
+        told = f"{where}{case.time:.1f} s{f', {rows} of its rows' if rows else ''}"
+        lines.append(f"FAILED {case.name} ({told})")
         complaints = case.complaints()
         shown = complaints[:MOST_LINES] if rows else complaints[-MOST_LINES:]
         lines += [f"        {line.strip()}" for line in shown]
@@ -63,12 +65,16 @@ def in_short(cases):
 
 
 def main(arguments):
-    if len(arguments) not in (1, 2):
+    split = arguments.index("--again") if "--again" in arguments else len(arguments)
+    first, second = ([Path(name) for name in names] for names in (arguments[:split], arguments[split + 1:]))
+    if not first:
         print(__doc__, file=sys.stderr)
         return 2
-    runs = [read(junit) if Path(junit).exists() else [] for junit in arguments]
-    for line in in_short(last_runs(runs[0], runs[1] if len(runs) > 1 else [])):
-        print(line)
+    again = [case for junit in second if junit.exists() for case in read(junit)]
+    for junit in first:
+        if junit.exists():
+            for line in in_short(last_runs(read(junit), again), f"{junit.resolve().parent.name}: "):
+                print(line)
     return 0
 
 

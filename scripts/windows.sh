@@ -132,7 +132,7 @@ ended() {
   # shellcheck disable=SC2046  # each is a word
   kill "$keeper" $(jobs -p) 2>/dev/null || true
   "$wineserver" --kill 2>/dev/null || true
-  [ "$status" -eq 0 ] || python3 scripts/failed_tests.py "${reports[@]}"
+  [ "$status" -eq 0 ] || python3 scripts/failed_tests.py "${reports[0]}" --again "${reports[@]:1}"
   [ "$package_status" -eq 0 ] || echo "FAILED the package under Wine (scripts/windows/try_package.py)"
 }
 trap ended EXIT

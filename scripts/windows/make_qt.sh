@@ -25,7 +25,8 @@ report_progress() {
   local nap=
   trap '[ -z "$nap" ] || kill "$nap"; exit' TERM
   while true; do
-    sleep 60 &
+    # It goes on where the end comes before its number is known: it must not hold the output open meanwhile.
+    sleep 60 >/dev/null &
     nap=$!
     wait "$nap"
     step "$1: $(find "$work/build/$1" -name '*.o' 2>/dev/null | wc -l) files compiled"
