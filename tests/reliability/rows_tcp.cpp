@@ -373,10 +373,11 @@ void addWrongFrames(RowTable& table)
                      IMessenger::CeEcNone});
 }
 
-// Those that do not say whether a write has been done.
+// Not those that do not say whether a write has been done, 9 and 255 among them, which Modbus does not
+// define.
 bool decidesAWrite(int code)
 {
-    return code != 4 && code != 5 && code != 11;
+    return code != 4 && code != 5 && code != 9 && code != 11 && code != 255;
 }
 
 void addExceptions(RowTable& table)

@@ -423,10 +423,18 @@ bool answersFunction(const ModbusRequest& request, quint8 function)
 
 bool exceptionDeniesWrite(int code)
 {
-    constexpr int c_deviceFailure = 4;
-    constexpr int c_acknowledge = 5;
-    constexpr int c_gatewayTargetSilent = 11;
-    return code != c_deviceFailure && code != c_acknowledge && code != c_gatewayTargetSilent;
+    switch (code) {
+    case 1:
+    case 2:
+    case 3:
+    case 6:
+    case 7:
+    case 8:
+    case 10:
+        return true;
+    default:
+        return false;
+    }
 }
 
 QString exceptionText(int code)
@@ -464,7 +472,7 @@ QString exceptionText(int code)
         name = QStringLiteral("gateway target device failed to respond");
         break;
     default:
-        name = QStringLiteral("exception");
+        name = QStringLiteral("an exception that Modbus does not define");
         break;
     }
     return QStringLiteral("%1 (%2)").arg(name).arg(code);

@@ -99,7 +99,8 @@ QString otherFunctionText(const ModbusRequest& request, quint8 function);
 
 // Whether the controller says with this exception that it does not do a write. Those do not that tell
 // of a failure on the way (4), of a write that is being carried out (5), and of a device behind a
-// gateway that got it and did not answer (11): Modbus application protocol, 7.
+// gateway that got it and did not answer (11): Modbus application protocol, 7. Nor do those that it does not
+// define: what a controller means by them nobody knows. 7 is of its older editions.
 bool exceptionDeniesWrite(int code);
 
 // "illegal data address (2)"

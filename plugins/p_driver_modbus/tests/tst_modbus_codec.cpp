@@ -266,7 +266,9 @@ void TestModbusCodec::exceptionNames()
              QStringLiteral("illegal data address (2)"));
     QCOMPARE(exceptionText(1), QStringLiteral("illegal function (1)"));
     QCOMPARE(exceptionText(6), QStringLiteral("server device busy (6)"));
-    QCOMPARE(exceptionText(99), QStringLiteral("exception (99)"));
+    for (const int code : {0, 9, 12, 99, 255})
+        QCOMPARE(exceptionText(code),
+                 QStringLiteral("an exception that Modbus does not define (%1)").arg(code));
 }
 
 void TestModbusCodec::exceptionOnAWrite_data()
@@ -283,7 +285,8 @@ void TestModbusCodec::exceptionOnAWrite_data()
     QTest::newRow("memory parity error") << 8 << true;
     QTest::newRow("gateway path unavailable: not delivered") << 10 << true;
     QTest::newRow("gateway target failed to respond: delivered, perhaps") << 11 << false;
-    QTest::newRow("a controller's own") << 99 << true;
+    for (const int code : {0, 9, 12, 99, 255})
+        QTest::addRow("%d, which Modbus does not define", code) << code << false;
 }
 
 void TestModbusCodec::exceptionOnAWrite()
