@@ -93,6 +93,9 @@ void ObjectsCheck::checkIdentity(Candidate& candidate, const QString& idText)
         complain(candidate, c_id, QStringLiteral("must be the UUID of the object, not \"%1\"").arg(idText));
     if (entry.name.isEmpty())
         complain(candidate, c_name, QStringLiteral("must be a text that is not empty"));
+    // Whoever means an object says one or the other.
+    if (!QUuid::fromString(entry.name).isNull())
+        complain(candidate, c_name, QStringLiteral("must be no UUID: those are identities"));
     for (const Candidate& other : std::as_const(m_candidates)) {
         if (!entry.uuid.isNull() && other.entry.uuid == entry.uuid)
             complain(candidate, c_id, QStringLiteral("is the same as that of %1").arg(other.title));

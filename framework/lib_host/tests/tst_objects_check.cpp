@@ -82,6 +82,16 @@ void tst_ObjectsCheck::objects_data()
         << QJsonArray{with(mdc, "name", "")}
         << QStringList{"objects[0] " + c_first.toString() + ": \"name\" must be a text that is not empty"}
         << QStringList();
+    QTest::newRow("another one's id as name")
+        << QJsonArray{object(c_first, c_second.toString(), c_screwdriver), link}
+        << QStringList{"objects[0] " + c_second.toString() +
+                       ": \"name\" must be no UUID: those are identities"}
+        << QStringList{"link"};
+    QTest::newRow("a UUID without braces as name")
+        << QJsonArray{with(mdc, "name", c_third.toString(QUuid::WithoutBraces))}
+        << QStringList{"objects[0] " + c_third.toString(QUuid::WithoutBraces) +
+                       ": \"name\" must be no UUID: those are identities"}
+        << QStringList();
     QTest::newRow("two that repeat the first one")
         << QJsonArray{mdc, object(c_first, "other", c_screwdriver), object(c_third, "mdc", c_screwdriver)}
         << QStringList{"objects[1] other: \"id\" is the same as that of objects[0] mdc",
