@@ -93,7 +93,7 @@ bool DAbstractPluginBackend::queueTreatment(int index, const QString& commandNam
 {
     if (m_queue.size() >= c_queueCapacity || (m_takesOnce && isUnderWay(index, commandName)))
         return false;
-    m_queue.append({m_objectId, index, commandName, parameters});
+    m_queue.append({m_objectId, index, currentLink(), commandName, parameters});
     scheduleNext();
     Q_EMIT treatmentQueued(index, commandName, parameters);
     return true;
@@ -257,7 +257,25 @@ void DAbstractPluginBackend::setConnected(bool connected)
     if (m_connected == connected)
         return;
     m_connected = connected;
+    if (!connected)
+        ++m_losses;
     Q_EMIT isConnectedChanged();
+}
+
+int DAbstractPluginBackend::currentLink() const
+{
+    const QVariantMap statistics =
+        m_driver.isNull() ? QVariantMap()
+                          : m_driver->getProperty(driver_contract::c_statistics, nullptr).toMap();
+    const auto connections = statistics.constFind(driver_contract::c_connections);
+    // A driver tells of a loss a moment later; its count knows at once that there is another link.
+    return connections == statistics.cend() ? m_losses : connections->toInt() + (m_connected ? 0 : 1);
+}
+
+// Behind the next link there may be another controller.
+bool DAbstractPluginBackend::isOfLostLink(const Treatment& treatment) const
+{
+    return treatment.objectId == m_objectId && treatment.link != currentLink();
 }
 
 void DAbstractPluginBackend::scheduleNext()
@@ -282,6 +300,13 @@ void DAbstractPluginBackend::runNext()
             QStringLiteral("treatment %1 names no command and is released as failed").arg(treatment.index);
         qWarning().noquote() << objectName() << ":" << message;
         release(treatment, {false, IMessenger::CeEcUnknownCommand, message, {}});
+        return;
+    }
+    if (isOfLostLink(treatment)) {
+        release(treatment, {false,
+                            IMessenger::CeEcNotConnected,
+                            QStringLiteral("not sent: the connection was lost while it waited"),
+                            {}});
         return;
     }
     IHost* const host = m_host.isNull() ? IHost::current() : m_host.data();

@@ -101,6 +101,7 @@ private:
     {
         QString objectId; // of the device that it was meant for
         int index = 0;
+        int link = 0; // that it was meant for
         QString commandName;
         QVariantMap parameters;
     };
@@ -121,6 +122,9 @@ private:
     void detach();
     void followDriver();
     void setConnected(bool connected);
+    // Number of the link by which a treatment would go out now, or as soon as there is one.
+    int currentLink() const;
+    bool isOfLostLink(const Treatment& treatment) const;
     void scheduleNext();
     void runNext();
     void release(const Treatment& treatment, const DOrderOutcome& outcome);
@@ -135,6 +139,7 @@ private:
     bool m_takesOnce = false;
     bool m_running = false;
     bool m_scheduled = false;
+    quint16 m_losses = 0;
     Treatment m_current; // while one runs
     QList<Treatment> m_queue;
     QMap<QString, Instruction> m_instructions;         // the latest of each command

@@ -249,7 +249,8 @@ void TestPanelFrame::aPollOfTheConnectionBefore()
     window.root()->setProperty("updatePeriod", 1000000000);
     host.holdReads();
     QMetaObject::invokeMethod(window.root(), "updateData");
-    QTRY_VERIFY(host.order.last() == "getRegister");
+    // One is on its way; those behind it are not sent by another link.
+    QTRY_VERIFY(!host.runs.isEmpty());
     host.connectDriver(false);
     host.connectDriver(true);
     QTRY_VERIFY(window.root()->property("identified").toBool());

@@ -121,6 +121,8 @@ private Q_SLOTS:
     void withoutHost();
     void instruction();
     void instructionAgain();
+    void lostLinkDropsWhatWaits_data();
+    void lostLinkDropsWhatWaits(); // docs/security.md
     void connectionFollowsTheDriver();
     void driverComesLate();
     void driverGoesAndComesBack();
@@ -449,6 +451,64 @@ void tst_Backend::instructionAgain()
     QVERIFY(third != fourth);
     host.endFirst(false);
     QCOMPARE(backend->runningInstruction("getInfo"), fourth);
+}
+
+void tst_Backend::lostLinkDropsWhatWaits_data()
+{
+    QTest::addColumn<bool>("counts"); // its connections
+    QTest::addColumn<bool>("tells");  // of the loss, before the next treatment
+    QTest::newRow("a driver that counts and tells") << true << true;
+    QTest::newRow("a driver that has not told yet") << true << false;
+    QTest::newRow("a driver that does not count") << false << true;
+}
+
+// What a person has pressed for one controller is not written to the one behind the next link.
+void tst_Backend::lostLinkDropsWhatWaits()
+{
+    QFETCH(bool, counts);
+    QFETCH(bool, tells);
+    BackendHost host;
+    host.add(c_device);
+    host.add(c_driver);
+    DAbstractPlugin* const driver = host.findInstance(c_driver);
+    const auto count = [&](int connections) {
+        if (counts)
+            driver->setProperty("statistics", QVariantMap{{"connections", connections}}, false);
+    };
+    const auto connect = [&](int connections) {
+        count(connections);
+        driver->setProperty("connected", true, false);
+    };
+    count(0);
+    const auto backend = completeBackend();
+    QStringList ends;
+    QObject::connect(backend.get(), &DAbstractPluginBackend::treatmentEnded, backend.get(),
+                     [&ends](int index, const QString&, const DOrderOutcome& outcome) {
+                         ends.append(
+                             QString("%1 %2 %3").arg(index).arg(outcome.errorCode).arg(outcome.errorMessage));
+                     });
+    // What waits for the first link is of none that was lost.
+    QVERIFY(backend->queueTreatment(1, "read", {}));
+    connect(1);
+    QTRY_COMPARE(host.runs.size(), 1);
+    QVERIFY(backend->queueTreatment(2, "write", {}));
+    QVERIFY(backend->queueTreatment(3, "read", {}));
+    if (tells)
+        driver->setProperty("connected", false, false);
+    connect(2);
+    const QRegularExpression notSent("not sent: the connection was lost");
+    QTest::ignoreMessage(QtWarningMsg, notSent);
+    QTest::ignoreMessage(QtWarningMsg, notSent);
+    host.endFirst(true);
+    QTRY_COMPARE(ends.size(), 3);
+    QVERIFY(host.runs.isEmpty());
+    for (const int at : {1, 2})
+        QCOMPARE(ends.at(at), QString("%1 %2 not sent: the connection was lost while it waited")
+                                  .arg(at + 1)
+                                  .arg(IMessenger::CeEcNotConnected));
+    QVERIFY(backend->queueTreatment(4, "read", {}));
+    QTRY_COMPARE(host.runs.size(), 1);
+    host.endFirst(true);
 }
 
 void tst_Backend::connectionFollowsTheDriver()
