@@ -3,6 +3,8 @@
 namespace {
 
 constexpr quint8 c_broadcastUnit = 0;
+constexpr quint8 c_diagnostics = 0x08;
+constexpr quint8 c_illegalFunction = 1;
 // A frame that does not go on for so long (ms) is over. Far more than the 3.5 characters of the
 // protocol: USB converters deliver a frame in pieces up to 16 ms apart.
 constexpr int c_frameGap = 50;
@@ -93,9 +95,12 @@ void SerialRelay::handleRequest(const QByteArray& frame)
     if ((unit != m_context.unitId && unit != c_broadcastUnit) ||
         m_queue.count() + m_pending.size() >= c_mostWaiting)
         return;
+    // The server behind it would hear nobody any more: one of its diagnostics is to fall silent.
+    const bool isDiagnostics = function == c_diagnostics;
     if (unit == c_broadcastUnit) {
         // Carried out by all, answered by none.
-        add(frame, std::nullopt);
+        if (!isDiagnostics)
+            add(frame, std::nullopt);
         return;
     }
     // Without unit and check sum.
@@ -115,6 +120,11 @@ void SerialRelay::handleRequest(const QByteArray& frame)
             m_queue.add(Delivery::whole(rtuExceptionAnswer(frame, code)));
             return;
         }
+    }
+    if (isDiagnostics) {
+        m_context.refused(QStringLiteral("rtu"), pdu, c_illegalFunction);
+        m_queue.add(Delivery::whole(rtuExceptionAnswer(frame, c_illegalFunction)));
+        return;
     }
     add(frame, fault);
 }

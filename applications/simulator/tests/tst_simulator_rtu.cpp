@@ -45,6 +45,7 @@ private Q_SLOTS:
     void lateOverRtu();
     void restartSilencesTheLine();
     void broadcastIsCarriedOut();
+    void hearsBehindDiagnostics(); // docs/security.md
     void followsUnitAndAddressOffset();
     void lineRecoversFromNoise();
     void lineOutlastsABurst(); // docs/security.md
@@ -208,6 +209,19 @@ void TestSimulatorRtu::broadcastIsCarriedOut()
     m_line->write(withChecksum(QByteArray::fromHex("01 06 1772 0005")));
     QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 06 1772 0005")).toHex());
     QCOMPARE(m_simulator->controller().direction(), quint16(1));
+}
+
+// One of them, "force listen only mode", is for a device that is to be heard no more.
+void TestSimulatorRtu::hearsBehindDiagnostics()
+{
+    openLine(m_simulator->openPseudoTerminal());
+    m_line->write(withChecksum(QByteArray::fromHex("00 08 0004 0000")));
+    m_line->write(withChecksum(QByteArray::fromHex("01 08 0004 0000")));
+    QTRY_COMPARE(line(), withChecksum(QByteArray::fromHex("01 88 01")).toHex());
+    m_fromLine.clear();
+    const QByteArray write = withChecksum(QByteArray::fromHex("01 06 1772 0005"));
+    m_line->write(write);
+    QTRY_COMPARE(line(), write.toHex());
 }
 
 // Told before the line is opened and after it; another unit is not answered.
