@@ -76,7 +76,19 @@ private Q_SLOTS:
         QTest::newRow("a difference") << "-2+3"
                                       << "'-2+3";
         QTest::newRow("behind a line feed") << "\n=1+2"
-                                            << " =1+2";
+                                            << "' =1+2";
+        QTest::newRow("behind a semicolon") << "OK;=cmd|' /C calc'!A0"
+                                            << "OK;'=cmd|' /C calc'!A0";
+        QTest::newRow("behind several") << "5; =1+2;-3;@x|+a"
+                                        << "5;' =1+2;-3;'@x|'+a";
+        QTest::newRow("behind quotes") << "5;\"=1\""
+                                       << "\"5;'\"\"=1\"\"\"";
+        QTest::newRow("full width") << QString::fromUtf8("\xEF\xBC\x9D"
+                                                         "1+2")
+                                    << QString::fromUtf8("'\xEF\xBC\x9D"
+                                                         "1+2");
+        QTest::newRow("semicolons") << ";a; b;"
+                                    << ";a; b;";
         QTest::newRow("controls") << "\x1b]0;t\x07\t"
                                   << "\\x1b]0;t\\x07\\t";
         QTest::newRow("a tab before a formula") << "\t=1"
