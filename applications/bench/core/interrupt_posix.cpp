@@ -19,9 +19,13 @@ constexpr std::array c_ignored{SIGPIPE, SIGXFSZ};
 std::array<struct sigaction, c_signals.size()> s_previous;
 std::array<struct sigaction, c_ignored.size()> s_previousIgnored;
 
-// The alarm that the first signal has set is as good as a second signal.
-extern "C" void onSignal(int)
+// The alarm that the first signal has set is as good as a second signal. A terminal that closes sends one by
+// its shell and one by the system, and a service manager may send two: that is one request, which nobody has
+// lost patience over.
+extern "C" void onSignal(int signal)
 {
+    if (s_count > 0 && (signal == SIGHUP || signal == SIGTERM))
+        return;
     s_count = s_count + 1;
     if (s_count > 1)
         _exit(static_cast<int>(ExitCode::Interrupted));
