@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QRegularExpression>
 #include <QSysInfo>
+#include <QUrl>
 
 #include <algorithm>
 #include <array>
@@ -201,14 +202,33 @@ QList<int> wordEnds(const QString& text, int begin, const WordRule& rule)
     return ends;
 }
 
-// A path however its parts are separated, as in JSON "C:\\Users".
+// A path however its parts are separated, as in JSON "C:\\Users" and in an address "%2Fhome".
 QString pathPattern(const QString& path)
 {
     QStringList parts = path.split(QRegularExpression(QStringLiteral("[\\\\/]+")), Qt::SkipEmptyParts);
     for (QString& part : parts)
         part = QRegularExpression::escape(part);
-    const QString separator = QStringLiteral("[\\\\/]+");
+    const QString separator = QStringLiteral("(?:[\\\\/]|%2F|%5C)+");
     return (path.startsWith(QLatin1Char('/')) ? separator : QString()) + parts.join(separator);
+}
+
+// A name that tells who somebody is wherever it stands. Short ones are parts of anything, and what accounts
+// of many computers are called, or what the texts themselves speak of, tells nobody apart.
+bool isTelling(const QString& user)
+{
+    constexpr int c_shortest = 4;
+    static const QStringList c_common{
+        QStringLiteral("admin"),  QStringLiteral("administrator"), QStringLiteral("bench"),
+        QStringLiteral("client"), QStringLiteral("controller"),    QStringLiteral("debian"),
+        QStringLiteral("device"), QStringLiteral("driver"),        QStringLiteral("guest"),
+        QStringLiteral("home"),   QStringLiteral("host"),          QStringLiteral("line"),
+        QStringLiteral("local"),  QStringLiteral("modbus"),        QStringLiteral("nobody"),
+        QStringLiteral("office"), QStringLiteral("operator"),      QStringLiteral("public"),
+        QStringLiteral("serial"), QStringLiteral("server"),        QStringLiteral("service"),
+        QStringLiteral("test"),   QStringLiteral("tester"),        QStringLiteral("tool"),
+        QStringLiteral("ubuntu"), QStringLiteral("user"),          QStringLiteral("users"),
+    };
+    return user.size() >= c_shortest && !c_common.contains(user.toLower());
 }
 
 bool isPlaceholder(const QString& text)
@@ -509,15 +529,34 @@ void Anonymiser::replaceFolders(ReplacedText& text) const
     replaceEach(text, c_owner, numbered(Kind::User));
     replaceEach(text, c_unixUser, numbered(Kind::User));
     replaceEach(text, c_windowsUser, numbered(Kind::User));
+    static const QRegularExpression c_codedUser =
+        pattern(QStringLiteral("(?:%2F|%5C)(?:home|Users)(?:%2F|%5C)"
+                               "((?:[^%\\s\"'/\\\\&?#:,;<>|]|%(?!2F|5C)[0-9A-F]{2}){1,100}+)"),
+                QRegularExpression::CaseInsensitiveOption);
+    const Placeholder decoded = [this](const QRegularExpressionMatch& match) {
+        const QString value = match.captured(match.lastCapturedIndex());
+        return placeholder(Kind::User, QUrl::fromPercentEncoding(value.toUtf8()));
+    };
+    replaceEach(text, c_codedUser, decoded);
     // The administrator of every computer is called so.
-    if (!m_computer.user.isEmpty() && m_computer.user != QLatin1String("root"))
-        replaceEach(
-            text,
-            pattern(QStringLiteral(
-                        "(?<=[\\\\/])%1(?=[\\\\/\\s\"']|$)|(?<![\\w.-])%1(?=@)|(?<=[=~(])%1(?![\\w.-])")
-                        .arg(QRegularExpression::escape(m_computer.user)),
-                    QRegularExpression::MultilineOption),
-            numbered(Kind::User));
+    if (m_computer.user.isEmpty() || m_computer.user == QLatin1String("root"))
+        return;
+    const QString user = QRegularExpression::escape(m_computer.user);
+    replaceEach(text,
+                pattern(QStringLiteral(
+                            "(?<=[\\\\/])%1(?=[\\\\/\\s\"']|$)|(?<![\\w.-])%1(?=@)|(?<=[=~(])%1(?![\\w.-])")
+                            .arg(user),
+                        QRegularExpression::MultilineOption),
+                numbered(Kind::User));
+    const QString coded =
+        QRegularExpression::escape(QString::fromLatin1(QUrl::toPercentEncoding(m_computer.user)));
+    replaceEach(text,
+                pattern(QStringLiteral("(?<=%2F|%5C|%40)%1(?![\\w.-])|(?<![\\w.%-])%1(?=%40)").arg(coded),
+                        QRegularExpression::CaseInsensitiveOption),
+                decoded);
+    if (isTelling(m_computer.user))
+        replaceEach(text, pattern(QStringLiteral("(?<![\\w.-])%1(?![\\w-]|\\.\\w)").arg(user)),
+                    numbered(Kind::User));
 }
 
 void Anonymiser::replaceAddresses(ReplacedText& text) const

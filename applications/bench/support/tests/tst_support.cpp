@@ -194,7 +194,12 @@ private Q_SLOTS:
             "/var/home/user-1/x /export/home/user-1");
         add("home on Windows", R"(C:\Users\Anna Maier\x "C:\\Users\\anna" C:/Users/anna/y)",
             R"(C:\Users\user-2\x "C:\\Users\\user-1" C:/Users/user-1/y)");
-        add("the user", "/media/anna/stick anna@x hanna anna", "/media/user-1/stick user-1@x hanna anna");
+        add("the user", "/media/anna/stick anna@x hanna anna annabel x.anna",
+            "/media/user-1/stick user-1@x hanna user-1 annabel x.anna");
+        add("the user in an address", "x=%2Fmedia%2fanna%2Fy anna%40x %2Fanna-1",
+            "x=%2Fmedia%2fuser-1%2Fy user-1%40x %2Fanna-1");
+        add("homes in an address", "x=%2Fhome%2Fanna%2Fy&z=%2FUsers%2Fotto%20may%2F1 C%3A%5CUsers%5Cbert",
+            "x=home-1%2Fy&z=%2FUsers%2Fuser-1%2F1 C%3A%5CUsers%5Cuser-2");
         add("whoever owns a file",
             "it belongs to \"cloudsdk\", {\"x\": \"the group \\\"staff\\\" may write to it, it belongs to "
             "\\\"cloudsdk\\\"\"}",
