@@ -48,8 +48,11 @@ private Q_SLOTS:
     void snapshotsAreKept();
     void exchangedFile();   // docs/security.md
     void linksAreRefused(); // docs/security.md
+    void twoAtOnce();       // docs/security.md
     void anotherControllerAnswers_data();
     void anotherControllerAnswers(); // docs/security.md
+    void linkIsLostBetweenTwoRequests_data();
+    void linkIsLostBetweenTwoRequests(); // docs/security.md
     void snapshotFails_data();
     void snapshotFails();
     void dryRun();
@@ -423,6 +426,42 @@ void tst_BenchBackup::exchangedFile()
     QCOMPARE(registers(41, c_programSize), inFile.mid(40, c_programSize));
 }
 
+// Each asks for a name before it reads, and has it only when it has read.
+void tst_BenchBackup::twoAtOnce()
+{
+    const auto both = [this](const QStringList& arguments) {
+        // So long that the second one has begun before the first one is done.
+        constexpr const char* c_slowly = "late=1000@1-2/0x03";
+        m_simulator->faults().clear();
+        QList<BenchEnd> ends;
+        if (!m_simulator->faults().add(c_slowly))
+            return ends;
+        const std::unique_ptr<QProcess> first = start(arguments);
+        const std::unique_ptr<QProcess> second = start(arguments);
+        ends = {endOf(*first), endOf(*second)};
+        return ends;
+    };
+    const QList<BenchEnd> backups = both({"backup", "--folder", m_folder->path(), "--name", "line3"});
+    QCOMPARE(backups.size(), 2);
+    const bool isFirst = backups.constFirst().exitCode == 0;
+    const BenchEnd& refused = isFirst ? backups.constLast() : backups.constFirst();
+    QVERIFY2(backups.at(isFirst ? 0 : 1).exitCode == 0, everything(backups.at(0)).constData());
+    QVERIFY2(refused.exitCode == 1, everything(refused).constData());
+    QVERIFY2(refused.err.contains("line3") && refused.err.contains("there already"),
+             everything(refused).constData());
+    QCOMPARE(files().size(), 1);
+
+    const QString file = path(files().constFirst());
+    const QList<BenchEnd> restores = both({"restore", file, "--presets", "3", "--format", "json"});
+    QSet<QString> snapshots;
+    for (const BenchEnd& end : restores) {
+        QVERIFY2(end.exitCode == 0, everything(end).constData());
+        snapshots.insert(documentOf(end).value("snapshot").toString());
+    }
+    QCOMPARE(snapshots.size(), 2);
+    QCOMPARE(files().size(), 3);
+}
+
 void tst_BenchBackup::anotherControllerAnswers_data()
 {
     QTest::addColumn<int>("swap"); // at this identification
@@ -490,6 +529,59 @@ void tst_BenchBackup::anotherControllerAnswers()
     QVERIFY(!options.contains("backup") || files() == before);
     QCOMPARE(writtenRegisters().size(), written);
     QVERIFY(other.controller().writes().isEmpty());
+}
+
+void tst_BenchBackup::linkIsLostBetweenTwoRequests_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("written"); // into the controller that was identified
+    QTest::addColumn<QString>("told");
+    const QStringList restore{"restore", "--presets", "3", "--no-snapshot"};
+    const QString lost = "the link was lost between two of its requests";
+    QTest::newRow("a restore") << restore << "twice@10/0x06" << 1 << 10
+                               << "10 of 40 registers are written, nothing is undone";
+    QTest::newRow("before the first write") << restore << "twice@1/0x03" << 1 << 0 << "nothing was written";
+    QTest::newRow("behind the last write") << restore << "twice@40/0x06" << 0 << 40 << "";
+    QTest::newRow("a snapshot") << QStringList{"restore", "--presets", "3"} << "twice@3/0x03" << 1 << 0
+                                << "no snapshot could be taken, nothing was written: " + lost;
+    QTest::newRow("the reading back") << restore + QStringList{"--verify"} << "twice@4/0x03" << 1 << 40
+                                      << "everything was written, but it could not be read back: " + lost;
+    QTest::newRow("a backup") << QStringList{"backup", "--name", "x"} << "twice@3/0x03" << 1 << 0
+                              << "no backup was written: " + lost;
+}
+
+// The answer is good, the byte behind it loses the link, and behind the next one is another controller.
+void tst_BenchBackup::linkIsLostBetweenTwoRequests()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, fault);
+    QFETCH(int, code);
+    QFETCH(int, written);
+    QFETCH(QString, told);
+    const QString file = backUpAndChange();
+    Simulator other(deviceConfiguration(sampleBench()), *ControllerProfile::byName("mdc32-gen2"));
+    QVERIFY(other.listenTcp());
+    SwappedControllers swapped(m_simulator->tcpPort(), other.tcpPort(), SwappedControllers::By::Connection,
+                               2);
+    QVERIFY(swapped.listen());
+    const QByteArray port = "\"port\": " + QByteArray::number(m_simulator->tcpPort());
+    QByteArray bench = contentOf(m_config);
+    QVERIFY(writeFile(m_config, bench.replace(port, "\"port\": " + QByteArray::number(swapped.port()))));
+    const QStringList before = files();
+    QVERIFY(m_simulator->faults().add(fault));
+    if (options.contains("restore"))
+        options.insert(1, file);
+    else
+        options += {"--folder", m_folder->path()};
+    const BenchEnd end = run(options);
+    QVERIFY2(end.exitCode == code, everything(end).constData());
+    QVERIFY2(end.err.contains(told), everything(end).constData());
+    QVERIFY2(!end.err.contains("may or may not"), everything(end).constData());
+    QCOMPARE(writtenRegisters().size(), written);
+    QVERIFY(other.controller().writes().isEmpty());
+    QCOMPARE(files(), before);
 }
 
 // A link that somebody has put where a backup will be leads to no file of the person's, whether there is one

@@ -56,6 +56,9 @@ private Q_SLOTS:
     void replacedByASwappedController();
     void resetOfUnknownOrigin();
     void anotherControllerAfterALostLink(); // docs/security.md
+    void linkIsLostWithEachAnswer();        // docs/security.md
+    void linkIsLostBetweenTwoRequests_data();
+    void linkIsLostBetweenTwoRequests(); // docs/security.md
 
 private:
     QStringList m_commands; // of the built plug-in
@@ -954,6 +957,78 @@ void tst_DeviceCommands::anotherControllerAfterALostLink()
         QVERIFY2(end.err.contains(part), qPrintable(end.err));
     QCOMPARE(triggerRegisters(bench.second()), others);
     QCOMPARE(bench.second().controller().acceptedWriteCount(), qint64(0));
+}
+
+// Asking once more is of no use when the answer costs the link again.
+void tst_DeviceCommands::linkIsLostWithEachAnswer()
+{
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    SwappedControllers swapped(bench.first().tcpPort(), bench.second().tcpPort(),
+                               SwappedControllers::By::Connection, 3);
+    QVERIFY(swapped.listen() && bench.leadTo(swapped.port()));
+    QVERIFY(bench.first().faults().add("twice/0x11"));
+    const BenchEnd other = bench.run(bench.first(), {"resetMode=true"});
+    QVERIFY2(other.exitCode == 1, qPrintable(other.out + other.err));
+    for (const char* const part : {"another controller answers", "nothing was written"})
+        QVERIFY2(other.err.contains(part), qPrintable(other.err));
+    // The second one does so as well, and is another one than that whose values are saved: none gets past it.
+    QVERIFY(bench.second().faults().add("twice/0x11"));
+    const BenchEnd never = bench.run(bench.first(), {});
+    QVERIFY2(never.exitCode == 5, qPrintable(never.out + never.err));
+    for (const char* const part :
+         {"the link is lost after each identification", "nothing was written", "--force"})
+        QVERIFY2(never.err.contains(part), qPrintable(never.err));
+    QCOMPARE(bench.second().controller().acceptedWriteCount(), qint64(0));
+    const BenchEnd forced = bench.run(bench.first(), {"--force"});
+    QVERIFY2(forced.exitCode == 0, qPrintable(forced.out + forced.err));
+    QVERIFY2(forced.err.contains("warning: the link is lost after each identification"),
+             qPrintable(forced.err));
+}
+
+void tst_DeviceCommands::linkIsLostBetweenTwoRequests_data()
+{
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<bool>("isReset");
+    QTest::addColumn<int>("written"); // into the controller that was identified
+    QTest::newRow("while it reads") << "twice@3/0x03" << false << 0;
+    QTest::newRow("before it writes") << "twice@6/0x03" << false << 0;
+    QTest::newRow("while it writes") << "twice@4/0x06" << false << 4;
+    QTest::newRow("behind the last write") << "twice@6/0x06" << false << 6;
+    QTest::newRow("while it writes back") << "twice@2/0x06" << true << 2;
+    QTest::newRow("behind the last value that is written back") << "twice@6/0x06" << true << 6;
+}
+
+// The answer is good, the byte behind it loses the link, and behind the next one is another controller: it
+// gets nothing of the rest.
+void tst_DeviceCommands::linkIsLostBetweenTwoRequests()
+{
+    QFETCH(QString, fault);
+    QFETCH(bool, isReset);
+    QFETCH(int, written);
+    SavingBench bench;
+    QVERIFY2(bench.start(), qPrintable(bench.error));
+    QCOMPARE(bench.run(bench.first(), {}).exitCode, 0);
+    bench.first().controller().clearWrites();
+    SwappedControllers swapped(bench.first().tcpPort(), bench.second().tcpPort(),
+                               SwappedControllers::By::Connection, 2);
+    QVERIFY(swapped.listen() && bench.leadTo(swapped.port()));
+    QVERIFY(bench.first().faults().add(fault));
+    const BenchEnd end = bench.run(bench.first(), isReset ? QStringList{"resetMode=true"} : QStringList());
+    const QString all = end.out + end.err;
+    constexpr int c_whole = 6;
+    QVERIFY2(end.exitCode == (written == c_whole ? 0 : 1), qPrintable(all));
+    QCOMPARE(bench.first().controller().writes().size(), written);
+    QVERIFY2(bench.second().controller().writes().isEmpty(), qPrintable(all));
+    if (written == c_whole)
+        return;
+    for (const char* const part : {"the link was lost between two of its requests", "another controller"})
+        QVERIFY2(end.err.contains(part), qPrintable(all));
+    QVERIFY2(end.err.contains(written == 0 ? "nothing was written" : "nothing else was written"),
+             qPrintable(all));
+    QVERIFY2(!end.err.contains("may have been done"), qPrintable(all));
+    QCOMPARE(end.err.count("register 56"), written);
 }
 
 QTEST_GUILESS_MAIN(tst_DeviceCommands)

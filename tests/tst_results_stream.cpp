@@ -3,6 +3,7 @@
 #include "applications/simulator/tightening_cycles.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
+#include "tests/support/swapped_controllers.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -34,6 +35,7 @@ private Q_SLOTS:
     void readerGoesWhileEventsCome_data();
     void readerGoesWhileEventsCome(); // docs/security.md
     void anotherControllerMeanwhile();
+    void anotherControllerFromTheBeginning(); // docs/security.md
     void withoutCounterChannel();
     void refusedCounter();
     void followLostLinks();
@@ -375,6 +377,33 @@ void tst_ResultsStream::anotherControllerMeanwhile()
     told += end.err;
     QVERIFY2(told.contains("another controller answers"), qPrintable(told));
     QCOMPARE(told.count("listening goes on"), 1);
+}
+
+// One byte behind the identification loses the link, and all that is heard is of whoever is behind the next
+// one.
+void tst_ResultsStream::anotherControllerFromTheBeginning()
+{
+    MDC_SKIP_WITHOUT_CTRL_C();
+    QVERIFY(simulate("mdc26-gen1v2"));
+    Simulator other(deviceConfiguration(sampleBench()), *ControllerProfile::byName("mdc22-gen1v2"));
+    other.controller().setEventCount(7);
+    QVERIFY(other.listenTcp());
+    SwappedControllers swapped(m_simulator->tcpPort(), other.tcpPort(), SwappedControllers::By::Connection,
+                               2);
+    QFile file(m_folder->filePath("bench.json"));
+    QVERIFY(swapped.listen() && file.open(QIODevice::ReadWrite));
+    const QByteArray text = file.readAll().replace(QByteArray::number(m_simulator->tcpPort()),
+                                                   QByteArray::number(swapped.port()));
+    QVERIFY(file.resize(0) && file.seek(0) && file.write(text) == text.size());
+    file.close();
+    QVERIFY(m_simulator->faults().add("twice@once"));
+    auto bench = follow();
+    QTRY_COMPARE_WITH_TIMEOUT(textOf(lines()), QString("sequence 7"), c_busyMachine);
+    const BenchEnd end = interrupted(*bench);
+    QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+    const QString serial = lines().last().value("serial").toString();
+    QVERIFY2(end.err.contains("another controller answers: serial " + serial + " instead of"),
+             qPrintable(end.err));
 }
 
 void tst_ResultsStream::withoutCounterChannel()

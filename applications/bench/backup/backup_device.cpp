@@ -5,6 +5,8 @@
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
+#include <lib_utilities/plain_file.h>
+#include <QDir>
 #include <QTemporaryDir>
 
 namespace {
@@ -13,7 +15,26 @@ const QString c_backup = QStringLiteral("backup");
 const QString c_read = QStringLiteral("read");
 const QString c_getInfo = QStringLiteral("getInfo");
 
+// Registers of two controllers are no backup of either.
+void judgeReunion(TakenBackup& taken, const Reunion& reunion)
+{
+    if (reunion.doubt.isEmpty())
+        return;
+    taken.end.code = reunion.code;
+    taken.error = QStringLiteral("the link was lost before the last reading, and %1").arg(reunion.doubt);
+}
+
 } // namespace
+
+void watchLink(LinkWitness& link, const QString& instruction, const DOrderOutcome& outcome)
+{
+    if (!outcome.ok)
+        return;
+    if (instruction == c_getInfo)
+        link.afterQuestion();
+    else
+        link.note();
+}
 
 BackupDevice openBackupDevice(BenchSession& session, Console& console, const QStringList& commands,
                               int timeout)
@@ -48,45 +69,92 @@ QString anotherController(const BackupDevice& device, const QString& instruction
     return anotherController(device.information, identityOf(outcome));
 }
 
-TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
-                       const QString& work, const QString& folder, const QString& name, int timeout)
+namespace {
+
+// Into this folder; `filePath` is there.
+TakenBackup takeInto(const QTemporaryDir& folder, BenchSession& session, const BackupDevice& device,
+                     Console& console, const QString& work, int timeout)
 {
     TakenBackup taken;
+    if (!folder.isValid()) {
+        taken.error = QStringLiteral("no folder for it can be made in %1: %2")
+                          .arg(QDir::tempPath(), folder.errorString());
+        return taken;
+    }
     const QList<BackupRangeItem> items =
         backupRangeItems(QRegularExpression(backupRangePattern()), device.rangeText);
     ProgressDisplay progress(console, work, backupRange(items).value_or(BackupRange()).count);
     OrderTerms terms;
     terms.timeout = timeout;
-    terms.onInstruction = [&taken, &progress](const QString& instruction, const QVariantMap& /*arguments*/,
-                                              const DOrderOutcome& outcome) {
+    LinkWitness link(session.driverOf(*device.plugin));
+    link.beforeQuestion();
+    terms.onInstruction = [&taken, &progress, &link](const QString& instruction,
+                                                     const QVariantMap& /*arguments*/,
+                                                     const DOrderOutcome& outcome) {
+        watchLink(link, instruction, outcome);
         if (instruction != c_read || !outcome.ok)
             return;
         taken.registers += outcome.results.value(QStringLiteral("values")).toList().size();
         progress.show(taken.registers);
     };
+    terms.halt = [&link] { return link.isLostBetween() ? lostBetweenText() : QString(); };
     terms.objection = [&device](const QString& instruction, const QVariantMap& /*arguments*/,
                                 const DOrderOutcome& outcome) {
         return anotherController(device, instruction, outcome);
     };
     taken.end = session.runOrder(
         *device.plugin, c_backup,
-        {{QStringLiteral("folderPath"), folder}, {QStringLiteral("backupName"), name}}, terms);
+        {{QStringLiteral("folderPath"), folder.path()}, {QStringLiteral("backupName"), QString()}}, terms);
     taken.elapsed = progress.elapsed();
+    if (taken.end.code == ExitCode::Done && link.hasSeenAnother())
+        judgeReunion(taken, askAgain(session, *device.plugin, device.information, {timeout}));
     const QVariantMap results = taken.end.outcome.results;
     if (taken.end.code == ExitCode::Done)
         taken.filePath = results.value(QStringLiteral("filePath")).toString();
-    else
+    else if (taken.error.isEmpty())
         taken.error =
             failureText(results.value(QStringLiteral("errorMessage")).toString(), taken.end.outcome);
     return taken;
+}
+
+} // namespace
+
+TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
+                       const QString& work, int timeout)
+{
+    // The command takes the name of its file from the controller and the day, and replaces what has it. Here
+    // nobody has one.
+    const QTemporaryDir folder;
+    TakenBackup taken = takeInto(folder, session, device, console, work, timeout);
+    QString reason;
+    if (taken.end.code == ExitCode::Done &&
+        !readInputFile(taken.filePath, c_backupSizeLimit, &taken.content, &reason)) {
+        taken.end.code = ExitCode::CommandFailed;
+        taken.error = QStringLiteral("%1: %2").arg(taken.filePath, reason);
+    }
+    taken.filePath.clear();
+    return taken;
+}
+
+bool putBackup(TakenBackup& taken, const QString& path, bool replaces)
+{
+    QString reason;
+    const bool isPut =
+        replaces ? putFile(path, taken.content, &reason) : putNewFile(path, taken.content, &reason);
+    if (isPut) {
+        taken.filePath = path;
+    } else {
+        taken.end.code = ExitCode::CommandFailed;
+        taken.error = QStringLiteral("%1: %2").arg(path, reason);
+    }
+    return isPut;
 }
 
 BackedUpController readController(BenchSession& session, const BackupDevice& device, Console& console,
                                   const QString& work, int timeout)
 {
     const QTemporaryDir folder;
-    BackedUpController controller{
-        takeBackup(session, device, console, work, folder.path(), QString(), timeout), {}};
+    BackedUpController controller{takeInto(folder, session, device, console, work, timeout), {}};
     if (controller.taken.filePath.isEmpty())
         return controller;
     const BackupSource source = readBackupFile(controller.taken.filePath, nullptr);

@@ -2,6 +2,7 @@
 
 #include "applications/bench/backup/backup_source.h"
 #include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/link_witness.h"
 
 #include <QStringList>
 
@@ -27,22 +28,31 @@ BackupDevice openBackupDevice(BenchSession& session, Console& console, const QSt
 QString anotherController(const BackupDevice& device, const QString& instruction,
                           const DOrderOutcome& outcome);
 
+// Each instruction of such a command that has ended: what follows its question who answers is to come by the
+// connection that this was answered by. beforeQuestion() goes before the order.
+void watchLink(LinkWitness& link, const QString& instruction, const DOrderOutcome& outcome);
+
 // How the plug-in's command "backup" ended.
 struct TakenBackup
 {
     OrderEnd end;
-    QString filePath; // empty unless the file was written
+    QByteArray content; // of its file; empty unless it is done
+    QString filePath;   // where that is; empty before putBackup()
     int registers = 0;
     qint64 elapsed = 0; // ms
     QString error;      // empty unless it failed
 };
 
-// Runs the command "backup" and shows how it goes on as `work`; it fails when another controller answers.
-// `folder` is a whole path; `timeout` as in OrderTerms. Nothing is told but progress.
+// Runs the command "backup" and shows how it goes on as `work`; it fails when another controller answers,
+// also where only the link tells that it may be one. `timeout` as in OrderTerms. Nothing is told but
+// progress.
 TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Console& console,
-                       const QString& work, const QString& folder, const QString& name, int timeout);
+                       const QString& work, int timeout);
+// Puts one that is done into its file. What has this name by now stays, unless it is to be replaced; the
+// backup has failed then.
+bool putBackup(TakenBackup& taken, const QString& path, bool replaces);
 
-// The same, and what the file holds, which is not kept.
+// Likewise, and what the file holds, which is not kept.
 struct BackedUpController
 {
     TakenBackup taken;

@@ -124,8 +124,9 @@ ExitCode BackupSubcommand::run(const GeneralOptions& general, Console& console, 
         console.warning(QStringLiteral("a shell takes the name of the file for a pattern: quote it, %1")
                             .arg(shellWord(path)));
     const int timeout = m_options.device.timeout;
-    const TakenBackup taken =
-        takeBackup(session, device, console, QStringLiteral("backup"), folder, m_options.name, timeout);
+    TakenBackup taken = takeBackup(session, device, console, QStringLiteral("backup"), timeout);
+    if (taken.end.code == ExitCode::Done)
+        putBackup(taken, path, m_options.overwrite);
     tellBackup(taken, isThere, *device.plugin, general.format, console);
     if (taken.end.code != ExitCode::Done)
         tellFailure(console, QStringLiteral("no backup was written"), taken.error, taken.end);

@@ -167,6 +167,21 @@ std::optional<QList<PresetRange>> presetsFromText(const QString& text)
     return joined;
 }
 
+RestoreChoice widened(const RestoreChoice& choice, const RegisterGroups& groups, int registerNumber)
+{
+    RestoreChoice wider = choice;
+    for (auto it = groups.cbegin(); it != groups.cend(); ++it) {
+        if (!it->contains(registerNumber))
+            continue;
+        const std::optional<int> preset = presetNumber(it.key());
+        if (preset && *preset > 0)
+            wider.presets.append({*preset, *preset});
+        wider.withExtras = wider.withExtras || isExtraGroup(it.key());
+    }
+    wider.presets = presetsFromText(presetsText(wider.presets)).value_or(choice.presets);
+    return wider;
+}
+
 QString presetsText(const QList<PresetRange>& presets)
 {
     return textOf(presets, QStringLiteral("-"), QStringLiteral(","));

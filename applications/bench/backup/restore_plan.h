@@ -26,6 +26,8 @@ struct RestoreChoice
 std::optional<QList<PresetRange>> presetsFromText(const QString& text);
 // "3,5-7", as presetsFromText() reads it.
 QString presetsText(const QList<PresetRange>& presets);
+// With those presets, or the extras, that list the register too.
+RestoreChoice widened(const RestoreChoice& choice, const RegisterGroups& groups, int registerNumber);
 // "preset 3", "presets 3, 5 to 7", with "and extras" or "extras" alone.
 QString choiceText(const RestoreChoice& choice);
 

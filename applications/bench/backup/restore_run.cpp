@@ -2,6 +2,7 @@
 
 #include "applications/bench/backup/comparison_report.h"
 #include "applications/bench/backup/restore_report.h"
+#include "applications/bench/core/device_choice.h"
 #include "applications/bench/core/progress_display.h"
 #include "applications/bench/device_configuration/channel_entry.h"
 #include "plugins/p_device_mdc/model/channel_names.h"
@@ -39,7 +40,9 @@ ExitCode RestoreRun::run()
     m_device = openBackupDevice(m_session, m_console, c_commands, m_options.device.timeout);
     if (m_device.plugin == nullptr)
         return m_device.code;
-    ExitCode code = plan();
+    ExitCode code = checkUnit();
+    if (code == ExitCode::Done)
+        code = plan();
     if (code == ExitCode::Done && m_options.dryRun) {
         code = preview();
     } else if (code == ExitCode::Done) {
@@ -59,6 +62,22 @@ QString RestoreRun::commandFor(const QString& path) const
     return restoreCommandText(path, choice(), m_general.configFile, m_options.device.object);
 }
 
+// A write that was not planned is of other presets than those that were chosen, or of none.
+QString RestoreRun::puttingBackText() const
+{
+    const std::optional<PlannedWrite> unplanned = m_record.unplanned();
+    if (!unplanned)
+        return commandFor(m_snapshot);
+    const RestoreChoice choice = widened(this->choice(), m_groups, unplanned->number);
+    const QString command =
+        restoreCommandText(m_snapshot, choice, m_general.configFile, m_options.device.object);
+    if (!RegisterNames(m_groups).placesOf(unplanned->number).isEmpty())
+        return command;
+    return QStringLiteral("%1; register %2 is in no group of the configuration, and stands in that file")
+        .arg(command)
+        .arg(unplanned->number);
+}
+
 ExitCode RestoreRun::fail(const QString& error, const QString& remedy, ExitCode code)
 {
     m_error = error;
@@ -71,6 +90,15 @@ ExitCode RestoreRun::fail(const QString& error, const QString& remedy, ExitCode 
 ExitCode RestoreRun::fail(const BackupProblem& problem)
 {
     return fail(problem.text(), problem.textId == nullptr ? problem.remedy : QString());
+}
+
+ExitCode RestoreRun::checkUnit()
+{
+    const std::optional<BenchProblem> problem =
+        m_options.dryRun ? std::nullopt : broadcastProblem(m_session, *m_device.plugin);
+    return problem ? fail(QStringLiteral("nothing was written: %1").arg(problem->messages.constFirst()),
+                          problem->hint, problem->code)
+                   : ExitCode::Done;
 }
 
 ExitCode RestoreRun::plan()
@@ -148,18 +176,23 @@ ExitCode RestoreRun::preview()
                              : fail(QStringLiteral("the restore would be refused: %1").arg(problem), {});
 }
 
-QString RestoreRun::freeSnapshotName(const QString& folder) const
+// Another restore may take the same name at the same moment: it is its then, and this one takes the next.
+bool RestoreRun::putSnapshot(TakenBackup& taken, const QString& folder) const
 {
     const QTime now = QTime::currentTime();
     for (int attempt = 1; attempt <= c_snapshotAttempts; ++attempt) {
-        const QString name = snapshotName(now, attempt);
-        const QFileInfo place(
-            backupFilePath(folder, m_device.information.controllerModel, name, QDate::currentDate()));
+        const QString path = backupFilePath(folder, m_device.information.controllerModel,
+                                            snapshotName(now, attempt), QDate::currentDate());
+        if (putBackup(taken, path, false))
+            return true;
         // A link that leads nowhere has the name as well.
+        const QFileInfo place(path);
         if (!place.exists() && !place.isSymLink())
-            return name;
+            return false;
+        taken.end.code = ExitCode::Done;
     }
-    return {};
+    taken.error = QStringLiteral("every name of a snapshot is taken in %1").arg(folder);
+    return false;
 }
 
 ExitCode RestoreRun::takeSnapshot()
@@ -173,11 +206,11 @@ ExitCode RestoreRun::takeSnapshot()
         "nothing was written; name another folder with --snapshot-folder, or do without (--no-snapshot)");
     if (!QFileInfo(folder).isDir())
         return fail(QStringLiteral("there is no folder %1 for the snapshot").arg(folder), remedy);
-    const QString name = freeSnapshotName(folder);
-    if (name.isEmpty())
-        return fail(QStringLiteral("every name of a snapshot is taken in %1").arg(folder), remedy);
-    const TakenBackup taken = takeBackup(m_session, m_device, m_console, QStringLiteral("snapshot"), folder,
-                                         name, m_options.device.timeout);
+    TakenBackup taken =
+        takeBackup(m_session, m_device, m_console, QStringLiteral("snapshot"), m_options.device.timeout);
+    if (taken.end.code == ExitCode::Done && !putSnapshot(taken, folder))
+        return fail(QStringLiteral("no snapshot could be made, nothing was written: %1").arg(taken.error),
+                    remedy);
     if (taken.end.code != ExitCode::Done) {
         m_error = taken.error;
         tellFailure(m_console, QStringLiteral("no snapshot could be taken, nothing was written"), taken.error,
@@ -263,9 +296,16 @@ OrderEnd RestoreRun::runStep(const RestoreStep& step, const QString& path, Progr
             message = status.value(QStringLiteral("message")).toString();
         return true;
     };
-    terms.onInstruction = [this, &progress](const QString& instruction, const QVariantMap& arguments,
-                                            const DOrderOutcome& outcome) {
-        if (instruction != QLatin1String("write"))
+    LinkWitness link(m_session.driverOf(*m_device.plugin));
+    link.beforeQuestion();
+    // Where the link is down whatever waits for it is not sent any more.
+    bool isHaltedUnsent = false;
+    terms.onInstruction = [this, &progress, &link, &isHaltedUnsent](const QString& instruction,
+                                                                    const QVariantMap& arguments,
+                                                                    const DOrderOutcome& outcome) {
+        watchLink(link, instruction, outcome);
+        const bool isUnsent = isHaltedUnsent && outcome.errorCode == IMessenger::CeEcStopped;
+        if (instruction != QLatin1String("write") || isUnsent)
             return;
         m_record.add(arguments.value(QStringLiteral("register")).toInt(),
                      arguments.value(QStringLiteral("data")).toInt(), outcome);
@@ -276,12 +316,25 @@ OrderEnd RestoreRun::runStep(const RestoreStep& step, const QString& path, Progr
         const QString another = anotherController(m_device, instruction, outcome);
         return another.isEmpty() ? unplannedText() : another;
     };
-    return m_session.runOrder(*m_device.plugin, c_restore,
-                              {{QStringLiteral("filePath"), path},
-                               {QStringLiteral("startPreset"), step.presets.first},
-                               {QStringLiteral("endPreset"), step.presets.last},
-                               {QStringLiteral("loadControllerParams"), step.withExtras}},
-                              terms);
+    terms.halt = [&link, &isHaltedUnsent] {
+        isHaltedUnsent = link.isDown();
+        return link.isLostBetween() ? lostBetweenText() : QString();
+    };
+    OrderEnd end = m_session.runOrder(*m_device.plugin, c_restore,
+                                      {{QStringLiteral("filePath"), path},
+                                       {QStringLiteral("startPreset"), step.presets.first},
+                                       {QStringLiteral("endPreset"), step.presets.last},
+                                       {QStringLiteral("loadControllerParams"), step.withExtras}},
+                                      terms);
+    if (end.code != ExitCode::Done || !link.hasSeenAnother())
+        return end;
+    const Reunion reunion =
+        askAgain(m_session, *m_device.plugin, m_device.information, {m_options.device.timeout});
+    end.code = reunion.code == ExitCode::CommandFailed || reunion.doubt.isEmpty() ? reunion.code
+                                                                                  : ExitCode::Uncertain;
+    if (!reunion.doubt.isEmpty())
+        message = QStringLiteral("the link was lost in the middle of it, and %1").arg(reunion.doubt);
+    return end;
 }
 
 void RestoreRun::tellRecord(ExitCode code)
@@ -325,7 +378,7 @@ void RestoreRun::tellUnfinished(const OrderEnd& end, const QString& reason)
                        ? QStringLiteral("run the restore again when the cause is gone")
                        : QStringLiteral("run the restore again when the cause is gone, or put back what was "
                                         "there before: %1")
-                             .arg(commandFor(m_snapshot)));
+                             .arg(puttingBackText()));
 }
 
 ExitCode RestoreRun::verify()

@@ -25,19 +25,21 @@ private:
     const RestoreChoice& choice() const { return m_options.choice; }
     // The same choice from a file, as it is typed.
     QString commandFor(const QString& path) const;
+    QString puttingBackText() const;
 
     ExitCode fail(const QString& error, const QString& remedy, ExitCode code = ExitCode::CommandFailed);
     // The catalogue's texts say what to do themselves.
     ExitCode fail(const BackupProblem& problem);
 
+    // Nothing is written to all controllers of a line.
+    ExitCode checkUnit();
     ExitCode plan();
     ExitCode preview();
     // Why the command would refuse it although the file is good; empty when it would not.
     QString torqueUnitProblem(const BackupFile& controller) const;
     ExitCode takeSnapshot();
-    // The plug-in replaces what is there, this file or an older snapshot: a name that nothing has, empty
-    // when all are taken.
-    QString freeSnapshotName(const QString& folder) const;
+    // Under a name that nothing has, in this folder; the error says why when there is none.
+    bool putSnapshot(TakenBackup& taken, const QString& folder) const;
     ExitCode write();
     // From this file; `reason` is why it ended.
     OrderEnd writeFrom(const QString& path, ProgressDisplay& progress, QString& reason);

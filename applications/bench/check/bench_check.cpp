@@ -2,6 +2,7 @@
 
 #include "applications/bench/check/check_page.h"
 #include "applications/bench/check/page_file.h"
+#include "applications/bench/core/device_choice.h"
 #include "applications/bench/core/question.h"
 #include "applications/bench/core/version_text.h"
 #include "applications/bench/device_configuration/connected_controller.h"
@@ -170,6 +171,8 @@ void BenchCheck::checkLinks()
                          ExitCode::NotConnected);
             m_unreachable.append(driver);
         }
+        if (const std::optional<BenchProblem> problem = broadcastProblem(m_session, *driver))
+            m_report.add({FindingLevel::Warning, subject, problem->messages.constFirst(), problem->hint});
     }
 }
 
@@ -201,6 +204,8 @@ void BenchCheck::probe(const CheckedDevice& checked, const QList<Finding>& confi
     // requests, which tell when it does not come back.
     if (driver == nullptr || (!isConnected(*driver) && m_unreachable.contains(driver)))
         return;
+    if (!isStillThere(device, false))
+        return;
     ConnectedController controller = connectedController(device);
     if (!checked.generation) {
         const QList<int> described = describedGenerations(commandNeeds(), checked.configuration);
@@ -224,8 +229,11 @@ void BenchCheck::probe(const CheckedDevice& checked, const QList<Finding>& confi
         m_report.add(found.finding, found.code);
         known.append(found.finding);
     }
-    if (m_options.isProvingWrites && isIdentified(checked, device))
-        proveWrites(checked, controller, known, *driver);
+    // That nobody answers any more has been told.
+    if (!isStillThere(device, result.end.isEmpty()))
+        return;
+    if (m_options.isProvingWrites && isIdentified(checked, device) && hasOwnUnit(device))
+        proveWrites(checked, controller, known, device);
     measure(result, *driver);
 }
 
@@ -245,22 +253,63 @@ bool BenchCheck::isIdentified(const CheckedDevice& checked, const DAbstractPlugi
     return false;
 }
 
-void BenchCheck::proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
-                             const QList<Finding>& known, DAbstractPlugin& driver)
+bool BenchCheck::hasOwnUnit(const DAbstractPlugin& device)
 {
+    const std::optional<BenchProblem> problem = broadcastProblem(m_session, device);
+    if (!problem)
+        return true;
+    m_report.add(
+        {FindingLevel::Error, QStringLiteral("device \"%1\"").arg(device.getName()),
+         QStringLiteral("nothing was written, no action is proven: %1").arg(problem->messages.constFirst()),
+         problem->hint},
+        problem->code);
+    return false;
+}
+
+void BenchCheck::proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
+                             const QList<Finding>& known, DAbstractPlugin& device)
+{
+    DAbstractPlugin& driver = *m_session.driverOf(device);
     // What is written is to be put back, whoever has had enough meanwhile.
     OrderTerms terms;
     terms.isUninterrupted = true;
     const auto ask = [this](const QString& text) {
         return !m_interrupt.requested() && (m_options.isAgreed || agreesTo(text, m_console, m_interrupt));
     };
-    const QList<ProbeFinding> findings =
-        ::proveWrites(checked.configuration, controller,
-                      {driverReader(m_session, driver, terms), driverWriter(m_session, driver, terms), ask,
-                       passTime, [this] { return m_interrupt.requested(); }},
-                      known);
+    const QList<ProbeFinding> findings = ::proveWrites(
+        checked.configuration, controller,
+        {driverReader(m_session, driver, terms), driverWriter(m_session, driver, terms), ask, passTime,
+         [this] { return m_interrupt.requested(); }, [this, &device] { return reunite(device).doubt; }},
+        known);
     for (const ProbeFinding& found : findings)
         m_report.add(found.finding, found.code);
+}
+
+Reunion BenchCheck::reunite(DAbstractPlugin& device)
+{
+    if (!m_link || !m_link->isLost())
+        return {};
+    OrderTerms terms;
+    terms.isUninterrupted = true;
+    m_link->beforeQuestion();
+    Reunion reunion = askAgain(m_session, device, m_identity, terms);
+    if (reunion.doubt.isEmpty())
+        m_link->afterQuestion();
+    return reunion;
+}
+
+// What is read of another one says nothing of the one that was identified.
+bool BenchCheck::isStillThere(DAbstractPlugin& device, bool isAsked)
+{
+    const Reunion reunion = reunite(device);
+    if (reunion.doubt.isEmpty() || (!isAsked && reunion.code != ExitCode::CommandFailed))
+        return true;
+    m_report.add(
+        {FindingLevel::Error, QStringLiteral("device \"%1\"").arg(device.getName()),
+         QStringLiteral("the link was lost, and %1; what was read may be of either").arg(reunion.doubt),
+         QStringLiteral("look which controller is at this address, and check it again")},
+        reunion.code);
+    return false;
 }
 
 void BenchCheck::measure(const ProbeResult& result, DAbstractPlugin& driver)
@@ -308,6 +357,7 @@ std::optional<int> BenchCheck::identify(DAbstractPlugin& device)
 {
     const QString subject = QStringLiteral("device \"%1\"").arg(device.getName());
     const DAbstractPlugin* const driver = m_session.driverOf(device);
+    m_link.reset();
     if (driver == nullptr) {
         m_report.add({FindingLevel::Error, subject, QStringLiteral("it has no driver"),
                       QStringLiteral("give the identity of the driver object as \"driver\"")});
@@ -324,8 +374,13 @@ std::optional<int> BenchCheck::identify(DAbstractPlugin& device)
         m_report.add({FindingLevel::Warning, subject,
                       QStringLiteral("no \"reference\": its tool is not recognised"),
                       QStringLiteral("give the controller's order reference as \"reference\"")});
+    m_link.emplace(driver);
+    m_link->beforeQuestion();
     const OrderEnd end = m_session.identify(device);
+    m_link->afterQuestion();
+    m_identity = identityOf(end.outcome);
     if (end.code != ExitCode::Done) {
+        m_link.reset();
         m_report.add({FindingLevel::Error, subject,
                       QStringLiteral("not identified: %1").arg(end.outcome.errorMessage),
                       remedyFor(end.code)},

@@ -3,9 +3,12 @@
 #include "applications/bench/check/check_report.h"
 #include "applications/bench/check/device_check.h"
 #include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/device_choice.h"
 #include "applications/bench/core/driver_description.h"
+#include "applications/bench/core/link_witness.h"
 #include "applications/bench/core/shared_options.h"
 #include "applications/bench/probe/device_probe.h"
+#include "plugins/p_device_mdc/model/device_information.h"
 
 #include <QDeadlineTimer>
 
@@ -58,8 +61,13 @@ private:
     void measure(const ProbeResult& result, DAbstractPlugin& driver);
     // Told when it is not, since nothing is written then.
     bool isIdentified(const CheckedDevice& checked, const DAbstractPlugin& device);
+    bool hasOwnUnit(const DAbstractPlugin& device);
     void proveWrites(const CheckedDevice& checked, const ConnectedController& controller,
-                     const QList<Finding>& known, DAbstractPlugin& driver);
+                     const QList<Finding>& known, DAbstractPlugin& device);
+    // Asks who answers when the link was lost since it was known; no doubt when it was not.
+    Reunion reunite(DAbstractPlugin& device);
+    // Told when it is another one. `isAsked`: also when it cannot be asked.
+    bool isStillThere(DAbstractPlugin& device, bool isAsked);
 
     // The generation of the connected controller; nothing when it could not be asked.
     std::optional<int> identify(DAbstractPlugin& device);
@@ -76,6 +84,9 @@ private:
     Interrupt& m_interrupt;
     BenchSession m_session;
     CheckReport m_report;
+    // The device that is looked at: who has answered, and by which link.
+    DeviceInformation m_identity;
+    std::optional<LinkWitness> m_link;
     // Those of which it has been told.
     QList<const DAbstractPlugin*> m_unreachable;
     // From the first device that is probed on.

@@ -22,6 +22,15 @@ const QString c_bundledConfiguration = QStringLiteral(":/configurations/bench.js
 const QString c_getInfo = QStringLiteral("getInfo");
 const QString c_deviceInformation = QStringLiteral("deviceInformation");
 
+// There programs look for what is theirs: what a shell runs at its start, say.
+bool isHiddenPath(const QString& path)
+{
+    const QStringList parts = QDir::fromNativeSeparators(path).split(QLatin1Char('/'));
+    return std::any_of(parts.cbegin(), parts.cend(), [](const QString& part) {
+        return part.startsWith(QLatin1Char('.')) && part != QLatin1String(".") && part != QLatin1String("..");
+    });
+}
+
 // A file that is not there, where one can be made.
 bool canBeNew(const QString& path, QString* reason)
 {
@@ -122,6 +131,8 @@ std::optional<BenchProblem> BenchSession::startSimulator()
     problem = traceFrames(device);
     if (!problem)
         problem = recordFrames(device);
+    if (!problem)
+        problem = judgeConfiguredTraces();
     if (problem || m_general.simulation == GeneralOptions::Simulation::None)
         return problem;
     if (device.uuid.isNull() || device.driver.isNull())
@@ -145,6 +156,33 @@ void BenchSession::removeConfiguredTraces()
         if (untraced != object.configuration)
             m_configuration = withConfiguration(m_configuration, object.uuid, untraced);
     }
+}
+
+std::optional<BenchProblem> BenchSession::judgeConfiguredTraces()
+{
+    const auto isOption = [](const QString& path, const QString& option) {
+        return !option.isEmpty() && path == QFileInfo(option).absoluteFilePath();
+    };
+    const QList<BenchObject> all = objects();
+    for (const BenchObject& object : all) {
+        const QMap<QString, QString> files =
+            DriverDescription(m_host.kinds().value(object.kind)).frameFiles(object.configuration);
+        for (auto it = files.cbegin(); it != files.cend(); ++it) {
+            const QString& path = it.value();
+            if (isOption(path, m_general.traceFile) || isOption(path, m_general.recordFile))
+                continue;
+            const QString what = QStringLiteral("\"%1\" of object \"%2\" in %3")
+                                     .arg(it.key(), object.name, configurationName());
+            if (isHiddenPath(path))
+                return BenchProblem{
+                    ExitCode::Configuration,
+                    {QStringLiteral("%1: no file is made that is hidden, %2").arg(what, path)},
+                    QStringLiteral(
+                        "name one without a dot at its beginning, or give it as --trace or --record")};
+            m_console.warning(QStringLiteral("%1 has frames written to %2").arg(what, path));
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<BenchProblem> BenchSession::traceFrames(const BenchObject& device)
@@ -310,15 +348,13 @@ OrderEnd BenchSession::runOrder(DAbstractPlugin& plugin, const QString& command,
     return end;
 }
 
-OrderEnd BenchSession::identify(DAbstractPlugin& plugin, int timeout)
+OrderEnd BenchSession::identify(DAbstractPlugin& plugin, OrderTerms terms)
 {
     const QString reference = describe(plugin).reference;
     m_console.note(
         QStringLiteral("reading the device information of \"%1\" first (getInfo, reference \"%2\"); "
                        "--no-identify leaves it out")
             .arg(plugin.getName(), reference));
-    OrderTerms terms;
-    terms.timeout = timeout;
     QByteArray block;
     terms.onInstruction = [&block](const QString& /*instruction*/, const QVariantMap& /*arguments*/,
                                    const DOrderOutcome& outcome) {

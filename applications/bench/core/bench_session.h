@@ -88,8 +88,8 @@ public:
     // Runs "getInfo" with the object's configured "reference": the commands that read the register
     // map choose it by the generation found here, and what they save from now on is noted as of the
     // controller with the serial number found here.
-    // `timeout` in ms bounds it, 0 for no bound of its own.
-    OrderEnd identify(DAbstractPlugin& plugin, int timeout = 0);
+    // The terms are those of the order, but for `onInstruction`.
+    OrderEnd identify(DAbstractPlugin& plugin, OrderTerms terms = {});
     // Of the controller that the object's last identification has met; empty when it is not known.
     QString serialOf(const DAbstractPlugin& plugin) const;
     // What the object's last identification got for an answer that tells nothing ("an answer of 8 bytes …");
@@ -110,6 +110,9 @@ private:
     BenchObject chosenDevice() const;
     BenchObject describe(const QUuid& object) const;
     void removeConfiguredTraces();
+    // Those that are left are told: the configuration may be somebody else's. None is made where other
+    // programs look for their settings.
+    std::optional<BenchProblem> judgeConfiguredTraces();
     // They let the device's driver write its frames to the file of the options, if there is one.
     std::optional<BenchProblem> traceFrames(const BenchObject& device);
     std::optional<BenchProblem> recordFrames(const BenchObject& device);

@@ -1,5 +1,8 @@
 #include "applications/bench/core/device_choice.h"
 
+#include "applications/bench/core/driver_description.h"
+#include "applications/bench/core/shared_options.h"
+
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 namespace {
@@ -37,7 +40,7 @@ DAbstractPlugin* deviceWithCommands(const BenchSession& session, const QStringLi
 OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int timeout,
                         const QString& consequence, Console& console)
 {
-    OrderEnd end = session.identify(device, timeout);
+    OrderEnd end = session.identify(device, {timeout});
     if (end.code == ExitCode::Done)
         return end;
     console.error(QStringLiteral("%1the controller could not be identified (getInfo): %2")
@@ -47,6 +50,24 @@ OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int time
     if (!remedyFor(end.code).isEmpty())
         console.hint(remedyFor(end.code));
     return end;
+}
+
+std::optional<BenchProblem> broadcastProblem(const BenchSession& session, const DAbstractPlugin& plugin)
+{
+    const DAbstractPlugin* const driver = session.driverOf(plugin);
+    if (driver == nullptr)
+        return std::nullopt;
+    const QString member = DriverDescription(driver).broadcastMember(session.describe(*driver).configuration);
+    if (member.isEmpty())
+        return std::nullopt;
+    return BenchProblem{
+        ExitCode::Configuration,
+        {QStringLiteral("\"%1\" of object \"%2\" is 0: behind a gateway that is a broadcast, which every "
+                        "controller of its line carries out and none answers")
+             .arg(member, driver->getName())},
+        QStringLiteral("give the unit of the controller that is meant as \"%1\" in %2; one that is behind no "
+                       "gateway takes 255 or 1")
+            .arg(member, session.configurationName())};
 }
 
 DeviceInformation identityOf(const DOrderOutcome& outcome)
@@ -61,4 +82,23 @@ QString anotherController(const DeviceInformation& before, const DeviceInformati
         now.softwareVersion == before.softwareVersion && now.version == before.version)
         return {};
     return QStringLiteral("another controller answers: %1, instead of %2").arg(textOf(now), textOf(before));
+}
+
+Reunion askAgain(BenchSession& session, DAbstractPlugin& device, const DeviceInformation& before,
+                 const OrderTerms& terms)
+{
+    // The next one takes its time when some have been lost in a row.
+    session.waitForLinks(c_defaultLinkWait);
+    const OrderEnd end = session.identify(device, terms);
+    if (end.code != ExitCode::Done)
+        return {end.code, QStringLiteral("who answers now could not be asked (getInfo): %1")
+                              .arg(end.outcome.errorMessage + boundText(end))};
+    const QString another = anotherController(before, identityOf(end.outcome));
+    return {another.isEmpty() ? ExitCode::Done : ExitCode::CommandFailed, another};
+}
+
+QString lostBetweenText()
+{
+    return QStringLiteral("the link was lost between two of its requests, and another controller may be "
+                          "behind the next one");
 }

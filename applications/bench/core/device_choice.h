@@ -16,7 +16,24 @@ DAbstractPlugin* deviceWithCommands(const BenchSession& session, const QStringLi
 OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int timeout,
                         const QString& consequence, Console& console);
 
+// That what is written by the object's link may reach every controller of a line, since it speaks to unit 0
+// over TCP; nothing where it does not. On a serial line that unit is refused with the configuration.
+std::optional<BenchProblem> broadcastProblem(const BenchSession& session, const DAbstractPlugin& plugin);
+
 // What a "getInfo" that has ended tells; all unknown when it tells nothing.
 DeviceInformation identityOf(const DOrderOutcome& outcome);
 // "another controller answers: …, instead of …"; empty when it is the same one.
 QString anotherController(const DeviceInformation& before, const DeviceInformation& now);
+
+// What asking once more who answers has brought.
+struct Reunion
+{
+    ExitCode code = ExitCode::Done; // CommandFailed when it is another one
+    // Why nobody can say that it is the one from before; empty when it is.
+    QString doubt;
+};
+// Behind a link that was lost; the terms as in BenchSession::identify().
+Reunion askAgain(BenchSession& session, DAbstractPlugin& device, const DeviceInformation& before,
+                 const OrderTerms& terms);
+// What an order is stopped with when the link is lost between two of its requests.
+QString lostBetweenText();

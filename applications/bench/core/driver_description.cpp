@@ -76,6 +76,18 @@ QString DriverDescription::traceFile(const QJsonObject& configuration) const
     return configuration.value(m_properties.value(c_frameTrace).toString()).toString();
 }
 
+QMap<QString, QString> DriverDescription::frameFiles(const QJsonObject& configuration) const
+{
+    QMap<QString, QString> files;
+    for (const char* const entry : {c_frameTrace, c_frameRecord}) {
+        const QString member = m_properties.value(QLatin1String(entry)).toString();
+        const QString path = configuration.value(member).toString();
+        if (!member.isEmpty() && !path.isEmpty())
+            files.insert(member, path);
+    }
+    return files;
+}
+
 QJsonObject DriverDescription::untraced(const QJsonObject& configuration) const
 {
     QJsonObject result = configuration;
@@ -106,6 +118,12 @@ bool DriverDescription::isTcp(const QJsonObject& configuration) const
     return !tcp.isEmpty() && std::all_of(set.keyValueBegin(), set.keyValueEnd(), [&](const auto& member) {
         return configuration.value(member.first) == QJsonValue::fromVariant(member.second);
     });
+}
+
+QString DriverDescription::broadcastMember(const QJsonObject& configuration) const
+{
+    return isTcp(configuration) && link(configuration).unitId == 0 ? m_properties.value(c_unit).toString()
+                                                                   : QString();
 }
 
 std::optional<QJsonObject> DriverDescription::withUnit(const QJsonObject& configuration, int unit) const

@@ -3,6 +3,7 @@
 #include "applications/simulator/controller_link.h"
 
 #include <QJsonObject>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -51,12 +52,16 @@ public:
     QString traceFile(const QJsonObject& configuration) const;
     // With the frames recorded to this file, which is not there yet.
     std::optional<QJsonObject> recorded(const QJsonObject& configuration, const QString& path) const;
+    // The files that it writes its frames to, by the members that name them.
+    QMap<QString, QString> frameFiles(const QJsonObject& configuration) const;
     // Without a trace or a record of frames, if it has one.
     QJsonObject untraced(const QJsonObject& configuration) const;
     // What a controller has to know of the link to answer on it.
     ControllerLink link(const QJsonObject& configuration) const;
     // Whether the link is one over TCP, as far as the driver says.
     bool isTcp(const QJsonObject& configuration) const;
+    // The member by which a link over TCP speaks to unit 0; empty for any other link.
+    QString broadcastMember(const QJsonObject& configuration) const;
     // With the link speaking to this unit.
     std::optional<QJsonObject> withUnit(const QJsonObject& configuration, int unit) const;
     AddressOffset addressOffset(const QJsonObject& configuration) const;

@@ -74,11 +74,13 @@ void OrderRun::failWithoutUpdates()
 // Also where it had come to its end before it could be stopped.
 void OrderRun::failWithObjection()
 {
-    if (m_objection.isEmpty())
+    const bool isHalted = !m_end.outcome.ok && m_end.outcome.errorCode == IMessenger::CeEcStopped;
+    const QString& reason = m_objection.isEmpty() && isHalted ? m_halt : m_objection;
+    if (reason.isEmpty())
         return;
     m_end.outcome.ok = false;
     m_end.outcome.errorCode = IMessenger::CeEcStopped;
-    m_end.outcome.errorMessage = m_objection;
+    m_end.outcome.errorMessage = reason;
 }
 
 void OrderRun::followOrder()
@@ -137,9 +139,21 @@ void OrderRun::handleInstruction(const QString& instruction, const QVariantMap& 
         m_terms.onInstruction(instruction, arguments, outcome);
     if (m_terms.objection && m_objection.isEmpty())
         m_objection = m_terms.objection(instruction, arguments, outcome);
+    // The command has not heard of it yet.
+    if (m_terms.halt && outcome.ok)
+        QTimer::singleShot(0, &m_loop, [this] { considerHalt(); });
     const bool isToBeStopped =
         !m_objection.isEmpty() || (m_terms.stopsBetweenInstructions && m_isInterrupted);
     if (isToBeStopped && !m_isStopped)
+        stop();
+}
+
+void OrderRun::considerHalt()
+{
+    if (m_isStopped)
+        return;
+    m_halt = m_terms.halt();
+    if (!m_halt.isEmpty())
         stop();
 }
 

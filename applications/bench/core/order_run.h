@@ -37,6 +37,9 @@ struct OrderTerms
     bool stopsBetweenInstructions = false;
     // Asked after `onInstruction`. With the first text the order is stopped, and has failed with it.
     Objection objection = {};
+    // The same, asked when the command has heard of an instruction that went well: one that has come to its
+    // end by then has not failed.
+    std::function<QString()> halt = {};
     // Ctrl-C neither stops the order nor keeps it from being started: it puts back what another one changed.
     bool isUninterrupted = false;
 };
@@ -82,6 +85,7 @@ private:
     void handleInstruction(const QString& instruction, const QVariantMap& arguments,
                            const DOrderOutcome& outcome);
     void handleInterrupt();
+    void considerHalt();
     void stop();
     void warn(const QString& news);
 
@@ -106,5 +110,6 @@ private:
     };
     Missed m_missed; // the last one
     QString m_objection;
+    QString m_halt;
     OrderEnd m_end;
 };

@@ -124,6 +124,11 @@ private:
     std::optional<int> valueFor(const Action& action, int shown) const;
     // Nothing is written while it runs, nor while nobody can tell.
     std::optional<Finding> runningMotor() const;
+    // Behind a link that was lost there may be anybody; empty while it is known who is there.
+    QString doubtOfController() const
+    {
+        return m_means.doubtOfController ? m_means.doubtOfController() : QString();
+    }
     // An error has been found of this channel.
     bool isDoubtful(const QString& channel) const;
     std::optional<int> read(const QString& channel) const;
@@ -145,7 +150,8 @@ private:
     const QString m_motor;
     const WriteMeans& m_means;
     const QList<Finding>& m_known;
-    mutable bool m_isSilent = false; // the last read had no answer
+    mutable bool m_isSilent = false;  // the last read had no answer
+    mutable bool m_isAnother = false; // or may be
     QMap<QString, int> m_before;
     QList<ProbeFinding> m_findings;
 };
@@ -252,8 +258,10 @@ QList<ProbeFinding> Proof::run()
         m_findings.append({*running, ExitCode::CommandFailed});
         return m_findings;
     }
-    for (const Action& action : m_actions)
-        prove(action);
+    for (const Action& action : m_actions) {
+        if (!m_isAnother)
+            prove(action);
+    }
     return m_findings;
 }
 
@@ -339,6 +347,14 @@ void Proof::prove(const Action& action)
              QStringLiteral("run it again while nobody works with the tool"));
         return;
     }
+    const QString doubt = doubtOfController();
+    if (!doubt.isEmpty()) {
+        m_isAnother = true;
+        tell(FindingLevel::Error, ExitCode::CommandFailed, action.channel,
+             QStringLiteral("not proven, and no further action is: the link was lost, and %1").arg(doubt),
+             QStringLiteral("look which controller is at this address, and prove the writes again"));
+        return;
+    }
     attempt.reply = m_means.write(target.address, target.type, *value);
     judge(attempt);
 }
@@ -356,6 +372,17 @@ void Proof::judge(const Attempt& attempt)
                  ? QStringLiteral("compare \"register\" and \"writeRegisterType\" with the controller's "
                                   "documentation")
                  : remedyFor(attempt.reply.code));
+        return;
+    }
+    const QString doubt = doubtOfController();
+    if (!doubt.isEmpty()) {
+        m_isAnother = true;
+        tell(FindingLevel::Error, ExitCode::CommandFailed, action.channel,
+             QStringLiteral("%1, and then the link was lost, and %2; %3, which was there before, is not back")
+                 .arg(attempt.text(), doubt)
+                 .arg(attempt.before),
+             QStringLiteral(
+                 "look which controller is at this address, and set by hand what each of them held"));
         return;
     }
     const int expected = action.effect.value_or(attempt.value);
@@ -419,7 +446,27 @@ void Proof::tellNotShown(const Attempt& attempt)
 
 PutBack Proof::putBack(const Place& target, const QString& state, int before) const
 {
+    const QString doubt = doubtOfController();
+    if (!doubt.isEmpty()) {
+        m_isAnother = true;
+        return {ExitCode::CommandFailed,
+                QStringLiteral("%1, which was there before, is not back: the link was lost, and %2")
+                    .arg(before)
+                    .arg(doubt),
+                false};
+    }
     const WriteReply reply = m_means.write(target.address, target.type, before);
+    const QString doubtBehind = doubtOfController();
+    if (!doubtBehind.isEmpty()) {
+        m_isAnother = true;
+        return {
+            ExitCode::CommandFailed,
+            QStringLiteral("%1, which was there before, was written back, and then the link was lost, and "
+                           "%2: it may be in either")
+                .arg(before)
+                .arg(doubtBehind),
+            false};
+    }
     PutBack back{reply.code, QStringLiteral("%1 is back").arg(before)};
     back.isBack = (reply.isDone() || reply.isUncertain) && comesToShow(state, before);
     if (back.isBack) {

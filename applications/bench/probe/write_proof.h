@@ -27,12 +27,15 @@ struct WriteMeans
     std::function<void(int milliseconds)> wait;
     // Somebody has had enough: what was written is still put back, but nobody who is silent is waited for.
     std::function<bool()> isInterrupted = {};
+    // Why nobody can say that it is still the controller that the map was chosen for; empty when it is.
+    std::function<QString()> doubtOfController = {};
 };
 
 // Proves the channels that are written: each is written a value that the channel of its state does not show,
 // the state is read, and what was there before is written back and read. Written back is what a state has
 // shown that the write has changed, and nothing else. Nothing is written without a yes, while the motor runs
-// or may run, and to a channel that `known`, found of this map before, has an error of, or of its state.
+// or may run, to a channel that `known`, found of this map before, has an error of, or of its state, and to
+// another controller than at the beginning.
 // `configuration` is the device object's.
 QList<ProbeFinding> proveWrites(const QJsonObject& configuration, const ConnectedController& controller,
                                 const WriteMeans& means, const QList<Finding>& known);

@@ -67,7 +67,8 @@ private:
     quint64 m_listening = 0; // order; 0 while none runs
     // What happened since the last update is not known.
     bool m_outOfSight = true;
-    bool m_isIdentified = true;
+    // By the link that it listens on: that of the question before may be lost by now.
+    bool m_isIdentified = false;
     bool m_isIdentifying = false;
     bool m_isReading = false;
     // Counts losses of sight: what was asked before one is no answer after it.

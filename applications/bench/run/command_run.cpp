@@ -20,6 +20,7 @@ namespace {
 
 const QString c_getInfo = QStringLiteral("getInfo");
 const QString c_reference = QStringLiteral("reference");
+const QString c_restoreBackup = QStringLiteral("restoreBackup");
 
 QString unknownCommandText(const DAbstractPlugin& plugin, const QString& command,
                            const QList<DAbstractPlugin*>& others)
@@ -33,6 +34,23 @@ QString unknownCommandText(const DAbstractPlugin& plugin, const QString& command
             return text + QStringLiteral("; \"%1\" has: add --object %1").arg(other->getName());
     }
     return text + QStringLiteral("; it has: %1").arg(plugin.getFunctions(true).join(QStringLiteral(", ")));
+}
+
+// As far as it is known of the command; of one that nobody knows it may.
+bool mayWrite(const DAbstractPlugin& plugin, const QString& command)
+{
+    if (plugin.pluginType() == IPlugin::CeTypeDriver)
+        return command == driver_contract::c_write;
+    // What stops another one has no declaration.
+    if (plugin.commandPrototype(command) == nullptr)
+        return false;
+    const CommandNeeds* const needs = findCommandNeeds(command);
+    // These two write to registers that follow from no "writeRegisterType".
+    if (needs == nullptr || !savedPropertyOf(command).isEmpty() || command == c_restoreBackup)
+        return true;
+    return std::any_of(needs->channels.cbegin(), needs->channels.cend(), [](const NeededChannel& channel) {
+        return channel.entries.contains(ChannelEntry::WriteType);
+    });
 }
 
 // A line of the log that says no more than the outcome does: that the link went with it, or of which shape a
@@ -60,10 +78,10 @@ ExitCode CommandRun::run()
     if (opened != ExitCode::Done)
         return opened;
     using Step = ExitCode (CommandRun::*)();
-    const Step steps[] = {&CommandRun::chooseObject,     &CommandRun::findCommand,
-                          &CommandRun::convertArguments, &CommandRun::findSaved,
-                          &CommandRun::identify,         &CommandRun::compareOrigin,
-                          &CommandRun::checkNeeds,       &CommandRun::confirmIdentity};
+    const Step steps[] = {
+        &CommandRun::chooseObject,     &CommandRun::findCommand, &CommandRun::checkUnit,
+        &CommandRun::convertArguments, &CommandRun::findSaved,   &CommandRun::identify,
+        &CommandRun::compareOrigin,    &CommandRun::checkNeeds,  &CommandRun::confirmIdentity};
     for (const Step step : steps) {
         const ExitCode code = (this->*step)();
         if (code != ExitCode::Done)
@@ -71,6 +89,8 @@ ExitCode CommandRun::run()
     }
     m_session.startFaults();
     OrderEnd end = runOrder();
+    judgeLink(end);
+    judgeUpdates(end);
     judgeResults(end);
     tellResults(end);
     if (end.code != ExitCode::Done)
@@ -111,6 +131,23 @@ ExitCode CommandRun::findCommand()
     return ExitCode::Done;
 }
 
+ExitCode CommandRun::checkUnit()
+{
+    if (!mayWrite(*m_plugin, m_options.command))
+        return ExitCode::Done;
+    const std::optional<BenchProblem> problem = broadcastProblem(m_session, *m_plugin);
+    if (!problem)
+        return ExitCode::Done;
+    if (m_options.isForced) {
+        m_console.warning(problem->messages.constFirst());
+        return ExitCode::Done;
+    }
+    m_console.error(QStringLiteral("\"%1\" was not run, nothing was written: %2")
+                        .arg(m_options.command, problem->messages.constFirst()));
+    m_console.hint(problem->hint + QStringLiteral("; --force writes all the same"));
+    return problem->code;
+}
+
 ExitCode CommandRun::convertArguments()
 {
     const QString& command = m_options.command;
@@ -149,15 +186,12 @@ ExitCode CommandRun::identify()
     if (!isWanted)
         return ExitCode::Done;
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
-    const int before = connections().value_or(0);
+    m_link.emplace(m_session.driverOf(*m_plugin));
+    m_link->beforeQuestion();
     const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
+    m_link->afterQuestion();
     m_serial = m_session.serialOf(*m_plugin);
     m_identity = identityOf(end.outcome);
-    m_isIdentified = true;
-    // With more than the first connection nobody knows which one the answer came by.
-    const std::optional<int> after = connections();
-    if (after && *after <= std::max(before, 1))
-        m_identifiedBy = after;
     return end.code == ExitCode::Done ? judgeIdentification() : end.code;
 }
 
@@ -184,33 +218,41 @@ ExitCode CommandRun::judgeIdentification()
     return ExitCode::NotConnected;
 }
 
-std::optional<int> CommandRun::connections() const
-{
-    const DAbstractPlugin* const driver = m_session.driverOf(*m_plugin);
-    if (driver == nullptr || !isConnected(*driver))
-        return std::nullopt;
-    return driver->getProperty(driver_contract::c_statistics, QVariant())
-        .toMap()
-        .value(driver_contract::c_connections)
-        .toInt();
-}
-
 ExitCode CommandRun::confirmIdentity()
 {
-    if (!m_isIdentified || (m_identifiedBy && connections() == m_identifiedBy))
-        return ExitCode::Done;
+    // A link that each answer costs never tells who gets the order.
+    constexpr int c_mostQuestions = 3;
     const QString consequence = QStringLiteral("\"%1\" was not run: ").arg(m_options.command);
-    const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
-    if (end.code != ExitCode::Done)
-        return end.code;
-    const QString another = anotherController(m_identity, identityOf(end.outcome));
-    if (another.isEmpty())
-        return ExitCode::Done;
-    m_console.error(
-        QStringLiteral("%1the link was lost after the identification, and %2; nothing was written")
-            .arg(consequence, another));
-    m_console.hint(QStringLiteral("look which controller is at this address, and run it again"));
-    return ExitCode::CommandFailed;
+    for (int asked = 1; m_link && m_link->isLost(); ++asked) {
+        m_session.waitForLinks(c_defaultLinkWait);
+        if (asked > c_mostQuestions) {
+            const QString reason = QStringLiteral("the link is lost after each identification");
+            if (m_options.isForced) {
+                m_console.warning(QStringLiteral("%1: another controller may get the order").arg(reason));
+                return ExitCode::Done;
+            }
+            m_console.error(QStringLiteral("%1%2, and another controller may be behind the next one; nothing "
+                                           "was written")
+                                .arg(consequence, reason));
+            m_console.hint(
+                QStringLiteral("see what disturbs it (--trace FILE); --force runs it all the same"));
+            return ExitCode::NotConnected;
+        }
+        m_link->beforeQuestion();
+        const OrderEnd end = identifyOrTell(m_session, *m_plugin, m_options.timeout, consequence, m_console);
+        if (end.code != ExitCode::Done)
+            return end.code;
+        m_link->afterQuestion();
+        const QString another = anotherController(m_identity, identityOf(end.outcome));
+        if (another.isEmpty())
+            continue;
+        m_console.error(
+            QStringLiteral("%1the link was lost after the identification, and %2; nothing was written")
+                .arg(consequence, another));
+        m_console.hint(QStringLiteral("look which controller is at this address, and run it again"));
+        return ExitCode::CommandFailed;
+    }
+    return ExitCode::Done;
 }
 
 SavedRegisters CommandRun::saved() const
@@ -311,12 +353,56 @@ OrderEnd CommandRun::runOrder()
     terms.timeout = m_options.timeout;
     terms.onUpdate = [this](const QVariantMap& results) { return takeUpdate(results); };
     terms.duration = m_options.bounds.duration;
+    // Where the link is down whatever waits for it is not sent any more.
+    bool isHaltedUnsent = false;
+    if (m_link && !m_isListening) {
+        terms.onInstruction = [this](const QString& instruction, const QVariantMap& /*arguments*/,
+                                     const DOrderOutcome& outcome) {
+            if (outcome.ok)
+                m_link->note();
+            m_hasReadFromAnother =
+                m_hasReadFromAnother || (m_link->hasSeenAnother() && instruction == driver_contract::c_read);
+        };
+        terms.halt = [this, &isHaltedUnsent] {
+            isHaltedUnsent = m_link->isDown();
+            return m_link->isLostBetween() ? lostBetweenText() : QString();
+        };
+    }
     // What the plug-in logs of a reply that failed says the same once more, of the reply's shape.
     if (!m_isListening)
         m_console.holdLog();
     OrderEnd end = m_session.runOrder(*m_plugin, m_options.command, m_arguments, terms);
     m_console.releaseLog([&end](const QString& line) { return isToldBy(end.outcome, line); });
+    if (isHaltedUnsent && end.outcome.errorCode == IMessenger::CeEcStopped)
+        end.writes.takeAsUnsent();
     return end;
+}
+
+void CommandRun::judgeLink(OrderEnd& end)
+{
+    if (!m_link || !m_link->hasSeenAnother() || end.code != ExitCode::Done)
+        return;
+    const Reunion reunion = askAgain(m_session, *m_plugin, m_identity, {m_options.timeout});
+    if (reunion.doubt.isEmpty())
+        return;
+    // What was written is acknowledged, by whomever.
+    const bool isUnknown = reunion.code != ExitCode::CommandFailed && !end.writes.isUntouched();
+    end.code = isUnknown ? ExitCode::Uncertain : reunion.code;
+    end.outcome.ok = false;
+    end.outcome.errorMessage =
+        QStringLiteral("\"%1\" was done, but the link was lost in the middle of it, and %2")
+            .arg(m_options.command, reunion.doubt);
+    forgetOrigin();
+}
+
+// What was saved may be of two controllers.
+void CommandRun::forgetOrigin()
+{
+    const QString property = savedPropertyOf(m_options.command);
+    if (!m_hasReadFromAnother || property.isEmpty() || isReset(m_options.command, m_arguments))
+        return;
+    m_session.host().setPropertyOrigin(m_plugin->objectUuid(), QString());
+    m_plugin->setProperty(property, saved().values, true);
 }
 
 bool CommandRun::takeUpdate(const QVariantMap& results)
@@ -325,9 +411,26 @@ bool CommandRun::takeUpdate(const QVariantMap& results)
     m_lastUpdate = results;
     if (m_options.changesOnly && shown.isEmpty())
         return true;
+    m_isOverfull = m_writer.isFull(m_options.mostKeptUpdates);
+    if (m_isOverfull)
+        return false;
     m_writer.update(ordered(withDescription(shown)));
     ++m_updates;
     return m_options.bounds.count == 0 || m_updates < m_options.bounds.count;
+}
+
+// What follows is missing in the document: it is not what was asked for.
+void CommandRun::judgeUpdates(OrderEnd& end) const
+{
+    if (!m_isOverfull || end.code != ExitCode::Done)
+        return;
+    end.code = ExitCode::CommandFailed;
+    end.outcome.ok = false;
+    end.outcome.errorMessage =
+        QStringLiteral(
+            "stopped after %1 updates: --format json keeps all of them until the end, and no more; "
+            "--format jsonl writes each at once, without a limit")
+            .arg(m_options.mostKeptUpdates);
 }
 
 DescribedOrder CommandRun::describedOrder(const QVariantMap& results) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "applications/bench/core/bench_session.h"
+#include "applications/bench/core/link_witness.h"
 #include "applications/bench/core/result_writer.h"
 #include "applications/bench/run/described_results.h"
 #include "applications/bench/run/missing_configuration.h"
@@ -29,6 +30,7 @@ private:
     // Steps before the order, each Done when the next one may be taken.
     ExitCode chooseObject();
     ExitCode findCommand();
+    ExitCode checkUnit();
     ExitCode convertArguments();
     ExitCode findSaved();
     ExitCode identify();
@@ -41,12 +43,14 @@ private:
     ExitCode refuseReset(const ResetObjection& objection);
     // Of the command's last run.
     SavedRegisters saved() const;
-    // Nothing where there is no link, or it is not counted.
-    std::optional<int> connections() const;
     // Of a device's command.
     OrderedCommand orderedCommand() const;
     OrderEnd runOrder();
+    // Who answers is asked once more where the link was lost in the middle of an order that was done.
+    void judgeLink(OrderEnd& end);
+    void forgetOrigin();
     bool takeUpdate(const QVariantMap& results);
+    void judgeUpdates(OrderEnd& end) const;
     // Declared results first, in their order.
     DescribedOrder describedOrder(const QVariantMap& results) const;
     QList<int> wholeRegisters(const DescribedOrder& order);
@@ -76,11 +80,11 @@ private:
     bool m_isListening = false;
     QVariantMap m_arguments;
     DeviceInformation m_identity;
-    // How often the driver had been connected then, where it counts that; nothing when nobody was identified
-    // or the link was lost meanwhile.
-    std::optional<int> m_identifiedBy;
-    bool m_isIdentified = false;
-    QString m_serial;  // of the connected controller, empty when it is not known
-    int m_updates = 0; // printed
+    // By which the controller was identified; nothing when nobody was.
+    std::optional<LinkWitness> m_link;
+    bool m_hasReadFromAnother = false; // or may have
+    QString m_serial;                  // of the connected controller, empty when it is not known
+    int m_updates = 0;                 // printed
     QVariantMap m_lastUpdate;
+    bool m_isOverfull = false; // an update came for which the document has no room
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "applications/bench/core/result_writer.h"
 #include "applications/bench/core/shared_options.h"
 
 #include <QString>
@@ -23,6 +24,8 @@ struct RunOptions
     bool isForced = false;
     // The rest is for a command that listens. The count is of printed updates.
     ListeningBounds bounds;
+    // That a document of JSON may hold.
+    int mostKeptUpdates = c_mostKeptUpdates;
     // Only what differs from the update before.
     bool changesOnly = false;
 

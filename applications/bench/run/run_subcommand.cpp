@@ -40,7 +40,16 @@ void RunSubcommand::addTo(OptionSet& options)
 
 QString RunSubcommand::contradiction(const GeneralOptions& general) const
 {
-    return firstProblem({formatProblem(general), controllerProblem(general)});
+    const bool isTooMany =
+        general.format == OutputFormat::Json && m_options.bounds.count > m_options.mostKeptUpdates;
+    const QString countProblem =
+        isTooMany
+            ? QStringLiteral("--count %1: --format json keeps all updates until the end, %2 at most; use "
+                             "--format jsonl")
+                  .arg(m_options.bounds.count)
+                  .arg(m_options.mostKeptUpdates)
+            : QString();
+    return firstProblem({formatProblem(general), controllerProblem(general), countProblem});
 }
 
 ExitCode RunSubcommand::run(const GeneralOptions& general, Console& console, Interrupt& interrupt)

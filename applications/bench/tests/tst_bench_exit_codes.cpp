@@ -2,15 +2,20 @@
 // ends with.
 
 #include "applications/bench/core/exit_code.h"
+#include "applications/bench/run/command_run.h"
 #include "applications/bench/subcommand_table.h"
 #include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
+#include "applications/simulator/simulator.h"
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
+#include "tests/support/swapped_controllers.h"
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -259,6 +264,11 @@ QList<Row> rowsOfLogsAndBackups(const SampleFolder& samples)
          2,
          "",
          "does not listen"},
+        {"2 more updates than a document holds",
+         {"run", "listenMotorRunState", "--count", "10001", "--format", "json"},
+         2,
+         R"("exitCode": 2)",
+         "--format json keeps all updates until the end, 10000 at most; use --format jsonl"},
         {"0 listening for a number of updates",
          {"run", "listenMotorRunState", "--count", "2"},
          0,
@@ -545,6 +555,72 @@ private Q_SLOTS:
         QVERIFY(writeFile(m_samples.filePath("one.csv"), c_backupHeader + "A0001,5\nA0002,6\n"));
         QVERIFY(writeFile(m_samples.filePath("two.csv"), c_backupHeader + "A0001,5\nA0002,7\n"));
         m_rows = allRows(m_samples);
+    }
+
+    // A listening that nobody bounds must not fill the memory: docs/security.md has its limit.
+    void mostKeptUpdates() // docs/security.md
+    {
+        GeneralOptions general;
+        general.configFile = QStringLiteral(MDC_SOURCE_DIRECTORY "/configurations/bench.json");
+        general.pluginFolder = QStringLiteral(MDC_BINARY_DIRECTORY "/plugins");
+        general.simulation = GeneralOptions::Simulation::Tcp;
+        general.format = OutputFormat::Json;
+        general.quiet = true;
+        RunOptions options;
+        options.command = "listenMotorRunState";
+        options.mostKeptUpdates = 3;
+        const auto run = [&general, &options](Console& console) {
+            Interrupt interrupt;
+            return CommandRun(general, options, console, interrupt).run();
+        };
+        Console console(false, true);
+        QCOMPARE(run(console), ExitCode::CommandFailed);
+        const QJsonObject document = *console.document();
+        QCOMPARE(document.value("updates").toArray().size(), 3);
+        QCOMPARE(document.value("exitCode").toInt(), 1);
+        for (const char* const part : {"stopped after 3 updates", "--format json", "--format jsonl"})
+            QVERIFY2(document.value("error").toString().contains(part),
+                     qPrintable(console.errors().join('\n')));
+
+        // As many as there is room for, and no document that could be full.
+        options.bounds.count = 3;
+        Console whole(false, true);
+        QCOMPARE(run(whole), ExitCode::Done);
+        QCOMPARE(whole.document()->value("updates").toArray().size(), 3);
+        options.bounds.count = 4;
+        general.format = OutputFormat::JsonLines;
+        Console lines(false, true);
+        QCOMPARE(run(lines), ExitCode::Done);
+    }
+
+    // One byte behind the identification loses the link, and all else is read of whoever is behind the next
+    // one.
+    void anotherControllerIsProbed() // docs/security.md
+    {
+        const QJsonObject device = deviceConfiguration(sampleBench());
+        ControllerProfile profile = *ControllerProfile::byName("mdc32-gen2");
+        Simulator first(device, profile);
+        Simulator second(device, *ControllerProfile::byName("mdc26-gen2"));
+        QVERIFY(first.listenTcp() && second.listenTcp());
+        for (const char* const fault : {"twice@once", "twice@3/0x03"}) {
+            SwappedControllers swapped(first.tcpPort(), second.tcpPort(), SwappedControllers::By::Connection,
+                                       2);
+            const QString bench = m_samples.filePath("swapped.json");
+            QVERIFY(swapped.listen() && writeBenchFor(first, profile.reference, bench));
+            QFile file(bench);
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            const QByteArray text = file.readAll().replace(QByteArray::number(first.tcpPort()),
+                                                           QByteArray::number(swapped.port()));
+            QVERIFY(file.resize(0) && file.seek(0) && file.write(text) == text.size());
+            file.close();
+            first.faults().clear();
+            QVERIFY(first.faults().add(fault));
+            const BenchEnd end = endOf(
+                *startBench({"--config", bench, "check", "--probe", "--write", "--yes"}), c_programTimeout);
+            QVERIFY2(end.exitCode == 1, qPrintable(end.out + end.err));
+            QVERIFY2(end.out.contains("another controller answers: MD"), qPrintable(end.out));
+            QVERIFY(first.controller().writes().isEmpty() && second.controller().writes().isEmpty());
+        }
     }
 
     void exitCode_data()

@@ -427,6 +427,46 @@ private Q_SLOTS:
         QVERIFY(ended.out.contains("MD3202"));
     }
 
+    // Behind a gateway every controller of the line carries it out, and none answers.
+    void unitOfAll() // docs/security.md
+    {
+        const QString path = m_samples.configuration("bench.json", "\"unitId\": 1", "\"unitId\": 0");
+        const auto run = [&path](const QStringList& arguments) {
+            return runBench(arguments + QStringList{"--config", path, "--simulate", "tcp", "--verbose"});
+        };
+        QTemporaryDir folder;
+        const BenchEnd backup = run({"backup", "--folder", folder.path()});
+        QVERIFY2(backup.exitCode == 0, qPrintable(backup.err));
+        const QString file = backup.out.trimmed();
+        const QList<QStringList> writing{
+            {"run", "setLock", "lock=1"},
+            {"run", "SetTriggerProgram"},
+            {"run", "write", "register=6004", "data=1", "registerType=singleRegister", "--object", "modbus"},
+            {"restore", file, "--presets", "3", "--no-snapshot"},
+            {"check", "--probe", "--write", "--yes"}};
+        for (const QStringList& arguments : writing) {
+            const BenchEnd ended = run(arguments);
+            const QString all = arguments.join(' ') + '\n' + ended.out + ended.err;
+            QVERIFY2(ended.exitCode == 3, qPrintable(all));
+            for (const QString& part :
+                 {QString("nothing was written"), QString("\"unitId\" of object \"modbus\""),
+                  QString("broadcast"), path})
+                QVERIFY2(all.contains(part), qPrintable(all + part));
+            QVERIFY2(!ended.err.contains(" = 1\n"), qPrintable(all));
+        }
+        const BenchEnd forced = run({"run", "setLock", "lock=1", "--force"});
+        QVERIFY2(forced.exitCode == 0 && forced.err.contains(": 6004 = 1\n"), qPrintable(forced.err));
+        QVERIFY2(forced.err.contains("warning: \"unitId\" of object"), qPrintable(forced.err));
+        const QList<QStringList> reading{{"run", "getRegister", "channel=direction"},
+                                         {"restore", file, "--presets", "3", "--dry-run"},
+                                         {"check"}};
+        for (const QStringList& arguments : reading) {
+            const BenchEnd ended = run(arguments);
+            QVERIFY2(ended.exitCode == 0, qPrintable(arguments.join(' ') + ended.out + ended.err));
+            QCOMPARE((ended.out + ended.err).contains("broadcast"), arguments.contains("check"));
+        }
+    }
+
     // The simulated controller has the unit and counts the registers as the driver is configured to: its
     // program is read back from where it was written.
     void simulatedAsTheDriverSpeaks_data()
@@ -672,6 +712,32 @@ private Q_SLOTS:
         QVERIFY2(lost.err.contains("cannot be recorded to " + nowhere), qPrintable(lost.err));
     }
 
+    // A shell runs what has such a name, in a home folder.
+    void hiddenTrace() // docs/security.md
+    {
+        for (const char* const member : {"frameTrace", "frameRecord"}) {
+            for (const char* const name : {".bash_login", ".config/session"}) {
+                QVERIFY(QDir(m_samples.path()).mkpath(".config"));
+                const QString trace = m_samples.filePath(name);
+                const QString path = m_samples.configuration("bench.json", "\"unitId\": 1",
+                                                             "\"unitId\": 1, \"" + QByteArray(member) +
+                                                                 "\": \"" + trace.toUtf8() + '"');
+                const QStringList general{"--config", path, "--simulate", "tcp"};
+                const BenchEnd ended = runBench(QStringList{"run", "getInfo"} + general);
+                QVERIFY2(ended.exitCode == 3, qPrintable(ended.out + ended.err));
+                for (const QString& part : {trace, QString(member), QString("--trace or --record")})
+                    QVERIFY2(ended.err.contains(part), qPrintable(ended.err));
+                QVERIFY(!QFile::exists(trace));
+                const BenchEnd checked = runBench(QStringList{"check"} + general);
+                QVERIFY2(checked.exitCode == 0, qPrintable(checked.out + checked.err));
+                const BenchEnd own =
+                    runBench(QStringList{"run", "getInfo"} + general +
+                             QStringList{qstrcmp(member, "frameTrace") == 0 ? "--trace" : "--record", trace});
+                QVERIFY2(own.exitCode == 0 && QFile::remove(trace), qPrintable(own.err));
+            }
+        }
+    }
+
     void configuredTrace_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -693,6 +759,9 @@ private Q_SLOTS:
         const BenchEnd ended = runBench(arguments + QStringList{"--config", path, "--simulate", "tcp"});
         QVERIFY2(ended.exitCode == 0, qPrintable(ended.out + ended.err));
         QCOMPARE(QFile::exists(trace), isWritten);
+        const QString told =
+            "\"frameTrace\" of object \"modbus\" in " + path + " has frames written to " + trace;
+        QVERIFY2(ended.err.contains(told) == isWritten, qPrintable(ended.err));
         // Asked for by the person, it is.
         const QString own = trace + "-own";
         const BenchEnd traced =

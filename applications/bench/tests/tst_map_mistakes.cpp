@@ -762,6 +762,38 @@ private Q_SLOTS:
         }
     }
 
+    // Behind a link that was lost there may be anybody: they get neither a value nor what another one had.
+    void writesToNoOtherController() // docs/security.md
+    {
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        const QString another = "another controller answers: MDC-22";
+        for (const int writtenBefore : {0, 1}) {
+            Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+            SimulatedController& controller = simulator.controller();
+            controller.setValue("lock", 3);
+            int written = 0;
+            const QList<ProbeFinding> findings =
+                proveWrites(configuration, c_connected,
+                            {readerOf(controller, {}),
+                             writerOf(controller, &written),
+                             [](const QString& text) { return !text.contains("\"directionChangeV2\""); },
+                             [](int) {},
+                             {},
+                             [&] { return written >= writtenBefore ? another : QString(); }},
+                            {});
+            QCOMPARE(written, writtenBefore);
+            const auto doubts =
+                std::count_if(findings.cbegin(), findings.cend(), [&](const ProbeFinding& one) {
+                    return one.finding.message.contains(another) &&
+                           one.finding.message.contains(writtenBefore == 0
+                                                            ? "not proven, and no further action is"
+                                                            : "which was there before, is not back") &&
+                           one.finding.level == FindingLevel::Error && one.code == ExitCode::CommandFailed;
+                });
+            QCOMPARE(int(doubts), 1);
+        }
+    }
+
     // One read that is not answered is enough for who has had enough.
     void interruptedAndSilent()
     {

@@ -192,6 +192,9 @@ bool WatchRun::readOnce()
         const ReadReply reply = reader(request);
         if (m_interrupt.requested())
             return true;
+        // It may have waited for the next link.
+        if (reply.isDone() && connections() != m_connections)
+            break;
         if (reply.isDone())
             image.take(request, reply.values);
         else if (trouble.isEmpty())

@@ -153,6 +153,27 @@ private Q_SLOTS:
         QCOMPARE(choiceText({{}, true}), QString("extras"));
     }
 
+    // What was written beside a plan is put back by another choice than the plan's.
+    void choiceOfARegister()
+    {
+        const RegisterGroups groups{{"preset3", {81, 82}},
+                                    {"preset4", {121, 122}},
+                                    {"preset9", {321, 82}},
+                                    {"extraTool", {2001, 122}}};
+        const RestoreChoice choice{{{3, 3}}, false};
+        const auto text = [&](int registerNumber) {
+            const RestoreChoice wider = widened(choice, groups, registerNumber);
+            return presetsText(wider.presets) + (wider.withExtras ? " and extras" : "");
+        };
+        QCOMPARE(text(81), QString("3"));
+        QCOMPARE(text(82), QString("3,9"));
+        QCOMPARE(text(121), QString("3-4"));
+        QCOMPARE(text(122), QString("3-4 and extras"));
+        QCOMPARE(text(2001), QString("3 and extras"));
+        QCOMPARE(text(1999), QString("3"));
+        QCOMPARE(presetsText(widened({{}, true}, groups, 2001).presets), QString());
+    }
+
     void plan_data()
     {
         QTest::addColumn<QString>("presets"); // empty for none

@@ -11,9 +11,11 @@
 #include "tests/support/bench_program.h"
 #include "tests/support/sample_bench.h"
 #include "tests/support/sample_folder.h"
+#include "tests/support/swapped_controllers.h"
 
 #include <QDate>
 #include <QDateTime>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -238,6 +240,43 @@ private Q_SLOTS:
         QCOMPARE(watchCsvHeader(reading.names), QByteArray("time,a,\"b,c\",d\n"));
         // An empty field for what was not read now, whatever is known of it.
         QCOMPARE(watchCsvLine(reading), QByteArray("2026-03-01T09:30:00.125+01:00,1 2,,1 2\n"));
+    }
+
+    // A reading has no values of two controllers.
+    void swappedWithinAReading() // docs/security.md
+    {
+        const QJsonObject device = deviceConfiguration(sampleBench());
+        ControllerProfile profile = *ControllerProfile::byName("mdc32-gen2");
+        Simulator first(device, profile);
+        // In this layout the serial number reads otherwise.
+        profile.layout = ControllerProfile::Layout::Bytes12;
+        Simulator second(device, profile);
+        QVERIFY(first.listenTcp() && second.listenTcp());
+        for (const char* const channel : {"direction", "torqueUnit"})
+            second.controller().setValue(channel, 1);
+        SwappedControllers swapped(first.tcpPort(), second.tcpPort(), SwappedControllers::By::Connection, 2);
+        SampleFolder folder;
+        const QString bench = folder.filePath("bench.json");
+        QVERIFY(swapped.listen() && folder.isValid() && writeBenchFor(first, profile.reference, bench));
+        QFile file(bench);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QByteArray text =
+            file.readAll().replace(QByteArray::number(first.tcpPort()), QByteArray::number(swapped.port()));
+        QVERIFY(file.resize(0) && file.seek(0) && file.write(text) == text.size());
+        file.close();
+        // Behind the first one of a reading's two requests.
+        QVERIFY(first.faults().add("twice@5/0x03"));
+        const auto process =
+            startBench({"--config", bench, "--properties", folder.filePath("p.json"), "watch", "direction",
+                        "torqueUnit", "--interval", "20", "--format", "csv"});
+        QByteArray out;
+        QTRY_VERIFY2_WITH_TIMEOUT((out += process->readAllStandardOutput()).contains(",1,1\n"),
+                                  out.constData(), 30000);
+        process->kill();
+        process->waitForFinished();
+        QVERIFY2(out.contains(",0,0\n"), out.constData());
+        QVERIFY2(!out.contains(",0,1\n") && !out.contains(",1,0\n"), out.constData());
+        QVERIFY2(process->readAllStandardError().contains("another controller answers"), out.constData());
     }
 
     void swapped_data()
