@@ -18,6 +18,11 @@ constexpr int c_identificationRetry = 2000; // ms
 // The folder of the host's frames and widgets is named relative to this place.
 const QString c_pageUrl = QStringLiteral("qrc:/plugins/p_device_mdc/qml/maintenance_panel.qml");
 
+QString pagePath(const PanelDevice& device)
+{
+    return QStringLiteral(":/%1/maintenance_panel.qml").arg(device.kind.toString());
+}
+
 QString errorText(const QQmlComponent& component)
 {
     QStringList lines;
@@ -64,11 +69,10 @@ PanelPage::PanelPage(QQmlEngine& engine, const PanelDevice& device)
     m_retry.setInterval(c_identificationRetry);
     connect(&m_retry, &QTimer::timeout, this, &PanelPage::identify);
 
-    QFile file(QStringLiteral(":/%1/maintenance_panel.qml").arg(device.kind.toString()));
-    if (!file.open(QIODevice::ReadOnly)) {
-        m_error = QStringLiteral("the plug-in of \"%1\" has no maintenance page").arg(device.name);
+    m_error = missingText(device);
+    QFile file(pagePath(device));
+    if (!m_error.isEmpty() || !file.open(QIODevice::ReadOnly))
         return;
-    }
     m_component = std::make_unique<QQmlComponent>(&engine);
     m_component->setData(filledPage(file.readAll(), {device.name, device.uuid.toString(), device.reference}),
                          QUrl(c_pageUrl));
@@ -92,6 +96,13 @@ PanelPage::PanelPage(QQmlEngine& engine, const PanelDevice& device)
 }
 
 PanelPage::~PanelPage() = default;
+
+QString PanelPage::missingText(const PanelDevice& device)
+{
+    return QFile::exists(pagePath(device))
+               ? QString()
+               : QStringLiteral("the plug-in of \"%1\" has no maintenance page").arg(device.name);
+}
 
 bool PanelPage::isConnected() const
 {

@@ -35,6 +35,8 @@ public:
     // Deletes the page's items.
     ~PanelPage() override;
 
+    // Why the plug-in of this device has no page that could be made; empty when it has one.
+    static QString missingText(const PanelDevice& device);
     // Why there is no page; empty when there is one.
     QString error() const { return m_error; }
     // Its root item; null without a page.

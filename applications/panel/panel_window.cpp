@@ -33,6 +33,8 @@ void readNoCompiledPages()
 }
 
 PanelWindow::PanelWindow(const PanelRequest& request)
+    : m_devices(request.devices)
+    , m_pages(static_cast<std::size_t>(request.devices.size()))
 {
     readNoCompiledPages();
     setTitle(request.title);
@@ -51,16 +53,14 @@ PanelWindow::PanelWindow(const PanelRequest& request)
             m_error += QLatin1Char('\n') + one.toString();
         return;
     }
-    for (const PanelDevice& device : request.devices) {
-        auto page = std::make_unique<PanelPage>(*engine(), device);
-        if (!page->error().isEmpty()) {
-            m_error = page->error();
-            return;
-        }
-        QMetaObject::invokeMethod(rootObject(), "addPage",
-                                  Q_ARG(QVariant, QVariant::fromValue<QObject*>(page->item())));
-        m_pages.push_back(std::move(page));
+    for (const PanelDevice& device : m_devices) {
+        if (m_error.isEmpty())
+            m_error = PanelPage::missingText(device);
     }
+    if (m_error.isEmpty())
+        m_error = makePage(0);
+    if (m_error.isEmpty())
+        connect(rootObject(), SIGNAL(currentIndexChanged()), this, SLOT(showChosenPage()));
 }
 
 PanelWindow::~PanelWindow()
@@ -69,9 +69,31 @@ PanelWindow::~PanelWindow()
     m_pages.clear();
 }
 
+QString PanelWindow::makePage(std::size_t index)
+{
+    auto page = std::make_unique<PanelPage>(*engine(), m_devices.at(static_cast<int>(index)));
+    if (!page->error().isEmpty())
+        return page->error();
+    QMetaObject::invokeMethod(rootObject(), "addPage",
+                              Q_ARG(QVariant, QVariant::fromValue<QObject*>(page->item())),
+                              Q_ARG(QVariant, static_cast<int>(index)));
+    m_pages.at(index) = std::move(page);
+    return {};
+}
+
+// Made once more where that has failed.
+void PanelWindow::showChosenPage()
+{
+    const auto index = static_cast<std::size_t>(rootObject()->property("currentIndex").toInt());
+    if (index >= m_pages.size())
+        return;
+    rootObject()->setProperty("problem", m_pages.at(index) == nullptr ? makePage(index) : QString());
+}
+
 QQuickItem* PanelWindow::itemNamed(const QString& ending) const
 {
-    return m_pages.empty() ? nullptr : visibleItem(m_pages.front()->item(), ending);
+    return m_pages.empty() || m_pages.front() == nullptr ? nullptr
+                                                         : visibleItem(m_pages.front()->item(), ending);
 }
 
 void PanelWindow::press(const QQuickItem& item)

@@ -10,6 +10,8 @@ Rectangle {
     property bool dark: false
     property var names: []
     property int currentIndex: 0
+    // Why the chosen page cannot be shown; empty when it can.
+    property string problem
 
     color: Style.backgroundColor
 
@@ -17,9 +19,8 @@ Rectangle {
     LayoutMirroring.enabled: Qt.application.layoutDirection === Qt.RightToLeft
     LayoutMirroring.childrenInherit: true
 
-    // Takes a page's root item, in the order of the names.
-    function addPage(page) {
-        const index = pages.children.length
+    // Takes the root item of the page of this name.
+    function addPage(page, index) {
         page.parent = pages
         page.anchors.fill = pages
         page.visible = Qt.binding(function() { return shell.currentIndex === index })
@@ -71,5 +72,14 @@ Rectangle {
         anchors.horizontalCenter: parent.horizontalCenter
         // Even, so that its halves end on whole pixels.
         width: 2 * Math.floor(Math.min(shell.width, Style.widestPage) / 2 - margin)
+    }
+
+    UiLabel {
+        objectName: shell.objectName + ".idProblem"
+        anchors.fill: pages
+        visible: shell.problem !== ""
+        text: shell.problem
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: text
     }
 }

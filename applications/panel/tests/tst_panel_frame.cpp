@@ -37,6 +37,8 @@ private Q_SLOTS:
     void focusFrameFollows();
     void actionsHaveNames();
     void tabs();
+    void pagesAreMadeWhenTheyAreChosen();
+    void aPageThatCannotBeMade();
     void oneIdentification();
     void identifiedOnceAtTheStart();
     void acknowledged_data();
@@ -497,21 +499,84 @@ void TestPanelFrame::tabs()
     window.show();
     QCOMPARE(window.pages().size(), std::size_t(2));
     QQuickItem* const left = window.pages().at(0)->item();
-    QQuickItem* const right = window.pages().at(1)->item();
-    QVERIFY(left->isVisible() && !right->isVisible());
+    QVERIFY(left->isVisible());
     QQuickItem* const tab = findItem(window.rootObject(), "panel_shell.idTabs.idTab_1");
     QVERIFY(tab != nullptr);
     QCOMPARE(tab->property("text").toString(), QString("right"));
     QTRY_VERIFY(tab->mapToScene({0, 0}).x() > 0);
     window.press(*tab);
-    QTRY_VERIFY(right->isVisible() && !left->isVisible());
+    QTRY_VERIFY(!left->isVisible());
+    QQuickItem* const right = window.pages().at(1)->item();
+    QVERIFY(right->isVisible());
     QTRY_VERIFY(window.pages().at(1)->isComplete());
     QCOMPARE(right->width(), window.rootObject()->width() - 4 * c_unit);
 
     PanelDevice strange = device;
     strange.kind = QUuid::createUuid();
+    request.devices = {device, strange};
+    QVERIFY(PanelWindow(request).error().contains("no maintenance page"));
     request.devices = {strange};
     QVERIFY(PanelWindow(request).error().contains("no maintenance page"));
+}
+
+// Fifty pages at once would keep whoever opens the window waiting for seconds.
+void TestPanelFrame::pagesAreMadeWhenTheyAreChosen()
+{
+    PageHost host;
+    PanelRequest request;
+    for (const char* const name : {"one", "two", "three"})
+        request.devices.append({PDeviceMdc::getPluginId(), host.device.objectUuid(), name, "MDC-7"});
+    PanelWindow window(request);
+    window.show();
+    const auto made = [&window] {
+        QVector<bool> result;
+        for (const std::unique_ptr<PanelPage>& page : window.pages())
+            result.append(page != nullptr);
+        return result;
+    };
+    QCOMPARE(made(), QVector<bool>({true, false, false}));
+    QTRY_VERIFY(window.pages().at(0)->isComplete());
+    QCOMPARE(host.counts.value("getInfo"), 1);
+    window.rootObject()->setProperty("currentIndex", 2);
+    QCOMPARE(made(), QVector<bool>({true, false, true}));
+    const PanelPage* const third = window.pages().at(2).get();
+    QVERIFY(third->item()->isVisible() && !window.pages().at(0)->item()->isVisible());
+    QTRY_VERIFY(third->isComplete());
+    QCOMPARE(host.counts.value("getInfo"), 2);
+    window.rootObject()->setProperty("currentIndex", 0);
+    QVERIFY(window.pages().at(0)->item()->isVisible() && !third->item()->isVisible());
+    window.rootObject()->setProperty("currentIndex", 2);
+    QCOMPARE(window.pages().at(2).get(), third);
+    QVERIFY(third->isComplete());
+    QCOMPARE(host.counts.value("getInfo"), 2);
+}
+
+// Whose resources are good, and the page in them is not.
+void TestPanelFrame::aPageThatCannotBeMade()
+{
+    PageHost host;
+    PanelRequest request;
+    const PanelDevice good{PDeviceMdc::getPluginId(), host.device.objectUuid(), "good", "MDC-7"};
+    PanelDevice broken = good;
+    broken.kind = QUuid(QStringLiteral("{0b2f4a5e-6d1c-4c1b-9b70-51f3c7d2a9e8}"));
+    broken.name = "broken";
+    request.devices = {good, broken};
+    PanelWindow window(request);
+    QCOMPARE(window.error(), QString());
+    window.show();
+    QQuickItem* const problem = findItem(window.rootObject(), "panel_shell.idProblem");
+    QVERIFY(!problem->isVisible());
+    window.rootObject()->setProperty("currentIndex", 1);
+    QVERIFY(problem->isVisible());
+    const QString text = problem->property("text").toString();
+    QVERIFY2(text.contains("\"broken\" cannot be shown"), qPrintable(text));
+    QVERIFY(!window.pages().at(0)->item()->isVisible());
+    window.rootObject()->setProperty("currentIndex", 0);
+    QVERIFY(!problem->isVisible());
+    QTRY_VERIFY(window.pages().at(0)->isComplete());
+
+    request.devices = {broken, good};
+    QVERIFY(PanelWindow(request).error().contains("cannot be shown"));
 }
 
 // The page's own request is the frame's identification: where commands are let through, the page shows what
