@@ -1,12 +1,8 @@
 #pragma once
 
 #include <QString>
-#include <QStringView>
 #include <QVariant>
 #include <QVariantList>
-
-#include <cstddef>
-#include <string_view>
 
 // A block of registers is the list of the words that a driver has read, the first register at position
 // 0. The configuration says what a block holds as a list of parameters, each a range of registers with
@@ -57,8 +53,9 @@ inline DecodedValue decodeBlockValue(const QVariantList& words, int firstIndex, 
     // all else.
     const int count = words.size();
     const bool isInside = firstIndex >= 0 && firstIndex < count && lastIndex >= 0 && lastIndex < count;
-    const std::u16string_view name(QStringView(type).utf16(), static_cast<std::size_t>(type.size()));
-    if (isInside && name == u"int")
+    const bool isWord = type.size() == 3 && type.at(0) == QLatin1Char('i') &&
+                        type.at(1) == QLatin1Char('n') && type.at(2) == QLatin1Char('t');
+    if (isInside && isWord)
         return {words.at(firstIndex), DecodedValue::CeNoFault, QString()};
     return decodeOtherThanWord(words, firstIndex, lastIndex, type);
 }
