@@ -289,12 +289,23 @@ Reunion BenchCheck::reunite(DAbstractPlugin& device)
 {
     if (!m_link || !m_link->isLost())
         return {};
+    // One that is away for some seconds comes back: what it was told is to be put back.
+    constexpr int c_longestAbsence = 10'000; // ms
+    constexpr int c_pause = 100;             // ms
+    constexpr int c_mostQuestions = 3;
     OrderTerms terms;
     terms.isUninterrupted = true;
-    m_link->beforeQuestion();
-    Reunion reunion = askAgain(m_session, device, m_identity, terms);
-    if (reunion.doubt.isEmpty())
-        m_link->afterQuestion();
+    Reunion reunion;
+    for (int asked = 0; asked < c_mostQuestions; ++asked) {
+        for (int waited = 0; m_link->isDown() && waited < c_longestAbsence; waited += c_pause)
+            passTime(c_pause);
+        m_link->beforeQuestion();
+        reunion = askAgain(m_session, device, m_identity, terms);
+        if (reunion.doubt.isEmpty())
+            m_link->afterQuestion();
+        if (reunion.doubt.isEmpty() || reunion.code == ExitCode::CommandFailed || m_interrupt.requested())
+            break;
+    }
     return reunion;
 }
 

@@ -14,6 +14,9 @@ namespace {
 
 constexpr int c_pollInterval = 50; // ms
 constexpr int c_polls = 20;        // a controller takes its time to show what it was told
+// Reads that are not done: 10 s of those that fail at once, and ten that wait for an answer.
+constexpr int c_mostMissed = 200;
+constexpr int c_slowMiss = 20;
 // What a finding about all registers is about.
 const QString c_wholeMap = QStringLiteral("registers");
 
@@ -120,6 +123,7 @@ private:
     void judge(const Attempt& attempt);
     void tellShown(const Attempt& attempt, const QString& proof);
     void tellNotShown(const Attempt& attempt);
+    void tellUnread(const Attempt& attempt);
     PutBack putBack(const Place& target, const QString& state, int before) const;
     std::optional<int> valueFor(const Action& action, int shown) const;
     // Nothing is written while it runs, nor while nobody can tell.
@@ -151,6 +155,8 @@ private:
     const WriteMeans& m_means;
     const QList<Finding>& m_known;
     mutable bool m_isSilent = false;  // the last read had no answer
+    mutable bool m_wasSlow = false;   // and was waited for
+    mutable bool m_isRead = false;    // one of the last polls was answered
     mutable bool m_isAnother = false; // or may be
     QMap<QString, int> m_before;
     QList<ProbeFinding> m_findings;
@@ -165,6 +171,7 @@ std::optional<int> Proof::read(const QString& channel) const
         return std::nullopt;
     const ReadReply reply = m_means.read({place.address, 1, place.type});
     m_isSilent = !reply.isDone() && reply.code != ExitCode::Refused;
+    m_wasSlow = reply.code == ExitCode::TimedOut;
     return reply.isDone() ? std::optional(reply.values.constFirst()) : std::nullopt;
 }
 
@@ -199,9 +206,20 @@ QString Proof::changedState(const Attempt& attempt, QString* other) const
 
 bool Proof::comesToShow(const QString& channel, int value) const
 {
-    for (int poll = 0; poll < c_polls; ++poll) {
-        if (read(channel) == value)
+    m_isRead = false;
+    int missed = 0;
+    for (int poll = 0; poll < c_polls && missed < c_mostMissed;) {
+        const std::optional<int> shown = read(channel);
+        if (shown == value)
             return true;
+        m_isRead = m_isRead || shown;
+        // What could not be read shows nothing else: a link that is away comes back.
+        if (shown)
+            ++poll;
+        else
+            missed += m_isSilent && m_wasSlow ? c_slowMiss : 1;
+        if (m_isSilent && m_means.isInterrupted && m_means.isInterrupted())
+            return false;
         m_means.wait(c_pollInterval);
     }
     return false;
@@ -390,8 +408,39 @@ void Proof::judge(const Attempt& attempt)
         tellShown(
             attempt,
             QStringLiteral("%1, and \"%2\" shows %3").arg(attempt.text(), action.shownIn).arg(expected));
-    else
+    else if (m_isRead)
         tellNotShown(attempt);
+    else
+        tellUnread(attempt);
+}
+
+// The map is not to blame, and what was there is known.
+void Proof::tellUnread(const Attempt& attempt)
+{
+    const QString& shownIn = attempt.action.shownIn;
+    QString message = QStringLiteral("%1, and \"%2\" cannot be read").arg(attempt.text(), shownIn);
+    QString remedy = QStringLiteral("see why the controller does not answer, and prove the writes again");
+    if (!attempt.action.effect) {
+        const bool isInterrupted = m_isSilent && m_means.isInterrupted && m_means.isInterrupted();
+        const PutBack back =
+            isInterrupted
+                ? PutBack{ExitCode::CommandFailed,
+                          QStringLiteral("%1, which it has shown before, is not back: %2 is in it now")
+                              .arg(attempt.before)
+                              .arg(attempt.value),
+                          false}
+                : putBack(attempt.target, shownIn, attempt.before);
+        message += QStringLiteral("; ") + back.text;
+        if (!back.isBack)
+            remedy =
+                QStringLiteral("write %1 to register %2 when the controller answers again, and look what "
+                               "\"%3\" shows")
+                    .arg(attempt.before)
+                    .arg(attempt.target.address)
+                    .arg(shownIn);
+    }
+    tell(FindingLevel::Error, attempt.reply.isDone() ? ExitCode::CommandFailed : attempt.reply.code,
+         attempt.action.channel, message, remedy);
 }
 
 void Proof::tellShown(const Attempt& attempt, const QString& proof)
@@ -476,10 +525,11 @@ PutBack Proof::putBack(const Place& target, const QString& state, int before) co
     }
     if (reply.isDone())
         back.code = ExitCode::CommandFailed;
-    back.text =
-        QStringLiteral("%1, which was there before, is not back: %2")
-            .arg(before)
-            .arg(reply.isDone() ? QStringLiteral("\"%1\" does not show it").arg(state) : reply.message);
+    back.text = QStringLiteral("%1, which was there before, is not back: %2")
+                    .arg(before)
+                    .arg(!reply.isDone() ? reply.message
+                         : m_isRead      ? QStringLiteral("\"%1\" does not show it").arg(state)
+                                    : QStringLiteral("it was written, and \"%1\" cannot be read").arg(state));
     return back;
 }
 

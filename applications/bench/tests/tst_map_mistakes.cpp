@@ -762,6 +762,48 @@ private Q_SLOTS:
         }
     }
 
+    // What cannot be read for a while shows nothing else, and what was there before is known.
+    void cannotBeReadMeanwhile() // docs/security.md
+    {
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        const auto proof = [&configuration](int missed, ExitCode code, QStringList* written,
+                                            QString* message) {
+            Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+            SimulatedController& controller = simulator.controller();
+            controller.setValue("lock", 3);
+            const RegisterReader answered = readerOf(controller, {});
+            int reads = 0;
+            const auto read = [&](const ReadRequest& request) -> ReadReply {
+                const bool isMissed = !written->isEmpty() && ++reads <= missed;
+                return isMissed ? ReadReply{code, {}, "away", 0} : answered(request);
+            };
+            const QList<ProbeFinding> findings = proveWrites(
+                configuration, c_connected,
+                {read, scriptedWriter(controller, 6004, {}, written),
+                 [](const QString& text) { return text.contains("\"lockChangeV2\""); }, [](int) {}},
+                {});
+            for (const ProbeFinding& one : findings) {
+                if (one.finding.subject == "channel lockChangeV2")
+                    *message = one.finding.message + one.finding.remedy;
+            }
+            return int(controller.value("lock").value_or(99));
+        };
+        for (const ExitCode code : {ExitCode::NotConnected, ExitCode::Refused}) {
+            QStringList written;
+            QString message;
+            QCOMPARE(proof(60, code, &written, &message), 3);
+            QCOMPARE(written, (QStringList{"0", "3"}));
+            QVERIFY2(message.contains("shows 0; 3 is back"), qPrintable(message));
+            written.clear();
+            QCOMPARE(proof(100000, code, &written, &message), 3);
+            QCOMPARE(written, (QStringList{"0", "3"}));
+            for (const char* const part :
+                 {"\"lockV2\" cannot be read", "3, which was there before", "write 3 to register 6004"})
+                QVERIFY2(message.contains(part), qPrintable(message));
+            QVERIFY2(!message.contains("is not known"), qPrintable(message));
+        }
+    }
+
     // Behind a link that was lost there may be anybody: they get neither a value nor what another one had.
     void writesToNoOtherController() // docs/security.md
     {
