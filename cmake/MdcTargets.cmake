@@ -130,6 +130,7 @@ function(mdc_use_precompiled name)
             target_precompile_headers(${name} REUSE_FROM mdc_precompiled)
         endif()
     endif()
+    mdc_compile_folders_together(${name})
 endfunction()
 
 # For a program that does nothing but test. QtTest's headers read differently in one with windows.
@@ -148,10 +149,57 @@ function(mdc_use_precompiled_tests name has_windows)
     endif()
 endfunction()
 
+# mdc_compile_folders_together(<name>)
+# Has the files of a folder compiled some at a time where all Qt headers are: what they include takes longer than they
+# do, and would be compiled again for each of them. Two with a name of their own in common stay apart, as they are when
+# the build is configured: where one gets a name that another one has, configure it again. Elsewhere each stays a file of
+# its own, for a forgotten include.
+# Framework and plug-ins stay so in the release too: clang-tidy reads there how each of their files is compiled.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+set(MDC_FILES_COMPILED_TOGETHER 8)
+function(mdc_compile_folders_together name)
+    if(NOT MDC_PRECOMPILE STREQUAL "all" OR WIN32)
+        return()
+    endif()
+    if(CMAKE_CURRENT_SOURCE_DIR MATCHES "/(applications|tests)(/|$)" OR MDC_SANITIZE)
+        set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+        # When all folders have named their sources.
+        cmake_language(EVAL CODE "cmake_language(DEFER CALL mdc_group_sources [[${name}]])")
+    endif()
+endfunction()
+
+function(mdc_group_sources name)
+    get_target_property(sources ${name} SOURCES)
+    set(files "")
+    foreach(source IN LISTS sources)
+        get_filename_component(file ${source} ABSOLUTE)
+        get_source_file_property(group ${file} TARGET_DIRECTORY ${name} UNITY_GROUP)
+        get_source_file_property(is_alone ${file} TARGET_DIRECTORY ${name} MDC_ALONE)
+        # What is made by a rule is compiled as it is.
+        cmake_path(IS_PREFIX PROJECT_BINARY_DIR ${file} is_made)
+        if(file MATCHES "\\.cpp$" AND NOT group AND NOT is_alone AND NOT is_made)
+            list(APPEND files ${file})
+        endif()
+    endforeach()
+    execute_process(
+        COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/cmake/group_sources.py ${MDC_FILES_COMPILED_TOGETHER} ${files}
+        OUTPUT_VARIABLE groups OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    string(REPLACE "\n" ";" groups "${groups}")
+    while(groups)
+        list(POP_FRONT groups group file)
+        set_source_files_properties(${file} TARGET_DIRECTORY ${name} PROPERTIES UNITY_GROUP ${group})
+    endwhile()
+endfunction()
+
+# mdc_compile_alone(<name> SOURCES …)
+# Files that do not compile together with others of their folder for another reason than names.
+function(mdc_compile_alone name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES")
+    set_source_files_properties(${arg_SOURCES} TARGET_DIRECTORY ${name} PROPERTIES MDC_ALONE ON)
+endfunction()
+
 # mdc_compile_together(<name> SOURCES …)
-# Files that are compiled as one where all Qt headers are: what they include takes longer than they do, and
-# would be compiled again for each of them. Elsewhere each stays a file of its own, for clang-tidy and for a
-# forgotten include.
+# Files of different folders, or those of one that include the same.
 function(mdc_compile_together name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES")
     if(NOT MDC_PRECOMPILE STREQUAL "all")
