@@ -1,19 +1,42 @@
 #include "applications/bench/backup/backup_device.h"
 
 #include "applications/bench/core/device_choice.h"
+#include "applications/bench/core/platform.h"
 #include "applications/bench/core/progress_display.h"
 
 #include <lib_plugins_management/d_abstract_plugin.h>
 
 #include <lib_utilities/plain_file.h>
 #include <QDir>
-#include <QTemporaryDir>
 
 namespace {
 
 const QString c_backup = QStringLiteral("backup");
 const QString c_read = QStringLiteral("read");
 const QString c_getInfo = QStringLiteral("getInfo");
+
+class PrivateFolder
+{
+public:
+    PrivateFolder()
+        : m_path(QString::fromLocal8Bit(
+              makePrivateFolder(
+                  (QDir::tempPath() + QStringLiteral("/mdc-bench-XXXXXX")).toLocal8Bit().toStdString())
+                  .c_str()))
+    {}
+    ~PrivateFolder()
+    {
+        if (isValid())
+            QDir(m_path).removeRecursively();
+    }
+    Q_DISABLE_COPY(PrivateFolder)
+
+    bool isValid() const { return !m_path.isEmpty(); }
+    const QString& path() const { return m_path; }
+
+private:
+    const QString m_path;
+};
 
 // Registers of two controllers are no backup of either.
 void judgeReunion(TakenBackup& taken, const Reunion& reunion)
@@ -72,13 +95,12 @@ QString anotherController(const BackupDevice& device, const QString& instruction
 namespace {
 
 // Into this folder; `filePath` is there.
-TakenBackup takeInto(const QTemporaryDir& folder, BenchSession& session, const BackupDevice& device,
+TakenBackup takeInto(const PrivateFolder& folder, BenchSession& session, const BackupDevice& device,
                      Console& console, const QString& work, int timeout)
 {
     TakenBackup taken;
     if (!folder.isValid()) {
-        taken.error = QStringLiteral("no folder for it can be made in %1: %2")
-                          .arg(QDir::tempPath(), folder.errorString());
+        taken.error = QStringLiteral("no folder for it can be made in %1").arg(QDir::tempPath());
         return taken;
     }
     const QList<BackupRangeItem> items =
@@ -124,7 +146,7 @@ TakenBackup takeBackup(BenchSession& session, const BackupDevice& device, Consol
 {
     // The command takes the name of its file from the controller and the day, and replaces what has it. Here
     // nobody has one.
-    const QTemporaryDir folder;
+    const PrivateFolder folder;
     TakenBackup taken = takeInto(folder, session, device, console, work, timeout);
     QString reason;
     if (taken.end.code == ExitCode::Done &&
@@ -153,7 +175,7 @@ bool putBackup(TakenBackup& taken, const QString& path, bool replaces)
 BackedUpController readController(BenchSession& session, const BackupDevice& device, Console& console,
                                   const QString& work, int timeout)
 {
-    const QTemporaryDir folder;
+    const PrivateFolder folder;
     BackedUpController controller{takeInto(folder, session, device, console, work, timeout), {}};
     if (controller.taken.filePath.isEmpty())
         return controller;

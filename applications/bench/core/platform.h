@@ -15,6 +15,10 @@ std::optional<int> terminalRows(FILE* stream);
 // Of whoever runs the program, when the environment does not say it; empty where only that does.
 std::string accountName();
 
+// A new folder for this user alone, whose rights are never set by a name that somebody may have exchanged
+// meanwhile. `pattern` ends with XXXXXX; empty when there can be none.
+std::string makePrivateFolder(const std::string& pattern);
+
 // The process ends with this exit code when it has not ended so long from now.
 void limitEnd(int exitCode, int seconds);
 

@@ -1,6 +1,7 @@
 #include "applications/bench/core/platform.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <pwd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -16,6 +17,12 @@ extern "C" void endNow(int)
 }
 
 } // namespace
+
+std::string makePrivateFolder(const std::string& pattern)
+{
+    std::string path = pattern;
+    return mkdtemp(path.data()) == nullptr ? std::string() : path;
+}
 
 bool isTerminal(FILE* stream)
 {

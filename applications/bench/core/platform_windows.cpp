@@ -1,8 +1,17 @@
 #include "applications/bench/core/platform.h"
 
+#include <QTemporaryDir>
+
 #include <io.h>
 #include <thread>
 #include <windows.h>
+
+std::string makePrivateFolder(const std::string& pattern)
+{
+    QTemporaryDir folder(QString::fromLocal8Bit(pattern.c_str()));
+    folder.setAutoRemove(false);
+    return folder.isValid() ? folder.path().toLocal8Bit().toStdString() : std::string();
+}
 
 bool isTerminal(FILE* stream)
 {
