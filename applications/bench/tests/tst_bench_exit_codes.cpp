@@ -649,6 +649,25 @@ private Q_SLOTS:
         QVERIFY(lines.isEmpty() || lines.constFirst().startsWith("mdc-bench: "));
     }
 
+    // A configuration of somebody else would write what it likes to the screen, and Ctrl-C would end nothing.
+    void ownTerminal() // docs/security.md
+    {
+        if (!hasPseudoTerminals())
+            QSKIP("a console is no serial port here");
+        const QJsonObject line{{"transport", "rtu"}, {"serialPort", "/dev/tty"}};
+        const QString config = m_samples.filePath("terminal.json");
+        QVERIFY(writeFile(config, QJsonDocument(withLink(sampleBench(), line)).toJson()));
+        QProcess terminal;
+        terminal.start("script",
+                       {"-qec", benchProgram() + " --config " + config + " run getInfo", "/dev/null"});
+        terminal.closeWriteChannel();
+        const BenchEnd end = endOf(terminal);
+        QCOMPARE(end.exitCode, 5);
+        QVERIFY2(end.out.contains("/dev/tty") &&
+                     end.out.contains("it is the terminal that this program runs in, and not a serial port"),
+                 qPrintable(end.out));
+    }
+
     // By generation 1's map a controller of another one has something else written. Noise is enough for an
     // answer that nobody can read.
     void unreadableIdentification() // docs/security.md

@@ -105,6 +105,11 @@ void DeviceHolder::onProblem()
     Q_EMIT failed(deviceProblem(*m_device));
 }
 
+void DeviceHolder::onRefused(const QString& reason)
+{
+    Q_EMIT failed(reason);
+}
+
 void DeviceHolder::onBytes()
 {
     QIODevice* const device = m_device;

@@ -45,6 +45,8 @@ public:
     // For the transport, which knows what its kind of device tells: it is open, or cannot be used any more.
     void onOpened();
     void onProblem();
+    // It is none that may be used, for a reason of the driver's own.
+    void onRefused(const QString& reason);
 
 Q_SIGNALS:
     void opened();

@@ -2,6 +2,7 @@
 
 #include "plugins/p_driver_modbus/source/device_holder.h"
 #include "plugins/p_driver_modbus/source/line_drain.h"
+#include "plugins/p_driver_modbus/source/platform.h"
 #include "plugins/p_driver_modbus/source/wire_time.h"
 
 #include <QSerialPort>
@@ -43,7 +44,18 @@ QIODevice* RtuTransport::makeDevice(DeviceHolder& holder) const
 bool RtuTransport::open(QIODevice& device) const
 {
     auto& port = static_cast<QSerialPort&>(device);
-    return port.open(QIODevice::ReadWrite) && port.clear();
+    if (!port.open(QIODevice::ReadWrite))
+        return false;
+    // Frames would be shown as whatever their bytes mean to it, what is typed would be taken for answers, and
+    // Ctrl-C for a byte of them.
+    if (isTerminalOfProcess(port)) {
+        port.close();
+        static_cast<DeviceHolder*>(port.parent())
+            ->onRefused(
+                QStringLiteral("it is the terminal that this program runs in, and not a serial port"));
+        return false;
+    }
+    return port.clear();
 }
 
 // What has come unread since the line was silent answers nothing that is asked now.
