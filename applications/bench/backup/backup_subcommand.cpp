@@ -85,7 +85,7 @@ BackupSubcommand::BackupSubcommand()
 void BackupSubcommand::addTo(OptionSet& options)
 {
     m_options.device.addTo(options);
-    options.text("--name", "TEXT", m_options.name, "Text in the name of the file [none]");
+    options.anyText("--name", "TEXT", m_options.name, "Text in the name of the file [none]");
     options.text("--folder", "DIR", m_options.folder, "Folder of the file [the current one]");
     options.flag("--force", m_options.overwrite, "Replace a file of the same name");
 }

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace {
@@ -21,6 +22,19 @@ CLI::Option* addTexts(CLI::App& app, const std::string& name, QStringList& value
                 values.append(withoutMark(word));
         },
         description);
+}
+
+// "nan" is within every range.
+std::string numberComplaint(const std::string& text)
+{
+    double number = 0;
+    return CLI::detail::lexical_cast(text, number) && std::isnan(number) ? text + " is no number"
+                                                                         : std::string();
+}
+
+std::string emptyComplaint(const std::string& text)
+{
+    return withoutMark(text).isEmpty() ? "the value is empty; is a variable not set?" : std::string();
 }
 
 } // namespace
@@ -77,6 +91,12 @@ AddedOption OptionSet::flag(const std::string& name, bool& value, const std::str
 AddedOption OptionSet::text(const std::string& name, const char* type, QString& value,
                             const std::string& description)
 {
+    return anyText(name, type, value, description).check(&emptyComplaint);
+}
+
+AddedOption OptionSet::anyText(const std::string& name, const char* type, QString& value,
+                               const std::string& description)
+{
     return converted(
         name, type, [&value](const QString& text) { value = text; }, description);
 }
@@ -86,6 +106,7 @@ AddedOption OptionSet::texts(const std::string& name, const char* type, QStringL
 {
     return AddedOption(addTexts(m_app, name, values, description)
                            ->type_name(type)
+                           ->check(emptyComplaint, "")
                            ->expected(1)
                            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll));
 }
@@ -128,6 +149,7 @@ AddedOption OptionSet::seconds(const std::string& name, int& milliseconds, doubl
                                },
                                description)
                            ->type_name("S")
+                           ->check(numberComplaint, "")
                            ->check(CLI::Range(lowest, highest).description("")));
 }
 
@@ -139,7 +161,10 @@ AddedOption OptionSet::word(const std::string& name, QString& value, const std::
 AddedOption OptionSet::words(const std::string& name, QStringList& values, int fewest, int most,
                              const std::string& description)
 {
-    return AddedOption(addTexts(m_app, name, values, description)->type_name("")->expected(fewest, most));
+    return AddedOption(addTexts(m_app, name, values, description)
+                           ->type_name("")
+                           ->check(emptyComplaint, "")
+                           ->expected(fewest, most));
 }
 
 void OptionSet::requireOneOf(std::initializer_list<AddedOption> options, const char* complaint)

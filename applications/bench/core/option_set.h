@@ -50,9 +50,14 @@ public:
     {}
 
     AddedOption flag(const std::string& name, bool& value, const std::string& description);
+    // An empty one is refused: it is a variable of a script that is not set, and the value would be another
+    // one than was meant.
     AddedOption text(const std::string& name, const char* type, QString& value,
                      const std::string& description);
-    // One text each time that it is given.
+    // For which empty means something.
+    AddedOption anyText(const std::string& name, const char* type, QString& value,
+                        const std::string& description);
+    // One text each time that it is given, none of them empty.
     AddedOption texts(const std::string& name, const char* type, QStringList& values,
                       const std::string& description);
     // A text that goes through `take`.
@@ -67,7 +72,7 @@ public:
     // From `lowest` to `highest` seconds, as milliseconds.
     AddedOption seconds(const std::string& name, int& milliseconds, double lowest, double highest,
                         const std::string& description);
-    // Positional: a word without a name in front of it, and several.
+    // Positional: a word without a name in front of it, and several; none is empty.
     AddedOption word(const std::string& name, QString& value, const std::string& description);
     AddedOption words(const std::string& name, QStringList& values, int fewest, int most,
                       const std::string& description);

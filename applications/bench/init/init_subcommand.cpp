@@ -73,7 +73,7 @@ void InitSubcommand::addTo(OptionSet& options)
             "--offset", "0|-1", m_options.offset,
             "What is added to a register's number on the wire: -1 where the documentation counts from 1 [0]")
         .oneOf({"0", "-1"});
-    options.text("--reference", "TEXT", m_options.reference,
+    options.anyText("--reference", "TEXT", m_options.reference,
                  "Order reference of the controller, with MDTC, MDC or BM in it [by its model]");
     options
         .text("--generation", "1|2|all", m_options.generation,

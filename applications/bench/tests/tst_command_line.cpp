@@ -104,6 +104,19 @@ private Q_SLOTS:
             << QStringList{"results", "--output", "x", "--rotate-size", "0"} << "--rotate-size";
         QTest::newRow("results without a controller")
             << QStringList{"results", "--simulate", "none"} << "--config";
+        // A script's variable that is not set.
+        const char* const empty = "the value is empty; is a variable not set?";
+        QTest::newRow("empty configuration")
+            << QStringList{"--config", "", "run", "setLock", "lock=1"} << empty;
+        QTest::newRow("empty object") << QStringList{"run", "setLock", "lock=0", "--object", ""} << empty;
+        QTest::newRow("empty record") << QStringList{"--record", "", "run", "getInfo"} << empty;
+        QTest::newRow("empty log") << QStringList{"results", "--output", ""} << empty;
+        QTest::newRow("empty folder") << QStringList{"backup", "--folder", ""} << empty;
+        QTest::newRow("empty file") << QStringList{"restore", "", "--presets", "3"} << empty;
+        QTest::newRow("one empty file of two") << QStringList{"compare", "one.csv", ""} << empty;
+        QTest::newRow("empty new folder") << QStringList{"init", "", "--host", "x"} << empty;
+        QTest::newRow("seconds that are no number")
+            << QStringList{"run", "listenEventsData", "--seconds", "nan"} << "nan is no number";
         QTest::newRow("demo for machines") << QStringList{"demo", "--format", "json"} << "--format";
     }
 
