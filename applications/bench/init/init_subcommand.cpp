@@ -74,7 +74,7 @@ void InitSubcommand::addTo(OptionSet& options)
             "What is added to a register's number on the wire: -1 where the documentation counts from 1 [0]")
         .oneOf({"0", "-1"});
     options.anyText("--reference", "TEXT", m_options.reference,
-                 "Order reference of the controller, with MDTC, MDC or BM in it [by its model]");
+                    "Order reference of the controller, with MDTC, MDC or BM in it [by its model]");
     options
         .text("--generation", "1|2|all", m_options.generation,
               "Generations to write, whether or not the controller answers [the one that answers]")
