@@ -1,7 +1,6 @@
 #include "tests/soak/process_use.h"
 
 #include <QByteArray>
-#include <QDir>
 #include <QFile>
 
 namespace {
@@ -27,15 +26,6 @@ qint64 residentBytes()
     constexpr qint64 c_kilobyte = 1024;
     const qint64 kilobytes = statusValue("VmRSS");
     return kilobytes < 0 ? -1 : kilobytes * c_kilobyte;
-}
-
-int openDescriptors()
-{
-    const QDir folder(QStringLiteral("/proc/self/fd"));
-    return folder.exists()
-               ? static_cast<int>(
-                     folder.entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size())
-               : -1;
 }
 
 int threadCount()

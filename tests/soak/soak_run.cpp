@@ -3,6 +3,7 @@
 #include "tests/soak/line_fit.h"
 #include "tests/soak/process_use.h"
 #include "tests/support/configuration_errors.h"
+#include "tests/support/process_watch.h"
 
 #include <QTimer>
 
