@@ -5,6 +5,7 @@
 #include "plugins/p_device_mdc/model/channel_names.h"
 #include "plugins/p_device_mdc/model/command_needs.h"
 
+#include <QElapsedTimer>
 #include <QMap>
 
 #include <algorithm>
@@ -12,8 +13,11 @@
 
 namespace {
 
-constexpr int c_pollInterval = 50; // ms
-constexpr int c_polls = 20;        // a controller takes its time to show what it was told
+constexpr int c_pollInterval = 50;     // ms
+constexpr int c_polls = 20;            // a controller takes its time to show what it was told
+constexpr int c_longestPolling = 3000; // ms, which hold all polls of one that answers at once
+// One that answers slowly is asked so often at least, and once where nobody wants to wait.
+constexpr int c_fewestPolls = 3;
 // Reads that are not done: 10 s of those that fail at once, and ten that wait for an answer.
 constexpr int c_mostMissed = 200;
 constexpr int c_slowMiss = 20;
@@ -111,7 +115,9 @@ public:
         , m_motor(QStringLiteral("motorRun") + generationSuffix(controller.generation))
         , m_means(means)
         , m_known(known)
-    {}
+    {
+        m_clock.start();
+    }
 
     QList<ProbeFinding> run();
 
@@ -136,6 +142,7 @@ private:
     // An error has been found of this channel.
     bool isDoubtful(const QString& channel) const;
     std::optional<int> read(const QString& channel) const;
+    qint64 now() const { return m_means.now ? m_means.now() : m_clock.elapsed(); }
     bool comesToShow(const QString& channel, int value) const;
     // All that the actions show, by channel.
     QMap<QString, int> states() const;
@@ -158,6 +165,7 @@ private:
     mutable bool m_wasSlow = false;   // and was waited for
     mutable bool m_isRead = false;    // one of the last polls was answered
     mutable bool m_isAnother = false; // or may be
+    QElapsedTimer m_clock;
     QMap<QString, int> m_before;
     QList<ProbeFinding> m_findings;
 };
@@ -208,6 +216,7 @@ bool Proof::comesToShow(const QString& channel, int value) const
 {
     m_isRead = false;
     int missed = 0;
+    const qint64 begin = now();
     for (int poll = 0; poll < c_polls && missed < c_mostMissed;) {
         const std::optional<int> shown = read(channel);
         if (shown == value)
@@ -218,7 +227,9 @@ bool Proof::comesToShow(const QString& channel, int value) const
             ++poll;
         else
             missed += m_isSilent && m_wasSlow ? c_slowMiss : 1;
-        if (m_isSilent && m_means.isInterrupted && m_means.isInterrupted())
+        const bool isInterrupted = m_means.isInterrupted && m_means.isInterrupted();
+        const bool isLate = now() - begin > c_longestPolling;
+        if (isInterrupted ? m_isSilent || (isLate && poll > 0) : isLate && poll >= c_fewestPolls)
             return false;
         m_means.wait(c_pollInterval);
     }

@@ -29,6 +29,8 @@ struct WriteMeans
     std::function<bool()> isInterrupted = {};
     // Why nobody can say that it is still the controller that the map was chosen for; empty when it is.
     std::function<QString()> doubtOfController = {};
+    // Milliseconds since some moment; without it the proof looks at a clock itself.
+    std::function<qint64()> now = {};
 };
 
 // Proves the channels that are written: each is written a value that the channel of its state does not show,

@@ -641,6 +641,43 @@ private Q_SLOTS:
         QCOMPARE(int(controller.value("lock").value_or(99)), lock);
     }
 
+    // Each of its answers takes nearly as long as it may: a person who has pressed Ctrl-C does not wait for
+    // twenty of them.
+    void slowStates_data()
+    {
+        QTest::addColumn<bool>("isInterrupted");
+        QTest::addColumn<int>("reads"); // of the state: before, while it may come, and of what has changed
+        QTest::newRow("waited for") << false << 6;
+        QTest::newRow("interrupted") << true << 4;
+    }
+
+    void slowStates() // docs/security.md
+    {
+        QFETCH(bool, isInterrupted);
+        QFETCH(int, reads);
+        const QJsonObject configuration = deviceConfiguration(sampleBench());
+        Simulator simulator(configuration, *ControllerProfile::byName("mdc32-gen2"));
+        SimulatedController& controller = simulator.controller();
+        controller.setValue("lock", 1);
+        QStringList values;
+        qint64 time = 0;
+        int read = 0;
+        WriteMeans means{readerOf(controller, {}),
+                         scriptedWriter(controller, 6004, {{1, WriteEnd::Lost}}, &values),
+                         [](const QString& text) { return text.contains("\"lockChangeV2\""); }, [](int) {}};
+        means.read = [&, reader = means.read](const ReadRequest& request) {
+            time += 2800;
+            read += request.address == 6105 && !values.isEmpty() ? 1 : 0;
+            return reader(request);
+        };
+        means.now = [&time] { return time; };
+        means.isInterrupted = [&] { return isInterrupted && !values.isEmpty(); };
+        proveWrites(configuration, c_connected, means, {});
+        QCOMPARE(values.join(' '), QString("0"));
+        QVERIFY2(read <= reads, qPrintable(QString::number(read)));
+        QCOMPARE(int(controller.value("lock").value_or(99)), 1);
+    }
+
     void putsBackNothingElse_data()
     {
         QTest::addColumn<QString>("channel"); // whose register is another one in the map
