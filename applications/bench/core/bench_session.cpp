@@ -139,6 +139,12 @@ std::optional<BenchProblem> BenchSession::startSimulator()
         return BenchProblem{ExitCode::Configuration,
                             {QStringLiteral("%1 has no device object with a driver that could be simulated")
                                  .arg(configurationName())}};
+    // Who forgets the option in the folder of his bench is told that a tool is locked which is not.
+    const QString forgotten = QStringLiteral("bench.json");
+    if (m_general.configFile.isEmpty() && QFileInfo::exists(forgotten))
+        m_console.warning(QStringLiteral("the %1 of this folder is not used without --config %1: a simulated "
+                                         "controller answers")
+                              .arg(forgotten));
     m_simulation.emplace(m_general, device, m_console);
     problem = m_simulation->start();
     if (problem)

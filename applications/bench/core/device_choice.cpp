@@ -52,6 +52,20 @@ OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int time
     return end;
 }
 
+ExitCode tellUnreadable(const BenchSession& session, const DAbstractPlugin& device,
+                        const QString& consequence, Console& console)
+{
+    const QString answer = session.unreadableAnswer(device);
+    if (answer.isEmpty())
+        return ExitCode::Done;
+    console.error(QStringLiteral("%1the controller could not be identified (getInfo): it gave %2")
+                      .arg(consequence, answer));
+    console.hint(
+        QStringLiteral("look whether it is a controller of a supported family and what else is on its "
+                       "line"));
+    return ExitCode::NotConnected;
+}
+
 std::optional<BenchProblem> broadcastProblem(const BenchSession& session, const DAbstractPlugin& plugin)
 {
     const DAbstractPlugin* const driver = session.driverOf(plugin);

@@ -16,6 +16,12 @@ DAbstractPlugin* deviceWithCommands(const BenchSession& session, const QStringLi
 OrderEnd identifyOrTell(BenchSession& session, DAbstractPlugin& device, int timeout,
                         const QString& consequence, Console& console);
 
+// Tells `consequence` and that nobody knows which controller this is, when an answer that could not be read
+// was the last one to that question: the plug-in takes such a one for generation 1, of which other registers
+// are known.
+ExitCode tellUnreadable(const BenchSession& session, const DAbstractPlugin& device,
+                        const QString& consequence, Console& console);
+
 // That what is written by the object's link may reach every controller of a line, since it speaks to unit 0
 // over TCP; nothing where it does not. On a serial line that unit is refused with the configuration.
 std::optional<BenchProblem> broadcastProblem(const BenchSession& session, const DAbstractPlugin& plugin);

@@ -53,6 +53,13 @@ Meeting askWho(BenchSession& session, DAbstractPlugin& device, const QString& re
     if (!information)
         return failed(ExitCode::CommandFailed,
                       linkError(device, session, QStringLiteral("it tells nothing")));
+    // The plug-in takes it for generation 1, whose map would be written.
+    if (information->version.isEmpty())
+        return failed(ExitCode::NotConnected,
+                      linkError(device, session,
+                                QStringLiteral(
+                                    "it gives an identification that no known controller gives: look "
+                                    "whether it is one of a supported family and what else is on its line")));
     const QString found = reference.isEmpty() ? referenceOfModel(information->controllerModel) : reference;
     if (reference.isEmpty() && !found.isEmpty()) {
         // The name of the tool needs the reference.

@@ -1,5 +1,7 @@
 #include "applications/bench/results/results_run.h"
 
+#include "applications/bench/core/device_choice.h"
+
 #include <lib_plugins_management/d_abstract_command.h>
 #include <lib_plugins_management/d_abstract_plugin.h>
 #include <lib_plugins_management/driver_contract.h>
@@ -174,6 +176,14 @@ void ResultsRun::identify()
 
 void ResultsRun::handleIdentity(const DOrderOutcome& outcome)
 {
+    // The plug-in takes a controller whose answer it cannot read for generation 1. Asked again with the next
+    // update, as when nobody answers.
+    if (identityOf(outcome).version.isEmpty()) {
+        m_console.recurringWarning(QStringLiteral(
+            "it is not known which controller answers: what it tells of itself cannot be read; "
+            "nothing is logged until it can"));
+        return;
+    }
     const QString serial = serialOf(outcome.results);
     const int generation = generationOf(outcome.results);
     const QList<EventUpdate> waiting = std::exchange(m_waiting, {});

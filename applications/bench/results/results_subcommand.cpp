@@ -133,6 +133,10 @@ ExitCode ResultsSubcommand::run(const GeneralOptions& general, Console& console,
     const OrderEnd identified = identifyOrTell(session, *device, 0, QString(), console);
     if (identified.code != ExitCode::Done)
         return identified.code;
+    const ExitCode readable =
+        tellUnreadable(session, *device, QStringLiteral("nothing is logged: "), console);
+    if (readable != ExitCode::Done)
+        return readable;
     const QVariantMap information = identified.outcome.results;
     const EventSource source = sourceOf(session, *device, information, m_options.programName, console);
     if (!source.errors.isEmpty())

@@ -22,6 +22,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <filesystem>
 
 namespace {
 
@@ -694,6 +695,59 @@ private Q_SLOTS:
         QCOMPARE(lock({"--force"}).exitCode, 0);
         QCOMPARE(lock({"--no-identify"}).exitCode, 0);
         QCOMPARE(simulator.controller().writes().size(), 2);
+        // Nor is anything of generation 1's registers told as a value or a tightening of it.
+        for (const QStringList& words :
+             {QStringList{"watch", "direction", "--count", "1"}, QStringList{"results", "--seconds", "2"}}) {
+            const BenchEnd end = endOf(*startBench(QStringList{"--config", config} + words));
+            QVERIFY2(end.exitCode == 5 && end.out.isEmpty() &&
+                         end.err.contains("which no known controller gives"),
+                     qPrintable(end.out + end.err));
+        }
+        const QString folder = m_samples.filePath("unreadable");
+        const BenchEnd init = endOf(*startBench(
+            {"init", folder, "--host", "127.0.0.1", "--port", QString::number(simulator.tcpPort())}));
+        QVERIFY2(init.exitCode != 0 && init.err.contains("that no known controller gives"),
+                 qPrintable(init.out + init.err));
+        QVERIFY(!QFile::exists(folder + "/bench.json"));
+    }
+
+    void forgottenConfiguration()
+    {
+        const QTemporaryDir folder;
+        const auto run = [&folder] {
+            QProcess bench;
+            bench.setWorkingDirectory(folder.path());
+            bench.start(benchProgram(), {"run", "setLock", "lock=1"});
+            return endOf(bench);
+        };
+        QCOMPARE(run().err, QString());
+        QVERIFY(
+            QFile::copy(MDC_SOURCE_DIRECTORY "/configurations/bench.json", folder.filePath("bench.json")));
+        const BenchEnd end = run();
+        QCOMPARE(end.exitCode, 0);
+        QVERIFY2(end.err.contains("is not used without --config bench.json: a simulated controller answers"),
+                 qPrintable(end.err));
+    }
+
+    // A file that is replaced is not written to: by another name it may be somebody else's.
+    void replacedValues() // docs/security.md
+    {
+        const QString notes = m_samples.filePath("notes.txt");
+        const QString values = m_samples.filePath("values.csv");
+        QVERIFY(writeFile(notes, "notes"));
+        std::error_code failed;
+        std::filesystem::create_hard_link(notes.toStdString(), values.toStdString(), failed);
+        if (failed)
+            QSKIP("a file has one name only here");
+        const BenchEnd end =
+            endOf(*startBench({"watch", "direction", "--csv", values, "--force", "--count", "1"}));
+        QVERIFY2(end.exitCode == 0, qPrintable(end.err));
+        QFile kept(notes);
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), QByteArray("notes"));
+        QFile written(values);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        QCOMPARE(written.readAll().count('\n'), 2); // the names and a reading
     }
 
     void examplesOfTheHelp_data()

@@ -101,14 +101,17 @@ ExitCode WatchRun::openCsv()
     const QString& path = m_options.csvFile;
     const QByteArray header = watchCsvHeader(m_reading.names);
     QString reason;
-    bool isOpen =
-        m_options.replacesCsv ? openPlainFile(m_csv, path, &reason) : openNewFile(m_csv, path, &reason);
+    // What is replaced is not written to: the file may have another name, or another owner.
+    const bool replaces = m_options.replacesCsv && QFileInfo::exists(path);
+    bool isOpen = replaces ? isFreeForFile(path, &reason) && putFile(path, header, &reason) &&
+                                 openPlainFile(m_csv, path, &reason)
+                           : openNewFile(m_csv, path, &reason);
     if (!isOpen && !m_options.replacesCsv && QFileInfo(path).isFile() && !QFileInfo(path).isSymLink()) {
         m_console.error(QStringLiteral("%1 is there already and was left alone").arg(path));
         m_console.hint(QStringLiteral("name another file, or replace this one with --force"));
         return ExitCode::CommandFailed;
     }
-    if (isOpen && !(m_csv.resize(0) && m_csv.write(header) == header.size() && m_csv.flush())) {
+    if (isOpen && !replaces && !(m_csv.write(header) == header.size() && m_csv.flush())) {
         reason = m_csv.errorString();
         isOpen = false;
     }
@@ -145,6 +148,9 @@ QString WatchRun::identifyAgain()
         return {};
     if (end.code != ExitCode::Done)
         return end.outcome.errorMessage;
+    const QString unreadable = m_session.unreadableAnswer(m_device);
+    if (!unreadable.isEmpty())
+        return QStringLiteral("it is not known which controller answers: it gave %1").arg(unreadable);
     m_connections = connections();
     m_isOutOfSight = false;
     return {};

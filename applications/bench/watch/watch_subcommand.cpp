@@ -62,6 +62,9 @@ ExitCode WatchSubcommand::run(const GeneralOptions& general, Console& console, I
     const OrderEnd identified = identifyOrTell(session, *device, 0, QString(), console);
     if (identified.code != ExitCode::Done)
         return identified.code;
+    const ExitCode readable = tellUnreadable(session, *device, QString(), console);
+    if (readable != ExitCode::Done)
+        return readable;
     // Who has answered has a driver.
     DAbstractPlugin* const driver = session.driverOf(*device);
     session.startFaults();
