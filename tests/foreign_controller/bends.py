@@ -11,9 +11,11 @@ NO_END, CLOSE, RESET = "open", "close", "reset"
 
 # What an answer says, and so how the order has to end.
 ACKNOWLEDGED = "acknowledged"    # the good answer is there, in time and first
+# Behind a connection that is given up there may be another controller: what is left of the order is not sent.
+AND_MORE = "acknowledged, and bytes that nobody has asked for"
 REFUSED = "refused"              # an exception that says that it is not done
 UNKNOWN = "unknown"              # anything else
-TWO_MINDS = "acknowledged, unless the rest meets the next request"
+TWO_MINDS = "acknowledged, and the rest may meet the next request"
 
 # Which writes are bent: carried out before the answer, left undone, or one each.
 BOTH = (True, False)
@@ -82,7 +84,7 @@ def other_value(answer):
 BENDS = [
     Bend("no answer", UNKNOWN, BOTH, EVERY_WRITE, bent(lambda answer: b"")),
     Bend("late", UNKNOWN, BOTH, EVERY_WRITE, lambda answer, before: Delivery([(LATE, answer)], NO_END)),
-    Bend("twice", ACKNOWLEDGED, ONLY_CARRIED, EVERY_WRITE, bent(lambda answer: answer + answer)),
+    Bend("twice", AND_MORE, ONLY_CARRIED, EVERY_WRITE, bent(lambda answer: answer + answer)),
     Bend("twice, apart", TWO_MINDS, ONLY_CARRIED, EVERY_WRITE,
          lambda answer, before: Delivery([(0, answer), (0.01, answer)], NO_END)),
     Bend("cut in the header", UNKNOWN, BOTH, EVERY_WRITE, bent(lambda answer: answer[:5])),
@@ -114,7 +116,7 @@ BENDS = [
     Bend("echo of another count", UNKNOWN, BOTH, OF_COUNT,
          bent(lambda answer: with_word(answer, HEADER_SIZE + 3, lambda word: word + 1))),
     Bend("garbage before", UNKNOWN, BOTH, EVERY_WRITE, bent(lambda answer: b"\xa5\x5a\x3c\xc3\x7e" + answer)),
-    Bend("garbage after", ACKNOWLEDGED, ONLY_CARRIED, EVERY_WRITE,
+    Bend("garbage after", AND_MORE, ONLY_CARRIED, EVERY_WRITE,
          bent(lambda answer: answer + b"\xa5\x5a\x3c\xc3\x7e")),
     Bend("closed before the answer", UNKNOWN, BOTH, EVERY_WRITE, lambda answer, before: at_once(b"", CLOSE)),
     Bend("reset before the answer", UNKNOWN, BOTH, EVERY_WRITE, lambda answer, before: at_once(b"", RESET)),
@@ -123,7 +125,7 @@ BENDS = [
     Bend("the answer before", UNKNOWN, BOTH, EVERY_WRITE, lambda answer, before: at_once(before)),
     Bend("the answer before, renumbered", UNKNOWN, BOTH, EVERY_WRITE,
          lambda answer, before: at_once(answer[:2] + before[2:])),
-    Bend("two answers in one segment", ACKNOWLEDGED, ONLY_CARRIED, EVERY_WRITE,
+    Bend("two answers in one segment", AND_MORE, ONLY_CARRIED, EVERY_WRITE,
          bent(lambda answer: answer + with_next_transaction(answer))),
     Bend("byte by byte", ACKNOWLEDGED, ONLY_CARRIED, EVERY_WRITE,
          lambda answer, before: Delivery([(BETWEEN_BYTES, bytes([byte])) for byte in answer], NO_END)),

@@ -2,11 +2,12 @@
 
 from collections import namedtuple
 
-from bends import ACKNOWLEDGED, REFUSED, TWO_MINDS, UNKNOWN
+from bends import ACKNOWLEDGED, AND_MORE, REFUSED, TWO_MINDS, UNKNOWN
 from foreign_controller import UNIT
 from operations import Frame, configured, writes_of
 
-EXIT_CODES = {ACKNOWLEDGED: (0,), REFUSED: (7,), UNKNOWN: (9,), TWO_MINDS: (0, 9)}
+EXIT_CODES = {ACKNOWLEDGED: (0,), REFUSED: (7,), UNKNOWN: (9,), TWO_MINDS: (0, 1, 9)}
+STOPPED = 1
 
 # "end" is the exit code, None when it had to be killed; "written" and "uncertain" are pairs of number and value.
 Said = namedtuple("Said", "end seconds text document written uncertain")
@@ -52,15 +53,24 @@ def stored_frames(known):
     return [Frame(one.function, one.address, (one.value,)) for one in known.stored]
 
 
+def exit_codes(operation, says):
+    if says != AND_MORE:
+        return EXIT_CODES[says]
+    return (0 if len(writes_of(operation.requests)) == operation.bent_write else STOPPED,)
+
+
 def wrong_end(operation, says, said, known):
     wrong = []
-    if said.end not in EXIT_CODES[says]:
-        wrong.append(f"exit code {said.end} instead of {' or '.join(map(str, EXIT_CODES[says]))}")
+    codes = exit_codes(operation, says)
+    if said.end not in codes:
+        wrong.append(f"exit code {said.end} instead of {' or '.join(map(str, codes))}")
     if said.document.get("exitCode") != said.end or said.document.get("ok") is not (said.end == 0):
         wrong.append("the document has another end than the program")
     planned = pairs(writes_of(operation.requests))
     if said.end == 0 and (pairs(stored_frames(known)) != planned or said.written != planned):
         wrong.append("exit code 0, and not everything was carried out and told as written")
+    if says == AND_MORE and (said.written != planned[:operation.bent_write] or said.uncertain):
+        wrong.append("what was acknowledged, and that alone, is not told as written")
     if says == REFUSED and said.uncertain:
         wrong.append("the controller has said that it is not done, and it is told as uncertain")
     return wrong
@@ -82,6 +92,9 @@ def wrong_requests(operation, says, said, known):
     numbers = [(one.connection, one.transaction) for one in known.requests]
     if len(set(numbers)) != len(numbers):
         wrong.append("two requests of one connection have one transaction number")
+    if says == AND_MORE and len(writes_of(frames)) != operation.bent_write:
+        wrong.append(f"{len(writes_of(frames))} writes, and the connection was given up behind number "
+                     f"{operation.bent_write}")
     if says in (UNKNOWN, REFUSED) and len(writes_of(frames)) != operation.bent_write:
         wrong.append(f"{len(writes_of(frames))} writes, and number {operation.bent_write} was not acknowledged")
     return wrong

@@ -2,7 +2,7 @@
 
 import unittest
 
-from bends import ACKNOWLEDGED, REFUSED, UNKNOWN
+from bends import ACKNOWLEDGED, AND_MORE, REFUSED, UNKNOWN
 from foreign_controller import Request, Stored, UNIT
 from judgement import Known, Said, judge
 from operations import OPERATIONS, configured, writes_of
@@ -42,6 +42,21 @@ class JudgementTest(unittest.TestCase):
         self.assertEqual(self.found(UNKNOWN, *truth(self.operation, 9, False)), [])
         self.assertEqual(self.found(REFUSED, *truth(self.operation, 7, False)), [])
         self.assertEqual(self.found(ACKNOWLEDGED, *truth(self.operation, 0, True)), [])
+
+    def test_stopped_behind_more(self):
+        self.assertEqual(self.found(AND_MORE, *truth(self.operation, 0, True)), [])
+        self.operation = next(one for one in OPERATIONS if len(writes_of(one.requests)) > one.bent_write)
+        writes = writes_of(self.operation.requests)[:self.operation.bent_write]
+        sent = self.operation.requests[:self.operation.requests.index(writes[-1]) + 1]
+        said = Said(1, 0.1, "", {"exitCode": 1, "ok": False}, [configured(one) for one in writes], [])
+        known = Known(requests(self.operation)[:len(sent)],
+                      [Stored(one.function, one.address, one.values[0]) for one in writes], 1, [])
+        self.assertEqual(self.found(AND_MORE, said, known), [])
+        self.expect("exit code 9 instead of 1", AND_MORE, said._replace(end=9), known)
+        self.expect("is not told as written", AND_MORE,
+                    said._replace(written=said.written[:-1], uncertain=said.written[-1:]), known)
+        self.expect("the connection was given up", AND_MORE, said,
+                    known._replace(requests=requests(self.operation)))
 
     def test_change_that_is_not_told(self):
         said, known = truth(self.operation, 9, True)
