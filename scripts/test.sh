@@ -3,7 +3,7 @@
 # the release, the fuzz targets for a moment and all tests under AddressSanitizer and
 # UndefinedBehaviorSanitizer.
 #
-# What mostly waits, or can wait, goes on beside the rest; its words come when it is waited for.
+# What mostly waits goes on beside the rest; its words come when it is waited for.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -52,12 +52,10 @@ ended() {
 }
 trap ended EXIT
 
-# A test may count on answers within a second: builds give way to it. What nothing waits for yet takes what is left over.
+# A test may count on answers within a second: what is built beside one gives way to it, and beside those under the
+# sanitizers nothing is built. One that waits for the disk waits for whoever has begun to write to it, and the less
+# of a processor that one is given the longer.
 give_way=(nice -n 10)
-left_over=(nice -n 19)
-if chrt --idle 0 true 2>/dev/null; then
-  left_over=(chrt --idle 0)
-fi
 
 step "packages"
 scripts/setup.sh
@@ -82,25 +80,26 @@ beside release of_the_release
 # takes some seconds: scripts/tidy.sh without files takes the applications, tests and benchmarks too, and three
 # times as long.
 mapfile -t sources < <(git ls-files 'framework/*.cpp' 'plugins/*.cpp' | grep -v /tests/)
-beside tidy "${left_over[@]}" scripts/tidy.sh build/release "${sources[@]}"
+beside tidy "${give_way[@]}" scripts/tidy.sh build/release "${sources[@]}"
 
-step "build with sanitizers; beside it tests of the release, and clang-tidy with what is left of the processors"
+step "build with sanitizers; beside it tests of the release, and clang-tidy"
 cmake --preset asan >/dev/null
 "${give_way[@]}" cmake --build --preset asan
-beside fuzz "${left_over[@]}" scripts/fuzz.sh --build
+
+step "build of what is fuzzed"
+"${give_way[@]}" scripts/fuzz.sh --build
 
 step "tests of the release, which began before"
 wait_for release
 
-step "tests under AddressSanitizer and UndefinedBehaviorSanitizer; beside them the build of what is fuzzed"
-ctest --preset asan --output-junit tests.xml
-
 step "clang-tidy, which began before"
 wait_for tidy
 
+step "tests under AddressSanitizer and UndefinedBehaviorSanitizer"
+ctest --preset asan --output-junit tests.xml
+
 # Long runs are for whoever changes what is fuzzed: scripts/fuzz.sh 600.
 step "fuzzing"
-wait_for fuzz
 scripts/fuzz.sh 3
 
 step "done"

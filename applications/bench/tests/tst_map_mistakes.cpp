@@ -648,7 +648,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isInterrupted");
         QTest::addColumn<int>("reads"); // of the state: before, while it may come, and of what has changed
         QTest::newRow("waited for") << false << 6;
-        QTest::newRow("interrupted") << true << 4;
+        QTest::newRow("interrupted") << true << 5;
     }
 
     void slowStates() // docs/security.md
