@@ -9,15 +9,16 @@
 
 ModbusLink::ModbusLink(const ModbusConfiguration& configuration, QObject* parent)
     : QObject(parent)
-    , m_clocks(LinkClocks::ofThisThread())
     , m_transport(makeTransport(configuration))
     , m_queue(configuration.queueCapacity)
     , m_connection(*m_transport, m_statistics, *this)
-    , m_deadlineAlarm(m_clocks->deadlines, [this] { onDeadline(); })
 {
-    m_pauseTimer.setSingleShot(true);
-    m_pauseTimer.setTimerType(Qt::PreciseTimer);
+    for (QTimer* timer : {&m_pauseTimer, &m_deadlineTimer}) {
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+    }
     connect(&m_pauseTimer, &QTimer::timeout, this, [this] { m_inFlight ? sendTaken() : sendNext(); });
+    connect(&m_deadlineTimer, &QTimer::timeout, this, &ModbusLink::onDeadline);
     m_deliveryTimer.setSingleShot(true);
     connect(&m_deliveryTimer, &QTimer::timeout, this, &ModbusLink::deliverOutcomes);
     connect(&m_connection, &ModbusConnection::connectedChanged, this, &ModbusLink::connectedChanged);
@@ -92,7 +93,7 @@ void ModbusLink::shutDown()
 {
     const QString reason = QStringLiteral("the driver instance is ended");
     onLost(reason);
-    m_deadlineAlarm.stop();
+    m_deadlineTimer.stop();
     m_connection.stop(reason);
     onNothingToWaitFor();
     deliverOutcomes();
@@ -254,14 +255,13 @@ void ModbusLink::armDeadline()
         earliest = std::min(earliest, m_inFlight->answerBy);
     if (earliest.isForever())
         return;
-    // An alarm that comes sooner stays: it was set for a request that has been answered, and sets itself
-    // anew. To set one takes longer than to encode the request.
-    if (m_deadlineAlarm.isSet() && m_alarmedFor <= earliest)
+    // A timer that ends sooner stays: it was set for a request that has been answered, and sets itself
+    // anew. To start one takes longer than to encode the request.
+    if (m_deadlineTimer.isActive() && m_alarm <= earliest)
         return;
-    m_alarmedFor = earliest;
-    constexpr std::chrono::nanoseconds c_longest = std::chrono::milliseconds(std::numeric_limits<int>::max());
-    m_deadlineAlarm.set(AlarmClock::Clock::now() +
-                        std::min(std::chrono::nanoseconds(earliest.remainingTimeNSecs()), c_longest));
+    m_alarm = earliest;
+    m_deadlineTimer.start(
+        static_cast<int>(std::min<qint64>(earliest.remainingTime(), std::numeric_limits<int>::max())));
 }
 
 void ModbusLink::end(PendingRequest request, ModbusOutcome outcome)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "plugins/p_driver_modbus/source/link_clocks.h"
 #include "plugins/p_driver_modbus/source/link_statistics.h"
 #include "plugins/p_driver_modbus/source/modbus_configuration.h"
 #include "plugins/p_driver_modbus/source/modbus_connection.h"
@@ -60,8 +59,6 @@ public:
     const ModbusTransport& transport() const { return *m_transport; }
     LinkStatistics& statistics() { return m_statistics; }
     const LinkStatistics& statistics() const { return m_statistics; }
-    // Of polls over this link.
-    AlarmClock& pollClock() const { return m_clocks->polls; }
 
 Q_SIGNALS:
     // Told from the event loop, once per change that lasts until then: a listener may delete the link.
@@ -113,7 +110,6 @@ private:
     QString whyTooLate(const PendingRequest& request) const;
     ModbusOutcome unsentOutcome(const PendingRequest& request) const;
 
-    const std::shared_ptr<LinkClocks> m_clocks;
     const std::unique_ptr<const ModbusTransport> m_transport;
     LinkStatistics m_statistics;
     RequestQueue m_queue;
@@ -124,9 +120,9 @@ private:
     ModbusConnection m_connection;
 
     QTimer m_pauseTimer;
-    Alarm m_deadlineAlarm;
+    QTimer m_deadlineTimer;
     // A timer of no time: it fires in the pass of the event loop that has read the answer, where a queued
     // call would wake the loop for another one.
     QTimer m_deliveryTimer;
-    QDeadlineTimer m_alarmedFor; // what m_deadlineAlarm has been set for
+    QDeadlineTimer m_alarm; // what m_deadlineTimer has been set for
 };

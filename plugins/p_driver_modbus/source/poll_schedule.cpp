@@ -22,13 +22,6 @@ std::chrono::milliseconds leastPollTime(const ModbusTransport& transport, const 
 
 } // namespace
 
-PollSchedule::Range::Range(PollSchedule& schedule, const ModbusRequest& read)
-    : request(read)
-    , alarm(schedule.m_link->pollClock(), [this, &schedule] { schedule.poll(this); })
-{
-    request.repeated = std::make_shared<RepeatedAnswer>();
-}
-
 PollSchedule::PollSchedule(ModbusLink* link, QObject* parent)
     : QObject(parent)
     , m_link(link)
@@ -41,8 +34,15 @@ quint64 PollSchedule::subscribe(const ModbusRequest& request, int interval, Dead
 {
     Range* range = findRange(request);
     if (range == nullptr) {
-        m_ranges.push_back(std::make_unique<Range>(*this, request));
+        m_ranges.push_back(std::make_unique<Range>());
         range = m_ranges.back().get();
+        range->request = request;
+        range->request.repeated = std::make_shared<RepeatedAnswer>();
+        range->timer.setTimerType(Qt::PreciseTimer);
+        connect(&range->timer, &QTimer::timeout, this, [this, range] {
+            range->firesAt += range->timer.intervalAsDuration();
+            poll(range);
+        });
     }
     Listener listener;
     listener.id = ++m_lastId;
@@ -80,7 +80,18 @@ void PollSchedule::arm(Range& range)
     times.reserve(range.listeners.size());
     for (const Listener& listener : range.listeners)
         times.push_back(listener.times);
-    range.alarm.set(nextRead(times));
+    const PollTimes::Clock::time_point next = nextRead(times);
+    // A timer that goes on by itself keeps its beat; one that is set anew, in whole milliseconds, would be
+    // late by a part of one more each time.
+    constexpr std::chrono::milliseconds c_grain{1};
+    if (range.timer.isActive() && range.firesAt > next - c_grain && range.firesAt < next + c_grain)
+        return;
+    const PollTimes::Clock::time_point now = PollTimes::Clock::now();
+    // Rounded up: a timer that fires before its time would be armed again for nothing.
+    const auto wait =
+        std::max(std::chrono::ceil<std::chrono::milliseconds>(next - now), std::chrono::milliseconds(0));
+    range.firesAt = now + wait;
+    range.timer.start(wait);
 }
 
 void PollSchedule::poll(Range* range)

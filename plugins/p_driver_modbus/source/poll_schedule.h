@@ -1,10 +1,10 @@
 #pragma once
 
-#include "plugins/p_driver_modbus/source/alarm_clock.h"
 #include "plugins/p_driver_modbus/source/poll_times.h"
 #include "plugins/p_driver_modbus/source/request_ticket.h"
 
 #include <QObject>
+#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -52,11 +52,10 @@ private:
 
     struct Range
     {
-        Range(PollSchedule& schedule, const ModbusRequest& read);
-
         ModbusRequest request;
         std::vector<Listener> listeners;
-        Alarm alarm; // when the next read is due
+        QTimer timer;
+        PollTimes::Clock::time_point firesAt; // the timer, the next time
         RequestTicket ticket;
         std::optional<LastRead> last;
     };
