@@ -1,3 +1,4 @@
+#include "applications/simulator/platform.h"
 #include "applications/simulator/simulated_controller.h"
 #include "applications/simulator/simulator.h"
 #include "plugins/p_device_mdc/model/backup_file.h"
@@ -555,6 +556,9 @@ void tst_BenchBackup::linkIsLostBetweenTwoRequests_data()
 // The answer is good, the byte behind it loses the link, and behind the next one is another controller.
 void tst_BenchBackup::linkIsLostBetweenTwoRequests()
 {
+    // Not held there: the loss shows behind the next request, which goes to the other controller.
+    if (!hasPseudoTerminals())
+        QSKIP("a lost link is noticed behind the next request here, which the other controller gets");
     QFETCH(QStringList, options);
     QFETCH(QString, fault);
     QFETCH(int, code);

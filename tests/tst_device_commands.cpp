@@ -1004,6 +1004,9 @@ void tst_DeviceCommands::linkIsLostBetweenTwoRequests_data()
 // gets nothing of the rest.
 void tst_DeviceCommands::linkIsLostBetweenTwoRequests()
 {
+    // Not held there: the loss shows behind the next request, which goes to the other controller.
+    if (!hasPseudoTerminals())
+        QSKIP("a lost link is noticed behind the next request here, which the other controller gets");
     QFETCH(QString, fault);
     QFETCH(bool, isReset);
     QFETCH(int, written);
